@@ -1,0 +1,16 @@
+# Compile options of every target: zv_compile (warnings as errors, sanitizers).
+
+find_program(ZV_CCACHE ccache)
+if(ZV_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${ZV_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZV_CCACHE})
+endif()
+
+add_library(zv_compile INTERFACE)
+target_compile_options(zv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_definitions(zv_compile INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+
+if(ZV_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,18 @@
+# zv_export_names(TARGET LIST): makes the executable TARGET export the names listed in the file LIST, one a
+# line ("#" starts a comment), to the shared libraries loaded beside it, and nothing else of its own.
+function(zv_export_names target list)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+  file(STRINGS ${list} lines)
+  set(names "")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE "#.*" "" name "${line}")
+    string(STRIP "${name}" name)
+    if(name)
+      string(APPEND names "  ${name};\n")
+    endif()
+  endforeach()
+  set(dynamic_list ${CMAKE_CURRENT_BINARY_DIR}/${target}.dynamic-list)
+  file(CONFIGURE OUTPUT ${dynamic_list} CONTENT "{\n${names}};\n" @ONLY)
+  target_link_options(${target} PRIVATE "LINKER:--dynamic-list=${dynamic_list}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${dynamic_list})
+endfunction()

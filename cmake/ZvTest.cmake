@@ -1,0 +1,17 @@
+# zv_unit_test(NAME SOURCES ... [LIBS ...] [NO_NAMESPACE]): a GoogleTest program. Each of its tests runs as a
+# process of its own inside private IPC, process and mount namespaces (tests/support/in-namespace): its own message
+# queues, its own /dev/log, /tmp, /run and /usr/local.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+set(ZV_TEST_LAUNCHER ${CMAKE_SOURCE_DIR}/tests/support/in-namespace)
+
+function(zv_unit_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE zv_compile zv_test_support ${arg_LIBS} GTest::gmock GTest::gtest_main)
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests
+    CROSSCOMPILING_EMULATOR "${ZV_TEST_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

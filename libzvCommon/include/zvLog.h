@@ -1,0 +1,79 @@
+/*
+ * Logging of the support library: the process-wide log level, the diagnostic switch words and the emitting
+ * call.
+ *
+ * All names are exported by the program; closed libraries loaded beside it bind to them by name, so names,
+ * types and initial values never change.
+ */
+#ifndef ZV_LOG_H
+#define ZV_LOG_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Log levels. The order is fixed; DEBUG deliberately sorts below INFO. */
+#define UTIL_LOG_OFF 0
+#define UTIL_LOG_FATAL 1
+#define UTIL_LOG_ERROR 2
+#define UTIL_LOG_WARN 3
+#define UTIL_LOG_DEBUG 4
+#define UTIL_LOG_INFO 5
+#define UTIL_LOG_TRACE 6
+
+/* The current log level, 0 to 6. Initially UTIL_LOG_ERROR. A message of level L is logged when g_logLevel >=
+ * L. */
+extern int32_t g_logLevel;
+
+/*
+ * Diagnostic switches, initially 0x00281420.
+ *   bits 0-7  verbosity: assertion reports and message traces above 7, mailbox reports from 16
+ *   bit 8     trace of every message sent (subject to g_debug)
+ *   bit 9     traces show every line of a long message
+ *   bit 29    reports and traces are appended to /tmp/fuse_d/wifi_log.txt too
+ *   bit 30    reports and traces are printed to standard output too
+ * The other bits are read by nothing.
+ */
+extern uint32_t g_debug_level;
+
+/* Mask of trace classes, initially 0x30000000: a message is traced when its class has a bit in common. */
+extern uint32_t g_debug;
+
+/* Seconds that a timed mailbox receive waits, initially 10. */
+extern int32_t g_timedreceive;
+
+/* Sets g_logLevel when level is below 7; any other value is ignored without a word. */
+void zvUtilSetLogLevel(unsigned level);
+
+/*
+ * Writes one line to syslog at priority LOG_ERR, whatever the level: "<level name>:<message> @<file>:<line>".
+ *
+ *   level  0 to 6, selects the level name (padded to 14 characters); not checked
+ *   line   the caller's source line number
+ *   file   base name of the caller's source file, without its ending
+ *   fmt    printf format of the message and its arguments
+ *
+ * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG). Level name, colon and message
+ * are cut to 349 characters; where the suffix does not fit behind them, a single blank stands for it. No line
+ * end is added or removed. Needs no heap and never fails visibly.
+ */
+#ifdef __GNUC__
+__attribute__((format(printf, 4, 5)))
+#endif
+void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, ...);
+
+#ifdef __cplusplus
+}
+#endif
+
+/* Logs when the level is let through; file is the caller's source name, line its line number. */
+#define ZV_LOG_AT(level, line, file, ...)                                                                    \
+    do {                                                                                                     \
+        if (g_logLevel > (level)-1) {                                                                        \
+            zvUtilKlogMsgLevel((level), (line), (file), __VA_ARGS__);                                        \
+        }                                                                                                    \
+    } while (0)
+
+#endif
