@@ -1,0 +1,47 @@
+/*
+ * The commands under "command/ble/" and the hooks that open and close the link to the BLE daemon around them.
+ *
+ * Every handler takes the request's query text (null counts as empty), the response buffer (null: the answer
+ * is composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text
+ * in the buffer, or nothing where it has nothing to say; on failure the buffer is untouched. Results are
+ * codes of zvErrno.h: 0, -1 (the daemon refused or did not answer, its reply was malformed, the answer did
+ * not fit) or -3 (a missing or unusable parameter). Never -4: that such requests are answered with 500 is
+ * deliberate, clients tell them from requests for unknown URIs by it.
+ *
+ * Causes are logged at error level under the source name "command_ble".
+ */
+#pragma once
+
+/*
+ * Opens the link: creates this process's reply queue and opens the network daemon's queue. 0; -1 when it is
+ * open already or a queue cannot be opened; -2 out of memory. A link that opens only in part is closed again.
+ */
+int ble_interface_open();
+
+/* Closes the link and removes the reply queue; it is closed afterwards in any case. 0, or what failed. */
+int ble_interface_close();
+
+/* "command/ble/pairing_available": 0 when a pairing may start. Needs no link, so its row has no hooks. */
+int ble_pairing_available(const char* params, char* response, int response_size);
+/* "command/ble/pairing_phase": p= enters (not 0) or leaves (0) the pairing phase. */
+int ble_pairing_phase(const char* params, char* response, int response_size);
+
+/* "command/ble/configure": auto_connect= sets the configuration; an empty query answers it. */
+int ble_configure(const char* params, char* response, int response_size);
+/* "command/ble/scan": p= is passed to the daemon, cut to 8 bits. */
+int ble_scan(const char* params, char* response, int response_size);
+/* "command/ble/scan/list": p= asks for one page from that index, without it the whole list is answered. */
+int ble_scan_list(const char* params, char* response, int response_size);
+
+/* "command/ble/pair/start" and "command/ble/pair/cancel": device= and optionally address_type=. */
+int ble_pair_start(const char* params, char* response, int response_size);
+int ble_pair_cancel(const char* params, char* response, int response_size);
+/* "command/ble/pair/status": answers the pairing status; the query is not read. */
+int ble_pair_status(const char* params, char* response, int response_size);
+
+/* "command/ble/whitelist/list": p= as in the scan list. */
+int ble_whitelist_list(const char* params, char* response, int response_size);
+/* "command/ble/whitelist/configure": device= and remove=1 or auto_connect=. */
+int ble_whitelist_configure(const char* params, char* response, int response_size);
+/* "command/ble/whitelist/device": answers the entry of address=, an empty object when there is none. */
+int ble_whitelist_device(const char* params, char* response, int response_size);
