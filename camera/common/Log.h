@@ -1,0 +1,14 @@
+// Log lines of a daemon: to syslog(3), under the daemon's name.
+#pragma once
+
+namespace zvcam {
+
+// name must stay alive; it becomes the identifier of every line, with the process id.
+void openLog(const char* name);
+
+// LOG_ERR: something was refused, lost or is wrong.
+[[gnu::format(printf, 1, 2)]] void logError(const char* format, ...);
+// LOG_INFO: what the daemon did.
+[[gnu::format(printf, 1, 2)]] void logInfo(const char* format, ...);
+
+} // namespace zvcam
