@@ -73,19 +73,20 @@ int zvc_state_get_ap_has_default_credentials(bool* flag);
 
 #include <cstddef>
 #include <iosfwd>
+#include <optional>
 #include <string>
-#include <vector>
 
-/* Writes the CGI header of a successful JSON answer, blank line included. */
+/* Writes the CGI header of a successful JSON answer, blank line included. Lines end in CR LF. */
 void http_output_success_header(std::ostream& stream);
 
 /* Writes an empty JSON object, the body of an answer that has nothing to say. */
 void http_output_empty_json(std::ostream& stream);
 
 /*
- * Writes a complete error answer: header with the HTTP status, and a JSON object with "status" (the message),
- * "zverr",
- * "_function", "_line", "path" and "query". Texts are escaped; a null text counts as empty.
+ * Writes a complete error answer: header with the HTTP status, and a JSON object with the members "status"
+ * (the message), "zverr", "_function", "_line", "path" and "query", in this order. A null text counts as
+ * empty. Texts are escaped so that a JSON parser accepts them whatever their bytes; what is not UTF-8 becomes
+ * U+FFFD. A http_status outside 100 to 599 is answered as 500.
  */
 void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
                                   int error_code, const char* message, const char* function, int line);
@@ -94,7 +95,7 @@ void http_print_error_response_ex(std::ostream& stream, const char* path, const 
  * Finds a parameter in a query text ("a=1&b=2"). key includes its equals sign and matches only at the start
  * of a parameter; the value reaches to the next "&" and has its %XX escapes decoded (one that is malformed or
  * stands for a zero byte stays as it is, "+" stays "+"). The first match wins. 1 when found; 0 otherwise,
- * also for null params or key, and value is untouched.
+ * also for null params and for a null or empty key, and value is untouched.
  */
 int parseParam(const char* params, const char* key, std::string& value);
 
@@ -138,7 +139,8 @@ class MsgElement {
 public:
     /*
      * borrow: true leaves the data with the caller, who keeps them alive until the message has been written;
-     * false makes the element copy and own what it is given.
+     * false makes the element copy and own what it is given. Null data count as none, whatever the length; so
+     * do data that cannot be copied for want of memory.
      */
     MsgElement(unsigned char type, bool borrow);
     MsgElement(unsigned char type, unsigned short length, unsigned char* data, bool borrow);
@@ -153,8 +155,7 @@ private:
     unsigned char type_;
     bool borrow_;
     unsigned short length_ = 0;
-    unsigned char* data_ = nullptr;
-    std::vector<unsigned char> own_;
+    unsigned char* data_ = nullptr; // the caller's when borrowed, otherwise owned
 
 public:
     MsgElement(const MsgElement&) = delete;
@@ -185,25 +186,52 @@ public:
     /* Traces the message at log level 6 (UTIL_LOG_TRACE), under a title that may be null. */
     virtual void dump(const char* title) const;
 
-    /* Appends an element, which stays the caller's and must outlive the message or its next clear(). Null is
-     * ignored. */
+    /*
+     * Appends an element, which stays the caller's and must outlive the message or its next clear(). Null is
+     * ignored. The first 8 elements need no heap; when there is no memory for a further one, the message is
+     * incomplete until its next clear() and cannot be written.
+     */
     void addElement(MsgElement* element);
 
     friend MemStream& operator<<(MemStream& stream, const Msg& message);
     friend MemStream& operator>>(MemStream& stream, Msg& message);
 
 private:
-    struct Impl;
-    Impl* impl_;
+    static constexpr std::size_t blockSlots = 8;
+    struct Slot {
+        MsgElement* element = nullptr;  // the caller's, or the next member
+        std::optional<MsgElement> read; // an element read from a stream
+    };
+    struct Block {
+        Slot slots[blockSlots];
+        std::size_t used = 0;
+        Block* next = nullptr;
+    };
+
+    Slot* nextSlot();
+    bool readElements(unsigned char* elements, std::size_t length);
+    void dropElements();
+    /* Calls visit for each element until it returns false. */
+    template<class Visitor>
+    void forEach(Visitor visit) const;
+
+    unsigned char constructed_; // category given at construction
+    unsigned char category_;
+    bool incomplete_ = false;
+    Block first_;
+    Block* last_ = &first_;
 };
 
-/* Writes the message whole; when it does not fit, nothing is written and the stream fails. */
+/* Writes the message whole; when it does not fit, is incomplete or longer than 65535 bytes, nothing is
+ * written and the stream fails. */
 MemStream& operator<<(MemStream& stream, const Msg& message);
 
 /*
- * Reads the message that fills the rest of the stream. Its elements point into the stream's buffer, which
- * must outlive them. What is cut short, overlong or inconsistent sets the stream's failure state and leaves
- * the message empty, with the category that it was constructed with.
+ * Reads the message that fills the rest of the stream: its total length is exactly what is left, and its
+ * elements add up to it. An end marker (238) may be absent; where there is one, it is empty and the last
+ * element. The elements point into the stream's buffer, which must outlive them. What is cut short, overlong
+ * or inconsistent sets the stream's failure state, takes nothing from it, and leaves the message empty, with
+ * the category that it was constructed with.
  */
 MemStream& operator>>(MemStream& stream, Msg& message);
 #endif

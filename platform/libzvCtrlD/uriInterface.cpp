@@ -1,0 +1,93 @@
+#include "zvCtrlD.h"
+
+#include "ControlClient.h"
+#include "zvErrno.h"
+
+#include <cstring>
+#include <exception>
+#include <vector>
+
+namespace {
+
+struct Row {
+    const char* uri;
+    zvcontrol_handler handler;
+    zvcontrol_hook openHook;
+    zvcontrol_hook closeHook;
+};
+
+struct Interface {
+    bool open = false;
+    std::vector<Row> rows;
+};
+constinit Interface interface;
+
+const Row* findRow(const char* path) {
+    if (path == nullptr) {
+        return nullptr;
+    }
+    const char* uri = path[0] == '/' ? path + 1 : path;
+    for (const Row& row : interface.rows) {
+        if (std::strcmp(row.uri, uri) == 0) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+int serve(const Row& row, const char* params, char* response, int response_size) {
+    if (row.openHook != nullptr) {
+        const int opened = row.openHook();
+        if (opened != ZV_OK) {
+            return opened;
+        }
+    }
+    const int result = row.handler(params, response, response_size);
+    if (row.closeHook != nullptr) {
+        row.closeHook(); // its code is not the request's
+    }
+    return result;
+}
+
+} // namespace
+
+int zvcontrol_uri_interface_open(void) {
+    if (interface.open) {
+        return ZV_ERR;
+    }
+    const int result = zvcontrol::request(zvcontrol::Operation::Open, 0);
+    interface.open = result == ZV_OK;
+    return result;
+}
+
+int zvcontrol_uri_interface_close(void) {
+    if (!interface.open) {
+        return ZV_ERR;
+    }
+    interface.open = false;
+    std::vector<Row>().swap(interface.rows);
+    return zvcontrol::request(zvcontrol::Operation::Close, 0);
+}
+
+int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
+                              zvcontrol_hook close_hook) try {
+    if (uri == nullptr || handler == nullptr) {
+        return ZV_ERR_INVALID_PARAM;
+    }
+    if (!interface.open) {
+        return ZV_ERR;
+    }
+    interface.rows.push_back({uri, handler, open_hook, close_hook});
+    return ZV_OK;
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
+}
+
+int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
+    const Row* found = findRow(path);
+    if (found == nullptr) {
+        return ZV_ERR_NOT_SUPPORTED;
+    }
+    const Row row = *found; // a handler may close the interface
+    return serve(row, params, response, response_size);
+}
