@@ -1,0 +1,18 @@
+# The camera's processor: 32-bit ARM, hard float, by Debian's cross compiler. What it builds is run by qemu's user-mode
+# emulation, with the target's loader and libraries from the cross compiler's own tree.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7l)
+
+set(ZV_TARGET arm-linux-gnueabihf)
+set(ZV_TARGET_ROOT /usr/${ZV_TARGET})
+set(CMAKE_C_COMPILER ${ZV_TARGET}-gcc)
+set(CMAKE_CXX_COMPILER ${ZV_TARGET}-g++)
+
+set(CMAKE_FIND_ROOT_PATH ${ZV_TARGET_ROOT})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Configuration packages: only those that hold headers alone are looked up (cmake/ZvHeaderOnly.cmake).
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${ZV_TARGET_ROOT})
