@@ -1,13 +1,15 @@
 # The libraries that are headers alone (JSON, command line) come from the building machine also in a cross build. Its
-# /usr/include must stay out of sight of the cross compiler, so their folders are linked into a folder of their own.
+# /usr/include must stay out of sight of the cross compiler, so their folders are linked into a folder of their own, and
+# find_package is led to configurations that name this one (cmake/header-only).
 if(CMAKE_CROSSCOMPILING)
   set(ZV_HEADER_ONLY ${CMAKE_BINARY_DIR}/header-only)
-  foreach(library nlohmann CLI)
-    if(NOT EXISTS /usr/include/${library})
-      message(FATAL_ERROR "/usr/include/${library} is missing: scripts/setup names the package")
+  file(MAKE_DIRECTORY ${ZV_HEADER_ONLY})
+  foreach(folder nlohmann CLI)
+    if(NOT EXISTS /usr/include/${folder})
+      message(FATAL_ERROR "/usr/include/${folder} is missing: scripts/setup names the package")
     endif()
-    file(MAKE_DIRECTORY ${ZV_HEADER_ONLY})
-    file(CREATE_LINK /usr/include/${library} ${ZV_HEADER_ONLY}/${library} SYMBOLIC)
+    file(CREATE_LINK /usr/include/${folder} ${ZV_HEADER_ONLY}/${folder} SYMBOLIC)
   endforeach()
-  include_directories(SYSTEM ${ZV_HEADER_ONLY})
+  set(nlohmann_json_DIR ${CMAKE_SOURCE_DIR}/cmake/header-only)
+  set(CLI11_DIR ${CMAKE_SOURCE_DIR}/cmake/header-only)
 endif()

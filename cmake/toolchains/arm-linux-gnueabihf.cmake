@@ -16,3 +16,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${ZV_TARGET_ROOT})
+
+# A note about compilers older than any that is used here, once for every instance of a template.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
