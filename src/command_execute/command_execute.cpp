@@ -1,0 +1,35 @@
+#include "command_execute.h"
+
+#include "executeRequest.h"
+#include "program.h"
+#include "statusAnswer.h"
+#include "writeAll.h"
+#include "zvErrno.h"
+
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
+    for (int index = 0; index < count; ++index) {
+        if (executeCommand(&entries[static_cast<std::size_t>(index)], stream) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int handle_command_execute(const char* params, char* /*response*/, int /*response_size*/) {
+    std::stringstream stream;
+    write_header(stream);
+    ExecEntries entries;
+    const int count = read_entries(params, entries, stream);
+    if (count > 0 && carryOut(entries, count, stream)) {
+        write_status_ok(stream);
+    }
+    write_all(STDOUT_FILENO, stream.view());
+    return ZV_ERR_RESPONSE_ALREADY_SENT;
+}

@@ -1,0 +1,131 @@
+#include "program.h"
+
+#include "statusAnswer.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+// Line numbers of the failure statuses; clients read them.
+constexpr int lineNoEntry = 248;
+constexpr int lineNotFound = 255;
+constexpr int lineActionRange = 305;
+constexpr int lineStopWhitelist = 339;
+constexpr int lineStopShell = 348;
+constexpr int lineStartWhitelist = 379;
+constexpr int lineStartShell = 388;
+
+constexpr const char* whitelisted = "zvStream";
+
+constexpr int pathSize = 50;
+constexpr int commandSize = 1024;
+
+int fail(std::ostream& stream, const char* message, const char* function, int line) {
+    write_status_error(stream, message, function, line);
+    return -1;
+}
+
+// The prefix is deliberately the same for stopping; clients match this text.
+int failShell(std::ostream& stream, int error, const char* command, const char* function, int line) {
+    return fail(stream, format_message("start: system errno %d cmd '%s'", error, command), function, line);
+}
+
+// Looks for existence and readability only, and does not wait for a writer should the path name a pipe.
+bool isReadable(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) {
+        return false;
+    }
+    close(descriptor);
+    return true;
+}
+
+// A result beyond 50 is deliberately let through: what is tested then is the cut path.
+bool isInstalled(const char* program) {
+    char path[pathSize];
+    const int length = std::snprintf(path, sizeof path, "/usr/local/zarvo/bin/%s", program);
+    return length > 0 && length != pathSize && isReadable(path);
+}
+
+// The text deliberately keeps its length: behind the characters moved left, the last ones stay as they were,
+// and the shell gets to see them.
+void removeQuotes(std::string& text) {
+    std::size_t kept = 0;
+    for (const char character : text) {
+        if (character != '"') {
+            text[kept++] = character;
+        }
+    }
+}
+
+// A program in the background must not hold a connection of the web server or of a daemon open.
+void keepDescriptorsFromPrograms() {
+    static_cast<void>(close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC));
+}
+
+int runShell(const char* command) {
+    keepDescriptorsFromPrograms();
+    return std::system(command); // NOLINT(cert-env33-c): running a shell command is what the request asks for
+}
+
+} // namespace
+
+int executeCommand(ExecEntry* entry, std::ostream& stream) {
+    if (entry == nullptr) {
+        return fail(stream, "Null Program", "executeCommand", lineNoEntry);
+    }
+    const char* const program = entry->program.c_str();
+    if (!isInstalled(program)) {
+        return fail(stream, format_message("file not found %s", program), "executeCommand", lineNotFound);
+    }
+    removeQuotes(entry->arguments);
+    switch (entry->action) {
+    case exec_start:
+        return startProg(program, entry->arguments.c_str(), stream);
+    case exec_stop:
+        return stopProg(program, stream);
+    case exec_restart:
+        if (stopProg(program, stream) != 0) {
+            return -1;
+        }
+        return startProg(program, entry->arguments.c_str(), stream);
+    default:
+        return fail(stream, format_message("invalid command %d", entry->action), "executeCommand",
+                    lineActionRange);
+    }
+}
+
+int stopProg(const char* program, std::ostream& stream) {
+    if (std::strcmp(program, whitelisted) != 0) {
+        return fail(stream, "stop: not in whitelist", "stopProg", lineStopWhitelist);
+    }
+    char command[commandSize];
+    std::snprintf(command, sizeof command, "killall -s SIGINT %s", whitelisted);
+    static_cast<void>(runShell(command));
+    std::this_thread::sleep_for(std::chrono::microseconds(50000));
+    std::snprintf(command, sizeof command, "killall -9 %s", whitelisted);
+    if (runShell(command) == -1) {
+        return failShell(stream, errno, command, "stopProg", lineStopShell);
+    }
+    return 0;
+}
+
+int startProg(const char* program, const char* arguments, std::ostream& stream) {
+    if (std::strcmp(program, whitelisted) != 0) {
+        return fail(stream, "start: not in whitelist", "startProg", lineStartWhitelist);
+    }
+    char command[commandSize];
+    std::snprintf(command, sizeof command, "/usr/local/zarvo/bin/zvStream %s < /dev/null > /dev/null 2>&1 &",
+                  arguments == nullptr ? "" : arguments);
+    if (runShell(command) == -1) {
+        return failShell(stream, errno, command, "startProg", lineStartShell);
+    }
+    return 0;
+}

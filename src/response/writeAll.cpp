@@ -1,0 +1,34 @@
+#include "writeAll.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+// Standard output may be a pipe that the web server made non-blocking.
+bool waitUntilWritable(int descriptor) {
+    pollfd waiting{descriptor, POLLOUT, 0};
+    return poll(&waiting, 1, -1) > 0 || errno == EINTR;
+}
+
+bool mayRetry(int descriptor) {
+    if (errno == EINTR) {
+        return true;
+    }
+    return (errno == EAGAIN || errno == EWOULDBLOCK) && waitUntilWritable(descriptor);
+}
+
+} // namespace
+
+bool write_all(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || !mayRetry(descriptor)) {
+            return false;
+        }
+    }
+    return true;
+}

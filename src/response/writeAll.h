@@ -1,0 +1,14 @@
+/*
+ * Delivery of a composed response: everything that the program answers is put together in memory first and
+ * then handed to standard output in one piece.
+ */
+#pragma once
+
+#include <string_view>
+
+/*
+ * Writes the whole text to a descriptor with write(2), however little each call takes; an interrupted call is
+ * repeated, and a descriptor that would block is waited for. False when the descriptor refuses (the rest is
+ * then not written); nothing is logged.
+ */
+bool write_all(int descriptor, std::string_view text);
