@@ -1,0 +1,81 @@
+#include "analyticsFile.h"
+
+#include "writeAll.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <fcntl.h>
+#include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Nothing read counts as exhausted, whatever the reason. What sink makes of a block is deliberately not
+// looked at: a client that has gone away must not change the handler's result.
+template<typename Sink>
+int copyBlocks(std::FILE* source, int64_t limit, Sink sink) {
+    char block[analytics_block_size];
+    while (limit > 0) {
+        const auto most = static_cast<std::size_t>(std::min<int64_t>(limit, sizeof block));
+        const std::size_t length = std::fread(block, 1, most, source);
+        if (length == 0) {
+            return 0;
+        }
+        sink(block, length);
+        if (std::ferror(source) != 0) {
+            return -1;
+        }
+        limit -= static_cast<int64_t>(length);
+    }
+    return 0;
+}
+
+bool isDirectory(std::FILE* file) {
+    struct stat status {};
+    return fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+std::FILE* analytics_open(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    std::FILE* const file = fdopen(descriptor, "rb");
+    if (file == nullptr) {
+        close(descriptor);
+    }
+    return file;
+}
+
+int analytics_seek_end(std::FILE* file, int32_t& size) {
+    // Some file systems let a directory be sought through, but none lets it be read.
+    if (isDirectory(file) || fseeko(file, 0, SEEK_END) != 0) {
+        return -1;
+    }
+    const off_t end = ftello(file);
+    if (end < 0 || end > std::numeric_limits<int32_t>::max()) {
+        return -1;
+    }
+    size = static_cast<int32_t>(end);
+    return 0;
+}
+
+int analytics_seek_start(std::FILE* file) {
+    return fseeko(file, 0, SEEK_SET) == 0 ? 0 : -1;
+}
+
+int analytics_copy(std::FILE* destination, std::FILE* source) {
+    return copyBlocks(source, std::numeric_limits<int64_t>::max(),
+                      [destination](const char* block, std::size_t length) {
+                          static_cast<void>(std::fwrite(block, 1, length, destination));
+                      });
+}
+
+int analytics_send(int descriptor, std::FILE* source, int32_t limit) {
+    return copyBlocks(source, limit, [descriptor](const char* block, std::size_t length) {
+        static_cast<void>(write_all(descriptor, {block, length}));
+    });
+}

@@ -1,0 +1,32 @@
+/*
+ * Reading and copying of the analytics file.
+ */
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+/* Bytes copied at a time; the memory that a copy needs does not depend on the file's size. */
+inline constexpr std::size_t analytics_block_size = 1024;
+
+/* Opens a file for reading, without waiting for a writer when the path names a pipe. Null when it cannot be
+ * opened. */
+std::FILE* analytics_open(const char* path);
+
+/*
+ * Moves to the file's end. -1 when that is not possible: a pipe, a directory, or an end beyond what a signed
+ * 32-bit count of bytes can name (2 GiB and more).
+ */
+int analytics_seek_end(std::FILE* file, int32_t& size);
+
+/* Moves to the file's start; -1 when that is not possible. */
+int analytics_seek_start(std::FILE* file);
+
+/*
+ * Copies source to destination in blocks until the source is exhausted. 0 then, -1 when the source's error
+ * indicator is set after a block. Write errors are not checked.
+ */
+int analytics_copy(std::FILE* destination, std::FILE* source);
+
+/* The same towards a descriptor, each block written whole; stops after limit bytes at the latest. */
+int analytics_send(int descriptor, std::FILE* source, int32_t limit);

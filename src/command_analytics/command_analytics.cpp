@@ -1,0 +1,94 @@
+#include "command_analytics.h"
+
+#include "analyticsFile.h"
+#include "csi.h"
+#include "writeAll.h"
+#include "zvCtrlD.h"
+#include "zvErrno.h"
+#include "zvLog.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+// Line numbers of the error answers; clients read them.
+constexpr int lineBusy = 57;
+constexpr int lineSeekEnd = 83;
+constexpr int lineSeekStart = 93;
+constexpr int lineOpen = 107;
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+int answerError(int status, const char* message, int line) {
+    std::stringstream stream;
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status,
+                                 ZV_ERR, message, "handle_command_analytics", line);
+    write_all(STDOUT_FILENO, stream.view());
+    return ZV_ERR_RESPONSE_ALREADY_SENT;
+}
+
+int answerNoContent(int line) {
+    return answerError(204, "no content", line);
+}
+
+// Both fields deliberately stand in one line, with no status line: the camera's clients read exactly this.
+void sendHeader(int32_t size) {
+    char header[96];
+    std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n",
+                  "Content-Length: ", size, "Content-Type: ");
+    write_all(STDOUT_FILENO, header);
+}
+
+int answerFile(const char* path) {
+    const File file(analytics_open(path));
+    if (file == nullptr) {
+        return answerNoContent(lineOpen);
+    }
+    int32_t size = 0;
+    if (analytics_seek_end(file.get(), size) != 0) {
+        return answerNoContent(lineSeekEnd);
+    }
+    if (analytics_seek_start(file.get()) != 0) {
+        return answerNoContent(lineSeekStart);
+    }
+    sendHeader(size);
+    // No more than was announced: the daemon may append to the file meanwhile.
+    analytics_send(STDOUT_FILENO, file.get(), size);
+    return ZV_ERR_RESPONSE_ALREADY_SENT;
+}
+
+} // namespace
+
+int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+    int returned = 0;
+    int32_t recording = 0;
+    if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
+        return ZV_ERR;
+    }
+    if (recording != 0) {
+        return answerError(403, "busy", lineBusy);
+    }
+    char path[257] = {};
+    const int asked =
+        zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_GET, nullptr, 0, path, sizeof path);
+    if (asked != ZV_OK) {
+        return asked;
+    }
+    path[sizeof path - 1] = '\0';
+    ZV_LOG_AT(UTIL_LOG_DEBUG, __LINE__, "command_analytics", "Got Analytics file response [%s] \n", path);
+    return answerFile(path);
+}
+
+int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+    static_cast<void>(
+        zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
+    return ZV_OK;
+}

@@ -1,0 +1,22 @@
+/*
+ * The custom URIs "analytics/get" and "analytics/clear": they fetch and discard the analytics file, which the
+ * control daemon collects and owns.
+ *
+ * Both are handlers of the URI dispatcher; they ignore query text, response buffer and size.
+ */
+#pragma once
+
+/*
+ * Streams the analytics file to standard output, as one header line and the file's bytes.
+ *
+ *   ZV_ERR_RESPONSE_ALREADY_SENT  an answer has been printed: the file, 403 "busy" while the camera records,
+ * or 204 "no content" when the file cannot be opened or has no readable size ZV_ERR the recording state
+ * cannot be read; nothing printed any other                     the control daemon's own code for the
+ * question where the file is; nothing printed
+ *
+ * Logs the file's path at level 4.
+ */
+int handle_command_analytics(const char* params, char* response, int response_size);
+
+/* Asks the control daemon to clear the analytics. Always ZV_OK, whatever the daemon says. */
+int handle_command_analytics_clear(const char* params, char* response, int response_size);
