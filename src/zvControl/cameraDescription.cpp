@@ -1,0 +1,94 @@
+#include "cameraDescription.h"
+
+#include "buildRevision.h"
+#include "cameraState.h"
+#include "settingsFile.h"
+#include "zvCtrlD.h"
+#include "zvErrno.h"
+#include "zvLog.h"
+#include "zvModel.h"
+
+namespace {
+
+constexpr int lineSettings = 331; // of the error answer; clients read it
+
+// The camera's own number stays what the document reports, known or not.
+const char* settingsModel(unsigned char number) {
+    const char* const model = get_model_name(number);
+    if (model != nullptr) {
+        return model;
+    }
+    ZV_LOG_AT(UTIL_LOG_WARN, 236, "zvControl", "invalid model_number, %d\n", number);
+    return get_model_name(default_model_number);
+}
+
+void setText(std::stringstream& stream, std::string_view text) {
+    stream.str(std::string(text));
+    stream.clear();
+    stream.seekp(0, std::ios::end);
+}
+
+// Reopens the settings' outermost object: its closing brace, and what follows it, goes.
+bool cutLastBrace(std::stringstream& stream) {
+    const std::string text = stream.str();
+    const std::size_t brace = text.rfind('}');
+    if (brace == std::string::npos) {
+        return false;
+    }
+    setText(stream, std::string_view(text).substr(0, brace));
+    return true;
+}
+
+int failSettings(std::stringstream& stream, const char* path) {
+    setText(stream, ""); // no half header may be left
+    write_description_error(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
+    return ZV_ERR_FILE_OPEN;
+}
+
+void writeMember(std::ostream& stream, const char* key, const char* value) {
+    stream << ",\"" << key << "\":\"" << value << '"';
+}
+
+void writeInfo(std::ostream& stream, const CameraState& state) {
+    stream << ",\n\"info\":{"
+           << "\"model_number\":" << static_cast<int>(state.model_number);
+    writeMember(stream, "model_name", state.model_name);
+    writeMember(stream, "firmware_version", state.firmware_version);
+    writeMember(stream, "serial_number", state.serial_number);
+    writeMember(stream, "board_type", state.board_type);
+    writeMember(stream, "ap_mac", state.ap_mac);
+    writeMember(stream, "ap_ssid", state.ap_ssid);
+    // Deliberately a quoted text, not a boolean: clients compare it with "1".
+    writeMember(stream, "ap_has_default_credentials", state.ap_has_default_credentials ? "1" : "0");
+    writeMember(stream, "git_sha1", build_revision);
+    stream << "}}";
+}
+
+} // namespace
+
+int camera_description_output_json(std::stringstream& stream) {
+    CameraState state;
+    int result = read_model_number(state, stream);
+    if (result != ZV_OK) {
+        return result;
+    }
+    ZV_LOG_AT(UTIL_LOG_INFO, 231, "zvControl", "model_number, %d\n", state.model_number);
+    const char* const model = settingsModel(state.model_number);
+    result = read_camera_state(state, stream);
+    if (result != ZV_OK) {
+        return result;
+    }
+
+    char path[settings_path_size];
+    find_settings(model, get_model_name(default_model_number), path);
+    SettingsFile settings(path);
+    if (!settings.isOpen()) {
+        return failSettings(stream, path);
+    }
+    http_output_success_header(stream);
+    if (!settings.read_lines(stream) || !cutLastBrace(stream)) {
+        return failSettings(stream, path);
+    }
+    writeInfo(stream, state);
+    return ZV_OK;
+}

@@ -1,0 +1,5 @@
+#include "zvControl.h"
+
+int main() {
+    return zv_control_main();
+}

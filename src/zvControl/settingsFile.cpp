@@ -1,0 +1,78 @@
+#include "settingsFile.h"
+
+#include "zvLog.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+void buildPath(const char* model, char (&path)[settings_path_size]) {
+    std::snprintf(path, sizeof path, "/usr/local/zarvo/etc/%s/settings.json", model);
+}
+
+bool exists(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0;
+}
+
+// The text without its line ends.
+void appendLines(std::ostream& stream, std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        stream << line;
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+}
+
+ssize_t readSome(int descriptor, char* block, std::size_t size) {
+    for (;;) {
+        const ssize_t length = read(descriptor, block, size);
+        if (length >= 0 || errno != EINTR) {
+            return length;
+        }
+    }
+}
+
+} // namespace
+
+void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]) {
+    buildPath(model, path);
+    if (exists(path)) {
+        return;
+    }
+    ZV_LOG_AT(UTIL_LOG_WARN, 308, "zvControl", "file not found, %s\n", path);
+    buildPath(default_model, path);
+    ZV_LOG_AT(UTIL_LOG_WARN, 312, "zvControl", "using default, %s\n", path);
+}
+
+// A pipe in the place of the file must not be waited for.
+SettingsFile::SettingsFile(const char* path)
+    : descriptor_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
+
+SettingsFile::~SettingsFile() {
+    if (isOpen()) {
+        close(descriptor_);
+    }
+}
+
+bool SettingsFile::read_lines(std::ostream& stream) {
+    char block[4096];
+    std::size_t total = 0;
+    for (;;) {
+        const ssize_t length = readSome(descriptor_, block, sizeof block);
+        if (length <= 0) {
+            return true; // an unreadable file ends here like a short one
+        }
+        total += static_cast<std::size_t>(length);
+        if (total > settings_max_size) {
+            return false;
+        }
+        appendLines(stream, {block, static_cast<std::size_t>(length)});
+    }
+}

@@ -1,0 +1,36 @@
+/*
+ * The settings document that the camera keeps for each model.
+ */
+#pragma once
+
+#include <cstddef>
+#include <ostream>
+
+inline constexpr int settings_path_size = 256;
+
+/* More than any model's settings; a file beyond it is not taken for one. */
+inline constexpr std::size_t settings_max_size = std::size_t{16} << 20;
+
+/*
+ * Builds the path of a model's settings file, cut to 255 characters: of the model with that code name, or,
+ * when there is no such file (logged at warning level), of the default one.
+ */
+void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]);
+
+/*
+ * The settings file, opened for reading. read_lines appends its lines to the stream, joined with nothing
+ * between them; false when the file is beyond settings_max_size.
+ */
+class SettingsFile {
+public:
+    explicit SettingsFile(const char* path);
+    ~SettingsFile();
+    SettingsFile(const SettingsFile&) = delete;
+    SettingsFile& operator=(const SettingsFile&) = delete;
+
+    bool isOpen() const { return descriptor_ >= 0; }
+    bool read_lines(std::ostream& stream);
+
+private:
+    int descriptor_;
+};
