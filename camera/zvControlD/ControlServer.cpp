@@ -1,0 +1,86 @@
+#include "ControlServer.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "Log.h"
+#include "UnixSocket.h"
+#include "zvErrno.h"
+
+namespace zvcam {
+
+ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler,
+                             std::chrono::milliseconds idleLimit)
+    : loop_(loop), path_(std::move(path)), handler_(std::move(handler)), idleLimit_(idleLimit),
+      listener_(listenUnix(path_, SOCK_SEQPACKET)) {
+    loop_.addFd(listener_.get(), POLLIN, [this](short) { accept(); });
+}
+
+ControlServer::~ControlServer() {
+    while (!clients_.empty()) {
+        drop(clients_.begin());
+    }
+    loop_.removeFd(listener_.get());
+    unlink(path_.c_str());
+}
+
+void ControlServer::accept() {
+    UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    const bool scarce = !fd.ok() && (errno == EMFILE || errno == ENFILE);
+    if ((scarce || clients_.size() >= clientLimit) && !clients_.empty()) {
+        logError("too many connections, closing the oldest");
+        drop(clients_.begin());
+    }
+    if (!fd.ok()) {
+        return;
+    }
+    clients_.push_back({std::move(fd), 0});
+    const auto client = std::prev(clients_.end());
+    client->timer = loop_.addTimer(idleLimit_, [this, client] {
+        logError("a connection that asked nothing is closed");
+        drop(client);
+    });
+    loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
+}
+
+void ControlServer::serve(Clients::iterator client) {
+    unsigned char packet[zvcontrol::maxPacket];
+    const int fd = client->fd.get();
+    // With MSG_TRUNC the packet's own length is returned, so that an overlong one is seen.
+    const ssize_t length = recv(fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
+    if (length < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return;
+    }
+    if (length > 0) {
+        const auto arrived = static_cast<std::size_t>(length);
+        const auto request =
+            arrived <= sizeof packet ? zvcontrol::decodeRequest({packet, arrived}) : std::nullopt;
+        if (request) {
+            answer(fd, *request);
+        } else {
+            logError("malformed request of %zu bytes", arrived);
+        }
+    }
+    drop(client);
+}
+
+void ControlServer::answer(int fd, const zvcontrol::Request& request) {
+    const ControlAnswer answer = handler_(request);
+    unsigned char packet[zvcontrol::maxPacket];
+    std::size_t length = zvcontrol::encodeAnswer({answer.result, answer.data}, packet);
+    if (length == 0) {
+        length = zvcontrol::encodeAnswer({ZV_ERR, {}}, packet);
+    }
+    if (send(fd, packet, length, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+        logInfo("a client is gone before its answer");
+    }
+}
+
+void ControlServer::drop(Clients::iterator client) {
+    loop_.cancelTimer(client->timer);
+    loop_.removeFd(client->fd.get());
+    clients_.erase(client);
+}
+
+} // namespace zvcam

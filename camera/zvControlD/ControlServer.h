@@ -1,0 +1,60 @@
+/*
+ * The daemon's end of the talk with the control libraries: one request packet and one answer packet a connection.
+ *
+ * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed, a connection
+ * that has not asked within idleLimit is closed, and so is the longest waiting one when there are too many.
+ */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "ControlProtocol.h"
+#include "EventLoop.h"
+
+namespace zvcam {
+
+struct ControlAnswer {
+    std::int32_t result = 0;
+    std::vector<unsigned char> data; // none unless result is 0
+};
+
+class ControlServer {
+public:
+    using Handler = std::function<ControlAnswer(const zvcontrol::Request&)>;
+
+    static constexpr std::size_t clientLimit = 256;
+
+    // Listens on path, as AdminServer does. The loop must outlive the server.
+    ControlServer(EventLoop& loop, std::string path, Handler handler,
+                  std::chrono::milliseconds idleLimit = std::chrono::seconds(10));
+    ~ControlServer();
+    ControlServer(const ControlServer&) = delete;
+    ControlServer& operator=(const ControlServer&) = delete;
+
+    std::size_t clients() const { return clients_.size(); }
+
+private:
+    struct Client {
+        UniqueFd fd;
+        EventLoop::TimerId timer;
+    };
+    using Clients = std::list<Client>; // by age
+
+    void accept();
+    void serve(Clients::iterator client);
+    void answer(int fd, const zvcontrol::Request& request);
+    void drop(Clients::iterator client);
+
+    EventLoop& loop_;
+    std::string path_;
+    Handler handler_;
+    std::chrono::milliseconds idleLimit_;
+    UniqueFd listener_;
+    Clients clients_;
+};
+
+} // namespace zvcam
