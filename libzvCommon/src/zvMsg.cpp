@@ -1,0 +1,110 @@
+#include "zvMsg.h"
+
+#include "zvHexdump.h"
+#include "zvLog.h"
+#include "zvMbox.h"
+#include "zvReport.h"
+#include "zvTlv.h"
+#include "zvTlvWalk.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr const char* modulePath = "libzvCommon/src/zvMsg";
+constexpr uint32_t codeSize = 2;
+
+void addName(zvmsg_holder* iobuf, uint8_t tag, const char* name) {
+    const auto length = static_cast<uint32_t>(std::strlen(name));
+    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, tag, length, name);
+}
+
+void trace(const zvmsg_holder* iobuf, int direction) {
+    const bool known = direction >= 0 && direction < ZVMSG_DIRECTIONS;
+    if (known && (g_debug_level & zv::traceSends) != 0 && (s_dmsghex[direction] & g_debug) != 0) {
+        hexprint(s_dmsgstr[direction], 0, iobuf->buf, iobuf->length);
+    }
+}
+
+void address(zvmsg_holder* iobuf, const char* from, const char* to, int direction) {
+    addName(iobuf, ZVTLV_SRC, from);
+    addName(iobuf, ZVTLV_DST, to);
+    iobuf->length += sntlv_add_dat(iobuf->buf, iobuf->capacity, ZVTLV_TAIL, 0);
+    trace(iobuf, direction);
+}
+
+// The lines of one function's checks, which its reports tell.
+struct Caller {
+    const char* function;
+    int validateLine;
+    int openLine;
+};
+
+void checkMessage(zvmsg_holder* iobuf, const Caller& caller) {
+    if (tlv_validate(iobuf->buf) != 0) {
+        zv::assertFailed(modulePath, caller.function, caller.validateLine, "0 == tlv_validate(iobuf->buf)");
+    }
+}
+
+// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what
+// can go wrong ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
+int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& caller) {
+    zvMbox_attr txq;
+    if (zvMbox_txopen(mailbox, &txq) != 0) {
+        zv::assertFailed(modulePath, caller.function, caller.openLine, "zvMbox_txopen(via, &txq) == 0");
+    }
+    zvMbox_send(iobuf->buf, iobuf->length, &txq);
+    return zvMbox_close(&txq);
+}
+
+} // namespace
+
+int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length,
+                uint8_t type) {
+    iobuf->length = sntlv_msg_init(iobuf->buf, iobuf->capacity, type);
+    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_CODE, codeSize, code);
+    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payload_length, payload);
+    return iobuf->length;
+}
+
+int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction) {
+    constexpr Caller caller{"zvmsg_send", 45, 48};
+    address(iobuf, from, to, direction);
+    checkMessage(iobuf, caller);
+    return sendThrough(iobuf, via != nullptr ? via : to, caller);
+}
+
+int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via,
+                            int direction) {
+    constexpr Caller caller{"zvmsg_send_timedreceive", 66, 73};
+    address(iobuf, from, to, direction);
+    checkMessage(iobuf, caller);
+
+    zvMbox_unlink(from);
+    zvMbox_attr rxq;
+    if (zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) != 0) {
+        zv::assertFailed(modulePath, caller.function, 70,
+                         "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
+    }
+    sendThrough(iobuf, via != nullptr ? via : to, caller);
+    iobuf->length = snzvMbox_timedreceive(iobuf->buf, iobuf->capacity, &rxq);
+    zvMbox_close(&rxq);
+    zvMbox_unlink(from);
+    return iobuf->length;
+}
+
+uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length) {
+    // The length in the header is the peer's word; the current length is what really came.
+    if (iobuf->length < ZVTLV_HEADER_SIZE) {
+        return nullptr;
+    }
+    const int total = std::min(sntlv_msg_len(iobuf->buf), int{iobuf->length});
+    const zv::Element element = zv::findElement(iobuf->buf, total, ZVTLV_RSP);
+    if (element.address == nullptr || element.cut()) {
+        return nullptr;
+    }
+    *data = element.data();
+    *length = element.length;
+    return element.address;
+}

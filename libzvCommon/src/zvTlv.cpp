@@ -1,0 +1,144 @@
+#include "zvTlv.h"
+
+#include "zvReport.h"
+#include "zvTlvWalk.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr const char* modulePath = "libzvCommon/src/zvTlv";
+constexpr uint8_t blanked = 'W';
+
+void putLength(uint8_t* at, uint32_t length) {
+    at[0] = static_cast<uint8_t>(length >> 8);
+    at[1] = static_cast<uint8_t>(length);
+}
+
+// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the
+// room behind the message header as capacity, and messages that fill it exactly must go on fitting.
+bool fits(uint32_t total, uint32_t length, uint32_t capacity) {
+    return uint64_t{total} + length <= capacity;
+}
+
+// Writes header and new total length around data that the caller puts at the element's fifth byte. total is
+// given because the header of a message shorter than itself is overwritten by what is appended.
+void writeElementHeader(uint8_t* buffer, uint32_t total, uint8_t tag, uint32_t length) {
+    uint8_t* const element = buffer + total;
+    element[0] = 0;
+    putLength(element + 1, length);
+    element[3] = tag;
+}
+
+// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind
+// to.
+int finishElement(uint8_t* buffer, uint32_t total, uint32_t length) {
+    putLength(buffer, total + length + ZVTLV_HEADER_SIZE);
+    return static_cast<int16_t>(length + ZVTLV_HEADER_SIZE);
+}
+
+} // namespace
+
+int sntlv_msg_init(uint8_t* buffer, uint32_t /*capacity*/, uint8_t type) {
+    putLength(buffer, ZVTLV_HEADER_SIZE);
+    buffer[2] = 0;
+    buffer[3] = type;
+    return ZVTLV_HEADER_SIZE;
+}
+
+int sntlv_msg_len(const uint8_t* buffer) {
+    return static_cast<int16_t>(zv::tlvLength(buffer));
+}
+
+int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, const void* data) {
+    const uint32_t total = zv::tlvLength(buffer);
+    if (!fits(total, length, capacity)) {
+        return 0;
+    }
+    writeElementHeader(buffer, total, tag, length);
+    if (length > 0) {
+        std::memcpy(buffer + total + ZVTLV_HEADER_SIZE, data, length);
+    }
+    return finishElement(buffer, total, length);
+}
+
+int sntlv_add_dat(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, ...) {
+    const uint32_t total = zv::tlvLength(buffer);
+    if (!fits(total, length, capacity)) {
+        return 0;
+    }
+    writeElementHeader(buffer, total, tag, length);
+    uint8_t* const data = buffer + total + ZVTLV_HEADER_SIZE;
+    std::va_list args;
+    va_start(args, length);
+    for (uint32_t done = 0; done < length;) {
+        const unsigned value = va_arg(args, unsigned);
+        const uint32_t part = length - done < sizeof value ? length - done : uint32_t{sizeof value};
+        std::memcpy(data + done, &value, part);
+        done += part;
+    }
+    va_end(args);
+    return finishElement(buffer, total, length);
+}
+
+uint8_t* tlv_find(uint8_t* buffer, uint8_t tag) {
+    return zv::findElement(buffer, sntlv_msg_len(buffer), tag).address;
+}
+
+int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_t* buffer) {
+    const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
+    if (element.address == nullptr || element.cut() || element.length >= destination_size) {
+        return 0;
+    }
+    std::memcpy(destination, element.data(), element.length);
+    return element.length;
+}
+
+void sntlv_void(uint8_t* buffer, uint8_t tag) {
+    const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
+    if (element.address == nullptr) {
+        zv::assertFailed(modulePath, "sntlv_void", 221, "tlv != NULL");
+    }
+    element.address[0] = blanked;
+    std::memset(element.data(), 0, element.present());
+}
+
+// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle
+// takes the message's tail with it.
+int sntlv_remove(uint8_t* buffer, uint32_t /*capacity*/, uint8_t tag) {
+    const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
+    if (element.address == nullptr) {
+        zv::assertFailed(modulePath, "sntlv_remove", 238, "tlvend != NULL");
+    }
+    const uint32_t size = element.present() + ZVTLV_HEADER_SIZE;
+    putLength(buffer, zv::tlvLength(buffer) - size);
+    return -static_cast<int>(size);
+}
+
+int snLoclItoI(char* destination, uint32_t size, int count, uint32_t value) {
+    if (count < 1 || count > 4) {
+        return 0;
+    }
+    int stored = 0;
+    for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) {
+        const uint32_t room = size - static_cast<uint32_t>(stored);
+        std::snprintf(destination + stored, room, "%c", static_cast<uint8_t>(value >> shift));
+        if (room < 2) {
+            break; // only the terminating zero went in, or nothing
+        }
+        ++stored;
+    }
+    return stored;
+}
+
+int snLoclbin(void* destination, uint32_t destination_size, uint32_t length, const void* source) {
+    if (length > destination_size) {
+        return 0;
+    }
+    if (length > 0) {
+        std::memcpy(destination, source, length);
+    }
+    return static_cast<int>(length);
+}

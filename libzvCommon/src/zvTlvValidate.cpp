@@ -1,0 +1,40 @@
+#include "zvTlv.h"
+#include "zvTlvWalk.h"
+
+namespace {
+
+constexpr int noEndMarker = -1;
+constexpr int unbalanced = -2;
+constexpr int unbalancedElse = -3;
+
+bool has(uint8_t* buffer, uint8_t tag) {
+    return tlv_find(buffer, tag) != nullptr;
+}
+
+// Types of messages that carry a payload and a response.
+bool expectsResponse(uint8_t type) {
+    return type <= 13 && type % 2 == 1;
+}
+
+int unbalancedResult(uint8_t* buffer) {
+    const bool response = has(buffer, ZVTLV_RSP);
+    return has(buffer, ZVTLV_DATA) && response == expectsResponse(buffer[3]) ? unbalanced : unbalancedElse;
+}
+
+} // namespace
+
+int tlv_validate(uint8_t* buffer) {
+    const int total = sntlv_msg_len(buffer);
+    if (total <= ZVTLV_HEADER_SIZE || buffer[total - 1] != ZVTLV_TAIL) {
+        return noEndMarker;
+    }
+    zv::ElementWalk walk(buffer, total);
+    for (zv::Element element = walk.next(); element.address != nullptr; element = walk.next()) {
+        if (element.address[3] == ZVTLV_TAIL) {
+            return element.length == 0 && element.room == 0 ? 0 : noEndMarker;
+        }
+    }
+    // The last byte passes for an end marker, but no element starts there: either it is data of the last
+    // element, or a length is wrong somewhere.
+    return walk.atEnd() ? noEndMarker : unbalancedResult(buffer);
+}

@@ -1,0 +1,28 @@
+#include "zvTlvWalk.h"
+
+namespace zv {
+
+Element ElementWalk::next() {
+    // Past the end only after an element whose length points there: 65539 at most, so nothing wraps.
+    if (offset_ >= total_ || total_ - offset_ < ZVTLV_HEADER_SIZE) {
+        return {};
+    }
+    Element element;
+    element.address = buffer_ + offset_;
+    element.length = static_cast<uint16_t>(element.address[1] << 8 | element.address[2]);
+    element.room = total_ - offset_ - ZVTLV_HEADER_SIZE;
+    offset_ += element.length + uint32_t{ZVTLV_HEADER_SIZE};
+    return element;
+}
+
+Element findElement(uint8_t* buffer, int total, uint8_t tag) {
+    ElementWalk walk(buffer, total);
+    for (Element element = walk.next(); element.address != nullptr; element = walk.next()) {
+        if (element.address[3] == tag) {
+            return element;
+        }
+    }
+    return {};
+}
+
+} // namespace zv

@@ -1,0 +1,72 @@
+#include "zvHexdump.h"
+#include "zvLog.h"
+#include "zvReport.h"
+#include "zvText.h"
+
+const char* const s_dmsgstr[ZVMSG_DIRECTIONS] = {
+    "            ", ">Hb         ", " Hb>        ", " Hb<        ",
+    "<Hb         ", ">Hc         ", " Hc>        ", " Hc<        ",
+    "<Hc         ", ">UD         ", " UD>        ", " UD<        ",
+    "<UD         ", "    >GN     ", "     GN>    ", "     GN<    ",
+    "    <GN     ", "        >RT ", "         RT>", "         RT<",
+    "        <RT ", "        >WI ", "        <WI ", "        >BT ",
+    "        <BT ", "DB>         ", "DB<         ", "",
+};
+
+// Bits 12 to 15 are deliberately unused: masks in g_debug are written with them in mind.
+const uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
+    0,          0x00000001, 0x00000002, 0x00000004, 0x00000008, 0x00000010, 0x00000020,
+    0x00000040, 0x00000080, 0x00000100, 0x00000200, 0x00000400, 0x00000800, 0x00010000,
+    0x00020000, 0x00040000, 0x00080000, 0x00100000, 0x00200000, 0x00400000, 0x00800000,
+    0x01000000, 0x02000000, 0x04000000, 0x08000000, 0x10000000, 0x20000000, 0,
+};
+
+namespace {
+
+constexpr int lineBytes = 16;
+// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this
+// remain.
+constexpr int headEnd = 79;
+constexpr int tailBytes = 32;
+
+bool shown(int indexAfter, int length) {
+    return (g_debug_level & zv::traceWhole) != 0 || indexAfter <= headEnd || length - indexAfter < tailBytes;
+}
+
+} // namespace
+
+void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index,
+             const void* data, int length) {
+    const auto* const bytes = static_cast<const uint8_t*>(data);
+    zv::Text text(buffer, size);
+    text.put("%-11s%08x  ", marker, *address_counter & ~15U);
+    char characters[lineBytes + 1] = {};
+    for (int slot = 0; slot < lineBytes; ++slot, ++*index, ++*address_counter) {
+        const bool inside = *index >= 0 && *index < length;
+        if (inside) {
+            text.put("%02x", unsigned{bytes[*index]});
+        } else {
+            text.put("  ");
+        }
+        if (slot % 4 == 3 && slot != lineBytes - 1) {
+            text.put(" ");
+        }
+        characters[slot] = inside ? zv::printable(bytes[*index]) : ' ';
+    }
+    text.put("  %s", characters);
+}
+
+void hexprint(const char* marker, uint32_t address, const void* data, int length) {
+    const bool on = zv::verbosity() >= zv::traceVerbosity;
+    if (on) {
+        zv::report("\n");
+    }
+    int index = -static_cast<int>(address & 15U);
+    while (index < length) {
+        char line[ZVMSG_TRACE_LINE_SIZE];
+        hexline(line, sizeof line, marker, &address, &index, data, length);
+        if (on && shown(index, length)) {
+            zv::report("%s\n", line);
+        }
+    }
+}
