@@ -1,0 +1,53 @@
+#include "streamLog.h"
+
+#include <cstdio>
+#include <ctime>
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string now() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    tm fields{};
+    gmtime_r(&time.tv_sec, &fields);
+    char seconds[32];
+    std::strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &fields);
+    char text[48];
+    std::snprintf(text, sizeof text, "%s.%03ldZ", seconds, time.tv_nsec / 1000000);
+    return text;
+}
+
+// In one call, so that lines of several processes do not mix.
+bool append(const Json& object) {
+    const std::string line = object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    const int log = open(stream_log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (log < 0) {
+        return false;
+    }
+    const bool written = write(log, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    close(log);
+    return written;
+}
+
+Json event(const char* name) {
+    return {{"event", name}, {"pid", getpid()}, {"time", now()}};
+}
+
+} // namespace
+
+bool log_start(const std::vector<std::string>& arguments) {
+    Json line = event("start");
+    line["arguments"] = arguments;
+    return append(line);
+}
+
+bool log_end(const std::string& reason) {
+    Json line = event("end");
+    line["reason"] = reason;
+    return append(line);
+}
