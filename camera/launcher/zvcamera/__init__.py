@@ -1,0 +1,1 @@
+"""Brings up the simulated camera: namespaces, supervisor, daemons and web server."""

@@ -1,0 +1,226 @@
+"""The simulated camera as an object: start it, ask it, stop it."""
+
+import base64
+import http.client
+import json
+import os
+import socket
+import subprocess
+import threading
+import time
+
+from . import admin, namespace
+from .folder import CameraFolder, FolderError
+
+SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+
+
+class CameraError(Exception):
+    """The camera does not start, or has not behaved."""
+
+
+class Finished:
+    """Outcome of a command run in the camera: status (negative for a signal), stdout and stderr as bytes."""
+
+    def __init__(self, result):
+        self.status = result["status"]
+        self.stdout = base64.b64decode(result["stdout"])
+        self.stderr = base64.b64decode(result["stderr"])
+
+
+class Answer:
+    """An HTTP answer: status, headers (lower-case names) and body as bytes."""
+
+    def __init__(self, response):
+        self.status = response.status
+        self.headers = {name.lower(): value for name, value in response.getheaders()}
+        self.body = response.read()
+
+    def json(self):
+        return json.loads(self.body)
+
+
+def _listen(port):
+    listener = socket.socket()
+    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    try:
+        listener.bind(("127.0.0.1", port))
+        listener.listen(1024)
+    except OSError as error:
+        listener.close()
+        raise CameraError(f"port {port} of 127.0.0.1 cannot be used: {error.strerror}") from error
+    return listener
+
+
+class Camera:
+    """A camera on 127.0.0.1:port (0: any free one), from the programs in build_dir.
+
+    scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
+    which stays; without it the storage goes with the camera. control_program: what the web server starts instead of
+    the control program (a wrapper of it). on_record: called with each log record, from a thread.
+    """
+
+    def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None, on_record=None):
+        self.build_dir = os.path.abspath(build_dir)
+        self.port = port
+        self.storage = None
+        self._scenario = os.path.abspath(scenario) if scenario else None
+        self._given_storage = os.path.abspath(storage) if storage else None
+        self._control_program = control_program
+        self._on_record = on_record
+        self._folder = None
+        self._process = None
+        self._reader = None
+        self._first_word = threading.Event()
+        self._failure = None
+        self.misdeeds = None
+
+    def __enter__(self):
+        self.start()
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    @property
+    def url(self):
+        return f"http://127.0.0.1:{self.port}/control"
+
+    @property
+    def run_dir(self):
+        """The camera's sockets, as the machine sees them."""
+        return self._folder.run
+
+    # Life
+
+    def start(self):
+        """Returns when every daemon and the web server answer; raises CameraError otherwise."""
+        self._check_files()
+        listener = _listen(self.port)
+        self.port = listener.getsockname()[1]
+        try:
+            self._folder = CameraFolder(self.port)
+            self.storage = self._given_storage or self._folder.fuse_d
+            self._launch(listener)
+        except FolderError as error:
+            raise CameraError(str(error)) from error
+        finally:
+            listener.close()
+            if self._process is None and self._folder:
+                self._folder.release()
+        while not self._first_word.wait(0.1):
+            if not self._reader.is_alive():
+                break
+        if self._failure or not self._first_word.is_set():
+            failure = self._failure or "the namespaces cannot be made (see the message of bwrap above)"
+            self.stop()
+            raise CameraError(f"the camera does not start: {failure}")
+
+    def _check_files(self):
+        programs = [os.path.join(self.build_dir, name) for name in namespace.PROGRAMS]
+        for path in programs + [p for p in (self._scenario, self._given_storage) if p]:
+            if not os.path.exists(path):
+                raise CameraError(f"{path} does not exist")
+
+    def _launch(self, listener):
+        view = namespace.arguments(build_dir=self.build_dir, camera_dir=os.path.join(SOURCE_DIR, "camera"),
+                                   run_dir=self._folder.run, fuse_d=self.storage, scenario=self._scenario)
+        # Options go through a file in memory: process lists stay readable.
+        options = os.memfd_create("options")
+        os.write(options, b"".join(word.encode() + b"\0" for word in view))
+        os.lseek(options, 0, os.SEEK_SET)
+        line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
+                'cd "$0" && exec /usr/bin/python3 -m zvcamera.supervisor "$@"', namespace.HOUSE,
+                "--listen-fd", str(listener.fileno())]
+        if self._scenario:
+            line += ["--scenario", f"{namespace.HOUSE}/scenario.json"]
+        if self._control_program:
+            line += ["--control-program", self._control_program]
+        self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True,
+                                         pass_fds=(options, listener.fileno(), self._folder.life_line))
+        os.close(options)
+        self._reader = threading.Thread(target=self._read_reports, daemon=True)
+        self._reader.start()
+
+    def _read_reports(self):
+        for line in self._process.stdout:
+            report = json.loads(line)
+            if "log" in report:
+                if self._on_record:
+                    self._on_record(report["log"])
+            elif "ended" in report:
+                self.misdeeds = report["ended"]
+            else:
+                self._failure = report.get("failed")
+                self._first_word.set()
+
+    def running(self):
+        return self._process is not None and self._process.poll() is None
+
+    def stop(self):
+        """Ends everything and removes it from the disk. misdeeds then tells what went wrong on the way."""
+        if self._process is None:
+            return
+        self._process.stdin.close()
+        try:
+            self._process.wait(60)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.wait()
+        self._reader.join()
+        self._process.stdout.close()
+        self._folder.release()
+        self._process = None
+        if self.misdeeds is None:
+            self.misdeeds = ["the supervisor was killed"]
+
+    # Questions
+
+    def get(self, path, timeout=60.0, method="GET"):
+        """HTTP request of /control + path."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
+        try:
+            connection.request(method, "/control" + path)
+            return Answer(connection.getresponse())
+        finally:
+            connection.close()
+
+    def admin(self, daemon, op, /, timeout=60.0, **fields):
+        """A command to a daemon's admin socket."""
+        return admin.ask(os.path.join(self.run_dir, f"{daemon}.admin"), op, timeout=timeout, **fields)
+
+    def run(self, argv, env=None, stdin=b"", timeout=60.0):
+        """Runs a command inside the camera, with exactly the given environment."""
+        return Finished(self.admin("supervisor", "run", timeout=timeout + 10, argv=argv, env=env or {},
+                                   stdin=base64.b64encode(stdin).decode(), limit=timeout))
+
+    def request(self, path=None, query=None, timeout=60.0, **more):
+        """Runs the control program as the web server would, with nothing but PATH_INFO and QUERY_STRING."""
+        env = dict(more)
+        if path is not None:
+            env["PATH_INFO"] = path
+        if query is not None:
+            env["QUERY_STRING"] = query
+        return self.run([f"{namespace.INSTALLATION}/bin/zvControl-cgi-bin"], env, timeout=timeout)
+
+    def program(self, name, op):
+        """stop, cont, kill, term or start a program of the camera; its state afterwards."""
+        return self.admin("supervisor", op, daemon=name)
+
+    def queues(self):
+        """Names of the message queues in the camera, sorted."""
+        return self.run(["/bin/ls", "/dev/mqueue"]).stdout.decode().split()
+
+    def log(self, since=0):
+        """(log records from number since on, number of the next one)."""
+        answer = self.admin("supervisor", "log", since=since)
+        return answer["records"], answer["next"]
+
+    def wait_for(self, condition, patience=10.0):
+        """Waits until condition() is true and returns its value; raises CameraError when it never is."""
+        deadline = time.monotonic() + patience
+        while not (value := condition()):
+            if time.monotonic() > deadline:
+                raise CameraError(f"waited {patience} seconds in vain")
+            time.sleep(0.05)
+        return value

@@ -1,0 +1,118 @@
+"""The programs that the supervisor keeps: three daemons and the web server."""
+
+import os
+import signal
+import subprocess
+import threading
+import time
+
+from . import admin
+
+RUN_DIR = "/run/zarvo"
+_BIN = "/usr/local/zarvo/bin"
+_QUEUES = {"zvNetD": "/dev/mqueue/to_zvnet", "zvBleD": "/dev/mqueue/to_ble"}
+DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
+
+
+class ChildError(Exception):
+    """A program does not start, or is not in the state that was asked for."""
+
+
+def _answers(name):
+    try:
+        admin.connect(f"{RUN_DIR}/{name}.admin", 1.0).close()
+    except OSError:
+        return False
+    return name not in _QUEUES or os.path.exists(_QUEUES[name])
+
+
+class Child:
+    """One program. Its standard output and error go to the log."""
+
+    def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None):
+        self.name = name
+        self._argv = argv
+        self._log = log
+        self._ready = ready
+        self._pass_fds = pass_fds
+        self._environment = environment
+        self._process = None
+        self._expected = False
+        self.misdeeds = []  # what it did that no good program does: crashed, had to be killed
+
+    @property
+    def pid(self):
+        return self._process.pid if self.running() else None
+
+    def running(self):
+        return self._process is not None and self._process.poll() is None
+
+    def start(self, patience=30.0):
+        if self.running():
+            raise ChildError(f"{self.name} is running already")
+        self._expected = False
+        self._process = subprocess.Popen(
+            self._argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+            pass_fds=self._pass_fds, env=self._environment, start_new_session=True)
+        self._log.add_stream(self.name, self._process.stdout)
+        threading.Thread(target=self._watch, args=(self._process,), daemon=True).start()
+        deadline = time.monotonic() + patience
+        while not self._ready(self.name):
+            if not self.running():
+                raise ChildError(f"{self.name} ended with status {self._process.returncode} while starting")
+            if time.monotonic() > deadline:
+                raise ChildError(f"{self.name} is not ready after {patience:.0f} seconds")
+            time.sleep(0.01)
+
+    def _watch(self, process):
+        status = process.wait()
+        if not self._expected:
+            self.misdeeds.append(f"{self.name} ended by itself, status {status}")
+            self._log.add("supervisor", self.misdeeds[-1], priority=3)
+
+    def send(self, number):
+        if not self.running():
+            raise ChildError(f"{self.name} is not running")
+        if number in (signal.SIGTERM, signal.SIGKILL):
+            self._expected = True
+        self._process.send_signal(number)
+
+    def stop_and_wait(self, number=signal.SIGTERM, patience=10.0):
+        """Ends it; one that stands still is woken first, one that does not listen is killed."""
+        if not self.running():
+            return
+        self.send(number)
+        if number != signal.SIGKILL:
+            self.send(signal.SIGCONT)
+        try:
+            status = self._process.wait(patience)
+        except subprocess.TimeoutExpired:
+            self.misdeeds.append(f"{self.name} did not end on signal {number}")
+            self.send(signal.SIGKILL)
+            self._process.wait()
+            return
+        if number == signal.SIGTERM and status != 0:
+            self.misdeeds.append(f"{self.name} ended with status {status} on SIGTERM")
+
+    def state(self):
+        """running, stopped (by a signal) or ended."""
+        if not self.running():
+            return "ended"
+        with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:
+            return "stopped" if stat.read().rpartition(")")[2].split()[0] in "Tt" else "running"
+
+
+def daemon(name, log, scenario):
+    argv = [f"{_BIN}/{name}", "--run-dir", RUN_DIR]
+    if scenario:
+        argv += ["--scenario", scenario]
+    return Child(name, argv, log, ready=_answers)
+
+
+def web_server(config, listener, program, log):
+    """lighttpd on the listening socket that the launcher has opened, which is descriptor 3."""
+    port = listener.getsockname()[1]
+    environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
+    shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
+    return Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", config], log, ready=lambda _: True,
+                 pass_fds=(listener.fileno(),), environment=environment)

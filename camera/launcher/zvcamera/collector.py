@@ -1,0 +1,82 @@
+"""The camera's log: what its programs send to /dev/log or write to their standard error, in the order of arrival.
+
+A record is a dict: time (seconds since the epoch), source (identifier of the program), pid (or None), priority
+(syslog's severity, or None for standard error) and text.
+"""
+
+import itertools
+import os
+import re
+import socket
+import threading
+import time
+
+_KEPT = 200_000
+_SYSLOG = re.compile(r"<(\d+)>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d+)\])?: ?)?(.*)", re.DOTALL)
+
+
+class Collector:
+    """Keeps the records; sink, if given, is called with each."""
+
+    def __init__(self, sink=None, path="/dev/log"):
+        self._sink = sink
+        self._path = path
+        self._records = []
+        self._dropped = 0
+        self._changed = threading.Condition()
+        self._marks = itertools.count()
+        self._seen_mark = -1
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+        self._socket.bind(path)
+        os.chmod(path, 0o666)
+        threading.Thread(target=self._receive, daemon=True).start()
+
+    def add(self, source, text, pid=None, priority=None):
+        record = {"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text}
+        with self._changed:
+            self._records.append(record)
+            if len(self._records) > _KEPT:
+                cut = _KEPT // 10
+                del self._records[:cut]
+                self._dropped += cut
+            if self._sink:
+                self._sink(record)
+
+    def add_stream(self, source, stream):
+        """Records each line of a binary stream, in a thread of its own, until its end."""
+        def read():
+            with stream:
+                for line in stream:
+                    self.add(source, line.decode(errors="backslashreplace").rstrip("\n"))
+        threading.Thread(target=read, daemon=True).start()
+
+    def since(self, start):
+        """(records from number start on, number of the next one); all that was sent before the call is there."""
+        self._synchronise()
+        with self._changed:
+            return self._records[max(0, start - self._dropped):], self._dropped + len(self._records)
+
+    def _synchronise(self):
+        # A datagram is queued before its send returns: once the mark is through, so is all that went before.
+        mark = next(self._marks)
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as out:
+            out.sendto(b"\0mark %d" % mark, self._path)
+        with self._changed:
+            self._changed.wait_for(lambda: self._seen_mark >= mark, timeout=10)
+
+    def _receive(self):
+        while True:
+            packet = self._socket.recv(1 << 16)
+            if packet.startswith(b"\0mark "):
+                with self._changed:
+                    self._seen_mark = max(self._seen_mark, int(packet[6:]))
+                    self._changed.notify_all()
+                continue
+            text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
+            match = _SYSLOG.fullmatch(text)
+            if match:
+                code, source, pid, text = match.groups()
+                self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
+            else:
+                self.add("?", text)

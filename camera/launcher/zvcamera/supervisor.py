@@ -1,0 +1,183 @@
+"""Runs inside the camera's namespaces: starts and watches its programs, collects their log, serves commands.
+
+    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE]
+
+Ends when its standard input ends. Standard output carries JSON lines: {"log": record}, {"ready": true},
+{"failed": text} and, last, {"ended": [misdeeds]}.
+
+Commands on /run/zarvo/supervisor.admin, beside "status": stop, cont, kill, term and start a program by its name;
+"run" runs a command with exactly the given environment; "log" gives the records from a number on.
+"""
+
+import argparse
+import base64
+import json
+import os
+import queue
+import shutil
+import signal
+import socket
+import socketserver
+import subprocess
+import sys
+import threading
+
+from . import admin, children
+from .collector import Collector
+
+_SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
+_ADMIN = f"{children.RUN_DIR}/supervisor.admin"
+
+
+class Reports:
+    """Writes the JSON lines from a thread of its own: a reader that stands still does not stop the camera."""
+
+    def __init__(self):
+        self._lines = queue.Queue(maxsize=100_000)
+        self._thread = threading.Thread(target=self._write, daemon=True)
+        self._thread.start()
+
+    def send(self, **fields):
+        try:
+            self._lines.put_nowait(json.dumps(fields))
+        except queue.Full:
+            pass  # the record stays in the collector
+
+    def finish(self):
+        self._lines.put(None)
+        self._thread.join(5)
+
+    def _write(self):
+        while (line := self._lines.get()) is not None:
+            try:
+                os.write(1, line.encode() + b"\n")
+            except OSError:
+                return
+
+
+class Supervisor:
+    """The commands, by their names."""
+
+    def __init__(self, log, programs):
+        self._log = log
+        self._programs = programs
+
+    def answer(self, request):
+        op = request.pop("op", None)
+        if op in ("stop", "cont", "kill", "term", "start"):
+            return self._on_program(op, request)
+        if op == "status":
+            return {name: {"state": child.state(), "pid": child.pid, "misdeeds": child.misdeeds}
+                    for name, child in self._programs.items()}
+        if op == "run":
+            return self._run(**request)
+        if op == "log":
+            records, following = self._log.since(int(request.get("since", 0)))
+            return {"records": records, "next": following}
+        raise ValueError(f"unknown op {op!r}")
+
+    def _on_program(self, op, request):
+        name = request.get("daemon")
+        if name not in self._programs:
+            raise ValueError(f"unknown daemon {name!r}: one of {', '.join(self._programs)}")
+        child = self._programs[name]
+        if op == "start":
+            child.start()
+        elif op in _SIGNALS:
+            child.send(_SIGNALS[op])
+        else:
+            child.stop_and_wait(signal.SIGKILL if op == "kill" else signal.SIGTERM)
+        return child.state()
+
+    @staticmethod
+    def _run(argv, env=None, stdin="", limit=60.0):
+        """stdin, stdout and stderr are base64; status is negative for a signal, as subprocess has it."""
+        done = subprocess.run(argv, input=base64.b64decode(stdin), capture_output=True, env=env or {},
+                              timeout=limit, check=False, start_new_session=True)
+        return {"status": done.returncode, "stdout": base64.b64encode(done.stdout).decode(),
+                "stderr": base64.b64encode(done.stderr).decode()}
+
+
+def _serve(supervisor):
+    class Handler(socketserver.StreamRequestHandler):
+        def handle(self):
+            for line in self.rfile:
+                try:
+                    answer = {"ok": True, "result": supervisor.answer(json.loads(line))}
+                except Exception as error:  # noqa: B902 - whatever goes wrong is the client's answer
+                    answer = {"ok": False, "error": f"{type(error).__name__}: {error}"}
+                self.wfile.write(json.dumps(answer).encode() + b"\n")
+
+    class Server(socketserver.ThreadingUnixStreamServer):
+        daemon_threads = True
+        request_queue_size = 64
+
+    server = Server(_ADMIN, Handler)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+
+
+def _listener(descriptor):
+    """The listening socket as descriptor 3, where the web server wants it."""
+    if descriptor != 3:
+        try:
+            os.dup(3)  # whatever it is, it stays open: the folder's life line may be it
+        except OSError:
+            pass
+        os.dup2(descriptor, 3)
+        os.close(descriptor)
+    return socket.socket(fileno=3)
+
+
+def _copy_settings():
+    """The models' settings documents, where a test may change them."""
+    house = os.path.join(os.path.dirname(__file__), "..", "settings")
+    for model in os.listdir(house):
+        document = os.path.join(house, model, "settings.json")
+        if os.path.exists(document):
+            folder = f"/usr/local/zarvo/etc/{model}"
+            os.makedirs(folder)
+            shutil.copyfile(document, f"{folder}/settings.json")
+
+
+def _wait_for_web_server(port, log):
+    try:
+        socket.create_connection(("127.0.0.1", port), 10).close()
+    except OSError as error:
+        log.add("supervisor", f"web server: {error}", priority=3)
+        raise children.ChildError("the web server does not answer") from error
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--listen-fd", type=int, required=True)
+    parser.add_argument("--scenario")
+    parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
+    arguments = parser.parse_args()
+    listener = _listener(arguments.listen_fd)
+
+    reports = Reports()
+    log = Collector(lambda record: reports.send(log=record))
+    programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
+    web = os.path.join(os.path.dirname(__file__), "..", "web", "lighttpd.conf")
+    programs["lighttpd"] = children.web_server(web, listener, arguments.control_program, log)
+    try:
+        _copy_settings()
+        for child in programs.values():
+            child.start()
+        _wait_for_web_server(listener.getsockname()[1], log)
+        _serve(Supervisor(log, programs))
+        reports.send(ready=True)
+        while os.read(0, 4096):
+            pass
+    except (children.ChildError, OSError) as error:
+        reports.send(failed=str(error))
+    for child in reversed(programs.values()):
+        child.stop_and_wait()
+    log.since(0)
+    reports.send(ended=[misdeed for child in programs.values() for misdeed in child.misdeeds])
+    reports.finish()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

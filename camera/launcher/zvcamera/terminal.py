@@ -1,0 +1,92 @@
+"""./run: the camera in a terminal."""
+
+import argparse
+import os
+import signal
+import sys
+import time
+
+from . import check
+from .camera import SOURCE_DIR, Camera, CameraError
+
+_DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
+
+
+def _print_record(record):
+    clock = time.strftime("%H:%M:%S", time.localtime(record["time"]))
+    pid = f"[{record['pid']}]" if record["pid"] else ""
+    print(f"{clock} {record['source']}{pid}: {record['text']}", flush=True)
+
+
+def _arguments(argv):
+    parser = argparse.ArgumentParser(
+        prog="./run", description="Builds the control gateway and brings up the simulated camera around it.")
+    parser.add_argument("--check", action="store_true",
+                        help="ask every URI of a camera on a free port, print one line each, end; status 0 if all is right")
+    parser.add_argument("--port", type=int, default=int(os.environ.get("PORT") or 8080), metavar="N",
+                        help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one)")
+    parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
+                        help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
+    parser.add_argument("--storage", metavar="DIR", help="keep the camera's storage in this folder")
+    parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")
+    return parser.parse_args(argv)
+
+
+def _greet(camera):
+    tool = os.path.join(os.path.relpath(camera.build_dir), "zvcam")
+    print(f"""
+The camera answers at {camera.url}
+
+    curl -i {camera.url}/command/ble/pairing_available
+    curl -i {camera.url}/command/ble/whitelist/list
+    curl -i {camera.url}/nothing_here
+    curl {camera.url}
+
+State and faults: {tool} --port {camera.port} --help
+Log lines follow. Ctrl-C ends the camera.
+""", flush=True)
+
+
+def _serve(camera):
+    try:
+        camera.start()
+        _greet(camera)
+        while camera.running():
+            time.sleep(0.2)
+    finally:
+        camera.stop()
+    for misdeed in camera.misdeeds:
+        print(f"run: {misdeed}", file=sys.stderr)
+    return 1 if camera.misdeeds else 0
+
+
+class _Ended(Exception):
+    """SIGINT, SIGTERM or SIGHUP."""
+
+
+def _end(_number, _frame):
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, signal.SIG_IGN)  # the teardown is on its way, once is enough
+    raise _Ended
+
+
+def main(argv):
+    arguments = _arguments(argv)
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, _end)
+    build_dir = arguments.build_dir or os.path.join(SOURCE_DIR, "build", "release")
+    try:
+        if arguments.check:
+            return check.run(build_dir)
+        camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
+                        on_record=_print_record)
+        return _serve(camera)
+    except CameraError as error:
+        print(f"run: {error}", file=sys.stderr)
+        return 1
+    except _Ended:
+        return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
