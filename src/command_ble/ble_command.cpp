@@ -1,0 +1,46 @@
+#include "ble_command.h"
+
+#include "ble_elements.h"
+#include "ble_link.h"
+#include "ble_log.h"
+#include "ble_messages.h"
+#include "zvErrno.h"
+
+#include <cstddef>
+#include <cstdio>
+
+std::uint16_t ble_serialise(const Msg& message) {
+    MemStream stream(ble_msg_buffer, BLE_MSG_SIZE);
+    stream << message;
+    return stream.fail() ? std::uint16_t{0} : stream.getLength();
+}
+
+std::uint16_t ble_serialise_command(std::span<std::uint8_t> data) {
+    BLECommandMsg message;
+    ble_set_text(ble_command_tag, "BL");
+    ble_command_data.setData(data.data(), static_cast<unsigned short>(data.size()));
+    ble_add_standard_elements(message);
+    const std::uint16_t length = ble_serialise(message);
+    // The parameter block is the caller's and need not outlive the request.
+    ble_command_data.setData(nullptr, 0);
+    return length;
+}
+
+std::uint16_t ble_exchange(std::uint16_t length) {
+    std::uint16_t reply_length = BLE_MSG_SIZE;
+    ble_send_receive(ble_msg_buffer, length, &reply_length);
+    return reply_length;
+}
+
+int ble_write_response(const std::string& text, char* response, int response_size) {
+    if (response == nullptr) {
+        return ZV_OK;
+    }
+    // Asked before writing, so that a failure leaves nothing in the buffer.
+    if (response_size < 0 || text.size() >= static_cast<std::size_t>(response_size)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Not enough room in buffer for response\n");
+        return ZV_ERR;
+    }
+    std::snprintf(response, static_cast<std::size_t>(response_size), "%s", text.c_str());
+    return ZV_OK;
+}

@@ -1,0 +1,94 @@
+// The BLE configuration (its one setting is auto-connect) and the start of a scan.
+#include "command_ble.h"
+
+#include "ble_command.h"
+#include "ble_link.h"
+#include "ble_log.h"
+#include "ble_query.h"
+#include "ble_reply.h"
+#include "zvErrno.h"
+
+#include <cstdint>
+#include <string>
+
+namespace {
+
+constexpr std::uint8_t commandScan = 1;
+constexpr std::uint8_t commandSetConfiguration = 8;
+constexpr std::uint8_t commandGetConfiguration = 10;
+
+int setConfiguration(const std::string& value) {
+    int autoConnect = 0;
+    if (!ble_parse_integer(value, autoConnect)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Error parsing auto_connect parameter [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    // The second byte is deliberately always 0: the daemon looks for the value in the third.
+    std::uint8_t data[] = {commandSetConfiguration, 0, static_cast<std::uint8_t>(autoConnect)};
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
+    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "auto_connect=%d command failed", autoConnect);
+    }
+    return result;
+}
+
+// The second message, about parameters, is deliberate although the query is empty: log readers count the
+// failed answers by it.
+int answerFailed(const char* query) {
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+    return ZV_ERR;
+}
+
+int getConfiguration(const char* query, char* response, int response_size) {
+    std::uint8_t data[] = {commandGetConfiguration};
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
+    std::uint16_t length = BLE_MSG_SIZE;
+    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for get ble config: %d", result);
+        return result;
+    }
+    if (length != 1) {
+        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes of response to command, got %d", 1, length);
+        return answerFailed(query);
+    }
+    const std::string text = "\n{\"auto_connect\":" + std::to_string(ble_msg_buffer[0]) + "}\n";
+    return ble_write_response(text, response, response_size) == ZV_OK ? ZV_OK : answerFailed(query);
+}
+
+} // namespace
+
+int ble_configure(const char* params, char* response, int response_size) {
+    const char* const query = ble_query_text(params);
+    std::string value;
+    if (parseParam(query, "auto_connect=", value) != 0) {
+        return setConfiguration(value);
+    }
+    if (*query != '\0') {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return getConfiguration(query, response, response_size);
+}
+
+int ble_scan(const char* params, char*, int) {
+    const char* const query = ble_query_text(params);
+    std::string value;
+    if (parseParam(query, "p=", value) == 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    int scan = 0;
+    if (!ble_parse_integer(value, scan)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    std::uint8_t data[] = {commandScan, static_cast<std::uint8_t>(scan)};
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
+    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "ble_scan p=%d command failed", scan);
+    }
+    return result;
+}
