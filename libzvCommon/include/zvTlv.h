@@ -66,9 +66,9 @@ int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_
 /*
  * 0 for a well-formed message: the element lengths add up to the total length, and the first end marker is
  * the last element. -1: the last byte is no end marker, or the first end marker is not the last element, or
- * there is none. Otherwise the lengths do not add up: types 1, 3, 5, 7, 9, 11, 13   -2 when payload (66) and
- * response (69) are both there, else -3 other types                   -2 when there is a payload and no
- * response, else -3
+ * there is none. Otherwise the lengths do not add up:
+ *   types 1, 3, 5, 7, 9, 11, 13   -2 when payload (66) and response (69) are both there, else -3
+ *   other types                   -2 when there is a payload and no response, else -3
  */
 int tlv_validate(uint8_t* buffer);
 
