@@ -1,0 +1,21 @@
+#include "groups.h"
+
+namespace zvcam {
+namespace {
+
+// In the order of the help text.
+constexpr CommandGroup groups[] = {
+    addStateCommands,
+    addAnalyticsCommands,
+    addDaemonCommands,
+};
+
+} // namespace
+
+void addAllGroups(CLI::App& app, Tool& tool) {
+    for (const CommandGroup add : groups) {
+        add(app, tool);
+    }
+}
+
+} // namespace zvcam

@@ -1,0 +1,12 @@
+// The groups of subcommands; each in a source file of its own.
+#pragma once
+
+#include "Tool.h"
+
+namespace zvcam {
+
+void addStateCommands(CLI::App& app, Tool& tool);     // show, set, fail, unfail
+void addAnalyticsCommands(CLI::App& app, Tool& tool); // analytics ...
+void addDaemonCommands(CLI::App& app, Tool& tool);    // daemon ...
+
+} // namespace zvcam

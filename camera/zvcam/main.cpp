@@ -1,0 +1,17 @@
+// zvcam: shows and changes the state of a running camera.
+#include "Tool.h"
+
+int main(int argc, char** argv) {
+    CLI::App app("Shows and changes a running camera.", "zvcam");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer("Exit status: 0 done, 1 refused by the camera, 2 wrong command line, 3 no camera to talk to.");
+    zvcam::Tool tool(app);
+    zvcam::addAllGroups(app, tool);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? zvcam::exitOk : zvcam::exitUsage;
+    }
+    return tool.act();
+}
