@@ -1,0 +1,155 @@
+"""The checks behind ./test.
+
+    checks.py [--jobs N] [PART...]      parts: format build unit lint e2e (default: all of them)
+
+format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
+over every source of the release preset. e2e: pytest against cameras of both presets. A skipped test counts as failed. The
+last line counts the tests of ctest and pytest; the status is 0 only when every check of every part was right.
+"""
+
+import argparse
+import concurrent.futures
+import os
+import subprocess
+import sys
+import time
+import xml.etree.ElementTree
+
+import tidy
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+PRESETS = ("release", "asan")
+PARTS = ("format", "build", "unit", "lint", "e2e")
+
+
+class Tally:
+    """What has been counted, and what was wrong."""
+
+    def __init__(self):
+        self.passed = self.failed = self.skipped = 0
+        self.complaints = []
+
+    def add_junit(self, name, path):
+        """Counts the test cases of a JUnit file; ctest and pytest write them alike."""
+        try:
+            cases = list(xml.etree.ElementTree.parse(path).iter("testcase"))
+        except (OSError, xml.etree.ElementTree.ParseError) as error:
+            self.complaints.append(f"{name}: no results: {error}")
+            return
+        failed = sum(1 for case in cases if case.find("failure") is not None or case.find("error") is not None)
+        skipped = sum(1 for case in cases
+                      if case.find("skipped") is not None or case.get("status") in ("notrun", "disabled"))
+        print(f"== {name}: {len(cases)} tests, {failed} failed, {skipped} skipped", flush=True)
+        self.passed += len(cases) - failed - skipped
+        self.failed += failed
+        self.skipped += skipped
+        if failed or skipped or not cases:
+            self.complaints.append(f"{name}: {failed} failed, {skipped} skipped of {len(cases)}")
+
+    def require(self, name, status):
+        if status != 0:
+            self.complaints.append(f"{name}: status {status}")
+
+    def finish(self):
+        for complaint in self.complaints:
+            print(f"WRONG {complaint}")
+        total = self.passed + self.failed + self.skipped
+        print(f"{total} tests: {self.passed} passed, {self.failed} failed, {self.skipped} skipped"
+              f"{'' if not self.complaints else '; NOT all is right'}", flush=True)
+        return 1 if self.complaints else 0
+
+
+def _heading(text):
+    print(f"== {time.strftime('%H:%M:%S')} {text}", flush=True)
+
+
+def _sources():
+    """Our C and C++ files; those that git ignores are not ours."""
+    patterns = ["*.h", "*.c", "*.cpp"]
+    listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "--", *patterns],
+                            cwd=ROOT, capture_output=True, check=False)
+    if listed.returncode == 0:
+        names = {name.decode() for name in listed.stdout.split(b"\0") if name}
+        return sorted(name for name in names if os.path.exists(os.path.join(ROOT, name)))
+    found = []
+    for folder, folders, files in os.walk(ROOT):
+        folders[:] = [name for name in folders if name not in ("build", "dist", ".git")]
+        found += [os.path.relpath(os.path.join(folder, name), ROOT) for name in files
+                  if name.endswith((".h", ".c", ".cpp"))]
+    return sorted(found)
+
+
+def check_format(tally, _jobs):
+    _heading("clang-format")
+    done = subprocess.run(["clang-format", "--dry-run", "-Werror", *_sources()], cwd=ROOT, check=False)
+    tally.require("clang-format", done.returncode)
+
+
+def check_build(tally, _jobs):
+    for preset in PRESETS:
+        _heading(f"build {preset}")
+        done = subprocess.run([os.path.join(ROOT, "scripts", "build"), preset], check=False)
+        tally.require(f"build {preset}", done.returncode)
+
+
+def check_unit(tally, jobs):
+    for preset in PRESETS:
+        _heading(f"unit tests, {preset}")
+        junit = os.path.join(ROOT, "build", preset, "unit.xml")
+        if os.path.exists(junit):
+            os.remove(junit)
+        # Most of them wait rather than work.
+        command = ["ctest", "--preset", preset, "-j", str(2 * jobs), "--output-junit", junit]
+        done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        if done.returncode != 0:
+            sys.stdout.write(done.stdout.decode(errors="replace"))
+        tally.require(f"ctest {preset}", done.returncode)
+        tally.add_junit(f"unit tests, {preset}", junit)
+
+
+def check_lint(tally, jobs):
+    _heading("clang-tidy")
+    tally.require("clang-tidy", tidy.run(ROOT, "release", jobs))
+
+
+def _run_pytest(preset):
+    junit = os.path.join(ROOT, "build", preset, "e2e.xml")
+    if os.path.exists(junit):
+        os.remove(junit)
+    command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--junit-xml={junit}",
+               f"--build-dir={os.path.join(ROOT, 'build', preset)}", os.path.join(ROOT, "tests", "e2e")]
+    done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return preset, junit, done
+
+
+def check_e2e(tally, _jobs):
+    _heading(f"end-to-end tests, {' and '.join(PRESETS)} side by side")
+    with concurrent.futures.ThreadPoolExecutor(len(PRESETS)) as pool:
+        for preset, junit, done in pool.map(_run_pytest, PRESETS):
+            if done.returncode != 0:
+                sys.stdout.write(done.stdout.decode(errors="replace"))
+            tally.require(f"pytest {preset}", done.returncode)
+            tally.add_junit(f"end-to-end tests, {preset}", junit)
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="./test", formatter_class=argparse.RawDescriptionHelpFormatter,
+                                     description=__doc__)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    parser.add_argument("parts", nargs="*", metavar="PART", choices=[*PARTS, []])
+    arguments = parser.parse_args()
+    parts = list(arguments.parts) or list(PARTS)
+    if "build" not in parts and set(parts) & {"unit", "lint", "e2e"}:
+        parts.append("build")
+    checks = {"format": check_format, "build": check_build, "unit": check_unit, "lint": check_lint, "e2e": check_e2e}
+    tally = Tally()
+    for part in PARTS:
+        if part in parts:
+            checks[part](tally, arguments.jobs)
+            if part == "build" and tally.complaints:
+                break  # what follows would test something old
+    return tally.finish()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,76 @@
+"""clang-tidy over every source of a build, several at once.
+
+A file that was clean before is not looked at again as long as it, the headers of ours that it includes, its compile
+command, .clang-tidy and the tool are the same: build/tidy holds a mark for each such state.
+"""
+
+import concurrent.futures
+import hashlib
+import json
+import os
+import shlex
+import subprocess
+import sys
+
+
+def _dependencies(build):
+    """Object file -> files that it was made from, as the build has recorded them."""
+    listing = subprocess.run(["ninja", "-C", build, "-t", "deps"], capture_output=True, text=True, check=True).stdout
+    found = {}
+    current = None
+    for line in listing.splitlines():
+        if line.startswith("    "):
+            current.append(os.path.normpath(os.path.join(build, line.strip())))
+        elif ": #deps" in line:
+            current = found.setdefault(line.partition(": #deps")[0], [])
+    return found
+
+
+def _object(entry):
+    words = shlex.split(entry["command"])
+    return words[words.index("-o") + 1]
+
+
+def _digest(root, entry, headers, fixed):
+    digest = hashlib.sha256(fixed)
+    digest.update(entry["command"].encode())
+    for path in sorted({entry["file"], *headers}):
+        if path.startswith(root + os.sep):
+            with open(path, "rb") as source:
+                digest.update(path.encode() + b"\0" + hashlib.sha256(source.read()).digest())
+    return digest.hexdigest()
+
+
+def run(root, preset, jobs):
+    """0 when every source is clean; prints what is not."""
+    build = os.path.join(root, "build", preset)
+    marks = os.path.join(root, "build", "tidy")
+    os.makedirs(marks, exist_ok=True)
+    with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as commands:
+        entries = json.load(commands)
+    with open(os.path.join(root, ".clang-tidy"), "rb") as rules:
+        fixed = rules.read() + subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
+    made_from = _dependencies(build)
+
+    def check(entry):
+        headers = made_from.get(_object(entry))
+        digest = _digest(root, entry, headers or [], fixed)
+        mark = os.path.join(marks, digest)
+        if headers is not None and os.path.exists(mark):
+            return 0
+        done = subprocess.run(["clang-tidy", "--quiet", "-p", build, entry["file"]], cwd=build, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True, check=False)
+        if done.returncode == 0:
+            with open(mark, "w", encoding="utf-8"):
+                pass
+            return 0
+        sys.stdout.write(f"{done.stdout}{done.stderr}")
+        sys.stdout.flush()
+        return 1
+
+    ours = [entry for entry in {entry["file"]: entry for entry in entries}.values()
+            if entry["file"].startswith(root + os.sep) and not entry["file"].startswith(build + os.sep)]
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        wrong = sum(pool.map(check, ours))
+    print(f"== clang-tidy: {len(ours)} files, {wrong} with findings", flush=True)
+    return 1 if wrong or not ours else 0
