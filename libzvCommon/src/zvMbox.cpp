@@ -117,7 +117,7 @@ int snzvMbox_timedreceive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
     gettimeofday(&now, nullptr);
     timespec deadline{};
     deadline.tv_sec = now.tv_sec + g_timedreceive;
-    deadline.tv_nsec = now.tv_usec * 1000L;
+    deadline.tv_nsec = static_cast<long>(now.tv_usec) * 1000;
     const ssize_t length = mq_timedreceive(zvattr->mqd, static_cast<char*>(buffer), size, nullptr, &deadline);
     if (length < 0) {
         return errno == ETIMEDOUT ? timedOut : receiveFailed;

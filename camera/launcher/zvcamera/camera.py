@@ -9,7 +9,7 @@ import subprocess
 import threading
 import time
 
-from . import admin, namespace
+from . import admin, namespace, web
 from .folder import CameraFolder, FolderError
 
 SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
@@ -57,16 +57,20 @@ class Camera:
 
     scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
     which stays; without it the storage goes with the camera. control_program: what the web server starts instead of
-    the control program (a wrapper of it). on_record: called with each log record, from a thread.
+    the control program (a wrapper of it). web_server: lighttpd, nginx or busybox. on_record: called with each log
+    record, from a thread.
     """
 
-    def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None, on_record=None):
+    def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
+                 web_server="lighttpd", on_record=None):
         self.build_dir = os.path.abspath(build_dir)
         self.port = port
         self.storage = None
         self._scenario = os.path.abspath(scenario) if scenario else None
         self._given_storage = os.path.abspath(storage) if storage else None
         self._control_program = control_program
+        self._web_server = web_server
+        self._space = web.URL_SPACES[web_server]
         self._on_record = on_record
         self._folder = None
         self._process = None
@@ -84,7 +88,7 @@ class Camera:
 
     @property
     def url(self):
-        return f"http://127.0.0.1:{self.port}/control"
+        return f"http://127.0.0.1:{self.port}{self._space}"
 
     @property
     def run_dir(self):
@@ -131,7 +135,7 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
                 'cd "$0" && exec /usr/bin/python3 -m zvcamera.supervisor "$@"', namespace.HOUSE,
-                "--listen-fd", str(listener.fileno())]
+                "--listen-fd", str(listener.fileno()), "--web-server", self._web_server]
         if self._scenario:
             line += ["--scenario", f"{namespace.HOUSE}/scenario.json"]
         if self._control_program:
@@ -177,10 +181,10 @@ class Camera:
     # Questions
 
     def get(self, path, timeout=60.0, method="GET"):
-        """HTTP request of /control + path."""
+        """HTTP request of path below the control URL space."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
-            connection.request(method, "/control" + path)
+            connection.request(method, self._space + path)
             return Answer(connection.getresponse())
         finally:
             connection.close()

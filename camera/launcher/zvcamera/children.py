@@ -1,4 +1,4 @@
-"""The programs that the supervisor keeps: three daemons and the web server."""
+"""The programs that the supervisor keeps: three daemons and those of the web server (web.py)."""
 
 import os
 import signal
@@ -27,15 +27,16 @@ def _answers(name):
 
 
 class Child:
-    """One program. Its standard output and error go to the log."""
+    """One program. Its standard output and error go to the log. good_end: its status after SIGTERM."""
 
-    def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None):
+    def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None, good_end=0):
         self.name = name
         self._argv = argv
         self._log = log
         self._ready = ready
         self._pass_fds = pass_fds
         self._environment = environment
+        self._good_end = good_end
         self._process = None
         self._expected = False
         self.misdeeds = []  # what it did that no good program does: crashed, had to be killed
@@ -91,7 +92,7 @@ class Child:
             self.send(signal.SIGKILL)
             self._process.wait()
             return
-        if number == signal.SIGTERM and status != 0:
+        if number == signal.SIGTERM and status != self._good_end:
             self.misdeeds.append(f"{self.name} ended with status {status} on SIGTERM")
 
     def state(self):
@@ -107,12 +108,3 @@ def daemon(name, log, scenario):
     if scenario:
         argv += ["--scenario", scenario]
     return Child(name, argv, log, ready=_answers)
-
-
-def web_server(config, listener, program, log):
-    """lighttpd on the listening socket that the launcher has opened, which is descriptor 3."""
-    port = listener.getsockname()[1]
-    environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
-    shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
-    return Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", config], log, ready=lambda _: True,
-                 pass_fds=(listener.fileno(),), environment=environment)

@@ -1,6 +1,6 @@
 """Runs inside the camera's namespaces: starts and watches its programs, collects their log, serves commands.
 
-    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE]
+    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME]
 
 Ends when its standard input ends. Standard output carries JSON lines: {"log": record}, {"ready": true},
 {"failed": text} and, last, {"ended": [misdeeds]}.
@@ -22,7 +22,7 @@ import subprocess
 import sys
 import threading
 
-from . import admin, children
+from . import admin, children, web
 from .collector import Collector
 
 _SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
@@ -152,19 +152,21 @@ def main():
     parser.add_argument("--listen-fd", type=int, required=True)
     parser.add_argument("--scenario")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
+    parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
+    port = listener.getsockname()[1]
 
     reports = Reports()
     log = Collector(lambda record: reports.send(log=record))
     programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
-    web = os.path.join(os.path.dirname(__file__), "..", "web", "lighttpd.conf")
-    programs["lighttpd"] = children.web_server(web, listener, arguments.control_program, log)
+    for child in web.servers(arguments.web_server, listener, arguments.control_program, log):
+        programs[child.name] = child
     try:
         _copy_settings()
         for child in programs.values():
             child.start()
-        _wait_for_web_server(listener.getsockname()[1], log)
+        _wait_for_web_server(port, log)
         _serve(Supervisor(log, programs))
         reports.send(ready=True)
         while os.read(0, 4096):

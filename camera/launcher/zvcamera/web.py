@@ -1,0 +1,70 @@
+"""The web servers that the camera can run behind, each as the list of programs that it takes."""
+
+import os
+import signal
+import socket
+
+from .children import Child
+
+_CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "web")
+_FOLDER = "/tmp/web"
+
+# Where each has the control URL space: busybox starts programs below /cgi-bin only.
+URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
+
+
+def _lighttpd(listener, program, log):
+    """Takes over the listening socket that the launcher has opened, which is descriptor 3."""
+    environment = dict(os.environ, ZV_PORT=str(listener.getsockname()[1]), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
+    shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
+    return [Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", f"{_CONFIGURATIONS}/lighttpd.conf"], log,
+                  ready=lambda _: True, pass_fds=(listener.fileno(),), environment=environment)]
+
+
+def _nginx(listener, program, log):
+    """Takes over the listening socket in the way in which nginx hands it to its next version."""
+    os.makedirs(_FOLDER, exist_ok=True)
+    with open(f"{_CONFIGURATIONS}/nginx.conf", encoding="ascii") as template:
+        text = template.read()
+    for name, value in (("port", str(listener.getsockname()[1])), ("program", program),
+                        ("snippets", os.path.abspath(f"{_CONFIGURATIONS}/snippets"))):
+        text = text.replace(f"@{name}@", value)
+    with open(f"{_FOLDER}/nginx.conf", "w", encoding="ascii") as configuration:
+        configuration.write(text)
+    if os.geteuid() == 0:
+        # As root, nginx asks for the user to work as; the camera has no other.
+        for path, line in (("/etc/passwd", "camera:x:0:0::/tmp:/bin/sh"), ("/etc/group", "camera:x:0:")):
+            with open(path, "w", encoding="ascii") as users:
+                users.write(line + "\n")
+    wrapper = f"{_FOLDER}/fcgiwrap.sock"
+    return [Child("fcgiwrap", ["/usr/sbin/fcgiwrap", "-f", "-c", "16", "-s", f"unix:{wrapper}"], log,
+                  ready=lambda _: os.path.exists(wrapper), good_end=-signal.SIGTERM),
+            Child("nginx", ["/usr/sbin/nginx", "-e", "stderr", "-c", f"{_FOLDER}/nginx.conf"], log,
+                  ready=lambda _: os.path.exists(f"{_FOLDER}/nginx.pid"), pass_fds=(listener.fileno(),),
+                  environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
+
+
+def _busybox(listener, program, log):
+    """Opens its own socket, so the launcher's is closed first."""
+    address, port = listener.getsockname()
+    os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
+    os.symlink(f"{_CONFIGURATIONS}/snippets/busybox-control", f"{_FOLDER}/cgi-bin/control")
+    listener.close()
+
+    def answers(_):
+        try:
+            socket.create_connection((address, port), 1).close()
+            return True
+        except OSError:
+            return False
+
+    return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log, ready=answers,
+                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program), good_end=-signal.SIGTERM)]
+
+
+_MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
+
+
+def servers(kind, listener, program, log):
+    """The programs of the web server kind, in the order in which they start; the listening socket is theirs."""
+    return _MAKERS[kind](listener, program, log)
