@@ -1,0 +1,37 @@
+#include "Forwarder.h"
+
+namespace zvcam {
+
+Forwarder::Forwarder(EventLoop& loop, std::string queue, Settled settled)
+    : loop_(loop), queue_(std::move(queue)), settled_(std::move(settled)) {}
+
+Forwarder::~Forwarder() {
+    loop_.cancelTimer(timer_);
+}
+
+void Forwarder::forward(const QueueRequest& request) {
+    const SendResult result = backlog_.empty() ? sendWithoutWaiting(queue_, request.raw) : SendResult::Full;
+    if (result != SendResult::Full || backlog_.size() >= backlogLimit) {
+        settled_(request, result);
+        return;
+    }
+    backlog_.push_back({request, EventLoop::Clock::now() + keepTime});
+    if (backlog_.size() == 1) {
+        timer_ = loop_.addTimer(retryTime, [this] { retry(); });
+    }
+}
+
+void Forwarder::retry() {
+    while (!backlog_.empty()) {
+        const SendResult result = sendWithoutWaiting(queue_, backlog_.front().request.raw);
+        if (result == SendResult::Full && EventLoop::Clock::now() < backlog_.front().until) {
+            timer_ = loop_.addTimer(retryTime, [this] { retry(); });
+            return;
+        }
+        const Kept kept = std::move(backlog_.front());
+        backlog_.pop_front();
+        settled_(kept.request, result);
+    }
+}
+
+} // namespace zvcam
