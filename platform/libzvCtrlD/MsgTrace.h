@@ -21,7 +21,7 @@ private:
     template<class... Values>
     bool append(const char* format, Values... values);
 
-    // The logging call keeps 349 characters of a line.
-    char line_[350] = {};
+    // What the logging call keeps whole behind the level's name: 334 characters.
+    char line_[335] = {};
     std::size_t used_ = 0;
 };

@@ -1,0 +1,133 @@
+#include "zvCtrlD.h"
+
+#include <gtest/gtest.h>
+#include <random>
+
+namespace {
+
+// The value found, or "(none)", which the output also holds when nothing is found.
+std::string find(const char* params, const char* key) {
+    std::string value = "(none)";
+    const int found = parseParam(params, key, value);
+    EXPECT_EQ(found != 0, value != "(none)");
+    EXPECT_TRUE(found == 0 || found == 1);
+    return value;
+}
+
+} // namespace
+
+TEST(parseParam, FindsAKeyAtTheStartOfAnyParameter) {
+    EXPECT_EQ("1", find("a=1&b=2&c=3", "a="));
+    EXPECT_EQ("2", find("a=1&b=2&c=3", "b="));
+    EXPECT_EQ("3", find("a=1&b=2&c=3", "c="));
+}
+
+TEST(parseParam, DoesNotFindAKeyInsideAParameter) {
+    EXPECT_EQ("(none)", find("xa=1", "a="));
+    EXPECT_EQ("(none)", find("x=a=1", "a="));
+    EXPECT_EQ("5", find("xp1=4&p1=5", "p1="));
+    EXPECT_EQ("(none)", find("p11=4", "p1="));
+    EXPECT_EQ("(none)", find("?a=1", "a="));
+}
+
+TEST(parseParam, TheFirstMatchWins) {
+    EXPECT_EQ("1", find("a=1&a=2", "a="));
+    EXPECT_EQ("", find("a=&a=2", "a="));
+}
+
+TEST(parseParam, KeysAreCaseSensitive) {
+    EXPECT_EQ("(none)", find("A=1", "a="));
+}
+
+TEST(parseParam, AnEmptyValueIsFound) {
+    EXPECT_EQ("", find("a=", "a="));
+    EXPECT_EQ("", find("a=&b=1", "a="));
+}
+
+TEST(parseParam, AKeyWithoutItsEqualsSignIsNotThere) {
+    EXPECT_EQ("(none)", find("a", "a="));
+    EXPECT_EQ("(none)", find("a&b=1", "a="));
+}
+
+TEST(parseParam, ValuesReachToTheAmpersand) {
+    EXPECT_EQ("1=2;3?x", find("a=1=2;3?x&b=4", "a="));
+}
+
+TEST(parseParam, EmptyParametersAreSkipped) {
+    EXPECT_EQ("1", find("&&a=1&&", "a="));
+    EXPECT_EQ("(none)", find("&&&", "a="));
+    EXPECT_EQ("(none)", find("", "a="));
+}
+
+TEST(parseParam, DecodesEscapes) {
+    EXPECT_EQ("A b/&=%", find("a=%41%20b%2F%26%3d%25", "a="));
+    EXPECT_EQ("\xFF", find("a=%fF", "a="));
+}
+
+TEST(parseParam, DecodesOnce) {
+    EXPECT_EQ("%41", find("a=%2541", "a="));
+}
+
+TEST(parseParam, DoesNotDecodeTheKey) {
+    EXPECT_EQ("(none)", find("%61=1", "a="));
+}
+
+TEST(parseParam, MalformedEscapesStay) {
+    EXPECT_EQ("%", find("a=%", "a="));
+    EXPECT_EQ("%4", find("a=%4", "a="));
+    EXPECT_EQ("%g1", find("a=%g1", "a="));
+    EXPECT_EQ("%1g", find("a=%1g", "a="));
+    EXPECT_EQ("%%41", find("a=%%2541", "a="));
+    EXPECT_EQ("%4", find("a=%4&41", "a="));
+    EXPECT_EQ("%A", find("a=%%41", "a="));
+    EXPECT_EQ("% 1", find("a=% 1", "a="));
+    EXPECT_EQ("%-1", find("a=%-1", "a="));
+}
+
+TEST(parseParam, AnEscapedZeroByteStays) {
+    EXPECT_EQ("%00x", find("a=%00x", "a="));
+    EXPECT_EQ("x%00", find("a=x%00", "a="));
+}
+
+TEST(parseParam, PlusStaysPlus) {
+    EXPECT_EQ("1+1", find("a=1+1", "a="));
+    EXPECT_EQ("+", find("a=%2b", "a="));
+}
+
+TEST(parseParam, NothingIsFoundWithoutTextOrKey) {
+    EXPECT_EQ("(none)", find(nullptr, "a="));
+    EXPECT_EQ("(none)", find("a=1", nullptr));
+    EXPECT_EQ("(none)", find("a=1", ""));
+}
+
+TEST(parseParam, TheKeyMayBeLongerThanTheText) {
+    EXPECT_EQ("(none)", find("a", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa="));
+}
+
+TEST(parseParam, LongValuesAreWhole) {
+    const std::string longText(200000, 'x');
+    EXPECT_EQ(longText, find(("b=1&a=" + longText).c_str(), "a="));
+}
+
+TEST(parseParam, TheOutputMayBeThePartOfTheInput) {
+    std::string value = "a=%41&b=2";
+    EXPECT_EQ(1, parseParam(value.c_str(), "a=", value));
+    EXPECT_EQ("A", value);
+}
+
+TEST(parseParam, RandomTextsEndAndStayInside) {
+    std::mt19937 random(20240303);
+    constexpr char alphabet[] = "a=&%04f+\xC3";
+    for (int round = 0; round < 100000; ++round) {
+        std::string text(random() % 20, ' ');
+        for (char& c : text) {
+            c = alphabet[random() % (sizeof alphabet - 1)];
+        }
+        std::string value;
+        if (parseParam(text.c_str(), "a=", value) == 1) {
+            EXPECT_NE(std::string::npos, text.find("a="));
+            EXPECT_LE(value.size(), text.size());
+            EXPECT_EQ(std::string::npos, value.find('\0'));
+        }
+    }
+}
