@@ -1,0 +1,109 @@
+#include "writeAll.h"
+
+#include "WrappedWrite.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using testing::ElementsAre;
+using zvtest::wrappedWrite;
+
+struct Pipe {
+    int ends[2] = {-1, -1};
+    Pipe() { EXPECT_EQ(pipe(ends), 0); }
+    ~Pipe() {
+        close(ends[0]);
+        closeWriter();
+    }
+    void closeWriter() {
+        if (ends[1] >= 0) {
+            close(ends[1]);
+            ends[1] = -1;
+        }
+    }
+    std::string drain() {
+        std::string all;
+        char block[65536];
+        for (ssize_t length = 0; (length = read(ends[0], block, sizeof block)) > 0;) {
+            all.append(block, static_cast<std::size_t>(length));
+        }
+        return all;
+    }
+};
+
+TEST(writeAll, writes_a_text_in_one_piece) {
+    Pipe pipe;
+    EXPECT_TRUE(write_all(pipe.ends[1], "one piece"));
+    pipe.closeWriter();
+    EXPECT_EQ(pipe.drain(), "one piece");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(9));
+}
+
+TEST(writeAll, does_not_write_an_empty_text) {
+    EXPECT_TRUE(write_all(-1, ""));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
+}
+
+TEST(writeAll, goes_on_where_a_partial_write_ended) {
+    Pipe pipe;
+    wrappedWrite().script = {{1, 0}, {3, 0}, {2, 0}};
+    EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
+    pipe.closeWriter();
+    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 9, 6, 4));
+}
+
+TEST(writeAll, repeats_an_interrupted_write) {
+    Pipe pipe;
+    wrappedWrite().script = {{0, EINTR}, {4, 0}, {0, EINTR}, {0, EINTR}};
+    EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
+    pipe.closeWriter();
+    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 10, 6, 6, 6));
+}
+
+TEST(writeAll, stops_when_the_descriptor_refuses) {
+    Pipe pipe;
+    wrappedWrite().script = {{4, 0}, {0, EIO}};
+    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    pipe.closeWriter();
+    EXPECT_EQ(pipe.drain(), "0123");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
+}
+
+TEST(writeAll, stops_when_the_reader_has_gone) {
+    std::signal(SIGPIPE, SIG_IGN);
+    Pipe pipe;
+    close(pipe.ends[0]);
+    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
+}
+
+TEST(writeAll, stops_when_nothing_is_taken) {
+    Pipe pipe;
+    wrappedWrite().script = {{0, 0}};
+    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
+}
+
+TEST(writeAll, waits_for_a_full_non_blocking_pipe) {
+    Pipe pipe;
+    ASSERT_EQ(fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
+    const std::string text(1 << 20, 'x');
+    std::string received;
+    std::thread reader([&] { received = pipe.drain(); });
+    EXPECT_TRUE(write_all(pipe.ends[1], text));
+    pipe.closeWriter();
+    reader.join();
+    EXPECT_EQ(received.size(), text.size());
+    EXPECT_GT(wrappedWrite().sizes.size(), 1U);
+}
+
+} // namespace

@@ -1,0 +1,270 @@
+#include "cameraDescription.h"
+
+#include "FakePlatform.h"
+#include "SyslogCapture.h"
+#include "buildRevision.h"
+#include "zvLog.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using zvtest::fakePlatform;
+
+const std::string etc = "/usr/local/zarvo/etc/";
+
+void writeSettings(const std::string& model, const std::string& text) {
+    std::filesystem::create_directories(etc + model);
+    std::ofstream(etc + model + "/settings.json", std::ios::binary) << text;
+}
+
+std::string info(const std::string& modelNumber) {
+    return ",\n\"info\":{\"model_number\":" + modelNumber +
+           ",\"model_name\":\"Tess 12\",\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
+           "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
+           "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+           std::string(build_revision) + "\"}}";
+}
+
+class cameraDescription : public testing::Test {
+protected:
+    cameraDescription() {
+        zvUtilSetLogLevel(UTIL_LOG_TRACE);
+        unsetenv("PATH_INFO");
+        unsetenv("QUERY_STRING");
+    }
+
+    std::string describe() {
+        std::stringstream stream;
+        result = camera_description_output_json(stream);
+        return stream.str();
+    }
+
+    int result = 99;
+    zvtest::SyslogCapture log;
+};
+
+TEST_F(cameraDescription, appends_the_info_object_to_the_settings_of_the_model) {
+    writeSettings("tessilon", "{\"version\":2.1,\"modes\":[{\"id\":1}]}");
+    EXPECT_EQ(describe(), "<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"));
+    EXPECT_EQ(result, 0);
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231"));
+}
+
+TEST_F(cameraDescription, asks_the_getters_in_their_order_with_arrays_of_256_bytes) {
+    writeSettings("tessilon", "{}");
+    describe();
+    EXPECT_THAT(fakePlatform().calls,
+                ElementsAre("model_number", "model_name 256", "firmware_version 256", "serial_number 256",
+                            "board_type 256", "ap_mac 256", "ap_ssid 256", "ap_has_default_credentials"));
+}
+
+TEST_F(cameraDescription, the_build_revision_is_40_lower_case_hexadecimal_digits) {
+    EXPECT_EQ(std::string(build_revision).size(), 40U);
+    EXPECT_EQ(std::string(build_revision).find_first_not_of("0123456789abcdef"), std::string::npos);
+}
+
+TEST_F(cameraDescription, unknown_model_warns_and_takes_the_settings_of_model_13_under_its_own_number) {
+    writeSettings("abru", "{\"a\":1}");
+    fakePlatform().model_number = 20;
+    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("20"));
+    EXPECT_EQ(result, 0);
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                                         "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236"));
+}
+
+TEST_F(cameraDescription, a_model_without_settings_file_falls_back_to_those_of_model_13) {
+    writeSettings("abru", "{\"a\":1}");
+    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("12"));
+    EXPECT_EQ(result, 0);
+    EXPECT_THAT(log.texts(),
+                ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
+                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
+                            " @zvControl:308",
+                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                            " @zvControl:312"));
+}
+
+TEST_F(cameraDescription, warnings_depend_on_the_log_level) {
+    writeSettings("abru", "{}");
+    fakePlatform().model_number = 255;
+    g_logLevel = 2;
+    describe();
+    fakePlatform().model_number = 12;
+    describe();
+    EXPECT_THAT(log.texts(), IsEmpty());
+    g_logLevel = 4;
+    describe();
+    EXPECT_EQ(log.texts().size(), 2U);
+}
+
+TEST_F(cameraDescription, no_settings_at_all_answers_an_error_with_the_path_attempted_last) {
+    setenv("PATH_INFO", "", 1);
+    setenv("QUERY_STRING", "q=1", 1);
+    EXPECT_EQ(describe(), "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, settings_that_exist_but_cannot_be_opened_answer_an_error_without_falling_back) {
+    writeSettings("abru", "{}");
+    std::filesystem::create_directories(etc + "tessilon");
+    // A socket has a status but cannot be opened, whoever asks.
+    ASSERT_EQ(mknod((etc + "tessilon/settings.json").c_str(), S_IFSOCK | 0600, 0), 0);
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, lines_are_joined_with_nothing_between_them) {
+    writeSettings("tessilon", "{\n  \"a\": \"one\ntwo\",\n\n  \"b\": 2\n}\n");
+    EXPECT_EQ(describe(), "<success header>\n{  \"a\": \"onetwo\",  \"b\": 2" + info("12"));
+}
+
+TEST_F(cameraDescription, a_carriage_return_is_no_line_end) {
+    writeSettings("tessilon", "{\"a\":1,\r\n\"b\":2}\r\n");
+    EXPECT_EQ(describe(), "<success header>\n{\"a\":1,\r\"b\":2" + info("12"));
+}
+
+TEST_F(cameraDescription, text_after_the_last_brace_is_dropped) {
+    writeSettings("tessilon", "{\"a\":{\"b\":1}} // trailing remark\nand more");
+    EXPECT_EQ(describe(), "<success header>\n{\"a\":{\"b\":1}" + info("12"));
+}
+
+TEST_F(cameraDescription, settings_longer_than_a_block_arrive_whole) {
+    std::string settings = "{\"a\":[";
+    std::string joined = settings;
+    for (int line = 0; line < 20000; ++line) {
+        settings += std::to_string(line) + ",\n";
+        joined += std::to_string(line) + ",";
+    }
+    writeSettings("tessilon", settings + "0]}\n");
+    EXPECT_EQ(describe(), "<success header>\n" + joined + "0]" + info("12"));
+}
+
+TEST_F(cameraDescription, settings_without_a_closing_brace_answer_an_error_and_no_half_header) {
+    writeSettings("tessilon", "{\"a\":1\n");
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, empty_settings_answer_the_same_error) {
+    writeSettings("tessilon", "");
+    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, a_directory_in_the_place_of_the_settings_answers_the_same_error) {
+    std::filesystem::create_directories(etc + "tessilon/settings.json");
+    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+}
+
+TEST_F(cameraDescription, a_pipe_in_the_place_of_the_settings_is_not_waited_for) {
+    std::filesystem::create_directories(etc + "tessilon");
+    ASSERT_EQ(mkfifo((etc + "tessilon/settings.json").c_str(), 0600), 0);
+    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+}
+
+TEST_F(cameraDescription, endless_settings_answer_the_same_error) {
+    std::filesystem::create_directories(etc + "tessilon");
+    std::filesystem::create_symlink("/dev/zero", etc + "tessilon/settings.json");
+    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, the_credentials_flag_is_a_quoted_text) {
+    writeSettings("tessilon", "{}");
+    fakePlatform().default_credentials = true;
+    EXPECT_THAT(describe(), HasSubstr(",\"ap_has_default_credentials\":\"1\",\"git_sha1\":\""));
+}
+
+TEST_F(cameraDescription, values_are_not_escaped) {
+    writeSettings("tessilon", "{}");
+    fakePlatform().texts["ap_ssid"] = "my \"net\"";
+    EXPECT_THAT(describe(), HasSubstr(",\"ap_ssid\":\"my \"net\"\","));
+}
+
+TEST_F(cameraDescription, values_of_255_characters_arrive_whole) {
+    writeSettings("tessilon", "{}");
+    fakePlatform().texts["serial_number"] = std::string(255, 's');
+    EXPECT_THAT(describe(), HasSubstr("\"serial_number\":\"" + std::string(255, 's') + "\","));
+}
+
+TEST_F(cameraDescription, longer_values_are_cut_to_255_characters) {
+    writeSettings("tessilon", "{}");
+    fakePlatform().texts["serial_number"] = std::string(400, 's');
+    EXPECT_THAT(describe(), HasSubstr("\"serial_number\":\"" + std::string(255, 's') + "\","));
+}
+
+TEST_F(cameraDescription, settings_of_model_0_are_found) {
+    writeSettings("orin1", "{}");
+    fakePlatform().model_number = 0;
+    EXPECT_EQ(describe(), "<success header>\n{" + info("0"));
+}
+
+struct Failure {
+    const char* getter;
+    int calls; // getters asked until then
+    const char* logged;
+    const char* answered;
+};
+
+void PrintTo(const Failure& failure, std::ostream* stream) {
+    *stream << failure.getter;
+}
+
+class failingGetter : public cameraDescription, public testing::WithParamInterface<Failure> {};
+
+TEST_P(failingGetter, is_logged_and_answered_with_its_name_code_and_lines) {
+    writeSettings("tessilon", "{}");
+    setenv("QUERY_STRING", "q=1", 1);
+    fakePlatform().getter_results[GetParam().getter] = -17;
+    EXPECT_EQ(describe(), GetParam().answered);
+    EXPECT_EQ(result, -17);
+    EXPECT_EQ(log.texts().back(), GetParam().logged);
+    EXPECT_EQ(fakePlatform().calls.size(), static_cast<std::size_t>(GetParam().calls));
+}
+
+TEST_P(failingGetter, is_logged_only_from_error_level_on) {
+    g_logLevel = 1;
+    fakePlatform().getter_results[GetParam().getter] = 5;
+    describe();
+    EXPECT_EQ(result, 5);
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    each, failingGetter,
+    testing::Values(
+        Failure{"model_number", 1, "UTIL_LOG_ERROR:zvc_state_get_model_number err, -17\n @zvControl:226",
+                "<error (null)|q=1|500|-17|zvc_state_get_model_number|camera_description_output_json|228>"},
+        Failure{"model_name", 2, "UTIL_LOG_ERROR:zvc_state_get_model_name err, -17\n @zvControl:243",
+                "<error (null)|q=1|500|-17|zvc_state_get_model_name|camera_description_output_json|245>"},
+        Failure{
+            "firmware_version", 3, "UTIL_LOG_ERROR:zvc_state_get_firmware_version err, -17\n @zvControl:252",
+            "<error (null)|q=1|500|-17|zvc_state_get_firmware_version|camera_description_output_json|254>"},
+        Failure{"serial_number", 4, "UTIL_LOG_ERROR:zvc_state_get_serial_number err, -17\n @zvControl:261",
+                "<error (null)|q=1|500|-17|zvc_state_get_serial_number|camera_description_output_json|263>"},
+        Failure{"board_type", 5, "UTIL_LOG_ERROR:zvc_state_get_board_type err, -17\n @zvControl:270",
+                "<error (null)|q=1|500|-17|zvc_state_get_board_type|camera_description_output_json|272>"},
+        Failure{"ap_mac", 6, "UTIL_LOG_ERROR:zvc_state_get_ap_mac err, -17\n @zvControl:279",
+                "<error (null)|q=1|500|-17|zvc_state_get_ap_mac|camera_description_output_json|281>"},
+        Failure{"ap_ssid", 7, "UTIL_LOG_ERROR:zvc_state_get_ap_ssid err, -17\n @zvControl:288",
+                "<error (null)|q=1|500|-17|zvc_state_get_ap_ssid|camera_description_output_json|290>"},
+        Failure{"ap_has_default_credentials", 8,
+                "UTIL_LOG_ERROR:zvc_state_get_ap_has_default_credentials err, -17\n @zvControl:297",
+                "<error (null)|q=1|500|-17|zvc_state_get_ap_has_default_credentials|"
+                "camera_description_output_json|299>"}),
+    [](const auto& row) { return std::string(row.param.getter); });
+
+} // namespace

@@ -1,0 +1,96 @@
+#include "fakeHandlers.h"
+
+#include "FakePlatform.h"
+#include "command_analytics.h"
+#include "command_ble.h"
+#include "command_execute.h"
+
+#include <cstdio>
+#include <string>
+
+namespace zvtest {
+namespace {
+
+int answer(const char* name, const char* params, char* response, int size) {
+    fakePlatform().calls.push_back(std::string(name) + " " + (params == nullptr ? "(null)" : params));
+    std::snprintf(response, static_cast<std::size_t>(size), "%s", fakeHandlers().text);
+    return fakeHandlers().result;
+}
+
+int hook(const char* name) {
+    fakePlatform().calls.emplace_back(name);
+    return 0;
+}
+
+} // namespace
+
+FakeHandlers& fakeHandlers() {
+    static FakeHandlers fake;
+    return fake;
+}
+
+} // namespace zvtest
+
+int ble_interface_open() {
+    return zvtest::hook("ble_interface_open");
+}
+
+int ble_interface_close() {
+    return zvtest::hook("ble_interface_close");
+}
+
+int ble_pairing_available(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_pairing_available", params, response, response_size);
+}
+
+int ble_pairing_phase(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_pairing_phase", params, response, response_size);
+}
+
+int ble_configure(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_configure", params, response, response_size);
+}
+
+int ble_scan(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_scan", params, response, response_size);
+}
+
+int ble_scan_list(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_scan_list", params, response, response_size);
+}
+
+int ble_pair_start(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_pair_start", params, response, response_size);
+}
+
+int ble_pair_cancel(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_pair_cancel", params, response, response_size);
+}
+
+int ble_pair_status(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_pair_status", params, response, response_size);
+}
+
+int ble_whitelist_list(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_whitelist_list", params, response, response_size);
+}
+
+int ble_whitelist_configure(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_whitelist_configure", params, response, response_size);
+}
+
+int ble_whitelist_device(const char* params, char* response, int response_size) {
+    return zvtest::answer("ble_whitelist_device", params, response, response_size);
+}
+
+int handle_command_execute(const char* params, char* response, int response_size) {
+    return zvtest::answer("handle_command_execute", params, response, response_size);
+}
+
+int handle_command_analytics(const char* params, char* response, int response_size) {
+    return zvtest::answer("handle_command_analytics", params, response, response_size);
+}
+
+int handle_command_analytics_clear(const char* params, char* response, int response_size) {
+    return zvtest::answer("handle_command_analytics_clear", params, response, response_size);
+}

@@ -1,0 +1,63 @@
+#include "handlerTable.h"
+
+#include "FakePlatform.h"
+#include "command_analytics.h"
+#include "command_ble.h"
+#include "command_execute.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using zvtest::fakePlatform;
+
+struct Expected {
+    const char* uri;
+    zvcontrol_handler handler;
+    bool hooks;
+};
+
+constexpr Expected table[] = {
+    {"command/ble/pairing_available", ble_pairing_available, false},
+    {"command/ble/pairing_phase", ble_pairing_phase, true},
+    {"command/ble/configure", ble_configure, true},
+    {"command/ble/scan", ble_scan, true},
+    {"command/ble/scan/list", ble_scan_list, true},
+    {"command/ble/pair/start", ble_pair_start, true},
+    {"command/ble/pair/cancel", ble_pair_cancel, true},
+    {"command/ble/pair/status", ble_pair_status, true},
+    {"command/ble/whitelist/list", ble_whitelist_list, true},
+    {"command/ble/whitelist/configure", ble_whitelist_configure, true},
+    {"command/ble/whitelist/device", ble_whitelist_device, true},
+    {"execute", handle_command_execute, false},
+    {"analytics/get", handle_command_analytics, false},
+    {"analytics/clear", handle_command_analytics_clear, false},
+};
+
+TEST(handlerTable, has_fourteen_rows_in_their_order_with_handler_and_hooks) {
+    const auto rows = custom_handlers();
+    ASSERT_EQ(rows.size(), 14U);
+    for (std::size_t index = 0; index < rows.size(); ++index) {
+        const Expected& expected = table[index];
+        EXPECT_STREQ(rows[index].uri, expected.uri);
+        EXPECT_EQ(rows[index].handler, expected.handler) << expected.uri;
+        EXPECT_EQ(rows[index].open_hook, expected.hooks ? ble_interface_open : nullptr) << expected.uri;
+        EXPECT_EQ(rows[index].close_hook, expected.hooks ? ble_interface_close : nullptr) << expected.uri;
+    }
+}
+
+TEST(handlerTable, registers_all_rows) {
+    EXPECT_EQ(register_custom_handlers(), 0);
+    EXPECT_EQ(fakePlatform().calls.size(), 14U);
+}
+
+TEST(handlerTable, stops_at_the_first_row_that_is_refused) {
+    fakePlatform().failing_row = 2;
+    fakePlatform().add_result = -6;
+    EXPECT_EQ(register_custom_handlers(), -6);
+    EXPECT_THAT(fakePlatform().calls,
+                ElementsAre("add command/ble/pairing_available", "add command/ble/pairing_phase"));
+}
+
+} // namespace

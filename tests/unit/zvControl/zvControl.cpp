@@ -1,0 +1,330 @@
+#include "zvControl.h"
+
+#include "FakePlatform.h"
+#include "OutputCapture.h"
+#include "SyslogCapture.h"
+#include "WrappedWrite.h"
+#include "fakeHandlers.h"
+#include "zvLog.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using zvtest::fakeHandlers;
+using zvtest::fakePlatform;
+using zvtest::wrappedWrite;
+
+struct Served {
+    int result;
+    std::string output;
+    std::string errors;
+};
+
+void setVariable(const char* name, const char* value) {
+    if (value == nullptr) {
+        unsetenv(name);
+    } else {
+        setenv(name, value, 1);
+    }
+}
+
+Served serve(const char* path, const char* params) {
+    setVariable("PATH_INFO", path);
+    setVariable("QUERY_STRING", params);
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    const zvtest::OutputCapture errors(STDERR_FILENO);
+    const int result = zv_control_main();
+    return {result, output.text(), errors.text()};
+}
+
+// The dispatcher's result for every request.
+void answerWith(int result, const std::string& text = "") {
+    fakePlatform().serve = [=](const char*, const char*, char* response, int size) {
+        std::snprintf(response, static_cast<std::size_t>(size), "%s", text.c_str());
+        return result;
+    };
+}
+
+TEST(zvControl, logs_the_request_first) {
+    zvtest::SyslogCapture log;
+    answerWith(0);
+    serve("/command/x", "a=1&b=2");
+    const auto lines = log.take();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].priority, 3);
+    EXPECT_EQ(lines[0].text, "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/command/x] params[a=1&b=2]\n"
+                             " @zvControl:100");
+}
+
+TEST(zvControl, logs_missing_variables_as_null_texts) {
+    zvtest::SyslogCapture log;
+    serve(nullptr, nullptr);
+    EXPECT_THAT(log.texts(),
+                Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
+                         " @zvControl:100"));
+}
+
+TEST(zvControl, raises_the_log_level_to_trace) {
+    answerWith(0);
+    EXPECT_EQ(g_logLevel, 2);
+    serve("/x", nullptr);
+    EXPECT_EQ(g_logLevel, 6);
+}
+
+TEST(zvControl, hands_path_query_and_a_zeroed_buffer_of_4096_bytes_to_the_dispatcher) {
+    bool zeroed = true;
+    fakePlatform().serve = [&](const char*, const char*, char* response, int size) {
+        for (int index = 0; index < size; ++index) {
+            zeroed = zeroed && response[index] == '\0';
+        }
+        return 0;
+    };
+    serve("/command/x", "a=1");
+    EXPECT_TRUE(zeroed);
+    EXPECT_THAT(fakePlatform().calls, Contains("handle /command/x a=1 4096"));
+}
+
+TEST(zvControl, zeroes_the_buffer_again_at_the_next_start) {
+    answerWith(0, "{\"left\":1}");
+    serve("/x", nullptr);
+    fakePlatform().serve = [](const char*, const char*, char*, int) { return 0; };
+    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n<empty json>");
+}
+
+TEST(zvControl, passes_a_missing_query_on_as_null) {
+    answerWith(0);
+    serve("/x", nullptr);
+    EXPECT_THAT(fakePlatform().calls, Contains("handle /x (null) 4096"));
+}
+
+TEST(zvControl, opens_registers_dispatches_and_closes_in_this_order) {
+    answerWith(0);
+    serve("/x", "q");
+    EXPECT_THAT(fakePlatform().calls,
+                ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
+                            "add command/ble/configure", "add command/ble/scan", "add command/ble/scan/list",
+                            "add command/ble/pair/start", "add command/ble/pair/cancel",
+                            "add command/ble/pair/status", "add command/ble/whitelist/list",
+                            "add command/ble/whitelist/configure", "add command/ble/whitelist/device",
+                            "add execute", "add analytics/get", "add analytics/clear", "handle /x q 4096",
+                            "close"));
+}
+
+TEST(zvControl, missing_path_yields_the_description_without_opening_the_interface) {
+    fakePlatform().getter_results["model_number"] = -7;
+    const Served served = serve(nullptr, "q=1");
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<error (null)|q=1|500|-7|zvc_state_get_model_number|"
+                             "camera_description_output_json|228>");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
+}
+
+TEST(zvControl, empty_path_yields_the_description_without_opening_the_interface) {
+    fakePlatform().getter_results["model_number"] = -7;
+    const Served served = serve("", nullptr);
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<error |(null)|500|-7|zvc_state_get_model_number|"
+                             "camera_description_output_json|228>");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
+}
+
+TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
+    zvtest::SyslogCapture log;
+    fakePlatform().open_result = -5;
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, -5);
+    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(served.errors, "");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("open"));
+    EXPECT_THAT(log.texts(),
+                ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
+                            "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
+}
+
+TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
+    zvtest::SyslogCapture log;
+    fakePlatform().failing_row = 3;
+    fakePlatform().add_result = -3;
+    fakePlatform().close_result = -9;
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, -3);
+    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(served.errors, "");
+    EXPECT_THAT(fakePlatform().calls,
+                ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
+                            "add command/ble/configure", "close"));
+    EXPECT_THAT(log.texts(), ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
+                                         "UTIL_LOG_ERROR:Unable to add custom handlers err:-3 at line:128\n"
+                                         " @zvControl:128"));
+}
+
+TEST(zvControl, any_result_but_0_stops_the_registration) {
+    fakePlatform().failing_row = 14;
+    fakePlatform().add_result = 1;
+    EXPECT_EQ(serve("/x", nullptr).result, 1);
+    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ(fakePlatform().calls.size(), 16U);
+}
+
+TEST(zvControl, success_with_an_empty_buffer_answers_an_empty_object) {
+    answerWith(0);
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<success header>\n<empty json>");
+}
+
+TEST(zvControl, success_answers_the_buffers_text_and_nothing_more) {
+    answerWith(0, "{\"a\":1}\n");
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<success header>\n{\"a\":1}\n");
+}
+
+TEST(zvControl, a_buffer_filled_to_its_last_byte_is_not_read_beyond) {
+    fakePlatform().serve = [](const char*, const char*, char* response, int size) {
+        std::memset(response, 'x', static_cast<std::size_t>(size));
+        return 0;
+    };
+    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n" + std::string(4096, 'x'));
+}
+
+TEST(zvControl, unknown_request_answers_400_with_a_code_and_a_text_of_its_own) {
+    const Served served = serve("/nowhere", "a=1");
+    EXPECT_EQ(served.result, -20);
+    EXPECT_EQ(served.output, "<error /nowhere|a=1|400|-3|unknown request|main|143>");
+}
+
+TEST(zvControl, incomplete_parameters_answer_400_with_the_path_as_message) {
+    answerWith(-4, "ignored");
+    const Served served = serve("/x", "a=1");
+    EXPECT_EQ(served.result, -4);
+    EXPECT_EQ(served.output, "<error /x|a=1|400|-4|/x|main|150>");
+}
+
+TEST(zvControl, any_other_result_answers_500_with_the_path_as_message) {
+    for (const int result : {-1, -3, -5, -17, -19, -21, -100, 1, 7}) {
+        answerWith(result);
+        const Served served = serve("/x", nullptr);
+        EXPECT_EQ(served.result, result);
+        EXPECT_EQ(served.output, "<error /x|(null)|500|" + std::to_string(result) + "|/x|main|150>");
+    }
+}
+
+TEST(zvControl, an_error_answer_reads_the_environment_again) {
+    fakePlatform().serve = [](const char*, const char*, char*, int) {
+        setenv("PATH_INFO", "/changed", 1);
+        setenv("QUERY_STRING", "c=2", 1);
+        return -1;
+    };
+    EXPECT_EQ(serve("/x", "a=1").output, "<error /changed|c=2|500|-1|/changed|main|150>");
+}
+
+TEST(zvControl, an_error_answer_survives_variables_that_have_gone) {
+    fakePlatform().serve = [](const char*, const char*, char*, int) {
+        unsetenv("PATH_INFO");
+        unsetenv("QUERY_STRING");
+        return -4;
+    };
+    EXPECT_EQ(serve("/x", "a=1").output, "<error (null)|(null)|400|-4|(null)|main|150>");
+}
+
+TEST(zvControl, writes_nothing_when_the_handler_has_answered) {
+    fakePlatform().serve = [](const char*, const char*, char* response, int) {
+        response[0] = 'x';
+        return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
+    };
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, -18);
+    EXPECT_EQ(served.output, "own answer");
+    EXPECT_EQ(fakePlatform().calls.back(), "close");
+}
+
+TEST(zvControl, the_exit_status_is_the_low_8_bits_of_the_result) {
+    answerWith(-18);
+    setenv("PATH_INFO", "/x", 1);
+    EXPECT_EXIT(exit(zv_control_main()), testing::ExitedWithCode(238), "");
+}
+
+TEST(zvControl, a_failing_close_is_told_on_standard_error_with_the_requests_result) {
+    answerWith(0, "{}");
+    fakePlatform().close_result = -5;
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<success header>\n{}");
+    EXPECT_EQ(served.errors, "Error[0] closing the daemon interface\n");
+}
+
+TEST(zvControl, a_failing_close_after_a_failed_request_tells_its_result_too) {
+    answerWith(-1);
+    fakePlatform().close_result = -5;
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, -1);
+    EXPECT_EQ(served.output, "<error /x|(null)|500|-1|/x|main|150>");
+    EXPECT_EQ(served.errors, "Error[-1] closing the daemon interface\n");
+}
+
+TEST(zvControl, a_close_that_succeeds_is_silent) {
+    answerWith(-1);
+    EXPECT_EQ(serve("/x", nullptr).errors, "");
+}
+
+TEST(zvControl, serves_a_custom_uri_with_its_hooks_around_the_handler) {
+    fakeHandlers().text = "{\"status\":2}";
+    const Served served = serve("/command/ble/pair/status", "x=1");
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<success header>\n{\"status\":2}");
+    const auto& calls = fakePlatform().calls;
+    ASSERT_EQ(calls.size(), 20U);
+    EXPECT_THAT(std::vector<std::string>(calls.begin() + 15, calls.end()),
+                ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open",
+                            "ble_pair_status x=1", "ble_interface_close", "close"));
+}
+
+TEST(zvControl, writes_the_answer_in_one_piece) {
+    answerWith(0, std::string(4095, 'x'));
+    serve("/x", nullptr);
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(17 + 4095));
+}
+
+TEST(zvControl, writes_the_whole_answer_when_write_takes_parts_or_is_interrupted) {
+    answerWith(0, "{\"a\":1}");
+    wrappedWrite().script = {{3, 0}, {0, EINTR}, {1, 0}, {0, EINTR}};
+    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n{\"a\":1}");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(24, 21, 21, 20, 20));
+}
+
+TEST(zvControl, writes_an_error_answer_whole_as_well) {
+    wrappedWrite().script = {{1, 0}, {0, EINTR}};
+    EXPECT_EQ(serve("/x", nullptr).output, "<error /x|(null)|400|-3|unknown request|main|143>");
+}
+
+TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
+    answerWith(0, "{}");
+    wrappedWrite().script = {{5, 0}, {0, EIO}};
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<succ");
+    EXPECT_EQ(fakePlatform().calls.back(), "close");
+}
+
+TEST(zvControl, takes_path_and_query_of_100_kilobytes) {
+    const std::string path = "/" + std::string(100000, 'p');
+    const std::string params = "a=" + std::string(100000, 'q');
+    zvtest::SyslogCapture log;
+    const Served served = serve(path.c_str(), params.c_str());
+    EXPECT_EQ(served.output, "<error " + path + "|" + params + "|400|-3|unknown request|main|143>");
+    const std::string start = "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/";
+    EXPECT_THAT(log.texts(), ElementsAre(start + std::string(349 - start.size(), 'p') + " @zvControl:100"));
+}
+
+} // namespace
