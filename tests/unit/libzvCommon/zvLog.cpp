@@ -2,15 +2,49 @@
 
 #include "SyslogCapture.h"
 
+#include <climits>
+#include <clocale>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <syslog.h>
 
+using testing::StartsWith;
+using zvtest::LogLine;
 using zvtest::SyslogCapture;
+
+namespace {
+
+std::string one(SyslogCapture& log) {
+    const auto texts = log.texts();
+    EXPECT_EQ(1U, texts.size());
+    return texts.size() == 1 ? texts[0] : "";
+}
+
+std::string logged(const std::string& message, const std::string& file) {
+    SyslogCapture log;
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, file.c_str(), "%s", message.c_str());
+    return one(log);
+}
+
+} // namespace
 
 TEST(zvLog, InitialValues) {
     EXPECT_EQ(2, g_logLevel);
     EXPECT_EQ(0x00281420U, g_debug_level);
     EXPECT_EQ(0x30000000U, g_debug);
     EXPECT_EQ(10, g_timedreceive);
+}
+
+TEST(zvLog, LevelIsSetBelow7AndLeftAloneOtherwise) {
+    for (unsigned level = 0; level < 7; ++level) {
+        zvUtilSetLogLevel(level);
+        EXPECT_EQ(static_cast<int>(level), g_logLevel);
+    }
+    g_logLevel = 4;
+    for (const unsigned level : {7U, 8U, 255U, 0x80000000U, static_cast<unsigned>(-1)}) {
+        zvUtilSetLogLevel(level);
+        EXPECT_EQ(4, g_logLevel) << level;
+    }
 }
 
 TEST(zvLog, ErrorLineReachesSyslogAtPriority3) {
@@ -21,4 +55,107 @@ TEST(zvLog, ErrorLineReachesSyslogAtPriority3) {
     EXPECT_EQ(3, lines[0].priority);
     EXPECT_EQ(1, lines[0].facility);
     EXPECT_EQ("UTIL_LOG_ERROR:x\n @f:12", lines[0].text);
+}
+
+TEST(zvLog, EveryLevelHasItsPaddedNameAndTheSamePriority) {
+    const char* const expected[] = {
+        "UTIL_LOG_OFF  :m @f:1", "UTIL_LOG_FATAL:m @f:1", "UTIL_LOG_ERROR:m @f:1", "UTIL_LOG_WARN :m @f:1",
+        "UTIL_LOG_DEBUG:m @f:1", "UTIL_LOG_INFO :m @f:1", "UTIL_LOG_TRACE:m @f:1",
+    };
+    SyslogCapture log;
+    for (int level = 0; level <= 6; ++level) {
+        zvUtilKlogMsgLevel(level, 1, "f", "m");
+        const auto lines = log.take();
+        ASSERT_EQ(1U, lines.size());
+        EXPECT_EQ(expected[level], lines[0].text);
+        EXPECT_EQ(3, lines[0].priority);
+    }
+}
+
+TEST(zvLog, EmitterItselfDoesNotLookAtTheLevel) {
+    SyslogCapture log;
+    g_logLevel = UTIL_LOG_OFF;
+    zvUtilKlogMsgLevel(UTIL_LOG_TRACE, 5, "f", "m");
+    EXPECT_EQ("UTIL_LOG_TRACE:m @f:5", one(log));
+}
+
+TEST(zvLog, CallersLogOnlyWhatTheLevelLetsThrough) {
+    SyslogCapture log;
+    for (int current = 0; current <= 6; ++current) {
+        g_logLevel = current;
+        for (int level = 1; level <= 6; ++level) {
+            ZV_LOG_AT(level, 7, "f", "%d", level);
+        }
+        const auto messages = log.messages();
+        ASSERT_EQ(static_cast<std::size_t>(current), messages.size());
+        for (int level = 1; level <= current; ++level) {
+            EXPECT_EQ(std::to_string(level), messages[static_cast<std::size_t>(level) - 1]);
+        }
+    }
+}
+
+TEST(zvLog, ArgumentsAreFormatted) {
+    SyslogCapture log;
+    zvUtilKlogMsgLevel(UTIL_LOG_WARN, -3, "a_file", "%s %d %02x%%\n", "text", -5, 10);
+    EXPECT_EQ("UTIL_LOG_WARN :text -5 0a%\n @a_file:-3", one(log));
+}
+
+TEST(zvLog, PercentSignsOfArgumentsAreNotFormatted) {
+    EXPECT_EQ("UTIL_LOG_ERROR:%s%n @%d:12", logged("%s%n", "%d"));
+}
+
+TEST(zvLog, EmptyMessageHasPrefixAndSuffix) {
+    EXPECT_EQ("UTIL_LOG_ERROR: @f:12", logged("", "f"));
+}
+
+TEST(zvLog, MessageOf334CharactersJustFits) {
+    EXPECT_EQ("UTIL_LOG_ERROR:" + std::string(334, 'm') + " @f:12", logged(std::string(334, 'm'), "f"));
+}
+
+TEST(zvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
+    for (const std::size_t length : {335U, 400U, 5000U}) {
+        const std::string text = logged(std::string(length, 'm'), "f");
+        EXPECT_EQ("UTIL_LOG_ERROR:" + std::string(334, 'm') + " @f:12", text);
+        EXPECT_EQ(349U, text.find(" @f:12"));
+    }
+}
+
+TEST(zvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
+    // Room 91: a suffix of 90 characters fits, " @", the file, ":12".
+    const std::string start = "UTIL_LOG_ERROR:" + std::string(334, 'm');
+    EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12",
+              logged(std::string(400, 'm'), std::string(85, 'f')));
+    EXPECT_EQ(start + " ", logged(std::string(400, 'm'), std::string(86, 'f')));
+    EXPECT_EQ(start + " ", logged(std::string(334, 'm'), std::string(86, 'f')));
+}
+
+TEST(zvLog, SuffixThatDoesNotFitBehindAShortMessageIsASingleBlank) {
+    // Prefix and message take 16 of 440 bytes: a suffix of 423 characters fits.
+    EXPECT_EQ("UTIL_LOG_ERROR:x @" + std::string(418, 'f') + ":12", logged("x", std::string(418, 'f')));
+    EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(419, 'f')));
+    EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(5000, 'f')));
+}
+
+TEST(zvLog, MessageThatCannotBeFormattedShortensTheLine) {
+    std::setlocale(LC_ALL, "C");
+    SyslogCapture log;
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "%ls", L"\x20AC"); // no such character in this locale
+    EXPECT_EQ("UTIL_LOG_ERROR:", one(log));
+}
+
+TEST(zvLog, KeepsTheFacilityOfTheProcess) {
+    SyslogCapture log;
+    openlog("test", 0, LOG_LOCAL3);
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x");
+    const auto lines = log.take();
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ(LOG_LOCAL3 >> 3, lines[0].facility);
+    EXPECT_EQ(3, lines[0].priority);
+}
+
+TEST(zvLog, NobodyListeningIsNoFailure) {
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, INT_MIN, "f", "x");
+    SyslogCapture log;
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, INT_MIN, "f", "x");
+    EXPECT_EQ("UTIL_LOG_ERROR:x @f:-2147483648", one(log));
 }

@@ -1,0 +1,88 @@
+// The assertion report, by way of a check that fails.
+#include "Reports.h"
+#include "zvTlv.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace zvtest;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+// Reproduced byte for byte: module path, function, line, condition, colours.
+constexpr const char* body = "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m";
+
+void fail() {
+    uint8_t empty[] = {0, 4, 0, 1};
+    sntlv_void(empty, 66);
+}
+
+} // namespace
+
+TEST(AssertionReport, GoesToSyslogAtPriority7AndToStandardError) {
+    const Reported all = reported(0x00281420, fail);
+    EXPECT_EQ(255, all.ended.status);
+    ASSERT_EQ(1U, all.lines.size());
+    EXPECT_EQ(7, all.lines[0].priority);
+    EXPECT_EQ(1, all.lines[0].facility);
+    EXPECT_EQ(body, all.lines[0].text);
+    EXPECT_THAT(all.ended.err, HasSubstr(body));
+    EXPECT_EQ("", all.ended.out);
+    EXPECT_EQ("(no file)", all.file);
+}
+
+TEST(AssertionReport, EveryCombinationOfTheTwoOutputBits) {
+    for (const uint32_t file : {0U, toFile}) {
+        for (const uint32_t out : {0U, toStdout}) {
+            const Reported all = reported(8 | file | out, fail);
+            EXPECT_EQ(255, all.ended.status);
+            EXPECT_EQ(std::vector<std::string>{body}, texts(all));
+            EXPECT_THAT(all.ended.err, HasSubstr(body));
+            EXPECT_EQ(out != 0 ? "@" + std::string(body) : "", withoutTimes(all.ended.out));
+            EXPECT_EQ(file != 0 ? "@" + std::string(body) : "(no file)", withoutTimes(all.file));
+        }
+    }
+}
+
+TEST(AssertionReport, IsSilentUpToVerbosity7ButTheProcessEndsAllTheSame) {
+    for (const uint32_t verbosity : {0U, 7U, 0xFFFFFF07U, 0xFFFFFF00U}) {
+        const Reported all = reported(verbosity, fail);
+        EXPECT_EQ(255, all.ended.status) << verbosity;
+        EXPECT_TRUE(all.lines.empty()) << verbosity;
+        EXPECT_EQ("", all.ended.out) << verbosity;
+        EXPECT_EQ("", all.ended.err) << verbosity;
+        EXPECT_EQ("(no file)", all.file) << verbosity;
+    }
+}
+
+TEST(AssertionReport, TakesTheVerbosityAsAnUnsignedByte) {
+    for (const uint32_t verbosity : {8U, 127U, 128U, 255U}) {
+        EXPECT_EQ(std::vector<std::string>{body}, texts(reported(verbosity, fail))) << verbosity;
+    }
+}
+
+TEST(AssertionReport, SkipsALogFileThatCannotBeOpened) {
+    mkdir("/tmp/fuse_d", 0777);
+    ASSERT_EQ(0, mkdir(wifiLog, 0777)); // a folder where the file should be
+    const Reported all = reported(8 | toFile | toStdout, fail);
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ("@" + std::string(body), withoutTimes(all.ended.out));
+    EXPECT_EQ(std::vector<std::string>{body}, texts(all));
+    EXPECT_THAT(all.ended.err, Not(HasSubstr("wifi_log")));
+}
+
+TEST(AssertionReport, AppendsToTheLogFile) {
+    mkdir("/tmp/fuse_d", 0777);
+    SyslogCapture log;
+    const int file = open(wifiLog, O_WRONLY | O_CREAT, 0666);
+    ASSERT_EQ(4, write(file, "old\n", 4));
+    close(file);
+    inChild([] {
+        g_debug_level = 8 | toFile;
+        fail();
+    });
+    EXPECT_EQ("old\n@" + std::string(body), withoutTimes(fileText(wifiLog)));
+}

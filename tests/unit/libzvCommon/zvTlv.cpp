@@ -1,0 +1,313 @@
+#include "zvTlv.h"
+
+#include "Child.h"
+#include "Reports.h"
+#include "TlvOracle.h"
+
+#include <array>
+#include <bit>
+#include <cstring>
+#include <gtest/gtest.h>
+
+using namespace zvtest;
+
+namespace {
+
+// Type 1, elements 65 "PD", 66 "xyz", end marker.
+constexpr std::array<uint8_t, 21> sample = {0, 21, 0,  1,   0,   0,   2, 65, 'P', 'D', 0,
+                                            0, 3,  66, 'x', 'y', 'z', 0, 0,  0,   238};
+
+Bytes bytesOf(const uint8_t* from, std::size_t count) {
+    return Bytes(from, from + count);
+}
+
+int verdict(Bytes message) {
+    return tlv_validate(message.data());
+}
+
+} // namespace
+
+TEST(zvTlv, FreshMessageIsFourBytes) {
+    uint8_t buffer[5] = {9, 9, 9, 9, 9};
+    EXPECT_EQ(4, sntlv_msg_init(buffer, 0, 7));
+    EXPECT_EQ((Bytes{0, 4, 0, 7, 9}), bytesOf(buffer, 5));
+    EXPECT_EQ(4, sntlv_msg_len(buffer));
+}
+
+TEST(zvTlv, LengthIsReadAsSigned16Bits) {
+    const uint8_t most[] = {0x7f, 0xff, 0, 0};
+    const uint8_t least[] = {0x80, 0x00, 0, 0};
+    const uint8_t minusOne[] = {0xff, 0xff, 0, 0};
+    EXPECT_EQ(32767, sntlv_msg_len(most));
+    EXPECT_EQ(-32768, sntlv_msg_len(least));
+    EXPECT_EQ(-1, sntlv_msg_len(minusOne));
+}
+
+TEST(zvTlv, AppendedElementFollowsInBigEndianOrder) {
+    uint8_t buffer[32];
+    sntlv_msg_init(buffer, 32, 2);
+    EXPECT_EQ(6, sntlv_add_bin(buffer, 28, 65, 2, "\x12\x34"));
+    EXPECT_EQ((Bytes{0, 10, 0, 2, 0, 0, 2, 65, 0x12, 0x34}), bytesOf(buffer, 10));
+    EXPECT_EQ(4, sntlv_add_dat(buffer, 28, 238, 0));
+    EXPECT_EQ((Bytes{0, 14, 0, 2, 0, 0, 2, 65, 0x12, 0x34, 0, 0, 0, 238}), bytesOf(buffer, 14));
+}
+
+TEST(zvTlv, LongElementUsesBothLengthBytes) {
+    Bytes buffer(2000, 0xAA);
+    const Bytes data(300, 0x55);
+    sntlv_msg_init(buffer.data(), 1996, 2);
+    EXPECT_EQ(304, sntlv_add_bin(buffer.data(), 1996, 66, 300, data.data()));
+    EXPECT_EQ((Bytes{0x01, 0x34, 0, 2, 0, 0x01, 0x2C, 66, 0x55}), bytesOf(buffer.data(), 9));
+    EXPECT_EQ(0x55, buffer[307]);
+    EXPECT_EQ(0xAA, buffer[308]);
+}
+
+TEST(zvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
+    // Total 4 and 6 bytes of data against capacity 10: fits, ends at 14.
+    GuardedBuffer memory(14);
+    uint8_t* const buffer = memory.data();
+    sntlv_msg_init(buffer, 10, 1);
+    EXPECT_EQ(10, sntlv_add_bin(buffer, 10, 66, 6, "abcdef"));
+    EXPECT_EQ((Bytes{0, 14, 0, 1, 0, 0, 6, 66, 'a', 'b', 'c', 'd', 'e', 'f'}), bytesOf(buffer, 14));
+}
+
+TEST(zvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
+    uint8_t buffer[16];
+    std::memset(buffer, 0xCC, sizeof buffer);
+    sntlv_msg_init(buffer, 10, 1);
+    EXPECT_EQ(0, sntlv_add_bin(buffer, 10, 66, 7, "abcdefg"));
+    EXPECT_EQ(0, sntlv_add_dat(buffer, 10, 66, 7, 1, 2));
+    EXPECT_EQ((Bytes{0, 4, 0, 1, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC}), bytesOf(buffer, 9));
+    // Not even the end marker fits when the message has grown behind the capacity.
+    EXPECT_EQ(10, sntlv_add_bin(buffer, 10, 66, 6, "abcdef"));
+    EXPECT_EQ(0, sntlv_add_dat(buffer, 10, 238, 0));
+    EXPECT_EQ(14, sntlv_msg_len(buffer));
+}
+
+TEST(zvTlv, HugeLengthsDoNotWrapIntoFitting) {
+    uint8_t buffer[16];
+    sntlv_msg_init(buffer, 12, 1);
+    for (const uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
+        EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, length, "x")) << length;
+        EXPECT_EQ(0, sntlv_add_dat(buffer, 12, 66, length, 1)) << length;
+    }
+    EXPECT_EQ(4, sntlv_msg_len(buffer));
+}
+
+TEST(zvTlv, TotalFarBehindTheCapacityTakesNothing) {
+    uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
+    EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
+    buffer[0] = 0xff;
+    EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
+}
+
+TEST(zvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
+    for (uint8_t total = 0; total < 4; ++total) {
+        GuardedBuffer memory(12);
+        uint8_t* const buffer = memory.data();
+        buffer[1] = total;
+        EXPECT_EQ(0, sntlv_add_bin(buffer, 8, 66, 9, "123456789"));
+        EXPECT_EQ(8, sntlv_add_bin(buffer, 8, 66, 4, "1234"));
+    }
+}
+
+TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
+    Bytes buffer(70010, 0);
+    const Bytes data(65536, 1);
+    sntlv_msg_init(buffer.data(), 70000, 1);
+    // 40004 as a signed 16-bit number.
+    EXPECT_EQ(-25532, sntlv_add_bin(buffer.data(), 70000, 66, 40000, data.data()));
+    EXPECT_EQ((Bytes{0x9C, 0x48, 0, 1, 0, 0x9C, 0x40, 66}), bytesOf(buffer.data(), 8));
+    EXPECT_EQ(-25528, sntlv_msg_len(buffer.data()));
+    // 40008 + 26004 = 66012, 476 in 16 bits.
+    EXPECT_EQ(26004, sntlv_add_bin(buffer.data(), 70000, 66, 26000, data.data()));
+    EXPECT_EQ(476, sntlv_msg_len(buffer.data()));
+    sntlv_msg_init(buffer.data(), 70000, 1);
+    EXPECT_EQ(4, sntlv_add_bin(buffer.data(), 70000, 66, 65536, data.data()));
+    EXPECT_EQ((Bytes{0, 8, 0, 1, 0, 0, 0, 66, 1}), bytesOf(buffer.data(), 9));
+}
+
+TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
+    uint8_t buffer[64];
+    sntlv_msg_init(buffer, 60, 1);
+    EXPECT_EQ(6, sntlv_add_dat(buffer, 60, 65, 2, 0x1234));
+    EXPECT_EQ(8, sntlv_add_dat(buffer, 60, 66, 4, 0x11223344));
+    EXPECT_EQ(5, sntlv_add_dat(buffer, 60, 67, 1, 0x7F));
+    EXPECT_EQ(10, sntlv_add_dat(buffer, 60, 69, 6, 0x01020304, 0x0506));
+    const Bytes data = bytesOf(buffer + 4, 29);
+    if constexpr (std::endian::native == std::endian::little) {
+        EXPECT_EQ((Bytes{0, 0, 2,  65,   0x34, 0x12, 0, 0,  4,    66,   0x44, 0x33, 0x22, 0x11, 0,
+                         0, 1, 67, 0x7F, 0,    0,    6, 69, 0x04, 0x03, 0x02, 0x01, 0x06, 0x05}),
+                  data);
+    }
+}
+
+TEST(zvTlv, FindGivesTheFirstElementWithTheTag) {
+    uint8_t buffer[64];
+    sntlv_msg_init(buffer, 60, 1);
+    sntlv_add_bin(buffer, 60, 65, 1, "a");
+    sntlv_add_bin(buffer, 60, 66, 1, "b");
+    sntlv_add_bin(buffer, 60, 66, 1, "c");
+    EXPECT_EQ(buffer + 4, tlv_find(buffer, 65));
+    EXPECT_EQ(buffer + 9, tlv_find(buffer, 66));
+    EXPECT_EQ(nullptr, tlv_find(buffer, 67));
+}
+
+TEST(zvTlv, FindInAnEmptyMessageGivesNull) {
+    uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
+    EXPECT_EQ(nullptr, tlv_find(buffer, 65));
+}
+
+TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
+    auto message = sample;
+    char exact[3] = {'-', '-', '-'};
+    EXPECT_EQ(0, sntlv_find(exact, 3, 66, message.data()));
+    EXPECT_EQ('-', exact[0]);
+    char roomy[4] = {'-', '-', '-', '-'};
+    EXPECT_EQ(3, sntlv_find(roomy, 4, 66, message.data()));
+    EXPECT_EQ(0, std::memcmp("xyz-", roomy, 4)); // no terminating zero
+    EXPECT_EQ(0, sntlv_find(roomy, 4, 67, message.data()));
+    EXPECT_EQ(0, sntlv_find(roomy, 0, 238, message.data()));
+}
+
+TEST(zvTlv, WellFormedMessageIsValid) {
+    EXPECT_EQ(0, verdict({sample.begin(), sample.end()}));
+    EXPECT_EQ(0, verdict({0, 8, 0, 9, 0, 0, 0, 238}));
+}
+
+TEST(zvTlv, MessageWithoutEndMarkerIsInvalid) {
+    EXPECT_EQ(-1, verdict({0, 4, 0, 1}));
+    EXPECT_EQ(-1, verdict({0, 4, 0, 238})); // the type is no marker
+    EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 2, 65, 1, 2}));
+    // Data that look like a marker at the end.
+    EXPECT_EQ(-1, verdict({0, 12, 0, 1, 0, 0, 4, 65, 0, 0, 0, 238}));
+    EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 65, 238}));
+}
+
+TEST(zvTlv, EarlierEndMarkerIsInvalid) {
+    EXPECT_EQ(-1, verdict({0, 12, 0, 1, 0, 0, 0, 238, 0, 0, 0, 238}));
+    EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 238, 238})); // a marker with data
+    EXPECT_EQ(-1, verdict({0, 8, 0, 1, 0, 0, 5, 238}));      // a marker whose data lie behind the end
+}
+
+TEST(zvTlv, NonsenseTotalsAreInvalid) {
+    for (uint8_t total = 0; total < 8; ++total) {
+        GuardedBuffer memory(8);
+        EXPECT_EQ(-1, tlv_validate(memory.place({0, total, 0, 238, 0, 0, 0, 238}))) << int(total);
+    }
+    GuardedBuffer memory(4);
+    EXPECT_EQ(-1, tlv_validate(memory.place({0x80, 0, 0, 238})));
+    EXPECT_EQ(-1, tlv_validate(memory.place({0xFF, 0xFF, 0, 238})));
+    EXPECT_EQ(nullptr, tlv_find(memory.data(), 0));
+}
+
+// One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is
+// wrong.
+TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
+    for (int type = 0; type < 256; ++type) {
+        const bool answering =
+            type == 1 || type == 3 || type == 5 || type == 7 || type == 9 || type == 11 || type == 13;
+        const auto t = static_cast<uint8_t>(type);
+        const Bytes neither = {0, 13, 0, t, 0, 0, 2, 65, 1, 0, 0, 0, 238};
+        const Bytes payload = {0, 14, 0, t, 0, 0, 3, 66, 1, 2, 0, 0, 0, 238};
+        const Bytes response = {0, 14, 0, t, 0, 0, 3, 69, 1, 2, 0, 0, 0, 238};
+        const Bytes both = {0, 19, 0, t, 0, 0, 1, 66, 1, 0, 0, 3, 69, 1, 2, 0, 0, 0, 238};
+        EXPECT_EQ(-3, verdict(neither)) << type;
+        EXPECT_EQ(answering ? -3 : -2, verdict(payload)) << type;
+        EXPECT_EQ(-3, verdict(response)) << type;
+        EXPECT_EQ(answering ? -2 : -3, verdict(both)) << type;
+    }
+}
+
+TEST(zvTlv, BlankedElementKeepsItsPlace) {
+    auto message = sample;
+    sntlv_void(message.data(), 65);
+    EXPECT_EQ((Bytes{0, 21, 0, 1, 'W', 0, 2, 65, 0, 0, 0, 0, 3, 66, 'x', 'y', 'z', 0, 0, 0, 238}),
+              Bytes(message.begin(), message.end()));
+    EXPECT_EQ(0, tlv_validate(message.data()));
+    EXPECT_EQ(message.data() + 4, tlv_find(message.data(), 65));
+}
+
+TEST(zvTlv, RemovingTheLastElementAllowsAppending) {
+    uint8_t message[64];
+    std::memcpy(message, sample.data(), sample.size());
+    EXPECT_EQ(-4, sntlv_remove(message, 60, 238));
+    EXPECT_EQ(17, sntlv_msg_len(message));
+    EXPECT_EQ(5, sntlv_add_bin(message, 60, 69, 1, "r"));
+    EXPECT_EQ(4, sntlv_add_dat(message, 60, 238, 0));
+    EXPECT_EQ(0, tlv_validate(message));
+}
+
+TEST(zvTlv, RemovingAMiddleElementCutsOffTheTailAndMovesNothing) {
+    auto message = sample;
+    EXPECT_EQ(-6, sntlv_remove(message.data(), 0, 65));
+    EXPECT_EQ(15, sntlv_msg_len(message.data()));
+    EXPECT_TRUE(std::equal(sample.begin() + 2, sample.end(), message.begin() + 2));
+}
+
+TEST(zvTlv, BlankingAMissingElementEndsTheProcess) {
+    const Reported all = reported(8, [] {
+        auto message = sample;
+        sntlv_void(message.data(), 69);
+    });
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ((std::vector<std::string>{
+                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m"}),
+              texts(all));
+}
+
+TEST(zvTlv, RemovingAMissingElementEndsTheProcess) {
+    const auto remove = [] {
+        auto message = sample;
+        sntlv_remove(message.data(), 0, 69);
+    };
+    const Reported all = reported(8, remove);
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ((std::vector<std::string>{
+                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_remove:238:tlvend != NULL\n\033[0m"}),
+              texts(all));
+    const Reported silent = reported(7, remove);
+    EXPECT_EQ(255, silent.ended.status);
+    EXPECT_TRUE(silent.lines.empty());
+}
+
+TEST(zvTlv, NumbersAreWrittenMostSignificantByteFirst) {
+    char text[8];
+    std::memset(text, '-', sizeof text);
+    EXPECT_EQ(2, snLoclItoI(text, sizeof text, 2, 0x1234));
+    EXPECT_EQ(0, std::memcmp("\x12\x34\0-----", text, 8));
+    EXPECT_EQ(4, snLoclItoI(text, sizeof text, 4, 0x89ABCDEF));
+    EXPECT_EQ(0, std::memcmp("\x89\xAB\xCD\xEF\0", text, 5));
+    EXPECT_EQ(1, snLoclItoI(text, sizeof text, 1, 0x1234));
+    EXPECT_EQ(0, std::memcmp("\x34\0", text, 2));
+    EXPECT_EQ(3, snLoclItoI(text, sizeof text, 3, 0x00010002));
+    EXPECT_EQ(0, std::memcmp("\x01\x00\x02\0", text, 4));
+}
+
+TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
+    char text[4] = {'-', '-', '-', '-'};
+    for (const int count : {5, 0, -1, INT32_MAX, INT32_MIN}) {
+        EXPECT_EQ(0, snLoclItoI(text, sizeof text, count, 0x1234)) << count;
+    }
+    EXPECT_EQ(0, std::memcmp("----", text, 4));
+}
+
+TEST(zvTlv, NumbersStayInsideTheirRoom) {
+    for (uint32_t size = 0; size <= 5; ++size) {
+        GuardedBuffer memory(size);
+        const int stored = snLoclItoI(reinterpret_cast<char*>(memory.data()), size, 4, 0x11121314);
+        EXPECT_EQ(size == 0 ? 0 : static_cast<int>(size) - 1, stored);
+        const Bytes expected = {0x11, 0x12, 0x13, 0x14};
+        EXPECT_EQ(Bytes(expected.begin(), expected.begin() + stored),
+                  bytesOf(memory.data(), static_cast<std::size_t>(stored)));
+    }
+}
+
+TEST(zvTlv, BinaryCopyIsWholeOrNothing) {
+    char text[4] = {'-', '-', '-', '-'};
+    EXPECT_EQ(0, snLoclbin(text, 3, 4, "abcd"));
+    EXPECT_EQ(0, std::memcmp("----", text, 4));
+    EXPECT_EQ(3, snLoclbin(text, 3, 3, "abc"));
+    EXPECT_EQ(0, std::memcmp("abc-", text, 4));
+    EXPECT_EQ(0, snLoclbin(text, 4, 0, nullptr));
+}

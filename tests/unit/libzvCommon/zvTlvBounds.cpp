@@ -1,0 +1,168 @@
+// Every truncation of a message, with every dangerous length in every element, in memory that ends where the
+// message ends.
+#include "TlvOracle.h"
+#include "zvMsg.h"
+#include "zvTlv.h"
+
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+
+using namespace zvtest;
+
+namespace {
+
+// Elements 65 "PD", 66 5 bytes, 68 "/src", 67 "/to", 69 6 bytes, end marker.
+Bytes wholeMessage(uint8_t type) {
+    return {0,   48,  0,   type, 0, 0, 2,  65,  'P', 'D', 0, 0, 5, 66, 1, 2, 3, 4, 5, 0, 0, 4, 68, '/',
+            's', 'r', 'c', 0,    0, 3, 67, '/', 't', 'o', 0, 0, 6, 69, 9, 8, 7, 6, 5, 4, 0, 0, 0,  238};
+}
+
+constexpr uint8_t tags[] = {65, 66, 67, 68, 69, 238};
+
+constexpr std::size_t elementOffsets[] = {4, 10, 19, 27, 34, 44};
+
+void setLength(Bytes& message, std::size_t at, std::size_t length) {
+    message[at] = static_cast<uint8_t>(length >> 8);
+    message[at + 1] = static_cast<uint8_t>(length);
+}
+
+// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less
+// then), whole and with each length in each element that is still there.
+void forEachMessage(const std::function<void(const Bytes&)>& check) {
+    for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
+        for (std::size_t size = 0; size <= 48; ++size) {
+            Bytes cut = wholeMessage(type);
+            cut.resize(std::max<std::size_t>(size, 4));
+            setLength(cut, 0, size);
+            check(cut);
+            for (const std::size_t offset : elementOffsets) {
+                if (offset + 4 > size) {
+                    continue;
+                }
+                const std::size_t remaining = size - offset - 4;
+                for (const std::size_t length :
+                     {std::size_t{0}, std::size_t{1}, remaining - 1, remaining, remaining + 1,
+                      std::size_t{0x7fff}, std::size_t{0x8000}, std::size_t{0xffff}}) {
+                    Bytes changed = cut;
+                    setLength(changed, offset + 1, length & 0xffff);
+                    check(changed);
+                    if (changed.size() >
+                        4) { // so that the lengths themselves are judged, not the missing marker
+                        changed.back() = 238;
+                        check(changed);
+                    }
+                }
+            }
+        }
+    }
+}
+
+} // namespace
+
+TEST(zvTlvBounds, SearchesAnswerAsTheBytesSay) {
+    GuardedBuffer memory(48);
+    forEachMessage([&](const Bytes& message) {
+        uint8_t* const buffer = memory.place(message);
+        for (int tag = 0; tag < 256; ++tag) {
+            const auto expected = firstOf(message, static_cast<uint8_t>(tag));
+            const uint8_t* const found = tlv_find(buffer, static_cast<uint8_t>(tag));
+            ASSERT_EQ(expected ? buffer + expected->offset : nullptr, found) << tag;
+        }
+    });
+}
+
+TEST(zvTlvBounds, CopiesHoldWholeDataOrNothing) {
+    GuardedBuffer memory(48);
+    forEachMessage([&](const Bytes& message) {
+        uint8_t* const buffer = memory.place(message);
+        for (const uint8_t tag : tags) {
+            Bytes copy(70000, 0xEE);
+            const auto found = firstOf(message, tag);
+            const bool whole = found && found->offset + 4 + found->length <= message.size();
+            const int length = sntlv_find(copy.data(), 70000, tag, buffer);
+            ASSERT_EQ(whole ? static_cast<int>(found->length) : 0, length);
+            ASSERT_TRUE(!whole ||
+                        std::equal(copy.begin(), copy.begin() + length, &message[found->offset] + 4));
+            ASSERT_EQ(0xEE, copy[static_cast<std::size_t>(length)]);
+        }
+    });
+}
+
+TEST(zvTlvBounds, ValidationAnswersAsTheBytesSay) {
+    GuardedBuffer memory(48);
+    int seen[4] = {};
+    forEachMessage([&](const Bytes& message) {
+        const int verdict = verdictOf(message);
+        ++seen[-verdict];
+        ASSERT_EQ(verdict, tlv_validate(memory.place(message)));
+    });
+    for (const int count : seen) { // all four results occur
+        EXPECT_GT(count, 0);
+    }
+}
+
+TEST(zvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
+    GuardedBuffer memory(48);
+    forEachMessage([&](const Bytes& message) {
+        for (const uint8_t tag : tags) {
+            const auto found = firstOf(message, tag);
+            if (!found) {
+                continue;
+            }
+            uint8_t* const buffer = memory.place(message);
+            sntlv_void(buffer, tag);
+            Bytes expected = message;
+            expected[found->offset] = 'W';
+            const std::size_t start = found->offset + 4;
+            for (std::size_t i = start; i < std::min(start + found->length, message.size()); ++i) {
+                expected[i] = 0;
+            }
+            ASSERT_EQ(expected, Bytes(buffer, buffer + message.size()));
+        }
+    });
+}
+
+TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
+    GuardedBuffer memory(48);
+    forEachMessage([&](const Bytes& message) {
+        for (const uint8_t tag : tags) {
+            const auto found = firstOf(message, tag);
+            if (!found) {
+                continue;
+            }
+            uint8_t* const buffer = memory.place(message);
+            const std::size_t size = std::min(4 + found->length, message.size() - found->offset);
+            ASSERT_EQ(-static_cast<int>(size), sntlv_remove(buffer, 48, tag));
+            ASSERT_EQ(static_cast<int>(message.size() - size), sntlv_msg_len(buffer));
+            ASSERT_TRUE(std::equal(message.begin() + 2, message.end(), buffer + 2));
+        }
+    });
+}
+
+TEST(zvTlvBounds, ResponseLiesInsideWhatArrived) {
+    forEachMessage([&](const Bytes& message) {
+        // Totals up to the largest, however few bytes arrived.
+        for (const std::size_t total : {message.size(), std::size_t{0x7fff}, std::size_t{0xffff}}) {
+            Bytes claimed = message;
+            setLength(claimed, 0, total);
+            alignas(zvmsg_holder) static uint8_t storage[ZVMSG_HOLDER_SIZE(48)];
+            auto* const holder = reinterpret_cast<zvmsg_holder*>(storage);
+            holder->capacity = 48;
+            holder->length = static_cast<int32_t>(message.size());
+            std::memset(holder->buf, 69, 52); // stale bytes behind the message, full of response tags
+            std::copy(claimed.begin(), claimed.end(), holder->buf);
+
+            Bytes bounded = message;
+            setLength(bounded, 0, total == 0xffff ? 0 : message.size());
+            const auto found = firstOf(bounded, 69);
+            const bool whole = found && found->offset + 4 + found->length <= message.size();
+            uint8_t* data = nullptr;
+            uint16_t length = 4711;
+            const uint8_t* const result = zvmsg_response(holder, &data, &length);
+            ASSERT_EQ(whole, result != nullptr);
+            ASSERT_EQ(whole ? holder->buf + found->offset + 4 : nullptr, data);
+            ASSERT_EQ(whole ? found->length : 4711U, length);
+        }
+    });
+}
