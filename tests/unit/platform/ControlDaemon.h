@@ -1,0 +1,64 @@
+// A real zvControlD, started for a test.
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace zvtest {
+
+class ControlDaemon {
+public:
+    explicit ControlDaemon(const std::string& scenario = "{}") {
+        std::filesystem::create_directories("/run/zarvo");
+        std::ofstream("/tmp/scenario.json") << scenario;
+        pid_ = fork();
+        if (pid_ == 0) {
+            execl(ZV_CONTROL_DAEMON, "zvControlD", "--scenario", "/tmp/scenario.json",
+                  static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        while (!std::filesystem::exists("/run/zarvo/zvControlD.admin")) {
+            if (waitpid(pid_, nullptr, WNOHANG) != 0) {
+                std::fprintf(stderr, "zvControlD does not start\n");
+                std::abort();
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    ~ControlDaemon() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    ControlDaemon(const ControlDaemon&) = delete;
+    ControlDaemon& operator=(const ControlDaemon&) = delete;
+
+    pid_t pid() const { return pid_; }
+    // Sends SIGSTOP and waits until the daemon stands.
+    void halt() {
+        kill(pid_, SIGSTOP);
+        waitpid(pid_, nullptr, WUNTRACED);
+    }
+    void resume() { kill(pid_, SIGCONT); }
+    // Sends a signal and returns the daemon's wait status.
+    int end(int signal) {
+        int status = -1;
+        kill(pid_, signal);
+        waitpid(pid_, &status, 0);
+        pid_ = -1;
+        return status;
+    }
+
+private:
+    pid_t pid_;
+};
+
+} // namespace zvtest

@@ -1,0 +1,250 @@
+// Getters, camera state items and daemon commands against a real zvControlD.
+#include "ControlClient.h"
+#include "csi.h"
+#include "zvCtrlD.h"
+#include "zvErrno.h"
+
+#include "ControlDaemon.h"
+
+#include <chrono>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace {
+
+using zvtest::ControlDaemon;
+
+constexpr const char* scenario = R"({
+    "identity": {"model_number": 34, "model_name": "Name", "firmware_version": "HD9.01.02", "serial_number": "C1234",
+                 "board_type": "0x07", "ap_mac": "d0d919aabbcc", "ap_ssid": "caf\u00e9 \"x\"",
+                 "ap_has_default_credentials": false},
+    "state": {"recording": 1, "ap_pairing_state": -2}})";
+
+using TextGetter = int (*)(char*, int);
+struct TextRow {
+    TextGetter get;
+    const char* text;
+};
+constexpr TextRow texts[] = {
+    {zvc_state_get_model_name, "Name"},     {zvc_state_get_firmware_version, "HD9.01.02"},
+    {zvc_state_get_serial_number, "C1234"}, {zvc_state_get_board_type, "0x07"},
+    {zvc_state_get_ap_mac, "d0d919aabbcc"}, {zvc_state_get_ap_ssid, "caf\xC3\xA9 \"x\""},
+};
+
+} // namespace
+
+TEST(getters, GiveWhatTheDaemonHolds) {
+    const ControlDaemon daemon(scenario);
+    unsigned char number = 0;
+    EXPECT_EQ(0, zvc_state_get_model_number(&number));
+    EXPECT_EQ(34, number);
+    for (const TextRow& row : texts) {
+        char text[256] = "before";
+        EXPECT_EQ(0, row.get(text, 256));
+        EXPECT_STREQ(row.text, text);
+    }
+    bool flag = true;
+    EXPECT_EQ(0, zvc_state_get_ap_has_default_credentials(&flag));
+    EXPECT_FALSE(flag);
+}
+
+TEST(getters, TextsAreCutToTheirRoom) {
+    const ControlDaemon daemon(scenario);
+    char text[8];
+    std::memset(text, '#', sizeof text);
+    EXPECT_EQ(0, zvc_state_get_serial_number(text, 4));
+    EXPECT_STREQ("C12", text);
+    EXPECT_EQ('#', text[4]);
+    EXPECT_EQ(0, zvc_state_get_serial_number(text, 6));
+    EXPECT_STREQ("C1234", text);
+    EXPECT_EQ(0, zvc_state_get_serial_number(text, 1));
+    EXPECT_STREQ("", text);
+}
+
+TEST(getters, LongTextsAreCutAndShortOnesMayBeEmpty) {
+    const ControlDaemon daemon(R"({"identity":{"ap_ssid":")" + std::string(4096, 's') +
+                               R"(","model_name":""}})");
+    char text[256];
+    EXPECT_EQ(0, zvc_state_get_ap_ssid(text, 256));
+    EXPECT_EQ(std::string(255, 's'), text);
+    EXPECT_EQ(0, zvc_state_get_model_name(text, 256));
+    EXPECT_STREQ("", text);
+}
+
+TEST(getters, UselessOutputsAreRefused) {
+    char text[4] = "abc";
+    for (const TextRow& row : texts) {
+        EXPECT_EQ(ZV_ERR_INVALID_PARAM, row.get(nullptr, 256));
+        EXPECT_EQ(ZV_ERR_INVALID_PARAM, row.get(text, 0));
+        EXPECT_EQ(ZV_ERR_INVALID_PARAM, row.get(text, -1));
+    }
+    EXPECT_STREQ("abc", text);
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvc_state_get_model_number(nullptr));
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvc_state_get_ap_has_default_credentials(nullptr));
+}
+
+TEST(getters, AbsentDaemonFailsAtOnceAndLeavesTheOutputs) {
+    const auto start = std::chrono::steady_clock::now();
+    unsigned char number = 13;
+    bool flag = true;
+    int value = 5;
+    int returned = 9;
+    EXPECT_EQ(ZV_ERR, zvc_state_get_model_number(&number));
+    EXPECT_EQ(ZV_ERR, zvc_state_get_ap_has_default_credentials(&flag));
+    for (const TextRow& row : texts) {
+        char text[8] = "before";
+        EXPECT_EQ(ZV_ERR, row.get(text, 8));
+        EXPECT_STREQ("before", text);
+    }
+    EXPECT_EQ(ZV_ERR, csi_get(CSI_RECORDING, 4, &returned, &value));
+    EXPECT_EQ(13, number);
+    EXPECT_TRUE(flag);
+    EXPECT_EQ(5, value);
+    EXPECT_EQ(9, returned);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST(getters, AStoppedDaemonFailsAfterFiveSeconds) {
+    ControlDaemon daemon(scenario);
+    daemon.halt();
+    const auto start = std::chrono::steady_clock::now();
+    unsigned char number = 13;
+    EXPECT_EQ(ZV_ERR, zvc_state_get_model_number(&number));
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(13, number);
+    EXPECT_GE(took, std::chrono::milliseconds(4990));
+    EXPECT_LT(took, std::chrono::seconds(8));
+    daemon.resume();
+    EXPECT_EQ(0, zvc_state_get_model_number(&number));
+    EXPECT_EQ(34, number);
+}
+
+TEST(csi, GivesTheItems) {
+    const ControlDaemon daemon(scenario);
+    int value = 0;
+    int returned = 0;
+    EXPECT_EQ(0, csi_get(CSI_RECORDING, 4, &returned, &value));
+    EXPECT_EQ(1, value);
+    EXPECT_EQ(4, returned);
+    EXPECT_EQ(0, csi_get(CSI_AP_PAIRING_STATE, 4, nullptr, &value));
+    EXPECT_EQ(-2, value);
+}
+
+TEST(csi, ASetItemIsGiven) {
+    const ControlDaemon daemon(scenario);
+    int value = 0;
+    EXPECT_EQ(0, zvcontrol::setItem(CSI_AP_PAIRING_STATE, 1));
+    EXPECT_EQ(0, csi_get(CSI_AP_PAIRING_STATE, 4, nullptr, &value));
+    EXPECT_EQ(1, value);
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol::setItem(55, 1));
+}
+
+TEST(csi, RefusesUnknownItemsWrongSizesAndNoValue) {
+    const ControlDaemon daemon(scenario);
+    int value = 7;
+    int returned = 9;
+    for (const int item : {0, 2, 4, 53, 55, -3}) {
+        EXPECT_EQ(ZV_ERR_INVALID_PARAM, csi_get(item, 4, &returned, &value)) << item;
+    }
+    for (const int size : {-4, 0, 1, 3, 5, 8}) {
+        EXPECT_EQ(ZV_ERR_INVALID_PARAM, csi_get(CSI_RECORDING, size, &returned, &value)) << size;
+    }
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, csi_get(CSI_RECORDING, 4, &returned, nullptr));
+    EXPECT_EQ(7, value);
+    EXPECT_EQ(9, returned);
+}
+
+TEST(csi, TheValueNeedNotBeAligned) {
+    const ControlDaemon daemon(scenario);
+    alignas(4) unsigned char bytes[6] = {9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(0, csi_get(CSI_RECORDING, 4, nullptr, bytes + 1));
+    const int one = 1;
+    EXPECT_EQ(0, std::memcmp(bytes + 1, &one, 4));
+    EXPECT_EQ(9, bytes[0]);
+    EXPECT_EQ(9, bytes[5]);
+}
+
+TEST(daemonCommand, GetAnswersThePathOfTheAnalyticsFile) {
+    const ControlDaemon daemon;
+    char path[257];
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, path, 257));
+    EXPECT_STREQ("/tmp/fuse_d/analytics/analytics.bin", path);
+}
+
+TEST(daemonCommand, TheAnswerIsCutToItsRoom) {
+    const ControlDaemon daemon;
+    char path[8];
+    std::memset(path, '#', sizeof path);
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, path, 5));
+    EXPECT_STREQ("/tmp", path);
+    EXPECT_EQ('#', path[5]);
+}
+
+TEST(daemonCommand, TheAnswerMayBeDropped) {
+    const ControlDaemon daemon;
+    char path[4] = "abc";
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, nullptr, 0));
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, nullptr, 257));
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, path, 0));
+    EXPECT_STREQ("abc", path);
+}
+
+TEST(daemonCommand, ClearAnswersNothing) {
+    const ControlDaemon daemon;
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(39, nullptr, 0, nullptr, 0));
+    char text[4] = "abc";
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(39, nullptr, 0, text, 4));
+    EXPECT_STREQ("", text);
+}
+
+TEST(daemonCommand, FailuresLeaveTheBuffer) {
+    char text[4] = "abc";
+    EXPECT_EQ(ZV_ERR, zvcontrol_send_command_param_response(38, nullptr, 0, text, 4));
+    const ControlDaemon daemon;
+    EXPECT_EQ(ZV_ERR_NOT_SUPPORTED, zvcontrol_send_command_param_response(37, nullptr, 0, text, 4));
+    EXPECT_STREQ("abc", text);
+}
+
+TEST(daemonCommand, SenselessParametersAreRefused) {
+    const ControlDaemon daemon;
+    const unsigned char param[5000] = {};
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol_send_command_param_response(38, nullptr, 1, nullptr, 0));
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol_send_command_param_response(38, param, -1, nullptr, 0));
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol_send_command_param_response(38, param, 5000, nullptr, 0));
+    char text[4] = "abc";
+    EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol_send_command_param_response(38, nullptr, 0, text, -1));
+    EXPECT_STREQ("abc", text);
+    EXPECT_EQ(0, zvcontrol_send_command_param_response(38, param, 4096, nullptr, 0));
+}
+
+TEST(getters, Serve64ProcessesAtOnce) {
+    const ControlDaemon daemon(scenario);
+    int gate[2];
+    ASSERT_EQ(0, pipe(gate));
+    std::vector<pid_t> children;
+    for (int i = 0; i < 64; ++i) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            close(gate[1]);
+            char byte = 0;
+            [[maybe_unused]] const ssize_t opened = read(gate[0], &byte, 1); // until the gate is closed
+            bool right = zvcontrol_uri_interface_open() == 0;
+            for (int round = 0; right && round < 20; ++round) {
+                char text[256];
+                int value = 0;
+                right = zvc_state_get_ap_mac(text, 256) == 0 && std::strcmp(text, "d0d919aabbcc") == 0 &&
+                        csi_get(CSI_RECORDING, 4, nullptr, &value) == 0 && value == 1;
+            }
+            _exit(right && zvcontrol_uri_interface_close() == 0 ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    close(gate[0]);
+    close(gate[1]);
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+}
