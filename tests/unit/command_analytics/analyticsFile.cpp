@@ -1,0 +1,260 @@
+#include "analyticsFile.h"
+
+#include "WrappedWrite.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using zvtest::wrappedWrite;
+
+constexpr const char* path = "/tmp/analytics.bin";
+
+std::string pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t index = 0; index < size; ++index) {
+        bytes[index] = static_cast<char>(index * 31 + index / 256);
+    }
+    return bytes;
+}
+
+void writeFile(const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A source that hands out its bytes and fails where it is told to; a destination that keeps the blocks.
+struct Source {
+    std::string bytes;
+    std::size_t failAt = std::string::npos;
+    std::size_t at = 0;
+};
+
+ssize_t readSource(void* cookie, char* block, std::size_t size) {
+    auto& source = *static_cast<Source*>(cookie);
+    if (source.at >= source.failAt) {
+        errno = EIO;
+        return -1;
+    }
+    const std::size_t length = std::min({size, source.bytes.size() - source.at, source.failAt - source.at});
+    std::memcpy(block, source.bytes.data() + source.at, length);
+    source.at += length;
+    return static_cast<ssize_t>(length);
+}
+
+struct Destination {
+    std::vector<std::string> blocks;
+    bool refuses = false;
+};
+
+ssize_t writeDestination(void* cookie, const char* block, std::size_t size) {
+    auto& destination = *static_cast<Destination*>(cookie);
+    destination.blocks.emplace_back(block, size);
+    return destination.refuses ? 0 : static_cast<ssize_t>(size);
+}
+
+struct Streams {
+    Source source;
+    Destination destination;
+    std::FILE* in = fopencookie(&source, "rb", {readSource, nullptr, nullptr, nullptr});
+    std::FILE* out = fopencookie(&destination, "wb", {nullptr, writeDestination, nullptr, nullptr});
+
+    Streams() { std::setvbuf(out, nullptr, _IONBF, 0); }
+    ~Streams() {
+        std::fclose(in);
+        std::fclose(out);
+    }
+    std::vector<std::size_t> sizes() const {
+        std::vector<std::size_t> all;
+        for (const std::string& block : destination.blocks) {
+            all.push_back(block.size());
+        }
+        return all;
+    }
+    std::string copied() const {
+        std::string all;
+        for (const std::string& block : destination.blocks) {
+            all += block;
+        }
+        return all;
+    }
+};
+
+TEST(analyticsCopy, copies_in_blocks_of_at_most_1024_bytes_and_returns_0) {
+    Streams streams;
+    streams.source.bytes = pattern(2500);
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_EQ(streams.copied(), pattern(2500));
+    EXPECT_THAT(streams.sizes(), ElementsAre(1024, 1024, 452));
+}
+
+TEST(analyticsCopy, copies_nothing_from_an_empty_source) {
+    Streams streams;
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_THAT(streams.sizes(), IsEmpty());
+}
+
+TEST(analyticsCopy, copies_exactly_one_block) {
+    Streams streams;
+    streams.source.bytes = pattern(1024);
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_THAT(streams.sizes(), ElementsAre(1024));
+}
+
+TEST(analyticsCopy, returns_minus_1_when_the_source_fails_after_a_block) {
+    Streams streams;
+    streams.source.bytes = pattern(5000);
+    streams.source.failAt = 1500;
+    std::setvbuf(streams.in, nullptr, _IONBF, 0);
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), -1);
+    EXPECT_EQ(streams.copied(), pattern(5000).substr(0, 1500));
+    EXPECT_THAT(streams.sizes(), ElementsAre(1024, 476));
+}
+
+TEST(analyticsCopy, a_source_that_gives_nothing_counts_as_exhausted) {
+    Streams streams;
+    streams.source.bytes = pattern(100);
+    streams.source.failAt = 0;
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_THAT(streams.sizes(), IsEmpty());
+}
+
+TEST(analyticsCopy, does_not_look_at_write_errors) {
+    Streams streams;
+    streams.source.bytes = pattern(2048);
+    streams.destination.refuses = true;
+    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_EQ(streams.source.at, 2048U);
+}
+
+class analyticsSend : public testing::Test {
+protected:
+    analyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
+    ~analyticsSend() override { close(out); }
+
+    int send(int32_t limit) {
+        std::FILE* const file = analytics_open(path);
+        EXPECT_NE(file, nullptr);
+        const int result = analytics_send(out, file, limit);
+        std::fclose(file);
+        return result;
+    }
+
+    std::string sent() const {
+        std::string all(1 << 16, '\0');
+        const ssize_t length = pread(out, all.data(), all.size(), 0);
+        return all.substr(0, static_cast<std::size_t>(length));
+    }
+
+    int out;
+};
+
+TEST_F(analyticsSend, writes_every_block_as_it_was_read) {
+    writeFile(pattern(2500));
+    EXPECT_EQ(send(2500), 0);
+    EXPECT_EQ(sent(), pattern(2500));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 1024, 452));
+}
+
+TEST_F(analyticsSend, stops_at_the_limit_when_the_file_has_grown) {
+    writeFile(pattern(2500));
+    EXPECT_EQ(send(1500), 0);
+    EXPECT_EQ(sent(), pattern(2500).substr(0, 1500));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
+}
+
+TEST_F(analyticsSend, stops_at_the_end_when_the_file_has_shrunk) {
+    writeFile(pattern(1100));
+    EXPECT_EQ(send(5000), 0);
+    EXPECT_EQ(sent(), pattern(1100));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 76));
+}
+
+TEST_F(analyticsSend, sends_nothing_within_a_limit_of_0) {
+    writeFile(pattern(10));
+    EXPECT_EQ(send(0), 0);
+    EXPECT_THAT(wrappedWrite().sizes, IsEmpty());
+}
+
+TEST_F(analyticsSend, completes_a_block_that_was_written_in_parts) {
+    writeFile(pattern(1500));
+    wrappedWrite().script = {{1000, 0}, {0, EINTR}};
+    EXPECT_EQ(send(1500), 0);
+    EXPECT_EQ(sent(), pattern(1500));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 24, 24, 476));
+}
+
+TEST_F(analyticsSend, goes_on_after_a_write_error) {
+    writeFile(pattern(2500));
+    wrappedWrite().script = {{0, EIO}};
+    EXPECT_EQ(send(2500), 0);
+    EXPECT_EQ(sent(), pattern(2500).substr(1024));
+}
+
+int seekEnd(const char* file, int32_t& size) {
+    std::FILE* const stream = analytics_open(file);
+    EXPECT_NE(stream, nullptr);
+    const int result = analytics_seek_end(stream, size);
+    std::fclose(stream);
+    return result;
+}
+
+TEST(analyticsOpen, finds_no_file) {
+    EXPECT_EQ(analytics_open("/tmp/absent"), nullptr);
+    EXPECT_EQ(analytics_open(""), nullptr);
+}
+
+TEST(analyticsSeek, tells_the_size_and_goes_back_to_the_start) {
+    writeFile("0123456789");
+    std::FILE* const file = analytics_open(path);
+    int32_t size = -1;
+    EXPECT_EQ(analytics_seek_end(file, size), 0);
+    EXPECT_EQ(size, 10);
+    EXPECT_EQ(std::fgetc(file), EOF);
+    EXPECT_EQ(analytics_seek_start(file), 0);
+    EXPECT_EQ(std::fgetc(file), '0');
+    std::fclose(file);
+}
+
+TEST(analyticsSeek, fails_for_a_pipe_without_waiting_for_a_writer) {
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    int32_t size = -5;
+    EXPECT_EQ(seekEnd("/tmp/pipe", size), -1);
+    EXPECT_EQ(size, -5);
+}
+
+TEST(analyticsSeek, fails_for_a_directory) {
+    int32_t size = -5;
+    EXPECT_EQ(seekEnd("/tmp", size), -1);
+    EXPECT_EQ(seekEnd("/usr", size), -1);
+    EXPECT_EQ(size, -5);
+}
+
+TEST(analyticsSeek, names_sizes_up_to_the_last_of_32_bits) {
+    writeFile("");
+    ASSERT_EQ(truncate(path, 0x7FFFFFFF), 0);
+    int32_t size = 0;
+    EXPECT_EQ(seekEnd(path, size), 0);
+    EXPECT_EQ(size, 2147483647);
+}
+
+TEST(analyticsSeek, fails_for_files_of_2_gibibytes_and_more) {
+    writeFile("");
+    ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
+    int32_t size = -5;
+    EXPECT_EQ(seekEnd(path, size), -1);
+    ASSERT_EQ(truncate(path, (off_t{1} << 32) + 5), 0);
+    EXPECT_EQ(seekEnd(path, size), -1);
+    EXPECT_EQ(size, -5);
+}
+
+} // namespace

@@ -1,0 +1,276 @@
+#include "command_analytics.h"
+
+#include "FakePlatform.h"
+#include "OutputCapture.h"
+#include "SyslogCapture.h"
+#include "WrappedWrite.h"
+#include "zvLog.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool startUnreachable = false;
+
+} // namespace
+
+#define ZV_WRAP_SEEK(name)                                                                                   \
+    extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                 \
+    extern "C" int __wrap_##name(std::FILE* file, off_t offset, int whence) {                                \
+        if (startUnreachable && whence == SEEK_SET) {                                                        \
+            errno = EIO;                                                                                     \
+            return -1;                                                                                       \
+        }                                                                                                    \
+        return __real_##name(file, offset, whence);                                                          \
+    }
+
+ZV_WRAP_SEEK(fseeko64)
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+using zvtest::fakePlatform;
+using zvtest::wrappedWrite;
+
+constexpr const char* path = "/tmp/fuse_d/analytics/analytics.bin";
+
+struct Answered {
+    int result;
+    std::string output;
+};
+
+class commandAnalytics : public testing::Test {
+protected:
+    commandAnalytics() {
+        std::filesystem::create_directories("/tmp/fuse_d/analytics");
+        fakePlatform().command_answer = path;
+        setenv("PATH_INFO", "/analytics/get", 1);
+        setenv("QUERY_STRING", "q=1", 1);
+    }
+
+    void writeFile(const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+
+    Answered get() {
+        const zvtest::OutputCapture output(STDOUT_FILENO);
+        char response[4096] = "untouched";
+        const int result = handle_command_analytics("ignored=1", response, sizeof response);
+        EXPECT_STREQ(response, "untouched");
+        return {result, output.text()};
+    }
+};
+
+TEST_F(commandAnalytics, an_empty_file_is_a_header_with_size_0) {
+    writeFile("");
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
+}
+
+TEST_F(commandAnalytics, header_and_bytes_arrive_exactly) {
+    writeFile(std::string("\0\r\n\xFF{}", 6));
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output,
+              std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
+                          "\0\r\n\xFF{}",
+                          68));
+}
+
+TEST_F(commandAnalytics, sends_2500_bytes_in_blocks_of_1024_1024_and_452_bytes) {
+    writeFile(std::string(2500, 'x'));
+    EXPECT_EQ(get().output, "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" +
+                                std::string(2500, 'x'));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(65, 1024, 1024, 452));
+}
+
+TEST_F(commandAnalytics, sends_single_bytes_and_whole_blocks) {
+    writeFile("1");
+    EXPECT_EQ(get().output, "Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1");
+    writeFile(std::string(1024, 'y'));
+    EXPECT_EQ(get().output, "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" +
+                                std::string(1024, 'y'));
+}
+
+TEST_F(commandAnalytics, completes_writes_that_were_partial_or_interrupted) {
+    writeFile("0123456789");
+    wrappedWrite().script = {{10, 0}, {0, EINTR}, {60, 0}, {3, 0}, {0, EINTR}};
+    EXPECT_EQ(get().output, "Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789");
+}
+
+TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
+    writeFile("");
+    ASSERT_EQ(truncate(path, 64 << 20), 0);
+    const auto peak = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
+    const int null = open("/dev/null", O_WRONLY);
+    const int saved = dup(STDOUT_FILENO);
+    dup2(null, STDOUT_FILENO);
+    const long before = peak();
+    const int result = handle_command_analytics(nullptr, nullptr, 0);
+    const long after = peak();
+    dup2(saved, STDOUT_FILENO);
+    EXPECT_EQ(result, -18);
+    EXPECT_EQ(wrappedWrite().sizes.size(), 1U + 65536U);
+    EXPECT_LT(after - before, 4096) << "kilobytes";
+}
+
+TEST_F(commandAnalytics, asks_for_the_recording_state_into_zeroed_words_then_for_the_path) {
+    writeFile("");
+    get();
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
+}
+
+TEST_F(commandAnalytics, logs_the_path) {
+    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    zvtest::SyslogCapture log;
+    get();
+    EXPECT_THAT(log.texts(), ElementsAre(MatchesRegex(
+                                 "UTIL_LOG_DEBUG:Got Analytics file response "
+                                 "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
+}
+
+TEST_F(commandAnalytics, logs_the_path_only_from_debug_level_on) {
+    zvtest::SyslogCapture log;
+    g_logLevel = 3;
+    get();
+    EXPECT_THAT(log.texts(), IsEmpty());
+    g_logLevel = 4;
+    get();
+    EXPECT_EQ(log.texts().size(), 1U);
+}
+
+TEST_F(commandAnalytics, an_unreadable_recording_state_prints_nothing_and_fails) {
+    fakePlatform().csi_result = -5;
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -1);
+    EXPECT_EQ(answered.output, "");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
+}
+
+TEST_F(commandAnalytics, while_recording_answers_busy_without_asking_the_daemon) {
+    writeFile("x");
+    for (const int recording : {1, 2, -1}) {
+        fakePlatform().calls.clear();
+        fakePlatform().recording = recording;
+        const Answered answered = get();
+        EXPECT_EQ(answered.result, -18);
+        EXPECT_EQ(answered.output, "<error /analytics/get|q=1|403|-1|busy|handle_command_analytics|57>");
+        EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
+    }
+}
+
+TEST_F(commandAnalytics, returns_the_daemons_own_code_and_prints_nothing) {
+    for (const int code : {-1, -17, -100, 4}) {
+        fakePlatform().command_result = code;
+        const Answered answered = get();
+        EXPECT_EQ(answered.result, code);
+        EXPECT_EQ(answered.output, "");
+    }
+}
+
+TEST_F(commandAnalytics, a_file_that_does_not_open_is_no_content) {
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+}
+
+TEST_F(commandAnalytics, an_empty_path_is_no_content) {
+    fakePlatform().command_answer = "";
+    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+}
+
+TEST_F(commandAnalytics, a_directory_or_a_pipe_has_no_end_to_seek) {
+    fakePlatform().command_answer = "/tmp/fuse_d";
+    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    fakePlatform().command_answer = "/tmp/pipe";
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+}
+
+TEST_F(commandAnalytics, a_file_beyond_32_bits_has_no_end_to_seek) {
+    writeFile("");
+    ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
+    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+}
+
+TEST_F(commandAnalytics, a_start_that_cannot_be_sought_is_no_content) {
+    writeFile("x");
+    startUnreachable = true;
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>");
+}
+
+TEST_F(commandAnalytics, closes_the_file_in_every_case) {
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = descriptors();
+    writeFile("x");
+    get();
+    fakePlatform().command_answer = "/tmp/fuse_d";
+    get();
+    fakePlatform().command_answer = path;
+    startUnreachable = true;
+    get();
+    EXPECT_EQ(descriptors(), before);
+}
+
+TEST_F(commandAnalytics, an_endless_device_does_not_run_for_ever) {
+    fakePlatform().command_answer = "/dev/zero";
+    EXPECT_EQ(get().result, -18);
+    EXPECT_THAT(wrappedWrite().sizes.size(), testing::Le(1U));
+}
+
+TEST_F(commandAnalytics, errors_read_the_environment_at_that_moment) {
+    unsetenv("PATH_INFO");
+    unsetenv("QUERY_STRING");
+    EXPECT_EQ(get().output, "<error (null)|(null)|204|-1|no content|handle_command_analytics|107>");
+}
+
+TEST_F(commandAnalytics, a_path_of_256_characters_is_opened_whole) {
+    std::string folder = "/tmp";
+    while (folder.size() < 200) {
+        folder += "/" + std::string(19, 'd');
+    }
+    std::filesystem::create_directories(folder);
+    const std::string file = folder + "/" + std::string(256 - folder.size() - 1, 'f');
+    ASSERT_EQ(file.size(), 256U);
+    std::ofstream(file) << "whole";
+    fakePlatform().command_answer = file;
+    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+}
+
+TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    EXPECT_EQ(handle_command_analytics_clear("q", nullptr, 0), 0);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
+}
+
+TEST_F(commandAnalytics, clear_answers_success_whatever_the_daemon_says) {
+    fakePlatform().command_result = -17;
+    char response[16] = "untouched";
+    EXPECT_EQ(handle_command_analytics_clear(nullptr, response, sizeof response), 0);
+    EXPECT_STREQ(response, "untouched");
+}
+
+} // namespace
