@@ -1,0 +1,135 @@
+#include "command_execute.h"
+
+#include "Installation.h"
+#include "OutputCapture.h"
+#include "WrappedWrite.h"
+#include "wrappedSystem.h"
+
+#include <cerrno>
+#include <gmock/gmock.h>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using zvtest::Installation;
+using zvtest::wrappedSystem;
+using zvtest::wrappedWrite;
+
+constexpr const char* success = "Content-type: application/json\nStatus: 200\n\n{\"status\":\"0\"}\n\n";
+
+// The whole answer; the result is -18 whatever happens, and the response buffer stays alone.
+std::string answer(const std::string& params) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    char response[4096] = "untouched";
+    EXPECT_EQ(handle_command_execute(params.c_str(), response, sizeof response), -18);
+    EXPECT_STREQ(response, "untouched");
+    return output.text();
+}
+
+TEST(commandExecute, starting_answers_200) {
+    const Installation installation;
+    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"), success);
+    EXPECT_THAT(wrappedSystem().commands,
+                ElementsAre("/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &"));
+    EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
+}
+
+TEST(commandExecute, stopping_answers_200_also_when_nothing_runs) {
+    const Installation installation;
+    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
+}
+
+TEST(commandExecute, without_a_query_answers_400) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    EXPECT_EQ(handle_command_execute(nullptr, nullptr, 0), -18);
+    EXPECT_EQ(output.text(), "Content-type: application/json\nStatus: 400\n\n{\n"
+                             "\"status\":\"fail, invalid program name\",\n\"zverr\":-3,\n"
+                             "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n");
+}
+
+TEST(commandExecute, an_unknown_program_answers_400_with_its_name) {
+    EXPECT_EQ(answer("p1=absent&c1=start"), "Content-type: application/json\nStatus: 400\n\n{\n"
+                                            "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
+                                            "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+}
+
+TEST(commandExecute, nothing_is_carried_out_when_any_command_is_invalid) {
+    const Installation installation;
+    EXPECT_EQ(answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"),
+              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
+              "\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":162\n}\n");
+    EXPECT_THAT(wrappedSystem().commands, IsEmpty());
+}
+
+TEST(commandExecute, a_failure_stops_the_run_and_leaves_what_was_done) {
+    const Installation installation;
+    Installation::addFile("other");
+    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"),
+              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: not in whitelist\",\n"
+              "\"zverr\":-3,\n\"_function\":\"startProg\",\n\"_line\":379\n}\n");
+    EXPECT_THAT(wrappedSystem().commands,
+                ElementsAre("/usr/local/zarvo/bin/zvStream 1 < /dev/null > /dev/null 2>&1 &"));
+    EXPECT_THAT(Installation::journal(4), Contains("start [1]"));
+}
+
+TEST(commandExecute, commands_are_carried_out_in_their_order) {
+    const Installation installation;
+    EXPECT_EQ(answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"), success);
+    EXPECT_THAT(wrappedSystem().commands,
+                ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
+                            "/usr/local/zarvo/bin/zvStream 2 < /dev/null > /dev/null 2>&1 &"));
+}
+
+TEST(commandExecute, a_gap_ends_the_request_and_what_came_before_is_carried_out) {
+    const Installation installation;
+    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"), success);
+    EXPECT_EQ(wrappedSystem().commands.size(), 1U);
+}
+
+TEST(commandExecute, of_seventeen_commands_sixteen_are_carried_out) {
+    const Installation installation;
+    std::string params;
+    for (int n = 1; n <= 17; ++n) {
+        const std::string number = std::to_string(n);
+        params += "&p" + number + "=zvStream&c" + number + "=start&a" + number + "=" + number;
+    }
+    EXPECT_EQ(answer(params.substr(1)), success);
+    ASSERT_EQ(wrappedSystem().commands.size(), 16U);
+    EXPECT_EQ(wrappedSystem().commands.back(),
+              "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
+}
+
+TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
+    const Installation installation;
+    wrappedSystem().failing = 1;
+    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"),
+              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
+              "'/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &'\",\n\"zverr\":-3,\n"
+              "\"_function\":\"startProg\",\n\"_line\":388\n}\n");
+}
+
+TEST(commandExecute, the_answer_is_written_once_in_one_piece) {
+    answer("p1=absent&c1=start");
+    EXPECT_EQ(wrappedWrite().sizes.size(), 1U);
+}
+
+TEST(commandExecute, the_answer_is_completed_when_write_takes_parts_or_is_interrupted) {
+    const Installation installation;
+    wrappedWrite().script = {{5, 0}, {0, EINTR}, {1, 0}};
+    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
+    EXPECT_EQ(wrappedWrite().sizes.size(), 4U);
+}
+
+TEST(commandExecute, a_query_of_100_kilobytes_is_answered) {
+    const std::string name(100000, 'n');
+    EXPECT_EQ(answer("p1=" + name + "&c1=start&a1=" + name),
+              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " +
+                  name.substr(0, 496) +
+                  "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+}
+
+} // namespace

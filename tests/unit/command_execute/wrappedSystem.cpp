@@ -1,0 +1,25 @@
+#include "wrappedSystem.h"
+
+#include <cerrno>
+
+namespace zvtest {
+
+WrappedSystem& wrappedSystem() {
+    static WrappedSystem wrapped;
+    return wrapped;
+}
+
+} // namespace zvtest
+
+extern "C" int __real_system(const char* command);
+extern "C" int __wrap_system(const char* command);
+
+int __wrap_system(const char* command) {
+    auto& wrapped = zvtest::wrappedSystem();
+    wrapped.commands.emplace_back(command);
+    if (static_cast<int>(wrapped.commands.size()) == wrapped.failing) {
+        errno = ENOMEM;
+        return -1;
+    }
+    return __real_system(command);
+}

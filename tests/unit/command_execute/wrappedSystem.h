@@ -1,0 +1,17 @@
+// A system(3) that keeps what it is given, and fails where a test says so.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zvtest {
+
+struct WrappedSystem {
+    std::vector<std::string> commands;
+    int failing = 0; // this call (from 1) fails with ENOMEM; 0: none
+};
+
+// The one of the process.
+WrappedSystem& wrappedSystem();
+
+} // namespace zvtest
