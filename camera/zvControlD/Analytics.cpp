@@ -53,8 +53,12 @@ Analytics::Analytics(EventLoop& loop, std::string file, const Scenario& scenario
     reader.text("on_clear", onClear);
     reader.text("path", answered);
     reader.finish();
-    setOnClear(onClear);
-    setPath(answered);
+    try {
+        setOnClear(onClear);
+        setPath(answered);
+    } catch (const JsonError& error) {
+        throw JsonError(std::string("analytics.") + error.what());
+    }
     interval_ = std::chrono::milliseconds(interval);
     if (size >= 0) {
         setSize(size);

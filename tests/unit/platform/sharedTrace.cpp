@@ -1,0 +1,18 @@
+// The shared control library in a program that exports its logging: the trace goes through the program's copy.
+#include "zvCtrlD.h"
+#include "zvLog.h"
+
+#include "SyslogCapture.h"
+
+#include <gtest/gtest.h>
+
+TEST(sharedTrace, GoesThroughTheProgramsLogging) {
+    zvtest::SyslogCapture log;
+    const Msg message(2);
+    message.dump("quiet");
+    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    message.dump("told");
+    const auto texts = log.messages();
+    ASSERT_EQ(1U, texts.size());
+    EXPECT_EQ("told: message category 2, 4 bytes", texts[0]);
+}
