@@ -55,6 +55,7 @@ def _listen(port):
 class Camera:
     """A camera on 127.0.0.1:port (0: any free one), from the programs in build_dir.
 
+    gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
     which stays; without it the storage goes with the camera. control_program: what the web server starts instead of
     the control program (a wrapper of it). web_server: lighttpd, nginx or busybox. on_record: called with each log
@@ -62,8 +63,9 @@ class Camera:
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
-                 web_server="lighttpd", on_record=None):
+                 web_server="lighttpd", gateway_dir=None, on_record=None):
         self.build_dir = os.path.abspath(build_dir)
+        self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
         self.storage = None
         self._scenario = os.path.abspath(scenario) if scenario else None
@@ -121,14 +123,16 @@ class Camera:
             raise CameraError(f"the camera does not start: {failure}")
 
     def _check_files(self):
-        programs = [os.path.join(self.build_dir, name) for name in namespace.PROGRAMS]
+        programs = [os.path.join(self.gateway_dir if name == namespace.CONTROL_PROGRAM else self.build_dir, name)
+                    for name in namespace.PROGRAMS]
         for path in programs + [p for p in (self._scenario, self._given_storage) if p]:
             if not os.path.exists(path):
                 raise CameraError(f"{path} does not exist")
 
     def _launch(self, listener):
-        view = namespace.arguments(build_dir=self.build_dir, camera_dir=os.path.join(SOURCE_DIR, "camera"),
-                                   run_dir=self._folder.run, fuse_d=self.storage, scenario=self._scenario)
+        view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
+                                   camera_dir=os.path.join(SOURCE_DIR, "camera"), run_dir=self._folder.run,
+                                   fuse_d=self.storage, scenario=self._scenario)
         # Options go through a file in memory: process lists stay readable.
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))

@@ -7,7 +7,8 @@ visible but /usr (read-only) and what programs need to start.
 import os
 
 INSTALLATION = "/usr/local/zarvo"
-PROGRAMS = ("zvControl-cgi-bin", "zvStream", "zvControlD", "zvNetD", "zvBleD")
+CONTROL_PROGRAM = "zvControl-cgi-bin"
+PROGRAMS = (CONTROL_PROGRAM, "zvStream", "zvControlD", "zvNetD", "zvBleD")
 LIBRARIES = ("libzvCtrlD.so", "libcsi.so")  # absent where the program has them inside
 HOUSE = "/opt/zvcamera"  # what the simulation needs beside the camera's own files
 
@@ -23,11 +24,29 @@ def _read_only(pairs):
     return [word for source, target in pairs for word in ("--ro-bind", source, target)]
 
 
-def _installation(build_dir):
-    programs = [(os.path.join(build_dir, name), f"{INSTALLATION}/bin/{name}") for name in PROGRAMS]
-    libraries = [(os.path.join(build_dir, name), f"{INSTALLATION}/lib/{name}") for name in LIBRARIES
-                 if os.path.exists(os.path.join(build_dir, name))]
-    return _read_only(programs + libraries)
+def _installation(build_dir, gateway_dir):
+    """The daemons of build_dir, and the control program of gateway_dir with the libraries that it needs."""
+    words = []
+    for name in PROGRAMS:
+        words += _program(gateway_dir if name == CONTROL_PROGRAM else build_dir, name)
+    place = f"{INSTALLATION}/target/lib" if emulated(gateway_dir) else f"{INSTALLATION}/lib"
+    return words + _read_only([(os.path.join(gateway_dir, name), f"{place}/{name}") for name in LIBRARIES
+                               if os.path.exists(os.path.join(gateway_dir, name))])
+
+
+def emulated(build_dir):
+    """Whether the folder's programs are for another processor; it then has scripts that start them by the emulator."""
+    return os.path.isdir(os.path.join(build_dir, "emulated"))
+
+
+def _program(build_dir, name):
+    place = f"{INSTALLATION}/bin/{name}"
+    program = os.path.join(build_dir, name)
+    if not emulated(build_dir):
+        return _read_only([(program, place)])
+    scripts = os.path.join(build_dir, "emulated")
+    return _read_only([(os.path.join(scripts, name), place), (program, f"{INSTALLATION}/target/bin/{name}"),
+                       (os.path.realpath(os.path.join(scripts, "emulator")), f"{INSTALLATION}/target/emulator/{name}")])
 
 
 def _house(camera_dir, scenario):
@@ -50,13 +69,13 @@ def _machine():
     return words
 
 
-def arguments(*, build_dir, camera_dir, run_dir, fuse_d, scenario=None):
+def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None):
     """bubblewrap's options."""
     words = ["--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
     words += _machine()
     words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",
               "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
-    words += _installation(build_dir) + _house(camera_dir, scenario)
+    words += _installation(build_dir, gateway_dir) + _house(camera_dir, scenario)
     words += ["--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():
         words += ["--setenv", name, value]
