@@ -27,16 +27,16 @@ def _answers(name):
 
 
 class Child:
-    """One program. Its standard output and error go to the log. good_end: its status after SIGTERM."""
+    """One program. Its standard output and error go to the log. good_ends: its status after SIGTERM."""
 
-    def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None, good_end=0):
+    def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None, good_ends=(0,)):
         self.name = name
         self._argv = argv
         self._log = log
         self._ready = ready
         self._pass_fds = pass_fds
         self._environment = environment
-        self._good_end = good_end
+        self._good_ends = good_ends
         self._process = None
         self._expected = False
         self.misdeeds = []  # what it did that no good program does: crashed, had to be killed
@@ -92,7 +92,7 @@ class Child:
             self.send(signal.SIGKILL)
             self._process.wait()
             return
-        if number == signal.SIGTERM and status != self._good_end:
+        if number == signal.SIGTERM and status not in self._good_ends:
             self.misdeeds.append(f"{self.name} ended with status {status} on SIGTERM")
 
     def state(self):

@@ -139,14 +139,6 @@ def _copy_settings():
             shutil.copyfile(document, f"{folder}/settings.json")
 
 
-def _wait_for_web_server(port, log):
-    try:
-        socket.create_connection(("127.0.0.1", port), 10).close()
-    except OSError as error:
-        log.add("supervisor", f"web server: {error}", priority=3)
-        raise children.ChildError("the web server does not answer") from error
-
-
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--listen-fd", type=int, required=True)
@@ -155,7 +147,6 @@ def main():
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
-    port = listener.getsockname()[1]
 
     reports = Reports()
     log = Collector(lambda record: reports.send(log=record))
@@ -166,7 +157,6 @@ def main():
         _copy_settings()
         for child in programs.values():
             child.start()
-        _wait_for_web_server(port, log)
         _serve(Supervisor(log, programs))
         reports.send(ready=True)
         while os.read(0, 4096):

@@ -1,8 +1,8 @@
 """The web servers that the camera can run behind, each as the list of programs that it takes."""
 
+import http.client
 import os
 import signal
-import socket
 
 from .children import Child
 
@@ -13,12 +13,30 @@ _FOLDER = "/tmp/web"
 URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
 
 
+def _serves(port):
+    """Tells whether the server answers; that the port takes connections says nothing, the launcher has opened it."""
+    def ready(_):
+        connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2)
+        try:
+            connection.request("GET", "/")
+            return connection.getresponse().status > 0
+        except (OSError, http.client.HTTPException):
+            return False
+        finally:
+            connection.close()
+    return ready
+
+
 def _lighttpd(listener, program, log):
-    """Takes over the listening socket that the launcher has opened, which is descriptor 3."""
-    environment = dict(os.environ, ZV_PORT=str(listener.getsockname()[1]), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
+    """Takes over the listening socket that the launcher has opened, which is descriptor 3.
+
+    On SIGTERM it ends with 0 or 1, as the signal happens to meet its event loop.
+    """
+    port = listener.getsockname()[1]
+    environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
     shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
     return [Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", f"{_CONFIGURATIONS}/lighttpd.conf"], log,
-                  ready=lambda _: True, pass_fds=(listener.fileno(),), environment=environment)]
+                  ready=_serves(port), pass_fds=(listener.fileno(),), environment=environment, good_ends=(0, 1))]
 
 
 def _nginx(listener, program, log):
@@ -38,9 +56,9 @@ def _nginx(listener, program, log):
                 users.write(line + "\n")
     wrapper = f"{_FOLDER}/fcgiwrap.sock"
     return [Child("fcgiwrap", ["/usr/sbin/fcgiwrap", "-f", "-c", "16", "-s", f"unix:{wrapper}"], log,
-                  ready=lambda _: os.path.exists(wrapper), good_end=-signal.SIGTERM),
+                  ready=lambda _: os.path.exists(wrapper), good_ends=(-signal.SIGTERM,)),
             Child("nginx", ["/usr/sbin/nginx", "-e", "stderr", "-c", f"{_FOLDER}/nginx.conf"], log,
-                  ready=lambda _: os.path.exists(f"{_FOLDER}/nginx.pid"), pass_fds=(listener.fileno(),),
+                  ready=_serves(listener.getsockname()[1]), pass_fds=(listener.fileno(),),
                   environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
 
 
@@ -51,15 +69,8 @@ def _busybox(listener, program, log):
     os.symlink(f"{_CONFIGURATIONS}/snippets/busybox-control", f"{_FOLDER}/cgi-bin/control")
     listener.close()
 
-    def answers(_):
-        try:
-            socket.create_connection((address, port), 1).close()
-            return True
-        except OSError:
-            return False
-
-    return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log, ready=answers,
-                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program), good_end=-signal.SIGTERM)]
+    return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log, ready=_serves(port),
+                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program), good_ends=(-signal.SIGTERM,))]
 
 
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}

@@ -1,0 +1,77 @@
+"""Fixtures of the end-to-end tests: cameras, started from the build folder of --build-dir."""
+
+import os
+import re
+import sys
+
+import pytest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "camera", "launcher"))
+
+pytest.register_assert_rewrite("house")
+import house  # noqa: E402
+
+SANITIZER_REPORT = re.compile(r"(Address|Leak|UndefinedBehavior)Sanitizer|: runtime error: ")
+
+
+def pytest_addoption(parser):
+    parser.addoption("--build-dir", default=os.path.join(ROOT, "build", "release"),
+                     help="build folder whose programs are tested")
+
+
+@pytest.fixture(scope="session")
+def build_dir(request):
+    return os.path.abspath(request.config.getoption("--build-dir"))
+
+
+@pytest.fixture(scope="session")
+def sanitized(build_dir):
+    """Whether the programs carry sanitizers: they are slower then, and valgrind cannot run them."""
+    return house.is_sanitized(build_dir)
+
+
+def _judge(camera, queues):
+    """What no test may leave behind, whatever it did."""
+    records = camera.records
+    assert camera.misdeeds == []
+    assert [name for name in queues if name not in ("to_ble", "to_zvnet")] == []
+    assert [record["text"] for record in records if SANITIZER_REPORT.search(record["text"])] == []
+
+
+def _serve(build_dir, **options):
+    camera = house.TestCamera(build_dir, **options)
+    camera.start()
+    try:
+        yield camera
+        queues = camera.queues()
+    finally:
+        camera.stop()
+    _judge(camera, queues)
+
+
+@pytest.fixture(scope="module")
+def shared_camera(build_dir):
+    """One camera for all tests of a file; they leave it as they found it."""
+    yield from _serve(build_dir)
+
+
+@pytest.fixture
+def camera(build_dir):
+    """A fresh camera for each test."""
+    yield from _serve(build_dir)
+
+
+@pytest.fixture
+def make_camera(build_dir):
+    """Function that starts further cameras, with the options of zvcamera.camera.Camera."""
+    serving = []
+
+    def make(**options):
+        serving.append(_serve(build_dir, **options))
+        return next(serving[-1])
+
+    yield make
+    for generator in reversed(serving):
+        for _ in generator:
+            pass

@@ -1,0 +1,97 @@
+"""The camera as the tests handle it, and what they expect of its answers."""
+
+import concurrent.futures
+import contextlib
+import os
+import re
+import subprocess
+
+from zvcamera.camera import Camera
+
+EMPTY = b"{}"
+_LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
+
+
+def is_sanitized(build_dir):
+    with open(os.path.join(build_dir, "CMakeCache.txt"), encoding="utf-8") as cache:
+        return "ZV_SANITIZE:BOOL=ON" in cache.read()
+
+
+class Line:
+    """A log line of the control program."""
+
+    def __init__(self, record):
+        self.level, self.message, self.source, self.number = _LOG_LINE.fullmatch(record["text"]).groups()
+        self.priority = record["priority"]
+
+
+class TestCamera(Camera):
+    """A camera that remembers its records and has the tool at hand."""
+
+    __test__ = False
+
+    def __init__(self, build_dir, **options):
+        self.records = []
+        super().__init__(build_dir, on_record=self.records.append, **options)
+
+    def tool(self, *words):
+        """The camera's tool, as its user calls it; its output."""
+        done = subprocess.run([os.path.join(self.build_dir, "zvcam"), "--run-dir", self.run_dir, *words],
+                              capture_output=True, text=True, check=False, timeout=60)
+        assert done.returncode == 0, done.stdout + done.stderr
+        return done.stdout
+
+    @contextlib.contextmanager
+    def new_lines(self):
+        """Collects the control program's log lines of the block in the list that it yields."""
+        lines = []
+        start = self.log()[1]
+        yield lines
+        lines += [Line(record) for record in self.log(start)[0] if record["source"] == "zvControl-cgi-bin"]
+
+    @contextlib.contextmanager
+    def new_errors(self):
+        """The same for the messages of error level alone, as texts."""
+        errors = []
+        with self.new_lines() as lines:
+            yield errors
+        errors += [line.message for line in lines if line.level == "ERROR"]
+
+    def reply_queues(self):
+        return [name for name in self.queues() if name.startswith("to_ZVCC")]
+
+    @contextlib.contextmanager
+    def without(self, name):
+        """The block runs with a program of the camera ended."""
+        self.program(name, "term")
+        try:
+            yield
+        finally:
+            self.program(name, "start")
+
+    @contextlib.contextmanager
+    def stopped(self, name):
+        """The block runs with a program of the camera standing still."""
+        self.program(name, "stop")
+        try:
+            yield
+        finally:
+            self.program(name, "cont")
+
+
+def assert_empty(answer):
+    """200 and an empty JSON document."""
+    assert (answer.status, answer.headers["content-type"], answer.body) == (200, "application/json", EMPTY)
+
+
+def assert_refused(answer, path, query, code):
+    """The error document of a handler that failed with this code."""
+    assert (answer.status, answer.headers["content-type"]) == (500, "application/json")
+    assert answer.json() == {"status": path, "zverr": code, "_function": "main", "_line": 150, "path": path,
+                             "query": query}
+
+
+def at_once(count, call):
+    """call(0) to call(count - 1) at the same time; their results in this order."""
+    with concurrent.futures.ThreadPoolExecutor(count) as pool:
+        return list(pool.map(call, range(count)))
