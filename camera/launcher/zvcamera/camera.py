@@ -56,6 +56,7 @@ class Camera:
     """A camera on 127.0.0.1:port (0: any free one), from the programs in build_dir.
 
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
+    more: pairs (file of the machine, where the camera has it).
     scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
     which stays; without it the storage goes with the camera. control_program: what the web server starts instead of
     the control program (a wrapper of it). web_server: lighttpd, nginx or busybox. on_record: called with each log
@@ -63,7 +64,7 @@ class Camera:
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
-                 web_server="lighttpd", gateway_dir=None, on_record=None):
+                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None):
         self.build_dir = os.path.abspath(build_dir)
         self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
@@ -73,6 +74,7 @@ class Camera:
         self._control_program = control_program
         self._web_server = web_server
         self._space = web.URL_SPACES[web_server]
+        self._more = tuple(more)
         self._on_record = on_record
         self._folder = None
         self._process = None
@@ -132,7 +134,7 @@ class Camera:
     def _launch(self, listener):
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
                                    camera_dir=os.path.join(SOURCE_DIR, "camera"), run_dir=self._folder.run,
-                                   fuse_d=self.storage, scenario=self._scenario)
+                                   fuse_d=self.storage, scenario=self._scenario, more=self._more)
         # Options go through a file in memory: process lists stay readable.
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))

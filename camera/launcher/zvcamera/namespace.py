@@ -69,13 +69,13 @@ def _machine():
     return words
 
 
-def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None):
-    """bubblewrap's options."""
+def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None, more=()):
+    """bubblewrap's options. more: pairs (file of the machine, where the camera has it)."""
     words = ["--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
     words += _machine()
     words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",
               "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
-    words += _installation(build_dir, gateway_dir) + _house(camera_dir, scenario)
+    words += _installation(build_dir, gateway_dir) + _house(camera_dir, scenario) + _read_only(more)
     words += ["--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():
         words += ["--setenv", name, value]
