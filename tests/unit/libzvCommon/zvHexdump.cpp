@@ -1,0 +1,172 @@
+#include "zvHexdump.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+// Memory at a known address, so that labels are literals; an inaccessible page lies on either side of it.
+class KnownMemory {
+public:
+    KnownMemory() {
+        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        void* const before = reinterpret_cast<void*>(place - page);
+        EXPECT_EQ(before, mmap(before, 3 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE,
+                               -1, 0));
+        EXPECT_EQ(0, mprotect(reinterpret_cast<void*>(place), page, PROT_READ | PROT_WRITE));
+        size_ = page;
+    }
+    // Text at an offset; counted from the end of the memory when the offset is negative.
+    const void* put(long offset, const std::string& text) const {
+        const std::uintptr_t at =
+            place + static_cast<std::uintptr_t>(offset < 0 ? static_cast<long>(size_) + offset : offset);
+        return std::memcpy(reinterpret_cast<void*>(at), text.data(), text.size());
+    }
+
+private:
+    static constexpr std::uintptr_t place = 0x20000000;
+    std::size_t size_;
+};
+
+using Dump = int (*)(char*, uint32_t, const void*, uint32_t, const char*);
+
+std::string dump(Dump function, const void* address, uint32_t length, const char* prefix = "") {
+    char text[4096];
+    const int count = function(text, sizeof text, address, length, prefix);
+    EXPECT_EQ(std::strlen(text), static_cast<std::size_t>(count));
+    return text;
+}
+
+constexpr const char* letters = "ABCDEFGHIJKLMNOPQRST";
+
+} // namespace
+
+TEST(zvHexdump, NoBytesGiveTheAddressAlone) {
+    const KnownMemory memory;
+    const void* const address = memory.put(8, "");
+    EXPECT_EQ("0x20000008\n", dump(snhexdump, address, 0));
+    EXPECT_EQ("0x20000008\n", dump(snhexdump0, address, 0, "prefix"));
+    EXPECT_EQ("(nil)\n", dump(snhexdump, nullptr, 0));
+}
+
+TEST(zvHexdump, FullLine) {
+    const KnownMemory memory;
+    const void* const address = memory.put(0, letters);
+    EXPECT_EQ("20000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n",
+              dump(snhexdump, address, 16));
+    EXPECT_EQ("00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n",
+              dump(snhexdump0, address, 16));
+}
+
+TEST(zvHexdump, AlignedLinesStandAtMultiplesOf16) {
+    const KnownMemory memory;
+    EXPECT_EQ("20000000                            41 42 43 44  45 46 47 48          ABCDEFGH\n"
+              "20000010  49 4A 4B 4C  4D 4E 4F 50  51 52 53 54               IJKLMNOPQRST    \n",
+              dump(snhexdump, memory.put(8, letters), 20));
+}
+
+TEST(zvHexdump, UnalignedLinesStartAtTheFirstByte) {
+    const KnownMemory memory;
+    EXPECT_EQ("00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
+              "00000010  51 52 53 54                                         QRST            \n",
+              dump(snhexdump0, memory.put(8, letters), 20));
+}
+
+TEST(zvHexdump, WorkerDoesEither) {
+    const KnownMemory memory;
+    const void* const address = memory.put(4, letters);
+    char text[4096];
+    _snhexdump(text, sizeof text, address, 20, 1, "p");
+    EXPECT_EQ(dump(snhexdump, address, 20, "p"), text);
+    _snhexdump(text, sizeof text, address, 20, 0, "p");
+    EXPECT_EQ(dump(snhexdump0, address, 20, "p"), text);
+}
+
+TEST(zvHexdump, SingleByteInsideALine) {
+    const KnownMemory memory;
+    EXPECT_EQ("20000020                  7E                                       ~          \n",
+              dump(snhexdump, memory.put(0x25, "~"), 1));
+}
+
+TEST(zvHexdump, PrefixStandsBeforeEveryLabel) {
+    const KnownMemory memory;
+    const void* const address = memory.put(0, letters);
+    EXPECT_EQ("> 00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
+              "> 00000010  51                                                  Q               \n",
+              dump(snhexdump0, address, 17, "> "));
+    EXPECT_EQ(dump(snhexdump0, address, 17, ""), dump(snhexdump0, address, 17, nullptr));
+    EXPECT_EQ("%s00000000  41                                                  A               \n",
+              dump(snhexdump0, address, 1, "%s"));
+}
+
+TEST(zvHexdump, OnlyCodes32To126AreShownAsCharacters) {
+    const KnownMemory memory;
+    EXPECT_EQ("00000000  00 1F 20 25  7E 7F 80 FF  0A                        .. %~....       \n",
+              dump(snhexdump0, memory.put(0, std::string("\0\x1F %~\x7F\x80\xFF\n", 9)), 9));
+}
+
+TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
+    const KnownMemory memory;
+    const std::string equal(16, 'e');
+    EXPECT_EQ("20000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
+              "...\n"
+              "20000030  64 64 64 64  64 64 64 64  64 64 64 64  64 64 64 64  dddddddddddddddd\n",
+              dump(snhexdump, memory.put(0, equal + equal + equal + std::string(16, 'd')), 64));
+}
+
+TEST(zvHexdump, DotsHaveNoPrefix) {
+    const KnownMemory memory;
+    EXPECT_EQ("p00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
+              "...\n"
+              "p00000020  64                                                  d               \n",
+              dump(snhexdump0, memory.put(0, std::string(32, 'e') + "d"), 33, "p"));
+}
+
+TEST(zvHexdump, EqualLinesAtTheEndLeaveNoDots) {
+    const KnownMemory memory;
+    EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n",
+              dump(snhexdump0, memory.put(0, std::string(48, 'e')), 48));
+}
+
+TEST(zvHexdump, PartOfALineIsNeverEqual) {
+    const KnownMemory memory;
+    // 15 equal bytes at the end, and 8 at the start of an aligned dump, whose neighbours cannot be read.
+    EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
+              "...\n"
+              "00000020  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65     eeeeeeeeeeeeeee \n",
+              dump(snhexdump0, memory.put(0, std::string(47, 'e')), 47));
+    EXPECT_EQ("20000000                            00 00 00 00  00 00 00 00          ........\n"
+              "20000010  00 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00  ................\n",
+              dump(snhexdump, memory.put(8, std::string(40, '\0')), 40));
+}
+
+TEST(zvHexdump, ReadsNothingOutsideTheRange) {
+    const KnownMemory memory;
+    dump(snhexdump, memory.put(0, letters), 20);
+    dump(snhexdump, memory.put(-20, letters), 20);
+    dump(snhexdump0, memory.put(-20, letters), 20);
+    dump(snhexdump0, memory.put(-32, std::string(32, 'e')), 32);
+}
+
+TEST(zvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
+    const KnownMemory memory;
+    const void* const address = memory.put(0, std::string(48, 'e') + letters);
+    const std::string whole = dump(snhexdump0, address, 68, "p");
+    for (uint32_t size = 0; size <= whole.size() + 2; ++size) {
+        // Of exactly that size, so that a sanitizer sees every byte too many.
+        const auto text = std::make_unique<char[]>(size + 1);
+        text[size] = '#';
+        EXPECT_EQ(static_cast<int>(whole.size()), snhexdump0(text.get(), size, address, 68, "p")) << size;
+        EXPECT_EQ('#', text[size]);
+        if (size > 0) {
+            EXPECT_EQ(whole.substr(0, size - 1), text.get());
+        }
+    }
+    EXPECT_EQ(static_cast<int>(whole.size()), snhexdump0(nullptr, 0, address, 68, "p"));
+}

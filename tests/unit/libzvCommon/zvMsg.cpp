@@ -1,0 +1,420 @@
+#include "zvMsg.h"
+
+#include "Reports.h"
+#include "zvMbox.h"
+#include "zvTlv.h"
+
+#include <chrono>
+#include <climits>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace zvtest;
+using Texts = std::vector<std::string>;
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+constexpr const char* module = "\033[31mASSERT:libzvCommon/src/zvMsg/";
+constexpr const char* end = "\n\033[0m";
+
+// A holder with room for the largest answer, whatever capacity it claims.
+class Holder {
+public:
+    explicit Holder(uint32_t capacity = ZVMSG_MAX) : storage_(ZVMSG_HOLDER_SIZE(3000)) {
+        holder()->capacity = capacity;
+    }
+    zvmsg_holder* holder() { return reinterpret_cast<zvmsg_holder*>(storage_.data()); }
+    zvmsg_holder* operator->() { return holder(); }
+    operator zvmsg_holder*() { return holder(); } // NOLINT: as the C calls take it
+    Bytes bytes() { return Bytes(holder()->buf, holder()->buf + holder()->length); }
+
+private:
+    Bytes storage_;
+};
+
+Holder request(uint32_t capacity = ZVMSG_MAX) {
+    Holder message(capacity);
+    zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7);
+    return message;
+}
+
+// Type 7, code "PD", payload 01 02 03, answer to "/me", destination "/to".
+const Bytes requestBytes = {0, 35, 0,  7,   0,   0,   2, 65, 'P', 'D', 0,   0,   3,   66, 1, 2, 3,  0,
+                            0, 3,  68, '/', 'm', 'e', 0, 0,  3,   67,  '/', 't', 'o', 0,  0, 0, 238};
+
+Bytes received(zvMbox_attr& box) {
+    uint8_t buffer[ZVMSG_MAX];
+    g_timedreceive = 0;
+    const int length = snzvMbox_timedreceive(buffer, sizeof buffer, &box);
+    return length < 0 ? Bytes{} : Bytes(buffer, buffer + length);
+}
+
+// An answer of type 8 with response data.
+Bytes answer(const std::string& data) {
+    Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0,
+                   0, static_cast<uint8_t>(data.size()),      69};
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    bytes.insert(bytes.end(), {0, 0, 0, 238});
+    return bytes;
+}
+
+// A process that takes one message from the mailbox, answers it on the mailbox it names (as many times as there are
+// answers) and ends with the verdict of check.
+template<typename Check>
+pid_t peer(zvMbox_attr& inbox, const std::vector<Bytes>& answers, Check check) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        uint8_t buffer[ZVMSG_MAX];
+        const int length = snzvMbox_receive(buffer, sizeof buffer, &inbox);
+        char name[64] = {};
+        sntlv_find(name, sizeof name, ZVTLV_SRC, buffer);
+        zvMbox_attr out;
+        const int opened = zvMbox_txopen(name, &out);
+        const bool good = check(Bytes(buffer, buffer + length), out);
+        for (const Bytes& each : answers) {
+            zvMbox_send(each.data(), static_cast<int>(each.size()), &out);
+        }
+        _exit(opened == 0 && good ? 0 : 1);
+    }
+    return child;
+}
+
+int ended(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+bool always(const Bytes&, zvMbox_attr&) {
+    return true;
+}
+
+} // namespace
+
+TEST(zvMsg, BuildStartsAMessageWithCodeAndPayload) {
+    Holder message;
+    EXPECT_EQ(17, zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7));
+    EXPECT_EQ(17, message->length);
+    EXPECT_EQ((Bytes{0, 17, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3}), message.bytes());
+}
+
+TEST(zvMsg, BuildTakesAnEmptyPayload) {
+    Holder message;
+    EXPECT_EQ(14, zvmsg_build(message, "\0\xFF", nullptr, 0, 255));
+    EXPECT_EQ((Bytes{0, 14, 0, 255, 0, 0, 2, 65, 0, 255, 0, 0, 0, 66}), message.bytes());
+}
+
+TEST(zvMsg, BuildLeavesOutWhatDoesNotFit) {
+    Holder message(12);
+    EXPECT_EQ(10, zvmsg_build(message, "PD", "123", 3, 7));
+    EXPECT_EQ((Bytes{0, 10, 0, 7, 0, 0, 2, 65, 'P', 'D'}), message.bytes());
+    Holder fits(13);
+    EXPECT_EQ(17, zvmsg_build(fits, "PD", "123", 3, 7));
+}
+
+TEST(zvMsg, HolderIsTwoWordsAndTheMessage) {
+    EXPECT_EQ(0U, offsetof(zvmsg_holder, capacity));
+    EXPECT_EQ(4U, offsetof(zvmsg_holder, length));
+    EXPECT_EQ(8U, offsetof(zvmsg_holder, buf));
+}
+
+TEST(zvMsg, SendAddsNamesAndEndMarker) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    Holder message = request();
+    EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(requestBytes, received(inbox));
+    EXPECT_EQ(35, message->length);
+    EXPECT_EQ(requestBytes, message.bytes());
+    EXPECT_EQ(0, tlv_validate(message->buf));
+}
+
+TEST(zvMsg, SendGoesThroughViaWhileTheDestinationStays) {
+    zvMbox_attr to;
+    zvMbox_attr via;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &to));
+    ASSERT_EQ(0, zvMbox_rxopen("/via", 2, &via));
+    Holder message = request();
+    EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", "/via", 0));
+    EXPECT_EQ(Bytes{}, received(to));
+    EXPECT_EQ(requestBytes, received(via));
+}
+
+TEST(zvMsg, SendLeavesNoDescriptorOpen) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const int before = dup(0);
+    close(before);
+    Holder message = request();
+    zvmsg_send(message, "/me", "/to", nullptr, 0);
+    Holder other = request();
+    g_timedreceive = 0;
+    zvmsg_send_timedreceive(other, "/me", "/to", nullptr, 0);
+    const int after = dup(0);
+    close(after);
+    EXPECT_EQ(before, after);
+}
+
+TEST(zvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    Holder message = request(17); // 17 bytes are taken: room for an element without data
+    EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}),
+              received(inbox));
+}
+
+TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
+    const auto send = [] {
+        Holder message = request(16);
+        zvmsg_send(message, "/me", "/to", nullptr, 0);
+    };
+    const Reported all = reported(8, send);
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(Texts{module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end}, texts(all));
+    const Reported silent = reported(7, send);
+    EXPECT_EQ(255, silent.ended.status);
+    EXPECT_EQ(Texts{}, texts(silent));
+}
+
+TEST(zvMsg, MissingMailboxEndsTheSender) {
+    const auto send = [] {
+        Holder message = request();
+        zvmsg_send(message, "/me", "/to", nullptr, 0);
+    };
+    const std::string assertion = module + std::string("zvmsg_send:48:zvMbox_txopen(via, &txq) == 0") + end;
+    const Reported all = reported(0x00281420, send);
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ((Texts{"[   zvMbox_txopen:  76] mbox=/to errno=No such file or directory\n", assertion}),
+              texts(all));
+    EXPECT_EQ(Texts{assertion}, texts(reported(15, send)));
+    EXPECT_EQ(255, reported(0, send).ended.status);
+}
+
+TEST(zvMsg, OversizedMessageEndsTheSender) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const auto send = [](uint32_t payload) {
+        return [payload] {
+            const std::string data(payload, 'x');
+            Holder message(2900);
+            zvmsg_build(message, "PD", data.data(), payload, 7);
+            zvmsg_send(message, "/me", "/to", nullptr, 0);
+        };
+    };
+    // 32 bytes beside the payload.
+    EXPECT_EQ(0, reported(8, send(1468)).ended.status);
+    EXPECT_EQ(1500U, received(inbox).size());
+    const Reported all = reported(8, send(1469));
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
+              texts(all));
+}
+
+TEST(zvMsg, FullMailboxEndsTheSender) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
+    Holder message = request();
+    ASSERT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
+    const Reported all = reported(0x20, [] {
+        Holder second = request();
+        zvmsg_send(second, "/me", "/to", nullptr, 0);
+    });
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(2U, all.lines.size());
+}
+
+TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const pid_t child = peer(inbox, {answer("hello")}, [](const Bytes& got, zvMbox_attr& out) {
+        mq_attr attributes{};
+        mq_getattr(out.mqd, &attributes);
+        return got == requestBytes && attributes.mq_maxmsg == 2 && attributes.mq_msgsize == 1500;
+    });
+    Holder message = request();
+    g_timedreceive = 5;
+    EXPECT_EQ(17, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(0, ended(child));
+    EXPECT_EQ(17, message->length);
+    EXPECT_EQ(answer("hello"), message.bytes());
+    EXPECT_FALSE(exists("/dev/mqueue/me"));
+
+    uint8_t* data = nullptr;
+    uint16_t length = 0;
+    EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length));
+    EXPECT_EQ(message->buf + 8, data);
+    EXPECT_EQ(5, length);
+}
+
+TEST(zvMsg, ExchangeGoesThroughVia) {
+    zvMbox_attr via;
+    ASSERT_EQ(0, zvMbox_rxopen("/via", 2, &via));
+    const pid_t child =
+        peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
+    Holder message = request();
+    g_timedreceive = 5;
+    EXPECT_EQ(13, zvmsg_send_timedreceive(message, "/me", "/to", "/via", 0));
+    EXPECT_EQ(0, ended(child));
+}
+
+TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const pid_t child = peer(inbox, {Bytes(1500, 0xAB)}, always);
+    Holder message = request();
+    EXPECT_EQ(1500, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(0, ended(child));
+    EXPECT_EQ(Bytes(1500, 0xAB), message.bytes());
+    uint8_t* data = nullptr;
+    uint16_t length = 0;
+    EXPECT_EQ(nullptr,
+              zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
+}
+
+TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
+    zvMbox_attr inbox;
+    zvMbox_attr stale;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    ASSERT_EQ(0, zvMbox_create("/me", 2));
+    ASSERT_EQ(0, zvMbox_txopen("/me", &stale));
+    ASSERT_EQ(0, zvMbox_send(answer("old").data(), 15, &stale));
+    const pid_t child = peer(inbox, {answer("new!"), answer("second")}, always);
+    Holder message = request();
+    g_timedreceive = 5;
+    EXPECT_EQ(16, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(answer("new!"), message.bytes());
+    ended(child);
+    EXPECT_FALSE(exists("/dev/mqueue/me"));
+}
+
+TEST(zvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    SyslogCapture log;
+    Holder message = request();
+    g_timedreceive = 1;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(-1, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
+    EXPECT_EQ(-1, message->length);
+    EXPECT_FALSE(exists("/dev/mqueue/me"));
+    EXPECT_EQ(requestBytes, received(inbox));
+    EXPECT_TRUE(log.take().empty());
+}
+
+TEST(zvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    Holder message = request(1499);
+    EXPECT_EQ(-2, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(-2, message->length);
+    EXPECT_FALSE(exists("/dev/mqueue/me"));
+    EXPECT_EQ(requestBytes, received(inbox));
+    uint8_t* data = nullptr;
+    uint16_t length = 0;
+    EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
+}
+
+TEST(zvMsg, ExchangeChecksEndTheProcess) {
+    const std::string function = module + std::string("zvmsg_send_timedreceive:");
+    const struct {
+        uint32_t capacity;
+        const char* from;
+        const char* to;
+        const char* via;
+        std::string assertion;
+    } rows[] = {
+        {16, "/me", "/box", nullptr, "66:0 == tlv_validate(iobuf->buf)"},
+        {1500, "noslash", "/box", nullptr, "70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0"},
+        {1500, "/me", "/none", nullptr, "73:zvMbox_txopen(via, &txq) == 0"},
+        {1500, "/me", "/box", "/none", "73:zvMbox_txopen(via, &txq) == 0"},
+    };
+    ASSERT_EQ(0, zvMbox_create("/box", 4));
+    for (const auto& row : rows) {
+        const auto exchange = [&row] {
+            Holder message = request(row.capacity);
+            zvmsg_send_timedreceive(message, row.from, row.to, row.via, 0);
+        };
+        const Reported all = reported(8, exchange);
+        EXPECT_EQ(255, all.ended.status);
+        EXPECT_EQ(Texts{function + row.assertion + end}, texts(all));
+        const Reported silent = reported(7, exchange);
+        EXPECT_EQ(255, silent.ended.status);
+        EXPECT_EQ(Texts{}, texts(silent));
+    }
+}
+
+TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const auto send = [](int direction, uint32_t classes) {
+        return [=] {
+            g_debug = classes;
+            Holder message = request();
+            zvmsg_send(message, "/me", "/to", nullptr, direction);
+        };
+    };
+    const auto linesOf = [&](uint32_t switches, int direction, uint32_t classes) {
+        const Reported all = reported(switches, send(direction, classes));
+        EXPECT_EQ(0, all.ended.status);
+        EXPECT_EQ(requestBytes, received(inbox));
+        return texts(all);
+    };
+    const Texts sent = {
+        "\n",
+        "DB>         00000000  00230007 00000241 50440000 03420102  .#.....APD...B..\n",
+        "DB>         00000010  03000003 442f6d65 00000343 2f746f00  ....D/me...C/to.\n",
+        "DB>         00000020  0000ee                               ...             \n",
+    };
+    EXPECT_EQ(sent, linesOf(0x108, 25, 0x30000000));
+    EXPECT_EQ(sent, linesOf(0x108, 25, 0x10000000));
+    EXPECT_EQ(Texts{}, linesOf(0x108, 25, 0x20000000));
+    EXPECT_EQ(Texts{}, linesOf(0x008, 25, 0x30000000)); // bit 8 off
+    EXPECT_EQ(Texts{}, linesOf(0x107, 25, 0x30000000)); // verbosity
+    EXPECT_EQ(" UD>        ", linesOf(0x108, 10, 0x200)[1].substr(0, 12));
+    for (const int none : {0, 27, -1, 28, INT_MAX, INT_MIN}) {
+        EXPECT_EQ(Texts{}, linesOf(0x108, none, 0xFFFFFFFF)) << none;
+    }
+}
+
+TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    EXPECT_EQ(4U, reported(0x108, [] {
+                      g_timedreceive = 0;
+                      Holder message = request();
+                      zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 26);
+                  }).lines.size());
+    const Texts lines = texts(reported(0x108, [] {
+        Holder message = request(16);
+        zvmsg_send(message, "/me", "/to", nullptr, 26);
+    }));
+    ASSERT_EQ(4U, lines.size());
+    EXPECT_EQ("DB<         00000010  03                                   .               \n", lines[2]);
+    EXPECT_THAT(lines[3], testing::HasSubstr("zvmsg_send:45:"));
+}
+
+TEST(zvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
+    Holder message = request();
+    uint8_t byte = 0;
+    uint8_t* data = &byte;
+    uint16_t length = 4711;
+    EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
+    EXPECT_EQ(&byte, data);
+    EXPECT_EQ(4711, length);
+}
+
+TEST(zvMsg, ResponseMayBeEmpty) {
+    Holder message;
+    const Bytes empty = answer("");
+    std::copy(empty.begin(), empty.end(), message->buf);
+    message->length = static_cast<int32_t>(empty.size());
+    uint8_t* data = nullptr;
+    uint16_t length = 4711;
+    EXPECT_NE(nullptr, zvmsg_response(message, &data, &length));
+    EXPECT_EQ(message->buf + 8, data);
+    EXPECT_EQ(0, length);
+}
