@@ -49,14 +49,15 @@ struct Reported {
 // Runs the piece in a child with the switch word and tells everything it reported.
 template<typename Piece>
 Reported reported(uint32_t switches, Piece piece) {
-    SyslogCapture log;
     mkdir("/tmp/fuse_d", 0777);
     unlink(wifiLog);
-    Reported all;
-    all.ended = inChild([&] {
+    Child child([&] {
         g_debug_level = switches;
         piece();
     });
+    SyslogCapture log;
+    Reported all;
+    all.ended = child.run();
     all.file = fileText(wifiLog);
     all.lines = log.take();
     return all;

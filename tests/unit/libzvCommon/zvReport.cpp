@@ -75,14 +75,11 @@ TEST(AssertionReport, SkipsALogFileThatCannotBeOpened) {
 }
 
 TEST(AssertionReport, AppendsToTheLogFile) {
-    mkdir("/tmp/fuse_d", 0777);
-    SyslogCapture log;
-    const int file = open(wifiLog, O_WRONLY | O_CREAT, 0666);
-    ASSERT_EQ(4, write(file, "old\n", 4));
-    close(file);
-    inChild([] {
-        g_debug_level = 8 | toFile;
+    const Reported all = reported(8 | toFile, [] {
+        const int file = open(wifiLog, O_WRONLY | O_CREAT, 0666);
+        EXPECT_EQ(4, write(file, "old\n", 4));
+        close(file);
         fail();
     });
-    EXPECT_EQ("old\n@" + std::string(body), withoutTimes(fileText(wifiLog)));
+    EXPECT_EQ("old\n@" + std::string(body), withoutTimes(all.file));
 }
