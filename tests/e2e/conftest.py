@@ -18,11 +18,19 @@ SANITIZER_REPORT = re.compile(r"(Address|Leak|UndefinedBehavior)Sanitizer|: runt
 def pytest_addoption(parser):
     parser.addoption("--build-dir", default=os.path.join(ROOT, "build", "release"),
                      help="build folder whose programs are tested")
+    parser.addoption("--gateway-dir", help="build folder of the control program, when it is another one")
 
 
 @pytest.fixture(scope="session")
 def build_dir(request):
     return os.path.abspath(request.config.getoption("--build-dir"))
+
+
+@pytest.fixture(scope="session", autouse=True)
+def gateway_dir(request, build_dir):
+    """Build folder of the control program; every camera of the tests takes it from there."""
+    house.TestCamera.default_gateway_dir = os.path.abspath(request.config.getoption("--gateway-dir") or build_dir)
+    return house.TestCamera.default_gateway_dir
 
 
 @pytest.fixture(scope="session")

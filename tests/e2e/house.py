@@ -7,6 +7,7 @@ import re
 import subprocess
 
 from zvcamera.camera import Camera
+from zvcamera.namespace import emulated
 
 EMPTY = b"{}"
 _LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
@@ -29,14 +30,17 @@ class TestCamera(Camera):
     """A camera that remembers its records and has the tool at hand."""
 
     __test__ = False
+    default_gateway_dir = None
 
     def __init__(self, build_dir, **options):
         self.records = []
-        super().__init__(build_dir, on_record=self.records.append, **options)
+        super().__init__(build_dir, on_record=self.records.append,
+                         **{"gateway_dir": self.default_gateway_dir, **options})
 
     def tool(self, *words):
         """The camera's tool, as its user calls it; its output."""
-        done = subprocess.run([os.path.join(self.build_dir, "zvcam"), "--run-dir", self.run_dir, *words],
+        folder = os.path.join(self.build_dir, "emulated") if emulated(self.build_dir) else self.build_dir
+        done = subprocess.run([os.path.join(folder, "zvcam"), "--run-dir", self.run_dir, *words],
                               capture_output=True, text=True, check=False, timeout=60)
         assert done.returncode == 0, done.stdout + done.stderr
         return done.stdout

@@ -125,7 +125,7 @@ class Camera:
             raise CameraError(f"the camera does not start: {failure}")
 
     def _check_files(self):
-        programs = [os.path.join(self.gateway_dir if name == namespace.CONTROL_PROGRAM else self.build_dir, name)
+        programs = [namespace.find(self.gateway_dir if name == namespace.CONTROL_PROGRAM else self.build_dir, name)
                     for name in namespace.PROGRAMS]
         for path in programs + [p for p in (self._scenario, self._given_storage) if p]:
             if not os.path.exists(path):

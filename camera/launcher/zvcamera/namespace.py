@@ -24,14 +24,23 @@ def _read_only(pairs):
     return [word for source, target in pairs for word in ("--ro-bind", source, target)]
 
 
+def find(build_dir, name):
+    """A program or library of a build folder, or of a place where one has been installed."""
+    for folder in ("", "bin", "lib"):
+        path = os.path.join(build_dir, folder, name)
+        if os.path.isfile(path):
+            return path
+    return os.path.join(build_dir, name)
+
+
 def _installation(build_dir, gateway_dir):
     """The daemons of build_dir, and the control program of gateway_dir with the libraries that it needs."""
     words = []
     for name in PROGRAMS:
         words += _program(gateway_dir if name == CONTROL_PROGRAM else build_dir, name)
     place = f"{INSTALLATION}/target/lib" if emulated(gateway_dir) else f"{INSTALLATION}/lib"
-    return words + _read_only([(os.path.join(gateway_dir, name), f"{place}/{name}") for name in LIBRARIES
-                               if os.path.exists(os.path.join(gateway_dir, name))])
+    libraries = [(find(gateway_dir, name), f"{place}/{name}") for name in LIBRARIES]
+    return words + _read_only([pair for pair in libraries if os.path.exists(pair[0])])
 
 
 def emulated(build_dir):
@@ -41,7 +50,7 @@ def emulated(build_dir):
 
 def _program(build_dir, name):
     place = f"{INSTALLATION}/bin/{name}"
-    program = os.path.join(build_dir, name)
+    program = find(build_dir, name)
     if not emulated(build_dir):
         return _read_only([(program, place)])
     scripts = os.path.join(build_dir, "emulated")
@@ -49,10 +58,10 @@ def _program(build_dir, name):
                        (os.path.realpath(os.path.join(scripts, "emulator")), f"{INSTALLATION}/target/emulator/{name}")])
 
 
-def _house(camera_dir, scenario):
+def _house(build_dir, camera_dir, scenario):
     pairs = [(os.path.join(camera_dir, "launcher", "zvcamera"), f"{HOUSE}/zvcamera"),
              (os.path.join(camera_dir, "web"), f"{HOUSE}/web"),
-             (os.path.join(camera_dir, "settings"), f"{HOUSE}/settings")]
+             (os.path.join(build_dir, "etc"), f"{HOUSE}/settings")]
     if scenario:
         pairs.append((scenario, f"{HOUSE}/scenario.json"))
     return _read_only(pairs)
@@ -75,7 +84,7 @@ def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=N
     words += _machine()
     words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",
               "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
-    words += _installation(build_dir, gateway_dir) + _house(camera_dir, scenario) + _read_only(more)
+    words += _installation(build_dir, gateway_dir) + _house(build_dir, camera_dir, scenario) + _read_only(more)
     words += ["--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():
         words += ["--setenv", name, value]

@@ -6,7 +6,7 @@ import signal
 import sys
 import time
 
-from . import check
+from . import check, namespace
 from .camera import SOURCE_DIR, Camera, CameraError
 
 _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
@@ -33,7 +33,7 @@ def _arguments(argv):
 
 
 def _greet(camera):
-    tool = os.path.join(os.path.relpath(camera.build_dir), "zvcam")
+    tool = os.path.relpath(namespace.find(camera.build_dir, "zvcam"))
     print(f"""
 The camera answers at {camera.url}
 

@@ -1,0 +1,75 @@
+# What is installed, in four components, and the Debian packages of them (cpack, into packages/ of the build folder):
+# gateway (the control program and web server snippets), platform (replacements of the closed libraries, for cameras
+# that do not bring the maker's), camera (the simulated camera) and development (headers, libzvCommon).
+#
+# The programs look for each other and for their settings below one fixed folder, so the prefix is not a matter of taste.
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+  set(CMAKE_INSTALL_PREFIX /usr/local/zarvo CACHE PATH "Where the camera has its programs" FORCE)
+endif()
+
+install(TARGETS zvControl-cgi-bin RUNTIME DESTINATION bin COMPONENT gateway)
+install(DIRECTORY camera/web/snippets/ DESTINATION share/web USE_SOURCE_PERMISSIONS COMPONENT gateway)
+
+set(components gateway camera development)
+if(NOT ZV_STANDALONE)
+  install(TARGETS zvCtrlD csi LIBRARY DESTINATION lib COMPONENT platform)
+  list(APPEND components platform)
+endif()
+
+install(TARGETS zvControlD zvNetD zvBleD zvStream zvcam RUNTIME DESTINATION bin COMPONENT camera)
+install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
+install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera USE_SOURCE_PERMISSIONS COMPONENT camera)
+install(DIRECTORY camera/launcher/zvcamera DESTINATION share/camera/launcher COMPONENT camera
+  PATTERN __pycache__ EXCLUDE)
+install(PROGRAMS camera/launcher/zvcamera.sh DESTINATION bin RENAME zvcamera COMPONENT camera)
+
+install(DIRECTORY libzvCommon/include/ platform/include/ DESTINATION include COMPONENT development)
+install(TARGETS zvCommon ARCHIVE DESTINATION lib COMPONENT development)
+install(FILES libzvCommon/exports.txt DESTINATION share/development COMPONENT development)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGE_NAME zvcontrol)
+set(CPACK_PACKAGE_CONTACT "The maintainers of zvControl <maintainers@localhost>")
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+endif()
+
+# The versions are those of the distribution that is built on. They are not computed: the machine that builds for another
+# processor has no package of that processor to ask. tests/e2e/test_packages.py runs the programs with just these.
+set(runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
+
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway)
+set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "Control gateway of the camera\n CGI program that answers the control URL space.")
+if(ZV_STANDALONE)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway-standalone)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONFLICTS zvcontrol-gateway)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_PROVIDES zvcontrol-gateway)
+else()
+  # The libraries may as well be the maker's, which belong to no package.
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS "${runtime}")
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS zvcontrol-platform)
+endif()
+
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME zvcontrol-platform)
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS "${runtime}")
+set(CPACK_COMPONENT_PLATFORM_DESCRIPTION
+  "Replacements of the camera's closed libraries\n libzvCtrlD and libcsi, for cameras that do not bring the maker's.")
+
+set(CPACK_DEBIAN_CAMERA_PACKAGE_NAME zvcontrol-camera)
+set(CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
+  "${runtime}, zvcontrol-gateway, bubblewrap, lighttpd, psmisc, python3 (>= 3.9)")
+set(CPACK_COMPONENT_CAMERA_DESCRIPTION
+  "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME zvcontrol-dev)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "Headers and support library of the control gateway\n For libraries that are loaded beside the program.")
+
+include(CPack)
