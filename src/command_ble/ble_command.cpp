@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 std::uint16_t ble_serialise(const Msg& message) {
     MemStream stream(ble_msg_buffer, BLE_MSG_SIZE);
@@ -32,15 +33,15 @@ std::uint16_t ble_exchange(std::uint16_t length) {
     return reply_length;
 }
 
-int ble_write_response(const std::string& text, char* response, int response_size) {
+int ble_write_response(const char* text, char* response, int response_size) {
     if (response == nullptr) {
         return ZV_OK;
     }
     // Asked before writing, so that a failure leaves nothing in the buffer.
-    if (response_size < 0 || text.size() >= static_cast<std::size_t>(response_size)) {
+    if (response_size < 0 || std::strlen(text) >= static_cast<std::size_t>(response_size)) {
         BLE_LOG(UTIL_LOG_ERROR, "Not enough room in buffer for response\n");
         return ZV_ERR;
     }
-    std::snprintf(response, static_cast<std::size_t>(response_size), "%s", text.c_str());
+    std::snprintf(response, static_cast<std::size_t>(response_size), "%s", text);
     return ZV_OK;
 }

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
 
 // Points the standard elements at the command tag of the BLE daemon and at data, and serialises the request
 // into ble_msg_buffer. The number of its bytes; 0 when it does not fit.
@@ -19,6 +18,6 @@ std::uint16_t ble_serialise(const Msg& message);
 // a check.
 std::uint16_t ble_exchange(std::uint16_t length);
 
-// Leaves a text in the response buffer, which may be null. 0; -1 and a log line when it does not fit, and the
-// buffer is untouched.
-int ble_write_response(const std::string& text, char* response, int response_size);
+// Leaves a zero-terminated text in the response buffer, which may be null. 0; -1 and a log line when it does
+// not fit, and the buffer is untouched.
+int ble_write_response(const char* text, char* response, int response_size);

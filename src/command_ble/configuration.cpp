@@ -9,6 +9,7 @@
 #include "zvErrno.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace {
@@ -53,7 +54,8 @@ int getConfiguration(const char* query, char* response, int response_size) {
         BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes of response to command, got %d", 1, length);
         return answerFailed(query);
     }
-    const std::string text = "\n{\"auto_connect\":" + std::to_string(ble_msg_buffer[0]) + "}\n";
+    char text[32];
+    std::snprintf(text, sizeof text, "\n{\"auto_connect\":%u}\n", ble_msg_buffer[0]);
     return ble_write_response(text, response, response_size) == ZV_OK ? ZV_OK : answerFailed(query);
 }
 

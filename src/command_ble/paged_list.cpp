@@ -188,3 +188,8 @@ int ble_read_page(const char* query, std::optional<std::uint8_t>& page) {
 int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
     return Acquisition(list, page, sink).run();
 }
+
+int ble_list_out_of_memory() {
+    BLE_LOG(UTIL_LOG_ERROR, "No memory for the list");
+    return ZV_ERR;
+}

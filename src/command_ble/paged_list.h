@@ -56,3 +56,6 @@ int ble_read_page(const char* query, std::optional<std::uint8_t>& page);
  * most 255 page requests, since a list has at most 255 entries.
  */
 int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
+
+// What a list command returns when there is no memory for its answer, which it logs: -1.
+int ble_list_out_of_memory();

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace {
@@ -102,6 +103,7 @@ int ble_pair_status(const char*, char* response, int response_size) {
         BLE_LOG(UTIL_LOG_ERROR, "Expected 1 bytes in response, got %d", length);
         return ZV_ERR;
     }
-    const std::string text = "\n{\"pairing_status\":" + std::to_string(ble_msg_buffer[0]) + "}\n";
+    char text[32];
+    std::snprintf(text, sizeof text, "\n{\"pairing_status\":%u}\n", ble_msg_buffer[0]);
     return ble_write_response(text, response, response_size);
 }

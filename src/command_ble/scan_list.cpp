@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -92,7 +93,7 @@ private:
 
 } // namespace
 
-int ble_scan_list(const char* params, char* response, int response_size) {
+int ble_scan_list(const char* params, char* response, int response_size) try {
     std::optional<std::uint8_t> page;
     if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
         return result;
@@ -101,5 +102,7 @@ int ble_scan_list(const char* params, char* response, int response_size) {
     if (const int result = ble_acquire_list(BleList::scanResults, page, list); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(list.document(), response, response_size);
+    return ble_write_response(list.document().c_str(), response, response_size);
+} catch (const std::exception&) {
+    return ble_list_out_of_memory();
 }

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -126,7 +127,7 @@ private:
 
 } // namespace
 
-int ble_whitelist_list(const char* params, char* response, int response_size) {
+int ble_whitelist_list(const char* params, char* response, int response_size) try {
     std::optional<std::uint8_t> page;
     if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
         return result;
@@ -135,10 +136,12 @@ int ble_whitelist_list(const char* params, char* response, int response_size) {
     if (const int result = ble_acquire_list(BleList::whitelist, page, list); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(list.document(), response, response_size);
+    return ble_write_response(list.document().c_str(), response, response_size);
+} catch (const std::exception&) {
+    return ble_list_out_of_memory();
 }
 
-int ble_whitelist_device(const char* params, char* response, int response_size) {
+int ble_whitelist_device(const char* params, char* response, int response_size) try {
     const char* const query = ble_query_text(params);
     std::string value;
     if (parseParam(query, "address=", value) == 0) {
@@ -153,5 +156,7 @@ int ble_whitelist_device(const char* params, char* response, int response_size) 
     if (const int result = ble_acquire_list(BleList::whitelist, std::nullopt, device); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(device.document(), response, response_size);
+    return ble_write_response(device.document().c_str(), response, response_size);
+} catch (const std::exception&) {
+    return ble_list_out_of_memory();
 }

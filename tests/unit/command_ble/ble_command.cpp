@@ -1,0 +1,58 @@
+#include "ble_command.h"
+
+#include "BleTest.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class WriteResponse : public testing::Test {
+protected:
+    WriteResponse() { g_logLevel = UTIL_LOG_INFO; }
+
+    SyslogCapture log;
+    char buffer[8] = "1234567";
+};
+
+class Exchange : public BleTest {};
+
+} // namespace
+
+TEST_F(WriteResponse, TextThatFitsWithItsZero) {
+    EXPECT_EQ(0, ble_write_response("abcdefg", buffer, 8));
+    EXPECT_STREQ("abcdefg", buffer);
+    EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+TEST_F(WriteResponse, TextThatDoesNotFitLeavesTheBufferAlone) {
+    for (const int room : {7, 1, 0, -1}) {
+        EXPECT_EQ(-1, ble_write_response("abcdefg", buffer, room));
+        EXPECT_STREQ("1234567", buffer);
+        EXPECT_THAT(log.messages(), ElementsAre("Not enough room in buffer for response\n"));
+    }
+}
+
+TEST_F(WriteResponse, NullBufferDropsTheText) {
+    EXPECT_EQ(0, ble_write_response("abcdefg", nullptr, 0));
+    EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+TEST_F(Exchange, LengthIsThatOfTheReply) {
+    peer.reply({1, 2, 3, 4});
+    std::uint8_t data[] = {5, 6};
+    EXPECT_EQ(4, ble_exchange(ble_serialise_command(data)));
+    EXPECT_THAT(peer.requests(), ElementsAre(bleRequest({5, 6})));
+}
+
+TEST_F(Exchange, LengthIsNothingWithoutAReply) {
+    peer.stayMute();
+    hurry();
+    std::uint8_t data[] = {5, 6};
+    EXPECT_EQ(0, ble_exchange(ble_serialise_command(data)));
+}
+
+TEST_F(Exchange, RequestThatDoesNotFitHasNoLength) {
+    std::vector<std::uint8_t> data(1500);
+    EXPECT_EQ(0, ble_serialise_command(data));
+}

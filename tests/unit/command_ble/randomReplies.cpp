@@ -1,0 +1,118 @@
+// Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
+// failure, and neither reads nor writes where it should not (which the sanitizers tell).
+#include "ListDaemon.h"
+
+#include <algorithm>
+#include <random>
+
+namespace {
+
+const struct {
+    Handler handler;
+    const char* query;
+} commands[] = {
+    {ble_pairing_phase, "p=1"},
+    {ble_configure, ""},
+    {ble_configure, "auto_connect=1"},
+    {ble_scan, "p=1"},
+    {ble_scan_list, ""},
+    {ble_scan_list, "p=3"},
+    {ble_pair_start, "device=1"},
+    {ble_pair_cancel, "device=1"},
+    {ble_pair_status, ""},
+    {ble_whitelist_list, ""},
+    {ble_whitelist_list, "p=3"},
+    {ble_whitelist_configure, "device=1&remove=1"},
+    {ble_whitelist_device, "address=1"},
+};
+
+class RandomReplies : public BleTest {
+protected:
+    RandomReplies() { g_logLevel = UTIL_LOG_OFF; }
+
+    std::uint8_t byte() { return static_cast<std::uint8_t>(random()); }
+    std::size_t below(std::size_t end) { return random() % end; }
+    bool oneIn(std::size_t n) { return below(n) == 0; }
+    Bytes bytes(std::size_t size) {
+        Bytes all(size);
+        std::generate(all.begin(), all.end(), [this] { return byte(); });
+        return all;
+    }
+
+    // A page that fits the request in most of its fields.
+    Bytes nearlyRightPage(const Bytes& request) {
+        const Bytes data = dataOf(request);
+        const bool scan = !data.empty() && data[0] == 4;
+        const std::size_t count = below(scan ? 16 : 37);
+        Bytes page = bytes(4 + count * (scan ? 82 : 41));
+        page[0] = oneIn(10) ? byte() : std::uint8_t{1};
+        page[2] = data.size() == 3 && !oneIn(10) ? data[1] : byte();
+        page[3] = static_cast<std::uint8_t>(oneIn(10) ? byte() : count);
+        if (oneIn(10)) {
+            page.resize(below(page.size()));
+        }
+        return replyOf(0, page);
+    }
+
+    Bytes randomReply(const Bytes& request) {
+        Bytes reply = oneIn(3) ? replyOf(oneIn(4) ? byte() : std::uint8_t{0}, bytes(below(3)))
+                               : nearlyRightPage(request);
+        if (oneIn(6)) {
+            reply = bytes(below(1501));
+        }
+        for (std::size_t changes = oneIn(3) ? below(4) : 0; changes > 0 && !reply.empty(); --changes) {
+            reply[below(reply.size())] = byte();
+        }
+        if (oneIn(8)) {
+            reply.resize(below(reply.size() + 1));
+        }
+        return reply;
+    }
+
+    // What every outcome of a command has to be like.
+    void expectAnswer(int result) {
+        if (result == 0) {
+            const std::string text = response();
+            EXPECT_TRUE(text == "untouched" ||
+                        (text.size() < 4096 && text.front() == '\n' && text.back() == '\n'));
+        } else {
+            EXPECT_EQ(-1, result);
+            EXPECT_EQ("untouched", response());
+        }
+    }
+
+    // The same replies every time.
+    std::mt19937 random{20250101}; // NOLINT(cert-msc32-c,cert-msc51-cpp)
+};
+
+} // namespace
+
+TEST_F(RandomReplies, EveryCommandEnds) {
+    peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
+    int answered = 0;
+    for (int i = 0; i < 400; ++i) {
+        for (const auto& command : commands) {
+            const std::size_t before = peer.requestCount();
+            const int result = call(command.handler, command.query);
+            expectAnswer(result);
+            answered += result == 0 ? 1 : 0;
+            EXPECT_GE(2U * 255U, peer.requestCount() - before);
+        }
+    }
+    EXPECT_LT(400, answered);
+}
+
+TEST_F(RandomReplies, EveryTruncationOfAPage) {
+    const ListDaemon scan{1, 15, std::vector<Bytes>(3, Bytes(82, 0x20))};
+    const ListDaemon whitelist{1, 30, whitelistOf(5)};
+    for (const auto& [whole, handler] : {std::pair{scan.page(0, 15), Handler{ble_scan_list}},
+                                         std::pair{whitelist.page(0, 255), Handler{ble_whitelist_list}}}) {
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            peer.reply(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+            EXPECT_EQ(-1, call(handler, ""));
+            EXPECT_EQ("untouched", response());
+        }
+        peer.reply(whole);
+        EXPECT_EQ(0, call(handler, ""));
+    }
+}
