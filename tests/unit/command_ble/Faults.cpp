@@ -8,13 +8,22 @@
 #include <map>
 #include <sys/time.h>
 
+// Where the time of a 32-bit processor is given 64 bits, the call has another name.
+#ifdef __USE_TIME_BITS64
+#define REAL_GETTIMEOFDAY __real___gettimeofday64
+#define WRAP_GETTIMEOFDAY __wrap___gettimeofday64
+#else
+#define REAL_GETTIMEOFDAY __real_gettimeofday
+#define WRAP_GETTIMEOFDAY __wrap_gettimeofday
+#endif
+
 extern "C" {
 void* __real_malloc(std::size_t size);
 void __real_free(void* block);
 mqd_t __real_mq_open(const char* name, int flags, ...);
 int __real_mq_close(mqd_t queue);
 int __real_mq_unlink(const char* name);
-int __real_gettimeofday(timeval* time, void* zone);
+int REAL_GETTIMEOFDAY(timeval* time, void* zone);
 }
 
 namespace faults {
@@ -163,8 +172,8 @@ extern "C" int __wrap_mq_unlink(const char* name) {
     return result;
 }
 
-extern "C" int __wrap_gettimeofday(timeval* time, void* zone) {
-    const int result = __real_gettimeofday(time, zone);
+extern "C" int WRAP_GETTIMEOFDAY(timeval* time, void* zone) {
+    const int result = REAL_GETTIMEOFDAY(time, zone);
     time->tv_sec += clockOffset;
     return result;
 }
