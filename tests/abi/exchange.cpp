@@ -1,0 +1,137 @@
+// A library that knows only names, loaded beside the program: it must bind to the program's own copies.
+#include "SyslogCapture.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <mqueue.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// Type 1, code "AB", payload "ping", answer to "/stranger", destination "/peer".
+const std::string request("\0\x2C\0\x01"
+                          "\0\0\x02"
+                          "AAB"
+                          "\0\0\x04"
+                          "Bping"
+                          "\0\0\x09"
+                          "D/stranger"
+                          "\0\0\x05"
+                          "C/peer"
+                          "\0\0\0\xEE",
+                          44);
+// Type 2, response "pong".
+const std::string answer("\0\x10\0\x02"
+                         "\0\0\x04"
+                         "Epong"
+                         "\0\0\0\xEE",
+                         16);
+
+// Takes a request from "/peer" and answers it on "/stranger", knowing queues and bytes only. Status 0 when the request
+// was the expected one. Later requests stay unanswered.
+pid_t startPeer() {
+    mq_attr attributes{};
+    attributes.mq_maxmsg = 4;
+    attributes.mq_msgsize = 1500;
+    const mqd_t inbox = mq_open("/peer", O_RDONLY | O_CREAT, 0664, &attributes);
+    EXPECT_NE(-1, inbox);
+    const pid_t peer = fork();
+    if (peer == 0) {
+        alarm(30);
+        char buffer[1500];
+        const ssize_t length = mq_receive(inbox, buffer, sizeof buffer, nullptr);
+        const bool right = length > 0 && request == std::string(buffer, static_cast<std::size_t>(length));
+        const mqd_t out = mq_open("/stranger", O_WRONLY);
+        const bool sent = mq_send(out, answer.data(), answer.size(), 0) == 0;
+        _exit(right && sent ? 0 : 1);
+    }
+    return peer;
+}
+
+// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread of
+// the test, whose locks it would inherit.
+class Program {
+public:
+    Program() {
+        EXPECT_EQ(0, pipe(gate_));
+        process_ = fork();
+        if (process_ == 0) {
+            char go = 0;
+            if (read(gate_[0], &go, 1) != 1) {
+                _exit(126);
+            }
+            const int nothing = open("/dev/null", O_RDWR);
+            dup2(nothing, STDOUT_FILENO);
+            dup2(nothing, STDERR_FILENO); // traces go there, too
+            setenv("LD_PRELOAD", ZV_STRANGER, 1);
+            setenv("PATH_INFO", "/command/ble/pairing_available", 1);
+            // A sanitizer's library wants to be the first that is loaded; its order does not matter here.
+            setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
+            execl(ZV_PROGRAM, ZV_PROGRAM, nullptr);
+            _exit(127);
+        }
+    }
+    pid_t letGo() {
+        EXPECT_EQ(1, write(gate_[1], "g", 1));
+        return process_;
+    }
+
+private:
+    int gate_[2] = {-1, -1};
+    pid_t process_ = -1;
+};
+
+int statusOf(pid_t process) {
+    int status = 0;
+    waitpid(process, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::vector<std::string> reportOf(const char* path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+} // namespace
+
+TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
+    const pid_t peer = startPeer();
+    Program program;
+    const int status = statusOf(program.letGo());
+    EXPECT_EQ(0, statusOf(peer));
+    EXPECT_GT(status, 0) << "the program goes on by itself, and finds no control daemon";
+    EXPECT_NE(127, status);
+
+    const std::string name = "zvControl-cgi-bin";
+    EXPECT_EQ((std::vector<std::string>{
+                  "owners " + name + " " + name + " " + name + " " + name,
+                  "words 2 0x00281420 0x30000000 10",
+                  "tables DB>         10000000 ZV_ERR_NAK abru",
+                  "level 3",
+                  "exchange 16 pong",
+                  "exchange -1 none",
+              }),
+              reportOf("/tmp/stranger.txt"));
+    EXPECT_NE(0, access("/dev/mqueue/stranger", F_OK)) << "the reply mailbox is gone";
+}
+
+TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
+    const pid_t peer = startPeer();
+    Program program;
+    zvtest::SyslogCapture log;
+    statusOf(program.letGo());
+    statusOf(peer);
+    const auto lines = log.texts();
+    EXPECT_THAT(lines, testing::Contains("UTIL_LOG_WARN :hello camera\n @stranger:77"));
+    EXPECT_THAT(lines, testing::Contains(
+                           "DB>         00000000  002c0001 00000241 41420000 04427069  .,.....AAB...Bpi\n"));
+}

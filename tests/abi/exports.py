@@ -1,0 +1,118 @@
+"""Compares symbol tables with the list of exported names.
+
+  exports.py --nm NM --exports LIST program FILE   the program's dynamic symbols: exactly the list, with the right kinds
+                                                   and sizes, beside what the C++ runtime and the linker add
+  exports.py --nm NM --exports LIST calls OBJECT   the undefined symbols of an object file: all of the list
+"""
+
+import argparse
+import re
+import struct
+import subprocess
+import sys
+
+POINTER = "pointer"
+
+# Objects by name: their size as (count, size of one). All other names are functions.
+OBJECTS = {
+    "g_debug": (1, 4),
+    "g_debug_level": (1, 4),
+    "g_logLevel": (1, 4),
+    "g_timedreceive": (1, 4),
+    "s_dmsghex": (28, 4),
+    "s_dmsgstr": (28, POINTER),
+    # A name and a 32-bit code, padded to the pointer's alignment.
+    "zvErrnoStrMap": (22 * 2, POINTER),
+}
+
+# What stands beside the list in the program's dynamic symbols, and why.
+ADDITIONS = [
+    # Templates and inline functions of the C++ library (namespace std: mangled St, or Ss, Sa and so on for std::string and
+    # its like): both the program and a shared library that it is linked with have a copy, and the linker exports the
+    # program's so that all use one. Always weak or unique.
+    ("WVu", re.compile(r"_Z(N[KVO]*|T[VTIS]|GV|GR)?(St|S[absiod]|N9__gnu_cxx).*")),
+    ("WVu", re.compile(r"_ZN[KVO]*9__gnu_cxx.*")),
+    # Operators of the same library between its own types.
+    ("WVu", re.compile(r"_ZSt\w+")),
+    # Objects of shared libraries that the program uses in place (copy relocations); their names carry a version.
+    ("BVRD", re.compile(r"\w+@+(GLIBC|GLIBCXX|CXXABI)_[\w.]+")),
+    # The linker's marks of a program's parts.
+    ("ABDGRTW", re.compile(r"_init|_fini|_edata|_end|__bss_start|_IO_stdin_used|(__)?data_start|__end__|_bss_end__|"
+                           r"__bss_(start|end)__")),
+]
+
+
+def read_list(path):
+    with open(path, encoding="ascii") as file:
+        lines = [line.split("#")[0].strip() for line in file]
+    return [line for line in lines if line]
+
+
+def is_addition(kind, name):
+    return any(kind in kinds and pattern.fullmatch(name) for kinds, pattern in ADDITIONS)
+
+
+def differences(symbols, names, pointer_size):
+    """Symbols: {name: (nm's letter, size)}. Returns lines that tell what is wrong."""
+    found = []
+    if len(names) != len(set(names)):
+        found.append("the list names something twice")
+    for name in sorted(set(OBJECTS) - set(names)):
+        found.append(f"{name}: not in the list")
+    for name in sorted(set(names) - set(symbols)):
+        found.append(f"{name}: not exported")
+    for name, (kind, size) in sorted(symbols.items()):
+        if name not in names:
+            if not is_addition(kind, name):
+                found.append(f"{name}: exported ({kind}), but not in the list")
+        elif name in OBJECTS:
+            count, one = OBJECTS[name]
+            expected = count * (pointer_size if one is POINTER else one)
+            if kind not in "BDRGS":
+                found.append(f"{name}: {kind} is no object")
+            if size != expected:
+                found.append(f"{name}: {size} bytes, {expected} expected")
+        elif kind != "T":
+            found.append(f"{name}: {kind} is no function")
+    return found
+
+
+def run_nm(nm, *arguments):
+    output = subprocess.run([nm, "--format=posix", *arguments], check=True, capture_output=True, text=True).stdout
+    symbols = {}
+    for line in output.splitlines():
+        name, kind, *rest = line.split()
+        symbols[name] = (kind, int(rest[1], 16) if len(rest) > 1 else 0)
+    return symbols
+
+
+def pointer_size_of(path):
+    with open(path, "rb") as file:
+        magic, elf_class = struct.unpack("4sB", file.read(5))
+    if magic != b"\x7fELF":
+        raise SystemExit(f"{path}: no ELF file")
+    return {1: 4, 2: 8}[elf_class]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--nm", required=True)
+    parser.add_argument("--exports", required=True)
+    parser.add_argument("what", choices=["program", "calls"])
+    parser.add_argument("file")
+    options = parser.parse_args()
+    names = read_list(options.exports)
+    if options.what == "program":
+        symbols = run_nm(options.nm, "--dynamic", "--defined-only", options.file)
+        found = differences(symbols, names, pointer_size_of(options.file))
+    else:
+        symbols = run_nm(options.nm, "--undefined-only", options.file)
+        found = [f"{name}: never used" for name in sorted(set(names) - set(symbols))]
+    for line in found:
+        print(line)
+    print(f"{len(names)} names, {len(found)} differences")
+    return 1 if found or not names else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,66 @@
+"""The check of exported names must notice every kind of difference."""
+
+import unittest
+
+from exports import OBJECTS, differences
+
+NAMES = ["trim", *OBJECTS]
+
+
+def symbols(pointer_size=8):
+    sizes = {name: count * (pointer_size if one == "pointer" else one) for name, (count, one) in OBJECTS.items()}
+    return {"trim": ("T", 40), **{name: ("D", size) for name, size in sizes.items()}}
+
+
+class Differences(unittest.TestCase):
+    def test_none(self):
+        self.assertEqual([], differences(symbols(), NAMES, 8))
+        self.assertEqual([], differences(symbols(4), NAMES, 4))
+
+    def test_missing_name(self):
+        table = symbols()
+        del table["trim"]
+        self.assertEqual(["trim: not exported"], differences(table, NAMES, 8))
+
+    def test_missing_object_in_the_list(self):
+        self.assertIn("g_debug: not in the list", differences(symbols(), [n for n in NAMES if n != "g_debug"], 8))
+
+    def test_additional_function(self):
+        for name in ["assertFailed", "_ZN2zv6reportEPKcz", "_ZNSomethingElse", "main"]:
+            table = {**symbols(), name: ("T", 10)}
+            self.assertEqual([f"{name}: exported (T), but not in the list"], differences(table, NAMES, 8))
+
+    def test_weak_function_of_our_own(self):
+        table = {**symbols(), "_ZN2zv4Text3putEPKcz": ("W", 10)}
+        self.assertEqual(1, len(differences(table, NAMES, 8)))
+
+    def test_function_instead_of_object_and_the_reverse(self):
+        self.assertEqual(["g_debug: T is no object"], differences({**symbols(), "g_debug": ("T", 4)}, NAMES, 8))
+        self.assertEqual(["trim: D is no function"], differences({**symbols(), "trim": ("D", 4)}, NAMES, 8))
+
+    def test_weak_function(self):
+        self.assertEqual(["trim: W is no function"], differences({**symbols(), "trim": ("W", 4)}, NAMES, 8))
+
+    def test_size_of_an_object(self):
+        table = {**symbols(), "g_logLevel": ("D", 8)}
+        self.assertEqual(["g_logLevel: 8 bytes, 4 expected"], differences(table, NAMES, 8))
+        self.assertEqual(2, len(differences(symbols(4), NAMES, 8)))
+
+    def test_twice_in_the_list(self):
+        self.assertEqual(["the list names something twice"], differences(symbols(), [*NAMES, "trim"], 8))
+
+    def test_additions_of_the_runtime(self):
+        table = {
+            **symbols(),
+            "_ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE6appendEPKc": ("W", 10),
+            "_ZNKSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE4sizeEv": ("W", 10),
+            "_ZStplIcSt11char_traitsIcESaIcEENSt7__cxx1112basic_stringIT_T0_T1_EEPKS5_RKS8_": ("W", 10),
+            "_ZSt4cout@GLIBCXX_3.4": ("B", 272),
+            "stdout@GLIBC_2.2.5": ("B", 8),
+            "_ZTVN10__cxxabiv120__si_class_type_infoE@CXXABI_1.3": ("V", 88),
+        }
+        self.assertEqual([], differences(table, NAMES, 8))
+
+
+if __name__ == "__main__":
+    unittest.main()
