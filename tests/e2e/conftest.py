@@ -1,8 +1,10 @@
 """Fixtures of the end-to-end tests: cameras, started from the build folder of --build-dir."""
 
 import os
+import pathlib
 import re
 import sys
+import tempfile
 
 import pytest
 
@@ -68,6 +70,14 @@ def shared_camera(build_dir):
 def camera(build_dir):
     """A fresh camera for each test."""
     yield from _serve(build_dir)
+
+
+@pytest.fixture
+def open_path():
+    """A temporary folder that every user can reach."""
+    with tempfile.TemporaryDirectory(prefix="zvtest-", dir=os.environ.get("TMPDIR") or "/tmp") as folder:
+        os.chmod(folder, 0o755)
+        yield pathlib.Path(folder)
 
 
 @pytest.fixture

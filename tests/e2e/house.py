@@ -6,7 +6,12 @@ import os
 import re
 import subprocess
 
+from zvcamera.camera import SOURCE_DIR as ROOT
 from zvcamera.camera import Camera
+from zvcamera.namespace import LIBRARIES, PROGRAMS
+
+__all__ = ["LIBRARIES", "PROGRAMS", "ROOT"]
+ORDINARY_USER = 65534
 from zvcamera.namespace import emulated
 
 EMPTY = b"{}"
@@ -99,3 +104,46 @@ def at_once(count, call):
     """call(0) to call(count - 1) at the same time; their results in this order."""
     with concurrent.futures.ThreadPoolExecutor(count) as pool:
         return list(pool.map(call, range(count)))
+
+
+class QueuePeer:
+    """Stands in for the network daemon: answers the requests of the block with the given replies, in their order.
+
+    requests: the messages that came, complete after the block.
+    """
+
+    def __init__(self, camera, *replies):
+        self._camera = camera
+        self._replies = [reply if reply == "-" else reply.hex() for reply in replies]
+        self._pool = concurrent.futures.ThreadPoolExecutor(1)
+        self.requests = []
+
+    def __enter__(self):
+        self._camera.program("zvNetD", "term")
+        with open(os.path.join(os.path.dirname(__file__), "queue_peer.py"), encoding="utf-8") as source:
+            program = source.read()
+        self._running = self._pool.submit(self._camera.run, ["/usr/bin/python3", "-c", program, *self._replies])
+        self._camera.wait_for(lambda: "to_zvnet" in self._camera.queues())
+        return self
+
+    def __exit__(self, failure, *_):
+        self._pool.shutdown(wait=failure is None)
+        if failure is None:
+            done = self._running.result()
+            assert (done.status, done.stderr) == (0, b"")
+            self.requests += [bytes.fromhex(line) for line in done.stdout.decode().split()]
+            self._camera.program("zvNetD", "start")
+
+
+def element(kind, data):
+    return bytes([0]) + len(data).to_bytes(2, "big") + bytes([kind]) + data
+
+
+def message(category, *elements):
+    body = b"".join(elements)
+    return (4 + len(body)).to_bytes(2, "big") + bytes([0, category]) + body
+
+
+def reply(status, data=b""):
+    """A well-formed reply."""
+    return message(3, element(69, bytes([status]) + data), element(238, b""))
