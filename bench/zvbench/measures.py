@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 
 from . import stand
-from .stand import CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, NAMES, PYTHON, SHELL, STAND_ALONE, STATIC_C
+from .stand import CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED, NAMES, PYTHON, SHELL, STAND_ALONE, STATIC_C
 
 AVAILABLE, STATUS = "/command/ble/pairing_available", "/command/ble/pair/status"
 _FLOORS = (STATIC_C, DYNAMIC_C, EMPTY_CPP, DYNAMIC_CPP, SHELL, PYTHON)
@@ -43,7 +43,7 @@ def start_and_memory(running, rounds):
 
 def instructions(running):
     """(b): user instructions. They hardly vary, so one run does."""
-    counts = [(NAMES[p], stand.instructions(running, p, AVAILABLE)) for p in (STATIC_C, DYNAMIC_C, EMPTY_CPP, DYNAMIC_CPP)]
+    counts = [(NAMES[p], stand.instructions(running, p, AVAILABLE)) for p in (STATIC_C, DYNAMIC_C, EMPTY_CPP, EMPTY_ORDERED, DYNAMIC_CPP)]
     empty = counts[2][1]
     for path in (AVAILABLE, STATUS):
         counts += [(f"{NAMES[p]}, {path[len('/command/ble/'):]}", stand.instructions(running, p, path)) for p in _GATEWAYS]

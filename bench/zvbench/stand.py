@@ -15,11 +15,13 @@ _CGI = os.path.join(SOURCE_DIR, "bench", "cgi")
 
 # What is compared, by the names that the tables show, as the camera has it.
 STATIC_C, DYNAMIC_C, DYNAMIC_CPP = f"{_PLACE}/hello_c_static", f"{_PLACE}/hello_c", f"{_PLACE}/hello_cpp"
-EMPTY_CPP, SHELL, PYTHON, CAT = f"{_PLACE}/empty_cpp", f"{_PLACE}/hello.sh", f"{_PLACE}/hello.py", f"{_PLACE}/cat.sh"
+EMPTY_CPP, EMPTY_ORDERED = f"{_PLACE}/empty_cpp", f"{_PLACE}/empty_cpp_ordered"
+SHELL, PYTHON, CAT = f"{_PLACE}/hello.sh", f"{_PLACE}/hello.py", f"{_PLACE}/cat.sh"
 CAMERA_SHAPE, STAND_ALONE = "/usr/local/zarvo/bin/zvControl-cgi-bin", f"{_PLACE}/zvControl-cgi-bin"
 NAMES = {
     STATIC_C: "static C hello", DYNAMIC_C: "dynamic C hello", DYNAMIC_CPP: "dynamic C++ hello",
-    EMPTY_CPP: "empty C++ main, same libraries", SHELL: "shell hello", PYTHON: "Python hello",
+    EMPTY_CPP: "empty C++ main, same libraries",
+    EMPTY_ORDERED: "empty C++ main, same libraries in the gateway's order", SHELL: "shell hello", PYTHON: "Python hello",
     STAND_ALONE: "gateway, stand-alone", CAMERA_SHAPE: "gateway, camera shape", CAT: "cat",
 }
 
