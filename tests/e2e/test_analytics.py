@@ -1,0 +1,150 @@
+"""Fetching and clearing the analytics file."""
+
+import hashlib
+import http.client
+import json
+import os
+import re
+
+import house
+import pytest
+
+GIGABYTE = 1 << 30
+
+
+def _path(camera):
+    return os.path.join(camera.storage, "analytics", "analytics.bin")
+
+
+def _write(camera, content):
+    os.makedirs(os.path.dirname(_path(camera)), exist_ok=True)
+    with open(_path(camera), "wb") as file:
+        file.write(content)
+
+
+def _fetch(camera):
+    """Status, size and digest of what comes; nothing is kept."""
+    connection = http.client.HTTPConnection("127.0.0.1", camera.port, timeout=120)
+    connection.request("GET", "/control/analytics/get")
+    response = connection.getresponse()
+    digest = hashlib.sha256()
+    size = 0
+    while block := response.read(1 << 20):
+        digest.update(block)
+        size += len(block)
+    connection.close()
+    return response.status, size, digest.hexdigest()
+
+
+@pytest.mark.parametrize("size", [0, 1, 1023, 1024, 1025, 2500])
+def test_file_arrives_byte_for_byte(shared_camera, size):
+    content = os.urandom(size)
+    _write(shared_camera, content)
+    answer = shared_camera.get("/analytics/get")
+    assert (answer.status, answer.body) == (200, content)
+    done = shared_camera.request("/analytics/get")
+    header = b"Content-Length:  %d Content-Type:  application/octet-stream\r\n\r\n" % size
+    assert (done.status, done.stdout, done.stderr) == (238, header + content, b"")
+
+
+def _peak(camera, query=""):
+    """Peak memory in kilobytes of the program while it serves the file."""
+    script = "import os,resource,subprocess,sys\n" \
+             "subprocess.run(['/usr/local/zarvo/bin/zvControl-cgi-bin'], env={'PATH_INFO': '/analytics/get'}," \
+             " stdout=subprocess.DEVNULL)\n" \
+             "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)"
+    return int(camera.run(["/usr/bin/python3", "-c", script], timeout=120).stdout)
+
+
+def test_a_gigabyte_takes_no_more_memory_than_a_byte(camera):
+    block = os.urandom(1 << 20)
+    _write(camera, b"x")
+    small = _peak(camera)
+    digest = hashlib.sha256()
+    with open(_path(camera), "wb") as file:
+        for _ in range(GIGABYTE // len(block)):
+            file.write(block)
+            digest.update(block)
+    assert _fetch(camera) == (200, GIGABYTE, digest.hexdigest())
+    # Page granularity and the loader's moods; the file is ten thousand times this.
+    assert abs(_peak(camera) - small) < 1024
+    server = camera.admin("supervisor", "status")["lighttpd"]["pid"]
+    memory = camera.run(["/bin/cat", f"/proc/{server}/status"]).stdout.decode()
+    assert int(re.search(r"VmHWM:\s*(\d+) kB", memory)[1]) < 32 << 10
+
+
+def test_busy_while_recording(camera):
+    _write(camera, b"content")
+    camera.tool("set", "recording", "1")
+    answer = camera.get("/analytics/get?a=1")
+    assert (answer.status, answer.headers["content-type"]) == (403, "application/json")
+    assert answer.json() == {"status": "busy", "zverr": -1, "_function": "handle_command_analytics", "_line": 57,
+                             "path": "/analytics/get", "query": "a=1"}
+
+
+def test_recording_state_unreadable(camera):
+    camera.tool("fail", "recording", "-5")
+    house.assert_refused(camera.get("/analytics/get"), "/analytics/get", "", -1)
+
+
+@pytest.mark.parametrize(("code", "status", "shown"), [(-1, 500, -1), (-17, 500, -17), (-4, 400, -4), (-20, 400, -3)])
+def test_daemon_that_does_not_name_the_file(camera, code, status, shown):
+    camera.tool("fail", "analytics_get", str(code))
+    answer = camera.get("/analytics/get")
+    assert (answer.status, answer.json()["zverr"]) == (status, shown)
+    assert answer.json()["_line"] == (143 if code == -20 else 150)
+
+
+def test_no_file(camera):
+    done = camera.request("/analytics/get", "q=1")
+    header, _, body = done.stdout.partition(b"\r\n\r\n")
+    assert header == b"Status: 204 No Content\r\nContent-Type: application/json"
+    assert json.loads(body) == {"status": "no content", "zverr": -1, "_function": "handle_command_analytics",
+                                "_line": 107, "path": "/analytics/get", "query": "q=1"}
+    assert done.status == 238
+    answer = camera.get("/analytics/get")
+    assert (answer.status, answer.body) == (204, b"")
+
+
+def test_file_without_positions(camera):
+    camera.run(["/usr/bin/mkfifo", "/tmp/fifo"])
+    camera.tool("analytics", "path", "/dev/stdin")
+    # A pipe opens, and has no end to seek to.
+    done = camera.request("/analytics/get")
+    body = json.loads(done.stdout.partition(b"\r\n\r\n")[2])
+    assert (body["status"], body["_line"]) == ("no content", 83)
+
+
+def test_path_is_logged(camera):
+    with camera.new_lines() as lines:
+        camera.get("/analytics/get")
+    assert "Got Analytics file response [/tmp/fuse_d/analytics/analytics.bin] \n" in [line.message for line in lines]
+
+
+@pytest.mark.parametrize(("way", "status"), [("empty", 200), ("remove", 204)])
+def test_clear(camera, way, status):
+    camera.tool("analytics", "on-clear", way)
+    camera.tool("analytics", "append", "--hex", "00ff10")
+    assert camera.get("/analytics/get").body == b"\x00\xff\x10"
+    house.assert_empty(camera.get("/analytics/clear"))
+    answer = camera.get("/analytics/get")
+    assert (answer.status, answer.body) == (status, b"")
+
+
+def test_clear_succeeds_whatever_the_daemon_says(camera):
+    camera.tool("analytics", "append", "--hex", "01")
+    camera.tool("fail", "analytics_clear", "-1")
+    house.assert_empty(camera.get("/analytics/clear"))
+    assert camera.get("/analytics/get").body == b"\x01"
+
+
+def test_collecting_file_grows_and_is_read_meanwhile(camera):
+    camera.tool("analytics", "on", "--interval-ms", "10")
+    sizes = []
+    for _ in range(3):
+        camera.wait_for(lambda: len(camera.get("/analytics/get").body) > (sizes[-1] if sizes else 0))
+        sizes.append(len(camera.get("/analytics/get").body))
+    assert sizes == sorted(set(sizes))
+    camera.tool("analytics", "off")
+    camera.get("/analytics/clear")
+    assert camera.get("/analytics/get").body == b""
