@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <poll.h>
-#include <stdexcept>
 #include <sys/socket.h>
 
 #include "Scenario.h"
@@ -22,11 +21,11 @@ void sendAll(int fd, const std::string& text, Clock::time_point deadline) {
     for (std::size_t sent = 0; sent < text.size();) {
         pollfd writable{fd, POLLOUT, 0};
         if (poll(&writable, 1, millisecondsUntil(deadline)) == 0) {
-            throw std::runtime_error("the daemon does not read");
+            throw NoAnswer("the daemon does not read");
         }
         const ssize_t length = send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (length < 0 && errno != EAGAIN && errno != EINTR) {
-            throw std::runtime_error("the daemon has ended");
+            throw NoAnswer("the daemon has ended");
         }
         sent += length > 0 ? static_cast<std::size_t>(length) : 0;
     }
@@ -52,7 +51,7 @@ bool AdminClient::readLine(std::string& line, Clock::time_point deadline) {
         char buffer[65536];
         const ssize_t length = recv(fd_.get(), buffer, sizeof buffer, 0);
         if (length <= 0) {
-            throw std::runtime_error(name_ + ": the daemon has ended");
+            throw NoAnswer(name_ + ": the daemon has ended");
         }
         input_.append(buffer, static_cast<std::size_t>(length));
     }
@@ -72,7 +71,7 @@ Json AdminClient::call(const std::string& op, Json arguments, std::chrono::milli
         }
         throw std::runtime_error(answer.value("error", "the daemon answered: " + line));
     }
-    throw std::runtime_error(name_ + ": the daemon does not answer");
+    throw NoAnswer(name_ + ": the daemon does not answer");
 }
 
 Json AdminClient::nextEvent(std::chrono::milliseconds wait) {

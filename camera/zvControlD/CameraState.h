@@ -1,12 +1,12 @@
 /*
  * What the camera knows of itself, item by item, and which of them fail at the moment.
  *
- * identity: model_number (0 to 255), model_name, firmware_version, serial_number, board_type, ap_mac, ap_ssid (texts of at
- * most 4096 bytes without a zero byte), ap_has_default_credentials (flag)
+ * identity: model_number (0 to 255), model_name, firmware_version, serial_number, board_type, ap_mac, ap_ssid
+ *           (texts of at most 4096 bytes without a zero byte), ap_has_default_credentials (flag)
  * state:    recording, ap_pairing_state (32-bit numbers)
  *
- * Besides the items, four services can be made to fail: uri_interface_open, uri_interface_close, analytics_get,
- * analytics_clear.
+ * Besides the items, four services can be made to fail: uri_interface_open, uri_interface_close,
+ * analytics_get, analytics_clear.
  */
 #pragma once
 

@@ -1,8 +1,10 @@
 /*
- * The daemon's end of the talk with the control libraries: one request packet and one answer packet a connection.
+ * The daemon's end of the talk with the control libraries: one request packet and one answer packet a
+ * connection.
  *
- * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed, a connection
- * that has not asked within idleLimit is closed, and so is the longest waiting one when there are too many.
+ * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed,
+ * a connection that has not asked within idleLimit is closed, and so is the longest waiting one when there are
+ * too many.
  */
 #pragma once
 

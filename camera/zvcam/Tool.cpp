@@ -68,6 +68,8 @@ int Tool::act() {
         std::fprintf(stderr, "zvcam: %s\n", error.what());
     } catch (const NotReachable& error) {
         std::fprintf(stderr, "zvcam: %s\n", error.what());
+    } catch (const NoAnswer& error) {
+        std::fprintf(stderr, "zvcam: %s\n", error.what());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zvcam: %s\n", error.what());
         return exitRefused;
@@ -91,7 +93,12 @@ std::unique_ptr<AdminClient> Tool::connect(const std::string& daemon) {
 
 Json Tool::call(const std::string& daemon, const std::string& op, Json arguments,
                 std::chrono::milliseconds wait) {
-    return connect(daemon)->call(op, std::move(arguments), wait);
+    const auto client = connect(daemon);
+    try {
+        return client->call(op, std::move(arguments), wait);
+    } catch (const NoAnswer&) {
+        throw NotReachable(daemon + " does not answer");
+    }
 }
 
 void Tool::print(const Json& result) const {

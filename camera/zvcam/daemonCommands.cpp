@@ -1,4 +1,7 @@
-// daemon ...: the camera's programs, by way of its supervisor.
+// daemon ...: the camera's programs; log: what they say. By way of the supervisor.
+#include <cstdio>
+#include <thread>
+
 #include "groups.h"
 
 namespace zvcam {
@@ -30,6 +33,46 @@ void addRow(CLI::App& app, Tool& tool, const Row& row) {
     });
 }
 
+void printRecord(const Tool& tool, const Json& record) {
+    if (tool.json()) {
+        tool.print(record);
+        return;
+    }
+    std::string text = record.value("text", "");
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    const std::string line = record.value("source", "") + ": " + text + "\n";
+    std::fwrite(line.data(), 1, line.size(), stdout);
+}
+
+// Prints the records from number `since` on; with follow, also those to come, until the camera ends.
+void printLog(Tool& tool, std::int64_t since, bool follow) {
+    const auto supervisor = tool.connect("supervisor");
+    for (;;) {
+        const Json answer = supervisor->call("log", {{"since", since}});
+        for (const Json& record : answer.at("records")) {
+            printRecord(tool, record);
+        }
+        std::fflush(stdout);
+        if (!follow) {
+            return;
+        }
+        since = answer.at("next").get<std::int64_t>();
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+}
+
+void addLog(CLI::App& app, Tool& tool) {
+    auto* command = app.add_subcommand("log", "Print the log of the camera's programs");
+    auto since = std::make_shared<std::int64_t>(0);
+    auto follow = std::make_shared<bool>(false);
+    command->add_option("--since", *since, "Leave out this many lines")->capture_default_str();
+    command->add_flag("-f,--follow", *follow, "Go on with the lines to come");
+    command->callback(
+        [&tool, since, follow] { tool.does([&tool, since, follow] { printLog(tool, *since, *follow); }); });
+}
+
 } // namespace
 
 void addDaemonCommands(CLI::App& app, Tool& tool) {
@@ -41,6 +84,7 @@ void addDaemonCommands(CLI::App& app, Tool& tool) {
     for (const Row& row : rows) {
         addRow(*group, tool, row);
     }
+    addLog(app, tool);
 }
 
 } // namespace zvcam

@@ -7,6 +7,6 @@ namespace zvcam {
 
 void addStateCommands(CLI::App& app, Tool& tool);     // show, set, fail, unfail
 void addAnalyticsCommands(CLI::App& app, Tool& tool); // analytics ...
-void addDaemonCommands(CLI::App& app, Tool& tool);    // daemon ...
+void addDaemonCommands(CLI::App& app, Tool& tool);    // daemon ..., log
 
 } // namespace zvcam

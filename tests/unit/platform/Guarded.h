@@ -1,4 +1,5 @@
-// Bytes that end at an inaccessible page (and begin after one): reading or writing past either end kills the test.
+// Bytes that end at an inaccessible page, with another one before them: reading or writing past their end kills
+// the test.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what they do in
-// a program that exports no logging.
+// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what
+// they do in a program that exports no logging.
 #include "csi.h"
 #include "zvCtrlD.h"
 
