@@ -66,6 +66,16 @@ class TestCamera(Camera):
             yield errors
         errors += [line.message for line in lines if line.level == "ERROR"]
 
+    def asked(self, command):
+        """Data elements of the requests of a command that the BLE daemon has taken so far."""
+        records = self.admin("zvBleD", "trace")
+        return [bytes.fromhex(record["hex"])[14:][:_length(record["hex"])] for record in records
+                if record["direction"] == "in" and record["command"] == command]
+
+    def spoil(self, command, fault, daemon="zvBleD", **parameters):
+        """Makes replies to a command go wrong; see the daemons' faults."""
+        self.admin(daemon, "fault_add", command=command, fault=fault, **parameters)
+
     def reply_queues(self):
         return [name for name in self.queues() if name.startswith("to_ZVCC")]
 
@@ -86,6 +96,11 @@ class TestCamera(Camera):
             yield
         finally:
             self.program(name, "cont")
+
+
+def _length(request):
+    """Of a request's second element; the first holds the command's tag, two bytes."""
+    return int(request[22:26], 16)
 
 
 def assert_empty(answer):
