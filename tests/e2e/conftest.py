@@ -80,9 +80,7 @@ def open_path():
         yield pathlib.Path(folder)
 
 
-@pytest.fixture
-def make_camera(build_dir):
-    """Function that starts further cameras, with the options of zvcamera.camera.Camera."""
+def _maker(build_dir):
     serving = []
 
     def make(**options):
@@ -93,3 +91,15 @@ def make_camera(build_dir):
     for generator in reversed(serving):
         for _ in generator:
             pass
+
+
+@pytest.fixture
+def make_camera(build_dir):
+    """Function that starts further cameras, with the options of zvcamera.camera.Camera."""
+    yield from _maker(build_dir)
+
+
+@pytest.fixture(scope="module")
+def make_module_camera(build_dir):
+    """The same for cameras that all tests of a file share."""
+    yield from _maker(build_dir)

@@ -123,7 +123,7 @@ def _ask(camera, uri, status, is_right):
     answer = camera.get(uri)
     try:
         right = answer.status == status and bool(is_right(answer.body))
-    except (ValueError, TypeError, KeyError, AttributeError):
+    except (ValueError, TypeError, LookupError, AttributeError):
         right = False  # no document, or not the one that was expected
     return answer, right
 
