@@ -80,7 +80,8 @@ int getCardIDStr(char* out) {
         std::fprintf(stderr, "Cannot call with null pointer\n");
         return -1;
     }
-    std::strcpy(out, "0");
+    out[0] = '0';
+    out[1] = '\0';
 
     struct stat found {};
     if (stat(folderEntry, &found) == 0) {

@@ -69,7 +69,7 @@ Result getId() {
     dup2(err, STDERR_FILENO);
     const int code = getCardIDStr(out);
     dup2(saved, STDERR_FILENO);
-    const Result result{code, std::string(out, strnlen(out, sizeof out)), contents(err)};
+    Result result{code, std::string(out, strnlen(out, sizeof out)), contents(err)};
     close(saved);
     close(err);
     return result;

@@ -14,24 +14,23 @@ namespace {
 // Memory at a known address, so that labels are literals; an inaccessible page lies on either side of it.
 class KnownMemory {
 public:
-    KnownMemory() {
-        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        void* const before = reinterpret_cast<void*>(place - page);
-        EXPECT_EQ(before, mmap(before, 3 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE,
-                               -1, 0));
-        EXPECT_EQ(0, mprotect(reinterpret_cast<void*>(place), page, PROT_READ | PROT_WRITE));
-        size_ = page;
+    KnownMemory() : size_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the address is what is wanted
+        char* const before = reinterpret_cast<char*>(place - size_);
+        EXPECT_EQ(before, mmap(before, 3 * size_, PROT_NONE,
+                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
+        start_ = before + size_;
+        EXPECT_EQ(0, mprotect(start_, size_, PROT_READ | PROT_WRITE));
     }
     // Text at an offset; counted from the end of the memory when the offset is negative.
     const void* put(long offset, const std::string& text) const {
-        const std::uintptr_t at =
-            place + static_cast<std::uintptr_t>(offset < 0 ? static_cast<long>(size_) + offset : offset);
-        return std::memcpy(reinterpret_cast<void*>(at), text.data(), text.size());
+        return std::memcpy(offset < 0 ? start_ + size_ + offset : start_ + offset, text.data(), text.size());
     }
 
 private:
     static constexpr std::uintptr_t place = 0x20000000;
     std::size_t size_;
+    char* start_ = nullptr;
 };
 
 using Dump = int (*)(char*, uint32_t, const void*, uint32_t, const char*);
