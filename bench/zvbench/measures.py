@@ -96,6 +96,7 @@ def analytics(sizes, repeats):
 def whitelist(running, rounds):
     """(f): a device that is not in the whitelist, so that every page is fetched."""
     running.admin("zvBleD", "whitelist_clear")
+    running.admin("zvBleD", "ble_set", settings={"whitelist_slots": 255})
     rows, devices = [], 0
     for pages in range(1, 8):
         while devices < 36 * pages:

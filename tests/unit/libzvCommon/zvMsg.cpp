@@ -54,7 +54,9 @@ Bytes received(zvMbox_attr& box) {
 Bytes answer(const std::string& data) {
     Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0,
                    0, static_cast<uint8_t>(data.size()),      69};
-    bytes.insert(bytes.end(), data.begin(), data.end());
+    for (const char byte : data) {
+        bytes.push_back(static_cast<uint8_t>(byte));
+    }
     bytes.insert(bytes.end(), {0, 0, 0, 238});
     return bytes;
 }
