@@ -15,7 +15,8 @@ _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.jso
 def _print_record(record):
     clock = time.strftime("%H:%M:%S", time.localtime(record["time"]))
     pid = f"[{record['pid']}]" if record["pid"] else ""
-    print(f"{clock} {record['source']}{pid}: {record['text']}", flush=True)
+    text = record["text"].replace("\n", "\\n")
+    print(f"{clock} {record['source']}{pid}: {text}", flush=True)
 
 
 def _arguments(argv):
