@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -18,11 +19,12 @@ public:
     explicit ControlDaemon(const std::string& scenario = "{}") {
         std::filesystem::create_directories("/run/zarvo");
         std::ofstream("/tmp/scenario.json") << scenario;
-        pid_ = fork();
-        if (pid_ == 0) {
-            execl(ZV_CONTROL_DAEMON, "zvControlD", "--scenario", "/tmp/scenario.json",
-                  static_cast<char*>(nullptr));
-            _exit(127);
+        // Not fork(): the test may have threads by now, and the child would inherit their locks.
+        std::string words[] = {"zvControlD", "--scenario", "/tmp/scenario.json"};
+        char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+        if (posix_spawn(&pid_, ZV_CONTROL_DAEMON, nullptr, nullptr, arguments, environ) != 0) {
+            std::perror(ZV_CONTROL_DAEMON);
+            std::abort();
         }
         while (!std::filesystem::exists("/run/zarvo/zvControlD.admin")) {
             if (waitpid(pid_, nullptr, WNOHANG) != 0) {
