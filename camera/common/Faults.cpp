@@ -170,6 +170,14 @@ const char* toText(FaultKind kind) {
     return infoOf(kind).name;
 }
 
+std::string faultParameter(const std::string& fault) {
+    const KindInfo* info = findKind(fault);
+    if (info == nullptr) {
+        throw JsonError("no such fault: " + fault);
+    }
+    return info->parameter == nullptr ? "" : info->parameter;
+}
+
 FaultRule readFaultRule(const Json& rule, const std::string& where) {
     JsonReader reader(rule, where);
     FaultRule read;

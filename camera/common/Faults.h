@@ -49,6 +49,8 @@ struct FaultRule {
 FaultRule readFaultRule(const Json& rule, const std::string& where);
 Json toJson(const FaultRule& rule);
 const char* toText(FaultKind kind);
+// The key of a fault's parameter ("ms"); empty when it takes none. Throws JsonError when there is no such fault.
+std::string faultParameter(const std::string& fault);
 
 // What a reply answers.
 struct RequestInfo {

@@ -5,9 +5,8 @@ namespace {
 
 // In the order of the help text.
 constexpr CommandGroup groups[] = {
-    addStateCommands,
-    addAnalyticsCommands,
-    addDaemonCommands,
+    addStateCommands, addAnalyticsCommands, addBleCommands,
+    addFaultCommands, addTraceCommands,     addDaemonCommands,
 };
 
 } // namespace

@@ -1,0 +1,102 @@
+#include "bleText.h"
+
+#include <cstdio>
+
+#include "Explain.h"
+
+namespace zvcam {
+namespace {
+
+std::string textOf(const Json& json) {
+    return json.is_string() ? json.get<std::string>() : json.dump();
+}
+
+std::string number(const Json& json, int width) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%*lld", width, static_cast<long long>(json.get<std::int64_t>()));
+    return text;
+}
+
+std::string uuids(const Json& device) {
+    std::string text;
+    for (const char* list : {"uuid16", "uuid128"}) {
+        for (const Json& uuid : device.at(list)) {
+            text += " " + textOf(uuid);
+        }
+    }
+    return text;
+}
+
+std::string aired(const Json& device, const char* rssi) {
+    return "  " + textOf(device.at("address")) + "  type " + textOf(device.at("address_type")) + " " +
+           number(device.at(rssi), 5) + " dBm  " + quoteText(textOf(device.at("name"))) + uuids(device);
+}
+
+std::string scanText(const Json& scan) {
+    const bool running = scan.at("running").get<bool>();
+    std::string text =
+        "scan: " + (running ? "running, mode " + textOf(scan.at("mode")) : std::string("stopped")) +
+        ", list id " + textOf(scan.at("list_id")) + ", " + std::to_string(scan.at("found").size()) +
+        " found\n";
+    for (const Json& found : scan.at("found")) {
+        text += aired(found, "rssi") + "\n";
+    }
+    return text;
+}
+
+std::string pairingText(const Json& pairing) {
+    return "pairing: " + textOf(pairing.at("status")) + " (" + textOf(pairing.at("meaning")) + "), device " +
+           textOf(pairing.at("address")) + " type " + textOf(pairing.at("address_type")) + "\n";
+}
+
+std::string slotText(const Json& slot) {
+    const bool inUse = slot.at("in_use").get<bool>();
+    std::string text =
+        (inUse ? "  " : "  free: ") + textOf(slot.at("address")) + "  " + quoteText(textOf(slot.at("name")));
+    for (const char* flag : {"mitm", "auto_connect", "connected"}) {
+        text += slot.at(flag).get<bool>() ? std::string(" ") + flag : "";
+    }
+    return text;
+}
+
+std::string whitelistText(const Json& whitelist) {
+    std::string text = "whitelist: list id " + textOf(whitelist.at("list_id")) + ", " +
+                       std::to_string(whitelist.at("slots").size()) + " slots\n";
+    int index = 0;
+    for (const Json& slot : whitelist.at("slots")) {
+        text += number(index++, 5) + slotText(slot) + "\n";
+    }
+    return text;
+}
+
+std::string devicesText(const Json& devices) {
+    std::string text = "devices: " + std::to_string(devices.size()) + "\n";
+    for (const Json& device : devices) {
+        text += aired(device, "rssi_now") +
+                (device.at("in_range").get<bool>() ? ", in range" : ", out of range") + ", " +
+                textOf(device.at("presence")) + ", pairing " + textOf(device.at("pairing")) +
+                (device.at("mitm").get<bool>() ? ", mitm" : "") + "\n";
+    }
+    return text;
+}
+
+} // namespace
+
+std::string bleText(const Json& state, const std::string& part) {
+    std::string text;
+    const auto wanted = [&](const char* name) { return part.empty() || part == name; };
+    if (part.empty()) {
+        text += "settings: auto_connect=" + textOf(state.at("auto_connect"));
+        for (const auto& [key, value] : state.at("settings").items()) {
+            text += " " + key + "=" + textOf(value);
+        }
+        text += "\n";
+    }
+    text += wanted("devices") ? devicesText(state.at("devices")) : "";
+    text += wanted("scan") ? scanText(state.at("scan")) : "";
+    text += wanted("pairing") ? pairingText(state.at("pairing")) : "";
+    text += wanted("whitelist") ? whitelistText(state.at("whitelist")) : "";
+    return text;
+}
+
+} // namespace zvcam

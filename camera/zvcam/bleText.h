@@ -1,0 +1,13 @@
+// The radio's state for a terminal.
+#pragma once
+
+#include <string>
+
+#include "JsonReader.h"
+
+namespace zvcam {
+
+// state: what zvBleD's operation "ble" gives. part: "scan", "pairing", "whitelist", "devices", or empty for all.
+std::string bleText(const Json& state, const std::string& part);
+
+} // namespace zvcam
