@@ -65,9 +65,13 @@ void AdminServer::serve(std::uint64_t id, short revents) {
         client.ending = true;
     }
     serving_ = id;
-    handleLines(client);
+    const bool bearable = handleLines(client);
     serving_ = 0;
-    update(id);
+    if (bearable) {
+        update(id);
+    } else {
+        drop(id);
+    }
 }
 
 // False at the end of what the client has to say.
@@ -81,11 +85,14 @@ bool AdminServer::read(Client& client) {
     return length < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-void AdminServer::handleLines(Client& client) {
+// False for a client that asks for more than it reads.
+bool AdminServer::handleLines(Client& client) {
     std::size_t start = 0;
     for (std::size_t end; (end = client.input.find('\n', start)) != std::string::npos; start = end + 1) {
-        // What a client asks for without reading must not pile up: update() drops it.
-        if (end > start && client.output.size() <= unreadLimit) {
+        if (client.output.size() > unreadLimit) {
+            return false;
+        }
+        if (end > start) {
             client.output += answer(client, client.input.substr(start, end - start));
         }
     }
@@ -95,6 +102,7 @@ void AdminServer::handleLines(Client& client) {
         client.output += errorLine("request line too long");
         client.ending = true;
     }
+    return true;
 }
 
 std::string AdminServer::answer(Client& client, const std::string& line) {

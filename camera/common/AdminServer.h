@@ -60,7 +60,7 @@ private:
     void accept();
     void serve(std::uint64_t id, short revents);
     bool read(Client& client);
-    void handleLines(Client& client);
+    bool handleLines(Client& client);
     std::string answer(Client& client, const std::string& line);
     bool flush(Client& client);
     void update(std::uint64_t id);

@@ -61,8 +61,8 @@ std::string readCommand(JsonReader& reader) {
         reader.fail("command", "missing");
     }
     std::string text;
-    if (value->is_number_unsigned()) {
-        text = std::to_string(value->get<std::uint64_t>());
+    if (value->is_number_integer()) {
+        text = std::to_string(value->get<std::int64_t>());
     } else {
         reader.text("command", text);
     }

@@ -181,7 +181,10 @@ void Radio::advanceConnections(Millis now) {
         if (!slot.connectAt) {
             slot.connectAt = now + settings.connectTime;
         }
-        slot.connected = now >= *slot.connectAt;
+        if (now >= *slot.connectAt) {
+            slot.connected = true;
+            slot.connectAt.reset();
+        }
     }
 }
 
