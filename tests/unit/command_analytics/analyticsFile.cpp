@@ -2,8 +2,8 @@
 
 #include "WrappedWrite.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -46,7 +46,7 @@ ssize_t readSource(void* cookie, char* block, std::size_t size) {
         return -1;
     }
     const std::size_t length = std::min({size, source.bytes.size() - source.at, source.failAt - source.at});
-    std::memcpy(block, source.bytes.data() + source.at, length);
+    source.bytes.copy(block, length, source.at);
     source.at += length;
     return static_cast<ssize_t>(length);
 }
