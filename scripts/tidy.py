@@ -48,8 +48,10 @@ def run(root, preset, jobs):
     os.makedirs(marks, exist_ok=True)
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as commands:
         entries = json.load(commands)
-    with open(os.path.join(root, ".clang-tidy"), "rb") as rules:
-        fixed = rules.read() + subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
+    fixed = subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
+    for name in (".clang-tidy", "tests/.clang-tidy"):
+        with open(os.path.join(root, name), "rb") as rules:
+            fixed += rules.read()
     made_from = _dependencies(build)
 
     def check(entry):
