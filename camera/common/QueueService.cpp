@@ -149,6 +149,8 @@ void QueueService::reply(const QueueRequest& request, const PlannedFaults& plann
 }
 
 void QueueService::send(const std::string& queue, const std::string& command, const Outgoing& out) {
+    // Before it is sent: the receiver's own record must not seem older.
+    const std::int64_t time = wallClock();
     std::string note = "not sent";
     if (!out.missing) {
         const SendResult result = sendWithoutWaiting(queue, out.bytes);
@@ -159,6 +161,7 @@ void QueueService::send(const std::string& queue, const std::string& command, co
         ++(result == SendResult::Sent ? answered_ : unanswered_);
     }
     TraceRecord record;
+    record.time = time;
     record.queue = queue;
     record.command = command;
     record.note = note + (out.faults.empty() ? "" : ", faults: " + out.faults);
@@ -166,13 +169,14 @@ void QueueService::send(const std::string& queue, const std::string& command, co
     trace(std::move(record));
 }
 
-void QueueService::traceOut(const std::string& queue, const QueueRequest& request, const Bytes& bytes,
-                            const std::string& note) {
+void QueueService::traceForwarded(const std::string& queue, const QueueRequest& request,
+                                  const std::string& note, std::int64_t time) {
     TraceRecord record;
+    record.time = time;
     record.queue = queue;
     record.command = request.info.command;
     record.note = note;
-    record.bytes = bytes;
+    record.bytes = request.raw;
     trace(std::move(record));
 }
 

@@ -51,8 +51,9 @@ public:
     void reply(const QueueRequest& request, const PlannedFaults& planned, Status status,
                const Bytes& data = {});
 
-    void traceOut(const std::string& queue, const QueueRequest& request, const Bytes& bytes,
-                  const std::string& note);
+    // A request that was passed on to another queue, at the time given, or was not.
+    void traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,
+                        std::int64_t time);
     void countForwarded() { ++forwarded_; }
 
 private:

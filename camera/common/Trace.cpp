@@ -90,7 +90,7 @@ std::string toText(const TraceRecord& record, bool fields) {
 
 const TraceRecord& TraceRing::add(TraceRecord record) {
     record.number = ++last_;
-    record.time = wallClock();
+    record.time = record.time != 0 ? record.time : wallClock();
     record.daemon = daemon_;
     bytes_ += record.bytes.size();
     records_.push_back(std::move(record));

@@ -12,7 +12,7 @@ namespace zvcam {
 
 struct TraceRecord {
     std::uint64_t number = 0; // counted per daemon, from 1
-    std::int64_t time = 0;    // microseconds since 1970
+    std::int64_t time = 0;    // microseconds since 1970; of a sent one: just before it was sent
     std::string daemon;
     bool in = false; // the daemon received it; else it sent it
     std::string queue;
@@ -39,7 +39,7 @@ public:
 
     explicit TraceRing(std::string daemon) : daemon_(std::move(daemon)) {}
 
-    // Fills in number, time and daemon, and returns the kept record.
+    // Fills in number and daemon, and the time unless it is known, and returns the kept record.
     const TraceRecord& add(TraceRecord record);
     // The records with a number above `after`, oldest first.
     Json since(std::uint64_t after) const;

@@ -10,9 +10,10 @@ Forwarder::~Forwarder() {
 }
 
 void Forwarder::forward(const QueueRequest& request) {
+    const std::int64_t time = wallClock();
     const SendResult result = backlog_.empty() ? sendWithoutWaiting(queue_, request.raw) : SendResult::Full;
     if (result != SendResult::Full || backlog_.size() >= backlogLimit) {
-        settled_(request, result);
+        settled_(request, result, time);
         return;
     }
     backlog_.push_back({request, EventLoop::Clock::now() + keepTime});
@@ -23,6 +24,7 @@ void Forwarder::forward(const QueueRequest& request) {
 
 void Forwarder::retry() {
     while (!backlog_.empty()) {
+        const std::int64_t time = wallClock();
         const SendResult result = sendWithoutWaiting(queue_, backlog_.front().request.raw);
         if (result == SendResult::Full && EventLoop::Clock::now() < backlog_.front().until) {
             timer_ = loop_.addTimer(retryTime, [this] { retry(); });
@@ -30,7 +32,7 @@ void Forwarder::retry() {
         }
         const Kept kept = std::move(backlog_.front());
         backlog_.pop_front();
-        settled_(kept.request, result);
+        settled_(kept.request, result, time);
     }
 }
 

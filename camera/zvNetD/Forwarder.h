@@ -13,8 +13,8 @@ namespace zvcam {
 
 class Forwarder {
 public:
-    // Called for every message once it is settled: Sent, or why it was given up.
-    using Settled = std::function<void(const QueueRequest&, SendResult)>;
+    // Called for every message once it is settled: Sent, or why it was given up; and when (wallClock()) it was sent.
+    using Settled = std::function<void(const QueueRequest&, SendResult, std::int64_t time)>;
 
     static constexpr std::size_t backlogLimit = 64;
     // A client waits 15 seconds at most: what is older would be answered to nobody.

@@ -16,8 +16,9 @@ constexpr std::int32_t pairingEnded = 0;
 
 NetDaemon::NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults)
     : service_(loop, admin, "zvNetD", ownQueue), control_(loop, runDir),
-      forwarder_(loop, bleQueue,
-                 [this](const QueueRequest& request, SendResult result) { settled(request, result); }) {
+      forwarder_(loop, bleQueue, [this](const QueueRequest& request, SendResult result, std::int64_t time) {
+          settled(request, result, time);
+      }) {
     service_.loadFaults(faults, [](const std::string& command) {
         return command == "PD" || command == "PX" || command == "*";
     });
@@ -37,14 +38,14 @@ void NetDaemon::handle(const QueueRequest& request) {
     }
 }
 
-void NetDaemon::settled(const QueueRequest& request, SendResult result) {
+void NetDaemon::settled(const QueueRequest& request, SendResult result, std::int64_t time) {
     if (result == SendResult::Sent) {
         service_.countForwarded();
-        service_.traceOut(bleQueue, request, request.raw, toText(result));
+        service_.traceForwarded(bleQueue, request, toText(result), time);
         return;
     }
     logError("%s: request for %s not passed on: %s", ownQueue, bleQueue, toText(result));
-    service_.traceOut(bleQueue, request, request.raw, std::string("not passed on: ") + toText(result));
+    service_.traceForwarded(bleQueue, request, std::string("not passed on: ") + toText(result), time);
     service_.reply(request, {}, Status::Unreachable);
 }
 

@@ -24,7 +24,7 @@ public:
 private:
     void handle(const QueueRequest& request);
     void handleOwn(const QueueRequest& request);
-    void settled(const QueueRequest& request, SendResult result);
+    void settled(const QueueRequest& request, SendResult result, std::int64_t time);
 
     QueueService service_;
     ControlLink control_;
