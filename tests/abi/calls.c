@@ -31,7 +31,7 @@ static int failures = 0;
 
 _Static_assert(sizeof g_logLevel == 4 && sizeof g_timedreceive == 4, "signed words");
 _Static_assert(sizeof g_debug == 4 && sizeof g_debug_level == 4, "unsigned words");
-_Static_assert(sizeof s_dmsghex == 28 * 4, "a class for every direction");
+_Static_assert(sizeof s_dmsghex == 112, "a class for every direction");
 _Static_assert(sizeof s_dmsgstr == 28 * sizeof(char*), "a marker for every direction");
 _Static_assert(sizeof zvErrnoStrMap / sizeof zvErrnoStrMap[0] == 22, "a row for every code");
 

@@ -131,6 +131,7 @@ TEST(zvMbox, OpeningForSendingIsForSendingOnly) {
 TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     const std::string tx = "[   zvMbox_txopen:  76] mbox=/none errno=No such file or directory\n";
     const std::string rx = "[zvMbox_rxopen_ext:  58] mbox=noslash errno=Invalid argument\n";
+    const std::string both = std::string("@").append(tx).append("@").append(rx);
     for (const uint32_t file : {0U, toFile}) {
         for (const uint32_t out : {0U, toStdout}) {
             const Reported all = reported(atMailbox | file | out, [] {
@@ -144,8 +145,8 @@ TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
             EXPECT_EQ(1, all.lines[0].facility);
             EXPECT_THAT(all.ended.err, HasSubstr(tx));
             EXPECT_THAT(all.ended.err, HasSubstr(rx));
-            EXPECT_EQ(out != 0 ? "@" + tx + "@" + rx : "", withoutTimes(all.ended.out));
-            EXPECT_EQ(file != 0 ? "@" + tx + "@" + rx : "(no file)", withoutTimes(all.file));
+            EXPECT_EQ(out != 0 ? both : "", withoutTimes(all.ended.out));
+            EXPECT_EQ(file != 0 ? both : "(no file)", withoutTimes(all.file));
         }
     }
 }
@@ -271,7 +272,7 @@ TEST(zvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits)
             EXPECT_EQ(7, all.lines[0].priority);
             EXPECT_THAT(all.ended.err, HasSubstr(report));
             EXPECT_THAT(all.ended.err, HasSubstr(full));
-            const std::string both = "@" + report + "@" + full;
+            const std::string both = std::string("@").append(report).append("@").append(full);
             EXPECT_EQ(out != 0 ? both : "", withoutTimes(all.ended.out));
             EXPECT_EQ(file != 0 ? both : "(no file)", withoutTimes(all.file));
         }

@@ -147,7 +147,8 @@ TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
                 EXPECT_EQ(1, each.facility);
             }
             EXPECT_THAT(all.ended.err, testing::HasSubstr(first));
-            const std::string printed = "@\n@" + first + "@" + second; // the time and a blank, then the line
+            const std::string printed =
+                std::string("@\n@").append(first).append("@").append(second); // the time and a blank first
             EXPECT_EQ(out != 0 ? printed : "", withoutTimes(all.ended.out));
             EXPECT_EQ(file != 0 ? printed : "(no file)", withoutTimes(all.file));
         }
