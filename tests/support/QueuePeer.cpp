@@ -9,7 +9,7 @@ namespace zvtest {
 namespace {
 
 constexpr const char* requestQueue = "/to_zvnet";
-constexpr const char* stopMark = "-- stop --";
+constexpr char stopMark[] = "-- stop --";
 constexpr long messageSize = 2048;
 
 // A full or missing reply queue is the reader's concern: the peer never waits.

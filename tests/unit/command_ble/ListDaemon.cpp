@@ -42,6 +42,7 @@ Bytes whitelistEntry(const Bytes& address, int flags, const std::string& name) {
 
 std::vector<Bytes> whitelistOf(int count) {
     std::vector<Bytes> entries;
+    entries.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         entries.push_back(whitelistEntry({static_cast<std::uint8_t>(i), 0, 0, 0, 0, 0}, 0x0040));
     }
