@@ -18,8 +18,8 @@ bool validQueueName(std::string_view name) {
         return false;
     }
     const std::string_view rest = name.substr(1);
-    return rest.find('/') == std::string_view::npos && rest.find('\0') == std::string_view::npos &&
-           rest != "." && rest != "..";
+    const auto usable = [](char c) { return c > ' ' && c < '\x7f' && c != '/'; };
+    return std::all_of(rest.begin(), rest.end(), usable) && rest != "." && rest != "..";
 }
 
 OwnedQueue::OwnedQueue(std::string name, long messages, long messageSize)

@@ -19,8 +19,7 @@ constexpr long daemonQueueMessages = 10;
 constexpr long daemonQueueMessageSize = 2048;
 constexpr std::size_t clientMessageSize = 1500;
 
-// True for "/name": one slash, at the start, at most 255 characters, none of them a zero byte, not "/." or
-// "/..".
+// True for "/name": one slash, at the start, at most 255 characters that print and are no blanks, not "/." or "/..".
 bool validQueueName(std::string_view name);
 
 // A queue of this daemon's own: created anew (a queue left behind by a daemon that was killed is removed),

@@ -2,8 +2,8 @@
 
 namespace zvcam {
 
-Forwarder::Forwarder(EventLoop& loop, std::string queue, Settled settled)
-    : loop_(loop), queue_(std::move(queue)), settled_(std::move(settled)) {}
+Forwarder::Forwarder(EventLoop& loop, std::string queue, Settled settled, std::chrono::milliseconds keepTime)
+    : loop_(loop), queue_(std::move(queue)), settled_(std::move(settled)), keepTime_(keepTime) {}
 
 Forwarder::~Forwarder() {
     loop_.cancelTimer(timer_);
@@ -16,7 +16,7 @@ void Forwarder::forward(const QueueRequest& request) {
         settled_(request, result, time);
         return;
     }
-    backlog_.push_back({request, EventLoop::Clock::now() + keepTime});
+    backlog_.push_back({request, EventLoop::Clock::now() + keepTime_});
     if (backlog_.size() == 1) {
         timer_ = loop_.addTimer(retryTime, [this] { retry(); });
     }

@@ -18,10 +18,11 @@ public:
 
     static constexpr std::size_t backlogLimit = 64;
     // A client waits 15 seconds at most: what is older would be answered to nobody.
-    static constexpr std::chrono::milliseconds keepTime{15000};
+    static constexpr std::chrono::milliseconds clientPatience{15000};
     static constexpr std::chrono::milliseconds retryTime{5};
 
-    Forwarder(EventLoop& loop, std::string queue, Settled settled);
+    Forwarder(EventLoop& loop, std::string queue, Settled settled,
+              std::chrono::milliseconds keepTime = clientPatience);
     ~Forwarder();
     Forwarder(const Forwarder&) = delete;
     Forwarder& operator=(const Forwarder&) = delete;
@@ -39,6 +40,7 @@ private:
     EventLoop& loop_;
     std::string queue_;
     Settled settled_;
+    std::chrono::milliseconds keepTime_;
     std::deque<Kept> backlog_;
     EventLoop::TimerId timer_ = 0;
 };

@@ -16,7 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-pid_t spawn(const std::string& name, const std::vector<std::string>& arguments, int errorFd) {
+pid_t spawn(const std::string& name, const std::vector<std::string>& arguments, int outFd, int errorFd) {
     const std::string program = std::string(ZV_BUILD_DIR) + "/" + name;
     std::vector<std::string> words{program};
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -27,7 +27,8 @@ pid_t spawn(const std::string& name, const std::vector<std::string>& arguments, 
             argv.push_back(word.data());
         }
         argv.push_back(nullptr);
-        if (errorFd >= 0) {
+        if (outFd >= 0) {
+            dup2(outFd, STDOUT_FILENO);
             dup2(errorFd, STDERR_FILENO);
         }
         execv(program.c_str(), argv.data());
@@ -60,7 +61,7 @@ DaemonProcess::DaemonProcess(const std::string& name, const std::string& scenari
         std::ofstream("/tmp/" + name + ".scenario") << scenario;
         arguments.insert(arguments.end(), {"--scenario", "/tmp/" + name + ".scenario"});
     }
-    pid_ = spawn(name, arguments, -1);
+    pid_ = spawn(name, arguments, -1, -1);
     for (const Clock::time_point end = Clock::now() + std::chrono::seconds(20); Clock::now() < end;) {
         try {
             call("nothing");
@@ -119,15 +120,21 @@ int DaemonProcess::wait() {
     return -1000;
 }
 
-std::pair<int, std::string> runToEnd(const std::string& name, const std::vector<std::string>& arguments) {
-    const char* path = "/tmp/stderr";
-    const int fd = open(path, O_RDWR | O_CREAT | O_TRUNC, 0600);
-    const pid_t pid = spawn(name, arguments, fd);
-    close(fd);
+Ended runToEnd(const std::string& name, const std::vector<std::string>& arguments) {
+    const std::string outPath = "/tmp/" + name + ".out";
+    const std::string errorPath = "/tmp/" + name + ".error";
+    const int out = open(outPath.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    const int error = open(errorPath.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    const pid_t pid = spawn(name, arguments, out, error);
+    close(out);
+    close(error);
     int status = 0;
     waitpid(pid, &status, 0);
-    std::ifstream file(path);
-    return {statusOf(status), {std::istreambuf_iterator<char>(file), {}}};
+    const auto whole = [](const std::string& path) {
+        std::ifstream file(path);
+        return std::string{std::istreambuf_iterator<char>(file), {}};
+    };
+    return {statusOf(status), whole(outPath), whole(errorPath)};
 }
 
 TestQueue::TestQueue(std::string name, long messages, long size)

@@ -39,8 +39,13 @@ private:
     pid_t pid_;
 };
 
-// Runs a program that is expected to end by itself; exit status and standard error.
-std::pair<int, std::string> runToEnd(const std::string& name, const std::vector<std::string>& arguments);
+struct Ended {
+    int status; // exit status, or minus the signal that ended it
+    std::string out;
+    std::string error;
+};
+// Runs a program that is expected to end by itself.
+Ended runToEnd(const std::string& name, const std::vector<std::string>& arguments);
 
 // A client's queue: made and removed by the test.
 class TestQueue {

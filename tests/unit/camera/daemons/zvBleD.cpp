@@ -288,9 +288,9 @@ TEST(zvBleD, endsOnSigtermAndRemovesItsQueueAndSocket) {
 
 TEST(zvBleD, aSecondOneDoesNotTakeTheQueueAway) {
     DaemonProcess daemon("zvBleD");
-    const auto [status, text] = runToEnd("zvBleD", {});
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(text, "zvBleD: /run/zarvo/zvBleD.admin is served by another process\n");
+    const Ended second = runToEnd("zvBleD", {});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.error, "zvBleD: /run/zarvo/zvBleD.admin is served by another process\n");
     Client client;
     EXPECT_EQ(client.ask({10}), byteReply(1));
 }
@@ -298,9 +298,9 @@ TEST(zvBleD, aSecondOneDoesNotTakeTheQueueAway) {
 TEST(zvBleD, aWrongScenarioIsAClearError) {
     std::ofstream("/tmp/wrong.json") << R"({"ble":{"devices":[{"address":"00"}]}})";
     ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
-    EXPECT_EQ(runToEnd("zvBleD", {"--scenario", "/tmp/wrong.json"}),
-              (std::pair<int, std::string>{
-                  1, "zvBleD: ble.devices[0].address: an address has twelve hexadecimal digits: 00\n"}));
+    const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/wrong.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.error, "zvBleD: ble.devices[0].address: an address has twelve hexadecimal digits: 00\n");
     EXPECT_FALSE(queueExists(ble));
 }
 

@@ -240,12 +240,13 @@ TEST(zvNetD, startsAgainAfterItWasKilled) {
 }
 
 TEST(zvNetD, wrongOptionsAndScenariosAreClearErrors) {
-    EXPECT_EQ(runToEnd("zvNetD", {"--nonsense"}).first, 2);
-    EXPECT_EQ(runToEnd("zvNetD", {"--scenario", "/none"}),
-              (std::pair<int, std::string>{1, "zvNetD: /none: cannot be opened\n"}));
-    const auto [status, text] = runToEnd("zvNetD", {"--run-dir", "/nowhere"});
-    EXPECT_EQ(status, 1);
-    EXPECT_THAT(text, HasSubstr("/nowhere/zvNetD.admin"));
+    EXPECT_EQ(runToEnd("zvNetD", {"--nonsense"}).status, 2);
+    Ended ended = runToEnd("zvNetD", {"--scenario", "/none"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.error, "zvNetD: /none: cannot be opened\n");
+    ended = runToEnd("zvNetD", {"--run-dir", "/nowhere"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.error, HasSubstr("/nowhere/zvNetD.admin"));
     EXPECT_FALSE(queueExists(net));
 }
 
