@@ -54,10 +54,11 @@ Json parseNumber(const ItemRow& row, const Json& value, std::int64_t low, std::i
 }
 
 Json parseFlag(const ItemRow& row, const Json& value) {
-    if (value == true || value == 1 || value == "true" || value == "1") {
+    const std::string text = value.is_string() ? value.get<std::string>() : toLine(value);
+    if (text == "true" || text == "1") {
         return true;
     }
-    if (value == false || value == 0 || value == "false" || value == "0") {
+    if (text == "false" || text == "0") {
         return false;
     }
     throw JsonError(std::string(row.name) + ": must be true or false");

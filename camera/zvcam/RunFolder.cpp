@@ -100,7 +100,7 @@ std::string chooseRunFolder(const std::string& given, std::optional<int> port, c
 }
 
 std::string socketPath(const std::string& runFolder, const std::string& name) {
-    const std::string path = runFolder + "/" + name;
+    std::string path = runFolder + "/" + name;
     if (path.size() < sizeof(sockaddr_un::sun_path)) {
         return path;
     }

@@ -17,7 +17,7 @@ public:
     // At most 64 KiB.
     explicit Guarded(std::span<const unsigned char> bytes) : size_(bytes.size()) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        mapped_ = 17 * 4096 + 2 * page;
+        mapped_ = 17UL * 4096 + 2 * page;
         base_ = static_cast<unsigned char*>(
             mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
         if (base_ == MAP_FAILED || mprotect(base_, page, PROT_NONE) != 0 ||

@@ -179,6 +179,7 @@ TEST_F(UriInterface, TellsTheDaemonOfOpeningAndClosing) {
 
 TEST_F(UriInterface, HoldsManyHandlers) {
     std::vector<std::string> uris;
+    uris.reserve(1000);
     for (int i = 0; i < 1000; ++i) {
         uris.push_back("uri/" + std::to_string(i));
     }
