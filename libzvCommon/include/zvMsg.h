@@ -7,7 +7,7 @@
  *
  * Invalid messages and mailboxes that cannot be opened are programming errors: an assertion report (when the
  * verbosity in g_debug_level is above 7), then the process ends with status 255. So do an oversized message
- * and a full mailbox (zvMbox.h).
+ * and a full mailbox (zvMbox.h). No pointer may be null unless its call says so.
  */
 #ifndef ZV_MSG_H
 #define ZV_MSG_H
@@ -20,7 +20,10 @@ extern "C" {
 
 /*
  * A message and its room; owned by the caller, usually in an array of ZVMSG_HOLDER_SIZE(capacity) bytes on
- * its stack. To take an answer the capacity is at least ZVMSG_MAX.
+ * its stack, which is to be aligned for a holder (_Alignas(zvmsg_holder), alignas in C++): an array of bytes alone
+ * is not. To take an answer the capacity is at least ZVMSG_MAX.
+ *
+ * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent.
  */
 __extension__ typedef struct zvmsg_holder {
     uint32_t capacity; /* bytes available for the message */
@@ -33,8 +36,8 @@ __extension__ typedef struct zvmsg_holder {
 #define ZVMSG_HOLDER_SIZE(capacity) (sizeof(zvmsg_holder) + (capacity) + 4)
 
 /*
- * Starts a message of the type and adds the code (2 bytes, copied as they are) and the payload. Sets and
- * returns the current length; an element that does not fit (sntlv_add_bin) is left out.
+ * Starts a message of the type and adds the code (2 bytes, copied as they are) and the payload (null is fine for
+ * none). Sets and returns the current length; an element that does not fit (sntlv_add_bin) is left out.
  */
 int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length,
                 uint8_t type);
@@ -62,10 +65,14 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
                             int direction);
 
 /*
- * The response element (69) of the message in the holder, looked for inside the current length only. Stores
- * the address of its data, which lie in the holder, and their length, and returns a non-null value (the
- * element's address). Returns null and stores nothing when there is none, or when its data are cut off by the
- * end of the message.
+ * The response element (69) of the message in the holder. Stores the address of its data, which lie in the
+ * holder, and their length, and returns a non-null value (the element's address). Returns null and stores
+ * nothing when there is none, when its data are cut off by the end of the message, or when the current length
+ * is negative (no answer came).
+ *
+ * Looked for inside the message's own total length and the current length; inside the total length and the
+ * capacity + 4 bytes of the holder where the current length tells nothing: 0 (the caller filled the message in
+ * by itself) or more than the holder has.
  */
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length);
 

@@ -15,22 +15,38 @@ namespace {
 constexpr const char* modulePath = "libzvCommon/src/zvMsg";
 constexpr uint32_t codeSize = 2;
 
+// The current length is the caller's word: it is counted on, but nothing is read or added up beyond its limits.
+void grow(zvmsg_holder* iobuf, int size) {
+    const int64_t sum = int64_t{iobuf->length} + size;
+    iobuf->length = static_cast<int32_t>(std::clamp<int64_t>(sum, INT32_MIN, INT32_MAX));
+}
+
+// The bytes that a holder has for a message.
+int64_t storage(const zvmsg_holder* iobuf) {
+    return int64_t{iobuf->capacity} + ZVTLV_HEADER_SIZE;
+}
+
+// The bytes of the message that are in the holder.
+int present(const zvmsg_holder* iobuf) {
+    return static_cast<int>(std::min<int64_t>(iobuf->length, storage(iobuf)));
+}
+
 void addName(zvmsg_holder* iobuf, uint8_t tag, const char* name) {
     const auto length = static_cast<uint32_t>(std::strlen(name));
-    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, tag, length, name);
+    grow(iobuf, sntlv_add_bin(iobuf->buf, iobuf->capacity, tag, length, name));
 }
 
 void trace(const zvmsg_holder* iobuf, int direction) {
     const bool known = direction >= 0 && direction < ZVMSG_DIRECTIONS;
     if (known && (g_debug_level & zv::traceSends) != 0 && (s_dmsghex[direction] & g_debug) != 0) {
-        hexprint(s_dmsgstr[direction], 0, iobuf->buf, iobuf->length);
+        hexprint(s_dmsgstr[direction], 0, iobuf->buf, present(iobuf));
     }
 }
 
 void address(zvmsg_holder* iobuf, const char* from, const char* to, int direction) {
     addName(iobuf, ZVTLV_SRC, from);
     addName(iobuf, ZVTLV_DST, to);
-    iobuf->length += sntlv_add_dat(iobuf->buf, iobuf->capacity, ZVTLV_TAIL, 0);
+    grow(iobuf, sntlv_add_dat(iobuf->buf, iobuf->capacity, ZVTLV_TAIL, 0));
     trace(iobuf, direction);
 }
 
@@ -42,7 +58,8 @@ struct Caller {
 };
 
 void checkMessage(zvmsg_holder* iobuf, const Caller& caller) {
-    if (tlv_validate(iobuf->buf) != 0) {
+    // A total length that points behind the holder is not looked at: what lies there is not the message.
+    if (sntlv_msg_len(iobuf->buf) > storage(iobuf) || tlv_validate(iobuf->buf) != 0) {
         zv::assertFailed(modulePath, caller.function, caller.validateLine, "0 == tlv_validate(iobuf->buf)");
     }
 }
@@ -54,7 +71,9 @@ int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& ca
     if (zvMbox_txopen(mailbox, &txq) != 0) {
         zv::assertFailed(modulePath, caller.function, caller.openLine, "zvMbox_txopen(via, &txq) == 0");
     }
-    zvMbox_send(iobuf->buf, iobuf->length, &txq);
+    // One that is too long for any mailbox goes there as it is, to end the process; nothing of it is read.
+    const int length = iobuf->length > ZVMSG_MAX ? iobuf->length : present(iobuf);
+    zvMbox_send(iobuf->buf, length, &txq);
     return zvMbox_close(&txq);
 }
 
@@ -95,11 +114,15 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
 }
 
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length) {
-    // The length in the header is the peer's word; the current length is what really came.
-    if (iobuf->length < ZVTLV_HEADER_SIZE) {
-        return nullptr;
+    if (iobuf->length < 0) {
+        return nullptr; // no answer
     }
-    const int total = std::min(sntlv_msg_len(iobuf->buf), int{iobuf->length});
+    // The length in the header is the peer's word; the current length is what really came. One that the caller left
+    // at 0, or that points behind the holder, tells nothing: then the holder itself is the limit.
+    const bool known = iobuf->length > 0 && iobuf->length <= storage(iobuf);
+    const int64_t limit = known ? iobuf->length : storage(iobuf);
+    const int total =
+        limit < ZVTLV_HEADER_SIZE ? 0 : static_cast<int>(std::min<int64_t>(sntlv_msg_len(iobuf->buf), limit));
     const zv::Element element = zv::findElement(iobuf->buf, total, ZVTLV_RSP);
     if (element.address == nullptr || element.cut()) {
         return nullptr;

@@ -1,6 +1,8 @@
 #include "zvMsg.h"
 
 #include "Reports.h"
+#include "TlvOracle.h"
+#include "zvHexdump.h"
 #include "zvMbox.h"
 #include "zvTlv.h"
 
@@ -11,7 +13,6 @@
 
 using namespace zvtest;
 using Texts = std::vector<std::string>;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
 
@@ -31,6 +32,25 @@ public:
 
 private:
     Bytes storage_;
+};
+
+// A holder that ends, after its capacity + 4 bytes, at an inaccessible page.
+class GuardedHolder {
+public:
+    GuardedHolder(uint32_t capacity, const Bytes& message, int32_t length)
+        : memory_(ZVMSG_HOLDER_SIZE(capacity)), holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
+        EXPECT_EQ(0U, capacity % alignof(zvmsg_holder));
+        holder_->capacity = capacity;
+        holder_->length = length;
+        std::fill_n(holder_->buf, capacity + 4, uint8_t{0});
+        std::copy(message.begin(), message.end(), holder_->buf);
+    }
+    zvmsg_holder* operator->() { return holder_; }
+    operator zvmsg_holder*() { return holder_; } // NOLINT: as the C calls take it
+
+private:
+    GuardedBuffer memory_;
+    zvmsg_holder* holder_;
 };
 
 Holder request(uint32_t capacity = ZVMSG_MAX) {
@@ -193,6 +213,14 @@ TEST(zvMsg, MissingMailboxEndsTheSender) {
               texts(all));
     EXPECT_EQ(Texts{assertion}, texts(reported(15, send)));
     EXPECT_EQ(255, reported(0, send).ended.status);
+
+    ASSERT_EQ(0, zvMbox_create("/to", 2));
+    const Reported through = reported(15, [] {
+        Holder message = request();
+        zvmsg_send(message, "/me", "/to", "/via", 0);
+    });
+    EXPECT_EQ(255, through.ended.status);
+    EXPECT_EQ(Texts{assertion}, texts(through));
 }
 
 TEST(zvMsg, OversizedMessageEndsTheSender) {
@@ -213,6 +241,86 @@ TEST(zvMsg, OversizedMessageEndsTheSender) {
     EXPECT_EQ(255, all.ended.status);
     EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
               texts(all));
+}
+
+TEST(zvMsg, OversizedMessageEndsTheExchange) {
+    ASSERT_EQ(0, zvMbox_create("/to", 2));
+    const Reported all = reported(8, [] {
+        const std::string data(1469, 'x');
+        Holder message(2900);
+        zvmsg_build(message, "PD", data.data(), 1469, 7);
+        zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0);
+    });
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
+              texts(all));
+    EXPECT_TRUE(exists("/dev/mqueue/me")); // left behind, and removed by the next exchange
+}
+
+TEST(zvMsg, FullMailboxEndsTheExchange) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
+    Holder message = request();
+    ASSERT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
+    const Reported all = reported(0x20, [] {
+        Holder second = request();
+        zvmsg_send_timedreceive(second, "/me", "/to", nullptr, 0);
+    });
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ((Texts{"[     zvMbox_send: 114] Mailbox Full: mbox=/to >= 1 messages\n",
+                     "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
+                     "zvattr->attr.mq_maxmsg\n\033[0m"}),
+              texts(all));
+}
+
+TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const Bytes start(requestBytes.begin(), requestBytes.begin() + 17);
+    const auto send = [&](int32_t length) {
+        return reported(0x308, [&start, length] {
+            Bytes message = start;
+            message[1] = 17;
+            GuardedHolder holder(40, message, length);
+            zvmsg_send(holder, "/me", "/to", nullptr, 25);
+        });
+    };
+    // Traced as far as the holder goes (44 bytes in three lines); sent as far as it goes, too.
+    const Reported longer = send(1000);
+    EXPECT_EQ(0, longer.ended.status);
+    EXPECT_EQ(4U, longer.lines.size());
+    EXPECT_EQ("DB>         00000020  0000ee00 00000000 00000000           ............    \n",
+              longer.lines.back().text);
+    Bytes expected = requestBytes;
+    expected.resize(44);
+    EXPECT_EQ(expected, received(inbox));
+    for (const int32_t length : {1501, INT_MAX - 20, INT_MAX}) { // the sum stops at the largest number
+        const Reported all = send(length);
+        EXPECT_EQ(255, all.ended.status);
+        ASSERT_EQ(5U, all.lines.size()) << length;
+        EXPECT_EQ("\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m",
+                  all.lines.back().text);
+    }
+    for (const int32_t length : {-100, INT_MIN}) {
+        const Reported all = send(length);
+        EXPECT_EQ(0, all.ended.status);
+        EXPECT_EQ(Texts{"\n"}, texts(all)) << length;
+    }
+    EXPECT_EQ(Bytes{}, received(inbox));
+}
+
+TEST(zvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
+    for (const uint16_t total : {uint16_t{45}, uint16_t{0x7000}, uint16_t{0x7FFF}}) {
+        const Reported all = reported(0x108, [total] {
+            const Bytes message = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 7};
+            GuardedHolder holder(40, message, total);
+            zvmsg_send(holder, "/me", "/to", nullptr, 25);
+        });
+        EXPECT_EQ(255, all.ended.status);
+        ASSERT_FALSE(all.lines.empty());
+        EXPECT_EQ(module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end,
+                  all.lines.back().text);
+    }
 }
 
 TEST(zvMsg, FullMailboxEndsTheSender) {
@@ -382,6 +490,31 @@ TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     }
 }
 
+TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const uint32_t initial = g_debug_level;
+    const auto sweep = [&inbox](uint32_t switches) {
+        const Reported all = reported(switches, [&inbox] {
+            for (int direction = 0; direction < ZVMSG_DIRECTIONS; ++direction) {
+                Holder message = request();
+                zvmsg_send(message, "/me", "/to", nullptr, direction);
+                EXPECT_EQ(requestBytes, received(inbox));
+            }
+        });
+        EXPECT_EQ(0, all.ended.status) << all.ended.out;
+        Texts markers;
+        for (const LogLine& each : all.lines) {
+            markers.push_back(each.text.substr(0, 12));
+        }
+        return markers;
+    };
+    EXPECT_EQ(Texts{}, sweep(initial)); // bit 8 is off
+    EXPECT_EQ((Texts{"\n", "DB>         ", "DB>         ", "DB>         ", "\n", "DB<         ",
+                     "DB<         ", "DB<         "}),
+              sweep(initial | 0x100));
+}
+
 TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
@@ -419,4 +552,50 @@ TEST(zvMsg, ResponseMayBeEmpty) {
     EXPECT_NE(nullptr, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 8, data);
     EXPECT_EQ(0, length);
+}
+
+TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
+    const Bytes message = answer("hello"); // 17 bytes
+    uint8_t* data = nullptr;
+    uint16_t length = 0;
+    for (const int32_t current : {0, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
+        GuardedHolder holder(20, message, current);
+        EXPECT_EQ(holder->buf + 4, zvmsg_response(holder, &data, &length)) << current;
+        EXPECT_EQ(holder->buf + 8, data);
+        EXPECT_EQ(5, length);
+    }
+}
+
+TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
+    uint8_t* data = nullptr;
+    uint16_t length = 4711;
+    for (const int32_t current : {-1, -2, INT_MIN, 1, 3, 12}) { // or with one that is cut off
+        GuardedHolder holder(20, answer("hello"), current);
+        EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << current;
+    }
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(4711, length);
+}
+
+// Totals and lengths that lie, in a holder that ends at an inaccessible page.
+TEST(zvMsg, ResponseIsNotLookedForBehindTheHolder) {
+    for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
+        for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
+            for (const int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
+                const Bytes message = {
+                    static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
+                    static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
+                GuardedHolder holder(12, message, current);
+                const int claimed = total < 0x8000 ? total : 0;
+                const int limit = std::min(claimed, current >= 1 && current <= 16 ? current : 16);
+                uint8_t* data = nullptr;
+                uint16_t length = 4711;
+                const bool found = zvmsg_response(holder, &data, &length) != nullptr;
+                EXPECT_EQ(8 <= limit && 8 + element <= limit, found)
+                    << total << ' ' << element << ' ' << current;
+                EXPECT_EQ(found ? element : 4711, length);
+                EXPECT_EQ(found ? holder->buf + 8 : nullptr, data);
+            }
+        }
+    }
 }
