@@ -29,8 +29,9 @@ extern const uint32_t s_dmsghex[ZVMSG_DIRECTIONS];
  * the address alone ("%p") and a line end.
  *
  * Writes at most size bytes, the terminating zero included. Returns the number of characters of the whole
- * text, like snprintf: a result of size or more means that the text was cut. Only the length bytes at address
- * are read. A null prefix is an empty one.
+ * text, like snprintf: a result of size or more means that the text was cut; INT_MAX stands for all larger
+ * ones. Only the length bytes at address are read. A null prefix is an empty one; buffer may be null when size is
+ * 0, address when length is 0.
  */
 int snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix);
 
@@ -43,9 +44,10 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
 
 /*
  * Writes one line of a trace, of at most size - 1 characters (75 with a marker of 12), without line end:
- *   marker (at least 11 columns), *address_counter rounded down to a multiple of 16 (8 hex digits), two
- * blanks, 16 byte slots in groups of four, two blanks, character column The slots show data[*index] and the
- * following; those outside 0 to length - 1 stay blank. Both counters advance by 16.
+ *   marker (at least 11 columns), *address_counter rounded down to a multiple of 16 (8 hex digits),
+ *   two blanks, 16 byte slots in groups of four, two blanks, character column
+ * The slots show data[*index] and the following; those outside 0 to length - 1 stay blank. Both counters
+ * advance by 16; the index stops at INT_MAX.
  */
 void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index,
              const void* data, int length);

@@ -55,7 +55,7 @@ void zvUtilSetLogLevel(unsigned level);
  *   file   base name of the caller's source file, without its ending
  *   fmt    printf format of the message and its arguments
  *
- * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG). Level name, colon and message
+ * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG_AT). Level name, colon and message
  * are cut to 349 characters; where the suffix does not fit behind them, a single blank stands for it. No line
  * end is added or removed. Needs no heap and never fails visibly.
  */

@@ -3,7 +3,7 @@
  *
  * Names begin with "/". Results: 0 or a length for success, negative for failure. Programming errors end the
  * process: an assertion report (when the verbosity in g_debug_level is above 7), then exit status 255.
- * Nothing is kept between calls and nothing is allocated.
+ * Nothing is kept between calls and nothing is allocated. No pointer may be null.
  */
 #ifndef ZV_MBOX_H
 #define ZV_MBOX_H
@@ -21,7 +21,7 @@ extern "C" {
 
 /* An open mailbox; owned by the caller. The name is not copied: it must live as long as the handle. */
 typedef struct zvMbox_attr {
-    mqd_t mqd; /* queue descriptor, -1 while not open */
+    mqd_t mqd; /* queue descriptor, -1 when the open failed; closing leaves the number of the closed one */
     struct mq_attr attr;
     const char* name;
 } zvMbox_attr;
@@ -50,7 +50,10 @@ int zvMbox_create_ext(const char* name, int max_messages, int message_size);
 /* The same with message size 1500. */
 int zvMbox_create(const char* name, int max_messages);
 
-/* Closes the descriptor. Returns 0; -1 when it was not open. */
+/*
+ * Closes the descriptor, once: its number stays in the handle and may be that of another file soon. Returns what
+ * the close gave: 0; -1 with errno when it was not open.
+ */
 int zvMbox_close(zvMbox_attr* zvattr);
 
 /* Removes the name; the queue goes when its last user has closed it. Always returns 0. */

@@ -11,6 +11,8 @@
  * and the validation trust no length they meet: nothing outside the message's own total length is read, so an
  * element whose header does not lie inside it is not found. A total length that is negative as a signed
  * 16-bit number is that of an empty message to them.
+ *
+ * No pointer is null unless its call says that it may be.
  */
 #ifndef ZV_TLV_H
 #define ZV_TLV_H
@@ -42,7 +44,9 @@ int sntlv_msg_len(const uint8_t* buffer);
  * Returns the element's size, length + 4, cut to a signed 16-bit number; 0 when it does not fit, and then the
  * message is unchanged. It fits when total length + length <= capacity. This lets an element end up to 4
  * bytes behind the capacity: capacity is the room behind the message header, so the buffer holds capacity + 4
- * bytes. The new total length is cut to 16 bits.
+ * bytes. The new total length is cut to 16 bits. With a length that is 0xFFFC in its low 16 bits, and room for
+ * it, the size cut to 16 bits is 0 as well, and the total length stays as it was although the element was
+ * written: behind a message that does not count it.
  */
 int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, const void* data);
 
@@ -59,14 +63,15 @@ uint8_t* tlv_find(uint8_t* buffer, uint8_t tag);
 /*
  * Copies the data of the first element with the tag to destination and returns its length. Returns 0 and
  * copies nothing when there is none, when its length is not smaller than destination_size, or when its data
- * are cut off by the end of the message. No terminating zero is added.
+ * are cut off by the end of the message. No terminating zero is added. An element without data gives 0, too, and
+ * destination may be null for it.
  */
 int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_t* buffer);
 
 /*
  * 0 for a well-formed message: the element lengths add up to the total length, and the first end marker is
  * the last element. -1: the last byte is no end marker, or the first end marker is not the last element, or
- * there is none. Otherwise the lengths do not add up:
+ * there is none while the lengths add up. -2 or -3: there is none, and the lengths do not add up:
  *   types 1, 3, 5, 7, 9, 11, 13   -2 when payload (66) and response (69) are both there, else -3
  *   other types                   -2 when there is a payload and no response, else -3
  */
@@ -88,12 +93,16 @@ int sntlv_remove(uint8_t* buffer, uint32_t capacity, uint8_t tag);
 
 /*
  * Writes the count (1 to 4) low-order bytes of value, most significant first, each by a bounded formatted
- * write: at most size - 1 of them are stored, followed by a zero byte. Returns the number stored, 0 for
- * another count.
+ * write with the room that is left of size: at most size - 1 of them are stored, followed by a zero byte.
+ * Returns the number of characters that the writes report, which is count whether they were stored or not
+ * (like snprintf: a result of size or more means that the bytes were cut); 0 for another count, and nothing
+ * is written then. A destination for all of them has count + 1 bytes; one of size 0 may be null.
  */
 int snLoclItoI(char* destination, uint32_t size, int count, uint32_t value);
 
-/* Copies length bytes and returns length; returns 0 and copies nothing when length exceeds destination_size.
+/*
+ * Copies length bytes and returns length; returns 0 and copies nothing when length exceeds destination_size. For
+ * a length of 0 both pointers may be null.
  */
 int snLoclbin(void* destination, uint32_t destination_size, uint32_t length, const void* source);
 

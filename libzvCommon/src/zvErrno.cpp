@@ -1,11 +1,9 @@
 #include "zvErrno.h"
 
-#include <iterator>
-
 #define ROW(code)                                                                                            \
     { #code, code }
 
-const zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS] = {
+constexpr zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS] = {
     ROW(ZV_OK),
     ROW(ZV_ERR),
     ROW(ZV_ERR_OUTOFMEM),
@@ -29,6 +27,9 @@ const zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS] = {
     ROW(ZV_ERR_NOT_SUPPORTED),
     ROW(ZV_ERR_DOWNLOAD_FAILED),
 };
+
+// Every row is there: one that is missing would leave the last one empty.
+static_assert(zvErrnoStrMap[ZV_ERRNO_ROWS - 1].code == ZV_ERR_DOWNLOAD_FAILED);
 
 const char* zvErrno2Str(int code) {
     for (const zvErrnoStr& row : zvErrnoStrMap) {

@@ -1,6 +1,7 @@
 // Text put together piece by piece in a buffer of fixed size. Internal.
 #pragma once
 
+#include <climits>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -20,16 +21,19 @@ public:
         const int piece =
             std::vsnprintf(room ? buffer_ + length_ : nullptr, room ? size_ - length_ : 0, fmt, args);
         va_end(args);
-        length_ += piece > 0 ? static_cast<uint32_t>(piece) : 0;
+        length_ += piece > 0 ? static_cast<uint64_t>(piece) : 0;
     }
 
-    // Characters of the whole text, whether they fitted or not.
-    int length() const { return static_cast<int>(length_); }
+    // Characters of the whole text, whether they fitted or not; INT_MAX for more than that.
+    int length() const { return resultOf(length_); }
+    static constexpr int resultOf(uint64_t length) {
+        return length < INT_MAX ? static_cast<int>(length) : INT_MAX;
+    }
 
 private:
     char* buffer_;
     uint32_t size_;
-    uint32_t length_ = 0;
+    uint64_t length_ = 0; // so wide that it never wraps back to the start of the buffer
 };
 
 inline char printable(uint8_t byte) {

@@ -1,10 +1,10 @@
 #include "zvTlv.h"
 
 #include "zvReport.h"
+#include "zvText.h"
 #include "zvTlvWalk.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -18,7 +18,9 @@ void putLength(uint8_t* at, uint32_t length) {
 }
 
 // The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the
-// room behind the message header as capacity, and messages that fill it exactly must go on fitting.
+// room behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has
+// 64 bits, so that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond
+// capacity + 4, or with a length near 2^32.
 bool fits(uint32_t total, uint32_t length, uint32_t capacity) {
     return uint64_t{total} + length <= capacity;
 }
@@ -92,7 +94,9 @@ int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_
     if (element.address == nullptr || element.cut() || element.length >= destination_size) {
         return 0;
     }
-    std::memcpy(destination, element.data(), element.length);
+    if (element.length > 0) {
+        std::memcpy(destination, element.data(), element.length);
+    }
     return element.length;
 }
 
@@ -121,16 +125,12 @@ int snLoclItoI(char* destination, uint32_t size, int count, uint32_t value) {
     if (count < 1 || count > 4) {
         return 0;
     }
-    int stored = 0;
+    // The result is what the writes report, as with every piece of text of this library; what is stored is bounded.
+    zv::Text text(destination, size);
     for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) {
-        const uint32_t room = size - static_cast<uint32_t>(stored);
-        std::snprintf(destination + stored, room, "%c", static_cast<uint8_t>(value >> shift));
-        if (room < 2) {
-            break; // only the terminating zero went in, or nothing
-        }
-        ++stored;
+        text.put("%c", static_cast<uint8_t>(value >> shift));
     }
-    return stored;
+    return text.length();
 }
 
 int snLoclbin(void* destination, uint32_t destination_size, uint32_t length, const void* source) {

@@ -3,7 +3,10 @@
 #include "zvReport.h"
 #include "zvText.h"
 
-const char* const s_dmsgstr[ZVMSG_DIRECTIONS] = {
+#include <algorithm>
+#include <climits>
+
+constexpr const char* s_dmsgstr[ZVMSG_DIRECTIONS] = {
     "            ", ">Hb         ", " Hb>        ", " Hb<        ",
     "<Hb         ", ">Hc         ", " Hc>        ", " Hc<        ",
     "<Hc         ", ">UD         ", " UD>        ", " UD<        ",
@@ -14,12 +17,17 @@ const char* const s_dmsgstr[ZVMSG_DIRECTIONS] = {
 };
 
 // Bits 12 to 15 are deliberately unused: masks in g_debug are written with them in mind.
-const uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
+constexpr uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
     0,          0x00000001, 0x00000002, 0x00000004, 0x00000008, 0x00000010, 0x00000020,
     0x00000040, 0x00000080, 0x00000100, 0x00000200, 0x00000400, 0x00000800, 0x00010000,
     0x00020000, 0x00040000, 0x00080000, 0x00100000, 0x00200000, 0x00400000, 0x00800000,
     0x01000000, 0x02000000, 0x04000000, 0x08000000, 0x10000000, 0x20000000, 0,
 };
+
+// Every row is there: one that is missing would move the last ones up.
+static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS,
+                           [](const char* row) { return row == nullptr; }));
+static_assert(s_dmsgstr[ZVMSG_DIRECTIONS - 1][0] == '\0' && s_dmsghex[ZVMSG_DIRECTIONS - 2] == 0x20000000);
 
 namespace {
 
@@ -41,31 +49,34 @@ void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_
     zv::Text text(buffer, size);
     text.put("%-11s%08x  ", marker, *address_counter & ~15U);
     char characters[lineBytes + 1] = {};
-    for (int slot = 0; slot < lineBytes; ++slot, ++*index, ++*address_counter) {
-        const bool inside = *index >= 0 && *index < length;
+    for (int slot = 0; slot < lineBytes; ++slot) {
+        const int64_t at = int64_t{*index} + slot;
+        const bool inside = at >= 0 && at < length;
         if (inside) {
-            text.put("%02x", unsigned{bytes[*index]});
+            text.put("%02x", unsigned{bytes[at]});
         } else {
             text.put("  ");
         }
         if (slot % 4 == 3 && slot != lineBytes - 1) {
             text.put(" ");
         }
-        characters[slot] = inside ? zv::printable(bytes[*index]) : ' ';
+        characters[slot] = inside ? zv::printable(bytes[at]) : ' ';
     }
     text.put("  %s", characters);
+    *index = *index > INT_MAX - lineBytes ? INT_MAX : *index + lineBytes;
+    *address_counter += lineBytes;
 }
 
 void hexprint(const char* marker, uint32_t address, const void* data, int length) {
-    const bool on = zv::verbosity() >= zv::traceVerbosity;
-    if (on) {
-        zv::report("\n");
+    if (zv::verbosity() < zv::traceVerbosity) {
+        return;
     }
+    zv::report("\n");
     int index = -static_cast<int>(address & 15U);
     while (index < length) {
         char line[ZVMSG_TRACE_LINE_SIZE];
         hexline(line, sizeof line, marker, &address, &index, data, length);
-        if (on && shown(index, length)) {
+        if (shown(index, length)) {
             zv::report("%s\n", line);
         }
     }

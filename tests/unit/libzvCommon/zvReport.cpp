@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <syslog.h>
 
 using namespace zvtest;
 using testing::EndsWith;
@@ -32,6 +33,17 @@ TEST(AssertionReport, GoesToSyslogAtPriority7AndToStandardError) {
     EXPECT_THAT(all.ended.err, HasSubstr(body));
     EXPECT_EQ("", all.ended.out);
     EXPECT_EQ("(no file)", all.file);
+}
+
+TEST(AssertionReport, HasTheUsersFacilityWhateverTheProcessHasSet) {
+    const Reported all = reported(8, [] {
+        openlog("process", 0, LOG_LOCAL3);
+        fail();
+    });
+    ASSERT_EQ(1U, all.lines.size());
+    EXPECT_EQ(1, all.lines[0].facility);
+    EXPECT_EQ(7, all.lines[0].priority);
+    EXPECT_EQ(body, all.lines[0].text);
 }
 
 TEST(AssertionReport, EveryCombinationOfTheTwoOutputBits) {

@@ -94,7 +94,14 @@ TEST(zvTlv, HugeLengthsDoNotWrapIntoFitting) {
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, TotalFarBehindTheCapacityTakesNothing) {
+TEST(zvTlv, TotalBehindTheCapacityTakesNothing) {
+    uint8_t near[20] = {};
+    for (uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
+        near[1] = total;
+        EXPECT_EQ(0, sntlv_add_bin(near, 12, 66, 0, nullptr)) << int(total);
+        EXPECT_EQ(0, sntlv_add_dat(near, 12, 238, 0)) << int(total);
+        EXPECT_EQ(total, near[1]);
+    }
     uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
     buffer[0] = 0xff;
@@ -125,6 +132,18 @@ TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
     sntlv_msg_init(buffer.data(), 70000, 1);
     EXPECT_EQ(4, sntlv_add_bin(buffer.data(), 70000, 66, 65536, data.data()));
     EXPECT_EQ((Bytes{0, 8, 0, 1, 0, 0, 0, 66, 1}), bytesOf(buffer.data(), 9));
+}
+
+TEST(zvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
+    constexpr uint32_t length = 0xFFFC; // with its header 0x10000 bytes
+    Bytes buffer(70010, 0xAA);
+    const Bytes data(length, 0x55);
+    sntlv_msg_init(buffer.data(), 70000, 1);
+    EXPECT_EQ(0, sntlv_add_bin(buffer.data(), 70000, 66, length, data.data()));
+    EXPECT_EQ((Bytes{0, 4, 0, 1, 0, 0xFF, 0xFC, 66, 0x55}), bytesOf(buffer.data(), 9));
+    EXPECT_EQ(0x55, buffer[8 + length - 1]);
+    EXPECT_EQ(0xAA, buffer[8 + length]);
+    EXPECT_EQ(nullptr, tlv_find(buffer.data(), 66));
 }
 
 TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
@@ -170,6 +189,15 @@ TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
     EXPECT_EQ(0, sntlv_find(roomy, 0, 238, message.data()));
 }
 
+TEST(zvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
+    auto message = sample;
+    EXPECT_EQ(0, sntlv_find(nullptr, 1, 238, message.data()));
+    EXPECT_EQ(0, sntlv_find(nullptr, 0, 238, message.data()));
+    char untouched = '-';
+    EXPECT_EQ(0, sntlv_find(&untouched, 1, 238, message.data()));
+    EXPECT_EQ('-', untouched);
+}
+
 TEST(zvTlv, WellFormedMessageIsValid) {
     EXPECT_EQ(0, verdict({sample.begin(), sample.end()}));
     EXPECT_EQ(0, verdict({0, 8, 0, 9, 0, 0, 0, 238}));
@@ -199,6 +227,23 @@ TEST(zvTlv, NonsenseTotalsAreInvalid) {
     EXPECT_EQ(-1, tlv_validate(memory.place({0x80, 0, 0, 238})));
     EXPECT_EQ(-1, tlv_validate(memory.place({0xFF, 0xFF, 0, 238})));
     EXPECT_EQ(nullptr, tlv_find(memory.data(), 0));
+}
+
+// The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not
+// add up, whatever the type.
+TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
+    for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
+        GuardedBuffer memory(8);
+        EXPECT_EQ(-3, tlv_validate(memory.place({0, 5, 0, type, 238})));
+        EXPECT_EQ(-3, tlv_validate(memory.place({0, 6, 0, type, 0, 238})));
+        EXPECT_EQ(-3, tlv_validate(memory.place({0, 7, 0, type, 0, 0, 238})));
+    }
+}
+
+TEST(zvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
+    EXPECT_EQ(-1, verdict({0, 13, 0, 1, 0, 0, 9, 65, 1, 0, 0, 0, 0}));
+    EXPECT_EQ(-1, verdict({0, 13, 0, 2, 0, 0, 9, 66, 1, 0, 0, 0, 237}));
+    EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 0, 65, 0, 0}));
 }
 
 // One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is
@@ -293,14 +338,22 @@ TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
 }
 
 TEST(zvTlv, NumbersStayInsideTheirRoom) {
-    for (uint32_t size = 0; size <= 5; ++size) {
-        GuardedBuffer memory(size);
-        const int stored = snLoclItoI(reinterpret_cast<char*>(memory.data()), size, 4, 0x11121314);
-        EXPECT_EQ(size == 0 ? 0 : static_cast<int>(size) - 1, stored);
-        const Bytes expected = {0x11, 0x12, 0x13, 0x14};
-        EXPECT_EQ(Bytes(expected.begin(), expected.begin() + stored),
-                  bytesOf(memory.data(), static_cast<std::size_t>(stored)));
-    }
+    const auto written = [](uint32_t size, int count, uint32_t value) {
+        GuardedBuffer memory(4);
+        memory.place({0xEE, 0xEE, 0xEE, 0xEE});
+        uint8_t* const destination = memory.last(size);
+        // What the formatted writes report: all characters, stored or not.
+        EXPECT_EQ(count, snLoclItoI(reinterpret_cast<char*>(destination), size, count, value));
+        EXPECT_EQ(Bytes(4 - size, 0xEE), bytesOf(memory.data(), 4 - size));
+        return bytesOf(destination, size);
+    };
+    EXPECT_EQ((Bytes{}), written(0, 2, 0x1234));
+    EXPECT_EQ((Bytes{0}), written(1, 2, 0x1234));
+    EXPECT_EQ((Bytes{0x12, 0}), written(2, 2, 0x1234));
+    EXPECT_EQ((Bytes{0x12, 0x34, 0}), written(3, 2, 0x1234));
+    EXPECT_EQ((Bytes{0x12, 0x34, 0, 0xEE}), written(4, 2, 0x1234));
+    EXPECT_EQ((Bytes{0x11, 0x12, 0x13, 0}), written(4, 4, 0x11121314));
+    EXPECT_EQ(2, snLoclItoI(nullptr, 0, 2, 0x1234));
 }
 
 TEST(zvTlv, BinaryCopyIsWholeOrNothing) {

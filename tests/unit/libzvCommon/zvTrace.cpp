@@ -3,6 +3,7 @@
 #include "zvHexdump.h"
 
 #include <array>
+#include <climits>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -105,6 +106,20 @@ TEST(zvTrace, SlotsOutsideTheMessageStayBlank) {
     EXPECT_EQ("DB>         00001000                    41424344 45464748          ABCDEFGH", first.text);
     EXPECT_EQ(0x1018U, first.address);
     EXPECT_EQ(8, first.index);
+}
+
+TEST(zvTrace, IndexStopsAtTheLargest) {
+    const auto bytes = counting();
+    // The message of which these are the last three bytes.
+    const auto start = reinterpret_cast<std::uintptr_t>(bytes.data() + 65) - (INT_MAX - 3);
+    const Line last = line(0x7ffffff0, INT_MAX - 3, reinterpret_cast<const void*>(start), INT_MAX);
+    EXPECT_EQ("DB>         7ffffff0  414243                               ABC             ", last.text);
+    EXPECT_EQ(INT_MAX, last.index);
+    EXPECT_EQ(0x80000000U, last.address);
+    const Line exact = line(0xfffffff0, INT_MAX - 16, bytes.data(), 0);
+    EXPECT_EQ(INT_MAX, exact.index);
+    EXPECT_EQ(0U, exact.address);
+    EXPECT_EQ(INT_MIN + 16, line(0, INT_MIN, bytes.data(), 300).index);
 }
 
 TEST(zvTrace, MarkerHasAtLeastElevenColumns) {

@@ -1,0 +1,31 @@
+#include "zvText.h"
+
+#include <gtest/gtest.h>
+
+TEST(zvText, PiecesFollowEachOtherAndAreCountedBeyondTheBuffer) {
+    char buffer[6] = {'-', '-', '-', '-', '-', '-'};
+    zv::Text text(buffer, 5);
+    text.put("%s", "ab");
+    EXPECT_STREQ("ab", buffer);
+    text.put("%d", 123);
+    text.put("%c", 'x');
+    EXPECT_STREQ("ab12", buffer);
+    EXPECT_EQ('-', buffer[5]);
+    EXPECT_EQ(6, text.length());
+}
+
+TEST(zvText, NothingIsWrittenWithoutABuffer) {
+    zv::Text text(nullptr, 0);
+    text.put("%s", "ab");
+    EXPECT_EQ(2, text.length());
+}
+
+// Told of the lengths themselves: to put together so much text takes minutes.
+TEST(zvText, ResultStopsAtTheLargestNumber) {
+    EXPECT_EQ(0, zv::Text::resultOf(0));
+    EXPECT_EQ(2147483646, zv::Text::resultOf(0x7FFFFFFE));
+    EXPECT_EQ(2147483647, zv::Text::resultOf(0x7FFFFFFF));
+    EXPECT_EQ(2147483647, zv::Text::resultOf(0x80000000));
+    EXPECT_EQ(2147483647, zv::Text::resultOf(0x100000000));
+    EXPECT_EQ(2147483647, zv::Text::resultOf(UINT64_MAX));
+}
