@@ -357,7 +357,7 @@ TEST(zvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(-1, snzvMbox_timedreceive(text, sizeof text, &pair.rx));
         EXPECT_GE(secondsSince(start), seconds - 0.01);
-        EXPECT_LT(secondsSince(start), seconds + 0.9);
+        EXPECT_LT(secondsSince(start), seconds + 10); // not for ever, on however busy a machine
     }
     for (const int seconds : {0, -5}) {
         g_timedreceive = seconds;
