@@ -32,14 +32,19 @@ const std::string answer("\0\x10\0\x02"
                          "\0\0\0\xEE",
                          16);
 
-// Takes a request from "/peer" and answers it on "/stranger", knowing queues and bytes only. Status 0 when the request
-// was the expected one. Later requests stay unanswered.
-pid_t startPeer() {
+mqd_t makePeersMailbox() {
     mq_attr attributes{};
     attributes.mq_maxmsg = 4;
     attributes.mq_msgsize = 1500;
     const mqd_t inbox = mq_open("/peer", O_RDONLY | O_CREAT, 0664, &attributes);
     EXPECT_NE(-1, inbox);
+    return inbox;
+}
+
+// Takes a request from "/peer" and answers it on "/stranger", knowing queues and bytes only. Status 0 when the request
+// was the expected one. Later requests stay unanswered.
+pid_t startPeer() {
+    const mqd_t inbox = makePeersMailbox();
     const pid_t peer = fork();
     if (peer == 0) {
         alarm(30);
@@ -57,7 +62,7 @@ pid_t startPeer() {
 // the test, whose locks it would inherit.
 class Program {
 public:
-    Program() {
+    explicit Program(const char* role = "ask") {
         EXPECT_EQ(0, pipe(gate_));
         process_ = fork();
         if (process_ == 0) {
@@ -69,6 +74,7 @@ public:
             dup2(nothing, STDOUT_FILENO);
             dup2(nothing, STDERR_FILENO); // traces go there, too
             setenv("LD_PRELOAD", ZV_STRANGER, 1);
+            setenv("ZV_STRANGER", role, 1);
             setenv("PATH_INFO", "/command/ble/pairing_available", 1);
             // A sanitizer's library wants to be the first that is loaded; its order does not matter here.
             setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
@@ -122,6 +128,31 @@ TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
               }),
               reportOf("/tmp/stranger.txt"));
     EXPECT_NE(0, access("/dev/mqueue/stranger", F_OK)) << "the reply mailbox is gone";
+}
+
+// Two instances of the program, each with the stranger beside it: one asks, the other one answers, and nothing but the
+// program's own calls lies between them.
+TEST(exportedExchange, StrangersExchangeMessagesWithEachOther) {
+    makePeersMailbox();
+    Program answerer("answer");
+    Program asker("ask");
+    const pid_t answering = answerer.letGo();
+    const int askersStatus = statusOf(asker.letGo());
+    const int answerersStatus = statusOf(answering);
+    EXPECT_GT(askersStatus, 0) << "the program goes on by itself, and finds no control daemon";
+    EXPECT_EQ(askersStatus, answerersStatus);
+
+    EXPECT_EQ((std::vector<std::string>{
+                  "request 0 44 0",
+                  "type 1 AB ping /stranger",
+                  "answer 0 48",
+                  "close 0",
+              }),
+              reportOf("/tmp/answerer.txt"));
+    const auto asked = reportOf("/tmp/stranger.txt");
+    ASSERT_EQ(6U, asked.size());
+    EXPECT_EQ("exchange 48 pong", asked[4]);
+    EXPECT_EQ("exchange -1 none", asked[5]);
 }
 
 TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {

@@ -34,8 +34,31 @@ class Differences(unittest.TestCase):
         table = {**symbols(), "_ZN2zv4Text3putEPKcz": ("W", 10)}
         self.assertEqual(1, len(differences(table, NAMES, 8)))
 
+    def test_weak_instances_over_types_of_our_own(self):
+        for name in [
+            "_ZNSt6vectorIN2zv7ElementESaIS1_EE9push_backERKS1_",  # std::vector<zv::Element>
+            "_ZNSt6vectorI11zvMbox_attrSaIS0_EE5beginEv",
+            "_ZSt4sortIP7RequestEvT_S2_",
+            "_ZNSt8functionIFvPN12_GLOBAL__N_15ThingEEEC1Ev",
+            "_ZNSt10_HashtableI3OwnS0_SaIS0_EE4findERKS0_",
+            "_ZTISt10unique_ptrI3OwnSt14default_deleteIS0_EE",
+            "_ZZN9zvcontrol4mainEvENKUlvE_clEv",
+            "_Znot_a_mangled_name",
+        ]:
+            table = {**symbols(), name: ("W", 10)}
+            self.assertEqual([f"{name}: exported (W), but not in the list"], differences(table, NAMES, 8))
+
+    def test_words_must_be_writable(self):
+        table = {**symbols(), "g_debug": ("R", 4)}
+        self.assertEqual(["g_debug: R is no writable object"], differences(table, NAMES, 8))
+        self.assertEqual([], differences({**symbols(), "g_debug": ("B", 4), "s_dmsghex": ("R", 112)}, NAMES, 8))
+
+    def test_strong_function_of_the_runtime(self):
+        table = {**symbols(), "_ZNSt6vectorIiSaIiEE9push_backERKi": ("T", 10)}
+        self.assertEqual(1, len(differences(table, NAMES, 8)))
+
     def test_function_instead_of_object_and_the_reverse(self):
-        self.assertEqual(["g_debug: T is no object"], differences({**symbols(), "g_debug": ("T", 4)}, NAMES, 8))
+        self.assertEqual(["g_debug: T is no writable object"], differences({**symbols(), "g_debug": ("T", 4)}, NAMES, 8))
         self.assertEqual(["trim: D is no function"], differences({**symbols(), "trim": ("D", 4)}, NAMES, 8))
 
     def test_weak_function(self):
@@ -55,6 +78,13 @@ class Differences(unittest.TestCase):
             "_ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE6appendEPKc": ("W", 10),
             "_ZNKSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE4sizeEv": ("W", 10),
             "_ZStplIcSt11char_traitsIcESaIcEENSt7__cxx1112basic_stringIT_T0_T1_EEPKS5_RKS8_": ("W", 10),
+            "_ZNSt6vectorIiSaIiEE9push_backERKi": ("W", 10),
+            "_ZNSt5arrayIhLm16EE4dataEv": ("W", 10),
+            "_ZNSt6vectorIiSaIiEED2Ev": ("W", 10),
+            "_ZN9__gnu_cxx13new_allocatorIcE8allocateEmPKv": ("W", 10),
+            "_ZTISt9exception": ("V", 16),
+            "_ZTVSt15basic_streambufIcSt11char_traitsIcEE": ("V", 128),
+            "_ZSt4endlIcSt11char_traitsIcEERSt13basic_ostreamIT_T0_ES6_": ("W", 10),
             "_ZSt4cout@GLIBCXX_3.4": ("B", 272),
             "stdout@GLIBC_2.2.5": ("B", 8),
             "_ZTVN10__cxxabiv120__si_class_type_infoE@CXXABI_1.3": ("V", 88),

@@ -1,12 +1,15 @@
 /*
  * Stands for a closed library on the camera: it was built without the support library's headers and without the program,
- * and knows only names. Loaded beside the program, it exchanges a message with a peer process before the program's main,
- * and writes what it found to /tmp/stranger.txt.
+ * and knows only names. Loaded beside the program, it does its part before the program's main:
+ *   ZV_STRANGER=ask      exchanges a message with the process behind "/peer"; what it found: /tmp/stranger.txt
+ *   ZV_STRANGER=answer   is that process, for one message; what it found: /tmp/answerer.txt
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
+#include <mqueue.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 extern int32_t g_logLevel;
@@ -22,6 +25,13 @@ const char* zvErrno2Str(int code);
 const char* get_model_name(int model_number);
 int zvmsg_build(void* holder, const void* code, const void* payload, uint32_t payload_length, uint8_t type);
 int zvmsg_send_timedreceive(void* holder, const char* from, const char* to, const char* via, int direction);
+int zvmsg_send(void* holder, const char* from, const char* to, const char* via, int direction);
+int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, const void* data);
+int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_t* buffer);
+int tlv_validate(uint8_t* buffer);
+int zvMbox_rxopen(const char* name, int max_messages, void* mailbox);
+int zvMbox_close(void* mailbox);
+int snzvMbox_timedreceive(void* buffer, uint32_t size, void* mailbox);
 void* zvmsg_response(void* holder, uint8_t** data, uint16_t* length);
 
 /* The holder as its description has it: capacity, current length, the message. */
@@ -29,6 +39,13 @@ struct message {
     uint32_t capacity;
     int32_t length;
     uint8_t bytes[1504];
+};
+
+/* The mailbox handle as well: descriptor, attributes, name. */
+struct mailbox {
+    mqd_t descriptor;
+    struct mq_attr attributes;
+    const char* name;
 };
 
 /* Whose copy an address belongs to: the last part of the file's name. */
@@ -54,11 +71,31 @@ static void exchange(FILE* report) {
     fprintf(report, "exchange %d %.*s\n", result, (int)length, (const char*)data);
 }
 
-__attribute__((constructor)) static void loaded(void) {
-    FILE* const report = fopen("/tmp/stranger.txt", "w");
-    if (report == NULL) {
-        return;
+static void answer(FILE* report) {
+    struct mailbox inbox;
+    struct message message = {.capacity = 1500};
+    char code[8] = "";
+    char payload[64] = "";
+    char from[64] = "";
+    const int opened = zvMbox_rxopen("/peer", 4, &inbox);
+    g_timedreceive = 20;
+    message.length = snzvMbox_timedreceive(message.bytes, message.capacity, &inbox);
+    const int valid = message.length > 0 ? tlv_validate(message.bytes) : -9;
+    fprintf(report, "request %d %d %d\n", opened, (int)message.length, valid);
+    if (valid == 0) {
+        sntlv_find(code, sizeof code, 65, message.bytes);
+        sntlv_find(payload, sizeof payload, 66, message.bytes);
+        sntlv_find(from, sizeof from, 68, message.bytes);
+        fprintf(report, "type %d %s %s %s\n", message.bytes[3], code, payload, from);
+        zvmsg_build(&message, code, NULL, 0, 2);
+        message.length += sntlv_add_bin(message.bytes, message.capacity, 69, 4, "pong");
+        const int result = zvmsg_send(&message, "/peer", from, NULL, 26);
+        fprintf(report, "answer %d %d\n", result, (int)message.length);
     }
+    fprintf(report, "close %d\n", zvMbox_close(&inbox));
+}
+
+static void ask(FILE* report) {
     fprintf(report, "owners %s %s %s %s\n", owner(dlsym(RTLD_DEFAULT, "zvmsg_send_timedreceive")),
             owner(dlsym(RTLD_DEFAULT, "zvUtilKlogMsgLevel")), owner(&g_logLevel), owner(s_dmsgstr));
     fprintf(report, "words %d 0x%08x 0x%08x %d\n", g_logLevel, g_debug_level, g_debug, g_timedreceive);
@@ -75,5 +112,19 @@ __attribute__((constructor)) static void loaded(void) {
     exchange(report);
     g_timedreceive = 0;
     exchange(report);
+}
+
+__attribute__((constructor)) static void loaded(void) {
+    const char* const role = getenv("ZV_STRANGER");
+    const int answers = role != NULL && strcmp(role, "answer") == 0;
+    FILE* const report = fopen(answers ? "/tmp/answerer.txt" : "/tmp/stranger.txt", "w");
+    if (report == NULL) {
+        return;
+    }
+    if (answers) {
+        answer(report);
+    } else {
+        ask(report);
+    }
     fclose(report);
 }
