@@ -9,8 +9,7 @@
 /* Bytes copied at a time; the memory that a copy needs does not depend on the file's size. */
 inline constexpr std::size_t analytics_block_size = 1024;
 
-/* Opens a file for reading, without waiting for a writer when the path names a pipe. Null when it cannot be
- * opened. */
+/* Opens a file for reading, without waiting for a writer when the path names a pipe. Null when it cannot be opened. */
 std::FILE* analytics_open(const char* path);
 
 /*
@@ -28,5 +27,8 @@ int analytics_seek_start(std::FILE* file);
  */
 int analytics_copy(std::FILE* destination, std::FILE* source);
 
-/* The same towards a descriptor, each block written whole; stops after limit bytes at the latest. */
+/*
+ * The same towards a descriptor, each block written whole. The one difference between the two: this one stops after
+ * limit bytes at the latest.
+ */
 int analytics_send(int descriptor, std::FILE* source, int32_t limit);

@@ -16,7 +16,7 @@
 
 namespace {
 
-// Line numbers of the error answers; clients read them.
+// Line numbers of the error answers; part of the interface.
 constexpr int lineBusy = 57;
 constexpr int lineSeekEnd = 83;
 constexpr int lineSeekStart = 93;
@@ -39,7 +39,7 @@ int answerNoContent(int line) {
     return answerError(204, "no content", line);
 }
 
-// Both fields deliberately stand in one line, with no status line: the camera's clients read exactly this.
+// Both fields deliberately stand in one line, with no status line: exactly this is the interface.
 void sendHeader(int32_t size) {
     char header[96];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n",
@@ -67,7 +67,7 @@ int answerFile(const char* path) {
 
 } // namespace
 
-int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
     int returned = 0;
     int32_t recording = 0;
     if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
@@ -85,10 +85,14 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
     path[sizeof path - 1] = '\0';
     ZV_LOG_AT(UTIL_LOG_DEBUG, __LINE__, "command_analytics", "Got Analytics file response [%s] \n", path);
     return answerFile(path);
+} catch (...) {
+    return ZV_ERR_OUTOFMEM;
 }
 
-int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
     static_cast<void>(
         zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
     return ZV_OK;
+} catch (...) {
+    return ZV_ERR_OUTOFMEM;
 }

@@ -7,16 +7,19 @@
 #pragma once
 
 /*
- * Streams the analytics file to standard output, as one header line and the file's bytes.
+ * Streams the analytics file to standard output, as one header line and the file's bytes. The result:
  *
- *   ZV_ERR_RESPONSE_ALREADY_SENT  an answer has been printed: the file, 403 "busy" while the camera records,
- * or 204 "no content" when the file cannot be opened or has no readable size ZV_ERR the recording state
- * cannot be read; nothing printed any other                     the control daemon's own code for the
- * question where the file is; nothing printed
+ *   ZV_ERR_RESPONSE_ALREADY_SENT: an answer has been printed, one of
+ *     the file
+ *     403 "busy" while the camera records
+ *     204 "no content" when the file cannot be opened or has no readable size
+ *   ZV_ERR: the recording state cannot be read; nothing printed
+ *   ZV_ERR_OUTOFMEM: memory ran out; nothing printed
+ *   any other: the control daemon's own code for the question where the file is; nothing printed
  *
  * Logs the file's path at level 4.
  */
 int handle_command_analytics(const char* params, char* response, int response_size);
 
-/* Asks the control daemon to clear the analytics. Always ZV_OK, whatever the daemon says. */
+/* Asks the control daemon to clear the analytics. ZV_OK, whatever the daemon says (ZV_ERR_OUTOFMEM without memory). */
 int handle_command_analytics_clear(const char* params, char* response, int response_size);

@@ -22,7 +22,7 @@ bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
 
 } // namespace
 
-int handle_command_execute(const char* params, char* /*response*/, int /*response_size*/) {
+int handle_command_execute(const char* params, char* /*response*/, int /*response_size*/) try {
     std::stringstream stream;
     write_header(stream);
     ExecEntries entries;
@@ -30,6 +30,11 @@ int handle_command_execute(const char* params, char* /*response*/, int /*respons
     if (count > 0 && carryOut(entries, count, stream)) {
         write_status_ok(stream);
     }
+    if (stream.bad()) { // streams keep to themselves that they got no memory
+        return ZV_ERR_OUTOFMEM;
+    }
     write_all(STDOUT_FILENO, stream.view());
     return ZV_ERR_RESPONSE_ALREADY_SENT;
+} catch (...) {
+    return ZV_ERR_OUTOFMEM;
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Line numbers of the failure statuses; clients read them.
+// Line numbers of the failure statuses; part of the interface.
 constexpr int lineProgramKey = 97;
 constexpr int lineArgumentsKey = 115;
 constexpr int lineActionKey = 125;
@@ -43,7 +43,7 @@ int readAction(const std::string& text, int32_t& action) {
 }
 
 // Deliberately bounded by the length of the arguments while looking at the program's characters, never at
-// those of the arguments: requests that clients send today depend on what this lets through.
+// those of the arguments: what it lets through is part of the interface.
 bool hasShellCharacter(const ExecEntry& entry) {
     const std::size_t end = std::min(entry.arguments.size(), entry.program.size());
     return entry.program.substr(0, end).find_first_of(";|<>&") != std::string::npos;

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +14,7 @@
 
 namespace {
 
-// Line numbers of the failure statuses; clients read them.
+// Line numbers of the failure statuses; part of the interface.
 constexpr int lineNoEntry = 248;
 constexpr int lineNotFound = 255;
 constexpr int lineActionRange = 305;
@@ -32,7 +33,7 @@ int fail(std::ostream& stream, const char* message, const char* function, int li
     return -1;
 }
 
-// The prefix is deliberately the same for stopping; clients match this text.
+// The prefix is deliberately the same for stopping; the text is part of the interface.
 int failShell(std::ostream& stream, int error, const char* command, const char* function, int line) {
     return fail(stream, format_message("start: system errno %d cmd '%s'", error, command), function, line);
 }
@@ -65,13 +66,21 @@ void removeQuotes(std::string& text) {
     }
 }
 
-// A program in the background must not hold a connection of the web server or of a daemon open.
+// A program in the background must not hold a connection of the web server or of a daemon open. A kernel that cannot
+// do this (before 5.11) leaves them as they are; that is no reason to refuse the request.
 void keepDescriptorsFromPrograms() {
     static_cast<void>(close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC));
 }
 
+// With SIGCHLD ignored, as a web server may hand it down, the kernel keeps no status of the shell, and system would
+// report a shell that did run as one that could not be run.
+void keepStatusOfShell() {
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
+}
+
 int runShell(const char* command) {
     keepDescriptorsFromPrograms();
+    keepStatusOfShell();
     return std::system(command); // NOLINT(cert-env33-c): running a shell command is what the request asks for
 }
 

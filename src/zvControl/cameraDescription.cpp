@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int lineSettings = 331; // of the error answer; clients read it
+constexpr int lineSettings = 331; // of the error answer; part of the interface
 
 // The camera's own number stays what the document reports, known or not.
 const char* settingsModel(unsigned char number) {
@@ -58,7 +58,7 @@ void writeInfo(std::ostream& stream, const CameraState& state) {
     writeMember(stream, "board_type", state.board_type);
     writeMember(stream, "ap_mac", state.ap_mac);
     writeMember(stream, "ap_ssid", state.ap_ssid);
-    // Deliberately a quoted text, not a boolean: clients compare it with "1".
+    // Deliberately a quoted text, not a boolean: this form is part of the interface.
     writeMember(stream, "ap_has_default_credentials", state.ap_has_default_credentials ? "1" : "0");
     writeMember(stream, "git_sha1", build_revision);
     stream << "}}";

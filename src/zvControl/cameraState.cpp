@@ -8,7 +8,7 @@
 
 namespace {
 
-// A getter's name as log and answer show it, and the line numbers of both; clients read them.
+// A getter's name as log and answer show it, and the line numbers of both; part of the interface.
 struct Report {
     const char* name;
     int logLine;

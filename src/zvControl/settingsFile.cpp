@@ -67,7 +67,7 @@ bool SettingsFile::read_lines(std::ostream& stream) {
     for (;;) {
         const ssize_t length = readSome(descriptor_, block, sizeof block);
         if (length <= 0) {
-            return true; // an unreadable file ends here like a short one
+            return length == 0;
         }
         total += static_cast<std::size_t>(length);
         if (total > settings_max_size) {

@@ -57,7 +57,7 @@ void answerError(std::ostream& stream, int result) {
     const char* const path = std::getenv("PATH_INFO");
     const char* const params = std::getenv("QUERY_STRING");
     if (result == ZV_ERR_NOT_SUPPORTED) {
-        // Deliberately reported under another code, with a fixed text: clients tell unknown requests by it.
+        // Deliberately reported under another code, with a fixed text: both are part of the interface.
         http_print_error_response_ex(stream, path, params, 400, ZV_ERR_INVALID_PARAM, "unknown request",
                                      "main", 143);
         return;
@@ -95,7 +95,7 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
 
 } // namespace
 
-int zv_control_main() {
+int zv_control_main() try {
     std::stringstream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     std::fill(std::begin(response), std::end(response), '\0');
@@ -109,4 +109,6 @@ int zv_control_main() {
         return ZV_OK;
     }
     return serve(stream, path, params);
+} catch (...) {
+    return ZV_ERR_OUTOFMEM; // the process ends now, and with it what is open
 }

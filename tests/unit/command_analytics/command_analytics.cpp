@@ -2,6 +2,7 @@
 
 #include "FakePlatform.h"
 #include "OutputCapture.h"
+#include "ScarceMemory.h"
 #include "SyslogCapture.h"
 #include "WrappedWrite.h"
 #include "zvLog.h"
@@ -264,6 +265,20 @@ TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {
     EXPECT_EQ(handle_command_analytics_clear("q", nullptr, 0), 0);
     EXPECT_EQ(output.text(), "");
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
+}
+
+TEST_F(commandAnalytics, without_memory_both_print_nothing_and_fail) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    int got = 0;
+    int cleared = 0;
+    {
+        const zvtest::ScarceMemory scarce(1);
+        got = handle_command_analytics(nullptr, nullptr, 0);
+        cleared = handle_command_analytics_clear(nullptr, nullptr, 0);
+    }
+    EXPECT_EQ(got, -2);
+    EXPECT_EQ(cleared, -2);
+    EXPECT_EQ(output.text(), "");
 }
 
 TEST_F(commandAnalytics, clear_answers_success_whatever_the_daemon_says) {

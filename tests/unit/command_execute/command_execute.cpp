@@ -2,10 +2,12 @@
 
 #include "Installation.h"
 #include "OutputCapture.h"
+#include "ScarceMemory.h"
 #include "WrappedWrite.h"
 #include "wrappedSystem.h"
 
 #include <cerrno>
+#include <csignal>
 #include <gmock/gmock.h>
 #include <string>
 #include <unistd.h>
@@ -110,6 +112,25 @@ TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
               "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
               "'/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &'\",\n\"zverr\":-3,\n"
               "\"_function\":\"startProg\",\n\"_line\":388\n}\n");
+}
+
+TEST(commandExecute, a_shell_that_ran_is_no_failure_when_sigchld_was_handed_down_ignored) {
+    const Installation installation;
+    std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(answer("p1=zvStream&c1=restart&a1=-x"), success);
+    EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
+}
+
+TEST(commandExecute, without_memory_prints_nothing_and_fails) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    int result = 0;
+    {
+        const zvtest::ScarceMemory scarce(1);
+        result = handle_command_execute("p1=zvStream&c1=start", nullptr, 0);
+    }
+    EXPECT_EQ(result, -2);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
 TEST(commandExecute, the_answer_is_written_once_in_one_piece) {

@@ -146,6 +146,13 @@ TEST_F(executeRequest, the_first_failure_is_the_only_one_written) {
     EXPECT_EQ(refused("p1=a&c1=stop&p2=..&c2=stop&p3=&c3=z"), failure("invalid program ..", 177));
 }
 
+TEST_F(executeRequest, of_several_failures_of_a_command_the_first_in_the_fixed_order_counts) {
+    EXPECT_EQ(refused("p1=&a1=x&c1="), failure("fail, invalid program name", 134));
+    EXPECT_EQ(refused("p1=..&c1="), failure("fail, invalid command", 141));
+    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=Start"), failure("invalid command Start", 162));
+    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=start"), failure("invalid program ..;", 177));
+}
+
 TEST_F(executeRequest, long_names_are_cut_in_the_message) {
     EXPECT_EQ(refused("p1=.." + std::string(100000, 'x') + "&c1=start"),
               failure("invalid program .." + std::string(493, 'x'), 177));

@@ -17,6 +17,7 @@ extern "C" int __wrap_system(const char* command);
 int __wrap_system(const char* command) {
     auto& wrapped = zvtest::wrappedSystem();
     wrapped.commands.emplace_back(command);
+    wrapped.moments.push_back(std::chrono::steady_clock::now());
     if (static_cast<int>(wrapped.commands.size()) == wrapped.failing) {
         errno = ENOMEM;
         return -1;

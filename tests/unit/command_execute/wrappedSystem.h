@@ -1,6 +1,7 @@
 // A system(3) that keeps what it is given, and fails where a test says so.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@ namespace zvtest {
 
 struct WrappedSystem {
     std::vector<std::string> commands;
+    std::vector<std::chrono::steady_clock::time_point> moments; // of the calls
     int failing = 0; // this call (from 1) fails with ENOMEM; 0: none
 };
 

@@ -2,6 +2,7 @@
 
 #include "FakePlatform.h"
 #include "OutputCapture.h"
+#include "ScarceMemory.h"
 #include "SyslogCapture.h"
 #include "WrappedWrite.h"
 #include "fakeHandlers.h"
@@ -273,6 +274,15 @@ TEST(zvControl, a_failing_close_after_a_failed_request_tells_its_result_too) {
     EXPECT_EQ(served.errors, "Error[-1] closing the daemon interface\n");
 }
 
+TEST(zvControl, a_failing_close_after_a_handlers_own_answer_tells_its_result_too) {
+    answerWith(-18);
+    fakePlatform().close_result = -5;
+    const Served served = serve("/x", nullptr);
+    EXPECT_EQ(served.result, -18);
+    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(served.errors, "Error[-18] closing the daemon interface\n");
+}
+
 TEST(zvControl, a_close_that_succeeds_is_silent) {
     answerWith(-1);
     EXPECT_EQ(serve("/x", nullptr).errors, "");
@@ -315,6 +325,18 @@ TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
     EXPECT_EQ(served.result, 0);
     EXPECT_EQ(served.output, "<succ");
     EXPECT_EQ(fakePlatform().calls.back(), "close");
+}
+
+TEST(zvControl, without_memory_says_nothing_and_fails) {
+    setenv("PATH_INFO", "/command/x", 1);
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    int result = 0;
+    {
+        const zvtest::ScarceMemory scarce(1);
+        result = zv_control_main();
+    }
+    EXPECT_EQ(result, -2);
+    EXPECT_EQ(output.text(), "");
 }
 
 TEST(zvControl, takes_path_and_query_of_100_kilobytes) {
