@@ -41,15 +41,15 @@ def _digest(root, entry, headers, fixed):
     return digest.hexdigest()
 
 
-def run(root, preset, jobs):
-    """0 when every source is clean; prints what is not."""
+def run(root, preset, jobs, tests):
+    """0 when every source is clean, those below tests/ only if tests is true; prints what is not."""
     build = os.path.join(root, "build", preset)
     marks = os.path.join(root, "build", "tidy")
     os.makedirs(marks, exist_ok=True)
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as commands:
         entries = json.load(commands)
     fixed = subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
-    for name in (".clang-tidy", "tests/.clang-tidy"):
+    for name in (".clang-tidy", "camera/.clang-tidy", "tests/.clang-tidy"):
         with open(os.path.join(root, name), "rb") as rules:
             fixed += rules.read()
     made_from = _dependencies(build)
@@ -71,7 +71,8 @@ def run(root, preset, jobs):
         return 1
 
     ours = [entry for entry in {entry["file"]: entry for entry in entries}.values()
-            if entry["file"].startswith(root + os.sep) and not entry["file"].startswith(build + os.sep)]
+            if entry["file"].startswith(root + os.sep) and not entry["file"].startswith(os.path.join(root, "build", ""))
+            and (tests or not entry["file"].startswith(os.path.join(root, "tests", "")))]
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         wrong = sum(pool.map(check, ours))
     print(f"== clang-tidy: {len(ours)} files, {wrong} with findings", flush=True)
