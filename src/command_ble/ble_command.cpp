@@ -10,26 +10,30 @@
 #include <cstdio>
 #include <cstring>
 
-std::uint16_t ble_serialise(const Msg& message) {
+BleRequest ble_serialise(const Msg& message) {
     MemStream stream(ble_msg_buffer, BLE_MSG_SIZE);
     stream << message;
-    return stream.fail() ? std::uint16_t{0} : stream.getLength();
+    return {stream.getBuffer(), stream.getLength()};
 }
 
-std::uint16_t ble_serialise_command(std::span<std::uint8_t> data) {
+BleRequest ble_serialise_command(std::span<std::uint8_t> data) {
     BLECommandMsg message;
     ble_set_text(ble_command_tag, "BL");
     ble_command_data.setData(data.data(), static_cast<unsigned short>(data.size()));
     ble_add_standard_elements(message);
-    const std::uint16_t length = ble_serialise(message);
+    const BleRequest request = ble_serialise(message);
     // The parameter block is the caller's and need not outlive the request.
     ble_command_data.setData(nullptr, 0);
-    return length;
+    return request;
 }
 
-std::uint16_t ble_exchange(std::uint16_t length) {
+std::uint16_t ble_exchange(BleRequest request) {
+    if (request.empty()) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed");
+        return 0;
+    }
     std::uint16_t reply_length = BLE_MSG_SIZE;
-    ble_send_receive(ble_msg_buffer, length, &reply_length);
+    ble_send_receive(request.data(), static_cast<std::uint32_t>(request.size()), &reply_length);
     return reply_length;
 }
 

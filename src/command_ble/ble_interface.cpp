@@ -38,7 +38,7 @@ BleQueue* allocateQueue() {
 int nameReplyQueue() {
     auto* name = static_cast<char*>(std::malloc(rxNameSize));
     if (name == nullptr) {
-        // Not the text of the records' failure, deliberately: the log tells which of the allocations it was.
+        // Not the text of the records' failure, deliberately: both are part of the interface.
         BLE_LOG(UTIL_LOG_ERROR, "Unable to allocate memory");
         return ZV_ERR_OUTOFMEM;
     }
@@ -143,8 +143,8 @@ int ble_interface_close() {
     if (ble_rx_queue == nullptr) {
         return result;
     }
-    // A reply queue that could not be created keeps its name, neither unlinked nor freed: this is deliberate,
-    // the process ends soon after and whoever owns a queue of that name keeps it.
+    // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the
+    // process ends soon after.
     if (ble_rx_queue->descriptor != ble_queue_not_open) {
         result = removeReplyQueue();
     }

@@ -50,7 +50,7 @@ int ble_receive(std::uint8_t* buffer, std::uint16_t* length) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (ble_rx_queue == nullptr || ble_rx_queue->descriptor < 0) {
-        // Deliberately another result than a send on a closed link: callers tell the two apart by it.
+        // Another result than that of a send on a closed link, deliberately: it is part of the interface.
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR_INVALID_PARAM;
     }

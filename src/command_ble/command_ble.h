@@ -5,8 +5,8 @@
  * is composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text
  * in the buffer, or nothing where it has nothing to say; on failure the buffer is untouched. Results are
  * codes of zvErrno.h: 0, -1 (the daemon refused or did not answer, its reply was malformed, the answer did
- * not fit) or -3 (a missing or unusable parameter). Never -4, deliberately: such requests are
- * answered with 500, not 400.
+ * not fit) or -3 (a missing or unusable parameter). Never -4, deliberately: a bad
+ * parameter is answered with 500 as well, not with 400.
  *
  * Causes are logged at error level under the source name "command_ble".
  */

@@ -24,7 +24,7 @@ int setConfiguration(const std::string& value) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing auto_connect parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    // The second byte is deliberately always 0: the daemon looks for the value in the third.
+    // The second byte is always 0, deliberately: only the third carries the value.
     std::uint8_t data[] = {commandSetConfiguration, 0, static_cast<std::uint8_t>(autoConnect)};
     const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
     const int result = ble_check_response(ble_msg_buffer, reply_length);
@@ -34,8 +34,7 @@ int setConfiguration(const std::string& value) {
     return result;
 }
 
-// The second message, about parameters, is deliberate although the query is empty: log readers count the
-// failed answers by it.
+// A second message, about parameters, although the query is empty: deliberately, it is part of the interface.
 int answerFailed(const char* query) {
     BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
     return ZV_ERR;

@@ -8,6 +8,7 @@
 #include "zvErrno.h"
 
 #include <array>
+#include <ctime>
 #include <string>
 
 BleListSink::~BleListSink() = default;
@@ -21,6 +22,13 @@ constexpr std::uint8_t whitelistPageMaximum = 255;
 
 // A reply's data: id, total, index, count, entries.
 constexpr std::uint16_t headerSize = 4;
+
+// The monotonic time: setting the camera's clock neither ends nor prolongs an acquisition.
+timespec now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
 
 class Acquisition {
 public:
@@ -37,6 +45,7 @@ private:
     Outcome attempt(int number);
     Outcome deliver(const BleListHeader& header, int number);
     bool fetch();
+    bool timeIsUp() const;
     bool receive(std::uint16_t& length);
     bool accept(std::uint16_t length) const;
     void logRebuilt(int number, int from, int to) const;
@@ -54,10 +63,14 @@ private:
     BleListSink& sink_;
     std::array<std::uint8_t, 3> request_; // command code, start index, maximum of entries
     int requests_ = 0;                    // of this attempt
+    const timespec start_ = now();
 };
 
 int Acquisition::run() {
     for (int number = 0; number < maximumAttempts; ++number) {
+        if (number > 0 && timeIsUp()) {
+            return ZV_ERR;
+        }
         switch (attempt(number)) {
         case Outcome::complete:
             return ZV_OK;
@@ -97,7 +110,7 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
         }
         request_[1] = static_cast<std::uint8_t>(request_[1] + delivered);
         request_[2] = static_cast<std::uint8_t>(wanted);
-        if (!fetch()) {
+        if (timeIsUp() || !fetch()) {
             return Outcome::failed;
         }
         if (id() != header.id) {
@@ -105,6 +118,17 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
             return Outcome::rebuilt;
         }
     }
+}
+
+// Asked before every page but the first.
+bool Acquisition::timeIsUp() const {
+    const timespec time = now();
+    const time_t seconds = time.tv_sec - start_.tv_sec - (time.tv_nsec < start_.tv_nsec ? 1 : 0);
+    if (seconds < BLE_LIST_TIMEOUT_S) {
+        return false;
+    }
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", BLE_LIST_TIMEOUT_S);
+    return true;
 }
 
 // Requests a page; its data stand in ble_msg_buffer when it is accepted.
@@ -119,15 +143,11 @@ bool Acquisition::fetch() {
 }
 
 bool Acquisition::receive(std::uint16_t& length) {
-    const std::uint16_t request_length = ble_serialise_command(request_);
-    std::uint16_t reply_length = BLE_MSG_SIZE;
-    if (ble_send(ble_msg_buffer, request_length) == ZV_OK) {
-        ble_receive(ble_msg_buffer, &reply_length);
-    }
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(request_));
     length = BLE_MSG_SIZE;
     const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
     if (result != ZV_OK) {
-        // The whitelist commands speak of scan results as well, deliberately: one message to look for.
+        // The whitelist commands speak of scan results as well, deliberately: it is part of the interface.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);
     }
     return result == ZV_OK;

@@ -42,6 +42,11 @@ public:
     virtual bool add(const BlePage& page) = 0;
 };
 
+// Seconds from the start of an acquisition after which it is given up instead of requesting a further page: a
+// daemon that hands out tiny pages slowly must not keep the request for hours. The page that is under way has
+// its own time limits.
+inline constexpr int BLE_LIST_TIMEOUT_S = 60;
+
 // Bytes of an entry.
 constexpr int ble_entry_size(BleList list) {
     return list == BleList::scanResults ? 82 : 41;
@@ -53,7 +58,8 @@ int ble_read_page(const char* query, std::optional<std::uint8_t>& page);
 /*
  * Acquires one page from a start index or, without one, the whole list. 0 when all wanted entries were
  * delivered or the sink had enough; -1 and log lines otherwise. Always ends: at most two attempts, each of at
- * most 255 page requests, since a list has at most 255 entries.
+ * most 255 page requests, since a list has at most 255 entries; and once BLE_LIST_TIMEOUT_S have passed, no
+ * further page is requested.
  */
 int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
 

@@ -40,7 +40,7 @@ int readAddressType(const char* query, PairBlock& block) {
 int readDevice(const char* query, PairBlock& block) {
     std::string value;
     if (parseParam(query, "device=", value) == 0) {
-        // Only the start names the parameter, deliberately: the log tells the two commands apart by it.
+        // Only the start names the parameter, deliberately: it is part of the interface.
         if (block[0] == commandPairStart) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param device=");
         }
@@ -48,7 +48,7 @@ int readDevice(const char* query, PairBlock& block) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (parse_device_address(value, block.data() + 1) != ZV_OK) {
-        // The whole query, not the value alone, deliberately: it shows what the client sent.
+        // The whole query, not the value alone, deliberately: it is part of the interface.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
         return ZV_ERR_INVALID_PARAM;
     }

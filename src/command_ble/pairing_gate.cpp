@@ -25,8 +25,8 @@ bool readItem(int item, std::int32_t& value) {
 }
 
 // The request goes to the network daemon itself, not through it to the BLE daemon.
-std::uint16_t serialisePhase(bool enter) {
-    // Constant, they deliberately do not carry the value of p: the daemon knows the phase by the tag alone.
+BleRequest serialisePhase(bool enter) {
+    // Constant: they deliberately do not carry the value of p, only whether it is 0 matters.
     static std::uint8_t enterData[] = {0x01, 0x03};
 
     ZvNetMsg message;

@@ -61,9 +61,8 @@ BleEntry entryAt(const BlePage& page, int number) {
 
 class Whitelist : public BleListSink {
 public:
-    // The devices of an attempt that was abandoned stay in the text, deliberately, and the first of the new
-    // attempt follows them without a separator: a reader of the answer sees by it that the list was rebuilt
-    // meanwhile.
+    // The devices of an attempt that was abandoned stay in the text, and the first of the new attempt follows
+    // them without a separator: deliberately, it is part of the interface.
     void begin(const BleListHeader& header) override {
         header_ = header;
         skipped_ = 0;

@@ -46,8 +46,7 @@ int readRemove(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (remove != 1) {
-        // Refused without a word, deliberately: 0 is an answer to a client that asks, not a fault, and must
-        // not be read as keeping the entry.
+        // Refused without a line, deliberately: 0 must not be read as keeping the entry.
         return ZV_ERR_INVALID_PARAM;
     }
     block[1] = operationRemove;
@@ -80,8 +79,7 @@ int readBlock(const char* query, ConfigureBlock& block) {
     if (const int result = readRemove(query, block, given); result != ZV_OK) {
         return result;
     }
-    // Applied last, so that it deliberately wins over a removal: a device that a client wants connected
-    // stays.
+    // Applied last, so that it wins over a removal: deliberately, it is part of the interface.
     if (const int result = readAutoConnect(query, block, given); result != ZV_OK) {
         return result;
     }

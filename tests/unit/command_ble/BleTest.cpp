@@ -62,6 +62,7 @@ BleTest::BleTest() : buffer_(roomyBuffer + behindBuffer, filling) {
 
 BleTest::~BleTest() {
     faults::clockOffset = 0;
+    faults::monotonicOffset = 0;
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_TRUE(
         std::all_of(buffer_.end() - behindBuffer, buffer_.end(), [](char c) { return c == filling; }));

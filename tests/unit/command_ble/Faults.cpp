@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <map>
 #include <sys/time.h>
@@ -13,9 +14,13 @@
 #ifdef __USE_TIME_BITS64
 #define REAL_GETTIMEOFDAY __real___gettimeofday64
 #define WRAP_GETTIMEOFDAY __wrap___gettimeofday64
+#define REAL_CLOCK_GETTIME __real___clock_gettime64
+#define WRAP_CLOCK_GETTIME __wrap___clock_gettime64
 #else
 #define REAL_GETTIMEOFDAY __real_gettimeofday
 #define WRAP_GETTIMEOFDAY __wrap_gettimeofday
+#define REAL_CLOCK_GETTIME __real_clock_gettime
+#define WRAP_CLOCK_GETTIME __wrap_clock_gettime
 #endif
 
 extern "C" {
@@ -26,6 +31,7 @@ mqd_t __real_mq_open(const char* name, int flags, ...);
 int __real_mq_close(mqd_t queue);
 int __real_mq_unlink(const char* name);
 int REAL_GETTIMEOFDAY(timeval* time, void* zone);
+int REAL_CLOCK_GETTIME(clockid_t clock, timespec* time);
 }
 
 namespace faults {
@@ -35,6 +41,7 @@ std::string unopenableQueue;
 std::string unclosableQueue;
 bool unlinkFails = false;
 int clockOffset = 0;
+std::atomic<int> monotonicOffset{0};
 
 std::vector<std::size_t> allocations;
 std::vector<OpenCall> opens;
@@ -189,5 +196,13 @@ extern "C" int __wrap_mq_unlink(const char* name) {
 extern "C" int WRAP_GETTIMEOFDAY(timeval* time, void* zone) {
     const int result = REAL_GETTIMEOFDAY(time, zone);
     time->tv_sec += clockOffset;
+    return result;
+}
+
+extern "C" int WRAP_CLOCK_GETTIME(clockid_t clock, timespec* time) {
+    const int result = REAL_CLOCK_GETTIME(clock, time);
+    if (clock == CLOCK_MONOTONIC) {
+        time->tv_sec += monotonicOffset;
+    }
     return result;
 }

@@ -1,7 +1,8 @@
 // System calls of the link that can be made to fail. The test program is linked so that malloc, calloc, free,
-// mq_open, mq_close, mq_unlink and gettimeofday of the link pass through here; undisturbed, they are the real ones.
+// mq_open, mq_close, mq_unlink, gettimeofday and clock_gettime of the link pass through here; undisturbed, they are the real ones.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <mqueue.h>
 #include <string>
@@ -27,6 +28,8 @@ extern std::string unclosableQueue;
 extern bool unlinkFails;
 // Seconds added to the time of day, which moves deadlines.
 extern int clockOffset;
+// Seconds added to the monotonic time. The peer may move it while it answers.
+extern std::atomic<int> monotonicOffset;
 
 // Between these two, calls are counted, kept and disturbed.
 void arm();

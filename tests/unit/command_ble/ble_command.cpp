@@ -54,5 +54,24 @@ TEST_F(Exchange, LengthIsNothingWithoutAReply) {
 
 TEST_F(Exchange, RequestThatDoesNotFitHasNoLength) {
     std::vector<std::uint8_t> data(1500);
-    EXPECT_EQ(0, ble_serialise_command(data));
+    EXPECT_TRUE(ble_serialise_command(data).empty());
+}
+
+TEST_F(Exchange, RequestThatDoesNotFitIsNotSent) {
+    std::vector<std::uint8_t> data(1500);
+    EXPECT_EQ(0, ble_exchange(ble_serialise_command(data)));
+    EXPECT_THAT(logged(), ElementsAre("Failed"));
+    EXPECT_THAT(peer.requests(), IsEmpty());
+}
+
+TEST_F(Exchange, LongestRequestThatFitsIsSent) {
+    peer.reply({1, 2, 3, 4});
+    const std::size_t rest = bleRequest({}).size();
+    Bytes data(1500 - rest, 7);
+    EXPECT_EQ(4, ble_exchange(ble_serialise_command(data)));
+    EXPECT_THAT(peer.requests(), ElementsAre(bleRequest(data)));
+    data.push_back(7);
+    EXPECT_EQ(0, ble_exchange(ble_serialise_command(data)));
+    EXPECT_THAT(logged(), ElementsAre("Failed"));
+    EXPECT_EQ(1U, peer.requestCount());
 }

@@ -265,6 +265,51 @@ TEST_F(PagedList, DaemonThatNeverDeliversEnds) {
     EXPECT_THAT(logged(), ElementsAre("Failed to get the whole list with 255 requests"));
 }
 
+TEST_F(PagedList, SlowDaemonIsGivenUpAfter60Seconds) {
+    peer.replyWith([daemon = ListDaemon{9, 1, whitelistOf(255)}](const Bytes& request) {
+        faults::monotonicOffset += 10;
+        return daemon(request);
+    });
+    EXPECT_EQ(-1, acquire());
+    EXPECT_EQ(6U, sent().size());
+    EXPECT_EQ(6U, collector.first.size());
+    EXPECT_THAT(logged(), ElementsAre("Failed to get the whole list within 60 seconds"));
+}
+
+TEST_F(PagedList, ListThatIsCompleteAfter60SecondsIsDelivered) {
+    peer.replyWith([daemon = ListDaemon{9, 1, whitelistOf(6)}](const Bytes& request) {
+        faults::monotonicOffset += 10;
+        return daemon(request);
+    });
+    EXPECT_EQ(0, acquire());
+    EXPECT_EQ(6U, sent().size());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(PagedList, SecondAttemptHasNoTimeOfItsOwn) {
+    int id = 0;
+    peer.replyWith([&id](const Bytes& request) {
+        ++id;
+        faults::monotonicOffset += id == 2 ? 50 : 10;
+        return std::vector<Bytes>{replyOf(0, pageData(id, 50, dataOf(request)[1], 1, {Bytes(41)}))};
+    });
+    EXPECT_EQ(-1, acquire());
+    EXPECT_EQ(2U, sent().size());
+    EXPECT_THAT(log.messages(),
+                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!",
+                            "Failed to get the whole list within 60 seconds"));
+}
+
+TEST_F(PagedList, EveryAcquisitionHasItsOwn60Seconds) {
+    peer.replyWith([daemon = ListDaemon{9, 1, whitelistOf(3)}](const Bytes& request) {
+        faults::monotonicOffset += 25;
+        return daemon(request);
+    });
+    EXPECT_EQ(0, acquire());
+    EXPECT_EQ(0, acquire());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
 TEST_F(PagedList, Refused) {
     peer.reply(replyOf(1));
     EXPECT_EQ(-1, acquire());
