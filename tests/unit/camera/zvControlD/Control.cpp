@@ -25,7 +25,7 @@ constexpr const char* control = "/run/zarvo/zvControlD.sock";
 constexpr const char* admin = "/run/zarvo/zvControlD.admin";
 
 Json ask(const char* op, const Json& arguments = Json::object()) {
-    return AdminClient(admin).call(op, arguments);
+    return AdminClient(admin).call(op, arguments, std::chrono::seconds(30)); // generous to a loaded machine
 }
 
 std::string refusal(const char* op, const Json& arguments = Json::object()) {
@@ -226,7 +226,7 @@ TEST(Control, AFaultyScenarioIsSaidAndEndsIt) {
     zvtest::SyslogCapture log;
     std::ofstream("/tmp/faulty.json") << R"({"state":{"recording":"yes"}})";
     std::filesystem::create_directories("/run/zarvo");
-    EXPECT_EQ(1 << 8, std::system(ZV_CONTROL_DAEMON " --scenario /tmp/faulty.json 2>/tmp/errors"));
+    EXPECT_EQ(1 << 8, std::system("'" ZV_CONTROL_DAEMON "' --scenario /tmp/faulty.json 2>/tmp/errors"));
     std::ifstream errors("/tmp/errors");
     std::string line;
     std::getline(errors, line);

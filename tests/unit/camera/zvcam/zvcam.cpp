@@ -29,7 +29,7 @@ std::string contentOf(const char* path) {
 
 // Runs the tool through the shell.
 Finished bare(const std::string& arguments) {
-    const int status = std::system((ZV_TOOL " " + arguments + " >/tmp/out 2>/tmp/err").c_str());
+    const int status = std::system(("'" ZV_TOOL "' " + arguments + " >/tmp/out 2>/tmp/err").c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf("/tmp/out"), contentOf("/tmp/err")};
 }
 
