@@ -1,10 +1,12 @@
 """The checks behind ./test.
 
-    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e (default: all but lint-tests)
+    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but lint-tests)
 
 format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
-over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest against cameras of both presets. A skipped test counts as failed. The
-last line counts the tests of ctest and pytest; the status is 0 only when every check of every part was right.
+over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
+against cameras of both presets. arm: builds the stand-alone and the ARM programs, and runs unit and end-to-end tests with
+them, in the emulator, with daemons of either processor. A skipped test counts as failed. The last line counts the tests of
+ctest and pytest; the status is 0 only when every check of every part was right.
 """
 
 import argparse
@@ -19,8 +21,25 @@ import tidy
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PRESETS = ("release", "asan")
-DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e")
-PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e")
+DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e", "arm")
+PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
+
+# Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
+CAMERAS = (
+    ("release", "release", "release", ()),
+    ("asan", "asan", "asan", ("-packages",)),  # installed packages bring no sanitizer's library
+)
+# What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
+_LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics")
+OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
+OTHER_CAMERAS = (
+    ("stand-alone", "release", "standalone", _LIKE),
+    ("arm", "arm", "arm", (*_LIKE, "webservers")),
+    ("arm with native daemons", "release", "arm", ("entry", "gate", "ble", "description", "analytics")),
+    ("arm stand-alone with native daemons", "release", "arm-standalone", _LIKE),
+    ("packages of the stand-alone shape", "standalone", "standalone", ("packages",)),
+    ("packages for arm", "arm", "arm", ("packages",)),
+)
 
 
 class Tally:
@@ -86,26 +105,34 @@ def check_format(tally, _jobs):
     tally.require("clang-format", done.returncode)
 
 
+def _build(tally, preset, targets=()):
+    _heading(f"build {preset}")
+    done = subprocess.run([os.path.join(ROOT, "scripts", "build"), preset, *targets], check=False)
+    tally.require(f"build {preset}", done.returncode)
+
+
 def check_build(tally, _jobs):
     for preset in PRESETS:
-        _heading(f"build {preset}")
-        done = subprocess.run([os.path.join(ROOT, "scripts", "build"), preset], check=False)
-        tally.require(f"build {preset}", done.returncode)
+        _build(tally, preset)
+
+
+def _unit(tally, jobs, preset):
+    _heading(f"unit tests, {preset}")
+    junit = os.path.join(ROOT, "build", preset, "unit.xml")
+    if os.path.exists(junit):
+        os.remove(junit)
+    # Most of them wait rather than work.
+    command = ["ctest", "--preset", preset, "-j", str(2 * jobs), "--output-junit", junit]
+    done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    if done.returncode != 0:
+        sys.stdout.write(done.stdout.decode(errors="replace"))
+    tally.require(f"ctest {preset}", done.returncode)
+    tally.add_junit(f"unit tests, {preset}", junit)
 
 
 def check_unit(tally, jobs):
     for preset in PRESETS:
-        _heading(f"unit tests, {preset}")
-        junit = os.path.join(ROOT, "build", preset, "unit.xml")
-        if os.path.exists(junit):
-            os.remove(junit)
-        # Most of them wait rather than work.
-        command = ["ctest", "--preset", preset, "-j", str(2 * jobs), "--output-junit", junit]
-        done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-        if done.returncode != 0:
-            sys.stdout.write(done.stdout.decode(errors="replace"))
-        tally.require(f"ctest {preset}", done.returncode)
-        tally.add_junit(f"unit tests, {preset}", junit)
+        _unit(tally, jobs, preset)
 
 
 def check_lint(tally, jobs):
@@ -118,24 +145,42 @@ def check_lint_tests(tally, jobs):
     tally.require("clang-tidy", tidy.run(ROOT, "release", jobs, tests=True))
 
 
-def _run_pytest(preset):
-    junit = os.path.join(ROOT, "build", preset, "e2e.xml")
+def _run_pytest(name, daemons, program, tests):
+    build, gateway = (os.path.join(ROOT, "build", preset) for preset in (daemons, program))
+    junit = os.path.join(gateway, f"e2e-{name.replace(' ', '-')}.xml")
     if os.path.exists(junit):
         os.remove(junit)
+    folder = os.path.join(ROOT, "tests", "e2e")
+    wanted = [os.path.join(folder, f"test_{test}.py") for test in tests if test[0] != "-"] or [folder]
+    unwanted = [f"--ignore={os.path.join(folder, f'test_{test[1:]}.py')}" for test in tests if test[0] == "-"]
     command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--junit-xml={junit}",
-               f"--build-dir={os.path.join(ROOT, 'build', preset)}", os.path.join(ROOT, "tests", "e2e")]
+               f"--build-dir={build}", f"--gateway-dir={gateway}", *unwanted, *wanted]
     done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return preset, junit, done
+    return name, junit, done
+
+
+def _e2e(tally, cameras):
+    _heading(f"end-to-end tests side by side: {', '.join(name for name, *_ in cameras)}")
+    # Most of them wait rather than work.
+    with concurrent.futures.ThreadPoolExecutor(3) as pool:
+        for name, junit, done in pool.map(lambda camera: _run_pytest(*camera), cameras):
+            if done.returncode != 0:
+                sys.stdout.write(done.stdout.decode(errors="replace"))
+            tally.require(f"pytest {name}", done.returncode)
+            tally.add_junit(f"end-to-end tests, {name}", junit)
 
 
 def check_e2e(tally, _jobs):
-    _heading(f"end-to-end tests, {' and '.join(PRESETS)} side by side")
-    with concurrent.futures.ThreadPoolExecutor(len(PRESETS)) as pool:
-        for preset, junit, done in pool.map(_run_pytest, PRESETS):
-            if done.returncode != 0:
-                sys.stdout.write(done.stdout.decode(errors="replace"))
-            tally.require(f"pytest {preset}", done.returncode)
-            tally.add_junit(f"end-to-end tests, {preset}", junit)
+    _e2e(tally, CAMERAS)
+
+
+def check_arm(tally, jobs):
+    before = len(tally.complaints)
+    for preset, targets in OTHER_BUILDS.items():
+        _build(tally, preset, targets)
+    if len(tally.complaints) == before:
+        _unit(tally, jobs, "arm")
+        _e2e(tally, OTHER_CAMERAS)
 
 
 def main():
@@ -145,10 +190,10 @@ def main():
     parser.add_argument("parts", nargs="*", metavar="PART", choices=[*PARTS, []])
     arguments = parser.parse_args()
     parts = list(arguments.parts) or list(DEFAULT_PARTS)
-    if "build" not in parts and set(parts) & {"unit", "lint", "lint-tests", "e2e"}:
+    if "build" not in parts and set(parts) & {"unit", "lint", "lint-tests", "e2e", "arm"}:
         parts.append("build")
-    checks = {"format": check_format, "build": check_build, "unit": check_unit, "lint": check_lint, "lint-tests": check_lint_tests,
-              "e2e": check_e2e}
+    checks = {"format": check_format, "build": check_build, "unit": check_unit, "lint": check_lint,
+              "lint-tests": check_lint_tests, "e2e": check_e2e, "arm": check_arm}
     tally = Tally()
     for part in PARTS:
         if part in parts:

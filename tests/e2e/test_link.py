@@ -116,25 +116,31 @@ def test_sixty_four_requests_at_once(camera):
     _burst(camera)
 
 
-def _copy_for_others(build_dir, target):
-    """What a camera needs, where any user can read it."""
-    os.makedirs(target / "build")
-    for name in (*house.PROGRAMS, "zvcam", "CMakeCache.txt"):
-        shutil.copy(os.path.join(build_dir, name), target / "build")
-    for name in house.LIBRARIES:
+def _copy_programs(build_dir, target):
+    os.makedirs(target)
+    for name in (*house.PROGRAMS, *house.LIBRARIES, "zvcam", "CMakeCache.txt"):
         if os.path.exists(os.path.join(build_dir, name)):
-            shutil.copy(os.path.join(build_dir, name), target / "build")
-    shutil.copytree(os.path.join(build_dir, "etc"), target / "build" / "etc")
+            shutil.copy(os.path.join(build_dir, name), target)
+    for name in ("etc", "emulated"):
+        if os.path.exists(os.path.join(build_dir, name)):
+            shutil.copytree(os.path.join(build_dir, name), target / name, symlinks=True)
+
+
+def _copy_for_others(build_dir, gateway_dir, target):
+    """What a camera needs, where any user can read it."""
+    _copy_programs(build_dir, target / "build")
+    _copy_programs(gateway_dir, target / "gateway")
     shutil.copytree(os.path.join(house.ROOT, "camera"), target / "camera")
     shutil.copytree(os.path.join(house.ROOT, "tests", "e2e"), target / "tests" / "e2e")
 
 
-def test_sixty_four_requests_at_once_as_an_ordinary_user(build_dir, open_path):
-    _copy_for_others(build_dir, open_path)
+def test_sixty_four_requests_at_once_as_an_ordinary_user(build_dir, gateway_dir, open_path):
+    _copy_for_others(build_dir, gateway_dir, open_path)
     own = open_path / "own"
     own.mkdir()
     command = [sys.executable, "-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--rootdir={open_path}",
-               f"--build-dir={open_path}/build", f"{open_path}/tests/e2e/test_link.py::test_sixty_four_requests_at_once"]
+               f"--build-dir={open_path}/build", f"--gateway-dir={open_path}/gateway",
+               f"{open_path}/tests/e2e/test_link.py::test_sixty_four_requests_at_once"]
     if os.getuid() == 0:
         os.chown(own, house.ORDINARY_USER, house.ORDINARY_USER)
         command = ["setpriv", f"--reuid={house.ORDINARY_USER}", f"--regid={house.ORDINARY_USER}", "--clear-groups",
