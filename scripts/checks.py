@@ -21,7 +21,7 @@ import tidy
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PRESETS = ("release", "asan")
-DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e", "arm")
+DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e")
 PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
