@@ -6,28 +6,29 @@
 if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
   cmake_minimum_required(VERSION 3.25)
   # A hook of another repository may have left its own in the environment.
-  foreach(variable GIT_DIR GIT_WORK_TREE GIT_INDEX_FILE GIT_OBJECT_DIRECTORY GIT_COMMON_DIR)
+  foreach(variable GIT_DIR GIT_WORK_TREE GIT_INDEX_FILE GIT_OBJECT_DIRECTORY GIT_ALTERNATE_OBJECT_DIRECTORIES
+      GIT_COMMON_DIR GIT_CEILING_DIRECTORIES)
     unset(ENV{${variable}})
   endforeach()
   find_program(git git)
   set(revision "")
+  set(cause "The sources stand in no repository (or git is missing)")
   if(git)
-    # The sources may belong to another user; this only reads.
-    set(ask ${git} -c safe.directory=* -C ${ZV_SOURCE})
-    # A repository around the sources is theirs only if it tracks them.
-    execute_process(COMMAND ${ask} ls-files --error-unmatch CMakeLists.txt
+    # The sources may belong to another user; this only reads. A repository around them is theirs only if it tracks them.
+    execute_process(COMMAND "${git}" -c safe.directory=* -C "${ZV_SOURCE}" ls-files --error-unmatch CMakeLists.txt
       RESULT_VARIABLE tracked OUTPUT_QUIET ERROR_QUIET)
     if(tracked EQUAL 0)
-      execute_process(COMMAND ${ask} rev-parse --verify HEAD
-        OUTPUT_VARIABLE revision OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+      execute_process(COMMAND "${git}" -c safe.directory=* -C "${ZV_SOURCE}" rev-parse --verify HEAD
+        OUTPUT_VARIABLE revision OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_VARIABLE said ERROR_STRIP_TRAILING_WHITESPACE)
+      set(cause "The sources' repository names no revision of 40 digits [${revision}${said}]")
     endif()
   endif()
   string(LENGTH "${revision}" length)
   if(NOT revision MATCHES "^[0-9a-f]+$" OR NOT length EQUAL 40)
     string(REPEAT 0 40 revision)
-    message("The sources stand in no repository (or git is missing): the program's build revision is ${revision}")
+    message("${cause}: the program's build revision is ${revision}")
   endif()
-  file(CONFIGURE OUTPUT ${ZV_OUTPUT} @ONLY CONTENT
+  file(CONFIGURE OUTPUT "${ZV_OUTPUT}" @ONLY CONTENT
     "#include \"buildRevision.h\"\n\nextern const char build_revision[41] = \"@revision@\";\n")
   return()
 endif()

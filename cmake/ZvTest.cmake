@@ -1,4 +1,4 @@
-# zv_unit_test(NAME SOURCES ... [LIBS ...] [NO_NAMESPACE]): a GoogleTest program. Each of its tests runs as a
+# zv_unit_test(NAME SOURCES ... [LIBS ...]): a GoogleTest program. Each of its tests runs as a
 # process of its own inside private IPC, process and mount namespaces (tests/support/in-namespace): its own message
 # queues, its own /dev/log, /tmp, /run and /usr/local.
 if(CMAKE_CROSSCOMPILING)

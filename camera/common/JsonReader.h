@@ -1,7 +1,5 @@
-// Strict reading of JSON objects: types and ranges checked, unknown keys refused, every error naming its
-// place
-// ("ble.devices[2].rssi: must be a number from -127 to 20"). Serves the scenario file and the daemons' set
-// operations.
+// Strict reading of JSON objects: types and ranges checked, unknown keys refused, every error naming its place
+// ("ble.devices[2].rssi: must be a number from -127 to 20"). Serves the scenario file and the daemons' set operations.
 #pragma once
 
 #include <cstdint>

@@ -11,15 +11,16 @@
 
 namespace {
 
-// A shell starts its background programs with SIGINT ignored, so the default has to be put back.
+// A shell starts its background programs with SIGINT ignored, so the default has to be put back; once they are blocked,
+// lest a signal in between ends the program without a word.
 sigset_t takeSignals() {
     sigset_t stops;
     sigemptyset(&stops);
-    for (const int stop : {SIGINT, SIGTERM}) {
-        std::signal(stop, SIG_DFL);
-        sigaddset(&stops, stop);
-    }
+    sigaddset(&stops, SIGINT);
+    sigaddset(&stops, SIGTERM);
     sigprocmask(SIG_BLOCK, &stops, nullptr);
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
     return stops;
 }
 

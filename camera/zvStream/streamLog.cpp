@@ -1,5 +1,6 @@
 #include "streamLog.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
@@ -29,9 +30,11 @@ bool append(const Json& object) {
     if (log < 0) {
         return false;
     }
-    const bool written = write(log, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    const ssize_t written = write(log, line.data(), line.size());
+    const int error = written < 0 ? errno : ENOSPC; // a file takes less than all when there is no more room
     close(log);
-    return written;
+    errno = error;
+    return written == static_cast<ssize_t>(line.size());
 }
 
 Json event(const char* name) {

@@ -11,8 +11,9 @@
 
 namespace {
 
-// Nothing read counts as exhausted, whatever the reason. What sink makes of a block is deliberately not
-// looked at: a client that has gone away must not change the handler's result.
+// Nothing read counts as exhausted, whatever the reason. What sink makes of a block is deliberately not looked at:
+// write errors do not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the
+// process at the first block, unless it was handed down ignored.)
 template<typename Sink>
 int copyBlocks(std::FILE* source, int64_t limit, Sink sink) {
     char block[analytics_block_size];

@@ -9,6 +9,7 @@
 /*
  * Writes the whole text to a descriptor with write(2), however little each call takes; an interrupted call is
  * repeated, and a descriptor that would block is waited for. False when the descriptor refuses (the rest is
- * then not written); nothing is logged.
+ * then not written); nothing is logged. A pipe without a reader refuses only where SIGPIPE is ignored; elsewhere the
+ * signal ends the process.
  */
 bool write_all(int descriptor, std::string_view text);

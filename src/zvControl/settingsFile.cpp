@@ -61,6 +61,7 @@ SettingsFile::~SettingsFile() {
     }
 }
 
+// Half a document must not be answered as a whole one.
 bool SettingsFile::read_lines(std::ostream& stream) {
     char block[4096];
     std::size_t total = 0;

@@ -4,13 +4,12 @@ import json
 
 import house
 import pytest
+from zvcamera.check import source_revision
 
 FUNCTION = "camera_description_output_json"
 GETTERS = [("model_number", 228), ("model_name", 245), ("firmware_version", 254), ("serial_number", 263),
            ("board_type", 272), ("ap_mac", 281), ("ap_ssid", 290), ("ap_has_default_credentials", 299)]
 ETC = "/usr/local/zarvo/etc"
-# Code names of the model numbers that have one.
-MODELS = {13: "abru"}
 
 
 def _settings(camera, model):
@@ -19,10 +18,6 @@ def _settings(camera, model):
 
 def _joined(settings):
     return settings.replace(b"\n", b"")
-
-
-def _revision(camera):
-    return camera.get("").json()["info"]["git_sha1"]
 
 
 def test_document(camera):
@@ -35,7 +30,7 @@ def test_document(camera):
     settings = _joined(_settings(camera, "abru"))
     info = (b',\n"info":{"model_number":13,"model_name":"Name","firmware_version":"F1","serial_number":"S1",'
             b'"board_type":"0x09","ap_mac":"aabbccddeeff","ap_ssid":"Net","ap_has_default_credentials":"0",'
-            b'"git_sha1":"' + _revision(camera).encode() + b'"}}')
+            b'"git_sha1":"' + source_revision().encode() + b'"}}')
     assert answer.body == settings[:settings.rindex(b"}")] + info
     document = answer.json()
     assert list(document)[:-1] == list(json.loads(_settings(camera, "abru")))
@@ -154,4 +149,6 @@ def test_texts_are_not_escaped(camera):
 
 def test_many_at_once(shared_camera):
     answers = house.at_once(32, lambda _: shared_camera.get(""))
+    assert [answer.status for answer in answers] == [200] * 32
+    assert all("info" in answer.json() for answer in answers)
     assert len({answer.body for answer in answers}) == 1

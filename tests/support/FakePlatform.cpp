@@ -11,22 +11,15 @@
 namespace zvtest {
 namespace {
 
-struct Row {
-    std::string uri;
-    zvcontrol_handler handler;
-    zvcontrol_hook open_hook;
-    zvcontrol_hook close_hook;
-};
-
-std::vector<Row> rows;
-
 std::string shown(const char* text) {
     return text == nullptr ? "(null)" : text;
 }
 
 int dispatch(const char* path, const char* params, char* response, int size) {
     const std::string uri = shown(path).substr(path != nullptr && *path == '/' ? 1 : 0);
-    const auto row = std::find_if(rows.begin(), rows.end(), [&](const Row& one) { return one.uri == uri; });
+    const auto& rows = fakePlatform().rows;
+    const auto row =
+        std::find_if(rows.begin(), rows.end(), [&](const FakeRow& one) { return one.uri == uri; });
     if (row == rows.end()) {
         return -20;
     }
@@ -72,15 +65,15 @@ int zvcontrol_uri_interface_open(void) {
 
 int zvcontrol_uri_interface_close(void) {
     fakePlatform().calls.push_back("close");
-    zvtest::rows.clear();
+    fakePlatform().rows.clear();
     return fakePlatform().close_result;
 }
 
 int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
                               zvcontrol_hook close_hook) {
     fakePlatform().calls.push_back(std::string("add ") + uri);
-    zvtest::rows.push_back({uri, handler, open_hook, close_hook});
-    const bool fails = static_cast<int>(zvtest::rows.size()) == fakePlatform().failing_row;
+    fakePlatform().rows.push_back({uri, handler, open_hook, close_hook});
+    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
     return fails ? fakePlatform().add_result : 0;
 }
 

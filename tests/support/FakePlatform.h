@@ -2,6 +2,8 @@
 // the test says. parseParam and the messages are not part of it.
 #pragma once
 
+#include "zvCtrlD.h"
+
 #include <functional>
 #include <map>
 #include <string>
@@ -9,9 +11,19 @@
 
 namespace zvtest {
 
+// A row as it was registered.
+struct FakeRow {
+    std::string uri;
+    zvcontrol_handler handler;
+    zvcontrol_hook open_hook;
+    zvcontrol_hook close_hook;
+};
+
 struct FakePlatform {
     // One line a call, arguments included; a null text is shown as (null).
     std::vector<std::string> calls;
+    // All rows registered since the interface was last closed.
+    std::vector<FakeRow> rows;
 
     // Results of the URI interface; registration fails with add_result at the row failing_row (from 1; 0: none).
     int open_result = 0;

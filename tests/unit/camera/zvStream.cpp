@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -139,6 +140,21 @@ TEST_F(zvStream, runs_without_its_log_and_says_so) {
     EXPECT_EQ(errors.text(), "/tmp/fuse_d/zvStream.log: No such file or directory\n");
     EXPECT_EQ(kill(process, 0), 0);
     EXPECT_EQ(stop(process, SIGINT), 0);
+}
+
+TEST_F(zvStream, a_log_without_room_for_the_whole_line_is_told) {
+    const zvtest::OutputCapture errors(STDERR_FILENO);
+    const rlimit room{60, RLIM_INFINITY}; // more than the message, less than the line
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
+    const pid_t process = startProgram("zvStream", {}, {});
+    for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_EQ(errors.text(), "/tmp/fuse_d/zvStream.log: No space left on device\n");
+    EXPECT_EQ(std::filesystem::file_size(path), 60U);
+    EXPECT_EQ(stop(process, SIGKILL), 128 + SIGKILL);
+    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
 }
 
 } // namespace

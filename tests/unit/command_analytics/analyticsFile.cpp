@@ -200,6 +200,16 @@ TEST_F(analyticsSend, goes_on_after_a_write_error) {
     EXPECT_EQ(sent(), pattern(2500).substr(1024));
 }
 
+TEST_F(analyticsSend, returns_minus_1_when_the_source_fails_after_a_block) {
+    Streams streams;
+    streams.source.bytes = pattern(5000);
+    streams.source.failAt = 1500;
+    std::setvbuf(streams.in, nullptr, _IONBF, 0);
+    EXPECT_EQ(analytics_send(out, streams.in, 5000), -1);
+    EXPECT_EQ(sent(), pattern(5000).substr(0, 1500));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
+}
+
 int seekEnd(const char* file, int32_t& size) {
     std::FILE* const stream = analytics_open(file);
     EXPECT_NE(stream, nullptr);

@@ -3,6 +3,7 @@
 #include "FakePlatform.h"
 #include "SyslogCapture.h"
 #include "buildRevision.h"
+#include "settingsFile.h"
 #include "zvLog.h"
 
 #include <cstdlib>
@@ -94,6 +95,40 @@ TEST_F(cameraDescription, a_model_without_settings_file_falls_back_to_those_of_m
                             " @zvControl:312"));
 }
 
+TEST_F(cameraDescription, unknown_model_without_settings_says_all_of_it_in_order) {
+    fakePlatform().model_number = 20;
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
+    EXPECT_THAT(log.texts(),
+                ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                            "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
+                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
+                            " @zvControl:308",
+                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                            " @zvControl:312"));
+}
+
+TEST_F(cameraDescription, paths_are_cut_to_255_characters_in_the_file_system_and_in_the_log) {
+    const std::string model(300, 'm');
+    char path[settings_path_size];
+    find_settings(model.c_str(), "abru", path);
+    EXPECT_STREQ(path, "/usr/local/zarvo/etc/abru/settings.json");
+    EXPECT_THAT(log.texts(),
+                ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" + std::string(234, 'm') +
+                                "\n @zvControl:308",
+                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                            " @zvControl:312"));
+    find_settings("none", model.c_str(), path);
+    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    std::filesystem::create_directories(etc);
+    std::ofstream(etc + std::string(234, 'm')) << "{}";
+    log.take();
+    find_settings(model.c_str(), "abru", path);
+    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
 TEST_F(cameraDescription, warnings_depend_on_the_log_level) {
     writeSettings("abru", "{}");
     fakePlatform().model_number = 255;
@@ -102,9 +137,22 @@ TEST_F(cameraDescription, warnings_depend_on_the_log_level) {
     fakePlatform().model_number = 12;
     describe();
     EXPECT_THAT(log.texts(), IsEmpty());
-    g_logLevel = 4;
+    for (const int level : {3, 4}) {
+        g_logLevel = level;
+        log.take();
+        describe();
+        EXPECT_THAT(log.texts(),
+                    ElementsAre(testing::EndsWith(" @zvControl:308"), testing::EndsWith(" @zvControl:312")));
+        fakePlatform().model_number = 255;
+        log.take();
+        describe();
+        EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :invalid model_number, 255\n @zvControl:236"));
+        fakePlatform().model_number = 12;
+    }
+    g_logLevel = 5;
+    log.take();
     describe();
-    EXPECT_EQ(log.texts().size(), 2U);
+    EXPECT_EQ(log.texts().size(), 3U);
 }
 
 TEST_F(cameraDescription, no_settings_at_all_answers_an_error_with_the_path_attempted_last) {
@@ -160,25 +208,31 @@ TEST_F(cameraDescription, settings_without_a_closing_brace_answer_an_error_and_n
 
 TEST_F(cameraDescription, empty_settings_answer_the_same_error) {
     writeSettings("tessilon", "");
-    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
     EXPECT_EQ(result, -10);
 }
 
 TEST_F(cameraDescription, a_directory_in_the_place_of_the_settings_answers_the_same_error) {
     std::filesystem::create_directories(etc + "tessilon/settings.json");
-    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
 }
 
 TEST_F(cameraDescription, a_pipe_in_the_place_of_the_settings_is_not_waited_for) {
     std::filesystem::create_directories(etc + "tessilon");
     ASSERT_EQ(mkfifo((etc + "tessilon/settings.json").c_str(), 0600), 0);
-    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
 }
 
 TEST_F(cameraDescription, endless_settings_answer_the_same_error) {
     std::filesystem::create_directories(etc + "tessilon");
     std::filesystem::create_symlink("/dev/zero", etc + "tessilon/settings.json");
-    EXPECT_THAT(describe(), HasSubstr("|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"));
+    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                          "camera_description_output_json|331>");
     EXPECT_EQ(result, -10);
 }
 

@@ -47,9 +47,17 @@ TEST(handlerTable, has_fourteen_rows_in_their_order_with_handler_and_hooks) {
     }
 }
 
-TEST(handlerTable, registers_all_rows) {
+TEST(handlerTable, registers_all_rows_with_their_handlers_and_hooks) {
     EXPECT_EQ(register_custom_handlers(), 0);
-    EXPECT_EQ(fakePlatform().calls.size(), 14U);
+    const auto& rows = fakePlatform().rows;
+    ASSERT_EQ(rows.size(), 14U);
+    for (std::size_t index = 0; index < rows.size(); ++index) {
+        const Expected& expected = table[index];
+        EXPECT_EQ(rows[index].uri, expected.uri);
+        EXPECT_EQ(rows[index].handler, expected.handler) << expected.uri;
+        EXPECT_EQ(rows[index].open_hook, expected.hooks ? ble_interface_open : nullptr) << expected.uri;
+        EXPECT_EQ(rows[index].close_hook, expected.hooks ? ble_interface_close : nullptr) << expected.uri;
+    }
 }
 
 TEST(handlerTable, stops_at_the_first_row_that_is_refused) {

@@ -83,7 +83,11 @@ def test_outside_a_repository_names_zeros_and_says_so(sources, tmp_path):
 def test_a_repository_without_commits_names_zeros(sources, tmp_path):
     git(sources, "init", "-q")
     git(sources, "add", "CMakeLists.txt")
-    assert ask(sources, tmp_path / "out.cpp")[0] == source_of(ZEROS)
+    text, said = ask(sources, tmp_path / "out.cpp")
+    assert text == source_of(ZEROS)
+    assert SAYS_SO not in said
+    assert said.startswith("The sources' repository names no revision of 40 digits [")
+    assert said.endswith(f"]: the program's build revision is {ZEROS}\n")
 
 
 def test_a_repository_around_the_sources_that_does_not_track_them_is_not_theirs(repository, tmp_path):
@@ -117,6 +121,14 @@ def test_another_repository_in_the_environment_does_not_mislead(repository, sour
     commit(other, "elsewhere")
     text, _ = ask(repository, tmp_path / "out.cpp", GIT_DIR=str(other / ".git"), GIT_WORK_TREE=str(other))
     assert text == source_of(git(repository, "rev-parse", "HEAD"))
+
+
+def test_limits_of_the_search_in_the_environment_do_not_mislead(repository, tmp_path):
+    inner = repository / "inner;part"
+    inner.mkdir()
+    revision = commit(inner, "tracked below the top")
+    text, _ = ask(inner, tmp_path / "out.cpp", GIT_CEILING_DIRECTORIES=str(repository))
+    assert text == source_of(revision)
 
 
 def test_a_rebuild_after_a_commit_shows_the_new_revision_and_links_only_then(sources, tmp_path):
