@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* requestQueue = "/to_zvnet";
 constexpr char stopMark[] = "-- stop --";
-constexpr long messageSize = 2048;
 
 // A full or missing reply queue is the reader's concern: the peer never waits.
 void send(const Bytes& message) {
@@ -26,7 +25,7 @@ void send(const Bytes& message) {
 
 } // namespace
 
-QueuePeer::QueuePeer() {
+QueuePeer::QueuePeer(long messageSize) : messageSize_(messageSize) {
     mq_attr attributes{};
     attributes.mq_maxmsg = 10;
     attributes.mq_msgsize = messageSize;
@@ -76,24 +75,38 @@ std::size_t QueuePeer::requestCount() {
     return requests_.size();
 }
 
+std::vector<unsigned> QueuePeer::priorities() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return priorities_;
+}
+
 void QueuePeer::run() {
-    Bytes buffer(messageSize);
+    Bytes buffer(static_cast<std::size_t>(messageSize_));
     while (true) {
+        unsigned priority = 0;
         const ssize_t length =
-            mq_receive(queue_, reinterpret_cast<char*>(buffer.data()), buffer.size(), nullptr);
-        if (stopping_ || length < 0) {
+            mq_receive(queue_, reinterpret_cast<char*>(buffer.data()), buffer.size(), &priority);
+        if (length < 0) {
             return;
         }
         const Bytes request(buffer.begin(), buffer.begin() + length);
-        for (const Bytes& message : nextAnswer(request)) {
+        // Requests before the mark are taken away, so that there is room for it in a full queue.
+        if (stopping_) {
+            if (request == Bytes(std::begin(stopMark), std::end(stopMark))) {
+                return;
+            }
+            continue;
+        }
+        for (const Bytes& message : nextAnswer(request, priority)) {
             send(message);
         }
     }
 }
 
-std::vector<Bytes> QueuePeer::nextAnswer(const Bytes& request) {
+std::vector<Bytes> QueuePeer::nextAnswer(const Bytes& request, unsigned priority) {
     const std::lock_guard<std::mutex> lock(mutex_);
     requests_.push_back(request);
+    priorities_.push_back(priority);
     if (!script_.empty()) {
         std::vector<Bytes> messages = std::move(script_.front());
         script_.pop_front();

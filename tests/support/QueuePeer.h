@@ -22,8 +22,10 @@ public:
     // The messages that answer a request: none, one or several.
     using Answer = std::function<std::vector<Bytes>(const Bytes& request)>;
 
-    // Creates the queue; ends the test program when it cannot.
-    QueuePeer();
+    static constexpr long usualMessageSize = 2048;
+
+    // Creates the queue; ends the test program when it cannot. It takes no message above the size, at least 16.
+    explicit QueuePeer(long messageSize = usualMessageSize);
     ~QueuePeer();
     QueuePeer(const QueuePeer&) = delete;
     QueuePeer& operator=(const QueuePeer&) = delete;
@@ -38,18 +40,22 @@ public:
     // The requests so far. A request is kept before it is answered.
     std::vector<Bytes> requests();
     std::size_t requestCount();
+    // The priorities with which they were sent.
+    std::vector<unsigned> priorities();
 
     // The name of this process's reply queue.
     static std::string replyQueueName();
 
 private:
     void run();
-    std::vector<Bytes> nextAnswer(const Bytes& request);
+    std::vector<Bytes> nextAnswer(const Bytes& request, unsigned priority);
 
+    const long messageSize_;
     mqd_t queue_;
     std::atomic<bool> stopping_{false};
     std::mutex mutex_;
     std::vector<Bytes> requests_;
+    std::vector<unsigned> priorities_;
     std::deque<std::vector<Bytes>> script_;
     Answer answer_;
     std::thread thread_;

@@ -1,6 +1,7 @@
 #include "BleTest.h"
 
 #include <algorithm>
+#include <regex>
 
 namespace {
 
@@ -55,7 +56,32 @@ Bytes replyOf(std::uint8_t status, const Bytes& data) {
     return message(3, element(69, join({{status}, data})));
 }
 
-BleTest::BleTest() : buffer_(roomyBuffer + behindBuffer, filling) {
+std::vector<std::string> linesOf(SyslogCapture& log) {
+    static const std::regex form(R"(^(UTIL_LOG_[A-Z]+ *:)([\s\S]*)( @[^@\n]*):\d+$)");
+    std::vector<std::string> all;
+    for (const std::string& text : log.texts()) {
+        std::smatch match;
+        if (!std::regex_match(text, match, form)) {
+            all.push_back(text);
+        } else if (match[1] == "UTIL_LOG_ERROR:" && match[3] == " @command_ble") {
+            all.push_back(match[2]);
+        } else {
+            all.push_back(match[1].str() + match[2].str() + match[3].str());
+        }
+    }
+    return all;
+}
+
+std::string warning(const std::string& text) {
+    return "UTIL_LOG_WARN :" + text + " @command_ble";
+}
+
+std::string debugLine(const std::string& text) {
+    return "UTIL_LOG_DEBUG:" + text + " @command_ble";
+}
+
+BleTest::BleTest(long peersMessageSize)
+    : peer(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {
     g_logLevel = UTIL_LOG_INFO; // all but traces
     EXPECT_EQ(0, ble_interface_open());
 }

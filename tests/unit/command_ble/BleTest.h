@@ -36,6 +36,15 @@ Bytes dataOf(const Bytes& request);
 // A reply of the daemon with this status and data.
 Bytes replyOf(std::uint8_t status, const Bytes& data = {});
 
+/*
+ * The log lines since the last call. One of error level and of the source "command_ble", as nearly all have to be,
+ * stands here as its caller wrote it; any other one keeps its level and its source, so that it equals none of those.
+ */
+std::vector<std::string> linesOf(SyslogCapture& log);
+// Lines of other levels, as they stand there.
+std::string warning(const std::string& text);
+std::string debugLine(const std::string& text);
+
 // The category failure that an exchange without a reply leads to.
 inline const std::string noReply = "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n";
 
@@ -43,7 +52,8 @@ using Handler = int (*)(const char*, char*, int);
 
 class BleTest : public testing::Test {
 protected:
-    BleTest();
+    // The peer takes messages up to this size.
+    explicit BleTest(long peersMessageSize = QueuePeer::usualMessageSize);
     ~BleTest() override;
 
     // Calls a handler with the whole buffer, the buffer cut to a size, or none.
@@ -55,8 +65,8 @@ protected:
     std::string response() const;
     // The data of the requests so far.
     std::vector<Bytes> sent();
-    // The log lines since the last call, as the callers wrote them.
-    std::vector<std::string> logged() { return log.messages(); }
+    // The log lines since the last call.
+    std::vector<std::string> logged() { return linesOf(log); }
     // From now on a request without an answer fails at once instead of after 15 seconds.
     static void hurry() { faults::clockOffset = -BLE_REPLY_TIMEOUT_S; }
 

@@ -22,20 +22,20 @@ class Exchange : public BleTest {};
 TEST_F(WriteResponse, TextThatFitsWithItsZero) {
     EXPECT_EQ(0, ble_write_response("abcdefg", buffer, 8));
     EXPECT_STREQ("abcdefg", buffer);
-    EXPECT_THAT(log.messages(), IsEmpty());
+    EXPECT_THAT(linesOf(log), IsEmpty());
 }
 
 TEST_F(WriteResponse, TextThatDoesNotFitLeavesTheBufferAlone) {
     for (const int room : {7, 1, 0, -1}) {
         EXPECT_EQ(-1, ble_write_response("abcdefg", buffer, room));
         EXPECT_STREQ("1234567", buffer);
-        EXPECT_THAT(log.messages(), ElementsAre("Not enough room in buffer for response\n"));
+        EXPECT_THAT(linesOf(log), ElementsAre("Not enough room in buffer for response\n"));
     }
 }
 
 TEST_F(WriteResponse, NullBufferDropsTheText) {
     EXPECT_EQ(0, ble_write_response("abcdefg", nullptr, 0));
-    EXPECT_THAT(log.messages(), IsEmpty());
+    EXPECT_THAT(linesOf(log), IsEmpty());
 }
 
 TEST_F(Exchange, LengthIsThatOfTheReply) {

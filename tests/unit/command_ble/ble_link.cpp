@@ -52,7 +52,7 @@ protected:
         return result;
     }
 
-    std::vector<std::string> logged() { return log.messages(); }
+    std::vector<std::string> logged() { return linesOf(log); }
 
     void expectClosed() {
         EXPECT_FALSE(queueExists(replyQueue));
@@ -299,6 +299,7 @@ TEST_F(OpenLink, SentBytesReachTheNetworkDaemonAsTheyAre) {
     EXPECT_EQ(0, ble_receive(reply, &length));
     EXPECT_EQ(2, length);
     EXPECT_THAT(peer.requests(), ElementsAre(Bytes{1, 0, 255}));
+    EXPECT_THAT(peer.priorities(), ElementsAre(0U));
     EXPECT_THAT(logged(), IsEmpty());
 }
 

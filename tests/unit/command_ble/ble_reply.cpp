@@ -25,7 +25,7 @@ protected:
         place.resize(result == 0 ? length : 0);
         return place;
     }
-    std::vector<std::string> logged() { return log.messages(); }
+    std::vector<std::string> logged() { return linesOf(log); }
 
     // Both checks fail with these lines.
     void expectFailure(const Bytes& reply, const std::vector<std::string>& lines) {
@@ -161,5 +161,8 @@ TEST_F(Reply, IsTracedAtTheTraceLevelOnly) {
     EXPECT_THAT(logged(), IsEmpty());
     g_logLevel = UTIL_LOG_TRACE;
     EXPECT_EQ(0, check(replyOf(0)));
-    EXPECT_THAT(logged(), testing::Not(IsEmpty()));
+    EXPECT_THAT(logged(), ElementsAre("UTIL_LOG_TRACE:message category 3, 9 bytes [69:1] 00 @zvCtrlD"));
+    data(replyOf(0, {0xAB}));
+    EXPECT_EQ(0, result);
+    EXPECT_THAT(logged(), ElementsAre("UTIL_LOG_TRACE:message category 3, 10 bytes [69:2] 00ab @zvCtrlD"));
 }

@@ -105,6 +105,15 @@ TEST_F(PagedList, EmptyListNeedsOneRequest) {
     EXPECT_EQ(1U, collector.headers.size());
 }
 
+TEST_F(PagedList, EntriesOfAListThatIsEmptyAreNotDelivered) {
+    replyPage(9, 0, 0, 3);
+    EXPECT_EQ(0, acquire());
+    EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
+    EXPECT_THAT(collector.counts, IsEmpty());
+    EXPECT_EQ(0, collector.headers.at(0).wanted);
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
 TEST_F(PagedList, SinglePageWantsWhatTheReplyHolds) {
     peer.replyWith(ListDaemon{9, 30, whitelistOf(50)});
     EXPECT_EQ(0, acquire(40));
@@ -150,9 +159,9 @@ TEST_F(PagedList, RebuiltOnceStartsAgainWithTheKeptMaximum) {
     EXPECT_EQ(2, collector.headers[1].id);
     EXPECT_THAT(collector.counts,
                 ElementsAre(30, 20, 30)); // the page of the other generation is not delivered
-    EXPECT_THAT(log.texts(), ElementsAre(testing::MatchesRegex(
-                                 "UTIL_LOG_WARN :list_id changed on attempt:0 from 1 to 2 while "
-                                 "acquiring list\\. Reacquiring! @command_ble:[0-9]+")));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. "
+                                    "Reacquiring!")));
 }
 
 TEST_F(PagedList, RebuiltTwiceFails) {
@@ -162,10 +171,11 @@ TEST_F(PagedList, RebuiltTwiceFails) {
     replyPage(4, 50, 20, 20);
     EXPECT_EQ(-1, acquire());
     EXPECT_EQ(4U, sent().size());
-    EXPECT_THAT(logged(),
-                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!",
-                            "list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!",
-                            "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                    warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
+                    "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(PagedList, RebuiltScanListNamesItsOwnId) {
@@ -179,10 +189,11 @@ TEST_F(PagedList, RebuiltScanListNamesItsOwnId) {
     Collector scan(82);
     EXPECT_EQ(-1, ble_acquire_list(BleList::scanResults, std::nullopt, scan));
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 0, 15}, Bytes{4, 1, 1}, Bytes{4, 0, 1}, Bytes{4, 1, 1}));
-    EXPECT_THAT(logged(),
-                ElementsAre("scan_id changed on attempt:0 from 7 to 8 while acquiring list. Reacquiring!",
-                            "scan_id changed on attempt:1 from 7 to 8 while acquiring list. Reacquiring!",
-                            "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("scan_id changed on attempt:0 from 7 to 8 while acquiring list. Reacquiring!"),
+                    warning("scan_id changed on attempt:1 from 7 to 8 while acquiring list. Reacquiring!"),
+                    "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(PagedList, EmptiedListIsAcquiredOnTheSecondAttempt) {
@@ -295,9 +306,10 @@ TEST_F(PagedList, SecondAttemptHasNoTimeOfItsOwn) {
     });
     EXPECT_EQ(-1, acquire());
     EXPECT_EQ(2U, sent().size());
-    EXPECT_THAT(log.messages(),
-                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!",
-                            "Failed to get the whole list within 60 seconds"));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                    "Failed to get the whole list within 60 seconds"));
 }
 
 TEST_F(PagedList, EveryAcquisitionHasItsOwn60Seconds) {

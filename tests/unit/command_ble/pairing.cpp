@@ -84,6 +84,28 @@ TEST_F(PairCancel, AddressAndType) {
     EXPECT_THAT(logged(), IsEmpty());
 }
 
+TEST_F(PairCancel, TypeIsCutToEightBits) {
+    peer.reply(replyOf(0));
+    EXPECT_EQ(0, call(ble_pair_cancel, "address_type=258&device=1"));
+    EXPECT_THAT(sent(), ElementsAre(Bytes{0x03, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x02}));
+}
+
+TEST_F(PairCancel, TypeIsLookedAtFirst) {
+    EXPECT_EQ(-3, call(ble_pair_cancel, "address_type=x"));
+    EXPECT_EQ(-3, call(ble_pair_cancel, "address_type=&device=zz"));
+    EXPECT_THAT(logged(), ElementsAre("Error parsing address_type parameter [x]",
+                                      "Error parsing address_type parameter []"));
+    EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(PairCancel, WithoutAReply) {
+    peer.stayMute();
+    hurry();
+    EXPECT_EQ(-1, call(ble_pair_cancel, "device=1"));
+    EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
+                                      "ble_pair_cancel device=1 command failed"));
+}
+
 TEST_F(PairCancel, BadType) {
     EXPECT_EQ(-3, call(ble_pair_cancel, "device=A1B2C3D4E5F6&address_type=x"));
     EXPECT_THAT(logged(), ElementsAre("Error parsing address_type parameter [x]"));

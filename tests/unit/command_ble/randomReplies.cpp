@@ -1,30 +1,13 @@
 // Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
 // failure, and neither reads nor writes where it should not (which the sanitizers tell).
+#include "Commands.h"
 #include "ListDaemon.h"
 
 #include <algorithm>
+#include <chrono>
 #include <random>
 
 namespace {
-
-const struct {
-    Handler handler;
-    const char* query;
-} commands[] = {
-    {ble_pairing_phase, "p=1"},
-    {ble_configure, ""},
-    {ble_configure, "auto_connect=1"},
-    {ble_scan, "p=1"},
-    {ble_scan_list, ""},
-    {ble_scan_list, "p=3"},
-    {ble_pair_start, "device=1"},
-    {ble_pair_cancel, "device=1"},
-    {ble_pair_status, ""},
-    {ble_whitelist_list, ""},
-    {ble_whitelist_list, "p=3"},
-    {ble_whitelist_configure, "device=1&remove=1"},
-    {ble_whitelist_device, "address=1"},
-};
 
 class RandomReplies : public BleTest {
 protected:
@@ -81,6 +64,22 @@ protected:
         }
     }
 
+    // Calls every command; the number of those that answered. None may hold the process longer than the machine is
+    // slow: a single wait for a reply that never comes is 15 seconds.
+    int callAll() {
+        int answered = 0;
+        for (const Command& command : commands) {
+            const std::size_t before = peer.requestCount();
+            const auto start = std::chrono::steady_clock::now();
+            const int result = call(command.handler, command.query);
+            EXPECT_GE(std::chrono::seconds(15), std::chrono::steady_clock::now() - start);
+            expectAnswer(result);
+            answered += result == 0 ? 1 : 0;
+            EXPECT_GE(2U * 255U, peer.requestCount() - before);
+        }
+        return answered;
+    }
+
     // The same replies every time.
     std::mt19937 random{20250101}; // NOLINT(cert-msc32-c,cert-msc51-cpp)
 };
@@ -91,15 +90,44 @@ TEST_F(RandomReplies, EveryCommandEnds) {
     peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
     int answered = 0;
     for (int i = 0; i < 400; ++i) {
-        for (const auto& command : commands) {
-            const std::size_t before = peer.requestCount();
-            const int result = call(command.handler, command.query);
-            expectAnswer(result);
-            answered += result == 0 ? 1 : 0;
-            EXPECT_GE(2U * 255U, peer.requestCount() - before);
-        }
+        answered += callAll();
     }
     EXPECT_LT(400, answered);
+}
+
+TEST_F(RandomReplies, EveryCommandEndsWhileMessagesAreTraced) {
+    g_logLevel = UTIL_LOG_TRACE;
+    peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
+    int answered = 0;
+    std::size_t traced = 0;
+    for (int i = 0; i < 40; ++i) {
+        answered += callAll();
+        for (const std::string& line : logged()) {
+            traced += line.rfind("UTIL_LOG_TRACE:message category ", 0) == 0 ? 1U : 0U;
+        }
+    }
+    EXPECT_LT(40, answered);
+    EXPECT_EQ(peer.requestCount(), traced);
+}
+
+// What is left over in the reply queue is the next request's reply.
+TEST_F(RandomReplies, EveryCommandEndsWithTwoRepliesToARequest) {
+    peer.replyWith([this](const Bytes& request) {
+        return std::vector<Bytes>{randomReply(request), randomReply(request)};
+    });
+    for (int i = 0; i < 40; ++i) {
+        callAll();
+    }
+}
+
+TEST_F(RandomReplies, EveryCommandEndsWithoutSomeReplies) {
+    hurry();
+    peer.replyWith([this](const Bytes& request) {
+        return oneIn(2) ? std::vector<Bytes>{} : std::vector<Bytes>{randomReply(request)};
+    });
+    for (int i = 0; i < 100; ++i) {
+        callAll();
+    }
 }
 
 TEST_F(RandomReplies, EveryTruncationOfAPage) {

@@ -1,5 +1,7 @@
 #include "ListDaemon.h"
 
+#include <algorithm>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -93,8 +95,9 @@ TEST_F(ScanList, RebuiltListDropsTheAbandonedAttempt) {
               "{\"address\":\"0000000000cc\",\"address_type\":0,\"rssi\":0,\"name\":\"\"}"
               "]\n}\n",
               response());
-    EXPECT_THAT(logged(),
-                ElementsAre("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(ScanList, NameIsCopiedAsItIs) {
@@ -111,8 +114,7 @@ TEST_F(ScanList, OddListOf16BitUuidsIsLoggedAndReported) {
     EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
               "\"profile_uuid16\":[\"0d18\",\"0f99\"]}",
               deviceArray(put(entry, 14, {0x0D, 0x18, 0x0F, 0x99})));
-    EXPECT_THAT(log.texts(), ElementsAre(testing::StartsWith(
-                                 "UTIL_LOG_ERROR:Invalid UUID16_Len 3  on a1b2c3d4e5f6 @command_ble:")));
+    EXPECT_THAT(logged(), ElementsAre("Invalid UUID16_Len 3  on a1b2c3d4e5f6"));
 }
 
 TEST_F(ScanList, PartialListOf128BitUuidsIsLoggedAndReported) {
@@ -126,6 +128,38 @@ TEST_F(ScanList, PartialListOf128BitUuidsIsLoggedAndReported) {
         "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\",\"101112131415161718191a1b1c1d1e1f\"]}",
         deviceArray(put(entry, 14, uuids)));
     EXPECT_THAT(logged(), ElementsAre("Invalid UUID_128bit_Len 17 on a1b2c3d4e5f6"));
+}
+
+TEST_F(ScanList, BadListsOfBothKindsAreLoggedInTheirOrder) {
+    const Bytes entry = put(scanEntry(address), 10, {16, 15, 14, 1});
+    EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
+              "\"profile_uuid16\":[\"0d18\"],"
+              "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\"]}",
+              deviceArray(put(put(entry, 14, {0x0D, 0x18}), 16,
+                              {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15})));
+    EXPECT_THAT(logged(), ElementsAre("Invalid UUID16_Len 1  on a1b2c3d4e5f6",
+                                      "Invalid UUID_128bit_Len 15 on a1b2c3d4e5f6"));
+}
+
+TEST_F(ScanList, SignalStrengthIsSigned) {
+    for (const auto& [byte, number] : {std::pair{0x80, "-128"}, {0xFF, "-1"}, {0x7F, "127"}, {0, "0"}}) {
+        EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":" + std::string(number) +
+                      ",\"name\":\"\"}",
+                  deviceArray(scanEntry(address, 0, static_cast<std::uint8_t>(byte))));
+    }
+}
+
+TEST_F(ScanList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
+    const Bytes reaching = put(put(scanEntry(address), 8, {80, 4}), 80, bytesOf("ab"));
+    const Bytes next = scanEntry({'c', 'd', 'e', 0, 0, 0});
+    peer.reply(replyOf(0, pageData(1, 2, 0, 2, {reaching, next})));
+    EXPECT_EQ(0, call(ble_scan_list, ""));
+    EXPECT_EQ("\n{\"list_id\":1,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
+              "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"abcd\"},"
+              "{\"address\":\"000000656463\",\"address_type\":0,\"rssi\":0,\"name\":\"\"}"
+              "]\n}\n",
+              response());
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(ScanList, LengthsWithoutAnOffsetAreNoLists) {
@@ -153,9 +187,36 @@ TEST_F(ScanList, EveryOffsetAndLengthOfTheLastEntryStaysWithinTheBuffer) {
             const auto size = static_cast<std::uint8_t>(length);
             entries.back() = put(scanEntry(address), 8, {at, size, at, size, at, size});
             peer.reply(replyOf(0, pageData(1, 15, 0, 15, entries)));
-            callWithoutBuffer(ble_scan_list, "");
+            EXPECT_EQ(0, callWithoutBuffer(ble_scan_list, ""));
         }
     }
+}
+
+TEST_F(ScanList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
+    // The last of 15 entries begins at 1152, its name and lists 255 bytes behind: 93 bytes before the end.
+    std::vector<Bytes> entries(15, scanEntry(address));
+    entries.back() = put(scanEntry(address), 8, {255, 255, 255, 255, 255, 255});
+    const Bytes reply = replyOf(0, pageData(1, 15, 0, 15, entries));
+    std::fill(ble_msg_buffer + reply.size(), ble_msg_buffer + BLE_MSG_SIZE, std::uint8_t{'z'});
+    peer.reply(reply);
+    EXPECT_EQ(0, call(ble_scan_list, ""));
+    const std::string plain = "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\"},";
+    std::string expected = "\n{\"list_id\":1,\"total\":15,\"index\":0,\"index_count\":15,\"device_array\":[";
+    for (int i = 0; i < 14; ++i) {
+        expected += plain;
+    }
+    expected += "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"" +
+                std::string(93, 'z') + "\",\"profile_uuid16\":[\"7a7a\"";
+    for (int i = 1; i < 46; ++i) {
+        expected += ",\"7a7a\"";
+    }
+    expected += "],\"profile_uuid128\":[\"7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a\"";
+    for (int i = 1; i < 5; ++i) {
+        expected += ",\"7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a\"";
+    }
+    EXPECT_EQ(expected + "]}]\n}\n", response());
+    EXPECT_THAT(logged(), ElementsAre("Invalid UUID16_Len 255  on a1b2c3d4e5f6",
+                                      "Invalid UUID_128bit_Len 255 on a1b2c3d4e5f6"));
 }
 
 TEST_F(ScanList, NotANumber) {
@@ -189,6 +250,7 @@ TEST_F(ScanList, DocumentNeedsRoomForItsZero) {
     peer.reply(replyOf(0, reply));
     EXPECT_EQ(-1, callWithRoom(ble_scan_list, "", 70));
     EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(ScanList, WithoutABuffer) {

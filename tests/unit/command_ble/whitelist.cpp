@@ -1,5 +1,7 @@
 #include "ListDaemon.h"
 
+#include <algorithm>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -69,8 +71,44 @@ TEST_F(WhitelistList, NameOfALargeSizeStaysWithinTheBuffer) {
         std::vector<Bytes> entries(36, Bytes(41, 'x'));
         entries.back() = last;
         peer.reply(replyOf(0, pageData(4, 36, 0, 36, entries)));
-        callWithoutBuffer(ble_whitelist_list, "");
+        EXPECT_EQ(0, callWithoutBuffer(ble_whitelist_list, ""));
     }
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(WhitelistList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
+    // The last of 36 entries begins at 1439, its name 50 bytes behind: 11 bytes before the end.
+    std::vector<Bytes> entries(36, Bytes(41));
+    entries.back() = put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse), 8, {50, 255});
+    const Bytes reply = replyOf(0, pageData(4, 36, 0, 36, entries));
+    std::fill(ble_msg_buffer + reply.size(), ble_msg_buffer + BLE_MSG_SIZE, std::uint8_t{'z'});
+    peer.reply(reply);
+    EXPECT_EQ(0, call(ble_whitelist_list, ""));
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":["
+              "{\"address\":\"060504030201\",\"name\":\"zzzzzzzzzzz\",\"mitm_paired\":0,\"auto_connect\":0,"
+              "\"connected\":0}]\n}\n",
+              response());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(WhitelistList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
+    const Bytes reaching = put(put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse), 8, {39, 4}), 39, bytesOf("ab"));
+    const Bytes next = whitelistEntry({'c', 'd', 'e', 0, 0, 0}, 0);
+    peer.reply(replyOf(0, pageData(4, 2, 0, 2, {reaching, next})));
+    EXPECT_EQ(0, call(ble_whitelist_list, ""));
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":["
+              "{\"address\":\"060504030201\",\"name\":\"abcd\",\"mitm_paired\":0,\"auto_connect\":0,"
+              "\"connected\":0}]\n}\n",
+              response());
+}
+
+TEST_F(WhitelistList, FreeSlotsAreSubtractedEvenFromASmallerTotal) {
+    peer.reply(replyOf(0, pageData(4, 1, 0, 3, std::vector<Bytes>(3, Bytes(41)))));
+    EXPECT_EQ(0, call(ble_whitelist_list, ""));
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":-2,\"index\":0,\"index_count\":-2,\"device_array\":[]\n}\n",
+              response());
+    EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(WhitelistList, SinglePage) {
@@ -121,6 +159,7 @@ TEST_F(WhitelistList, DocumentNeedsRoomForItsZero) {
     peer.reply(replyOf(0, reply));
     EXPECT_EQ(-1, callWithRoom(ble_whitelist_list, "", 70));
     EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(WhitelistList, RebuiltListKeepsTheAbandonedAttemptInFront) {
@@ -137,8 +176,9 @@ TEST_F(WhitelistList, RebuiltListKeepsTheAbandonedAttemptInFront) {
                   whitelistObject(0) + "," + whitelistObject(1) + whitelistObject(2) + "," +
                   whitelistObject(3) + "]\n}\n",
               response());
-    EXPECT_THAT(logged(),
-                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(WhitelistList, RebuiltTwiceFails) {
@@ -148,10 +188,11 @@ TEST_F(WhitelistList, RebuiltTwiceFails) {
     }
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
-    EXPECT_THAT(logged(),
-                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!",
-                            "list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!",
-                            "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                    warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
+                    "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(WhitelistList, NotANumber) {
@@ -205,8 +246,9 @@ TEST_F(WhitelistDevice, FoundAfterARebuild) {
     peer.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_device, "address=1"));
     EXPECT_EQ("\n{\"device\":" + whitelistObject(1) + "}\n", response());
-    EXPECT_THAT(logged(),
-                ElementsAre("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(WhitelistDevice, NotFound) {

@@ -1,9 +1,15 @@
 // The heap on the message's way: none for up to 8 elements, and no harm when there is none for more.
 #include "zvCtrlD.h"
+#include "zvLog.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <new>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -53,6 +59,35 @@ long during(Action action) {
     return allocations - before;
 }
 
+// Takes what is sent to syslog.
+class LogSocket {
+public:
+    LogSocket() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+        unlink(path);
+        EXPECT_EQ(0, bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    }
+    ~LogSocket() {
+        close(socket_);
+        unlink(path);
+    }
+    LogSocket(const LogSocket&) = delete;
+    LogSocket& operator=(const LogSocket&) = delete;
+
+    // The next packet; empty when there is none.
+    std::string next() const {
+        char packet[2048];
+        const ssize_t length = recv(socket_, packet, sizeof packet, MSG_DONTWAIT);
+        return length < 0 ? std::string() : std::string(packet, static_cast<std::size_t>(length));
+    }
+
+private:
+    static constexpr const char* path = "/dev/log";
+    int socket_;
+};
+
 std::vector<unsigned char> elements(std::size_t count) {
     std::vector<unsigned char> bytes(4 + count * 4, 0);
     bytes[0] = static_cast<unsigned char>(bytes.size() >> 8);
@@ -63,6 +98,8 @@ std::vector<unsigned char> elements(std::size_t count) {
 } // namespace
 
 TEST(MsgHeap, EightElementsNeedNone) {
+    const LogSocket log; // without a thread, whose allocations would count
+    g_logLevel = UTIL_LOG_TRACE;
     unsigned char data[] = {'B', 'L'};
     unsigned char buffer[1500];
     EXPECT_EQ(0, during([&] {
@@ -79,6 +116,7 @@ TEST(MsgHeap, EightElementsNeedNone) {
                   read.findElement(65);
                   read.dump(nullptr);
               }));
+    EXPECT_NE(std::string::npos, log.next().find(":message category 2, 52 bytes [65:2] 424c [65:2] "));
 }
 
 TEST(MsgHeap, ReadingNeedsNoMoreThanWhatArrived) {

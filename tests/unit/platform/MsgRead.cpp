@@ -1,7 +1,9 @@
 // Reading messages: what is accepted, what is refused, and that nothing is read beyond what arrived.
 #include "zvCtrlD.h"
+#include "zvLog.h"
 
 #include "Guarded.h"
+#include "SyslogCapture.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -35,6 +37,7 @@ bool accepted(const Bytes& bytes) {
     EXPECT_EQ(bytes.size(), message.getSize());
     EXPECT_EQ(bytes[3], message.getCategory());
     EXPECT_EQ(0, stream.getUnread());
+    g_logLevel = UTIL_LOG_TRACE; // without it nothing is looked at
     message.dump(nullptr);
     return true;
 }
@@ -61,6 +64,12 @@ TEST(MsgRead, TakesCategoryAndElementsInOrder) {
     ASSERT_NE(nullptr, tail);
     EXPECT_EQ(0, tail->getLength());
     EXPECT_EQ(nullptr, tail->getData());
+}
+
+TEST(MsgRead, WhatIsAcceptedIsTraced) {
+    zvtest::SyslogCapture log;
+    EXPECT_TRUE(accepted(reply));
+    EXPECT_EQ(std::vector<std::string>{"message category 3, 15 bytes [69:3] 001122 [238:0]"}, log.messages());
 }
 
 TEST(MsgRead, AcceptsAnEmptyMessage) {

@@ -1,0 +1,77 @@
+// What holds for every command that goes over the link: how a request that is not accepted ends.
+#include "Commands.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class EveryCommand : public BleTest {
+protected:
+    explicit EveryCommand(long peersMessageSize = QueuePeer::usualMessageSize) : BleTest(peersMessageSize) {}
+
+    // Every command fails with these lines of the link and its own line behind them.
+    void expectFailures(const std::vector<std::string>& linksLines) {
+        for (const Command& command : commands) {
+            EXPECT_EQ(-1, call(command.handler, command.query)) << command.failure;
+            EXPECT_EQ("untouched", response()) << command.failure;
+            std::vector<std::string> lines = linksLines;
+            lines.emplace_back(command.failure);
+            EXPECT_EQ(lines, logged());
+        }
+    }
+    void alwaysReply(const Bytes& reply) {
+        peer.replyWith([reply](const Bytes&) { return std::vector<Bytes>{reply}; });
+    }
+};
+
+// The link is open, but the network daemon's queue takes no message as long as a request.
+class FailingSend : public EveryCommand {
+protected:
+    FailingSend() : EveryCommand(16) {}
+};
+
+} // namespace
+
+TEST_F(EveryCommand, SendsOneRequestOfPriority0AtFirst) {
+    alwaysReply(replyOf(1));
+    expectFailures({});
+    EXPECT_EQ(std::vector<unsigned>(std::size(commands), 0U), peer.priorities());
+}
+
+TEST_F(EveryCommand, FailsOnAReplyOfAnotherCategory) {
+    alwaysReply(message(2, element(69, {0, 1})));
+    expectFailures({"Message from zvControlD was not CAT_CGI_BP_RSP, actual (2)\n"});
+}
+
+TEST_F(EveryCommand, FailsOnAReplyWithoutAResponse) {
+    alwaysReply(message(3, element(66, {0, 1})));
+    expectFailures({"Expected a typeRSP element from daemon but got none\n"});
+}
+
+TEST_F(EveryCommand, FailsOnAnEmptyResponse) {
+    alwaysReply(message(3, element(69, {})));
+    expectFailures({"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
+}
+
+TEST_F(EveryCommand, FailsOnAnEmptyMessage) {
+    alwaysReply({});
+    expectFailures({noReply});
+}
+
+TEST_F(EveryCommand, FailsWithoutAReply) {
+    peer.replyWith([](const Bytes&) { return std::vector<Bytes>{}; });
+    hurry();
+    expectFailures({"Failed error:Connection timed out, timeout\n", noReply});
+}
+
+TEST_F(FailingSend, EndsInTheCategoryFailure) {
+    expectFailures({"Failed", noReply});
+    EXPECT_THAT(peer.requests(), IsEmpty());
+}
+
+TEST_F(EveryCommand, FailsOnAClosedLink) {
+    EXPECT_EQ(0, ble_interface_close());
+    expectFailures({"Failed, IF not open", noReply});
+    EXPECT_EQ(0, ble_interface_open());
+}
