@@ -31,6 +31,14 @@ def _object(entry):
     return words[words.index("-o") + 1]
 
 
+def _without_precompiled(command):
+    """The compile command without gcc's precompiled headers, which are nothing to clang."""
+    words = shlex.split(command)
+    headers = {i for i, word in enumerate(words) if word.endswith("/cmake_pch.hxx") and words[i - 1] == "-include"}
+    return shlex.join(word for i, word in enumerate(words)
+                      if word != "-Winvalid-pch" and i not in headers and i + 1 not in headers)
+
+
 def _digest(root, entry, headers, fixed):
     digest = hashlib.sha256(fixed)
     digest.update(entry["command"].encode())
@@ -47,7 +55,9 @@ def run(root, preset, jobs, tests):
     marks = os.path.join(root, "build", "tidy")
     os.makedirs(marks, exist_ok=True)
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as commands:
-        entries = json.load(commands)
+        entries = [{**entry, "command": _without_precompiled(entry["command"])} for entry in json.load(commands)]
+    with open(os.path.join(marks, "compile_commands.json"), "w", encoding="utf-8") as commands:
+        json.dump(entries, commands)
     fixed = subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
     for name in (".clang-tidy", "camera/.clang-tidy", "tests/.clang-tidy"):
         with open(os.path.join(root, name), "rb") as rules:
@@ -60,7 +70,7 @@ def run(root, preset, jobs, tests):
         mark = os.path.join(marks, digest)
         if headers is not None and os.path.exists(mark):
             return 0
-        done = subprocess.run(["clang-tidy", "--quiet", "-p", build, entry["file"]], cwd=build, stdout=subprocess.PIPE,
+        done = subprocess.run(["clang-tidy", "--quiet", "-p", marks, entry["file"]], cwd=build, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, text=True, check=False)
         if done.returncode == 0:
             with open(mark, "w", encoding="utf-8"):
