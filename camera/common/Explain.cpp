@@ -235,7 +235,7 @@ void Explainer::page(std::size_t offset, const CommandInfo& info, ByteSpan data)
         place += info.entrySize;
         rest = rest.subspan(info.entrySize);
     }
-    if (rest.size() != 0 || count * info.entrySize != data.size() - pageHeaderSize) {
+    if (!rest.empty() || count * info.entrySize != data.size() - pageHeaderSize) {
         add(place, 1, "malformed",
             "the count says " + std::to_string(count) + " entries, there are " + entriesText(info, data) +
                 ", " + std::to_string(rest.size()) + " bytes left");

@@ -41,8 +41,8 @@ bool JsonReader::flag(const std::string& key, bool& value) {
     }
     if (found->is_boolean()) {
         value = found->get<bool>();
-    } else if (*found == 0 || *found == 1) {
-        value = *found == 1;
+    } else if (found->is_number_integer() && found->get<std::int64_t>() == (found->get<std::int64_t>() & 1)) {
+        value = found->get<std::int64_t>() == 1;
     } else {
         fail(key, "must be true or false");
     }

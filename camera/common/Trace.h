@@ -35,7 +35,7 @@ std::string timeText(std::int64_t micros);
 class TraceRing {
 public:
     static constexpr std::size_t recordLimit = 1000;
-    static constexpr std::size_t byteLimit = 512 * 1024; // of messages; the oldest make room
+    static constexpr std::size_t byteLimit = std::size_t{512} * 1024; // of messages; the oldest make room
 
     explicit TraceRing(std::string daemon) : daemon_(std::move(daemon)) {}
 
