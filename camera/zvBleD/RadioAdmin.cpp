@@ -109,7 +109,7 @@ void mustBe(bool done, const char* otherwise) {
 } // namespace
 
 void RadioAdmin::addOperations(AdminServer& admin) {
-    const auto op = [&](const char* name, std::function<void(Radio&, const Json&, Millis)> work) {
+    const auto op = [&](const char* name, const std::function<void(Radio&, const Json&, Millis)>& work) {
         admin.on(name, [this, work](const Json& request) {
             const Millis time = now();
             radio.advance(time);
