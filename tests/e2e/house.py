@@ -59,12 +59,13 @@ class TestCamera(Camera):
         lines += [Line(record) for record in self.log(start)[0] if record["source"] == "zvControl-cgi-bin"]
 
     @contextlib.contextmanager
-    def new_errors(self):
-        """The same for the messages of error level alone, as texts."""
+    def new_errors(self, source="command_ble"):
+        """The same for the messages of error level alone, as texts; all of them have to be of this source."""
         errors = []
         with self.new_lines() as lines:
             yield errors
         errors += [line.message for line in lines if line.level == "ERROR"]
+        assert {line.source for line in lines if line.level == "ERROR"} <= {source}
 
     def asked(self, command):
         """Data elements of the requests of a command that the BLE daemon has taken so far."""

@@ -119,7 +119,7 @@ def test_lines_are_joined_and_what_follows_the_last_brace_goes(camera):
 def test_state_that_cannot_be_read(shared_camera, item, line):
     shared_camera.tool("fail", item, "ZV_ERR_NAK")
     try:
-        with shared_camera.new_errors() as errors:
+        with shared_camera.new_errors("zvControl") as errors:
             answer = shared_camera.get("")
     finally:
         shared_camera.tool("unfail", item)

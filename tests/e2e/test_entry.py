@@ -67,14 +67,14 @@ def test_control_daemon_absent(camera):
 
 def test_control_daemon_refuses(camera):
     camera.tool("fail", "uri_interface_open", "ZV_ERR_NAK")
-    with camera.new_errors() as errors:
+    with camera.new_errors("zvControl") as errors:
         done = camera.request("/command/ble/pairing_available")
     assert (done.status, done.stdout, done.stderr) == (256 - 17, b"", b"")
     assert errors == ["Error[-17] opening the daemon interface\n"]
 
 
 def test_control_daemon_that_stands_still_is_given_up(camera):
-    with camera.stopped("zvControlD"), camera.new_errors() as errors:
+    with camera.stopped("zvControlD"), camera.new_errors("zvControl") as errors:
         done = camera.request("/command/ble/pairing_available", timeout=30)
     assert (done.status, done.stdout) == (255, b"")
     assert errors == ["Error[-1] opening the daemon interface\n"]

@@ -44,10 +44,13 @@ def test_bytes_of_entering_the_pairing_phase(camera):
 def test_bytes_of_leaving_the_pairing_phase(camera):
     with house.QueuePeer(camera, house.reply(0)) as peer:
         house.assert_empty(camera.get(PHASE + "?p=0"))
-    category, elements = _split(peer.requests[0])
-    assert category == 2
-    assert elements[:2] == [(65, b"PX"), (66, b"")]
-    assert elements[3:] == [(67, b"/to_zvnet"), (238, b"")]
+    request = peer.requests[0]
+    name = _split(request)[1][2][1]
+    assert re.fullmatch(rb"/to_ZVCC[1-9][0-9]*", name)
+    assert request == (bytes([0, 0x23 + len(name), 0, 2,
+                              0, 0, 2, 65]) + b"PX"
+                       + bytes([0, 0, 0, 66, 0, 0, len(name), 68]) + name
+                       + bytes([0, 0, 9, 67]) + b"/to_zvnet" + bytes([0, 0, 0, 238]))
 
 
 def test_bytes_of_requests_to_the_ble_daemon(camera):
