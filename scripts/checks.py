@@ -1,6 +1,7 @@
 """The checks behind ./test.
 
-    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but lint-tests)
+    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but
+                                        lint-tests and arm)
 
 format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
 over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
