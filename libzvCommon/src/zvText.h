@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -15,11 +16,10 @@ public:
 
     // Appends a piece by a bounded formatted write; what no longer fits is counted, not written.
     __attribute__((format(printf, 2, 3))) void put(const char* fmt, ...) {
-        const bool room = length_ < size_;
+        const std::size_t room = length_ < size_ ? static_cast<std::size_t>(size_ - length_) : 0;
         std::va_list args;
         va_start(args, fmt);
-        const int piece =
-            std::vsnprintf(room ? buffer_ + length_ : nullptr, room ? size_ - length_ : 0, fmt, args);
+        const int piece = std::vsnprintf(room > 0 ? buffer_ + (size_ - room) : nullptr, room, fmt, args);
         va_end(args);
         length_ += piece > 0 ? static_cast<uint64_t>(piece) : 0;
     }
