@@ -1,7 +1,10 @@
 // zvcam: shows and changes the state of a running camera.
 #include "Tool.h"
 
-int main(int argc, char** argv) {
+#include <cstdio>
+#include <exception>
+
+int main(int argc, char** argv) try {
     CLI::App app("Shows and changes a running camera.", "zvcam");
     app.require_subcommand(1);
     app.fallthrough();
@@ -14,4 +17,7 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? zvcam::exitOk : zvcam::exitUsage;
     }
     return tool.act();
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "zvcam: %s\n", error.what());
+    return zvcam::exitRefused;
 }
