@@ -94,9 +94,10 @@ int main(int argc, char** argv) {
     const auto start = Clock::now();
     const auto end = start + std::chrono::seconds(seconds);
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(clients));
     for (int i = 0; i < clients; ++i) {
         threads.emplace_back([&] {
-            std::vector<char> buffer(256 * 1024);
+            std::vector<char> buffer(std::size_t{256} * 1024);
             do {
                 ask(static_cast<std::uint16_t>(port), request, totals, buffer);
             } while (Clock::now() < end);

@@ -66,7 +66,7 @@ std::string readCommand(JsonReader& reader) {
     } else {
         reader.text("command", text);
     }
-    const std::string name = canonicalCommand(text);
+    std::string name = canonicalCommand(text);
     if (name.empty()) {
         reader.fail("command", "no such command: " + text);
     }
