@@ -29,19 +29,25 @@ void ControlServer::accept() {
     UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     const bool scarce = !fd.ok() && (errno == EMFILE || errno == ENFILE);
     if ((scarce || clients_.size() >= clientLimit) && !clients_.empty()) {
-        logError("too many connections, closing the oldest");
+        logError("too many connections, closing the one silent longest");
         drop(clients_.begin());
     }
     if (!fd.ok()) {
         return;
     }
-    clients_.push_back({std::move(fd), 0});
+    clients_.push_back({std::move(fd), 0, false});
     const auto client = std::prev(clients_.end());
+    watch(client);
+    loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
+}
+
+void ControlServer::watch(Clients::iterator client) {
     client->timer = loop_.addTimer(idleLimit_, [this, client] {
-        logError("a connection that asked nothing is closed");
+        if (!client->asked) {
+            logError("a connection that asked nothing is closed");
+        }
         drop(client);
     });
-    loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
 }
 
 void ControlServer::serve(Clients::iterator client) {
@@ -52,29 +58,39 @@ void ControlServer::serve(Clients::iterator client) {
     if (length < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
     }
-    if (length > 0) {
-        const auto arrived = static_cast<std::size_t>(length);
-        const auto request =
-            arrived <= sizeof packet ? zvcontrol::decodeRequest({packet, arrived}) : std::nullopt;
-        if (request) {
-            answer(fd, *request);
-        } else {
-            logError("malformed request of %zu bytes", arrived);
-        }
+    if (length <= 0) {
+        drop(client);
+        return;
     }
-    drop(client);
+    const auto arrived = static_cast<std::size_t>(length);
+    const auto request =
+        arrived <= sizeof packet ? zvcontrol::decodeRequest({packet, arrived}) : std::nullopt;
+    if (!request) {
+        logError("malformed request of %zu bytes", arrived);
+        drop(client);
+    } else if (!answer(fd, *request)) {
+        drop(client);
+    } else {
+        client->asked = true;
+        loop_.cancelTimer(client->timer);
+        watch(client);
+        clients_.splice(clients_.end(), clients_, client);
+    }
 }
 
-void ControlServer::answer(int fd, const zvcontrol::Request& request) {
+bool ControlServer::answer(int fd, const zvcontrol::Request& request) {
     const ControlAnswer answer = handler_(request);
     unsigned char packet[zvcontrol::maxPacket];
     std::size_t length = zvcontrol::encodeAnswer({answer.result, answer.data}, packet);
     if (length == 0) {
         length = zvcontrol::encodeAnswer({ZV_ERR, {}}, packet);
     }
-    if (send(fd, packet, length, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+    // A client that asks on without taking its answers is cut off like one that is gone.
+    const bool sent = send(fd, packet, length, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    if (!sent) {
         logInfo("a client is gone before its answer");
     }
+    return sent;
 }
 
 void ControlServer::drop(Clients::iterator client) {

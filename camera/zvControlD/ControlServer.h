@@ -1,10 +1,10 @@
 /*
- * The daemon's end of the talk with the control libraries: one request packet and one answer packet a
- * connection.
+ * The daemon's end of the talk with the control libraries: a connection carries request packets, each answered with one
+ * packet.
  *
  * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed,
- * a connection that has not asked within idleLimit is closed, and so is the longest waiting one when there are
- * too many.
+ * a connection that has not asked within idleLimit is closed, and so is the one that has been silent longest when there are
+ * too many. (The libraries connect again.)
  */
 #pragma once
 
@@ -43,12 +43,14 @@ private:
     struct Client {
         UniqueFd fd;
         EventLoop::TimerId timer;
+        bool asked;
     };
-    using Clients = std::list<Client>; // by age
+    using Clients = std::list<Client>; // the one that has been silent longest first
 
     void accept();
     void serve(Clients::iterator client);
-    void answer(int fd, const zvcontrol::Request& request);
+    void watch(Clients::iterator client);
+    bool answer(int fd, const zvcontrol::Request& request);
     void drop(Clients::iterator client);
 
     EventLoop& loop_;

@@ -2,6 +2,7 @@
 
 #include "zvErrno.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -9,25 +10,56 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 namespace zvcontrol {
 namespace {
 
 class Socket {
 public:
-    Socket() : fd_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {}
-    ~Socket() {
+    Socket() = default;
+    ~Socket() { shut(); }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    int fd() const { return fd_; }
+    void adopt(int fd) {
+        shut();
+        fd_ = fd;
+    }
+    int release() { return std::exchange(fd_, -1); }
+
+private:
+    void shut() {
         if (fd_ >= 0) {
             close(fd_);
         }
     }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-    int fd() const { return fd_; }
-
-private:
-    int fd_;
+    int fd_ = -1;
 };
+
+// The connection to the daemon's own socket that the last exchange left open: the process in the upper half, its
+// descriptor in the lower. A child does not use its parent's, and of two threads only one gets it.
+constexpr std::uint64_t none = UINT64_MAX;
+constinit std::atomic<std::uint64_t> kept = none;
+
+std::uint64_t thisProcess() {
+    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(getpid())) << 32;
+}
+
+int takeKept() {
+    const std::uint64_t connection = kept.exchange(none);
+    const bool ours = connection != none && (connection & ~std::uint64_t{UINT32_MAX}) == thisProcess();
+    return ours ? static_cast<int>(connection & UINT32_MAX) : -1;
+}
+
+void keep(Socket& socket) {
+    std::uint64_t expected = none;
+    const auto descriptor = static_cast<std::uint32_t>(socket.fd());
+    if (kept.compare_exchange_strong(expected, thisProcess() | descriptor)) {
+        static_cast<void>(socket.release());
+    }
+}
 
 class Deadline {
 public:
@@ -69,7 +101,7 @@ ssize_t within(const Deadline& deadline, int fd, int option, Call call) {
 }
 
 // Waits, bounded, when the daemon's queue of connections is full.
-bool connectTo(const char* path, const Deadline& deadline, int fd) {
+bool connectTo(const char* path, const Deadline& deadline, Socket& socket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::size_t length = std::strlen(path);
@@ -77,35 +109,53 @@ bool connectTo(const char* path, const Deadline& deadline, int fd) {
         return false;
     }
     std::memcpy(address.sun_path, path, length);
-    return within(deadline, fd, SO_SNDTIMEO, [&]() -> ssize_t {
-               return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-           }) == 0;
+    socket.adopt(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const int fd = socket.fd();
+    return fd >= 0 && within(deadline, fd, SO_SNDTIMEO, [&]() -> ssize_t {
+                          return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+                      }) == 0;
+}
+
+using Packet = unsigned char[maxPacket];
+
+// Sends the request and receives the answer in its place. The answer's own length, even if it is longer than the
+// packet; 0 when the peer has closed the connection, the request then still standing in packet; -1 for other failures.
+ssize_t ask(int fd, const Deadline& deadline, Packet& packet, std::size_t length) {
+    ssize_t done = within(deadline, fd, SO_SNDTIMEO, [&] { return send(fd, packet, length, MSG_NOSIGNAL); });
+    if (done > 0) {
+        done = within(deadline, fd, SO_RCVTIMEO, [&] { return recv(fd, packet, sizeof packet, MSG_TRUNC); });
+    }
+    return done < 0 && (errno == EPIPE || errno == ECONNRESET) ? 0 : done;
+}
+
+ssize_t askPeer(const Endpoint& endpoint, Socket& socket, Packet& packet, std::size_t length) {
+    const Deadline deadline(endpoint.timeoutMs);
+    if (std::strcmp(endpoint.path, socketPath) == 0) {
+        socket.adopt(takeKept());
+    }
+    if (socket.fd() >= 0) {
+        const ssize_t arrived = ask(socket.fd(), deadline, packet, length);
+        if (arrived != 0) {
+            return arrived;
+        }
+        // The daemon closes connections that lie idle, and may be another one by now. Every request may be
+        // made twice.
+    }
+    return connectTo(endpoint.path, deadline, socket) ? ask(socket.fd(), deadline, packet, length) : -1;
 }
 
 } // namespace
 
 int exchange(Operation operation, std::int32_t number, std::span<const unsigned char> param, Answer& answer,
              const Endpoint& endpoint) {
-    unsigned char packet[maxPacket];
+    Packet packet;
     const std::size_t length = encodeRequest({operation, number, param}, packet);
     if (length == 0) {
         return ZV_ERR_INVALID_PARAM;
     }
-    const Socket socket;
-    const Deadline deadline(endpoint.timeoutMs);
-    const int fd = socket.fd();
-    if (fd < 0 || !connectTo(endpoint.path, deadline, fd)) {
-        return ZV_ERR;
-    }
-    const ssize_t sent =
-        within(deadline, fd, SO_SNDTIMEO, [&] { return send(fd, packet, length, MSG_NOSIGNAL); });
-    if (sent < 0) {
-        return ZV_ERR;
-    }
-    // With MSG_TRUNC the packet's own length is returned, so that an overlong one is seen.
-    const ssize_t arrived =
-        within(deadline, fd, SO_RCVTIMEO, [&] { return recv(fd, packet, sizeof packet, MSG_TRUNC); });
-    if (arrived < 0 || static_cast<std::size_t>(arrived) > sizeof packet) {
+    Socket socket;
+    const ssize_t arrived = askPeer(endpoint, socket, packet, length);
+    if (arrived <= 0 || static_cast<std::size_t>(arrived) > sizeof packet) {
         return ZV_ERR;
     }
     const auto decoded = decodeAnswer({packet, static_cast<std::size_t>(arrived)});
@@ -117,6 +167,9 @@ int exchange(Operation operation, std::int32_t number, std::span<const unsigned 
         if (answer.length > 0) {
             std::memcpy(answer.data, decoded->data.data(), answer.length);
         }
+    }
+    if (std::strcmp(endpoint.path, socketPath) == 0) {
+        keep(socket);
     }
     return decoded->result;
 }

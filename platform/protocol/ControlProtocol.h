@@ -1,7 +1,8 @@
 /*
  * What the libraries and zvControlD say to each other.
  *
- * A Unix SOCK_SEQPACKET connection carries one request packet and one answer packet. Numbers are big-endian.
+ * A Unix SOCK_SEQPACKET connection carries request packets, each followed by its answer packet before the next.
+ * Either side closes it when it likes to. Numbers are big-endian.
  *
  *   request:  'Z' 'C' 1 operation, number (4 bytes, signed), parameter bytes
  *   answer:   'Z' 'A' 1 0,         result (4 bytes, signed), data bytes

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
@@ -31,6 +32,40 @@ int copyBlocks(std::FILE* source, int64_t limit, Sink sink) {
     }
     return 0;
 }
+
+// Hands blocks on to a descriptor: the first ones as they come, so that a short file leaves just as it is read and a reader
+// of a long one has something at once; those behind them several at a time, since a system call costs more than
+// the 1024 bytes of a block.
+class BlockWriter {
+public:
+    explicit BlockWriter(int descriptor) : descriptor_(descriptor) {}
+
+    void take(const char* block, std::size_t length) {
+        if (direct_ > 0) {
+            --direct_;
+            static_cast<void>(write_all(descriptor_, {block, length}));
+            return;
+        }
+        if (length > sizeof gathered_ - used_) {
+            flush();
+        }
+        std::memcpy(gathered_ + used_, block, length);
+        used_ += length;
+    }
+
+    void flush() {
+        if (used_ > 0) {
+            static_cast<void>(write_all(descriptor_, {gathered_, used_}));
+            used_ = 0;
+        }
+    }
+
+private:
+    int descriptor_;
+    int direct_ = analytics_direct_blocks;
+    std::size_t used_ = 0;
+    char gathered_[analytics_gathered_size];
+};
 
 bool isDirectory(std::FILE* file) {
     struct stat status {};
@@ -76,7 +111,9 @@ int analytics_copy(std::FILE* destination, std::FILE* source) {
 }
 
 int analytics_send(int descriptor, std::FILE* source, int32_t limit) {
-    return copyBlocks(source, limit, [descriptor](const char* block, std::size_t length) {
-        static_cast<void>(write_all(descriptor, {block, length}));
-    });
+    BlockWriter writer(descriptor);
+    const int result = copyBlocks(
+        source, limit, [&writer](const char* block, std::size_t length) { writer.take(block, length); });
+    writer.flush();
+    return result;
 }

@@ -11,10 +11,12 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 using zvtest::wrappedWrite;
 
@@ -150,7 +152,7 @@ protected:
     }
 
     std::string sent() const {
-        std::string all(1 << 16, '\0');
+        std::string all(1 << 17, '\0');
         const ssize_t length = pread(out, all.data(), all.size(), 0);
         return all.substr(0, static_cast<std::size_t>(length));
     }
@@ -163,6 +165,39 @@ TEST_F(analyticsSend, writes_every_block_as_it_was_read) {
     EXPECT_EQ(send(2500), 0);
     EXPECT_EQ(sent(), pattern(2500));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 1024, 452));
+}
+
+TEST_F(analyticsSend, writes_the_blocks_behind_the_first_16_together) {
+    const std::string bytes = pattern(16384 + 32768 + 1024 + 7);
+    writeFile(bytes);
+    EXPECT_EQ(send(100000), 0);
+    EXPECT_EQ(sent(), bytes);
+    std::vector<std::size_t> sizes(16, 1024);
+    sizes.insert(sizes.end(), {32768, 1031});
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAreArray(sizes));
+}
+
+TEST_F(analyticsSend, writes_what_was_gathered_when_the_source_fails) {
+    Streams streams;
+    streams.source.bytes = pattern(40000);
+    streams.source.failAt = 16384 + 1500;
+    std::setvbuf(streams.in, nullptr, _IONBF, 0);
+    EXPECT_EQ(analytics_send(out, streams.in, 40000), -1);
+    EXPECT_EQ(sent(), pattern(40000).substr(0, 16384 + 1500));
+    EXPECT_EQ(wrappedWrite().sizes.back(), 1500U);
+}
+
+TEST_F(analyticsSend, every_size_around_the_limits_arrives_whole) {
+    for (const std::size_t limit : {1024U, 16384U, 16384U + 1024U, 16384U + 32768U, 16384U + 65536U}) {
+        for (const std::size_t size : {limit - 1, limit, limit + 1}) {
+            ASSERT_EQ(ftruncate(out, 0), 0);
+            ASSERT_EQ(lseek(out, 0, SEEK_SET), 0);
+            const std::string bytes = pattern(size);
+            writeFile(bytes);
+            EXPECT_EQ(send(static_cast<int32_t>(size)), 0);
+            EXPECT_EQ(sent(), bytes) << size;
+        }
+    }
 }
 
 TEST_F(analyticsSend, stops_at_the_limit_when_the_file_has_grown) {

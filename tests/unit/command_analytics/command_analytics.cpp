@@ -127,7 +127,7 @@ TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
     const long after = peak();
     dup2(saved, STDOUT_FILENO);
     EXPECT_EQ(result, -18);
-    EXPECT_EQ(wrappedWrite().sizes.size(), 1U + 65536U);
+    EXPECT_EQ(wrappedWrite().sizes.size(), 1U + 16U + 2048U); // header, first blocks, 32 KiB each
     EXPECT_LT(after - before, 4096) << "kilobytes";
 }
 
@@ -237,8 +237,9 @@ TEST_F(commandAnalytics, closes_the_file_in_every_case) {
 
 TEST_F(commandAnalytics, an_endless_device_does_not_run_for_ever) {
     fakePlatform().command_answer = "/dev/zero";
-    EXPECT_EQ(get().result, -18);
-    EXPECT_THAT(wrappedWrite().sizes.size(), testing::Le(1U));
+    const auto answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
 }
 
 TEST_F(commandAnalytics, errors_read_the_environment_at_that_moment) {

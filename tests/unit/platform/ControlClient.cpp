@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 
 using namespace zvcontrol;
 using zvtest::Packet;
@@ -146,9 +147,11 @@ TEST(ControlClient, TakesAnAnswerOfTheGreatestLength) {
 }
 
 TEST(ControlClient, AnOverlongParameterIsRefusedUnsent) {
+    ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0}; }, path);
     const std::vector<unsigned char> param(4097, 1);
     Answer answer;
     EXPECT_EQ(ZV_ERR_INVALID_PARAM, exchange(Operation::Command, 1, param, answer, endpoint));
+    EXPECT_EQ(std::vector<Packet>{}, peer.requests());
 }
 
 TEST(ControlClient, AnOverlongPathIsNoPeer) {
@@ -187,6 +190,88 @@ TEST(ControlClient, LeavesNoDescriptorBehind) {
         }
     }
     EXPECT_EQ(before, openDescriptors());
+}
+
+namespace {
+
+// The number that the request carries comes back as the result.
+std::optional<Packet> echo(const Packet& request) {
+    return Packet{'Z', 'A', 1, 0, request[4], request[5], request[6], request[7]};
+}
+
+constexpr Endpoint daemonsOwn{socketPath, limitMs};
+
+} // namespace
+
+TEST(ControlClient, KeepsTheConnectionToTheDaemon) {
+    const ScriptedControl peer(echo, socketPath, true);
+    for (int number = 0; number < 5; ++number) {
+        EXPECT_EQ(number, request(Operation::Command, number, daemonsOwn));
+    }
+    EXPECT_EQ(1, peer.connections());
+}
+
+TEST(ControlClient, ConnectsAgainToADaemonThatClosesAfterEachAnswer) {
+    const ScriptedControl peer(echo, socketPath);
+    for (int number = 0; number < 200; ++number) {
+        ASSERT_EQ(number, request(Operation::Command, number, daemonsOwn));
+    }
+    EXPECT_EQ(200, peer.connections());
+}
+
+TEST(ControlClient, ConnectsAgainToANewDaemon) {
+    for (int number = 0; number < 5; ++number) {
+        const ScriptedControl peer(echo, socketPath, true);
+        EXPECT_EQ(number, request(Operation::Command, number, daemonsOwn));
+    }
+    EXPECT_EQ(ZV_ERR, request(Operation::Open, 0, daemonsOwn));
+}
+
+TEST(ControlClient, AnAnswerThatCameTooLateIsNotTheNextOnes) {
+    const ScriptedControl peer(
+        [](const Packet& request) {
+            if (request[7] == 1) {
+                usleep((limitMs + 200) * 1000);
+            }
+            return echo(request);
+        },
+        socketPath, true);
+    EXPECT_EQ(0, request(Operation::Command, 0, daemonsOwn));
+    EXPECT_EQ(ZV_ERR, request(Operation::Command, 1, daemonsOwn));
+    usleep(400 * 1000);
+    EXPECT_EQ(2, request(Operation::Command, 2, daemonsOwn));
+    EXPECT_EQ(2, peer.connections());
+}
+
+TEST(ControlClient, AChildDoesNotUseItsParentsConnection) {
+    const ScriptedControl peer(echo, socketPath, true);
+    EXPECT_EQ(1, request(Operation::Command, 1, daemonsOwn));
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(request(Operation::Command, 2, daemonsOwn));
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(2, WEXITSTATUS(status));
+    EXPECT_EQ(3, request(Operation::Command, 3, daemonsOwn));
+    EXPECT_EQ(2, peer.connections());
+}
+
+TEST(ControlClient, ThreadsGetTheirOwnAnswers) {
+    const ScriptedControl peer(echo, socketPath, true);
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([thread, &wrong] {
+            for (int i = 0; i < 500; ++i) {
+                wrong += request(Operation::Command, thread * 1000 + i) == thread * 1000 + i ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(0, wrong);
 }
 
 TEST(ControlClient, TheLimitIsFiveSeconds) {

@@ -1,12 +1,15 @@
 // A peer in place of zvControlD that answers each request packet as the test says.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -42,9 +45,11 @@ public:
     // No packet: the connection is closed without an answer.
     using Script = std::function<std::optional<Packet>(const Packet& request)>;
 
-    explicit ScriptedControl(Script script, std::string path = "/run/zarvo/zvControlD.sock")
-        : path_(std::move(path)), script_(std::move(script)), listener_(listenSeqpacket(path_, 64)),
-          thread_([this] { serve(); }) {}
+    // keepOpen: connections stay open until the client closes them; otherwise each is for one request.
+    explicit ScriptedControl(Script script, std::string path = "/run/zarvo/zvControlD.sock",
+                             bool keepOpen = false)
+        : path_(std::move(path)), script_(std::move(script)), keepOpen_(keepOpen),
+          listener_(listenSeqpacket(path_, 64)), thread_([this] { serve(); }) {}
     ~ScriptedControl() {
         shutdown(listener_, SHUT_RDWR);
         thread_.join();
@@ -59,30 +64,55 @@ public:
         return requests_;
     }
 
+    int connections() const { return connections_; }
+
 private:
     void serve() {
-        for (int fd; (fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(fd)) {
-            Packet request(65536);
-            const ssize_t length = recv(fd, request.data(), request.size(), 0);
-            if (length <= 0) {
+        std::vector<pollfd> open{{listener_, POLLIN, 0}};
+        while (poll(open.data(), open.size(), -1) > 0) {
+            for (std::size_t i = open.size(); i-- > 1;) {
+                if (open[i].revents != 0 && !(serveOne(open[i].fd) && keepOpen_)) {
+                    close(open[i].fd);
+                    open.erase(open.begin() + static_cast<std::ptrdiff_t>(i));
+                }
+            }
+            if (open[0].revents == 0) {
                 continue;
             }
-            request.resize(static_cast<std::size_t>(length));
-            {
-                const std::lock_guard<std::mutex> lock(mutex_);
-                requests_.push_back(request);
+            const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (fd < 0) {
+                break;
             }
-            if (const auto answer = script_(request)) {
-                send(fd, answer->data(), answer->size(), MSG_NOSIGNAL);
-            }
+            open.push_back({fd, POLLIN, 0});
+            ++connections_;
         }
+        for (std::size_t i = 1; i < open.size(); ++i) {
+            close(open[i].fd);
+        }
+    }
+
+    bool serveOne(int fd) {
+        Packet request(65536);
+        const ssize_t length = recv(fd, request.data(), request.size(), 0);
+        if (length <= 0) {
+            return false;
+        }
+        request.resize(static_cast<std::size_t>(length));
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            requests_.push_back(request);
+        }
+        const auto answer = script_(request);
+        return answer && send(fd, answer->data(), answer->size(), MSG_NOSIGNAL) >= 0;
     }
 
     std::string path_;
     Script script_;
+    bool keepOpen_;
     int listener_;
     std::mutex mutex_;
     std::vector<Packet> requests_;
+    std::atomic<int> connections_ = 0;
     std::thread thread_;
 };
 

@@ -250,12 +250,6 @@ TEST(zvControl, writes_nothing_when_the_handler_has_answered) {
     EXPECT_EQ(fakePlatform().calls.back(), "close");
 }
 
-TEST(zvControl, the_exit_status_is_the_low_8_bits_of_the_result) {
-    answerWith(-18);
-    setenv("PATH_INFO", "/x", 1);
-    EXPECT_EXIT(exit(zv_control_main()), testing::ExitedWithCode(238), "");
-}
-
 TEST(zvControl, a_failing_close_is_told_on_standard_error_with_the_requests_result) {
     answerWith(0, "{}");
     fakePlatform().close_result = -5;

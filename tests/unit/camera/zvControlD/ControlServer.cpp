@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <vector>
 
 using namespace zvcam;
 using std::chrono::milliseconds;
@@ -33,22 +34,87 @@ TEST(ControlServer, AConnectionThatAsksNothingIsClosedInTime) {
     EXPECT_EQ(0, recv(silent.get(), &byte, 1, MSG_DONTWAIT));
 }
 
-TEST(ControlServer, OneRequestAConnection) {
+namespace {
+
+constexpr unsigned char packet38[] = {'Z', 'C', 1, 3, 0, 0, 0, 38};
+
+// Asks, and gives the number that the answer carries; -1 when there is none.
+int askOn(const UniqueFd& client, EventLoop& loop) {
+    send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL);
+    runFor(loop, milliseconds(30));
+    unsigned char answer[16];
+    return recv(client.get(), answer, sizeof answer, MSG_DONTWAIT) == 8 ? answer[7] : -1;
+}
+
+} // namespace
+
+TEST(ControlServer, AConnectionCarriesManyRequests) {
     EventLoop loop;
-    int asked = 0;
-    const ControlServer server(loop, path, [&](const zvcontrol::Request& request) {
-        ++asked;
+    const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
         return ControlAnswer{request.number, {}};
     });
     const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
-    const unsigned char packet[] = {'Z', 'C', 1, 3, 0, 0, 0, 38};
-    send(client.get(), packet, sizeof packet, 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(38, askOn(client, loop));
+    }
+    EXPECT_EQ(1U, server.clients());
+}
+
+TEST(ControlServer, AConnectionThatAsksNoMoreIsClosedInTime) {
+    EventLoop loop;
+    const ControlServer server(
+        loop, path,
+        [](const zvcontrol::Request& request) {
+            return ControlAnswer{request.number, {}};
+        },
+        milliseconds(500));
+    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    runFor(loop, milliseconds(300));
+    EXPECT_EQ(38, askOn(client, loop)); // the time starts again
+    runFor(loop, milliseconds(300));
+    EXPECT_EQ(1U, server.clients());
+    runFor(loop, milliseconds(600));
+    EXPECT_EQ(0U, server.clients());
+}
+
+TEST(ControlServer, TheClientThatHasBeenSilentLongestGivesWay) {
+    EventLoop loop;
+    const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
+        return ControlAnswer{request.number, {}};
+    });
+    std::vector<UniqueFd> clients;
+    for (std::size_t i = 0; i < ControlServer::clientLimit; ++i) {
+        clients.push_back(connectUnix(path, SOCK_SEQPACKET));
+        loop.runOnce(milliseconds(5));
+    }
+    EXPECT_EQ(38, askOn(clients[0], loop));
+    const UniqueFd late = connectUnix(path, SOCK_SEQPACKET);
+    EXPECT_EQ(38, askOn(late, loop));
+    EXPECT_EQ(38, askOn(clients[0], loop));
+    EXPECT_EQ(-1, askOn(clients[1], loop));
+    EXPECT_EQ(38, askOn(clients[2], loop));
+}
+
+TEST(ControlServer, AMalformedRequestEndsItsConnection) {
+    EventLoop loop;
+    const ControlServer server(loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; });
+    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    EXPECT_EQ(0, askOn(client, loop));
+    send(client.get(), "ZC", 2, 0);
     runFor(loop, milliseconds(30));
-    unsigned char answer[16];
-    ASSERT_EQ(8, recv(client.get(), answer, sizeof answer, MSG_DONTWAIT));
-    EXPECT_EQ(38, answer[7]);
-    EXPECT_EQ(-1, send(client.get(), packet, sizeof packet, MSG_NOSIGNAL));
-    EXPECT_EQ(1, asked);
+    EXPECT_EQ(0U, server.clients());
+    EXPECT_EQ(-1, send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL));
+}
+
+TEST(ControlServer, AClientThatTakesNoAnswersIsCutOff) {
+    EventLoop loop;
+    const ControlServer server(loop, path, [](const zvcontrol::Request&) {
+        return ControlAnswer{0, std::vector<unsigned char>(4096, 'x')};
+    });
+    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    for (int i = 0; i < 10000 && send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL) > 0; ++i) {
+        loop.runOnce(milliseconds(5));
+    }
     EXPECT_EQ(0U, server.clients());
 }
 
