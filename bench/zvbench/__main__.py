@@ -34,6 +34,7 @@ def main():
         say(_table(*measures.whitelist(running, max(rounds // 5, 5))))
     say(_table(*measures.requests_per_second(seconds, repeats)))
     say(_table(*measures.analytics(file_sizes, 3 if arguments.quick else 5)))
+    say(_table(*measures.parts()))
     say(_table(*measures.sizes()))
     return 0
 

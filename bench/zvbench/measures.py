@@ -1,5 +1,6 @@
 """The measurements. Each returns a table: a heading, column names and rows."""
 
+import json
 import os
 import statistics
 import subprocess
@@ -107,6 +108,16 @@ def whitelist(running, rounds):
         rows.append([str(pages), str(devices)] + [f"{m:.0f} ({m / medians[0]:.2f})" for m in medians[1:]])
     return ("(f) Whitelist of 36 devices a page: spawn to exit in microseconds (ratio to the dynamic C hello)",
             ["pages", "devices", NAMES[STAND_ALONE], NAMES[CAMERA_SHAPE]], rows)
+
+
+def parts():
+    """(g): the work inside a request. Of the repetitions' medians nothing is compared; they tell where work would pay."""
+    program = os.path.join(stand.RELEASE, "bench", "bench_micro")
+    done = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=5", "--benchmark_min_time=0.05",
+                           "--benchmark_report_aggregates_only=true"], stdout=subprocess.PIPE, check=True)
+    rows = [[result["run_name"], f"{result['cpu_time']:.0f}"] for result in json.loads(done.stdout)["benchmarks"]
+            if result["aggregate_name"] == "median"]
+    return ("(g) Parts of a request, in nanoseconds", ["part", "median"], rows)
 
 
 def sizes():
