@@ -31,8 +31,7 @@ int answerError(int status, const char* message, int line) {
     std::stringstream stream;
     http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status,
                                  ZV_ERR, message, "handle_command_analytics", line);
-    write_all(STDOUT_FILENO, stream.view());
-    return ZV_ERR_RESPONSE_ALREADY_SENT;
+    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 }
 
 int answerNoContent(int line) {
@@ -89,10 +88,8 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
     return ZV_ERR_OUTOFMEM;
 }
 
-int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
+int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
     static_cast<void>(
         zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
     return ZV_OK;
-} catch (...) {
-    return ZV_ERR_OUTOFMEM;
 }

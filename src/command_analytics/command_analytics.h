@@ -21,5 +21,5 @@
  */
 int handle_command_analytics(const char* params, char* response, int response_size);
 
-/* Asks the control daemon to clear the analytics. ZV_OK, whatever the daemon says (ZV_ERR_OUTOFMEM without memory). */
+/* Asks the control daemon to clear the analytics. ZV_OK, whatever the daemon says. */
 int handle_command_analytics_clear(const char* params, char* response, int response_size);

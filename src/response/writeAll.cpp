@@ -32,3 +32,11 @@ bool write_all(int descriptor, std::string_view text) {
     }
     return true;
 }
+
+bool write_answer(const std::stringstream& stream) {
+    if (stream.bad()) {
+        return false;
+    }
+    static_cast<void>(write_all(STDOUT_FILENO, stream.view()));
+    return true;
+}

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <sstream>
 #include <string_view>
 
 /*
@@ -13,3 +14,10 @@
  * signal ends the process.
  */
 bool write_all(int descriptor, std::string_view text);
+
+/*
+ * Writes the answer that was composed in a stream to standard output. False, and nothing written, when the stream is
+ * bad: a stream keeps to itself that it got no memory, and what it holds then is half an answer at most. What becomes
+ * of the writing is not told.
+ */
+bool write_answer(const std::stringstream& stream);

@@ -39,7 +39,11 @@ bool cutLastBrace(std::stringstream& stream) {
     return true;
 }
 
+// A stream that is bad stays so, and whoever would answer sees it: it is memory that is missing, not the settings.
 int failSettings(std::stringstream& stream, const char* path) {
+    if (stream.bad()) {
+        return ZV_ERR_OUTOFMEM;
+    }
     setText(stream, ""); // no half header may be left
     write_description_error(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
     return ZV_ERR_FILE_OPEN;
@@ -64,9 +68,7 @@ void writeInfo(std::ostream& stream, const CameraState& state) {
     stream << "}}";
 }
 
-} // namespace
-
-int camera_description_output_json(std::stringstream& stream) {
+int describe(std::stringstream& stream) {
     CameraState state;
     int result = read_model_number(state, stream);
     if (result != ZV_OK) {
@@ -91,4 +93,11 @@ int camera_description_output_json(std::stringstream& stream) {
     }
     writeInfo(stream, state);
     return ZV_OK;
+}
+
+} // namespace
+
+int camera_description_output_json(std::stringstream& stream) {
+    const int result = describe(stream);
+    return stream.bad() ? ZV_ERR_OUTOFMEM : result;
 }

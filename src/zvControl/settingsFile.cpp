@@ -65,7 +65,7 @@ SettingsFile::~SettingsFile() {
 bool SettingsFile::read_lines(std::ostream& stream) {
     char block[4096];
     std::size_t total = 0;
-    for (;;) {
+    while (!stream.bad()) {
         const ssize_t length = readSome(descriptor_, block, sizeof block);
         if (length <= 0) {
             return length == 0;
@@ -76,4 +76,5 @@ bool SettingsFile::read_lines(std::ostream& stream) {
         }
         appendLines(stream, {block, static_cast<std::size_t>(length)});
     }
+    return false;
 }

@@ -19,8 +19,8 @@ void find_settings(const char* model, const char* default_model, char (&path)[se
 
 /*
  * The settings file, opened for reading. read_lines appends its lines to the stream, joined with nothing
- * between them; false when the file cannot be read to its end or is beyond
- * settings_max_size; what was read until then stays in the stream.
+ * between them; false when the file cannot be read to its end or is beyond settings_max_size, and when the stream is
+ * bad, as it is when it got no memory. What was read until then stays in the stream.
  */
 class SettingsFile {
 public:

@@ -13,7 +13,6 @@
 #include <cstring>
 #include <sstream>
 #include <string_view>
-#include <unistd.h>
 
 namespace {
 
@@ -21,10 +20,6 @@ constexpr const char* logSource = "zvControl";
 
 // Lent to the handler that serves the request, which leaves a zero-terminated text in it or leaves it empty.
 char response[4096];
-
-void writeOut(const std::stringstream& stream) {
-    write_all(STDOUT_FILENO, stream.view());
-}
 
 bool openInterface(int& result) {
     result = zvcontrol_uri_interface_open();
@@ -66,16 +61,17 @@ void answerError(std::ostream& stream, int result) {
     http_print_error_response_ex(stream, path, params, status, result, path, "main", 150);
 }
 
-void answer(std::stringstream& stream, int result) {
+// The result with which the request ends.
+int answer(std::stringstream& stream, int result) {
     if (result == ZV_ERR_RESPONSE_ALREADY_SENT) {
-        return;
+        return result;
     }
     if (result == ZV_OK) {
         answerSuccess(stream);
     } else {
         answerError(stream, result);
     }
-    writeOut(stream);
+    return write_answer(stream) ? result : ZV_ERR_OUTOFMEM;
 }
 
 int serve(std::stringstream& stream, const char* path, const char* params) {
@@ -84,13 +80,13 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
         return result;
     }
     result = zvcontrol_uri_handle_uri_param(path, params, response, sizeof response);
-    answer(stream, result);
+    const int ending = answer(stream, result);
     if (zvcontrol_uri_interface_close() != ZV_OK) {
-        // Deliberately the request's result, not that of closing: it tells which answer the failure belongs
+        // Deliberately the dispatcher's result, not that of closing: it tells which answer the failure belongs
         // to.
         std::fprintf(stderr, "Error[%d] closing the daemon interface\n", result);
     }
-    return result;
+    return ending;
 }
 
 } // namespace
@@ -105,8 +101,7 @@ int zv_control_main() try {
               params);
     if (path == nullptr || *path == '\0') {
         static_cast<void>(camera_description_output_json(stream));
-        writeOut(stream);
-        return ZV_OK;
+        return write_answer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
     }
     return serve(stream, path, params);
 } catch (...) {

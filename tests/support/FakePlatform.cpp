@@ -1,5 +1,6 @@
 #include "FakePlatform.h"
 
+#include "ScarceMemory.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 
@@ -11,16 +12,22 @@
 namespace zvtest {
 namespace {
 
-std::string shown(const char* text) {
+const char* shown(const char* text) {
     return text == nullptr ? "(null)" : text;
 }
 
-int dispatch(const char* path, const char* params, char* response, int size) {
-    const std::string uri = shown(path).substr(path != nullptr && *path == '/' ? 1 : 0);
+const FakeRow* findRow(const char* path) {
+    const PlentyOfMemory plenty;
+    const std::string uri = std::string(shown(path)).substr(path != nullptr && *path == '/' ? 1 : 0);
     const auto& rows = fakePlatform().rows;
     const auto row =
         std::find_if(rows.begin(), rows.end(), [&](const FakeRow& one) { return one.uri == uri; });
-    if (row == rows.end()) {
+    return row == rows.end() ? nullptr : &*row;
+}
+
+int dispatch(const char* path, const char* params, char* response, int size) {
+    const FakeRow* const row = findRow(path);
+    if (row == nullptr) {
         return -20;
     }
     if (row->open_hook != nullptr) {
@@ -36,11 +43,26 @@ int dispatch(const char* path, const char* params, char* response, int size) {
     return result;
 }
 
+void noteDispatch(const char* path, const char* params, int size) {
+    const PlentyOfMemory plenty;
+    fakePlatform().calls.push_back(std::string("handle ") + shown(path) + " " + shown(params) + " " +
+                                   std::to_string(size));
+}
+
+void give(const std::string& answer, char* text, int size) {
+    if (fakePlatform().unterminated) {
+        answer.copy(text, static_cast<std::size_t>(size));
+    } else {
+        std::snprintf(text, static_cast<std::size_t>(size), "%s", answer.c_str());
+    }
+}
+
 int getText(const char* name, char* text, int size) {
+    const PlentyOfMemory plenty;
     FakePlatform& fake = fakePlatform();
     fake.calls.push_back(std::string(name) + " " + std::to_string(size));
     if (fake.getter_results[name] == 0) {
-        std::snprintf(text, static_cast<std::size_t>(size), "%s", fake.texts[name].c_str());
+        give(fake.texts[name], text, size);
     }
     return fake.getter_results[name];
 }
@@ -55,15 +77,18 @@ FakePlatform& fakePlatform() {
 } // namespace zvtest
 
 using zvtest::fakePlatform;
+using zvtest::PlentyOfMemory;
 
 extern "C" {
 
 int zvcontrol_uri_interface_open(void) {
+    const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("open");
     return fakePlatform().open_result;
 }
 
 int zvcontrol_uri_interface_close(void) {
+    const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("close");
     fakePlatform().rows.clear();
     return fakePlatform().close_result;
@@ -71,6 +96,7 @@ int zvcontrol_uri_interface_close(void) {
 
 int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
                               zvcontrol_hook close_hook) {
+    const PlentyOfMemory plenty;
     fakePlatform().calls.push_back(std::string("add ") + uri);
     fakePlatform().rows.push_back({uri, handler, open_hook, close_hook});
     const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
@@ -78,8 +104,7 @@ int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcont
 }
 
 int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
-    fakePlatform().calls.push_back("handle " + zvtest::shown(path) + " " + zvtest::shown(params) + " " +
-                                   std::to_string(response_size));
+    zvtest::noteDispatch(path, params, response_size);
     const auto& serve = fakePlatform().serve;
     return serve ? serve(path, params, response, response_size)
                  : zvtest::dispatch(path, params, response, response_size);
@@ -87,17 +112,19 @@ int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* r
 
 int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length,
                                           char* response, int response_size) {
+    const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +
                          std::to_string(param_length) + (response == nullptr ? " null " : " buffer ") +
                          std::to_string(response_size));
     if (fake.command_result == 0 && response != nullptr) {
-        std::snprintf(response, static_cast<std::size_t>(response_size), "%s", fake.command_answer.c_str());
+        zvtest::give(fake.command_answer, response, response_size);
     }
     return fake.command_result;
 }
 
 int zvc_state_get_model_number(unsigned char* number) {
+    const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("model_number");
     if (fake.getter_results["model_number"] == 0) {
@@ -131,6 +158,7 @@ int zvc_state_get_ap_ssid(char* text, int size) {
 }
 
 int zvc_state_get_ap_has_default_credentials(bool* flag) {
+    const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("ap_has_default_credentials");
     if (fake.getter_results["ap_has_default_credentials"] == 0) {
@@ -140,6 +168,7 @@ int zvc_state_get_ap_has_default_credentials(bool* flag) {
 }
 
 int csi_get(int item, int size, int* returned, void* value) {
+    const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     int before = -1;
     std::memcpy(&before, value, sizeof before);

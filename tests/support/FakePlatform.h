@@ -1,5 +1,6 @@
 // A scripted stand-in for the closed libraries, linked in their place: it keeps a journal of the calls and answers what
-// the test says. parseParam and the messages are not part of it.
+// the test says. parseParam and the messages are not part of it. Scarce memory is scarce for what it calls and for the
+// streams that it writes to, not for its own journal.
 #pragma once
 
 #include "zvCtrlD.h"
@@ -40,6 +41,8 @@ struct FakePlatform {
         {"board_type", "B7"},      {"ap_mac", "020304050607"},    {"ap_ssid", "zarvo-0001"},
     };
     bool default_credentials = false;
+    // Text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
+    bool unterminated = false;
     std::map<std::string, int> getter_results;
 
     // csi_get

@@ -1,5 +1,7 @@
 #include "WrappedWrite.h"
 
+#include "ScarceMemory.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <sys/types.h>
@@ -17,6 +19,7 @@ extern "C" ssize_t __real_write(int descriptor, const void* data, std::size_t si
 extern "C" ssize_t __wrap_write(int descriptor, const void* data, std::size_t size);
 
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
+    const zvtest::PlentyOfMemory plenty;
     auto& wrapped = zvtest::wrappedWrite();
     wrapped.sizes.push_back(size);
     if (wrapped.script.empty()) {

@@ -71,6 +71,17 @@ protected:
         EXPECT_STREQ(response, "untouched");
         return {result, output.text()};
     }
+
+    // The same while operator new gives at most so many bytes at a time.
+    Answered getWithin(std::size_t most) {
+        const zvtest::OutputCapture output(STDOUT_FILENO);
+        int result = 99;
+        {
+            const zvtest::ScarceMemory scarce(most);
+            result = handle_command_analytics(nullptr, nullptr, 0);
+        }
+        return {result, output.text()};
+    }
 };
 
 TEST_F(commandAnalytics, an_empty_file_is_a_header_with_size_0) {
@@ -268,18 +279,36 @@ TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
-TEST_F(commandAnalytics, without_memory_both_print_nothing_and_fail) {
-    const zvtest::OutputCapture output(STDOUT_FILENO);
-    int got = 0;
-    int cleared = 0;
+TEST_F(commandAnalytics, without_memory_no_error_answer_is_printed) {
+    const Answered absent = getWithin(1);
+    EXPECT_EQ(absent.result, -2);
+    EXPECT_EQ(absent.output, "");
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
+    fakePlatform().command_answer = "/tmp/fuse_d"; // a directory
+    const Answered endless = getWithin(1);
+    EXPECT_EQ(endless.result, -2);
+    EXPECT_EQ(endless.output, "");
+    fakePlatform().recording = 1;
+    const Answered busy = getWithin(1);
+    EXPECT_EQ(busy.result, -2);
+    EXPECT_EQ(busy.output, "");
+}
+
+TEST_F(commandAnalytics, without_memory_for_all_of_an_error_answer_no_half_of_it_is_printed) {
+    setenv("QUERY_STRING", std::string(4000, 'q').c_str(), 1);
+    const Answered absent = getWithin(1024);
+    EXPECT_EQ(absent.result, -2);
+    EXPECT_EQ(absent.output, "");
+}
+
+TEST_F(commandAnalytics, clear_needs_no_memory) {
+    int cleared = 99;
     {
-        const zvtest::ScarceMemory scarce(1);
-        got = handle_command_analytics(nullptr, nullptr, 0);
+        const zvtest::ScarceMemory scarce(0);
         cleared = handle_command_analytics_clear(nullptr, nullptr, 0);
     }
-    EXPECT_EQ(got, -2);
-    EXPECT_EQ(cleared, -2);
-    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(cleared, 0);
+    EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
 TEST_F(commandAnalytics, clear_answers_success_whatever_the_daemon_says) {

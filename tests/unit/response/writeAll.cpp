@@ -1,5 +1,6 @@
 #include "writeAll.h"
 
+#include "OutputCapture.h"
 #include "WrappedWrite.h"
 
 #include <cerrno>
@@ -104,6 +105,45 @@ TEST(writeAll, waits_for_a_full_non_blocking_pipe) {
     reader.join();
     EXPECT_EQ(received.size(), text.size());
     EXPECT_GT(wrappedWrite().sizes.size(), 1U);
+}
+
+struct Answered {
+    bool written;
+    std::string output;
+};
+
+Answered answer(const std::stringstream& stream) {
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    const bool written = write_answer(stream);
+    return {written, output.text()};
+}
+
+TEST(writeAnswer, writes_the_streams_text_to_standard_output_in_one_piece) {
+    std::stringstream stream;
+    stream << "header" << '\n' << 200 << std::string(2000, 'x');
+    const Answered answered = answer(stream);
+    EXPECT_TRUE(answered.written);
+    EXPECT_EQ(answered.output, "header\n200" + std::string(2000, 'x'));
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
+}
+
+TEST(writeAnswer, writes_nothing_of_a_stream_that_is_bad) {
+    std::stringstream stream;
+    stream << "half an ans";
+    stream.setstate(std::ios_base::badbit);
+    const Answered answered = answer(stream);
+    EXPECT_FALSE(answered.written);
+    EXPECT_EQ(answered.output, "");
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
+}
+
+TEST(writeAnswer, does_not_tell_what_became_of_the_writing) {
+    std::stringstream stream;
+    stream << "answer";
+    wrappedWrite().script = {{0, EIO}};
+    const Answered answered = answer(stream);
+    EXPECT_TRUE(answered.written);
+    EXPECT_EQ(answered.output, "");
 }
 
 } // namespace

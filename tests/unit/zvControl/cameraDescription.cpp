@@ -1,6 +1,7 @@
 #include "cameraDescription.h"
 
 #include "FakePlatform.h"
+#include "ScarceMemory.h"
 #include "SyslogCapture.h"
 #include "buildRevision.h"
 #include "settingsFile.h"
@@ -48,6 +49,15 @@ protected:
         std::stringstream stream;
         result = camera_description_output_json(stream);
         return stream.str();
+    }
+
+    // The same while operator new gives at most so many bytes at a time; the log capture needs more, so nothing is logged.
+    std::stringstream describeWithin(std::size_t most) {
+        zvUtilSetLogLevel(UTIL_LOG_OFF);
+        std::stringstream stream;
+        const zvtest::ScarceMemory scarce(most);
+        result = camera_description_output_json(stream);
+        return stream;
     }
 
     int result = 99;
@@ -226,6 +236,27 @@ TEST_F(cameraDescription, a_pipe_in_the_place_of_the_settings_is_not_waited_for)
     EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
                           "camera_description_output_json|331>");
     EXPECT_EQ(result, -10);
+}
+
+TEST_F(cameraDescription, without_memory_for_the_settings_there_is_no_document) {
+    writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
+    EXPECT_TRUE(describeWithin(2000).bad());
+    EXPECT_EQ(result, -2);
+}
+
+TEST_F(cameraDescription, without_memory_for_the_info_object_there_is_no_document) {
+    // The settings just fit, and the text written back leaves no room behind it.
+    writeSettings("tessilon", "{\"a\":\"" + std::string(400, 'a') + "\"}");
+    EXPECT_TRUE(describeWithin(600).bad());
+    EXPECT_EQ(result, -2);
+}
+
+TEST_F(cameraDescription, without_memory_for_an_error_answer_there_is_none) {
+    EXPECT_TRUE(describeWithin(1).bad());
+    EXPECT_EQ(result, -2);
+    fakePlatform().getter_results["ap_mac"] = -17;
+    EXPECT_TRUE(describeWithin(1).bad());
+    EXPECT_EQ(result, -2);
 }
 
 TEST_F(cameraDescription, endless_settings_answer_the_same_error) {

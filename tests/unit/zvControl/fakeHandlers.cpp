@@ -1,6 +1,7 @@
 #include "fakeHandlers.h"
 
 #include "FakePlatform.h"
+#include "ScarceMemory.h"
 #include "command_analytics.h"
 #include "command_ble.h"
 #include "command_execute.h"
@@ -12,12 +13,14 @@ namespace zvtest {
 namespace {
 
 int answer(const char* name, const char* params, char* response, int size) {
+    const PlentyOfMemory plenty;
     fakePlatform().calls.push_back(std::string(name) + " " + (params == nullptr ? "(null)" : params));
     std::snprintf(response, static_cast<std::size_t>(size), "%s", fakeHandlers().text);
     return fakeHandlers().result;
 }
 
 int hook(const char* name) {
+    const PlentyOfMemory plenty;
     fakePlatform().calls.emplace_back(name);
     return 0;
 }

@@ -5,12 +5,15 @@
 #include "ScarceMemory.h"
 #include "SyslogCapture.h"
 #include "WrappedWrite.h"
+#include "buildRevision.h"
 #include "fakeHandlers.h"
 #include "zvLog.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <string>
 #include <unistd.h>
@@ -46,6 +49,26 @@ Served serve(const char* path, const char* params) {
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const int result = zv_control_main();
     return {result, output.text(), errors.text()};
+}
+
+// Serves a request while operator new gives at most so many bytes at a time.
+Served serveWithin(std::size_t most, const char* path, const char* params) {
+    setVariable("PATH_INFO", path);
+    setVariable("QUERY_STRING", params);
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    const zvtest::OutputCapture errors(STDERR_FILENO);
+    int result = 99;
+    {
+        const zvtest::ScarceMemory scarce(most);
+        result = zv_control_main();
+    }
+    return {result, output.text(), errors.text()};
+}
+
+// The settings of the camera's model.
+void writeSettings(const std::string& text) {
+    std::filesystem::create_directories("/usr/local/zarvo/etc/tessilon");
+    std::ofstream("/usr/local/zarvo/etc/tessilon/settings.json", std::ios::binary) << text;
 }
 
 // The dispatcher's result for every request.
@@ -321,16 +344,89 @@ TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
     EXPECT_EQ(fakePlatform().calls.back(), "close");
 }
 
-TEST(zvControl, without_memory_says_nothing_and_fails) {
-    setenv("PATH_INFO", "/command/x", 1);
-    const zvtest::OutputCapture output(STDOUT_FILENO);
-    int result = 0;
-    {
-        const zvtest::ScarceMemory scarce(1);
-        result = zv_control_main();
+TEST(zvControl, without_memory_for_a_success_says_nothing_and_fails) {
+    answerWith(0, "{\"a\":1}");
+    const Served served = serveWithin(1, "/x", "a=1");
+    EXPECT_EQ(served.result, -2);
+    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(served.errors, "");
+    EXPECT_THAT(fakePlatform().calls, Contains("handle /x a=1 4096"));
+    EXPECT_EQ(fakePlatform().calls.back(), "close");
+}
+
+TEST(zvControl, without_memory_for_the_buffers_text_no_half_of_it_is_said) {
+    answerWith(0, std::string(4095, 'x'));
+    const Served served = serveWithin(1024, "/x", nullptr);
+    EXPECT_EQ(served.result, -2);
+    EXPECT_EQ(served.output, "");
+}
+
+TEST(zvControl, without_memory_for_an_error_answer_says_nothing_and_fails) {
+    for (const int code : {-20, -4, -1}) {
+        answerWith(code);
+        const Served served = serveWithin(1, "/x", nullptr);
+        EXPECT_EQ(served.result, -2) << code;
+        EXPECT_EQ(served.output, "") << code;
     }
-    EXPECT_EQ(result, -2);
-    EXPECT_EQ(output.text(), "");
+}
+
+TEST(zvControl, without_memory_an_answer_of_the_handlers_own_stands) {
+    fakePlatform().serve = [](const char*, const char*, char*, int) {
+        return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
+    };
+    const Served served = serveWithin(1, "/x", nullptr);
+    EXPECT_EQ(served.result, -18);
+    EXPECT_EQ(served.output, "own answer");
+}
+
+TEST(zvControl, a_failing_close_tells_the_dispatchers_result_also_without_memory) {
+    answerWith(-17);
+    fakePlatform().close_result = -5;
+    const Served served = serveWithin(1, "/x", nullptr);
+    EXPECT_EQ(served.result, -2);
+    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(served.errors, "Error[-17] closing the daemon interface\n");
+}
+
+TEST(zvControl, without_memory_for_the_settings_says_nothing_and_fails) {
+    writeSettings("{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
+    const Served served = serveWithin(2000, nullptr, nullptr);
+    EXPECT_EQ(served.result, -2);
+    EXPECT_EQ(served.output, "");
+}
+
+TEST(zvControl, without_memory_for_the_error_answer_of_the_description_says_nothing_and_fails) {
+    fakePlatform().getter_results["model_number"] = -7;
+    const Served getter = serveWithin(1, nullptr, nullptr);
+    EXPECT_EQ(getter.result, -2);
+    EXPECT_EQ(getter.output, "");
+    fakePlatform().getter_results["model_number"] = 0;
+    const Served settings = serveWithin(1, nullptr, nullptr);
+    EXPECT_EQ(settings.result, -2);
+    EXPECT_EQ(settings.output, "");
+}
+
+TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_not_at_all) {
+    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') +
+                  "\"c\":{}}\n");
+    const Served whole = serve(nullptr, nullptr);
+    EXPECT_EQ(whole.result, 0);
+    ASSERT_EQ(whole.output,
+              "<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
+                  "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
+                  "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
+                  "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
+                  "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+                  std::string(build_revision) + "\"}}");
+    int answered = 0;
+    for (std::size_t most = 0; most < 5000; most += 10) {
+        const Served served = serveWithin(most, nullptr, nullptr);
+        answered += served.result == 0 ? 1 : 0;
+        ASSERT_EQ(served.result, served.output.empty() ? -2 : 0) << most;
+        ASSERT_EQ(served.output, served.result == 0 ? whole.output : "") << most;
+    }
+    EXPECT_GT(answered, 0);
+    EXPECT_LT(answered, 500);
 }
 
 TEST(zvControl, takes_path_and_query_of_100_kilobytes) {
