@@ -7,7 +7,6 @@
 #include "zvErrno.h"
 
 #include <sstream>
-#include <unistd.h>
 
 namespace {
 
@@ -27,14 +26,13 @@ int handle_command_execute(const char* params, char* /*response*/, int /*respons
     write_header(stream);
     ExecEntries entries;
     const int count = read_entries(params, entries, stream);
+    if (stream.bad()) { // nothing is carried out that could not be answered
+        return ZV_ERR_OUTOFMEM;
+    }
     if (count > 0 && carryOut(entries, count, stream)) {
         write_status_ok(stream);
     }
-    if (stream.bad()) { // streams keep to themselves that they got no memory
-        return ZV_ERR_OUTOFMEM;
-    }
-    write_all(STDOUT_FILENO, stream.view());
-    return ZV_ERR_RESPONSE_ALREADY_SENT;
+    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 } catch (...) {
     return ZV_ERR_OUTOFMEM;
 }

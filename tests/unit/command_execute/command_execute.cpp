@@ -121,16 +121,37 @@ TEST(commandExecute, a_shell_that_ran_is_no_failure_when_sigchld_was_handed_down
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
-TEST(commandExecute, without_memory_prints_nothing_and_fails) {
+struct Answered {
+    int result;
+    std::string output;
+};
+
+// What becomes of a request while operator new gives at most so many bytes at a time.
+Answered answerWithin(std::size_t most, const std::string& params) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
-    int result = 0;
+    int result = 99;
     {
-        const zvtest::ScarceMemory scarce(1);
-        result = handle_command_execute("p1=zvStream&c1=start", nullptr, 0);
+        const zvtest::ScarceMemory scarce(most);
+        result = handle_command_execute(params.c_str(), nullptr, 0);
     }
-    EXPECT_EQ(result, -2);
-    EXPECT_EQ(output.text(), "");
+    return {result, output.text()};
+}
+
+TEST(commandExecute, without_memory_for_an_answer_nothing_is_carried_out_and_nothing_printed) {
+    const Installation installation;
+    for (const char* params : {"p1=zvStream&c1=start", "p1=zvStream&c1=stop", "p1=zvStream&c1=Start"}) {
+        const Answered answered = answerWithin(1, params);
+        EXPECT_EQ(answered.result, -2) << params;
+        EXPECT_EQ(answered.output, "") << params;
+    }
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
+}
+
+TEST(commandExecute, without_memory_for_all_of_a_failure_no_half_of_it_is_printed) {
+    // There is memory for the name, but not for it and what stands around it.
+    const Answered answered = answerWithin(600, "p1=.." + std::string(500, 'x') + "&c1=start");
+    EXPECT_EQ(answered.result, -2);
+    EXPECT_EQ(answered.output, "");
 }
 
 TEST(commandExecute, the_answer_is_written_once_in_one_piece) {

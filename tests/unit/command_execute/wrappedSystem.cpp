@@ -1,5 +1,7 @@
 #include "wrappedSystem.h"
 
+#include "ScarceMemory.h"
+
 #include <cerrno>
 
 namespace zvtest {
@@ -15,6 +17,7 @@ extern "C" int __real_system(const char* command);
 extern "C" int __wrap_system(const char* command);
 
 int __wrap_system(const char* command) {
+    const zvtest::PlentyOfMemory plenty;
     auto& wrapped = zvtest::wrappedSystem();
     wrapped.commands.emplace_back(command);
     wrapped.moments.push_back(std::chrono::steady_clock::now());
