@@ -7,6 +7,7 @@
 #include "WrappedWrite.h"
 #include "zvLog.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -22,8 +23,40 @@
 namespace {
 
 bool startUnreachable = false;
+// The file opened by descriptor fails to be read behind so many bytes; -1: it does not.
+off_t readableBytes = -1;
+int openDescriptor = -1;
+
+ssize_t readSome(void* /*cookie*/, char* block, std::size_t size) {
+    const off_t left = readableBytes - lseek(openDescriptor, 0, SEEK_CUR);
+    if (left <= 0) {
+        errno = EIO;
+        return -1;
+    }
+    return read(openDescriptor, block, std::min(size, static_cast<std::size_t>(left)));
+}
+
+int seekTo(void* /*cookie*/, off64_t* offset, int whence) {
+    *offset = lseek64(openDescriptor, *offset, whence);
+    return *offset < 0 ? -1 : 0;
+}
+
+int closeDescriptor(void* /*cookie*/) {
+    return close(openDescriptor);
+}
 
 } // namespace
+
+extern "C" std::FILE* __real_fdopen(int descriptor, const char* mode);
+extern "C" std::FILE* __wrap_fdopen(int descriptor, const char* mode);
+
+std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
+    if (readableBytes < 0) {
+        return __real_fdopen(descriptor, mode);
+    }
+    openDescriptor = descriptor;
+    return fopencookie(nullptr, mode, {readSome, nullptr, seekTo, closeDescriptor});
+}
 
 #define ZV_WRAP_SEEK(name)                                                                                   \
     extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                 \
@@ -81,6 +114,16 @@ protected:
             result = handle_command_analytics(nullptr, nullptr, 0);
         }
         return {result, output.text()};
+    }
+
+    // Path of 256 characters, the most that is opened, of a file whose folder exists.
+    static std::string longestPath() {
+        std::string folder = "/tmp";
+        while (folder.size() < 200) {
+            folder += "/" + std::string(19, 'd');
+        }
+        std::filesystem::create_directories(folder);
+        return folder + "/" + std::string(256 - folder.size() - 1, 'f');
     }
 };
 
@@ -260,16 +303,42 @@ TEST_F(commandAnalytics, errors_read_the_environment_at_that_moment) {
 }
 
 TEST_F(commandAnalytics, a_path_of_256_characters_is_opened_whole) {
-    std::string folder = "/tmp";
-    while (folder.size() < 200) {
-        folder += "/" + std::string(19, 'd');
-    }
-    std::filesystem::create_directories(folder);
-    const std::string file = folder + "/" + std::string(256 - folder.size() - 1, 'f');
-    ASSERT_EQ(file.size(), 256U);
+    const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file;
     EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+}
+
+TEST_F(commandAnalytics, a_path_of_257_characters_is_cut_to_256) {
+    const std::string file = longestPath();
+    std::ofstream(file) << "whole";
+    fakePlatform().command_answer = file + "f";
+    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+}
+
+TEST_F(commandAnalytics, a_path_that_fills_257_bytes_without_an_end_is_cut_to_256) {
+    const std::string file = longestPath();
+    std::ofstream(file) << "whole";
+    fakePlatform().unterminated = true;
+    fakePlatform().command_answer = file + "f";
+    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+}
+
+TEST_F(commandAnalytics, a_file_that_cannot_be_read_to_its_end_leaves_what_was_read_and_the_result) {
+    writeFile(std::string(1000, 'a') + std::string(4000, 'b'));
+    readableBytes = 1500;
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n" +
+                                   std::string(1000, 'a') + std::string(500, 'b'));
+}
+
+TEST_F(commandAnalytics, a_file_that_cannot_be_read_at_all_is_a_header_without_bytes) {
+    writeFile(std::string(5000, 'a'));
+    readableBytes = 0;
+    const Answered answered = get();
+    EXPECT_EQ(answered.result, -18);
+    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n");
 }
 
 TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {

@@ -238,6 +238,20 @@ TEST_F(cameraDescription, a_pipe_in_the_place_of_the_settings_is_not_waited_for)
     EXPECT_EQ(result, -10);
 }
 
+TEST_F(cameraDescription, settings_of_16_mebibytes_are_answered_and_of_one_byte_more_are_not) {
+    const std::string start = "{\"a\":1" + std::string((16 << 20) - 7, ' ');
+    writeSettings("tessilon", start + "}");
+    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777216U);
+    EXPECT_TRUE(describe() == "<success header>\n" + start + info("12"));
+    EXPECT_EQ(result, 0);
+    writeSettings("tessilon", start + " }");
+    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777217U);
+    EXPECT_EQ(describe().substr(0, 1000),
+              "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>");
+    EXPECT_EQ(result, -10);
+}
+
 TEST_F(cameraDescription, without_memory_for_the_settings_there_is_no_document) {
     writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     EXPECT_TRUE(describeWithin(2000).bad());
@@ -289,6 +303,23 @@ TEST_F(cameraDescription, longer_values_are_cut_to_255_characters) {
     writeSettings("tessilon", "{}");
     fakePlatform().texts["serial_number"] = std::string(400, 's');
     EXPECT_THAT(describe(), HasSubstr("\"serial_number\":\"" + std::string(255, 's') + "\","));
+}
+
+TEST_F(cameraDescription, values_that_fill_256_bytes_without_an_end_are_cut_to_255_characters) {
+    writeSettings("tessilon", "{}");
+    fakePlatform().unterminated = true;
+    auto& texts = fakePlatform().texts;
+    int number = 0;
+    for (auto& [name, text] : texts) {
+        text = std::string(255, static_cast<char>('a' + number++)) + "#";
+    }
+    EXPECT_EQ(describe(), "<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" +
+                              std::string(255, 'e') + "\",\"firmware_version\":\"" + std::string(255, 'd') +
+                              "\",\"serial_number\":\"" + std::string(255, 'f') + "\",\"board_type\":\"" +
+                              std::string(255, 'c') + "\",\"ap_mac\":\"" + std::string(255, 'a') +
+                              "\",\"ap_ssid\":\"" + std::string(255, 'b') +
+                              "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+                              std::string(build_revision) + "\"}}");
 }
 
 TEST_F(cameraDescription, settings_of_model_0_are_found) {

@@ -88,6 +88,16 @@ TEST_F(programWithDaemon, answers_the_description) {
                   std::string(build_revision) + "\"}}");
 }
 
+TEST_F(programWithDaemon, answers_missing_settings_with_500_and_ends_with_0) {
+    const Finished program = runProgram(name, {}, {"PATH_INFO=", "QUERY_STRING=q=1"});
+    EXPECT_EQ(program.status, 0);
+    EXPECT_EQ(program.output, "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
+                              "{\"status\":\"/usr/local/zarvo/etc/abru/settings.json\",\"zverr\":-10,"
+                              "\"_function\":\"camera_description_output_json\",\"_line\":331,"
+                              "\"path\":\"\",\"query\":\"q=1\"}");
+    EXPECT_EQ(program.errors, "");
+}
+
 TEST_F(programWithDaemon, answers_an_unknown_request_with_400_and_ends_with_236) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/nowhere", "QUERY_STRING=a=\"1\""});
     EXPECT_EQ(program.status, 236);

@@ -162,6 +162,13 @@ TEST(zvControl, empty_path_yields_the_description_without_opening_the_interface)
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
+TEST(zvControl, missing_settings_are_answered_with_an_error_and_the_result_is_0) {
+    const Served served = serve("", "q=1");
+    EXPECT_EQ(served.result, 0);
+    EXPECT_EQ(served.output, "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+                             "camera_description_output_json|331>");
+}
+
 TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
     zvtest::SyslogCapture log;
     fakePlatform().open_result = -5;
