@@ -64,7 +64,7 @@ private:
     int descriptor_;
     int direct_ = analytics_direct_blocks;
     std::size_t used_ = 0;
-    char gathered_[analytics_gathered_size];
+    char gathered_[analytics_gathered_size]; // deliberately not initialised: only what was put there is read
 };
 
 bool isDirectory(std::FILE* file) {
