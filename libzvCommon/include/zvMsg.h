@@ -23,7 +23,8 @@ extern "C" {
  * its stack, which is to be aligned for a holder (_Alignas(zvmsg_holder), alignas in C++): an array of bytes alone
  * is not. To take an answer the capacity is at least ZVMSG_MAX.
  *
- * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent.
+ * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent (but see
+ * zvmsg_response for a capacity of 0).
  */
 __extension__ typedef struct zvmsg_holder {
     uint32_t capacity; /* bytes available for the message */
@@ -57,7 +58,8 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
  * made anew before the sending (a stale one is removed) and removed afterwards, answered or not. Each waiting
  * process therefore needs a name of its own.
  *
- * The answer replaces the request in the holder. Returns its length, -1 when none came in time, -2 when
+ * The answer replaces the request in the holder: what is left of the request behind it is zero, and so is what
+ * the answer's own total length claims beyond the bytes that came. Returns its length, -1 when none came in time, -2 when
  * receiving failed (also when the capacity is below ZVMSG_MAX); the current length is set to the same value.
  * The answer is not validated: it comes from another process.
  */
@@ -67,12 +69,13 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
 /*
  * The response element (69) of the message in the holder. Stores the address of its data, which lie in the
  * holder, and their length, and returns a non-null value (the element's address). Returns null and stores
- * nothing when there is none, when its data are cut off by the end of the message, or when the current length
- * is negative (no answer came).
+ * nothing when there is none, when its data are cut off by the bounds below, or when the current length is
+ * negative (no answer came).
  *
- * Looked for inside the message's own total length and the current length; inside the total length and the
- * capacity + 4 bytes of the holder where the current length tells nothing: 0 (the caller filled the message in
- * by itself) or more than the holder has.
+ * Looked for inside the message's own total length and the capacity + 4 bytes of the holder. A current length that is
+ * not negative does not matter: it may be that of a build before elements were appended. Only in a holder whose
+ * capacity is 0, because it was never set, does it take the capacity's place; where it is 0 as well, the total length
+ * alone counts.
  */
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length);
 

@@ -8,6 +8,7 @@
 #include "zvTlvWalk.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -29,6 +30,14 @@ int64_t storage(const zvmsg_holder* iobuf) {
 // The bytes of the message that are in the holder.
 int present(const zvmsg_holder* iobuf) {
     return static_cast<int>(std::min<int64_t>(iobuf->length, storage(iobuf)));
+}
+
+// Makes the bytes from one offset to another zero, as far as the holder has them.
+void clear(zvmsg_holder* iobuf, int from, int64_t to) {
+    const int64_t end = std::min(to, storage(iobuf));
+    if (from < end) {
+        std::memset(iobuf->buf + from, 0, static_cast<std::size_t>(end - from));
+    }
 }
 
 void addName(zvmsg_holder* iobuf, uint8_t tag, const char* name) {
@@ -77,6 +86,27 @@ int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& ca
     return zvMbox_close(&txq);
 }
 
+// Receives the answer into the holder. Nothing older may pass for a part of it, neither what remains of the request nor
+// what an answer that is cut off has claimed but not brought.
+int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
+    const int requestEnd = std::max(sntlv_msg_len(iobuf->buf), present(iobuf));
+    const int received = snzvMbox_timedreceive(iobuf->buf, iobuf->capacity, rxq);
+    if (received >= 0) {
+        clear(iobuf, received, requestEnd);
+        clear(iobuf, received, sntlv_msg_len(iobuf->buf));
+    }
+    return received;
+}
+
+// The bytes in which a response is looked for, by what the holder says. The current length limits them only where no
+// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended since.
+int64_t searchLimit(const zvmsg_holder* iobuf) {
+    if (iobuf->capacity > 0) {
+        return storage(iobuf);
+    }
+    return iobuf->length > 0 ? iobuf->length : INT32_MAX;
+}
+
 } // namespace
 
 int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length,
@@ -107,7 +137,7 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
                          "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
     }
     sendThrough(iobuf, via != nullptr ? via : to, caller);
-    iobuf->length = snzvMbox_timedreceive(iobuf->buf, iobuf->capacity, &rxq);
+    iobuf->length = receiveAnswer(iobuf, &rxq);
     zvMbox_close(&rxq);
     zvMbox_unlink(from);
     return iobuf->length;
@@ -117,10 +147,7 @@ uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length) {
     if (iobuf->length < 0) {
         return nullptr; // no answer
     }
-    // The length in the header is the peer's word; the current length is what really came. One that the caller left
-    // at 0, or that points behind the holder, tells nothing: then the holder itself is the limit.
-    const bool known = iobuf->length > 0 && iobuf->length <= storage(iobuf);
-    const int64_t limit = known ? iobuf->length : storage(iobuf);
+    const int64_t limit = searchLimit(iobuf);
     const int total =
         limit < ZVTLV_HEADER_SIZE ? 0 : static_cast<int>(std::min<int64_t>(sntlv_msg_len(iobuf->buf), limit));
     const zv::Element element = zv::findElement(iobuf->buf, total, ZVTLV_RSP);

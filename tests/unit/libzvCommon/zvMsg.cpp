@@ -96,7 +96,8 @@ pid_t peer(zvMbox_attr& inbox, const std::vector<Bytes>& answers, Check check) {
         const int opened = zvMbox_txopen(name, &out);
         const bool good = check(Bytes(buffer, buffer + length), out);
         for (const Bytes& each : answers) {
-            zvMbox_send(each.data(), static_cast<int>(each.size()), &out);
+            const void* const data = each.empty() ? static_cast<const void*>("") : each.data(); // never null
+            zvMbox_send(data, static_cast<int>(each.size()), &out);
         }
         _exit(opened == 0 && good ? 0 : 1);
     }
@@ -384,6 +385,79 @@ TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
               zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
 }
 
+// What an exchange leaves in a holder of 1504 bytes, full of response elements from earlier messages, whose request has
+// one at offset 17 and ends at 43, when the first bytes of an answer come that would have an element of 9 bytes and claims
+// some total length.
+class CutAnswer : public testing::Test {
+protected:
+    void exchange(std::size_t size, uint16_t total) {
+        zvMbox_attr inbox;
+        ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+        Bytes bytes = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 8, 0, 0, 9, 66};
+        bytes.resize(17, 0xAB);
+        bytes.resize(size);
+        const pid_t child = peer(inbox, {bytes}, always);
+        std::fill_n(message->buf, 1505, uint8_t{0x55}); // from earlier messages
+        for (std::size_t at = 100; at < 1504; at += 4) {
+            std::copy_n("\0\0\0\x45", 4, message->buf + at); // empty response elements
+        }
+        zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7);
+        sntlv_add_bin(message->buf, message->capacity, 69, 4, "mine");
+        g_timedreceive = 5;
+        // 43 bytes, by the header; 8 less by the current length.
+        EXPECT_EQ(static_cast<int>(size), zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+        EXPECT_EQ(0, ended(child));
+        EXPECT_EQ(bytes, message.bytes());
+    }
+    Bytes between(std::size_t from, std::size_t to) { return Bytes(message->buf + from, message->buf + to); }
+
+    Holder message;
+    uint8_t* data = nullptr;
+    uint16_t length = 4711;
+};
+
+TEST_F(CutAnswer, HasNoElementOfTheRequest) {
+    for (const std::size_t size : {0U, 1U, 2U, 4U, 8U, 16U, 17U}) {
+        for (const uint16_t total : {uint16_t{17}, uint16_t{21}, uint16_t{25}, uint16_t{43}}) {
+            SCOPED_TRACE(testing::Message() << size << ' ' << total);
+            exchange(size, total);
+            EXPECT_EQ(Bytes(43 - size, 0), between(size, 43));
+            EXPECT_EQ(0x55, message->buf[43]);
+            EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
+            EXPECT_EQ(nullptr, data);
+            EXPECT_EQ(4711, length);
+        }
+    }
+}
+
+TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
+    for (const uint16_t total : {uint16_t{104}, uint16_t{1500}, uint16_t{1504}, uint16_t{0x7FFF}}) {
+        SCOPED_TRACE(total);
+        exchange(17, total);
+        const std::size_t claimed = std::min<std::size_t>(total, 1504);
+        EXPECT_EQ(Bytes(claimed - 17, 0), between(17, claimed));
+        EXPECT_EQ(0x55, message->buf[1504]);
+        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
+    }
+}
+
+TEST_F(CutAnswer, LeavesAloneWhatLiesBehindRequestAndAnswer) {
+    exchange(17, 43);
+    EXPECT_EQ(Bytes(57, 0x55), between(43, 100));
+    EXPECT_EQ((Bytes{0, 0, 0, 69}), between(1500, 1504));
+}
+
+TEST(zvMsg, AnswerLongerThanTheRequestStaysWhole) {
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    const Bytes longer = answer(std::string(200, 'a'));
+    const pid_t child = peer(inbox, {longer}, always);
+    Holder message = request();
+    EXPECT_EQ(212, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+    EXPECT_EQ(0, ended(child));
+    EXPECT_EQ(longer, message.bytes());
+}
+
 TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
     zvMbox_attr inbox;
     zvMbox_attr stale;
@@ -558,7 +632,7 @@ TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     const Bytes message = answer("hello"); // 17 bytes
     uint8_t* data = nullptr;
     uint16_t length = 0;
-    for (const int32_t current : {0, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
+    for (const int32_t current : {0, 1, 12, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
         GuardedHolder holder(20, message, current);
         EXPECT_EQ(holder->buf + 4, zvmsg_response(holder, &data, &length)) << current;
         EXPECT_EQ(holder->buf + 8, data);
@@ -566,10 +640,49 @@ TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     }
 }
 
+TEST(zvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
+    Holder message;
+    EXPECT_EQ(14, zvmsg_build(message, "PD", nullptr, 0, 8));
+    EXPECT_EQ(8, sntlv_add_bin(message->buf, message->capacity, 69, 4, "pong"));
+    EXPECT_EQ(4, sntlv_add_dat(message->buf, message->capacity, 238, 0));
+    EXPECT_EQ(14, message->length); // as the build left it
+    uint8_t* data = nullptr;
+    uint16_t length = 0;
+    EXPECT_EQ(message->buf + 14, zvmsg_response(message, &data, &length));
+    EXPECT_EQ(message->buf + 18, data);
+    EXPECT_EQ(4, length);
+}
+
+TEST(zvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
+    const Bytes bytes = answer("hello"); // the data end at 13, the message at 17
+    Holder message(0);
+    std::copy(bytes.begin(), bytes.end(), message->buf);
+    uint8_t* data = nullptr;
+    uint16_t length = 4711;
+    for (const int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
+        message->length = current;
+        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
+    }
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(4711, length);
+    for (const int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
+        message->length = current;
+        data = nullptr;
+        EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length)) << current;
+        EXPECT_EQ(message->buf + 8, data);
+        EXPECT_EQ(5, length);
+    }
+    message->buf[1] = 12; // a total length that cuts the data off
+    for (const int32_t current : {0, 17, 1500}) {
+        message->length = current;
+        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
+    }
+}
+
 TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
     uint8_t* data = nullptr;
     uint16_t length = 4711;
-    for (const int32_t current : {-1, -2, INT_MIN, 1, 3, 12}) { // or with one that is cut off
+    for (const int32_t current : {-1, -2, INT_MIN}) {
         GuardedHolder holder(20, answer("hello"), current);
         EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << current;
     }
@@ -586,8 +699,7 @@ TEST(zvMsg, ResponseIsNotLookedForBehindTheHolder) {
                     static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
                     static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
                 GuardedHolder holder(12, message, current);
-                const int claimed = total < 0x8000 ? total : 0;
-                const int limit = std::min(claimed, current >= 1 && current <= 16 ? current : 16);
+                const int limit = total < 0x8000 ? std::min(total, 16) : 0;
                 uint8_t* data = nullptr;
                 uint16_t length = 4711;
                 const bool found = zvmsg_response(holder, &data, &length) != nullptr;

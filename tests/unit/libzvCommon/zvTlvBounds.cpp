@@ -140,29 +140,33 @@ TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
     });
 }
 
-TEST(zvTlvBounds, ResponseLiesInsideWhatArrived) {
+// In a holder of a capacity the holder is the limit beside the total length; in one without, the current length is.
+TEST(zvTlvBounds, ResponseLiesInsideTotalAndHolder) {
+    constexpr std::size_t room = 52;
     forEachMessage([&](const Bytes& message) {
-        // Totals up to the largest, however few bytes arrived.
+        // Totals up to the largest, however few bytes there are.
         for (const std::size_t total : {message.size(), std::size_t{0x7fff}, std::size_t{0xffff}}) {
-            Bytes claimed = message;
-            setLength(claimed, 0, total);
-            alignas(zvmsg_holder) static uint8_t storage[ZVMSG_HOLDER_SIZE(48)];
-            auto* const holder = reinterpret_cast<zvmsg_holder*>(storage);
-            holder->capacity = 48;
-            holder->length = static_cast<int32_t>(message.size());
-            std::memset(holder->buf, 69, 52); // stale bytes behind the message, full of response tags
-            std::copy(claimed.begin(), claimed.end(), holder->buf);
+            for (const uint32_t capacity : {48U, 0U}) {
+                alignas(zvmsg_holder) static uint8_t storage[sizeof(zvmsg_holder) + room];
+                auto* const holder = reinterpret_cast<zvmsg_holder*>(storage);
+                holder->capacity = capacity;
+                holder->length = static_cast<int32_t>(message.size());
+                Bytes bytes(room, 69); // response tags all over the bytes behind the message
+                std::copy(message.begin(), message.end(), bytes.begin());
+                setLength(bytes, 0, total);
+                std::copy(bytes.begin(), bytes.end(), holder->buf);
 
-            Bytes bounded = message;
-            setLength(bounded, 0, total == 0xffff ? 0 : message.size());
-            const auto found = firstOf(bounded, 69);
-            const bool whole = found && found->offset + 4 + found->length <= message.size();
-            uint8_t* data = nullptr;
-            uint16_t length = 4711;
-            const uint8_t* const result = zvmsg_response(holder, &data, &length);
-            ASSERT_EQ(whole, result != nullptr);
-            ASSERT_EQ(whole ? holder->buf + found->offset + 4 : nullptr, data);
-            ASSERT_EQ(whole ? found->length : 4711U, length);
+                const std::size_t limit = std::min(total, capacity > 0 ? room : message.size());
+                setLength(bytes, 0, total == 0xffff ? 0 : limit);
+                const auto found = firstOf(bytes, 69);
+                const bool whole = found && found->offset + 4 + found->length <= limit;
+                uint8_t* data = nullptr;
+                uint16_t length = 4711;
+                const uint8_t* const result = zvmsg_response(holder, &data, &length);
+                ASSERT_EQ(whole, result != nullptr);
+                ASSERT_EQ(whole ? holder->buf + found->offset + 4 : nullptr, data);
+                ASSERT_EQ(whole ? found->length : 4711U, length);
+            }
         }
     });
 }
