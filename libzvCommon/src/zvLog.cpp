@@ -47,7 +47,8 @@ void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, 
 
     const int suffix = std::snprintf(text + end, suffixRoom, " @%s:%d", file, line);
     if (suffix < 0 || static_cast<std::size_t>(suffix) >= suffixRoom) {
-        std::snprintf(text + end, suffixRoom, " ");
+        text[end] = ' ';
+        text[end + 1] = '\0';
     }
     syslog(LOG_ERR, "%s", text);
 }

@@ -4,6 +4,9 @@
 
 #include <climits>
 #include <clocale>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -12,7 +15,89 @@ using testing::StartsWith;
 using zvtest::LogLine;
 using zvtest::SyslogCapture;
 
+// This thread's formatting calls and heap allocations; the thread that captures the log makes its own.
+static thread_local int formattings = 0;
+static thread_local int allocations = 0;
+
+// The library's formatting calls, by all the names that a compiler gives them.
+extern "C" {
+int __wrap_snprintf(char* text, std::size_t size, const char* fmt, ...);
+int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
+int __wrap___snprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt, ...);
+int __wrap___vsnprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt,
+                           va_list args);
+int __real_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
+
+int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args) {
+    ++formattings;
+    return __real_vsnprintf(text, size, fmt, args);
+}
+
+int __wrap_snprintf(char* text, std::size_t size, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const int length = __wrap_vsnprintf(text, size, fmt, args);
+    va_end(args);
+    return length;
+}
+
+int __wrap___vsnprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt,
+                           va_list args) {
+    return __wrap_vsnprintf(text, size, fmt, args);
+}
+
+int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt,
+                          ...) {
+    va_list args;
+    va_start(args, fmt);
+    const int length = __wrap_vsnprintf(text, size, fmt, args);
+    va_end(args);
+    return length;
+}
+}
+
+// The heap's calls, those of the C library itself included: replaced by the program's, or told by the sanitizer.
+#ifdef __SANITIZE_ADDRESS__
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*freed)(const volatile void*));
+static const int installed = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void*, std::size_t) { ++allocations; }, [](const volatile void*) {});
+#else
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+
+void* malloc(std::size_t size) {
+    ++allocations;
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* memory, std::size_t size) {
+    ++allocations;
+    return __libc_realloc(memory, size);
+}
+}
+#endif
+
 namespace {
+
+// What one line costs.
+struct Cost {
+    int formattings = 0;
+    int allocations = 0;
+};
+
+Cost costOf(const char* message, const char* file) {
+    const Cost before = {formattings, allocations};
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, file, "%s", message);
+    return {formattings - before.formattings, allocations - before.allocations};
+}
 
 std::string one(SyslogCapture& log) {
     const auto texts = log.texts();
@@ -158,4 +243,30 @@ TEST(zvLog, NobodyListeningIsNoFailure) {
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, INT_MIN, "f", "x");
     EXPECT_EQ("UTIL_LOG_ERROR:x @f:-2147483648", one(log));
+}
+
+TEST(zvLog, LineCostsNoHeapAndThreeFormattingCallsAtMost) {
+    const std::string longest(5000, 'x');
+    SyslogCapture log;
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x"); // the first of a process reads the time zone
+    for (const std::string& message : {std::string("x\n"), longest}) {
+        for (const std::string& file : {std::string("f"), longest}) {
+            const Cost cost = costOf(message.c_str(), file.c_str());
+            EXPECT_EQ(0, cost.allocations);
+            EXPECT_GE(cost.formattings, 1); // a compiler may turn plain ones into copies
+            EXPECT_LE(cost.formattings, 3);
+        }
+    }
+    EXPECT_EQ(5U, log.texts().size());
+}
+
+TEST(zvLog, CountsOfTheTestAboveCount) {
+    const Cost before = {formattings, allocations};
+    char text[8];
+    std::snprintf(text, sizeof text, "%d", 1);
+    void* const memory = std::malloc(100);
+    std::free(memory);
+    EXPECT_NE(nullptr, memory);
+    EXPECT_EQ(before.formattings + 1, formattings);
+    EXPECT_EQ(before.allocations + 1, allocations);
 }
