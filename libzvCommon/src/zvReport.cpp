@@ -2,6 +2,7 @@
 
 #include "zvLog.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -27,6 +29,53 @@ std::size_t formatTime(char (&text)[timeSize]) {
     return std::strftime(text, sizeof text, "%b%d %H:%M:%S", &local);
 }
 
+// The text of a report, after the local time and a blank. A report that a mailbox's name makes too long for the stack has
+// pages of its own: the heap is left alone, since a process may report on its way out.
+class TimedText {
+public:
+    TimedText(const char* fmt, std::va_list args) {
+        char time[timeSize] = {};
+        const std::size_t timeLength = formatTime(time);
+        const int start = std::snprintf(own_, sizeof own_, "%.*s ", static_cast<int>(timeLength), time);
+        start_ = start < 0 ? 0 : static_cast<std::size_t>(start);
+        own_[start_] = '\0';
+        std::va_list again;
+        va_copy(again, args);
+        const int length = std::vsnprintf(own_ + start_, reportSize, fmt, args);
+        if (length >= static_cast<int>(reportSize)) {
+            move(start_ + static_cast<std::size_t>(length) + 1, fmt, again);
+        }
+        va_end(again);
+    }
+    ~TimedText() {
+        if (text_ != own_) {
+            munmap(text_, size_);
+        }
+    }
+    TimedText(const TimedText&) = delete;
+    TimedText& operator=(const TimedText&) = delete;
+
+    const char* timed() const { return text_; }
+    const char* body() const { return text_ + start_; }
+
+private:
+    // Without pages the text stays where it is, cut.
+    void move(std::size_t size, const char* fmt, std::va_list args) {
+        void* const pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages != MAP_FAILED) {
+            text_ = static_cast<char*>(pages);
+            size_ = size;
+            std::memcpy(text_, own_, start_);
+            std::vsnprintf(text_ + start_, size_ - start_, fmt, args);
+        }
+    }
+
+    char own_[timeSize + 1 + reportSize];
+    char* text_ = own_;
+    std::size_t size_ = 0;
+    std::size_t start_ = 0;
+};
+
 // Opened and closed for every report: a report is rare, and the storage may be taken out at any time. A file
 // that cannot be opened or written is passed over without a word.
 void appendToFile(const char* text, std::size_t length) {
@@ -36,6 +85,9 @@ void appendToFile(const char* text, std::size_t length) {
     }
     while (length > 0) {
         const ssize_t written = write(file, text, length);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
         if (written <= 0) {
             break;
         }
@@ -52,27 +104,19 @@ unsigned verbosity() {
 }
 
 void report(const char* fmt, ...) {
-    char text[timeSize + 1 + reportSize];
-    char time[timeSize] = {};
-    const std::size_t timeLength = formatTime(time);
-    int start = std::snprintf(text, sizeof text, "%.*s ", static_cast<int>(timeLength), time);
-    start = start < 0 ? 0 : start;
-    char* const body = text + start;
-    body[0] = '\0';
-
     std::va_list args;
     va_start(args, fmt);
-    std::vsnprintf(body, reportSize, fmt, args);
+    const TimedText text(fmt, args);
     va_end(args);
 
     if ((g_debug_level & reportToStdout) != 0) {
-        std::fputs(text, stdout);
+        std::fputs(text.timed(), stdout);
     }
     if ((g_debug_level & reportToFile) != 0) {
-        appendToFile(text, std::strlen(text));
+        appendToFile(text.timed(), std::strlen(text.timed()));
     }
     openlog(nullptr, LOG_CONS | LOG_PERROR, LOG_USER);
-    syslog(LOG_DEBUG, "%s", body);
+    syslog(LOG_DEBUG, "%s", text.body());
     closelog();
 }
 

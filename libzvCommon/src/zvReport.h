@@ -22,7 +22,8 @@ constexpr unsigned mailboxVerbosity = 16;
 
 // Issues a report whatever the verbosity: to syslog at LOG_DEBUG (and to standard error, which syslog is
 // asked for), and with the local time and a blank before it to standard output and to the log file, each
-// under its bit. What exceeds 1023 characters is cut.
+// under its bit. Whole, however long; cut to 1023 characters only without memory for more. Does not use the heap
+// itself.
 __attribute__((format(printf, 1, 2))) void report(const char* fmt, ...);
 
 // Reports a failed check when the verbosity lets it through, and ends the process with status 255 in any

@@ -151,6 +151,27 @@ TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     }
 }
 
+TEST(zvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
+    // Where prefix, name and error text together have 1022 to 1025 characters, and far beyond.
+    for (const std::size_t length : {965U, 966U, 967U, 968U, 5000U}) {
+        const std::string name = "/" + std::string(length, 'n');
+        const std::string tx = "[   zvMbox_txopen:  76] mbox=" + name + " errno=File name too long\n";
+        const Reported all = reported(atMailbox | toFile | toStdout, [&name] {
+            zvMbox_attr box;
+            EXPECT_EQ(-1, zvMbox_txopen(name.c_str(), &box));
+            EXPECT_EQ(ENAMETOOLONG, errno);
+            EXPECT_EQ(-1, zvMbox_txopen("/none", &box));
+        });
+        const std::string none = "[   zvMbox_txopen:  76] mbox=/none errno=No such file or directory\n";
+        const std::string both = std::string("@").append(tx).append("@").append(none);
+        EXPECT_EQ(0, all.ended.status);
+        EXPECT_EQ((Texts{tx, none}), texts(all));
+        EXPECT_THAT(all.ended.err, HasSubstr(tx));
+        EXPECT_EQ(both, withoutTimes(all.ended.out));
+        EXPECT_EQ(both, withoutTimes(all.file));
+    }
+}
+
 TEST(zvMbox, OpenFailuresAreSilentBelowVerbosity16) {
     const Reported all = reported(15 | toFile | toStdout, [] {
         zvMbox_attr box;

@@ -1,7 +1,10 @@
 // The assertion report, by way of a check that fails.
 #include "Reports.h"
+#include "WrappedWrite.h"
 #include "zvTlv.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -94,4 +97,45 @@ TEST(AssertionReport, AppendsToTheLogFile) {
         fail();
     });
     EXPECT_EQ("old\n@" + std::string(body), withoutTimes(all.file));
+}
+
+TEST(AssertionReport, ReachesTheLogFileWholeWhenWritingIsInterruptedOrTakesLess) {
+    const Reported all = reported(8 | toFile, [] {
+        wrappedWrite().script = {{0, EINTR}, {20, 0}, {0, EINTR}, {0, EINTR}, {1, 0}};
+        fail();
+    });
+    EXPECT_EQ("@" + std::string(body), withoutTimes(all.file));
+}
+
+TEST(AssertionReport, LogFileThatTakesNoMoreIsPassedOver) {
+    for (const WriteStep failing : {WriteStep{0, ENOSPC}, WriteStep{0, 0}}) {
+        const Reported all = reported(8 | toFile, [failing] {
+            wrappedWrite().script = {{3, 0}, failing};
+            fail();
+        });
+        EXPECT_EQ(255, all.ended.status);
+        EXPECT_EQ(3U, all.file.size());
+        EXPECT_EQ(std::vector<std::string>{body}, texts(all));
+    }
+}
+
+// Five hours east of Greenwich, in a process that has told the time under another zone before.
+TEST(AssertionReport, BearsTheLocalTime) {
+    const std::time_t start = std::time(nullptr);
+    const Reported all = reported(8 | toFile | toStdout, [] {
+        setenv("TZ", "UTC0", 1);
+        tzset();
+        setenv("TZ", "XYZ-5", 1);
+        fail();
+    });
+    std::vector<std::string> expected;
+    for (std::time_t then = start; then <= std::time(nullptr); ++then) {
+        const std::time_t there = then + 5L * 3600;
+        char stamp[32];
+        std::strftime(stamp, sizeof stamp, "%b%d %H:%M:%S ", std::gmtime(&there));
+        expected.push_back(stamp + std::string(body));
+    }
+    EXPECT_THAT(expected, testing::Contains(all.ended.out));
+    EXPECT_THAT(expected, testing::Contains(all.file));
+    EXPECT_EQ(std::vector<std::string>{body}, texts(all));
 }
