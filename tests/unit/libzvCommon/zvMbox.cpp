@@ -4,8 +4,10 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 using namespace zvtest;
 using testing::HasSubstr;
@@ -48,6 +50,15 @@ mode_t modeOf(const char* name) {
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Lets signals that are caught come again and again, so that one meets the call that follows whenever it waits.
+void interruptFromNowOn() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    EXPECT_EQ(0, sigaction(SIGALRM, &action, nullptr)); // calls are not taken up again after it
+    const itimerval often = {{0, 20000}, {0, 20000}};
+    EXPECT_EQ(0, setitimer(ITIMER_REAL, &often, nullptr));
 }
 
 } // namespace
@@ -356,6 +367,35 @@ TEST(zvMbox, FailedBlockingReceiveEndsTheProcess) {
     });
     EXPECT_EQ(255, unopened.ended.status);
     EXPECT_EQ(Texts{}, texts(unopened));
+}
+
+TEST(zvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
+    Pair pair("/box");
+    const auto receive = [&pair] {
+        interruptFromNowOn();
+        char text[1500];
+        snzvMbox_receive(text, sizeof text, &pair.rx);
+    };
+    const Reported all = reported(8, receive);
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(Texts{notReceived}, texts(all));
+    const Reported silent = reported(7, receive);
+    EXPECT_EQ(255, silent.ended.status);
+    EXPECT_EQ(Texts{}, texts(silent));
+}
+
+TEST(zvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
+    Pair pair("/box");
+    const Reported all = reported(0xFF, [&pair] {
+        interruptFromNowOn();
+        g_timedreceive = 30;
+        char text[1500];
+        EXPECT_EQ(-2, snzvMbox_timedreceive(text, sizeof text, &pair.rx));
+        EXPECT_EQ(EINTR, errno);
+    });
+    EXPECT_EQ(0, all.ended.status);
+    EXPECT_EQ(Texts{}, texts(all));
+    EXPECT_EQ("", all.ended.err);
 }
 
 TEST(zvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
