@@ -119,6 +119,42 @@ TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
               dump(snhexdump, memory.put(0, equal + equal + equal + std::string(16, 'd')), 64));
 }
 
+TEST(zvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
+    const KnownMemory memory;
+    const std::string equal(16, 'e');
+    const std::string other(16, 'o');
+    EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
+              "...\n"
+              "00000030  64 64 64 64  64 64 64 64  64 64 64 64  64 64 64 64  dddddddddddddddd\n"
+              "00000040  6F 6F 6F 6F  6F 6F 6F 6F  6F 6F 6F 6F  6F 6F 6F 6F  oooooooooooooooo\n",
+              dump(snhexdump0, memory.put(0, equal + equal + equal + std::string(16, 'd') + other), 80));
+    EXPECT_EQ("20000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
+              "...\n"
+              "20000020  6F 6F 6F 6F  6F 6F 6F 6F  6F 6F 6F 6F  6F 6F 6F 6F  oooooooooooooooo\n"
+              "...\n"
+              "20000050  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n",
+              dump(snhexdump, memory.put(0, equal + equal + other + other + other + equal), 96));
+}
+
+TEST(zvHexdump, LabelsAreInCapitals) {
+    const KnownMemory memory;
+    std::string bytes(246, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    const std::string offsets = dump(snhexdump0, memory.put(0, bytes), 246);
+    const char* const lastOffsets =
+        "000000A0  A0 A1 A2 A3  A4 A5 A6 A7  A8 A9 AA AB  AC AD AE AF  ................\n"
+        "000000B0  B0 B1 B2 B3  B4 B5 B6 B7  B8 B9 BA BB  BC BD BE BF  ................\n"
+        "000000C0  C0 C1 C2 C3  C4 C5 C6 C7  C8 C9 CA CB  CC CD CE CF  ................\n"
+        "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
+        "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
+        "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
+    ASSERT_EQ(16U * 79, offsets.size());
+    EXPECT_EQ(lastOffsets, offsets.substr(10U * 79));
+    EXPECT_EQ("20000AB0                                         41 42 43 44              ABCD\n"
+              "20000AC0  45 46                                               EF              \n",
+              dump(snhexdump, memory.put(0xABC, "ABCDEF"), 6));
+}
+
 TEST(zvHexdump, DotsHaveNoPrefix) {
     const KnownMemory memory;
     EXPECT_EQ("p00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"

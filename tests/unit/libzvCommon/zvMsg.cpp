@@ -110,6 +110,12 @@ int ended(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+long queuedIn(const zvMbox_attr& box) {
+    mq_attr attributes{};
+    EXPECT_EQ(0, mq_getattr(box.mqd, &attributes));
+    return attributes.mq_curmsgs;
+}
+
 bool always(const Bytes&, zvMbox_attr&) {
     return true;
 }
@@ -272,6 +278,25 @@ TEST(zvMsg, FullMailboxEndsTheExchange) {
                      "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
                      "zvattr->attr.mq_maxmsg\n\033[0m"}),
               texts(all));
+}
+
+TEST(zvMsg, MailboxThatRefusesTheMessageIsNotTold) {
+    ASSERT_EQ(0, zvMbox_create_ext("/to", 2, 10)); // 35 bytes are too many for it
+    const Reported all = reported(0xFF, [] {
+        Holder message = request();
+        EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
+        EXPECT_EQ(requestBytes, message.bytes());
+        g_timedreceive = 0;
+        Holder second = request();
+        EXPECT_EQ(-1, zvmsg_send_timedreceive(second, "/me", "/to", nullptr, 0));
+    });
+    EXPECT_EQ(0, all.ended.status) << all.ended.out;
+    EXPECT_EQ(Texts{}, texts(all));
+    EXPECT_EQ("", all.ended.err);
+    zvMbox_attr inbox;
+    ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
+    EXPECT_EQ(0, queuedIn(inbox));
+    EXPECT_FALSE(exists("/dev/mqueue/me"));
 }
 
 TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
@@ -529,6 +554,46 @@ TEST(zvMsg, ExchangeChecksEndTheProcess) {
         EXPECT_EQ(255, silent.ended.status);
         EXPECT_EQ(Texts{}, texts(silent));
     }
+}
+
+TEST(zvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
+    zvMbox_attr stale;
+    ASSERT_EQ(0, zvMbox_create("/box", 4));
+    ASSERT_EQ(0, zvMbox_create("/me", 2));
+    ASSERT_EQ(0, zvMbox_txopen("/me", &stale));
+    ASSERT_EQ(0, zvMbox_send("old", 3, &stale));
+    const Reported all = reported(8, [] {
+        Holder message = request(16);
+        zvmsg_send_timedreceive(message, "/me", "/box", nullptr, 0);
+    });
+    EXPECT_EQ(255, all.ended.status);
+    EXPECT_EQ(Texts{module + std::string("zvmsg_send_timedreceive:66:0 == tlv_validate(iobuf->buf)") + end},
+              texts(all));
+    zvMbox_attr left;
+    ASSERT_EQ(0, zvMbox_rxopen("/me", 2, &left));
+    EXPECT_EQ((Bytes{'o', 'l', 'd'}), received(left));
+}
+
+TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
+    // Neither can be opened: the reply mailbox's name has no slash, the other mailbox does not exist.
+    const Reported both = reported(8, [] {
+        Holder message = request();
+        zvmsg_send_timedreceive(message, "noslash", "/none", nullptr, 0);
+    });
+    EXPECT_EQ(255, both.ended.status);
+    EXPECT_EQ(
+        Texts{module +
+              std::string("zvmsg_send_timedreceive:70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0") +
+              end},
+        texts(both));
+    const Reported missing = reported(8, [] {
+        Holder message = request();
+        zvmsg_send_timedreceive(message, "/me", "/none", nullptr, 0);
+    });
+    EXPECT_EQ(255, missing.ended.status);
+    EXPECT_EQ(Texts{module + std::string("zvmsg_send_timedreceive:73:zvMbox_txopen(via, &txq) == 0") + end},
+              texts(missing));
+    EXPECT_TRUE(exists("/dev/mqueue/me"));
 }
 
 TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {

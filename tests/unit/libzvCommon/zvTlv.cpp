@@ -264,6 +264,27 @@ TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     }
 }
 
+// As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a byte
+// too far, finds a length far behind the end, and nothing after it.
+TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
+    // The code, which has 2 bytes; destination; end marker.
+    EXPECT_EQ(-3, verdict({0, 21, 0, 1, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(-3, verdict({0, 21, 0, 2, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    // A payload before them.
+    EXPECT_EQ(-3, verdict({0,   26,  0, 1, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
+                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(-2, verdict({0,   26,  0, 2, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
+                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    // Payload and response before them.
+    EXPECT_EQ(-2, verdict({0, 31, 0,   1,   0, 0, 1, 66, 'x', 0,   0,   1, 69, 'y', 0,  0,
+                           3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0,  0,   238}));
+    EXPECT_EQ(-3, verdict({0, 31, 0,   2,   0, 0, 1, 66, 'x', 0,   0,   1, 69, 'y', 0,  0,
+                           3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0,  0,   238}));
+    // The payload itself, with a response behind it that is not found any more.
+    EXPECT_EQ(-3, verdict({0, 20, 0, 1, 0, 0, 3, 66, 1, 2, 0, 0, 2, 69, 3, 4, 0, 0, 0, 238}));
+    EXPECT_EQ(-2, verdict({0, 20, 0, 2, 0, 0, 3, 66, 1, 2, 0, 0, 2, 69, 3, 4, 0, 0, 0, 238}));
+}
+
 TEST(zvTlv, BlankedElementKeepsItsPlace) {
     auto message = sample;
     sntlv_void(message.data(), 65);

@@ -202,6 +202,13 @@ TEST(zvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
               labels(traced(8, 112)));
 }
 
+TEST(zvTrace, LineThatEndsAtIndex79IsStillShown) {
+    // One slot before the message: the lines end at 15, 31, 47, 63, 79, and the first of the last ones at 175.
+    const Texts expected = {"00000000", "00000010", "00000020", "00000030",
+                            "00000040", "000000a0", "000000b0", "000000c0"};
+    EXPECT_EQ(expected, labels(traced(8, 200, 1)));
+}
+
 TEST(zvTrace, FirstLineOfAnUnalignedAddressIsShort) {
     const Reported all = traced(8, 20, 0x1008);
     ASSERT_EQ(3U, all.lines.size());
