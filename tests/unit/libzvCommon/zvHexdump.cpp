@@ -148,8 +148,9 @@ TEST(zvHexdump, LabelsAreInCapitals) {
         "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
         "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
         "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
-    ASSERT_EQ(16U * 79, offsets.size());
-    EXPECT_EQ(lastOffsets, offsets.substr(10U * 79));
+    constexpr std::size_t lineSize = 79;
+    ASSERT_EQ(16 * lineSize, offsets.size());
+    EXPECT_EQ(lastOffsets, offsets.substr(10 * lineSize));
     EXPECT_EQ("20000AB0                                         41 42 43 44              ABCD\n"
               "20000AC0  45 46                                               EF              \n",
               dump(snhexdump, memory.put(0xABC, "ABCDEF"), 6));

@@ -112,6 +112,7 @@ TEST(zvTrace, IndexStopsAtTheLargest) {
     const auto bytes = counting();
     // The message of which these are the last three bytes.
     const auto start = reinterpret_cast<std::uintptr_t>(bytes.data() + 65) - (INT_MAX - 3);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): no pointer may be moved so far
     const Line last = line(0x7ffffff0, INT_MAX - 3, reinterpret_cast<const void*>(start), INT_MAX);
     EXPECT_EQ("DB>         7ffffff0  414243                               ABC             ", last.text);
     EXPECT_EQ(INT_MAX, last.index);
