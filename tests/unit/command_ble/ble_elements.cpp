@@ -27,6 +27,15 @@ TEST(ble_elements, StandReadyAndEmpty) {
     }
 }
 
+TEST(ble_elements, LengthOfATextIsTakenModulo65536) {
+    for (const auto& [size, length] : {std::pair{65535U, 65535}, {65536U, 0}, {65537U, 1}}) {
+        const std::string text(size, 'x');
+        ble_set_text(ble_command_tag, text.c_str());
+        EXPECT_EQ(length, ble_command_tag.getLength());
+        ble_command_tag.setData(nullptr, 0);
+    }
+}
+
 TEST_F(ElementsOpen, OpeningFillsQueuesAndDestinations) {
     EXPECT_EQ(QueuePeer::replyQueueName(), textOf(ble_reply_queue));
     EXPECT_EQ("/to_ble", textOf(ble_destination));
