@@ -196,6 +196,32 @@ TEST_F(PagedList, RebuiltScanListNamesItsOwnId) {
                     "Failed to get continuous list results after 2 attempts."));
 }
 
+TEST_F(PagedList, RebuiltListIsNoError) {
+    const auto rebuilt = [this](BleList list, Collector& sink) {
+        const auto entry = static_cast<std::size_t>(ble_entry_size(list));
+        peer.reply(replyOf(0, pageData(1, 2, 0, 1, {Bytes(entry)})));
+        peer.reply(replyOf(0, pageData(2, 2, 1, 1, {Bytes(entry)})));
+        peer.reply(replyOf(0, pageData(2, 1, 0, 1, {Bytes(entry)})));
+        EXPECT_EQ(0, ble_acquire_list(list, std::nullopt, sink));
+        EXPECT_EQ(2U, sink.headers.size());
+    };
+    Collector scan(82);
+    g_logLevel = 2;
+    rebuilt(BleList::whitelist, collector);
+    rebuilt(BleList::scanResults, scan);
+    EXPECT_THAT(logged(), IsEmpty());
+
+    Collector louder(41);
+    Collector louderScan(82);
+    g_logLevel = 3;
+    rebuilt(BleList::whitelist, louder);
+    rebuilt(BleList::scanResults, louderScan);
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                    warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
+}
+
 TEST_F(PagedList, EmptiedListIsAcquiredOnTheSecondAttempt) {
     replyPage(1, 50, 0, 30);
     replyPage(2, 0, 30, 0);
