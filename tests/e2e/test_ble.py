@@ -337,6 +337,30 @@ def test_thirty_two_whitelist_lists_at_once(scenario):
     assert camera.reply_queues() == []
 
 
+# The response buffer has 4096 bytes, one of them for the zero behind the text.
+@pytest.mark.parametrize("length", [4095, 4096])
+@pytest.mark.parametrize(("uri", "setting", "list_id", "form"), [
+    ("scan", "devices", 1, b'{"address":"%012x","address_type":0,"rssi":-50,"name":"%s"}'),
+    ("whitelist", "whitelist", 2, b'{"address":"%012x","name":"%s","mitm_paired":0,"auto_connect":0,"connected":0}'),
+], ids=["scan", "whitelist"])
+def test_document_of_4095_characters_is_the_longest(radio, uri, setting, list_id, form, length):
+    nameless = _document(list_id, 40, 0, 40, [form % (number, b"") for number in range(40)])
+    missing = length - len(nameless)
+    names = ["n" * (missing // 40 + (number < missing % 40)) for number in range(40)]
+    document = _document(list_id, 40, 0, 40, [form % (number, name.encode()) for number, name in enumerate(names)])
+    assert len(document) == length
+    entries = [{"address": f"{number:012x}", "name": name} for number, name in enumerate(names)]
+    camera = radio(**{setting: [{**entry, "rssi": -50, **QUIET} for entry in entries] if uri == "scan" else entries})
+    camera.get(f"{BLE}/scan?p=1")
+    with camera.new_errors() as errors:
+        answer = _list(uri, camera)
+    if length == 4095:
+        assert (answer.status, answer.body, errors) == (200, document, [])
+    else:
+        house.assert_refused(answer, f"{BLE}/{uri}/list", "", -1)
+        assert errors == ["Not enough room in buffer for response\n"]
+
+
 # Faults
 
 

@@ -16,6 +16,12 @@ struct ListDaemon {
     std::vector<Bytes> operator()(const Bytes& request) const;
 };
 
+// The entries of a list, and the document that they make.
+struct LongList {
+    std::vector<Bytes> entries;
+    std::string document;
+};
+
 // Header and entries of a page, the data of a reply.
 Bytes pageData(int id, int total, int index, int count, const std::vector<Bytes>& entries);
 

@@ -1,6 +1,7 @@
 #include "ListDaemon.h"
 
 #include <algorithm>
+#include <cstdio>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -33,6 +34,30 @@ Bytes fullEntry() {
     return put(
         entry, 28,
         {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF});
+}
+
+// The device object of a number's entry.
+std::string scanObject(int number, const std::string& name) {
+    char text[256];
+    std::snprintf(text, sizeof text, R"({"address":"0000000000%02x","address_type":0,"rssi":0,"name":"%s"})",
+                  number, name.c_str());
+    return text;
+}
+
+// 32 devices whose document has this many characters: their names make up the length.
+LongList longList(std::size_t length) {
+    LongList list{{}, "\n{\"list_id\":1,\"total\":32,\"index\":0,\"index_count\":32,\"device_array\":["};
+    const std::string end = "]\n}\n";
+    std::size_t missing = length - list.document.size() - 32 * scanObject(0, "").size() - 31 - end.size();
+    for (std::uint8_t i = 0; i < 32; ++i) {
+        const std::string name(std::min<std::size_t>(missing, 68), 'n');
+        missing -= name.size();
+        list.entries.push_back(put(put(scanEntry({i, 0, 0, 0, 0, 0}), 8, {14, 68}), 14, bytesOf(name)));
+        list.document += i == 0 ? "" : ",";
+        list.document += scanObject(i, name);
+    }
+    list.document += end;
+    return list;
 }
 
 } // namespace
@@ -237,6 +262,22 @@ TEST_F(ScanList, FailedAcquisitionLeavesTheBufferAlone) {
 TEST_F(ScanList, DocumentLongerThanTheBuffer) {
     peer.reply(
         replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, put(fullEntry(), 10, {18, 64, 14, 68})))));
+    EXPECT_EQ(-1, call(ble_scan_list, ""));
+    EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
+}
+
+TEST_F(ScanList, DocumentOf4095CharactersIsTheLongest) {
+    const LongList fitting = longList(4095);
+    ASSERT_EQ(4095U, fitting.document.size());
+    peer.replyWith(ListDaemon{1, 15, fitting.entries});
+    EXPECT_EQ(0, call(ble_scan_list, ""));
+    EXPECT_EQ(fitting.document, response());
+    EXPECT_THAT(logged(), IsEmpty());
+
+    const LongList tooLong = longList(4096);
+    ASSERT_EQ(4096U, tooLong.document.size());
+    peer.replyWith(ListDaemon{1, 15, tooLong.entries});
     EXPECT_EQ(-1, call(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));

@@ -12,6 +12,23 @@ class WhitelistDevice : public BleTest {};
 
 constexpr int inUse = 0x0040;
 
+// 40 devices whose document has this many characters: their names make up the length.
+LongList longList(std::size_t length) {
+    LongList list{{}, "\n{\"list_id\":4,\"total\":40,\"index\":0,\"index_count\":40,\"device_array\":["};
+    const std::string object = whitelistObject(0);
+    const std::string end = "]\n}\n";
+    std::size_t missing = length - list.document.size() - 40 * object.size() - 39 - end.size();
+    for (int i = 0; i < 40; ++i) {
+        const std::string name(std::min<std::size_t>(missing, 31), 'n');
+        missing -= name.size();
+        list.entries.push_back(whitelistEntry({static_cast<std::uint8_t>(i), 0, 0, 0, 0, 0}, inUse, name));
+        list.document += i == 0 ? "" : ",";
+        list.document += whitelistObject(i).insert(object.find("\",\"mitm"), name);
+    }
+    list.document += end;
+    return list;
+}
+
 } // namespace
 
 TEST_F(WhitelistList, EmptyList) {
@@ -120,6 +137,18 @@ TEST_F(WhitelistList, SinglePage) {
               response());
 }
 
+TEST_F(WhitelistList, FreeSlotOfASinglePageIsNotCounted) {
+    ListDaemon daemon{4, 30, whitelistOf(5)};
+    daemon.entries[3] = whitelistEntry({3, 0, 0, 0, 0, 0}, 0xFFFF & ~inUse, "gone");
+    peer.replyWith(daemon);
+    EXPECT_EQ(0, call(ble_whitelist_list, "p=2"));
+    EXPECT_THAT(sent(), ElementsAre(Bytes{6, 2, 255}));
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":4,\"index\":2,\"index_count\":2,\"device_array\":[" +
+                  whitelistObject(2) + "," + whitelistObject(4) + "]\n}\n",
+              response());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
 TEST_F(WhitelistList, StartIndexIsCutToEightBits) {
     peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_list, "p=300"));
@@ -142,6 +171,22 @@ TEST_F(WhitelistList, FiftyDevicesAreTooMany) {
     peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 30, 20}));
+    EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
+}
+
+TEST_F(WhitelistList, DocumentOf4095CharactersIsTheLongest) {
+    const LongList fitting = longList(4095);
+    ASSERT_EQ(4095U, fitting.document.size());
+    peer.replyWith(ListDaemon{4, 30, fitting.entries});
+    EXPECT_EQ(0, call(ble_whitelist_list, ""));
+    EXPECT_EQ(fitting.document, response());
+    EXPECT_THAT(logged(), IsEmpty());
+
+    const LongList tooLong = longList(4096);
+    ASSERT_EQ(4096U, tooLong.document.size());
+    peer.replyWith(ListDaemon{4, 30, tooLong.entries});
+    EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
@@ -231,6 +276,17 @@ TEST_F(WhitelistDevice, FirstEntryInUseOfThatAddressCounts) {
     EXPECT_EQ(0, call(ble_whitelist_device, "address=1"));
     EXPECT_THAT(response(), testing::HasSubstr("\"name\":\"one\""));
     EXPECT_THAT(response(), testing::Not(testing::HasSubstr("two")));
+}
+
+TEST_F(WhitelistDevice, StartIndexInTheQueryIsIgnored) {
+    peer.replyWith(ListDaemon{4, 30, whitelistOf(10)});
+    for (const char* query : {"address=1&p=5", "p=5&address=1", "p=x&address=1"}) {
+        EXPECT_EQ(0, call(ble_whitelist_device, query)) << query;
+        EXPECT_EQ((Bytes{6, 0, 255}), sent().back()) << query;
+        EXPECT_EQ("\n{\"device\":" + whitelistObject(1) + "}\n", response()) << query;
+    }
+    EXPECT_EQ(3U, sent().size());
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(WhitelistDevice, FoundOnALaterPage) {
