@@ -465,7 +465,7 @@ def test_missing_reply_costs_fifteen_seconds(shared_camera):
     start = time.monotonic()
     with shared_camera.new_errors() as errors:
         house.assert_refused(shared_camera.get(f"{BLE}/pair/status"), f"{BLE}/pair/status", "", -1)
-    assert 15 <= time.monotonic() - start < 17
+    assert 15 <= time.monotonic() - start < 25
     assert errors == ["Failed error:Connection timed out, timeout\n",
                       "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n",
                       "ble_pair_status command failed"]

@@ -79,7 +79,7 @@ def test_a_network_daemon_that_stands_still_costs_fifteen_seconds(camera):
         house.assert_refused(camera.get(PHASE + "?p=1"), PHASE, "p=1", -1)
         took = time.monotonic() - start
         assert camera.reply_queues() == []
-    assert 15.0 <= took < 17.0
+    assert 15.0 <= took < 25.0
     assert errors == ["Failed error:Connection timed out, timeout\n",
                       "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n",
                       "ble_pairing_phase p=1 command failed"]

@@ -1,7 +1,9 @@
 // What holds for every command that goes over the link: how a request that is not accepted ends.
 #include "Commands.h"
 
-using testing::ElementsAre;
+#include <chrono>
+#include <thread>
+
 using testing::IsEmpty;
 
 namespace {
@@ -10,15 +12,25 @@ class EveryCommand : public BleTest {
 protected:
     explicit EveryCommand(long peersMessageSize = QueuePeer::usualMessageSize) : BleTest(peersMessageSize) {}
 
-    // Every command fails with these lines of the link and its own line behind them.
+    // The command fails with these lines of the link and its own line behind them.
+    void expectFailure(const Command& command, std::vector<std::string> lines) {
+        EXPECT_EQ(-1, call(command.handler, command.query)) << command.failure;
+        EXPECT_EQ("untouched", response()) << command.failure;
+        lines.emplace_back(command.failure);
+        EXPECT_EQ(lines, logged());
+    }
     void expectFailures(const std::vector<std::string>& linksLines) {
         for (const Command& command : commands) {
-            EXPECT_EQ(-1, call(command.handler, command.query)) << command.failure;
-            EXPECT_EQ("untouched", response()) << command.failure;
-            std::vector<std::string> lines = linksLines;
-            lines.emplace_back(command.failure);
-            EXPECT_EQ(lines, logged());
+            expectFailure(command, linksLines);
         }
+    }
+    // Until the peer has taken this many requests from its queue.
+    void waitForRequests(std::size_t count) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (peer.requestCount() < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_EQ(count, peer.requestCount());
     }
     void alwaysReply(const Bytes& reply) {
         peer.replyWith([reply](const Bytes&) { return std::vector<Bytes>{reply}; });
@@ -62,7 +74,12 @@ TEST_F(EveryCommand, FailsOnAnEmptyMessage) {
 TEST_F(EveryCommand, FailsWithoutAReply) {
     peer.replyWith([](const Bytes&) { return std::vector<Bytes>{}; });
     hurry();
-    expectFailures({"Failed error:Connection timed out, timeout\n", noReply});
+    for (const Command& command : commands) {
+        const std::size_t before = peer.requestCount();
+        expectFailure(command, {"Failed error:Connection timed out, timeout\n", noReply});
+        // Without a pause for its peer a hurrying process fills the queue, and sending fails as well.
+        waitForRequests(before + 1);
+    }
 }
 
 TEST_F(FailingSend, EndsInTheCategoryFailure) {
