@@ -9,8 +9,16 @@
  * parameter is answered with 500 as well, not with 400.
  *
  * Causes are logged at error level under the source name "command_ble".
+ *
+ * This header gives the whole interface of the BLE module: with the commands come the link that they go
+ * over, the messages, the checks of a reply and the device address. Those headers never include this one.
  */
 #pragma once
+
+#include "ble_link.h"
+#include "ble_messages.h"
+#include "ble_reply.h"
+#include "device_address.h"
 
 /*
  * Opens the link: creates this process's reply queue and opens the network daemon's queue. 0; -1 when it is
