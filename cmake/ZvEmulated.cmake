@@ -18,3 +18,17 @@ exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../zvcam" "$@"
   file(CHMOD ${CMAKE_BINARY_DIR}/emulated/zvcam PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endif()
+
+# ZV_RUNNABLE_DIR: where tests find the camera's programs to start them by their path; in a cross build these are scripts
+# that start them by the emulator.
+set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR})
+if(CMAKE_CROSSCOMPILING)
+  set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR}/runnable)
+  foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD zvcam)
+    file(CONFIGURE OUTPUT ${ZV_RUNNABLE_DIR}/${name} @ONLY CONTENT [[#!/bin/sh
+exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../@name@" "$@"
+]])
+    file(CHMOD ${ZV_RUNNABLE_DIR}/${name} PERMISSIONS
+      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endforeach()
+endif()

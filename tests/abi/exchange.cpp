@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr bool emulated = ZV_EMULATED;
+
 // Type 1, code "AB", payload "ping", answer to "/stranger", destination "/peer".
 const std::string request("\0\x2C\0\x01"
                           "\0\0\x02"
@@ -78,7 +80,11 @@ public:
             if (symlink(ZV_STRANGER, "/tmp/stranger.so") != 0 && errno != EEXIST) {
                 _exit(125);
             }
-            setenv("LD_PRELOAD", "/tmp/stranger.so", 1);
+            // An emulator hands its own list on to the program, and is not to load the library itself.
+            setenv("QEMU_SET_ENV", "LD_PRELOAD=/tmp/stranger.so", 1);
+            if (!emulated) {
+                setenv("LD_PRELOAD", "/tmp/stranger.so", 1);
+            }
             setenv("ZV_STRANGER", role, 1);
             setenv("PATH_INFO", "/command/ble/pairing_available", 1);
             // A sanitizer's library wants to be the first that is loaded; its order does not matter here.

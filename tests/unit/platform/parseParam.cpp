@@ -153,5 +153,5 @@ TEST(parseParam, RandomTextsReadAsTheRuleSays) {
         ASSERT_EQ(expected, find(text.c_str(), "a=")) << text;
         values += expected == "(none)" ? 0 : 1;
     }
-    EXPECT_GT(values, 1000);
+    EXPECT_GT(values, 100);
 }

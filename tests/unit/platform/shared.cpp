@@ -36,7 +36,8 @@ std::set<std::string> exportsOf(const char* path) {
              ++i) {
             ElfW(Sym) symbol;
             at(symbol, section.sh_offset + i * section.sh_entsize);
-            if (symbol.st_shndx != SHN_UNDEF) {
+            // 32-bit ARM lists section symbols as well, which have no name.
+            if (symbol.st_shndx != SHN_UNDEF && symbol.st_name != 0) {
                 names.insert(image.c_str() + sections[section.sh_link].sh_offset + symbol.st_name);
             }
         }

@@ -41,9 +41,13 @@ constexpr unsigned char packet38[] = {'Z', 'C', 1, 3, 0, 0, 0, 38};
 // Asks, and gives the number that the answer carries; -1 when there is none.
 int askOn(const UniqueFd& client, EventLoop& loop) {
     send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL);
-    runFor(loop, milliseconds(30));
     unsigned char answer[16];
-    return recv(client.get(), answer, sizeof answer, MSG_DONTWAIT) == 8 ? answer[7] : -1;
+    ssize_t length = -1;
+    for (int i = 0; i < 1000 && length < 0; ++i) {
+        loop.runOnce(milliseconds(5));
+        length = recv(client.get(), answer, sizeof answer, MSG_DONTWAIT);
+    }
+    return length == 8 ? answer[7] : -1;
 }
 
 } // namespace
