@@ -1,7 +1,6 @@
 """The checks behind ./test.
 
-    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but
-                                        lint-tests and arm)
+    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but lint-tests)
 
 format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
 over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
@@ -22,7 +21,7 @@ import tidy
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PRESETS = ("release", "asan")
-DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e")
+DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e", "arm")
 PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
