@@ -7,12 +7,16 @@ A record is a dict: time (seconds since the epoch), source (identifier of the pr
 import itertools
 import os
 import re
+import secrets
 import socket
 import threading
 import time
+import traceback
 
 _KEPT = 200_000
-_SYSLOG = re.compile(r"<(\d+)>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d+)\])?: ?)?(.*)", re.DOTALL)
+# Numbers have no more digits than such a number may have: anybody in the camera may send anything.
+_SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
+                     re.ASCII | re.DOTALL)
 
 
 class Collector:
@@ -24,6 +28,7 @@ class Collector:
         self._records = []
         self._dropped = 0
         self._changed = threading.Condition()
+        self._mark = b"\0mark %s " % secrets.token_hex(16).encode()  # nobody else can know it
         self._marks = itertools.count()
         self._seen_mark = -1
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -61,22 +66,28 @@ class Collector:
         # A datagram is queued before its send returns: once the mark is through, so is all that went before.
         mark = next(self._marks)
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as out:
-            out.sendto(b"\0mark %d" % mark, self._path)
+            out.sendto(b"%s%d" % (self._mark, mark), self._path)
         with self._changed:
             self._changed.wait_for(lambda: self._seen_mark >= mark, timeout=10)
 
     def _receive(self):
         while True:
             packet = self._socket.recv(1 << 16)
-            if packet.startswith(b"\0mark "):
-                with self._changed:
-                    self._seen_mark = max(self._seen_mark, int(packet[6:]))
-                    self._changed.notify_all()
-                continue
-            text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
-            match = _SYSLOG.fullmatch(text)
-            if match:
-                code, source, pid, text = match.groups()
-                self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
-            else:
-                self.add("?", text)
+            try:
+                self._take(packet)
+            except Exception:  # noqa: B902 - without this thread, whoever writes to the log would wait for ever
+                traceback.print_exc()
+
+    def _take(self, packet):
+        if packet.startswith(self._mark):
+            with self._changed:
+                self._seen_mark = max(self._seen_mark, int(packet[len(self._mark):]))
+                self._changed.notify_all()
+            return
+        text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
+        match = _SYSLOG.fullmatch(text)
+        if match:
+            code, source, pid, text = match.groups()
+            self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
+        else:
+            self.add("?", text)

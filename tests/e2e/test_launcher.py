@@ -1,0 +1,76 @@
+"""What the launcher keeps of a camera: its log, its folder, its reports; whatever happens to them."""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+
+import house
+import pytest
+
+LAUNCHER = os.path.join(house.ROOT, "camera", "launcher")
+
+
+def _python(program, *arguments, **options):
+    """A process that runs the program text with the launcher's modules."""
+    environment = {"PATH": os.environ["PATH"], "PYTHONPATH": LAUNCHER, "PYTHONDONTWRITEBYTECODE": "1"}
+    return subprocess.Popen([sys.executable, "-c", program, *map(str, arguments)],
+                            env={**environment, **options.pop("environment", {})}, **options)
+
+
+SENDER = """
+import ast, socket, sys
+log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+log.connect("/dev/log")
+for packet in ast.literal_eval(sys.argv[1]):
+    log.send(packet)
+"""
+DIGITS = b"9" * 5000
+
+
+def _send_to_log(camera, *packets):
+    done = camera.run(["/usr/bin/python3", "-c", SENDER, repr(packets)])
+    assert (done.status, done.stderr) == (0, b"")
+
+
+@pytest.mark.parametrize("packet", [b"\0mark x", b"\0mark " + DIGITS, b"\0mark 99999999", b"<13>a[" + DIGITS + b"]: text",
+                                    b"<" + DIGITS + b">text", b"", b"\0", b"\xff\xfe"],
+                         ids=range(8))
+def test_no_datagram_ends_the_log(shared_camera, packet):
+    start = shared_camera.log()[1]
+    _send_to_log(shared_camera, packet, b"<14>after: it[7]")
+    for _ in range(30):  # more lines than the socket keeps when nobody reads it
+        assert shared_camera.get("/nothing_here", timeout=10).status == 400
+    records = shared_camera.log(start)[0]
+    assert [record["text"] for record in records if record["source"] == "after"] == ["it[7]"]
+    assert sum(record["source"] == "zvControl-cgi-bin" and "path[/nothing_here]" in record["text"] for record in records) >= 30
+
+
+def test_numbers_of_a_record_have_bounds(shared_camera):
+    start = shared_camera.log()[1]
+    _send_to_log(shared_camera, b"<13>good[4711]: text", b"<13>bad[" + DIGITS + b"]: text", b"<" + DIGITS + b">text")
+    records = [record for record in shared_camera.log(start)[0] if record["text"].endswith("text")]
+    assert [(record["source"], record["pid"], record["priority"]) for record in records] == \
+        [("good", 4711, 5), ("?", None, 5), ("?", None, None)]
+    assert [record["text"] for record in records[1:]] == [f"bad[{DIGITS.decode()}]: text", f"<{DIGITS.decode()}>text"]
+
+
+def test_a_record_that_cannot_be_passed_on_does_not_end_the_log(open_path):
+    program = """
+import socket, sys
+from zvcamera.collector import Collector
+def sink(record):
+    if record["text"] == "first":
+        raise ValueError("no such thing")
+log = Collector(sink, sys.argv[1])
+out = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+for text in (b"first", b"second"):
+    out.sendto(b"<13>x: " + text, sys.argv[1])
+print([record["text"] for record in log.since(0)[0]])
+"""
+    with _python(program, open_path / "log", stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+        out, errors = process.communicate(timeout=30)
+    assert out == "['first', 'second']\n"
+    assert errors.endswith("ValueError: no such thing\n")
