@@ -74,3 +74,44 @@ print([record["text"] for record in log.since(0)[0]])
         out, errors = process.communicate(timeout=30)
     assert out == "['first', 'second']\n"
     assert errors.endswith("ValueError: no such thing\n")
+
+
+CLAIM = """
+import os, signal, sys
+from zvcamera import folder
+number, place = int(sys.argv[1]), sys.argv[2]
+real = os.mkdir
+def mkdir(path, *mode):
+    real(path, *mode)
+    if os.path.basename(path) == place:
+        os.kill(os.getpid(), number)
+os.mkdir = mkdir
+folder.CameraFolder(4711)
+print("not reached")
+"""
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+@pytest.mark.parametrize("place", [f"zvcam-{os.getuid()}", "4711", "run", "fuse_d"])
+def test_signal_while_the_folder_is_made_leaves_none(open_path, number, place):
+    with _python(CLAIM, number.value, place, environment={"TMPDIR": str(open_path)}, stdout=subprocess.PIPE,
+                 stderr=subprocess.DEVNULL) as process:
+        assert process.communicate(timeout=30)[0] == b""
+        assert process.returncode == -number
+    deadline = time.monotonic() + 10
+    while os.listdir(open_path) and time.monotonic() < deadline:
+        time.sleep(0.05)
+    assert os.listdir(open_path) == []
+
+
+def test_signals_work_again_once_the_folder_is_there(open_path):
+    program = """
+import signal
+from zvcamera import folder
+made = folder.CameraFolder(4711)
+print(signal.pthread_sigmask(signal.SIG_BLOCK, ()), flush=True)
+made.release()
+"""
+    with _python(program, environment={"TMPDIR": str(open_path)}, stdout=subprocess.PIPE) as process:
+        assert process.communicate(timeout=30)[0] == b"set()\n"
+    assert os.listdir(open_path) == []

@@ -1,12 +1,14 @@
 """The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/, with run/ (sockets) and fuse_d/ (storage).
 
-It belongs to the camera from claim() until the last process that holds its write end of the life line is gone. Then
+It belongs to the camera from its making until the last process that holds its write end of the life line is gone. Then
 a janitor, a process of its own that survives Ctrl-C and the death of the launcher, removes it.
 """
 
+import contextlib
 import fcntl
 import os
 import shutil
+import signal
 import stat
 import subprocess
 import time
@@ -55,6 +57,16 @@ def _try_claim(path):
     return lock
 
 
+@contextlib.contextmanager
+def _undisturbed():
+    """Puts off the signals that end the launcher: between a folder's making and its janitor's start nobody would remove it."""
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
+    try:
+        yield
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
+
+
 class CameraFolder:
     """A claimed folder. life_line: descriptor to be inherited by all that use the folder."""
 
@@ -63,15 +75,26 @@ class CameraFolder:
         self.run = os.path.join(self.path, "run")
         self.fuse_d = os.path.join(self.path, "fuse_d")
         deadline = time.monotonic() + patience
-        while (lock := _try_claim(self.path)) is None:
+        while not self._make():
             if time.monotonic() > deadline:
                 raise FolderError(f"{self.path} is in use by another camera")
             time.sleep(0.02)
+
+    def _make(self):
+        """False when somebody else has it (yet)."""
+        with _undisturbed():
+            lock = _try_claim(self.path)
+            if lock is not None:
+                self._furnish(lock)
+        return lock is not None
+
+    def _furnish(self, lock):
         os.mkdir(self.run, 0o700)
         os.mkdir(self.fuse_d, 0o755)
         end, self.life_line = os.pipe()
         os.set_inheritable(self.life_line, False)
-        # The janitor inherits the lock: nobody can claim the folder before it is removed.
+        # The janitor inherits the lock: nobody can claim the folder before it is removed. It keeps the signals blocked, and
+        # so does its work whatever else is told to end.
         script = 'cat >/dev/null; rm -rf -- "$1"; rmdir -- "$2" 2>/dev/null; :'
         self._janitor = subprocess.Popen(
             ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path)],
