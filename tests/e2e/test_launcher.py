@@ -115,3 +115,37 @@ made.release()
     with _python(program, environment={"TMPDIR": str(open_path)}, stdout=subprocess.PIPE) as process:
         assert process.communicate(timeout=30)[0] == b"set()\n"
     assert os.listdir(open_path) == []
+
+
+REPORTS = """
+import sys
+from zvcamera.supervisor import Reports
+reports = Reports()
+for number in range(110_000):
+    reports.send(log={"text": f"record {number}"})
+print("sent", file=sys.stderr, flush=True)
+reports.finish(ended=["a misdeed"])
+"""
+
+
+def test_end_with_reports_that_nobody_reads():
+    with _python(REPORTS, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+        try:
+            assert process.stderr.readline() == b"sent\n"
+            assert process.wait(30) == 0
+        finally:
+            process.kill()
+
+
+def test_last_report_arrives_behind_more_records_than_there_is_room_for():
+    with _python(REPORTS, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+        try:
+            assert process.stderr.readline() == b"sent\n"
+            time.sleep(0.5)  # it is at the end, and has to make room
+            lines = process.stdout.read().splitlines()
+            assert process.wait(30) == 0
+        finally:
+            process.kill()
+    assert json.loads(lines[0]) == {"log": {"text": "record 0"}}
+    assert json.loads(lines[-1]) == {"ended": ["a misdeed"]}
+    assert len(lines) > 90_000

@@ -43,9 +43,23 @@ class Reports:
         except queue.Full:
             pass  # the record stays in the collector
 
-    def finish(self):
-        self._lines.put(None)
+    def finish(self, **fields):
+        """The last line. It gets its place also when nobody reads; then the oldest of those that wait make room."""
+        for line in (json.dumps(fields), None):
+            self._put(line)
         self._thread.join(5)
+
+    def _put(self, line):
+        while True:
+            try:
+                self._lines.put_nowait(line)
+                return
+            except queue.Full:
+                pass
+            try:
+                self._lines.get_nowait()
+            except queue.Empty:
+                pass  # the writer was faster
 
     def _write(self):
         while (line := self._lines.get()) is not None:
@@ -166,8 +180,7 @@ def main():
     for child in reversed(programs.values()):
         child.stop_and_wait()
     log.since(0)
-    reports.send(ended=[misdeed for child in programs.values() for misdeed in child.misdeeds])
-    reports.finish()
+    reports.finish(ended=[misdeed for child in programs.values() for misdeed in child.misdeeds])
     return 0
 
 
