@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "groups.h"
+#include "printable.h"
 
 namespace zvcam {
 namespace {
@@ -42,7 +43,7 @@ void printRecord(const Tool& tool, const Json& record) {
     while (!text.empty() && text.back() == '\n') {
         text.pop_back();
     }
-    const std::string line = record.value("source", "") + ": " + text + "\n";
+    const std::string line = printable(record.value("source", "") + ": " + text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stdout);
 }
 

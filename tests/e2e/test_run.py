@@ -98,6 +98,32 @@ def test_log_lines_are_shown(open_path, build_dir):
     terminal.end(signal.SIGINT)
 
 
+def test_what_does_not_print_is_shown_as_numbers(open_path, build_dir):
+    """Parameters come from clients, decoded: none of them writes to the developer's terminal as it likes."""
+    terminal = Terminal(open_path, build_dir, "--port", "0")
+    port = terminal.port()
+    shown = r"command [\x1b]0;title\x07\x7f\x9b\x08 ä\nzvBleD: b] @command_ble"
+    _get(port, "/control/command/ble/pairing_phase?p=%1b]0;title%07%7f%c2%9b%08%20%c3%a4%0azvBleD:%20b")
+    assert shown in terminal.wait_for(r"zvControl-cgi-bin: .*Error parsing parameter.*\n")[0]
+    assert "\x1b" not in terminal.output() and "\x9b" not in terminal.output() and "\x07" not in terminal.output()
+    done = subprocess.run([os.path.join(build_dir, "zvcam"), "--port", str(port), "log"], env={"TMPDIR": str(open_path)},
+                          capture_output=True, check=False)
+    assert (done.returncode, done.stderr) == (0, b"")
+    assert shown.encode() in done.stdout
+    assert not set(done.stdout) & ({*range(32), 127} - {10}) and b"\xc2\x9b" not in done.stdout
+    terminal.end(signal.SIGINT)
+
+
+def test_log_lines_on_a_terminal_of_few_characters(open_path, build_dir):
+    terminal = Terminal(open_path, build_dir, "--port", "0", PYTHONIOENCODING="ascii")
+    port = terminal.port()
+    _get(port, "/control/first%c3%a4")
+    terminal.wait_for(r"zvControl-cgi-bin: .*first\\xe4")
+    _get(port, "/control/second")
+    terminal.wait_for("zvControl-cgi-bin: .*second")
+    terminal.end(signal.SIGINT)
+
+
 def test_printed_commands_work(open_path, build_dir):
     terminal = Terminal(open_path, build_dir, "--port", "0")
     terminal.port()

@@ -12,11 +12,22 @@ from .camera import SOURCE_DIR, Camera, CameraError
 _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
 
 
+def _shown(character):
+    if character.isprintable():
+        return character
+    code = ord(character)
+    return "\\n" if character == "\n" else f"\\x{code:02x}" if code < 256 else f"\\u{code:04x}"
+
+
+def _printable(text):
+    """What does not print as \\n, \\xNN, \\uNNNN: clients write part of the log, and may send what moves a terminal."""
+    return "".join(map(_shown, text))
+
+
 def _print_record(record):
     clock = time.strftime("%H:%M:%S", time.localtime(record["time"]))
     pid = f"[{record['pid']}]" if record["pid"] else ""
-    text = record["text"].replace("\n", "\\n")
-    print(f"{clock} {record['source']}{pid}: {text}", flush=True)
+    print(f"{clock} {_printable(record['source'])}{pid}: {_printable(record['text'])}", flush=True)
 
 
 def _arguments(argv):
@@ -73,6 +84,7 @@ def _end(_number, _frame):
 
 def main(argv):
     arguments = _arguments(argv)
+    sys.stdout.reconfigure(errors="backslashreplace")
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, _end)
     build_dir = arguments.build_dir or os.path.join(SOURCE_DIR, "build", "release")
