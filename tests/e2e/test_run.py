@@ -149,6 +149,31 @@ def test_taken_port(open_path, build_dir):
     assert os.listdir(open_path) == []
 
 
+@pytest.mark.parametrize("port", ["70000", "65536", "-1", "abc", "", "8_0", " 80", "8080.0", "\u0663"])
+def test_port_that_is_none(open_path, build_dir, port):
+    env = {"PATH": os.environ["PATH"], "TMPDIR": str(open_path)}
+    ways = [("--port", [f"--port={port}"], {})]
+    if port:
+        ways.append(("PORT", [], {"PORT": port}))
+    for name, options, variables in ways:
+        done = subprocess.run([RUN, "--build-dir", build_dir, *options], env={**env, **variables}, capture_output=True,
+                              text=True, timeout=30, check=False)
+        assert (done.returncode, done.stdout) == (2, "")
+        assert done.stderr == f"run: {name}: must be a whole number from 0 to 65535, not {port!r}\n"
+    assert os.listdir(open_path) == []
+
+
+def test_port_of_the_command_line_comes_before_that_of_the_environment(open_path, build_dir):
+    terminal = Terminal(open_path, build_dir, "--port", "0", PORT="abc")
+    assert terminal.port() > 0
+    terminal.end(signal.SIGINT)
+
+
+def test_wrong_options_are_told_in_one_line(open_path, build_dir):
+    done = subprocess.run([RUN, "--build-dir", build_dir, "--colour"], capture_output=True, text=True, timeout=30, check=False)
+    assert (done.returncode, done.stdout, done.stderr) == (2, "", "run: unrecognized arguments: --colour\n")
+
+
 def test_missing_files(open_path, build_dir):
     for options in (["--scenario", "/nowhere"], ["--storage", "/nowhere"], ["--build-dir", "/nowhere"]):
         done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "0", *options], capture_output=True, text=True,

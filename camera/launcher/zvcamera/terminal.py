@@ -30,18 +30,37 @@ def _print_record(record):
     print(f"{clock} {_printable(record['source'])}{pid}: {_printable(record['text'])}", flush=True)
 
 
+def _port(text):
+    if not text.isascii() or not text.isdecimal() or len(text) > 5 or int(text) > 65535:
+        raise argparse.ArgumentTypeError(f"must be a whole number from 0 to 65535, not {text!r}")
+    return int(text)
+
+
+class _Parser(argparse.ArgumentParser):
+    """Says what is wrong in one line."""
+
+    def error(self, message):
+        self.exit(2, f"run: {message.removeprefix('argument ')}\n")
+
+
 def _arguments(argv):
-    parser = argparse.ArgumentParser(
+    parser = _Parser(
         prog="./run", description="Builds the control gateway and brings up the simulated camera around it.")
     parser.add_argument("--check", action="store_true",
                         help="ask every URI of a camera on a free port, print one line each, end; status 0 if all is right")
-    parser.add_argument("--port", type=int, default=int(os.environ.get("PORT") or 8080), metavar="N",
+    parser.add_argument("--port", type=_port, metavar="N",
                         help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one)")
     parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
                         help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
     parser.add_argument("--storage", metavar="DIR", help="keep the camera's storage in this folder")
     parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")
-    return parser.parse_args(argv)
+    arguments = parser.parse_args(argv)
+    if arguments.port is None:
+        try:
+            arguments.port = _port(os.environ.get("PORT") or "8080")
+        except argparse.ArgumentTypeError as error:
+            parser.error(f"PORT: {error}")
+    return arguments
 
 
 def _greet(camera):
