@@ -175,7 +175,7 @@ def test_wrong_options_are_told_in_one_line(open_path, build_dir):
 
 
 def test_missing_files(open_path, build_dir):
-    for options in (["--scenario", "/nowhere"], ["--storage", "/nowhere"], ["--build-dir", "/nowhere"]):
+    for options in (["--scenario", "/nowhere"], ["--build-dir", "/nowhere"]):
         done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "0", *options], capture_output=True, text=True,
                               timeout=30, check=False)
         assert (done.returncode, done.stdout) == (1, "")
@@ -210,12 +210,11 @@ def test_two_at_once_and_the_tool_finds_them(open_path, build_dir):
 
 
 def test_storage_that_stays(open_path, build_dir):
-    storage = open_path / "my storage"
-    storage.mkdir()
+    storage = open_path / "parent" / "my storage"  # which nobody has made
     folder = open_path / "tmp"
     folder.mkdir()
     device = "command/ble/whitelist/configure?device=58a1b2c3d4e5&remove=1"
-    terminal = Terminal(folder, build_dir, "--port", "0", "--storage", "my storage", cwd=open_path)
+    terminal = Terminal(folder, build_dir, "--port", "0", "--storage", "parent/my storage", cwd=open_path)
     port = terminal.port()
     assert _get(port, f"/control/{device}") == (200, b"{}")
     terminal.end(signal.SIGINT)
@@ -223,6 +222,29 @@ def test_storage_that_stays(open_path, build_dir):
     assert _get(terminal.port(), "/control/command/ble/whitelist/device?address=58a1b2c3d4e5") == (200, b"\n{}\n")
     terminal.end(signal.SIGINT)
     assert os.path.exists(storage / "MISC" / "ble_whitelist.json")
+
+
+def test_storage_that_cannot_be_made(open_path, build_dir):
+    file = open_path / "file"
+    file.write_text("")
+    for storage, reason in ((file, "Not a directory"), (file / "below", "Not a directory"),
+                            ("/proc/no such thing", "No such file or directory")):
+        done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "0", "--storage", storage],
+                              env={"PATH": os.environ["PATH"], "TMPDIR": str(open_path)}, capture_output=True, text=True,
+                              timeout=30, check=False)
+        assert (done.returncode, done.stdout) == (1, "")
+        assert done.stderr == f"run: {storage} cannot be the storage: {reason}\n"
+        assert os.listdir(open_path) == ["file"]
+
+
+def test_storage_is_not_made_for_a_camera_that_does_not_start(open_path, build_dir):
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        taken.listen()
+        done = subprocess.run([RUN, "--build-dir", build_dir, "--port", str(taken.getsockname()[1]), "--storage",
+                               open_path / "storage"], capture_output=True, text=True, timeout=30, check=False)
+    assert done.returncode == 1
+    assert os.listdir(open_path) == []
 
 
 def test_folder_left_by_a_killed_camera_is_taken_over(open_path, build_dir):

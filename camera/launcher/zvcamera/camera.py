@@ -1,6 +1,7 @@
 """The simulated camera as an object: start it, ask it, stop it."""
 
 import base64
+import errno
 import http.client
 import json
 import os
@@ -58,9 +59,9 @@ class Camera:
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     more: pairs (file of the machine, where the camera has it).
     scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
-    which stays; without it the storage goes with the camera. control_program: what the web server starts instead of
-    the control program (a wrapper of it). web_server: lighttpd, nginx or busybox. on_record: called with each log
-    record, from a thread.
+    which is made when it is not there, and stays; without it the storage goes with the camera. control_program: what
+    the web server starts instead of the control program (a wrapper of it). web_server: lighttpd, nginx or busybox.
+    on_record: called with each log record, from a thread.
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
@@ -108,7 +109,7 @@ class Camera:
         self.port = listener.getsockname()[1]
         try:
             self._folder = CameraFolder(self.port)
-            self.storage = self._given_storage or self._folder.fuse_d
+            self.storage = self._make_storage() or self._folder.fuse_d
             self._launch(listener)
         except FolderError as error:
             raise CameraError(str(error)) from error
@@ -127,9 +128,18 @@ class Camera:
     def _check_files(self):
         programs = [namespace.find(self.gateway_dir if name == namespace.CONTROL_PROGRAM else self.build_dir, name)
                     for name in namespace.PROGRAMS]
-        for path in programs + [p for p in (self._scenario, self._given_storage) if p]:
+        for path in programs + ([self._scenario] if self._scenario else []):
             if not os.path.exists(path):
                 raise CameraError(f"{path} does not exist")
+
+    def _make_storage(self):
+        try:
+            if self._given_storage:
+                os.makedirs(self._given_storage, exist_ok=True)
+        except OSError as error:
+            reason = os.strerror(errno.ENOTDIR) if isinstance(error, FileExistsError) else error.strerror
+            raise CameraError(f"{self._given_storage} cannot be the storage: {reason}") from error
+        return self._given_storage
 
     def _launch(self, listener):
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,

@@ -52,7 +52,7 @@ def _arguments(argv):
                         help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one)")
     parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
                         help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
-    parser.add_argument("--storage", metavar="DIR", help="keep the camera's storage in this folder")
+    parser.add_argument("--storage", metavar="DIR", help="keep the camera's storage in this folder, made when it is not there")
     parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")
     arguments = parser.parse_args(argv)
     if arguments.port is None:
