@@ -5,8 +5,8 @@ namespace {
 
 // In the order of the help text.
 constexpr CommandGroup groups[] = {
-    addStateCommands, addAnalyticsCommands, addBleCommands,
-    addFaultCommands, addTraceCommands,     addDaemonCommands,
+    addStateCommands, addAnalyticsCommands, addBleCommands,    addFaultCommands,
+    addTraceCommands, addDaemonCommands,    addStreamCommands,
 };
 
 } // namespace

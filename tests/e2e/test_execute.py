@@ -7,6 +7,7 @@ import urllib.parse
 
 import house
 import pytest
+from zvcamera.admin import AdminError
 
 SUCCESS = b'{"status":"0"}\n\n'
 BIN = "/usr/local/zarvo/bin"
@@ -220,3 +221,87 @@ def test_a_streaming_program_does_not_hold_the_request(idle):
     house.assert_empty(idle.get("/command/ble/pairing_available"))
     answers = house.at_once(8, lambda _: _execute(idle, ("zvStream", "stop", None)))
     assert [answer.body for answer in answers] == [SUCCESS] * 8
+
+
+def _shown(camera):
+    return json.loads(camera.tool("--json", "stream"))
+
+
+def test_tool_shows_what_runs_and_what_ran(idle):
+    assert idle.tool("stream") == "zvStream does not run\nlog: nothing\n"
+    assert _shown(idle) == {"running": False, "processes": [], "log": []}
+    _execute(idle, ("zvStream", "start", "-x 'a b' '' /usr/local/zarvo/bin/zvStream"))
+    _wait_for_history(idle, [words := ["-x", "a b", "", f"{BIN}/zvStream"]])
+    pid = _wait_for_streams(idle, 1)[0]
+    shown = _shown(idle)
+    assert shown["running"] is True
+    assert shown["processes"] == [{"pid": pid, "arguments": words}]
+    assert [(entry["event"], entry["pid"], entry["arguments"]) for entry in shown["log"]] == [("start", pid, words)]
+    time_of_start = shown["log"][0]["time"]
+    told = f'-x "a b" "" {BIN}/zvStream'
+    assert idle.tool("stream") == f"zvStream runs\n  {pid}  {told}\nlog:\n  {time_of_start}  {pid}  start  {told}\n"
+    _execute(idle, ("zvStream", "stop", None))
+    _wait_for_history(idle, [words, "SIGINT"])
+    assert [(entry["event"], entry.get("reason")) for entry in _shown(idle)["log"]] == [("start", None), ("end", "SIGINT")]
+    lines = idle.tool("stream").splitlines()
+    assert lines[0] == "zvStream does not run"
+    assert lines[-1].endswith(f"Z  {pid}  end    SIGINT")
+
+
+def test_tool_starts_and_stops(idle):
+    started = idle.tool("stream", "start", "-y", "$HOME 1", "[a,b]", "{}", "", "--json")
+    pid = _wait_for_streams(idle, 1)[0]
+    assert started.startswith(f'zvStream runs\n  {pid}  -y "$HOME 1" [a,b] {{}} "" --json\nlog:\n')
+    assert started.endswith('  start  -y "$HOME 1" [a,b] {} "" --json\n')
+    assert idle.tool("stream", "start", "2").count("  start ") == 2
+    both = _wait_for_streams(idle, 2)
+    assert [process["pid"] for process in _shown(idle)["processes"]] == both
+    stopped = json.loads(idle.tool("--json", "stream", "stop"))
+    assert (stopped["running"], stopped["processes"]) == (False, [])
+    assert _streams(idle) == []
+    assert sorted(entry.get("reason", "") for entry in stopped["log"]) == ["", "", "SIGINT", "SIGINT"]
+    assert json.loads(idle.tool("--json", "stream", "stop")) == stopped  # nothing to stop is nothing wrong
+
+
+def test_tool_stops_what_does_not_listen(idle):
+    idle.tool("stream", "start")
+    pid = _wait_for_streams(idle, 1)[0]
+    idle.run(["/bin/kill", "-STOP", str(pid)])
+    assert idle.tool("stream").startswith(f"zvStream runs\n  {pid}\n")
+    assert idle.tool("stream", "stop").startswith("zvStream does not run\n")
+    assert _streams(idle) == []
+
+
+def test_what_the_tool_starts_is_as_any_other(idle):
+    idle.tool("stream", "start", "1")
+    assert _execute(idle, ("zvStream", "restart", "2")).body == SUCCESS
+    _wait_for_history(idle, [["1"], "SIGINT", ["2"]])
+    assert [process["arguments"] for process in _shown(idle)["processes"]] == [["2"]]
+    assert idle.run(["/bin/ps", "-C", "zvStream", "-o", "stat="]).stdout.decode().strip()[0] != "Z"
+
+
+def test_tool_shows_the_last_entries_of_a_log_that_anybody_may_write(idle):
+    path = os.path.join(idle.storage, "zvStream.log")
+    entry = '{"event":"end","pid":%d,"time":"2026-11-21T03:11:00.456Z","reason":"SIGTERM"}\n'
+    strange = ["", "[" * 10_000, "[]", "{", '{"event":"end"}', '{"event":"end","pid":"1","time":"now","reason":"x"}',
+               '{"event":"start","pid":1,"time":"now","arguments":"x"}', '{"event":"start","pid":1,"time":"now","arguments":[1]}',
+               '{"event":"other","pid":1,"time":"now","reason":"x"}', '{"event":"end","pid":true,"time":"now","reason":"x"}', "\0\x7f"]
+    with open(path, "w", encoding="utf-8") as log:
+        log.write("".join(entry % number for number in range(20_000)) + "\n".join(strange) + "\n" + entry % 20_000)
+        log.write('{"event":"start","pid":1,"time":"\\u001b","arguments":["\\u001b]0;a","\\u009b","\u00e4"]}\n')
+    assert [logged["pid"] for logged in _shown(idle)["log"]] == [*range(19_992, 20_001), 1][-10:]
+    assert idle.tool("stream").endswith(
+        "  2026-11-21T03:11:00.456Z  20000  end    SIGTERM\n" + '  \\x1b  1  start  "\\x1b]0;a" "\\x9b" \u00e4\n')
+    for make in (["/bin/mkdir", "/tmp/fuse_d/zvStream.log"], ["/usr/bin/mkfifo", "/tmp/fuse_d/zvStream.log"]):
+        os.remove(path)
+        idle.run(make)
+        assert _shown(idle)["log"] == []
+        idle.run(["/bin/rm", "-rf", "/tmp/fuse_d/zvStream.log"])
+        idle.run(["/bin/touch", "/tmp/fuse_d/zvStream.log"])
+
+
+def test_tool_says_why_nothing_starts(idle):
+    for request in ({"arguments": "x"}, {"arguments": [1]}, {"arguments": ["a\0b"]}):
+        with pytest.raises(AdminError):
+            idle.admin("supervisor", "stream_start", **request)
+    assert _streams(idle) == []

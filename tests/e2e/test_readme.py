@@ -42,6 +42,7 @@ def test_walk(build_dir, make_camera):
     assert '"auto_connect":1' in output("whitelist/device", 1)
     assert output("whitelist/device", 2).strip() == "{}"
     assert [output("execute", turn).strip() for turn in (0, 1)] == ['{"status":"0"}'] * 2
+    assert re.match(r"zvStream runs\n  \d+  -x\nlog:\n  \S+Z  \d+  start  -x\n", output('" stream'))
     assert output("analytics/get").startswith("0000000 ")
     assert output("analytics/clear") == "{}"
     assert output("pairing_available", 1).startswith("HTTP/1.1 500 ")

@@ -6,7 +6,8 @@ Ends when its standard input ends. Standard output carries JSON lines: {"log": r
 {"failed": text} and, last, {"ended": [misdeeds]}.
 
 Commands on /run/zarvo/supervisor.admin, beside "status": stop, cont, kill, term and start a program by its name;
-"run" runs a command with exactly the given environment; "log" gives the records from a number on.
+"run" runs a command with exactly the given environment; "log" gives the records from a number on; "stream",
+"stream_start" and "stream_stop" are for the streaming program, which is not the supervisor's.
 """
 
 import argparse
@@ -22,7 +23,7 @@ import subprocess
 import sys
 import threading
 
-from . import admin, children, web
+from . import admin, children, stream, web
 from .collector import Collector
 
 _SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
@@ -88,6 +89,12 @@ class Supervisor:
         if op == "log":
             records, following = self._log.since(int(request.get("since", 0)))
             return {"records": records, "next": following}
+        if op == "stream":
+            return stream.status()
+        if op == "stream_start":
+            return stream.start(request.get("arguments", []))
+        if op == "stream_stop":
+            return stream.stop()
         raise ValueError(f"unknown op {op!r}")
 
     def _on_program(self, op, request):

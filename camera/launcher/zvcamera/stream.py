@@ -1,0 +1,125 @@
+"""The streaming program, which the control program starts and stops: what of it runs, what it has logged, and the same by hand."""
+
+import io
+import json
+import os
+import signal
+import subprocess
+import threading
+import time
+
+_NAME = "zvStream"
+_PROGRAM = f"/usr/local/zarvo/bin/{_NAME}"
+# In a command line the arguments begin behind the program; with an emulator in front, that is the second one.
+_PLACES = (_PROGRAM, f"/usr/local/zarvo/target/bin/{_NAME}")
+_LOG = f"/tmp/fuse_d/{_NAME}.log"
+_SHOWN = 10
+_READ = 1 << 16  # of the log's end
+
+
+class StreamError(Exception):
+    """The program does not start, or does not end."""
+
+
+def _words(line):
+    words = [word.decode(errors="replace") for word in line.split(b"\0")[:-1]]
+    program = next((number for number, word in enumerate(words) if word in _PLACES), 0)
+    return words[program + 1:]
+
+
+def _processes():
+    """Process id -> arguments of what runs under the program's name, which is what killall goes by."""
+    found = {}
+    for pid in sorted(int(name) for name in os.listdir("/proc") if name.isdigit()):
+        try:
+            with open(f"/proc/{pid}/stat", "rb") as stat, open(f"/proc/{pid}/cmdline", "rb") as line:
+                name, _, rest = stat.read().partition(b"(")[2].rpartition(b")")
+                if name == _NAME.encode() and rest.split()[0] not in b"ZX":
+                    found[pid] = _words(line.read())
+        except OSError:
+            continue  # it has ended meanwhile
+    return found
+
+
+def _is_entry(entry):
+    """The log lies in the camera's storage: anything may stand in it."""
+    if not isinstance(entry, dict) or type(entry.get("pid")) is not int or not isinstance(entry.get("time"), str):
+        return False
+    if entry.get("event") == "end":
+        return isinstance(entry.get("reason"), str)
+    arguments = entry.get("arguments")
+    return (entry.get("event") == "start" and isinstance(arguments, list)
+            and all(isinstance(word, str) for word in arguments))
+
+
+def _open_log():
+    return open(_LOG, "rb", opener=lambda path, flags: os.open(path, flags | os.O_NONBLOCK))
+
+
+def _log_size():
+    try:
+        return os.path.getsize(_LOG)
+    except OSError:
+        return 0
+
+
+def _entries():
+    try:
+        with _open_log() as log:
+            log.seek(max(0, log.seek(0, io.SEEK_END) - _READ))
+            lines = log.read(_READ).splitlines()
+    except OSError:
+        return []  # not there, or no file
+    found = []
+    for line in lines:
+        try:
+            entry = json.loads(line)
+        except (ValueError, RecursionError):
+            continue
+        if _is_entry(entry):
+            found.append(entry)
+    return found[-_SHOWN:]
+
+
+def _wait(condition, patience):
+    deadline = time.monotonic() + patience
+    while not condition() and time.monotonic() < deadline:
+        time.sleep(0.01)
+
+
+def status():
+    """Whether it runs, its processes, and the last entries of its log, the oldest one first."""
+    found = _processes()
+    return {"running": bool(found), "processes": [{"pid": pid, "arguments": words} for pid, words in found.items()],
+            "log": _entries()}
+
+
+def start(arguments):
+    """Starts one more, with these arguments and its output discarded, as the control program does; the status then."""
+    if not isinstance(arguments, list) or not all(isinstance(word, str) for word in arguments):
+        raise StreamError("arguments: must be a list of texts")
+    size = _log_size()
+    child = subprocess.Popen([_PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                             stderr=subprocess.DEVNULL, start_new_session=True)
+    threading.Thread(target=child.wait, daemon=True).start()
+    # It runs without a log too, when that cannot be written.
+    _wait(lambda: child.poll() is not None or _log_size() > size, 1)
+    if child.poll() is not None:
+        raise StreamError(f"{_NAME} ended with status {child.returncode} while starting")
+    return status()
+
+
+def stop():
+    """Ends all that run, by SIGINT first, as the control program does; the status then."""
+    running = set(_processes())
+    for number in (signal.SIGINT, signal.SIGKILL):
+        for pid in running:
+            try:
+                os.kill(pid, number)
+            except ProcessLookupError:
+                pass
+        _wait(lambda: not running & set(_processes()), 2)
+        running &= set(_processes())
+    if running:
+        raise StreamError(f"{_NAME} does not end: {', '.join(map(str, sorted(running)))}")
+    return status()
