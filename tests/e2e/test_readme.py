@@ -1,15 +1,20 @@
-"""The walk of the README, as a newcomer would take it."""
+"""The commands of the README, as a newcomer would give them."""
 
 import os
 import re
+import shlex
 import subprocess
 
 import house
 
 
-def _walk():
+def _part(pattern):
     with open(os.path.join(house.ROOT, "README.md"), encoding="utf-8") as text:
-        return re.search(r"^```sh\n(.*?)^```", text.read(), re.DOTALL | re.MULTILINE)[1]
+        return re.search(pattern, text.read(), re.DOTALL | re.MULTILINE)[1]
+
+
+def _walk():
+    return _part(r"^```sh\n(.*?)^```")
 
 
 def _steps(walk):
@@ -47,3 +52,18 @@ def test_walk(build_dir, make_camera):
     assert output("analytics/clear") == "{}"
     assert output("pairing_available", 1).startswith("HTTP/1.1 500 ")
     assert output("pair/status", 1).startswith("HTTP/1.1 500 ")
+
+
+def test_commands_for_one_test(build_dir):
+    """They work in a fresh clone, in the order in which they stand, and there are such tests."""
+    build, unit, end_to_end = (shlex.split(line, comments=True)
+                               for line in _part(r"One test runs with\n\n(.*?)\n\n").splitlines())
+    assert build[0] == "scripts/build"
+    preset = build[1]
+    assert unit[:4] == ["ctest", "--preset", preset, "-R"]
+    assert end_to_end[:3] == ["python3", "-m", "pytest"] and end_to_end[-2:] == ["--build-dir", f"build/{preset}"]
+    listed = subprocess.run(["ctest", "--test-dir", build_dir, "-N", *unit[3:]], capture_output=True, text=True, check=True).stdout
+    assert int(re.search(r"^Total Tests: (\d+)$", listed, re.MULTILINE)[1]) > 0
+    listed = subprocess.run(["/usr/bin/python3", *end_to_end[1:-2], "--build-dir", build_dir, "--collect-only", "-q",
+                             "-p", "no:cacheprovider"], cwd=house.ROOT, capture_output=True, text=True, check=True).stdout
+    assert "::test_" in listed
