@@ -103,7 +103,7 @@ def start(arguments):
                              stderr=subprocess.DEVNULL, start_new_session=True)
     threading.Thread(target=child.wait, daemon=True).start()
     # It runs without a log too, when that cannot be written.
-    _wait(lambda: child.poll() is not None or _log_size() > size, 1)
+    _wait(lambda: child.poll() is not None or _log_size() > size, 5)
     if child.poll() is not None:
         raise StreamError(f"{_NAME} ended with status {child.returncode} while starting")
     return status()
