@@ -152,6 +152,8 @@ class Camera:
         line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
                 'cd "$0" && exec /usr/bin/python3 -m zvcamera.supervisor "$@"', namespace.HOUSE,
                 "--listen-fd", str(listener.fileno()), "--web-server", self._web_server]
+        if self._on_record:
+            line.append("--report-log")
         if self._scenario:
             line += ["--scenario", f"{namespace.HOUSE}/scenario.json"]
         if self._control_program:
@@ -166,8 +168,7 @@ class Camera:
         for line in self._process.stdout:
             report = json.loads(line)
             if "log" in report:
-                if self._on_record:
-                    self._on_record(report["log"])
+                self._on_record(report["log"])
             elif "ended" in report:
                 self.misdeeds = report["ended"]
             else:

@@ -1,9 +1,9 @@
 """Runs inside the camera's namespaces: starts and watches its programs, collects their log, serves commands.
 
-    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME]
+    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME] [--report-log]
 
-Ends when its standard input ends. Standard output carries JSON lines: {"log": record}, {"ready": true},
-{"failed": text} and, last, {"ended": [misdeeds]}.
+Ends when its standard input ends. Standard output carries JSON lines: {"ready": true}, {"failed": text} and, last,
+{"ended": [misdeeds]}; with --report-log {"log": record} as well.
 
 Commands on /run/zarvo/supervisor.admin, beside "status": stop, cont, kill, term and start a program by its name;
 "run" runs a command with exactly the given environment; "log" gives the records from a number on; "stream",
@@ -166,11 +166,12 @@ def main():
     parser.add_argument("--scenario")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
+    parser.add_argument("--report-log", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
 
     reports = Reports()
-    log = Collector(lambda record: reports.send(log=record))
+    log = Collector((lambda record: reports.send(log=record)) if arguments.report_log else None)
     programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
     for child in web.servers(arguments.web_server, listener, arguments.control_program, log):
         programs[child.name] = child
