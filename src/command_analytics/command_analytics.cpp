@@ -47,10 +47,12 @@ void sendHeader(int32_t size) {
 }
 
 int answerFile(const char* path) {
+    char buffer[analytics_gathered_size]; // outlives the file
     const File file(analytics_open(path));
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
+    static_cast<void>(std::setvbuf(file.get(), buffer, _IOFBF, sizeof buffer)); // fewer reads; without it as well
     int32_t size = 0;
     if (analytics_seek_end(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
