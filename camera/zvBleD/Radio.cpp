@@ -135,7 +135,7 @@ bool Radio::endPairing(PairingStatus end, Millis now) {
         slot.address = pairing_.address;
         slot.addressType = pairing_.addressType;
         if (device != nullptr) {
-            slot.name = device->name.substr(0, whitelistStorage);
+            slot.name = nameForSlot(device->name);
             slot.mitm = device->mitm;
             slot.connected = device->inRange(now);
         }

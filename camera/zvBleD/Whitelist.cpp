@@ -10,6 +10,17 @@ std::uint16_t Slot::flags() const {
     return static_cast<std::uint16_t>(flags);
 }
 
+std::string nameForSlot(const std::string& name) {
+    const auto continues = [&](std::size_t at) {
+        return (static_cast<unsigned char>(name[at]) & 0xc0) == 0x80;
+    };
+    std::size_t length = std::min(name.size(), whitelistStorage);
+    while (length < name.size() && length > 0 && continues(length)) {
+        --length;
+    }
+    return name.substr(0, length);
+}
+
 void Whitelist::rebuild(std::optional<std::uint8_t> id) {
     listId_ = id ? *id : static_cast<std::uint8_t>(listId_ + 1);
 }

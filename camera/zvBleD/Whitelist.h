@@ -22,6 +22,10 @@ struct Slot {
     std::uint16_t flags() const;
 };
 
+// As much of a device's name as a slot holds, cut between two characters: half a character is no UTF-8, which the list's
+// file could not keep.
+std::string nameForSlot(const std::string& name);
+
 class Whitelist {
 public:
     std::uint8_t listId() const { return listId_; }

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <system_error>
 
+#include "Radio.h"
+
 namespace zvcam {
 namespace {
 
@@ -53,6 +55,33 @@ TEST(WhitelistFile, keepsSlotsFreeOnesAndTheSettingButNoConnections) {
     EXPECT_FALSE(kept->slots[1].inUse);
     EXPECT_EQ(kept->slots[1].address, slot().address);
     EXPECT_FALSE(kept->slots[2].inUse);
+}
+
+// The name under which a device called so stands in the whitelist after pairing, saving and loading.
+std::string keptName(const std::string& name) {
+    Radio radio;
+    Device device;
+    device.address = parseAddress("a1b2c3d4e5f6");
+    device.name = name;
+    radio.setDevice(device);
+    radio.startPairing(device.address, 0, 0);
+    radio.advance(radio.settings.pairingTime);
+    saveWhitelist(path, {1, radio.whitelist.slots()});
+    return loadWhitelist(path)->slots.at(0).name;
+}
+
+TEST(WhitelistFile, aLongNameIsCutBetweenItsCharacters) {
+    const std::string two = "\xc3\xa9";
+    const std::string three = "\xe2\x82\xac";
+    const std::string four = "\xf0\x9f\x8e\xa5";
+    EXPECT_EQ(keptName(std::string(40, 'a')), std::string(31, 'a'));
+    EXPECT_EQ(keptName(std::string(29, 'a') + two), std::string(29, 'a') + two);
+    EXPECT_EQ(keptName(std::string(30, 'a') + two), std::string(30, 'a'));
+    EXPECT_EQ(keptName(std::string(28, 'a') + three + "b"), std::string(28, 'a') + three);
+    EXPECT_EQ(keptName(std::string(29, 'a') + three), std::string(29, 'a'));
+    EXPECT_EQ(keptName(std::string(30, 'a') + three), std::string(30, 'a'));
+    EXPECT_EQ(keptName(std::string(28, 'a') + four), std::string(28, 'a'));
+    EXPECT_EQ(keptName(std::string(30, 'a') + four), std::string(30, 'a'));
 }
 
 TEST(WhitelistFile, isReplacedInOneStep) {
