@@ -107,7 +107,7 @@ bool AdminServer::handleLines(Client& client) {
 
 std::string AdminServer::answer(Client& client, const std::string& line) {
     try {
-        const Json request = Json::parse(line);
+        const Json request = parseJson(line);
         const auto op = request.is_object() ? request.find("op") : request.end();
         if (!request.is_object() || op == request.end() || !op->is_string()) {
             return errorLine("a request is an object with the text \"op\"");

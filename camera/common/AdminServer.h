@@ -4,8 +4,8 @@
  * {"op":"name", ...} is answered with {"ok":true,"result":...} or {"ok":false,"error":"text"}, in the order
  * of the requests. After a subscription a client gets {"event":"topic","data":...} lines too.
  *
- * No client can hold or stop the daemon: nothing waits, request lines are bounded (64 KiB), so is what a
- * client lets lie unread (4 MiB), and of more than 64 clients the longest connected one without a
+ * No client can hold or stop the daemon: nothing waits, request lines are bounded (64 KiB, 16 levels of nesting), so
+ * is what a client lets lie unread (4 MiB), and of more than 64 clients the longest connected one without a
  * subscription is dropped.
  */
 #pragma once

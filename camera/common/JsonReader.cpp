@@ -2,6 +2,17 @@
 
 namespace zvcam {
 
+Json parseJson(std::string_view text) {
+    return Json::parse(text, [](int depth, Json::parse_event_t event, const Json&) {
+        const bool begins =
+            event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
+        if (begins && depth >= nestingLimit) {
+            throw JsonError("nested deeper than " + std::to_string(nestingLimit));
+        }
+        return true;
+    });
+}
+
 JsonReader::JsonReader(const Json& object, std::string where) : object_(object), where_(std::move(where)) {
     if (!object.is_object()) {
         throw JsonError((where_.empty() ? "the document" : where_) + ": must be an object");

@@ -8,6 +8,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace zvcam {
 
@@ -17,6 +18,12 @@ class JsonError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// What is read from outside is nested no deeper: copying and writing JSON takes the stack, level by level.
+constexpr int nestingLimit = 16;
+
+// Throws JsonError for a text that is nested deeper, Json::exception for one that is no JSON.
+Json parseJson(std::string_view text);
 
 class JsonReader {
 public:

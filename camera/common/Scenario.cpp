@@ -27,7 +27,7 @@ std::string readWhole(const std::string& path) {
 Scenario Scenario::load(const std::string& path) {
     Scenario scenario;
     try {
-        scenario.document_ = Json::parse(readWhole(path));
+        scenario.document_ = parseJson(readWhole(path));
         JsonReader reader(scenario.document_, "");
         std::string description;
         reader.text("description", description);

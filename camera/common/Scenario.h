@@ -13,7 +13,7 @@ public:
     // No file: every part is empty, all defaults.
     Scenario() = default;
     // Reads a file; throws JsonError that names the file when it cannot be read, is not JSON, is larger than
-    // 4 MiB or has a part that no daemon knows ("description" may hold any text).
+    // 4 MiB, is nested deeper than 16 levels or has a part that no daemon knows ("description" may hold any text).
     static Scenario load(const std::string& path);
 
     // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none.

@@ -42,7 +42,7 @@ std::optional<KeptWhitelist> loadWhitelist(const std::string& path) {
     }
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     try {
-        const Json document = Json::parse(text);
+        const Json document = parseJson(text);
         JsonReader reader(document, "");
         KeptWhitelist kept;
         reader.number("auto_connect", kept.autoConnect, 0, 255);

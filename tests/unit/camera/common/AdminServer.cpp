@@ -85,6 +85,19 @@ TEST_F(AdminServerTest, errorsAreAnsweredInWords) {
     EXPECT_THROW(client.call("fail"), std::runtime_error);
 }
 
+TEST_F(AdminServerTest, requestsAreNestedNoDeeperThanTheLimit) {
+    const auto answerAt = [this](std::size_t depth) { // the request's own braces are one level
+        return raw("{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') +
+                       std::string(depth - 1, ']') + "}\n",
+                   1);
+    };
+    EXPECT_EQ(answerAt(16), "{\"ok\":true,\"result\":2}\n");
+    EXPECT_EQ(answerAt(17), "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
+    EXPECT_EQ(answerAt(32000), "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
+    EXPECT_EQ(raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1),
+              "{\"ok\":true,\"result\":6}\n"); // a text is no nesting
+}
+
 TEST_F(AdminServerTest, aLineTooLongEndsTheConnection) {
     EXPECT_EQ(raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2),
               "{\"error\":\"request line too long\",\"ok\":false}\n");

@@ -40,6 +40,15 @@ TEST(Scenario, saysWhatIsWrongWithTheFile) {
     EXPECT_EQ(errorOf(std::string((std::size_t{4} << 20) + 1, ' ')), "larger than a scenario may be");
 }
 
+TEST(Scenario, isNestedNoDeeperThanTheLimit) {
+    const auto nested = [](std::size_t depth) { // the file's own braces are one level
+        return "{\"faults\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}";
+    };
+    EXPECT_EQ(errorOf(nested(16)), "");
+    EXPECT_EQ(errorOf(nested(17)), "nested deeper than 16");
+    EXPECT_EQ(errorOf(nested(1000000)), "nested deeper than 16");
+}
+
 TEST(JsonReader, readsWithinRangesAndLeavesWhatIsAbsent) {
     const Json json{{"a", 5}, {"t", "x"}, {"f", 1}};
     JsonReader reader(json, "part");

@@ -2,11 +2,13 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <random>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
 #include "DaemonProcess.h"
 #include "SyslogCapture.h"
+#include "UnixSocket.h"
 
 namespace {
 
@@ -221,6 +223,36 @@ TEST(zvBleD, spoilsRepliesOnDemand) {
     daemon.call("fault_add", {{"command", 10}, {"fault", "truncated"}, {"bytes", 6}, {"count", 1}});
     EXPECT_EQ(client.ask({10}), (Bytes{0x00, 0x0e, 0x00, 0x03, 0x00, 0x00}));
     EXPECT_EQ(client.ask({10}), byteReply(1));
+}
+
+// A request line of the tool, raw; what is answered.
+std::string rawAnswer(const std::string& line) {
+    const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
+    EXPECT_EQ(send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL), static_cast<ssize_t>(line.size()));
+    char answer[256];
+    const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);
+    return {answer, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+std::string nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+TEST(zvBleD, requestsNestedTooDeepAreRefused) {
+    DaemonProcess daemon("zvBleD");
+    for (const char* op : {"fault_add", "ble_set", "device_set", "whitelist_set", "pairing_end"}) {
+        EXPECT_EQ(rawAnswer("{\"op\":\"" + std::string(op) + "\",\"x\":" + nested(32000) + "}\n"),
+                  "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
+    }
+    EXPECT_EQ(daemon.end(SIGTERM), 0);
+}
+
+TEST(zvBleD, aScenarioNestedTooDeepIsAClearError) {
+    std::ofstream("/tmp/deep.json") << "{\"ble\":{\"devices\":" << nested(1000000) << "}}";
+    ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
+    const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/deep.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.error, "zvBleD: /tmp/deep.json: nested deeper than 16\n");
 }
 
 TEST(zvBleD, aLateReplyHoldsNoOther) {

@@ -322,6 +322,19 @@ TEST(Control, RandomAdminLinesDoNotEndIt) {
     EXPECT_EQ(0, daemon.end(SIGTERM));
 }
 
+TEST(Control, ValuesNestedTooDeepAreRefused) {
+    ControlDaemon daemon;
+    const std::string deep = std::string(32000, '[') + std::string(32000, ']');
+    const std::string line = R"({"op":"set","item":"ap_has_default_credentials","value":)" + deep + "}\n";
+    const UniqueFd fd = connectUnix(admin, SOCK_STREAM);
+    ASSERT_EQ(static_cast<ssize_t>(line.size()), send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL));
+    char answer[256];
+    const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n",
+              std::string(answer, static_cast<std::size_t>(std::max<ssize_t>(length, 0))));
+    EXPECT_EQ(0, daemon.end(SIGTERM));
+}
+
 TEST(Control, ManySilentConnectionsKeepNobodyOut) {
     const ControlDaemon daemon;
     std::vector<UniqueFd> silent;
