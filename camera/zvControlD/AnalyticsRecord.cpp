@@ -35,12 +35,12 @@ Record AnalyticsRecords::next(std::uint64_t milliseconds) {
         break;
     case 2:
         signal_ = step(signal_, -90, -30, 3);
-        sent_ += 1500 * (signal_ + 100);
+        sent_ += 1500U * static_cast<std::uint32_t>(signal_ + 100);
         put(payload, 6, 1);
         put(payload, bits(signal_), 1);
         put(payload, 1, 1);
         put(payload, 0, 1);
-        put(payload, bits(sent_), 4);
+        put(payload, sent_, 4);
         break;
     case 3:
         sensor_ = step(sensor_, 200, 800, 4);

@@ -207,3 +207,22 @@ TEST(AnalyticsRecords, ByteForByte) {
         EXPECT_EQ(16U + static_cast<std::size_t>(length), record.size());
     }
 }
+
+TEST(AnalyticsRecords, TheBytesSentStartAgainAtZeroBeyondFourBytes) {
+    AnalyticsRecords records;
+    std::uint32_t sent = 0;
+    bool wrapped = false;
+    for (int i = 0; i < 2000000 && !wrapped; ++i) {
+        const Bytes record = records.next(0);
+        if (record[2] != 2) {
+            continue;
+        }
+        const auto signal = static_cast<signed char>(record[17]);
+        const std::uint32_t now =
+            static_cast<std::uint32_t>(record[20]) << 24 | record[21] << 16 | record[22] << 8 | record[23];
+        ASSERT_EQ(sent + 1500U * static_cast<std::uint32_t>(signal + 100), now);
+        wrapped = now < sent;
+        sent = now;
+    }
+    EXPECT_TRUE(wrapped);
+}
