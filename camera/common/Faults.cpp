@@ -259,25 +259,19 @@ PlannedFaults FaultTable::plan(const RequestInfo& request) {
             continue;
         }
         if (rule.kind == FaultKind::ListId) {
-            idShift_[request.command] = static_cast<std::uint8_t>(idShift_[request.command] + rule.value);
+            planned.idShift = static_cast<std::uint8_t>(planned.idShift + rule.value);
         }
         ++rule.hits;
         rule.left -= rule.forEver ? 0 : 1;
         planned.rules.push_back(rule);
     }
     std::erase_if(rules_, [](const FaultRule& rule) { return !rule.forEver && rule.left == 0; });
-    const auto shift = idShift_.find(request.command);
-    planned.idShift = shift == idShift_.end() ? std::uint8_t{0} : shift->second;
     return planned;
 }
 
 Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status,
                      const Bytes& data) {
     Message reply = makeReply(static_cast<std::uint8_t>(status), data);
-    if (request.page() != nullptr && data.size() >= pageHeaderSize) {
-        std::uint8_t& listId = reply.elements.front().data[1];
-        listId = static_cast<std::uint8_t>(listId + planned.idShift);
-    }
     bool noResponse = false;
     for (const FaultRule& rule : planned.rules) {
         spoilContent(rule, request, reply);

@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -29,7 +28,7 @@ enum class FaultKind {
     Short,   // the response element holds `bytes` bytes of data after the status, the message is consistent
     Index,   // a page's index moved by `by`
     TooMany, // a page's count is the asked maximum plus `by`
-    ListId,  // the list is rebuilt before a page that does not start at 0: its id changes, and stays changed
+    ListId,  // the list is rebuilt before a page that does not start at 0: its id grows by `by`, and stays so
     Extra,   // `bytes` bytes follow the message
     Garbage, // `bytes` bytes without meaning instead of the message
 };
@@ -65,7 +64,7 @@ struct RequestInfo {
 // The faults that hit one reply.
 struct PlannedFaults {
     std::vector<FaultRule> rules;
-    std::uint8_t idShift = 0; // added to a page's list id
+    std::uint8_t idShift = 0; // what the list's id is to grow by, before the page is made
     bool refused() const;
 };
 
@@ -91,7 +90,6 @@ public:
 
 private:
     std::vector<FaultRule> rules_;
-    std::map<std::string, std::uint8_t> idShift_;
     std::uint64_t lastId_ = 0;
 };
 

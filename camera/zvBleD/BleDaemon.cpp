@@ -42,9 +42,14 @@ void BleDaemon::handle(const QueueRequest& request) {
         service_.reply(request, planned, Status::UnknownCommand);
         return;
     }
+    const Millis time = now();
+    if (planned.idShift != 0) {
+        radio_.advance(time); // first: a device that is lost now must not make up for the shift
+        rebuildList(radio_, request.info.command, planned.idShift);
+    }
     CommandResult result{Status::UnknownCommand, {}};
     if (!planned.refused()) {
-        result = runCommand(radio_, request.data, now());
+        result = runCommand(radio_, request.data, time);
         saveFile();
     }
     if (result.status != Status::Ok) {

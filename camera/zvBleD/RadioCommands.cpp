@@ -94,4 +94,13 @@ CommandResult runCommand(Radio& radio, ByteSpan data, Millis now) {
     return run(radio, info->code, data, now);
 }
 
+void rebuildList(Radio& radio, const std::string& command, std::uint8_t by) {
+    const CommandInfo* info = findCommand(std::string_view(command));
+    if (info != nullptr && info->code == BleCode::ScanList) {
+        radio.rebuildScan(static_cast<std::uint8_t>(radio.scan().listId + by));
+    } else if (info != nullptr && info->code == BleCode::WhitelistList) {
+        radio.whitelist.rebuild(static_cast<std::uint8_t>(radio.whitelist.listId() + by));
+    }
+}
+
 } // namespace zvcam

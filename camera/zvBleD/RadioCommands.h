@@ -16,4 +16,7 @@ struct CommandResult {
 // BadParameters, an unknown code or an empty block with UnknownCommand; neither changes anything.
 CommandResult runCommand(Radio& radio, ByteSpan data, Millis now);
 
+// Rebuilds the list whose pages a command answers: its id grows by `by`. Does nothing for any other command.
+void rebuildList(Radio& radio, const std::string& command, std::uint8_t by);
+
 } // namespace zvcam

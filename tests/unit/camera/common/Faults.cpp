@@ -133,18 +133,15 @@ TEST(Faults, tooManyWaitsForARequestThatItCanExceed) {
     EXPECT_EQ(spoil(table, page(0, 254), {1, 0, 0, 0}).faults, "too_many");
 }
 
-TEST(Faults, aRebuiltListKeepsItsNewId) {
+TEST(Faults, aListIsRebuiltBeforeAPageThatDoesNotBeginAtZero) {
     FaultTable table;
     table.add(rule({{"command", "whitelist_list"}, {"fault", "list_id"}, {"count", 1}}));
-    const auto idOf = [&](std::uint8_t start) {
-        return decodeMessage(spoil(table, page(start, 255), {255, 9, start, 0}).bytes)
-            .message.find(69)
-            ->data[1];
-    };
-    EXPECT_EQ(idOf(0), 255); // a first page has nothing to differ from
-    EXPECT_EQ(idOf(4), 0);   // 8 bits
-    EXPECT_EQ(idOf(0), 0);
-    EXPECT_EQ(idOf(4), 0);
+    EXPECT_EQ(table.plan(page(0, 255)).idShift, 0); // a first page has nothing to differ from
+    EXPECT_EQ(table.plan(page(4, 255)).idShift, 1);
+    EXPECT_EQ(table.plan(page(4, 255)).idShift, 0); // what it did to the list is the list's
+    table.add(rule({{"command", "*"}, {"fault", "list_id"}, {"by", 200}, {"count", 1}}));
+    table.add(rule({{"command", "*"}, {"fault", "list_id"}, {"by", 100}, {"count", 1}}));
+    EXPECT_EQ(table.plan(page(4, 255)).idShift, 44); // 8 bits
 }
 
 TEST(Faults, aRuleHitsTheNextRepliesAfterThoseThatPass) {

@@ -225,6 +225,31 @@ TEST(zvBleD, spoilsRepliesOnDemand) {
     EXPECT_EQ(client.ask({10}), byteReply(1));
 }
 
+TEST(zvBleD, toolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
+    DaemonProcess daemon("zvBleD", R"({"ble":{"devices":[{"address":"000000000001","found_after_ms":0}],
+        "whitelist":[{"address":"000000000001"},{"address":"000000000002"}]},
+        "faults":[{"command":"*","fault":"list_id","by":5}]})");
+    Client client;
+    EXPECT_EQ(client.ask({1, 1}), statusReply(0));
+    struct List {
+        const char* name;
+        std::uint8_t code;
+        std::uint8_t id;
+    };
+    for (const List& list : {List{"whitelist", 6, 2}, List{"scan", 4, 1}}) {
+        const auto shown = [&] { return daemon.call("ble").at(list.name).at("list_id"); };
+        EXPECT_EQ(client.page({list.code, 0, 255})[1], list.id);
+        EXPECT_EQ(client.page({list.code, 1, 255})[1], list.id + 5);
+        EXPECT_EQ(shown(), list.id + 5);
+        daemon.call("rebuild", {{"list", list.name}, {"id", 255}});
+        EXPECT_EQ(client.page({list.code, 0, 255})[1], 255);
+        EXPECT_EQ(client.page({list.code, 1, 255})[1], 4);
+        EXPECT_EQ(shown(), 4);
+    }
+    daemon.call("fault_clear");
+    EXPECT_EQ(client.page({6, 1, 255})[1], daemon.call("ble").at("whitelist").at("list_id"));
+}
+
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
     const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);

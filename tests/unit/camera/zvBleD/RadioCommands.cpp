@@ -170,5 +170,14 @@ TEST_F(Commands, autoConnectIsSetByAnyValueButZero) {
     EXPECT_EQ(run({7, 1, 1, 1, 2, 3, 4, 5, 6}), refused(Status::BadParameters));
 }
 
+TEST_F(Commands, aListIsRebuiltByTheCommandOfItsPages) {
+    radio.rebuildScan(250);
+    rebuildList(radio, "scan_list", 7);
+    EXPECT_EQ(run({4, 0, 15}), ok({1, 0, 0, 0}));
+    rebuildList(radio, "whitelist_list", 3);
+    EXPECT_EQ(run({6, 0, 15}), ok({4, 0, 0, 0}));
+    EXPECT_EQ(radio.scan().listId, 1);
+}
+
 } // namespace
 } // namespace zvcam
