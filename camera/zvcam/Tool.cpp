@@ -101,6 +101,29 @@ Json Tool::call(const std::string& daemon, const std::string& op, Json arguments
     }
 }
 
+void Tool::callEach(std::span<const char* const> daemons, const std::string& op, const Json& arguments,
+                    const Take& take) {
+    std::string missing;
+    bool reached = false;
+    for (const char* daemon : daemons) {
+        Json result;
+        try {
+            result = call(daemon, op, arguments);
+        } catch (const NotReachable& error) {
+            missing += std::string(missing.empty() ? "" : "; ") + error.what();
+            continue;
+        }
+        reached = true;
+        take(daemon, result);
+    }
+    if (!reached) {
+        throw NotReachable(missing);
+    }
+    if (!missing.empty()) {
+        std::fprintf(stderr, "zvcam: %s\n", missing.c_str());
+    }
+}
+
 void Tool::print(const Json& result) const {
     const std::string text = json_ ? toLine(result) + "\n" : toText(result);
     std::fwrite(text.data(), 1, text.size(), stdout);

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "AdminClient.h"
@@ -32,6 +33,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The programs that serve a queue, in the order in which a request passes them.
+inline constexpr const char* queueDaemons[] = {"zvNetD", "zvBleD"};
+
 class Tool {
 public:
     // Adds the options --port, --run-dir and --json.
@@ -48,6 +52,12 @@ public:
     // One operation over a connection of its own. Throws std::runtime_error with the daemon's error text.
     Json call(const std::string& daemon, const std::string& op, Json arguments = Json::object(),
               std::chrono::milliseconds wait = std::chrono::seconds(5));
+
+    // The same of each of the programs that is there, its result given to `take`. One that is not is named on standard
+    // error; throws NotReachable when none is.
+    using Take = std::function<void(const std::string& daemon, const Json& result)>;
+    void callEach(std::span<const char* const> daemons, const std::string& op, const Json& arguments,
+                  const Take& take);
 
     bool json() const { return json_; }
     // Prints a result: one JSON line with --json, else for people: members of objects aligned, one a line,

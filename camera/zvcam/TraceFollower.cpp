@@ -1,14 +1,12 @@
 #include "TraceFollower.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <poll.h>
 #include <vector>
 
 namespace zvcam {
 namespace {
 
-constexpr const char* daemons[] = {"zvNetD", "zvBleD"};
 constexpr int reconnectMillis = 500;
 
 Json sorted(Json records) {
@@ -21,25 +19,14 @@ Json sorted(Json records) {
 
 Json TraceFollower::kept() {
     Json all = Json::array();
-    std::string missing;
-    int reached = 0;
-    for (const char* daemon : daemons) {
-        try {
-            for (const Json& record : tool_.call(daemon, "trace")) {
-                all.push_back(record);
-            }
-            ++reached;
-        } catch (const NotReachable& error) {
-            missing += std::string(missing.empty() ? "" : "; ") + error.what();
-        }
-    }
-    if (reached == 0) {
-        throw NotReachable(missing);
-    }
-    if (!missing.empty()) {
-        std::fprintf(stderr, "zvcam: %s\n", missing.c_str());
-    }
+    tool_.callEach(queueDaemons, "trace", Json::object(), [&](const std::string&, const Json& records) {
+        all.insert(all.end(), records.begin(), records.end());
+    });
     return sorted(all);
+}
+
+void TraceFollower::clear() {
+    tool_.callEach(queueDaemons, "trace_clear", Json::object(), [](const std::string&, const Json&) {});
 }
 
 void TraceFollower::follow(const Sink& sink) {
@@ -56,7 +43,7 @@ void TraceFollower::follow(const Sink& sink) {
 
 void TraceFollower::connectMissing(const Sink& sink) {
     Json records = Json::array();
-    for (const char* daemon : daemons) {
+    for (const char* daemon : queueDaemons) {
         if (clients_.count(daemon) != 0) {
             continue;
         }

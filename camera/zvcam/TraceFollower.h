@@ -19,6 +19,8 @@ public:
     // What the daemons have kept, in the order of time. A daemon that is not there is named on standard error; throws
     // NotReachable when none is.
     Json kept();
+    // Makes them forget it; likewise.
+    void clear();
 
     // Hands over what is kept and then what comes, for ever; a daemon that ends is waited for.
     void follow(const Sink& sink);

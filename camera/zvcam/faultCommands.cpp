@@ -1,4 +1,7 @@
 // fault ...: replies spoilt on demand, by zvBleD and zvNetD.
+#include <algorithm>
+#include <vector>
+
 #include "Faults.h"
 #include "groups.h"
 
@@ -21,9 +24,27 @@ struct Words {
     std::string id;
 };
 
+constexpr const char* anyCommand = "*";
+
 bool concerns(const Owner& owner, const std::string& command) {
     const bool network = command == "PD" || command == "PX";
-    return command == "*" || network == (std::string(owner.prefix) == "net:");
+    return command == anyCommand || network == (std::string(owner.prefix) == "net:");
+}
+
+std::vector<const char*> daemonsFor(const std::string& command) {
+    std::vector<const char*> daemons;
+    for (const Owner& owner : owners) {
+        if (concerns(owner, command)) {
+            daemons.push_back(owner.daemon);
+        }
+    }
+    return daemons;
+}
+
+std::string prefixOf(const std::string& daemon) {
+    const auto owner = std::find_if(std::begin(owners), std::end(owners),
+                                    [&](const Owner& one) { return daemon == one.daemon; });
+    return owner->prefix;
 }
 
 Json ruleOf(const Words& words) {
@@ -44,22 +65,21 @@ void add(Tool& tool, const Words& words) {
     const std::string command =
         readFaultRule(rule, "").command; // what is wrong is said before anybody is asked
     Json ids = Json::array();
-    for (const Owner& owner : owners) {
-        if (concerns(owner, command)) {
-            ids.push_back(owner.prefix + tool.call(owner.daemon, "fault_add", rule).at("id").dump());
-        }
-    }
+    tool.callEach(daemonsFor(command), "fault_add", rule, [&](const std::string& daemon, const Json& added) {
+        ids.push_back(prefixOf(daemon) + added.at("id").dump());
+    });
     tool.print({{"added", ids}});
 }
 
 Json rules(Tool& tool) {
     Json all = Json::array();
-    for (const Owner& owner : owners) {
-        for (Json rule : tool.call(owner.daemon, "fault_list")) {
-            rule["id"] = owner.prefix + rule.at("id").dump();
-            all.push_back(rule);
-        }
-    }
+    tool.callEach(daemonsFor(anyCommand), "fault_list", Json::object(),
+                  [&](const std::string& daemon, const Json& own) {
+                      for (Json rule : own) {
+                          rule["id"] = prefixOf(daemon) + rule.at("id").dump();
+                          all.push_back(std::move(rule));
+                      }
+                  });
     return all;
 }
 
@@ -122,9 +142,8 @@ void addFaultCommands(CLI::App& app, Tool& tool) {
     removing->callback([&tool, words] { tool.does([&tool, words] { remove(tool, words->id); }); });
     group->add_subcommand("clear", "Remove all rules")->callback([&tool] {
         tool.does([&tool] {
-            for (const Owner& owner : owners) {
-                tool.call(owner.daemon, "fault_clear");
-            }
+            tool.callEach(daemonsFor(anyCommand), "fault_clear", Json::object(),
+                          [](const std::string&, const Json&) {});
         });
     });
 }

@@ -6,7 +6,7 @@ namespace {
 // In the order of the help text.
 constexpr CommandGroup groups[] = {
     addStateCommands, addAnalyticsCommands, addBleCommands,    addFaultCommands,
-    addTraceCommands, addDaemonCommands,    addStreamCommands,
+    addTraceCommands, addQueueCommands,     addDaemonCommands, addStreamCommands,
 };
 
 } // namespace

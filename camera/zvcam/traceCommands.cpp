@@ -45,8 +45,7 @@ void trace(Tool& tool, const Words& words) {
         follower.follow(sink);
     }
     if (words.clear) {
-        tool.call("zvNetD", "trace_clear");
-        tool.call("zvBleD", "trace_clear");
+        follower.clear();
         return;
     }
     for (const Json& record : follower.kept()) {

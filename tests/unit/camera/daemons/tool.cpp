@@ -76,6 +76,18 @@ TEST_F(ToolTest, saysWhatTheRadioRefuses) {
     EXPECT_EQ(zvcamTool({"ble"}).status, 3);
 }
 
+TEST_F(ToolTest, showsTheQueuesCountsAndTheBacklog) {
+    ASSERT_TRUE(sendTo("/to_zvnet", {1}));
+    EXPECT_EQ(net.waitForCount("skipped", 1), 1U);
+    const zvcam::Json counts = zvcam::Json::parse(done({"--json", "queue"}).out);
+    EXPECT_EQ(counts.at("zvBleD"), ble.call("queue"));
+    zvcam::Json expected = net.call("queue");
+    expected["backlog"] = 0;
+    EXPECT_EQ(counts.at("zvNetD"), expected);
+    EXPECT_EQ(expected.at("skipped"), 1);
+    EXPECT_THAT(done({"queue"}).out, HasSubstr("zvNetD\n  answered    0\n  backlog     0\n"));
+}
+
 TEST_F(ToolTest, addsListsAndRemovesFaultsOfBothDaemons) {
     EXPECT_EQ(done({"fault", "add", "scan_list", "late", "300", "--count", "2", "--skip", "1"}).out,
               "added\n  ble:1\n");
@@ -131,6 +143,49 @@ TEST_F(ToolTest, aTraceOfOneDaemonNamesTheOtherThatIsMissing) {
     EXPECT_THAT(ended.error, HasSubstr("zvBleD does not run"));
     net.end(SIGTERM);
     EXPECT_EQ(zvcamTool({"trace"}).status, 3);
+}
+
+TEST_F(ToolTest, whatIsForBothDaemonsReachesTheOneThatRunsAndNamesTheOther) {
+    const auto namesNetwork = [](const Ended& ended) {
+        EXPECT_THAT(ended.error, HasSubstr("zvNetD does not run"));
+        return ended.out;
+    };
+    done({"fault", "add", "scan", "missing"});
+    ASSERT_TRUE(sendTo("/to_ble", {1}));
+    EXPECT_EQ(ble.waitForCount("skipped", 1), 1U);
+    net.end(SIGTERM);
+    EXPECT_EQ(namesNetwork(done({"fault", "list"})), "ble:1  scan  missing  skip 0, left all, hits 0\n");
+    EXPECT_EQ(namesNetwork(done({"fault", "add", "*", "late"})), "added\n  ble:2\n");
+    EXPECT_THAT(namesNetwork(done({"queue"})), HasSubstr("zvBleD\n  answered    0\n"));
+    EXPECT_EQ(namesNetwork(done({"fault", "clear"})), "");
+    EXPECT_TRUE(ble.call("fault_list").empty());
+    EXPECT_EQ(namesNetwork(done({"trace", "--clear"})), "");
+    EXPECT_TRUE(ble.call("trace").empty());
+    EXPECT_EQ(zvcamTool({"fault", "add", "PD", "late"}).status, 3); // its only daemon
+}
+
+TEST_F(ToolTest, clearingReachesTheNetworkDaemonWithoutTheOther) {
+    done({"fault", "add", "PD", "missing"});
+    ble.end(SIGTERM);
+    EXPECT_THAT(done({"fault", "clear"}).error, HasSubstr("zvBleD does not run"));
+    EXPECT_TRUE(net.call("fault_list").empty());
+}
+
+TEST_F(ToolTest, whatIsForBothDaemonsFailsWithoutAny) {
+    net.end(SIGTERM);
+    ble.end(SIGTERM);
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"fault", "list"},
+                                               {"fault", "add", "*", "late"},
+                                               {"fault", "clear"},
+                                               {"trace", "--clear"},
+                                               {"queue"}}) {
+        const Ended ended = zvcamTool(words);
+        EXPECT_EQ(ended.status, 3) << words[0];
+        EXPECT_EQ(ended.out, "");
+        EXPECT_THAT(ended.error, HasSubstr("zvNetD does not run"));
+        EXPECT_THAT(ended.error, HasSubstr("zvBleD does not run"));
+    }
 }
 
 } // namespace
