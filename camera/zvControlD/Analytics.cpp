@@ -90,6 +90,11 @@ void Analytics::setOnClear(const std::string& what) {
     throw JsonError("on_clear: must be empty, remove or keep");
 }
 
+void Analytics::setLimit(std::int64_t limit) {
+    limit_ = limit;
+    paused_ = false; // reaching the new one is worth a line in the log
+}
+
 void Analytics::collect(std::chrono::milliseconds interval) {
     stopCollecting();
     if (interval.count() > 0) {

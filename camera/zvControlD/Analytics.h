@@ -40,6 +40,9 @@ public:
     // "empty", "remove" or "keep"; throws JsonError.
     void setOnClear(const std::string& what);
 
+    // Bytes that collecting does not let the file grow beyond, from the next record on.
+    void setLimit(std::int64_t limit);
+
     // interval of 0: unchanged.
     void collect(std::chrono::milliseconds interval = {});
     void stopCollecting();

@@ -83,7 +83,7 @@ Json Control::unfail(const Json& request) {
     return state_.toJson().at("failures");
 }
 
-// Actions: status; on (interval_ms); off; size (size); append (records or hex); clear; path (path, empty for
+// Actions: status; on (interval_ms); off; size (size); limit (limit); append (records or hex); clear; path (path, empty for
 // the file's own); on_clear (what).
 Json Control::analytics(const Json& request) {
     Arguments arguments(request);
@@ -97,6 +97,10 @@ Json Control::analytics(const Json& request) {
         const std::int64_t size = arguments.requiredNumber("size", 0, Analytics::maxSize);
         arguments.finish();
         analytics_.setSize(size);
+    } else if (action == "limit") {
+        const std::int64_t limit = arguments.requiredNumber("limit", 0, Analytics::maxSize);
+        arguments.finish();
+        analytics_.setLimit(limit);
     } else if (action == "append") {
         std::string hex;
         const bool raw = arguments.text("hex", hex);

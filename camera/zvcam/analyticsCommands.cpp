@@ -27,11 +27,14 @@ void addOn(CLI::App& app, Tool& tool) {
     });
 }
 
-void addSize(CLI::App& app, Tool& tool) {
-    auto* command = app.add_subcommand("size", "Make the file exactly this long, and collect no more");
-    auto size = std::make_shared<std::int64_t>(0);
-    command->add_option("bytes", *size)->required();
-    command->callback([&tool, size] { tool.does([&tool, size] { ask(tool, "size", {{"size", *size}}); }); });
+// A subcommand that takes a number of bytes, which its action calls by the same name.
+void addBytes(CLI::App& app, Tool& tool, const std::string& name, const std::string& description) {
+    auto* command = app.add_subcommand(name, description);
+    auto bytes = std::make_shared<std::int64_t>(0);
+    command->add_option("bytes", *bytes)->required();
+    command->callback([&tool, name, bytes] {
+        tool.does([&tool, name, bytes] { ask(tool, name, {{name, *bytes}}); });
+    });
 }
 
 void addAppend(CLI::App& app, Tool& tool) {
@@ -83,7 +86,8 @@ void addAnalyticsCommands(CLI::App& app, Tool& tool) {
     addPlain(*group, tool, "status", "Show all about it");
     addOn(*group, tool);
     addPlain(*group, tool, "off", "Collect no more");
-    addSize(*group, tool);
+    addBytes(*group, tool, "size", "Make the file exactly this long, and collect no more");
+    addBytes(*group, tool, "limit", "Let collecting not grow the file beyond this");
     addAppend(*group, tool);
     addPlain(*group, tool, "clear", "Clear it, as a client's request does");
     addOnClear(*group, tool);

@@ -32,6 +32,16 @@ std::string aired(const Json& device, const char* rssi) {
            number(device.at(rssi), 5) + " dBm  " + quoteText(textOf(device.at("name"))) + uuids(device);
 }
 
+// What "ble device set" takes and the line above does not show, in its words.
+std::string settingsOf(const Json& device) {
+    std::string text;
+    for (const char* key :
+         {"rssi", "rssi_variation", "from_ms", "to_ms", "period_ms", "found_after_ms", "pairing_ms"}) {
+        text += (text.empty() ? "" : " ") + std::string(key) + "=" + textOf(device.at(key));
+    }
+    return text;
+}
+
 std::string scanText(const Json& scan) {
     const bool running = scan.at("running").get<bool>();
     std::string text =
@@ -39,7 +49,7 @@ std::string scanText(const Json& scan) {
         ", list id " + textOf(scan.at("list_id")) + ", " + std::to_string(scan.at("found").size()) +
         " found\n";
     for (const Json& found : scan.at("found")) {
-        text += aired(found, "rssi") + "\n";
+        text += aired(found, "rssi") + ", heard at " + textOf(found.at("seen_ms")) + " ms\n";
     }
     return text;
 }
@@ -51,8 +61,8 @@ std::string pairingText(const Json& pairing) {
 
 std::string slotText(const Json& slot) {
     const bool inUse = slot.at("in_use").get<bool>();
-    std::string text =
-        (inUse ? "  " : "  free: ") + textOf(slot.at("address")) + "  " + quoteText(textOf(slot.at("name")));
+    std::string text = (inUse ? "  " : "  free: ") + textOf(slot.at("address")) + "  type " +
+                       textOf(slot.at("address_type")) + "  " + quoteText(textOf(slot.at("name")));
     for (const char* flag : {"mitm", "auto_connect", "connected"}) {
         text += slot.at(flag).get<bool>() ? std::string(" ") + flag : "";
     }
@@ -75,7 +85,8 @@ std::string devicesText(const Json& devices) {
         text += aired(device, "rssi_now") +
                 (device.at("in_range").get<bool>() ? ", in range" : ", out of range") + ", " +
                 textOf(device.at("presence")) + ", pairing " + textOf(device.at("pairing")) +
-                (device.at("mitm").get<bool>() ? ", mitm" : "") + "\n";
+                (device.at("mitm").get<bool>() ? ", mitm" : "") + "\n                " + settingsOf(device) +
+                "\n";
     }
     return text;
 }
@@ -86,6 +97,7 @@ std::string bleText(const Json& state, const std::string& part) {
     std::string text;
     const auto wanted = [&](const char* name) { return part.empty() || part == name; };
     if (part.empty()) {
+        text += "time: " + textOf(state.at("now_ms")) + " ms since the start\n";
         text += "settings: auto_connect=" + textOf(state.at("auto_connect"));
         for (const auto& [key, value] : state.at("settings").items()) {
             text += " " + key + "=" + textOf(value);

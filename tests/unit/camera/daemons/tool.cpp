@@ -9,6 +9,7 @@ namespace {
 
 using namespace zvtest;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 
 constexpr const char* reply = "/to_ZVCC12";
 
@@ -36,22 +37,27 @@ TEST_F(ToolTest, setsAndShowsTheRadio) {
     EXPECT_EQ(state("settings").at("whitelist_page"), 30);
     done({"ble", "device", "set", "112233445566", "name=12", "rssi=-40", "rssi_variation=0",
           "uuid16=180d,180f", "presence=present", "mitm=true", "found_after_ms=0"});
-    EXPECT_EQ(done({"ble", "device"}).out, "devices: 1\n  112233445566  type 0   -40 dBm  \"12\" 180d 180f, "
-                                           "in range, present, pairing success, mitm\n");
-    done({"ble", "whitelist", "set", "a1b2c3d4e5f6", "name=One", "auto_connect=true"});
+    EXPECT_EQ(done({"ble", "device"}).out,
+              "devices: 1\n  112233445566  type 0   -40 dBm  \"12\" 180d 180f, "
+              "in range, present, pairing success, mitm\n"
+              "                rssi=-40 rssi_variation=0 from_ms=0 to_ms=0 period_ms=0 "
+              "found_after_ms=0 pairing_ms=-1\n");
+    done({"ble", "whitelist", "set", "a1b2c3d4e5f6", "name=One", "auto_connect=true", "address_type=1"});
     done({"ble", "whitelist", "set", "000000000001", "name=Two"});
     done({"ble", "connect", "a1b2c3d4e5f6"});
     done({"ble", "whitelist", "remove", "000000000001"});
     done({"ble", "rebuild", "whitelist", "9"});
     EXPECT_EQ(done({"ble", "whitelist"}).out, "whitelist: list id 9, 2 slots\n"
-                                              "    0  a1b2c3d4e5f6  \"One\" auto_connect connected\n"
-                                              "    1  free: 000000000001  \"Two\"\n");
+                                              "    0  a1b2c3d4e5f6  type 1  \"One\" auto_connect connected\n"
+                                              "    1  free: 000000000001  type 0  \"Two\"\n");
     done({"ble", "disconnect", "a1b2c3d4e5f6"});
     EXPECT_EQ(state("whitelist").at("slots")[0].at("connected"), false);
     done({"ble", "whitelist", "clear"});
     EXPECT_EQ(state("whitelist").at("slots").size(), 0U);
     done({"ble", "scan", "start"});
-    EXPECT_THAT(done({"ble", "scan"}).out, HasSubstr("scan: running, mode 1, list id 1, 1 found\n"));
+    EXPECT_THAT(done({"ble", "scan"}).out,
+                MatchesRegex("scan: running, mode 1, list id 1, 1 found\n"
+                             "  112233445566  type 0   -40 dBm  \"12\" 180d 180f, heard at [0-9]+ ms\n"));
     done({"ble", "scan", "stop"});
     EXPECT_EQ(state("scan").at("running"), false);
     done({"ble", "pairing", "start", "112233445566"});

@@ -46,6 +46,12 @@ std::string scenarioError(const char* scenario) {
 class AnalyticsTest : public testing::Test {
 protected:
     Analytics make(const char* scenario = "{}") { return Analytics(loop_, file, scenarioOf(scenario)); }
+    void runUntilItIs(std::int64_t size) {
+        for (int i = 0; i < 1000 && sizeOf() != size; ++i) {
+            loop_.runOnce(milliseconds(5));
+        }
+        EXPECT_EQ(size, sizeOf());
+    }
     EventLoop loop_;
 };
 
@@ -95,6 +101,16 @@ TEST_F(AnalyticsTest, DoesNotGrowBeyondItsLimitAndGoesOnOnceCleared) {
     runFor(loop_, milliseconds(100));
     EXPECT_GT(sizeOf(), 0);
     EXPECT_LE(sizeOf(), 70);
+}
+
+TEST_F(AnalyticsTest, AnotherLimitCountsFromTheNextRecordOn) {
+    Analytics analytics = make(R"({"analytics":{"collect":true,"interval_ms":10,"limit":30}})");
+    runUntilItIs(20);
+    runFor(loop_, milliseconds(50));
+    EXPECT_EQ(20, sizeOf());
+    analytics.setLimit(70);
+    EXPECT_EQ(70, analytics.toJson().at("limit"));
+    runUntilItIs(20 + 24 + 20);
 }
 
 TEST_F(AnalyticsTest, IsExactlyAsLongAsAsked) {

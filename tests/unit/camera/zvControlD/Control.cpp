@@ -165,6 +165,7 @@ TEST(Control, CommandsOfTheAnalyticsFile) {
     EXPECT_STREQ("/elsewhere", path);
     EXPECT_EQ(true, ask("analytics", {{"action", "on"}, {"interval_ms", 10}}).at("collect"));
     EXPECT_EQ(false, ask("analytics", {{"action", "off"}}).at("collect"));
+    EXPECT_EQ(70, ask("analytics", {{"action", "limit"}, {"limit", 70}}).at("limit"));
 }
 
 TEST(Control, CommandsOfTheAnalyticsFileCanBeMadeToFail) {
@@ -191,6 +192,9 @@ TEST(Control, RefusesSenselessAnalyticsActions) {
     EXPECT_EQ("size: is missing", refusal("analytics", {{"action", "size"}}));
     EXPECT_EQ("size: must be a whole number from 0 to 1099511627776",
               refusal("analytics", {{"action", "size"}, {"size", -1}}));
+    EXPECT_EQ("limit: is missing", refusal("analytics", {{"action", "limit"}}));
+    EXPECT_EQ("limit: must be a whole number from 0 to 1099511627776",
+              refusal("analytics", {{"action", "limit"}, {"limit", -1}}));
     EXPECT_EQ("odd number of hexadecimal digits",
               refusal("analytics", {{"action", "append"}, {"hex", "abc"}}));
     EXPECT_EQ("interval_ms: must be a whole number from 10 to 3600000",

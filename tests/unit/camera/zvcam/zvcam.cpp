@@ -148,6 +148,7 @@ TEST(zvcam, DrivesTheAnalyticsFile) {
     EXPECT_EQ(22U + 24U + 20U, std::filesystem::file_size(file));
     EXPECT_THAT(zvcamOf("analytics on --interval-ms 3600000").out, HasSubstr("collect      true\n"));
     EXPECT_THAT(zvcamOf("analytics off").out, HasSubstr("collect      false\n"));
+    EXPECT_THAT(zvcamOf("analytics limit 5000").out, HasSubstr("limit        5000\n"));
     EXPECT_EQ(std::string(file) + "\n", zvcamOf("analytics path").out);
     EXPECT_EQ("/else where\n", zvcamOf("analytics path '/else where'").out);
     EXPECT_EQ("/else where\n", zvcamOf("analytics path").out);
@@ -164,6 +165,8 @@ TEST(zvcam, RefusesSenselessAnalyticsArguments) {
     EXPECT_EQ(2, zvcamOf("analytics size").status);
     EXPECT_EQ(2, zvcamOf("analytics size x").status);
     EXPECT_EQ(1, zvcamOf("analytics size -1").status);
+    EXPECT_EQ(2, zvcamOf("analytics limit").status);
+    EXPECT_EQ(1, zvcamOf("analytics limit -1").status);
     EXPECT_EQ(2, zvcamOf("analytics on-clear burn").status);
     EXPECT_EQ(2, zvcamOf("analytics append 2 --hex 00").status);
     EXPECT_EQ(1, zvcamOf("analytics append --hex 0").status);
