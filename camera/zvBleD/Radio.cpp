@@ -112,7 +112,7 @@ Status Radio::startPairing(const Address& address, std::uint8_t addressType, Mil
     if (!whitelist.hasRoom(address, settings.whitelistSlots)) {
         return Status::NoRoom;
     }
-    pairing_ = {static_cast<std::uint8_t>(PairingStatus::Pairing), address, addressType, now};
+    pairing_ = {PairingStatus::Pairing, address, addressType, now};
     return Status::Ok;
 }
 
@@ -144,7 +144,7 @@ bool Radio::endPairing(PairingStatus end, Millis now) {
             end = PairingStatus::Failed;
         }
     }
-    pairing_.status = static_cast<std::uint8_t>(end);
+    pairing_.status = end;
     return true;
 }
 

@@ -28,12 +28,14 @@ struct Scan {
 };
 
 struct Pairing {
-    std::uint8_t status = 0; // a PairingStatus, or what the tool has put there
+    PairingStatus status = PairingStatus::Idle;
     Address address{};
     std::uint8_t addressType = 0;
     Millis since = 0;
+    std::optional<std::uint8_t> byHand = std::nullopt; // what clients are told instead of the status
 
-    bool running() const { return status == static_cast<std::uint8_t>(PairingStatus::Pairing); }
+    bool running() const { return status == PairingStatus::Pairing; }
+    std::uint8_t told() const { return byHand.value_or(static_cast<std::uint8_t>(status)); }
 };
 
 class Radio {
@@ -55,7 +57,8 @@ public:
     Status cancelPairing(const Address& address, std::uint8_t addressType, Millis now);
     // Ends a pairing under way as if the device had; false when there is none.
     bool endPairing(PairingStatus end, Millis now);
-    void setPairingStatus(std::uint8_t status) { pairing_.status = status; }
+    // What clients are told until the next pairing starts, whatever goes on meanwhile; nothing: its own status again.
+    void setPairingStatus(std::optional<std::uint8_t> status) { pairing_.byHand = status; }
     const Pairing& pairing() const { return pairing_; }
 
     const std::vector<Device>& devices() const { return devices_; }

@@ -152,7 +152,9 @@ void RadioAdmin::addOperations(AdminServer& admin) {
         endPairing(r, required(request, "outcome").get<std::string>(), time);
     });
     op("pairing_status", [](Radio& r, const Json& request, Millis) {
-        r.setPairingStatus(numberOf<std::uint8_t>(request, "status", 0, 255));
+        r.setPairingStatus(required(request, "status").is_null()
+                               ? std::nullopt
+                               : std::optional(numberOf<std::uint8_t>(request, "status", 0, 255)));
     });
     op("connection", [](Radio& r, const Json& request, Millis) { connection(r, request); });
 }

@@ -73,7 +73,7 @@ CommandResult run(Radio& radio, BleCode code, ByteSpan data, Millis now) {
         radio.whitelist.changed();
         return {};
     case BleCode::PairStatus:
-        return {Status::Ok, {radio.pairing().status}};
+        return {Status::Ok, {radio.pairing().told()}};
     case BleCode::ConfigGet:
         return {Status::Ok, {radio.autoConnect}};
     }

@@ -22,8 +22,11 @@ Json scanJson(const Scan& scan) {
 }
 
 Json pairingJson(const Pairing& pairing) {
-    return {{"status", pairing.status},
-            {"meaning", toText(static_cast<PairingStatus>(pairing.status))},
+    return {{"status", pairing.told()},
+            {"meaning", toText(static_cast<PairingStatus>(pairing.told()))},
+            {"by_hand", pairing.byHand.has_value()},
+            {"own_status", pairing.status},
+            {"own_meaning", toText(pairing.status)},
             {"address", toText(pairing.address)},
             {"address_type", pairing.addressType}};
 }

@@ -17,7 +17,7 @@ Json radioState(const Radio& radio, Millis now);
 /*
  * Admin operations: ble (the state), ble_set {settings}, device_set {device}, device_remove {address}, whitelist_set {slot},
  * whitelist_remove {address}, whitelist_clear, whitelist_reset, scan {mode}, rebuild {list, id}, pairing_start {address,
- * address_type}, pairing_end {outcome}, pairing_status {status}, connection {address, connected}.
+ * address_type}, pairing_end {outcome}, pairing_status {status, null for its own}, connection {address, connected}.
  * The radio is advanced to now() before each of them, and `changed` called after it.
  */
 struct RadioAdmin {

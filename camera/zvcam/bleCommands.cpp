@@ -15,6 +15,7 @@ struct Words {
     std::string word;
     int number = 0;
     std::optional<int> id;
+    bool own = false;
 };
 
 using Action = std::function<void(Tool& tool, const Words& words)>;
@@ -111,10 +112,13 @@ void addPairing(CLI::App& ble, Tool& tool) {
         ->required()
         ->check(CLI::IsMember({"success", "failure", "timeout", "cancel"}));
     act(end, tool, words, [](Tool& t, const Words& w) { call(t, "pairing_end", {{"outcome", w.word}}); });
-    auto* status = group->add_subcommand("status", "Set the status byte that clients are told");
-    status->add_option("status", words->number)->required()->check(CLI::Range(0, 255));
+    auto* status =
+        group->add_subcommand("status", "Set the status byte that clients are told until the next start");
+    status->require_option(1);
+    status->add_option("status", words->number)->check(CLI::Range(0, 255));
+    status->add_flag("--own", words->own, "Tell the pairing's own status again");
     act(status, tool, words, [](Tool& t, const Words& w) {
-        call(t, "pairing_status", {{"status", w.number}});
+        call(t, "pairing_status", {{"status", w.own ? Json() : Json(w.number)}});
     });
 }
 

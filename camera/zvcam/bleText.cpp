@@ -55,8 +55,13 @@ std::string scanText(const Json& scan) {
 }
 
 std::string pairingText(const Json& pairing) {
-    return "pairing: " + textOf(pairing.at("status")) + " (" + textOf(pairing.at("meaning")) + "), device " +
-           textOf(pairing.at("address")) + " type " + textOf(pairing.at("address_type")) + "\n";
+    const auto status = [&](const char* number, const char* meaning) {
+        return textOf(pairing.at(number)) + " (" + textOf(pairing.at(meaning)) + ")";
+    };
+    return "pairing: " + status("status", "meaning") +
+           (pairing.at("by_hand").get<bool>() ? " by hand, its own " + status("own_status", "own_meaning")
+                                              : "") +
+           ", device " + textOf(pairing.at("address")) + " type " + textOf(pairing.at("address_type")) + "\n";
 }
 
 std::string slotText(const Json& slot) {

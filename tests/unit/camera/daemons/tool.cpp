@@ -65,8 +65,13 @@ TEST_F(ToolTest, setsAndShowsTheRadio) {
     EXPECT_EQ(done({"ble", "pairing"}).out, "pairing: 5 (timed out), device 112233445566 type 0\n");
     done({"ble", "pairing", "status", "200"});
     EXPECT_EQ(state("pairing").at("status"), 200);
+    EXPECT_EQ(done({"ble", "pairing"}).out,
+              "pairing: 200 (unknown status) by hand, its own 5 (timed out), device 112233445566 type 0\n");
     EXPECT_EQ(zvcam::Json::parse(done({"--json", "ble", "pairing"}).out), state("pairing"));
-    EXPECT_THAT(done({"ble"}).out, HasSubstr("settings: auto_connect=0"));
+    done({"ble", "pairing", "status", "--own"});
+    EXPECT_EQ(done({"ble", "pairing"}).out, "pairing: 5 (timed out), device 112233445566 type 0\n");
+    EXPECT_THAT(done({"ble"}).out, MatchesRegex("time: [0-9]+ ms since the start\n"
+                                                "settings: auto_connect=0 (.|\n)*"));
     done({"ble", "device", "remove", "112233445566"});
     EXPECT_TRUE(state("devices").empty());
 }
@@ -78,6 +83,9 @@ TEST_F(ToolTest, saysWhatTheRadioRefuses) {
     EXPECT_EQ(zvcamTool({"ble", "set", "foo"}).error, "zvcam: must be key=value: foo\n");
     EXPECT_EQ(zvcamTool({"ble", "device", "remove", "112233445566"}).error, "zvcam: no such device\n");
     EXPECT_EQ(zvcamTool({"ble", "rebuild", "other"}).status, 2);
+    EXPECT_EQ(zvcamTool({"ble", "pairing", "status"}).status, 2);
+    EXPECT_EQ(zvcamTool({"ble", "pairing", "status", "256"}).status, 2);
+    EXPECT_EQ(zvcamTool({"ble", "pairing", "status", "7", "--own"}).status, 2);
     ble.end(SIGTERM);
     EXPECT_EQ(zvcamTool({"ble"}).status, 3);
 }

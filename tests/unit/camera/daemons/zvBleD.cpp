@@ -250,6 +250,28 @@ TEST(zvBleD, toolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
     EXPECT_EQ(client.page({6, 1, 255})[1], daemon.call("ble").at("whitelist").at("list_id"));
 }
 
+TEST(zvBleD, aStatusSetByHandHoldsAndHindersNoPairing) {
+    DaemonProcess daemon("zvBleD", scenario);
+    Client client;
+    daemon.call("pairing_status", {{"status", 1}});
+    EXPECT_EQ(client.ask({9}), byteReply(1));
+    EXPECT_EQ(client.ask({9}), byteReply(1));
+    EXPECT_THROW(daemon.call("pairing_end", {{"outcome", "success"}}), std::runtime_error);
+    EXPECT_EQ(client.ask(pairOne), statusReply(0));
+    EXPECT_EQ(client.waitForPairing(2), 2);
+    daemon.call("pairing_status", {{"status", 1}});
+    EXPECT_EQ(client.ask({9}), byteReply(1));
+    EXPECT_EQ(daemon.call("ble").at("pairing"), (zvcam::Json{{"status", 1},
+                                                             {"meaning", "pairing"},
+                                                             {"by_hand", true},
+                                                             {"own_status", 2},
+                                                             {"own_meaning", "paired"},
+                                                             {"address", "a1b2c3d4e5f6"},
+                                                             {"address_type", 1}}));
+    daemon.call("pairing_status", {{"status", nullptr}});
+    EXPECT_EQ(client.ask({9}), byteReply(2));
+}
+
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
     const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);

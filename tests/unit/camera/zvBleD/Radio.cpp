@@ -21,11 +21,11 @@ std::string found(const Radio& radio) {
     return names;
 }
 
-constexpr auto paired = static_cast<std::uint8_t>(PairingStatus::Paired);
-constexpr auto failed = static_cast<std::uint8_t>(PairingStatus::Failed);
-constexpr auto timedOut = static_cast<std::uint8_t>(PairingStatus::TimedOut);
-constexpr auto running = static_cast<std::uint8_t>(PairingStatus::Pairing);
-constexpr auto cancelled = static_cast<std::uint8_t>(PairingStatus::Cancelled);
+constexpr auto paired = PairingStatus::Paired;
+constexpr auto failed = PairingStatus::Failed;
+constexpr auto timedOut = PairingStatus::TimedOut;
+constexpr auto running = PairingStatus::Pairing;
+constexpr auto cancelled = PairingStatus::Cancelled;
 
 TEST(Scan, resultsArriveOverTimeInTheOrderInWhichTheyAreHeard) {
     Radio radio;
@@ -151,7 +151,7 @@ TEST(Pairing, takesItsTimeAndPutsTheDeviceIntoTheWhitelist) {
     one.addressType = 1;
     one.mitm = true;
     radio.setDevice(one);
-    EXPECT_EQ(radio.pairing().status, 0);
+    EXPECT_EQ(radio.pairing().status, PairingStatus::Idle);
     EXPECT_EQ(radio.startPairing(one.address, 1, 1000), Status::Ok);
     radio.advance(2999);
     EXPECT_EQ(radio.pairing().status, running);

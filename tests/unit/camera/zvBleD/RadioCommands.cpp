@@ -44,7 +44,7 @@ TEST_F(Commands, unknownCodesAndWrongSizesAreRefused) {
             }
         }
     }
-    EXPECT_EQ(radio.pairing().status, 0);
+    EXPECT_EQ(radio.pairing().status, PairingStatus::Idle);
     EXPECT_EQ(radio.autoConnect, 1);
 }
 
@@ -168,6 +168,36 @@ TEST_F(Commands, autoConnectIsSetByAnyValueButZero) {
     EXPECT_EQ(run({6, 0, 255}).data[4 + 6], 0x40);
     EXPECT_EQ(run({6, 0, 255}).data[0], 2); // not rebuilt
     EXPECT_EQ(run({7, 1, 1, 1, 2, 3, 4, 5, 6}), refused(Status::BadParameters));
+}
+
+TEST_F(Commands, aStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
+    Device one;
+    one.address = parseAddress("060504030201");
+    radio.setDevice(one);
+    for (const std::uint8_t byte : Bytes{1, 77}) {
+        radio.setPairingStatus(byte);
+        now += 20000; // long enough for any pairing to end
+        EXPECT_EQ(run({9}), ok({byte}));
+        EXPECT_EQ(run({3, 0, 0, 0, 0, 0, 0, 0}), refused(Status::NotFound)); // there is nothing to cancel
+        EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), ok());
+        EXPECT_EQ(run({9}), ok({1}));
+        now += 2000;
+        EXPECT_EQ(run({9}), ok({2}));
+    }
+}
+
+TEST_F(Commands, aPairingGoesOnBelowAStatusSetByHand) {
+    Device one;
+    one.address = parseAddress("060504030201");
+    radio.setDevice(one);
+    EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), ok());
+    radio.setPairingStatus(77);
+    EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), refused(Status::Busy));
+    now = 2000;
+    EXPECT_EQ(run({9}), ok({77}));
+    EXPECT_EQ(radio.whitelist.slots().size(), 1U);
+    radio.setPairingStatus(std::nullopt);
+    EXPECT_EQ(run({9}), ok({2}));
 }
 
 TEST_F(Commands, aListIsRebuiltByTheCommandOfItsPages) {
