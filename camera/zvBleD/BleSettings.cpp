@@ -1,5 +1,6 @@
 #include "BleSettings.h"
 
+#include <algorithm>
 #include <array>
 
 namespace zvcam {
@@ -92,9 +93,10 @@ bool Device::inRange(Millis now) const {
 
 Millis Device::inRangeSince(Millis now) const {
     if (presence == Presence::Present) {
-        return from;
+        return since;
     }
-    return period > 0 && to != 0 && to - from < period ? now - (now - from) % period : from;
+    const Millis begun = period > 0 && to != 0 && to - from < period ? now - (now - from) % period : from;
+    return std::max(begun, since);
 }
 
 void readSettings(JsonReader& reader, Settings& settings) {

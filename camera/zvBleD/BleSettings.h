@@ -32,6 +32,8 @@ struct Device {
     PairingOutcome pairing = PairingOutcome::Success;
     Millis pairingTime = -1; // -1: that of the settings
     bool mitm = false;       // pairs with man-in-the-middle protection
+    // In range since then, or since its schedule says so if that is later. Kept by the radio.
+    Millis since = 0;
 
     bool inRange(Millis now) const;
     // Since when it is in range without a break; only asked while it is.

@@ -194,17 +194,19 @@ const Device* Radio::findDevice(const Address& address) const {
     return found == devices_.end() ? nullptr : &*found;
 }
 
-void Radio::setDevice(const Device& device) {
+void Radio::setDevice(Device device, Millis now) {
     const auto found = std::find_if(devices_.begin(), devices_.end(),
                                     [&](const Device& one) { return one.address == device.address; });
+    const bool wasInRange = found != devices_.end() && found->inRange(now);
+    device.since = wasInRange ? found->inRangeSince(now) : now;
     if (found != devices_.end()) {
-        *found = device;
+        *found = std::move(device);
         return;
     }
     if (devices_.size() >= deviceLimit) {
         throw JsonError("more than the 255 devices that a list can have");
     }
-    devices_.push_back(device);
+    devices_.push_back(std::move(device));
 }
 
 bool Radio::removeDevice(const Address& address) {

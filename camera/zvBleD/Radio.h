@@ -63,8 +63,8 @@ public:
 
     const std::vector<Device>& devices() const { return devices_; }
     const Device* findDevice(const Address& address) const;
-    // Adds a device or replaces the one of its address; throws JsonError when there are too many.
-    void setDevice(const Device& device);
+    // Adds a device or replaces the one of its address, as something that happens now; throws JsonError when there are too many.
+    void setDevice(Device device, Millis now = 0);
     bool removeDevice(const Address& address);
 
     // Signal strength of a device at a time.

@@ -40,12 +40,12 @@ void set(Radio& radio, const Json& settings) {
     }
 }
 
-void setDevice(Radio& radio, const Json& json) {
+void setDevice(Radio& radio, const Json& json, Millis now) {
     JsonReader reader(json, "device");
     const Device* known = radio.findDevice(readAddress(reader, "address"));
     Device device = known != nullptr ? *known : Device();
     readDevice(json, "device", device);
-    radio.setDevice(device);
+    radio.setDevice(std::move(device), now);
 }
 
 void setSlot(Radio& radio, const Json& json) {
@@ -125,7 +125,7 @@ void RadioAdmin::addOperations(AdminServer& admin) {
     });
     op("ble_set", [](Radio& r, const Json& request, Millis) { set(r, required(request, "settings")); });
     op("device_set",
-       [](Radio& r, const Json& request, Millis) { setDevice(r, required(request, "device")); });
+       [](Radio& r, const Json& request, Millis time) { setDevice(r, required(request, "device"), time); });
     op("device_remove", [](Radio& r, const Json& request, Millis) {
         mustBe(r.removeDevice(addressOf(request)), "no such device");
     });

@@ -51,7 +51,7 @@ void setUpRadio(Radio& radio, const Json& ble) {
         if (radio.findDevice(device.address) != nullptr) {
             throw JsonError(where + ".address: a device with this address stands before");
         }
-        radio.setDevice(device);
+        radio.setDevice(std::move(device));
     });
     std::vector<Slot> slots = readSlots(reader, "whitelist");
     if (slots.size() > radio.settings.whitelistSlots) {

@@ -272,6 +272,15 @@ TEST(zvBleD, aStatusSetByHandHoldsAndHindersNoPairing) {
     EXPECT_EQ(client.ask({9}), byteReply(2));
 }
 
+TEST(zvBleD, aDeviceThatIsSetPresentIsHeardWhateverItsTimes) {
+    DaemonProcess daemon(
+        "zvBleD", R"({"ble":{"devices":[{"address":"000000000001","from_ms":3600000,"found_after_ms":0}]}})");
+    daemon.call("scan", {{"mode", 1}});
+    EXPECT_TRUE(daemon.call("ble").at("scan").at("found").empty());
+    daemon.call("device_set", {{"device", {{"address", "000000000001"}, {"presence", "present"}}}});
+    EXPECT_EQ(daemon.call("ble").at("scan").at("found").size(), 1U);
+}
+
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
     const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);

@@ -119,6 +119,50 @@ TEST(Device, isInRangeBetweenItsTimesAndAgainInEveryPeriod) {
     EXPECT_TRUE(one.inRange(1000000));
 }
 
+TEST(Device, thatIsSetPresentIsHeardAWhileAfterThatWhateverItsTimes) {
+    Radio radio;
+    Device one = device("000000000001", 2000);
+    one.from = 60000;
+    radio.setDevice(one);
+    radio.startScan(1, 0);
+    one.presence = Presence::Present;
+    radio.setDevice(one, 10000);
+    radio.advance(11999);
+    EXPECT_EQ(found(radio), "");
+    radio.advance(12000);
+    EXPECT_EQ(found(radio), "N1");
+}
+
+TEST(Device, thatIsSetPresentStaysInRangeWhenItWas) {
+    Radio radio;
+    Device one = device("000000000001", 2000);
+    one.from = 500;
+    radio.setDevice(one);
+    radio.startScan(1, 0);
+    one.presence = Presence::Present;
+    radio.setDevice(one, 1500);
+    radio.advance(2500); // two seconds after it came
+    EXPECT_EQ(found(radio), "N1");
+}
+
+TEST(Device, thatIsScheduledAgainIsHeardAWhileAfterThat) {
+    Radio radio;
+    Device one = device("000000000001", 2000);
+    one.presence = Presence::Away;
+    radio.setDevice(one);
+    radio.startScan(1, 0);
+    one.presence = Presence::Scheduled; // from 0 on
+    radio.setDevice(one, 10000);
+    EXPECT_EQ(radio.devices()[0].inRangeSince(10000), 10000);
+    one.from = 11000;
+    radio.setDevice(one, 10500);
+    EXPECT_EQ(radio.devices()[0].inRangeSince(11000), 11000);
+    radio.advance(12999);
+    EXPECT_EQ(found(radio), "");
+    radio.advance(13000);
+    EXPECT_EQ(found(radio), "N1");
+}
+
 TEST(Rssi, variesWithinItsBoundsOnceASecondTheSameForTheSameSeed) {
     Radio radio;
     Radio other;
