@@ -21,7 +21,7 @@ struct Field {
 // its data stay hexadecimal. Malformed messages give the fields that can be read and a last field "malformed".
 std::vector<Field> explainMessage(ByteSpan bytes, const std::string& command);
 
-// A message on one line ("BL scan_list start 0 maximum 15, reply to /to_ZVCC12", "reply ok, page of 3 of 3").
+// A message on one line (`request "BL" scan_list`, `reply to scan_list, status 0 (ok)`).
 std::string summarizeMessage(ByteSpan bytes, const std::string& command);
 
 // A text between quotes, with everything that does not print as \xNN.
