@@ -64,6 +64,22 @@ TEST(zvNetD, aSilentZvControlDHoldsNobodyElse) {
     EXPECT_EQ(answers.receive(milliseconds(8000)), statusReply(6)); // after its five seconds
 }
 
+TEST(zvNetD, moreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
+    DaemonProcess daemon("zvNetD");
+    const zvcam::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
+    TestQueue waiting(reply, 10, 1500);
+    TestQueue refused("/to_ZVCC13", 10, 1500);
+    for (int i = 0; i < 64; ++i) {
+        ASSERT_TRUE(sendTo(net, i % 2 == 0 ? enter : leave));
+    }
+    ASSERT_TRUE(sendTo(net, request("PD", {1, 3}, refused.name(), net)));
+    ASSERT_TRUE(sendTo(net, request("PX", {}, refused.name(), net)));
+    EXPECT_EQ(refused.receive(milliseconds(2000)), statusReply(6));
+    EXPECT_EQ(refused.receive(milliseconds(2000)), statusReply(6));
+    EXPECT_EQ(waiting.receive(milliseconds(0)), std::nullopt); // the others still wait
+    EXPECT_EQ(waiting.receive(milliseconds(8000)), statusReply(6));
+}
+
 TEST(zvNetD, passesRequestsForTheBleDaemonOnUnchanged) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
