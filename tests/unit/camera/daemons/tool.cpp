@@ -90,6 +90,19 @@ TEST_F(ToolTest, saysWhatTheRadioRefuses) {
     EXPECT_EQ(zvcamTool({"ble"}).status, 3);
 }
 
+TEST_F(ToolTest, aConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
+    done({"ble", "device", "set", "112233445566", "presence=away"});
+    done({"ble", "whitelist", "set", "112233445566"});
+    done({"ble", "whitelist", "set", "000000000001"}); // not among the devices
+    done({"ble", "connect", "112233445566"});
+    done({"ble", "connect", "000000000001"});
+    EXPECT_EQ(state("whitelist").at("slots")[0].at("connected"), false);
+    EXPECT_EQ(state("whitelist").at("slots")[1].at("connected"), true);
+    done({"ble", "device", "set", "112233445566", "presence=present"});
+    done({"ble", "connect", "112233445566"});
+    EXPECT_EQ(state("whitelist").at("slots")[0].at("connected"), true);
+}
+
 TEST_F(ToolTest, showsTheQueuesCountsAndTheBacklog) {
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
     EXPECT_EQ(net.waitForCount("skipped", 1), 1U);
