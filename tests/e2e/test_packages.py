@@ -154,7 +154,7 @@ def test_installed_packages_run_in_an_empty_root(packages, cross, tmp_path):
     wanted = [str(path) for name, path in packages.items() if name != "zvcontrol-dev"]
     run("bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--bind", "/", "/", "--dev", "/dev", "--",
         "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root", "--log=/dev/null",
-        "--install", *wanted)
+        "--install", *wanted, env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
     copy_runtime(root, cross)
     copy_native(root, shutil.which("busybox") or "/bin/busybox")
     busybox = os.path.realpath(shutil.which("busybox") or "/bin/busybox")
