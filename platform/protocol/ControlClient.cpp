@@ -138,8 +138,8 @@ ssize_t askPeer(const Endpoint& endpoint, Socket& socket, Packet& packet, std::s
         if (arrived != 0) {
             return arrived;
         }
-        // The daemon closes connections that lie idle, and may be another one by now. Every request may be
-        // made twice.
+        // The daemon closes connections that lie idle, and may be another one by now. Asking again does no harm:
+        // what a request changes is the same after the second time.
     }
     return connectTo(endpoint.path, deadline, socket) ? ask(socket.fd(), deadline, packet, length) : -1;
 }

@@ -11,7 +11,8 @@
  *
  * Prints the complete answer to standard output, once, after all work is done, and always returns
  * ZV_ERR_RESPONSE_ALREADY_SENT; only when memory runs out it prints nothing and returns ZV_ERR_OUTOFMEM. Without the
- * memory to begin an answer nothing is carried out; commands carried out before memory runs out stay done. Ignores the response buffer and its size. Logs nothing.
+ * memory to begin an answer nothing is carried out; commands carried out before memory runs out stay done. Ignores the
+ * response buffer and its size. Logs nothing.
  *
  * The arguments reach the system shell as they are: whoever may send this request may run any command. Who
  * may reach the control URL space is for the web server to decide.
