@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
@@ -12,19 +11,19 @@
 
 namespace {
 
-// Nothing read counts as exhausted, whatever the reason. What sink makes of a block is deliberately not looked at:
-// write errors do not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the
-// process at the first block, unless it was handed down ignored.)
-template<typename Sink>
-int copyBlocks(std::FILE* source, int64_t limit, Sink sink) {
-    char block[analytics_block_size];
+// Reads pieces of as many bytes as size says, into room, and hands them to sink, up to limit bytes in all. Nothing read
+// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do not
+// change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
+// piece, unless it was handed down ignored.)
+template<typename Size, typename Sink>
+int copyPieces(std::FILE* source, int64_t limit, char* room, Size size, Sink sink) {
     while (limit > 0) {
-        const auto most = static_cast<std::size_t>(std::min<int64_t>(limit, sizeof block));
-        const std::size_t length = std::fread(block, 1, most, source);
+        const auto most = static_cast<std::size_t>(std::min<int64_t>(limit, size()));
+        const std::size_t length = std::fread(room, 1, most, source);
         if (length == 0) {
             return 0;
         }
-        sink(block, length);
+        sink(room, length);
         if (std::ferror(source) != 0) {
             return -1;
         }
@@ -32,40 +31,6 @@ int copyBlocks(std::FILE* source, int64_t limit, Sink sink) {
     }
     return 0;
 }
-
-// Hands blocks on to a descriptor: the first ones as they come, so that a short file leaves just as it is read and a reader
-// of a long one has something at once; those behind them several at a time, since a system call costs more than
-// the 1024 bytes of a block.
-class BlockWriter {
-public:
-    explicit BlockWriter(int descriptor) : descriptor_(descriptor) {}
-
-    void take(const char* block, std::size_t length) {
-        if (direct_ > 0) {
-            --direct_;
-            static_cast<void>(write_all(descriptor_, {block, length}));
-            return;
-        }
-        if (length > sizeof gathered_ - used_) {
-            flush();
-        }
-        std::memcpy(gathered_ + used_, block, length);
-        used_ += length;
-    }
-
-    void flush() {
-        if (used_ > 0) {
-            static_cast<void>(write_all(descriptor_, {gathered_, used_}));
-            used_ = 0;
-        }
-    }
-
-private:
-    int descriptor_;
-    int direct_ = analytics_direct_blocks;
-    std::size_t used_ = 0;
-    char gathered_[analytics_gathered_size]; // deliberately not initialised: only what was put there is read
-};
 
 bool isDirectory(std::FILE* file) {
     struct stat status {};
@@ -104,16 +69,24 @@ int analytics_seek_start(std::FILE* file) {
 }
 
 int analytics_copy(std::FILE* destination, std::FILE* source) {
-    return copyBlocks(source, std::numeric_limits<int64_t>::max(),
-                      [destination](const char* block, std::size_t length) {
-                          static_cast<void>(std::fwrite(block, 1, length, destination));
-                      });
+    char block[analytics_block_size];
+    return copyPieces(
+        source, std::numeric_limits<int64_t>::max(), block, [] { return sizeof block; },
+        [destination](const char* piece, std::size_t length) {
+            static_cast<void>(std::fwrite(piece, 1, length, destination));
+        });
 }
 
 int analytics_send(int descriptor, std::FILE* source, int32_t limit) {
-    BlockWriter writer(descriptor);
-    const int result = copyBlocks(
-        source, limit, [&writer](const char* block, std::size_t length) { writer.take(block, length); });
-    writer.flush();
-    return result;
+    char pieces[analytics_gathered_size];
+    int direct = analytics_direct_blocks;
+    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one has
+    // something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
+    // block. Read that many at a time, they pass through no other buffer.
+    return copyPieces(
+        source, limit, pieces,
+        [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
+        [descriptor](const char* piece, std::size_t length) {
+            static_cast<void>(write_all(descriptor, {piece, length}));
+        });
 }

@@ -9,7 +9,7 @@
 /* Bytes copied at a time; the memory that a copy needs does not depend on the file's size. */
 inline constexpr std::size_t analytics_block_size = 1024;
 
-/* The so many first blocks of a file are written one by one; those behind them leave gathered, so many bytes at a time. */
+/* The so many first blocks of a file are copied one by one; those behind them together, so many bytes at a time. */
 inline constexpr int analytics_direct_blocks = 16;
 inline constexpr std::size_t analytics_gathered_size = 32 * analytics_block_size;
 
@@ -32,7 +32,7 @@ int analytics_seek_start(std::FILE* file);
 int analytics_copy(std::FILE* destination, std::FILE* source);
 
 /*
- * The same towards a descriptor, written whole: each of the first blocks by itself, the later ones gathered. The one
+ * The same towards a descriptor, written whole: each of the first blocks by itself, the later ones together. The one
  * difference in what arrives: this one stops after limit bytes at the latest.
  */
 int analytics_send(int descriptor, std::FILE* source, int32_t limit);

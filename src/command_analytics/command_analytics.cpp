@@ -47,13 +47,10 @@ void sendHeader(int32_t size) {
 }
 
 int answerFile(const char* path) {
-    char buffer[analytics_gathered_size]; // outlives the file
     const File file(analytics_open(path));
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
-    // For fewer reads; it goes without, too.
-    static_cast<void>(std::setvbuf(file.get(), buffer, _IOFBF, sizeof buffer));
     int32_t size = 0;
     if (analytics_seek_end(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
