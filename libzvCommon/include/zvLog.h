@@ -30,7 +30,7 @@ extern int32_t g_logLevel;
 /*
  * Diagnostic switches, initially 0x00281420.
  *   bits 0-7  verbosity: assertion reports and message traces above 7, mailbox reports from 16
- *   bit 8     trace of every message sent (subject to g_debug)
+ *   bit 8     trace of every message sent (subject to g_debug); the control library's traces of messages (Msg::dump)
  *   bit 9     traces show every line of a long message
  *   bit 29    reports and traces are appended to /tmp/fuse_d/wifi_log.txt too
  *   bit 30    reports and traces are printed to standard output too

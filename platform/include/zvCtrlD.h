@@ -183,7 +183,10 @@ public:
     virtual unsigned char getCategory() const;
     /* The first element of a type, owned by the message or by whoever added it; null when there is none. */
     virtual MsgElement* findElement(unsigned char type);
-    /* Traces the message at log level 6 (UTIL_LOG_TRACE), under a title that may be null. */
+    /*
+     * Traces the message in one line of the log, at level 6 (UTIL_LOG_TRACE), under a title that may be null. Only
+     * while bit 8 of g_debug_level is set, the switch of all message traces: it is off at first.
+     */
     virtual void dump(const char* title) const;
 
     /*

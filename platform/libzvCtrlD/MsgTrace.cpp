@@ -3,21 +3,25 @@
 #include "zvCtrlD.h"
 #include "zvLog.h"
 
+#include <cstdint>
 #include <cstdio>
 
 // Bound to the program's exports where there are any. A host without them is served all the same, untraced.
 #pragma weak g_logLevel
+#pragma weak g_debug_level
 #pragma weak zvUtilKlogMsgLevel
 
 namespace {
 
 constexpr const char* source = "zvCtrlD";
-constexpr std::size_t shownBytes = 32; // of an element's data
+constexpr std::size_t shownBytes = 32;           // of an element's data
+constexpr std::uint32_t traceMessages = 1U << 8; // in g_debug_level
 
 } // namespace
 
 bool MsgTrace::wanted() {
-    return &g_logLevel != nullptr && &zvUtilKlogMsgLevel != nullptr && g_logLevel >= UTIL_LOG_TRACE;
+    const bool bound = &g_logLevel != nullptr && &g_debug_level != nullptr && &zvUtilKlogMsgLevel != nullptr;
+    return bound && g_logLevel >= UTIL_LOG_TRACE && (g_debug_level & traceMessages) != 0;
 }
 
 template<class... Values>

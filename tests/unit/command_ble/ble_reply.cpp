@@ -156,10 +156,15 @@ TEST_F(Reply, DataMayTakeTheReplysPlace) {
     EXPECT_EQ(content, place);
 }
 
-TEST_F(Reply, IsTracedAtTheTraceLevelOnly) {
+TEST_F(Reply, IsTracedAtTheTraceLevelUnderTheSwitchOnly) {
+    g_debug_level |= 0x100;
     check(replyOf(0));
     EXPECT_THAT(logged(), IsEmpty());
     g_logLevel = UTIL_LOG_TRACE;
+    g_debug_level &= ~0x100U;
+    check(replyOf(0));
+    EXPECT_THAT(logged(), IsEmpty());
+    g_debug_level |= 0x100;
     EXPECT_EQ(0, check(replyOf(0)));
     EXPECT_THAT(logged(), ElementsAre("UTIL_LOG_TRACE:message category 3, 9 bytes [69:1] 00 @zvCtrlD"));
     data(replyOf(0, {0xAB}));

@@ -97,6 +97,7 @@ TEST_F(RandomReplies, EveryCommandEnds) {
 
 TEST_F(RandomReplies, EveryCommandEndsWhileMessagesAreTraced) {
     g_logLevel = UTIL_LOG_TRACE;
+    g_debug_level |= 0x100;
     peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
     int answered = 0;
     std::size_t traced = 0;

@@ -100,6 +100,7 @@ std::vector<unsigned char> elements(std::size_t count) {
 TEST(MsgHeap, EightElementsNeedNone) {
     const LogSocket log; // without a thread, whose allocations would count
     g_logLevel = UTIL_LOG_TRACE;
+    g_debug_level |= 0x100;
     unsigned char data[] = {'B', 'L'};
     unsigned char buffer[1500];
     EXPECT_EQ(0, during([&] {

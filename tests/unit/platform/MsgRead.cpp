@@ -38,6 +38,7 @@ bool accepted(const Bytes& bytes) {
     EXPECT_EQ(bytes[3], message.getCategory());
     EXPECT_EQ(0, stream.getUnread());
     g_logLevel = UTIL_LOG_TRACE; // without it nothing is looked at
+    g_debug_level |= 0x100;
     message.dump(nullptr);
     return true;
 }

@@ -9,9 +9,18 @@
 
 using zvtest::SyslogCapture;
 
+namespace {
+
+void traceMessages() {
+    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    g_debug_level |= 0x100;
+}
+
+} // namespace
+
 TEST(MsgTrace, OneLineShowsTheWholeMessage) {
     SyslogCapture log;
-    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    traceMessages();
     unsigned char tag[] = {'B', 'L'};
     MsgElement element(65, 2, tag, true);
     MsgElement tail(238, true);
@@ -30,8 +39,19 @@ TEST(MsgTrace, OneLineShowsTheWholeMessage) {
         << lines[1].text;
 }
 
+TEST(MsgTrace, SilentWithoutTheSwitch) {
+    SyslogCapture log;
+    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    const Msg message(2);
+    message.dump("sent");
+    g_debug_level = ~0x100U;
+    message.dump("sent");
+    EXPECT_TRUE(log.take().empty());
+}
+
 TEST(MsgTrace, SilentBelowTheTraceLevel) {
     SyslogCapture log;
+    traceMessages();
     zvUtilSetLogLevel(UTIL_LOG_INFO);
     const Msg message(2);
     message.dump("sent");
@@ -40,7 +60,7 @@ TEST(MsgTrace, SilentBelowTheTraceLevel) {
 
 TEST(MsgTrace, LongDataAreShownByTheirFirst32Bytes) {
     SyslogCapture log;
-    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    traceMessages();
     std::vector<unsigned char> data(33, 0x5A);
     MsgElement element(66, 33, data.data(), true);
     Msg message(2);
@@ -57,7 +77,7 @@ TEST(MsgTrace, LongDataAreShownByTheirFirst32Bytes) {
 
 TEST(MsgTrace, ALongMessageFillsOneLineAndKeepsItsSuffix) {
     SyslogCapture log;
-    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    traceMessages();
     std::vector<unsigned char> data(32, 0x5A);
     MsgElement element(66, 32, data.data(), true);
     Msg message(2);
@@ -72,7 +92,7 @@ TEST(MsgTrace, ALongMessageFillsOneLineAndKeepsItsSuffix) {
 
 TEST(MsgTrace, ATitleThatFillsTheLineIsCut) {
     SyslogCapture log;
-    zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    traceMessages();
     const Msg message(2);
     message.dump(std::string(5000, 't').c_str());
     const auto texts = log.messages();

@@ -165,6 +165,7 @@ TEST(sharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
 
 TEST(sharedControlLibrary, DoesWithoutLoggingWhereTheProgramHasNone) {
     ASSERT_EQ(nullptr, named("g_logLevel"));
+    ASSERT_EQ(nullptr, named("g_debug_level"));
     ASSERT_EQ(nullptr, named("zvUtilKlogMsgLevel"));
     const Msg message(2);
     message.dump("title");

@@ -12,6 +12,8 @@ TEST(sharedTrace, GoesThroughTheProgramsLogging) {
     const Msg message(2);
     message.dump("quiet");
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
+    message.dump("quiet still");
+    g_debug_level |= 0x100;
     message.dump("told");
     const auto texts = log.messages();
     ASSERT_EQ(1U, texts.size());
