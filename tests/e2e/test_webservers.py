@@ -1,11 +1,16 @@
 """The control program behind each web server, with the configuration of its own: what arrives at the client."""
 
+import hashlib
+import http.client
+import json
 import os
 import re
 import socket
+import time
 
 import house
 import pytest
+from zvcamera.namespace import CONTROL_PROGRAM, emulated, find
 
 SERVERS = ("lighttpd", "nginx", "busybox")
 
@@ -21,11 +26,11 @@ def served(request, build_dir):
     assert camera.misdeeds == []
 
 
-def raw(camera, path):
+def raw(camera, path, method="GET"):
     """Header and body as they stand on the wire, to the end of the connection."""
     with socket.create_connection(("127.0.0.1", camera.port), 60) as connection:
         space = camera.url.partition(str(camera.port))[2]
-        connection.sendall(f"GET {space}{path} HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
+        connection.sendall(f"{method} {space}{path} HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
         with connection.makefile("rb") as answer:
             header, _, body = answer.read().replace(b"\r\n", b"\n", 64).partition(b"\n\n")
     return header.decode().split("\n"), body
@@ -51,6 +56,152 @@ def test_path_and_query_reach_the_program_as_they_were_sent(served):
     document = answer.json()
     assert (document["status"], document["query"]) == ("unknown request", "a=1&b=%41+%zz")
     assert document["path"] == "/no thing~"
+
+
+@pytest.mark.parametrize(("path", "seen", "by"), [
+    ("/a%2fb", "/a/b", ("lighttpd", "nginx")), ("/", "/", ("lighttpd", "nginx")), ("/a/", "/a/", ("lighttpd", "nginx")),
+    ("/a%00b", "/a_b", ("lighttpd",)), ("/a%zz", "/a%zz", ("lighttpd",)),
+    ("/execute%0a", "/execute_", ("lighttpd",)), ("/execute%0a", "/execute\n", ("nginx", "busybox")),
+    ("/a%0a%0a", "/a\n\n", ("nginx", "busybox")), ("//a", "/a", SERVERS), ("/x/../a", "/a", SERVERS), ("/./a", "/a", SERVERS),
+    ("/a+b%2B%25%3f;c", "/a+b+%?;c", SERVERS), ("/a%e4", "/a\ufffd", SERVERS)])
+def test_path(served, path, seen, by):
+    """What the program sees of it, from those servers that hand it on in this form."""
+    answer = served.get(path)
+    if served.web_server in by:
+        assert (answer.status, answer.json()["status"], answer.json()["path"]) == (400, "unknown request", seen)
+    elif "%0a" not in path:
+        assert answer.status in (400, 404)
+        assert b"zverr" not in answer.body
+
+
+@pytest.mark.parametrize("query", ("", "a=%00", "a=%2B%26", "a=+", "?x?", "%", "a=\"'<>|", "%e4"))
+def test_query(served, query):
+    assert served.get(f"/nothing?{query}").json()["query"] == query
+
+
+def ask(camera, method, path, body=b"", **fields):
+    """An answer to any method; the fields replace those of the client."""
+    connection = http.client.HTTPConnection("127.0.0.1", camera.port, timeout=60)
+    space = camera.url.partition(str(camera.port))[2]
+    connection.putrequest(method, space + path)
+    for name, value in fields.items():
+        connection.putheader(name.replace("_", "-"), value)
+    connection.endheaders(body)
+    response = connection.getresponse()
+    answer = response.status, response.read()
+    connection.close()
+    return answer
+
+
+@pytest.mark.parametrize("method", ("POST", "PUT", "DELETE", "OPTIONS"))
+def test_method_and_body_make_no_difference(served, method):
+    status, body = ask(served, method, "/nothing?a=1", b"a=2", Content_Length="3")
+    assert (status, json.loads(body)["query"]) == (400, "a=1")
+
+
+def test_post_without_a_length(served):
+    status, body = ask(served, "POST", "/nothing")
+    assert (status, b"unknown request" in body) == ((411, False) if served.web_server == "lighttpd" else (400, True))
+
+
+@pytest.mark.parametrize(("path", "status"), [("/analytics/get", 200), ("/execute?p1=zvStream&c1=dance", 400),
+                                              ("/command/ble/scan", 500), ("", 200)])
+def test_head(served, path, status):
+    put_analytics(served, b"x" * 2500)
+    header, body = raw(served, path, "HEAD")
+    assert (header[0].split()[1], body) == (str(status), b"")
+    # lighttpd tells a length when the answer was complete already.
+    assert all(length.isdigit() for length in fields(header, "content-length"))
+    if path == "/analytics/get":
+        assert fields(header, "content-length") == (["2500"] if served.web_server == "busybox" else [])
+
+
+def test_next_request_of_a_client_that_keeps_its_connection(served):
+    put_analytics(served, b"x" * 2500)
+    connection = http.client.HTTPConnection("127.0.0.1", served.port, timeout=60)
+    space = served.url.partition(str(served.port))[2]
+    for path in ("/analytics/get", "/command/ble/pairing_available", "/execute?p1=zvStream&c1=stop", "/analytics/get"):
+        connection.request("GET", space + path)
+        response = connection.getresponse()
+        assert response.status == 200
+        response.read()
+        assert response.will_close == (served.web_server == "busybox")
+    connection.close()
+
+
+def test_requests_one_behind_the_other(served):
+    """Pipelining: all are answered, in their order; busybox answers the first alone."""
+    space = served.url.partition(str(served.port))[2]
+    request = "".join(f"GET {space}/nothing?n={number} HTTP/1.1\r\nHost: camera\r\n"
+                      f"{'Connection: close' if number == 2 else 'X: y'}\r\n\r\n" for number in range(3))
+    with socket.create_connection(("127.0.0.1", served.port), 60) as connection:
+        connection.sendall(request.encode())
+        answer = connection.makefile("rb").read()
+    expected = [b"n=0"] if served.web_server == "busybox" else [b"n=0", b"n=1", b"n=2"]
+    assert re.findall(rb'"query":"(n=\d)"', answer) == expected
+
+
+# Tells of each process of the control program what it has mapped under that name, and its ancestors.
+PROCESSES = """
+import hashlib, json, os, re, sys
+found = []
+for pid in filter(str.isdigit, os.listdir("/proc")):
+    try:
+        if open(f"/proc/{pid}/comm").read().strip() != sys.argv[1][:15]:
+            continue
+        files = {line.split()[5] for line in open(f"/proc/{pid}/maps") if line.rstrip().endswith("/" + sys.argv[1])}
+        ancestors = []
+        while int(pid):
+            ancestors.append(int(pid))
+            pid = re.search(r"PPid:\\s*(\\d+)", open(f"/proc/{pid}/status").read())[1]
+        found.append([ancestors, {path: hashlib.sha256(open(path, "rb").read()).hexdigest() for path in files}])
+    except (FileNotFoundError, ProcessLookupError):
+        pass
+print(json.dumps(found))
+"""
+
+
+def processes(camera, name):
+    done = camera.run(["/usr/bin/python3", "-c", PROCESSES, name])
+    assert done.stderr == b""
+    return json.loads(done.stdout)
+
+
+def digest(path):
+    with open(path, "rb") as file:
+        return hashlib.sha256(file.read()).hexdigest()
+
+
+def processor(path):
+    """Of an ELF file: its word size in bits and its machine number (40: ARM, 62: x86-64)."""
+    with open(path, "rb") as file:
+        header = file.read(20)
+    assert header[:4] == b"\x7fELF"
+    return 32 * header[4], int.from_bytes(header[18:20], "little")
+
+
+def test_web_server_starts_the_program_under_test(served, gateway_dir, build_dir):
+    """The very file of the build folder, for the processor it was built for; so do the daemons."""
+    served.spoil("pair_status", "late", count=1, ms=3000)
+    with socket.create_connection(("127.0.0.1", served.port), 60) as connection:
+        space = served.url.partition(str(served.port))[2]
+        connection.sendall(f"GET {space}/command/ble/pair/status HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
+        served.wait_for(served.reply_queues)
+        (ancestors, mapped), = processes(served, CONTROL_PROGRAM)
+        assert b'"pairing_status"' in connection.makefile("rb").read()
+    state = served.admin("supervisor", "status")
+    starter = {"lighttpd": "lighttpd", "nginx": "fcgiwrap", "busybox": "httpd"}[served.web_server]
+    assert state[starter]["pid"] in ancestors
+
+    program = find(gateway_dir, CONTROL_PROGRAM)
+    assert digest(program) in mapped.values()
+    assert processor(program) == ((32, 40) if emulated(gateway_dir) else processor("/bin/true"))
+    for daemon in ("zvControlD", "zvNetD", "zvBleD"):
+        program = find(build_dir, daemon)
+        (ancestors, mapped), = processes(served, daemon)
+        assert ancestors[0] == state[daemon]["pid"]
+        assert digest(program) in mapped.values()
+        assert processor(program) == ((32, 40) if emulated(build_dir) else processor("/bin/true"))
 
 
 def test_failing_command(served):
@@ -87,11 +238,73 @@ def test_analytics_arrive_byte_for_byte(served, size):
     put_analytics(served, content)
     header, body = raw(served, "/analytics/get")
     assert re.match(r"HTTP/1\.[01] 200", header[0])
-    assert fields(header, "content-type") in (["application/octet-stream"], [])
-    # Whatever length is announced must be a number, and the right one.
-    assert fields(header, "content-length") in ([str(size)], [])
+    both = served.web_server == "busybox"
+    assert fields(header, "content-type") == (["application/octet-stream"] if both else [])
+    assert fields(header, "content-length") == ([str(size)] if both else [])
     assert body == content
     assert served.get("/analytics/get").body == content
+
+
+def peaks(camera):
+    """Peak memory in KiB of the web server's programs, the largest of each name."""
+    script = 'for p in /proc/[0-9]*; do echo "$(cat $p/comm) $(grep VmHWM $p/status)"; done 2>/dev/null'
+    found = {}
+    for line in camera.run(["/bin/sh", "-c", script]).stdout.decode().splitlines():
+        word = line.split()
+        if len(word) == 4 and word[0] in ("lighttpd", "nginx", "fcgiwrap", "busybox", "httpd"):
+            found[word[0]] = max(found.get(word[0], 0), int(word[2]))
+    return found
+
+
+def test_large_analytics_take_no_room_in_the_server(served):
+    """Nor do clients that do not read, nor those that go away in the middle."""
+    size = 96 << 20
+    put_analytics(served, b"")
+    os.truncate(os.path.join(served.storage, "analytics", "analytics.bin"), size)
+    space = served.url.partition(str(served.port))[2]
+    idle = []
+    for _ in range(3):
+        idle.append(socket.create_connection(("127.0.0.1", served.port), 60))
+        idle[-1].sendall(f"GET {space}/analytics/get HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
+    time.sleep(0.5)
+    assert len(served.get("/analytics/get").body) == size
+    found = peaks(served)
+    assert found
+    assert max(found.values()) < 16 << 10, found
+    left = served.run(["/usr/bin/find", "/tmp/web", "/tmp/fuse_d", "-type", "f", "-size", "+1024k", "!", "-name", "analytics.bin"])
+    assert left.stdout == b""
+    for connection in idle:
+        connection.close()
+    served.wait_for(lambda: served.run(["/bin/pidof", CONTROL_PROGRAM]).stdout == b"", patience=30)
+    house.assert_empty(served.get("/command/ble/pairing_available"))
+
+
+def test_analytics_of_two_gibibytes(served):
+    """The largest file is sent with its length, or chunked; one byte more is no content."""
+    put_analytics(served, b"")
+    path = os.path.join(served.storage, "analytics", "analytics.bin")
+    os.truncate(path, (2 << 30) - 1)
+    space = served.url.partition(str(served.port))[2]
+    with socket.create_connection(("127.0.0.1", served.port), 60) as connection:
+        connection.sendall(f"GET {space}/analytics/get HTTP/1.1\r\nHost: camera\r\n\r\n".encode())
+        response = http.client.HTTPResponse(connection)
+        response.begin()
+        assert response.status == 200
+        assert response.getheader("Content-Length") == ("2147483647" if served.web_server == "busybox" else None)
+        assert response.read(1000) == bytes(1000)
+    os.truncate(path, 2 << 30)
+    assert served.get("/analytics/get").status == 204
+    put_analytics(served, b"")
+
+
+def test_client_that_hangs_up_leaves_no_queue(served):
+    served.spoil("pair_status", "late", count=1, ms=1500)
+    space = served.url.partition(str(served.port))[2]
+    with socket.create_connection(("127.0.0.1", served.port), 30) as connection:
+        connection.sendall(f"GET {space}/command/ble/pair/status HTTP/1.1\r\nHost: camera\r\n\r\n".encode())
+        served.wait_for(served.reply_queues)
+    served.wait_for(lambda: not served.reply_queues())
+    assert served.get("/command/ble/pair/status").json() == {"pairing_status": 0}
 
 
 def test_analytics_while_recording(served):
@@ -116,7 +329,11 @@ def test_no_analytics(served):
 
 def test_program_that_answers_nothing_becomes_an_error_of_the_server(served):
     with served.without("zvControlD"):
-        assert served.get("/command/ble/pairing_available").status in (500, 502)
+        answer = served.get("/command/ble/pairing_available")
+    status, text = {"lighttpd": (500, b"<h1>500 Internal Server Error</h1>"), "busybox": (500, b"no answer\n"),
+                    "nginx": (502, b"no response received")}[served.web_server]
+    assert answer.status == status
+    assert text in answer.body
 
 
 def test_sixteen_clients_at_once(served):

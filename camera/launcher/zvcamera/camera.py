@@ -73,7 +73,7 @@ class Camera:
         self._scenario = os.path.abspath(scenario) if scenario else None
         self._given_storage = os.path.abspath(storage) if storage else None
         self._control_program = control_program
-        self._web_server = web_server
+        self.web_server = web_server
         self._space = web.URL_SPACES[web_server]
         self._more = tuple(more)
         self._on_record = on_record
@@ -151,7 +151,7 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
                 'cd "$0" && exec /usr/bin/python3 -m zvcamera.supervisor "$@"', namespace.HOUSE,
-                "--listen-fd", str(listener.fileno()), "--web-server", self._web_server]
+                "--listen-fd", str(listener.fileno()), "--web-server", self.web_server]
         if self._on_record:
             line.append("--report-log")
         if self._scenario:

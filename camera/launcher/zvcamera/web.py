@@ -3,6 +3,7 @@
 import http.client
 import os
 import signal
+import subprocess
 
 from .children import Child
 
@@ -39,8 +40,18 @@ def _lighttpd(listener, program, log):
                   ready=_serves(port), pass_fds=(listener.fileno(),), environment=environment, good_ends=(0, 1))]
 
 
+def _spend_process_ids():
+    """Uses up the process numbers that are signal numbers as well.
+
+    fcgiwrap 1.1 means to end the program of a client that hangs up, but has the arguments of kill() the wrong way round: process
+    15 gets the signal that is numbered like the program. In a namespace as young as the camera's there would be such a signal.
+    """
+    subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
+
+
 def _nginx(listener, program, log):
     """Takes over the listening socket in the way in which nginx hands it to its next version."""
+    _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
     with open(f"{_CONFIGURATIONS}/nginx.conf", encoding="ascii") as template:
         text = template.read()
