@@ -7,8 +7,12 @@ if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
   set(CMAKE_INSTALL_PREFIX /usr/local/zarvo CACHE PATH "Where the camera has its programs" FORCE)
 endif()
 
+# Not USE_SOURCE_PERMISSIONS: those are as the umask left them when the sources were fetched.
+set(executable PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
 install(TARGETS zvControl-cgi-bin RUNTIME DESTINATION bin COMPONENT gateway)
-install(DIRECTORY camera/web/snippets/ DESTINATION share/web USE_SOURCE_PERMISSIONS COMPONENT gateway)
+install(DIRECTORY camera/web/snippets/ DESTINATION share/web COMPONENT gateway PATTERN busybox-control ${executable})
 
 set(components gateway camera development)
 if(NOT ZV_STANDALONE)
@@ -18,7 +22,8 @@ endif()
 
 install(TARGETS zvControlD zvNetD zvBleD zvStream zvcam RUNTIME DESTINATION bin COMPONENT camera)
 install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
-install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera USE_SOURCE_PERMISSIONS COMPONENT camera)
+install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
+  PATTERN busybox-control ${executable})
 install(DIRECTORY camera/launcher/zvcamera DESTINATION share/camera/launcher COMPONENT camera
   PATTERN __pycache__ EXCLUDE)
 install(PROGRAMS camera/launcher/zvcamera.sh DESTINATION bin RENAME zvcamera COMPONENT camera)
@@ -35,6 +40,7 @@ set(CPACK_PACKAGE_CONTACT "The maintainers of zvControl <maintainers@localhost>"
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/ZvPackageFolders.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 if(CMAKE_CROSSCOMPILING)
@@ -49,13 +55,18 @@ set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway)
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "Control gateway of the camera\n CGI program that answers the control URL space.")
 if(ZV_STANDALONE)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway-standalone)
-  set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONFLICTS zvcontrol-gateway)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_PROVIDES zvcontrol-gateway)
+  set(other_shape zvcontrol-gateway)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS psmisc)
 else()
-  # The libraries may as well be the maker's, which belong to no package.
+  set(other_shape zvcontrol-gateway-standalone)
+  # The libraries may as well be the maker's, and killall that of busybox: they belong to no package.
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS "${runtime}")
-  set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS zvcontrol-platform)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS "zvcontrol-platform, psmisc")
 endif()
+# Both have the program in the same place: installing the one takes the other away.
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONFLICTS ${other_shape})
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_REPLACES ${other_shape})
 
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME zvcontrol-platform)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS "${runtime}")
@@ -64,7 +75,7 @@ set(CPACK_COMPONENT_PLATFORM_DESCRIPTION
 
 set(CPACK_DEBIAN_CAMERA_PACKAGE_NAME zvcontrol-camera)
 set(CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
-  "${runtime}, zvcontrol-gateway, bubblewrap, lighttpd, psmisc, python3 (>= 3.9)")
+  "${runtime}, zvcontrol-gateway, zvcontrol-platform | zvcontrol-gateway-standalone, bubblewrap, lighttpd, psmisc, python3 (>= 3.9)")
 set(CPACK_COMPONENT_CAMERA_DESCRIPTION
   "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")
 

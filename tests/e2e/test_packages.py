@@ -1,6 +1,6 @@
 """The Debian packages and `cmake --install`: what they hold, and that it runs where there is nothing else.
 
-The root of the test holds the packages, the libraries that they depend on, and busybox as shell and web server.
+The root of the test holds the packages, the libraries that they depend on, and busybox as shell, killall and web server.
 """
 
 import json
@@ -9,6 +9,7 @@ import re
 import shutil
 import subprocess
 
+import house
 import pytest
 
 PREFIX = "usr/local/zarvo"
@@ -33,7 +34,21 @@ ask "" ""
 ask /command/ble/pairing_available ""
 ask /command/ble/configure ""
 ask /execute "p1=zvStream&c1=stop"
-kill $net $ble $control
+mkdir -p www/cgi-bin && ln -s /usr/local/zarvo/share/web/busybox-control www/cgi-bin/control
+httpd -f -p 127.0.0.1:8080 -h www & httpd=$!
+over_http() { wget -q -O - "http://127.0.0.1:8080/cgi-bin/control$1"; }
+tries=0
+until over_http /command/ble/configure >/dev/null; do tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1; done
+echo "<over HTTP>"; over_http /command/ble/configure; echo; echo "<end>"
+if [ -z "$EMULATOR" ]; then
+    over_http "/execute?p1=zvStream&c1=start&a1=-x" >/dev/null
+    tries=0
+    until pidof zvStream >/dev/null; do tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1; done
+    over_http "/execute?p1=zvStream&c1=stop" >/dev/null
+    tries=0
+    while pidof zvStream >/dev/null; do tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1; done
+fi
+kill $httpd $net $ble $control
 wait $net && wait $ble && wait $control && echo "<all daemons ended well>"
 """
 
@@ -63,8 +78,12 @@ def standalone(gateway_dir):
 @pytest.fixture(scope="module")
 def packages(gateway_dir, tmp_path_factory):
     """The packages, by their names."""
-    folder = tmp_path_factory.mktemp("packages")
-    run("cpack", "-B", str(folder), cwd=gateway_dir)
+    return packed(gateway_dir, tmp_path_factory.mktemp("packages"))
+
+
+def packed(gateway_dir, folder):
+    """Made by somebody whose files are nobody else's business, at a fixed time."""
+    run("cpack", "-B", str(folder), cwd=gateway_dir, umask=0o077, env=dict(os.environ, SOURCE_DATE_EPOCH="1700000000"))
     return {run("dpkg-deb", "-f", str(path), "Package").strip(): path for path in folder.glob("*.deb")}
 
 
@@ -99,13 +118,128 @@ def test_packages_are_for_the_processor_they_were_built_for(packages, cross):
     assert {field(path, "Architecture") for path in packages.values()} == {"armhf" if cross else native}
 
 
+def names(package, relation):
+    """Packages of a field, without versions."""
+    return re.findall(r"(?:^|[,|] )([a-z0-9.+-]+)", field(package, relation))
+
+
 def test_gateway_package_leaves_the_closed_libraries_to_the_maker(packages, standalone):
+    gateway, other = "zvcontrol-gateway", "zvcontrol-gateway-standalone"
     if standalone:
-        assert field(packages["zvcontrol-gateway-standalone"], "Conflicts") == "zvcontrol-gateway"
-        assert field(packages["zvcontrol-gateway-standalone"], "Depends") == ""
+        gateway, other = other, gateway
+        assert names(packages[gateway], "Depends") == []
+        assert names(packages[gateway], "Provides") == [other]
+        assert names(packages[gateway], "Recommends") == ["psmisc"]
     else:
-        assert "zvcontrol" not in field(packages["zvcontrol-gateway"], "Depends")
-        assert field(packages["zvcontrol-gateway"], "Recommends") == "zvcontrol-platform"
+        assert names(packages[gateway], "Depends") == ["libc6", "libgcc-s1", "libstdc++6"]
+        assert names(packages[gateway], "Recommends") == ["zvcontrol-platform", "psmisc"]
+    assert names(packages[gateway], "Conflicts") == names(packages[gateway], "Replaces") == [other]
+
+
+def test_simulated_camera_brings_the_libraries_that_the_gateway_wants(packages):
+    wanted = field(packages["zvcontrol-camera"], "Depends")
+    assert "zvcontrol-platform | zvcontrol-gateway-standalone" in wanted.split(", ")
+    named = set(names(packages["zvcontrol-camera"], "Depends"))
+    assert {"zvcontrol-gateway", "bubblewrap", "lighttpd", "psmisc", "python3"} <= named
+
+
+def test_everybody_may_read_and_root_owns_the_files(packages):
+    for package in packages.values():
+        for line in run("dpkg-deb", "-c", str(package)).splitlines():
+            mode, owner, _, _, _, name = line.split()
+            program = "/bin/" in name or name.endswith("/busybox-control")
+            wanted = "drwxr-xr-x" if name.endswith("/") else "-rwxr-xr-x" if program else "-rw-r--r--"
+            assert (mode, owner, name) == (wanted, "root/root", name)
+
+
+def test_nothing_tells_where_it_was_built(packages, tmp_path):
+    unwanted = re.compile("|".join(map(re.escape, {house.ROOT, os.path.realpath(house.ROOT)})).encode())
+    seen = 0
+    for name, package in packages.items():
+        run("dpkg-deb", "-R", str(package), str(tmp_path / name))
+    for folder, _, files in os.walk(tmp_path):
+        for name in files:
+            with open(os.path.join(folder, name), "rb") as file:
+                seen += 1
+                assert not unwanted.search(file.read()), os.path.join(folder, name)
+    assert seen > 60
+
+
+def test_packing_again_makes_the_same_packages(gateway_dir, packages, tmp_path):
+    again = packed(gateway_dir, tmp_path)
+    assert set(again) == set(packages)
+    assert [name for name in packages if packages[name].read_bytes() != again[name].read_bytes()] == []
+
+
+def empty_root(folder):
+    """Where dpkg can install, with nothing in it."""
+    for name in ("updates", "info"):
+        (folder / "var/lib/dpkg" / name).mkdir(parents=True)
+    (folder / "var/lib/dpkg/status").touch()
+    return folder
+
+
+def dpkg(root, *words):
+    # The packages that they depend on are those of a real system; here are none.
+    return run("bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--bind", "/", "/", "--dev", "/dev", "--",
+               "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root", "--log=/dev/null",
+               *words, env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
+
+
+def files_below(root):
+    return {os.path.relpath(os.path.join(folder, name), root)
+            for folder, _, files in os.walk(root) for name in files if not folder.startswith(f"{root}/var/")}
+
+
+def test_upgrade_and_removal(packages, standalone, tmp_path):
+    root = empty_root(tmp_path / "root")
+    # The gateway of the other shape is there already, at the same place.
+    other = "zvcontrol-gateway" if standalone else "zvcontrol-gateway-standalone"
+    before = tmp_path / "other"
+    for name in ("DEBIAN", f"{PREFIX}/bin"):
+        (before / name).mkdir(parents=True)
+    (before / "DEBIAN/control").write_text(f"Package: {other}\nVersion: 1\nArchitecture: all\nMaintainer: a <a@localhost>\n"
+                                           "Description: a\n")
+    for name in ("bin/zvControl-cgi-bin", "only-here"):
+        (before / PREFIX / name).write_text("before")
+    run("dpkg-deb", "-b", str(before), str(tmp_path / "other.deb"))
+    dpkg(root, "--install", str(tmp_path / "other.deb"))
+
+    everything = {f"{PREFIX}/{name}" for package in packages.values() for name in members(package)}
+    for _ in range(2):
+        dpkg(root, "--install", *map(str, packages.values()))
+        assert files_below(root) == everything
+    listed = run("dpkg-query", f"--admindir={root}/var/lib/dpkg", "-W", "-f", "${Package} ${db:Status-Status}\n").splitlines()
+    assert sorted(line for line in listed if line.endswith(" installed")) == sorted(f"{name} installed" for name in packages)
+    dpkg(root, "--remove", *packages)
+    assert files_below(root) == set()
+
+
+def test_development_package_is_enough_to_build_with(packages, cross, tmp_path):
+    run("dpkg-deb", "-x", str(packages["zvcontrol-dev"]), str(tmp_path))
+    tools = "arm-linux-gnueabihf-" if cross else ""
+    include, library = tmp_path / PREFIX / "include", tmp_path / PREFIX / "lib"
+    strict = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror", f"-I{include}"]
+    headers = sorted(os.listdir(include))
+    assert len(headers) == 10
+    for header in headers:
+        for compiler, standard in (("gcc", "c11"), ("g++", "c++20")):
+            language = "c" if compiler == "gcc" else "c++"
+            run(f"{tools}{compiler}", f"-std={standard}", *strict, "-fsyntax-only", "-x", language, "-",
+                input=f"#include <{header}>\n#include <{header}>\nint something;\n")
+    source = "".join(f"#include <{header}>\n" for header in headers) + """
+#include <cstdio>
+int main() {
+    unsigned char buffer[64];
+    zvUtilSetLogLevel(UTIL_LOG_OFF);
+    const int length = sntlv_msg_init(buffer, sizeof buffer, 2) + sntlv_add_bin(buffer, sizeof buffer, 65, 2, "BL");
+    std::printf("%s %s %d\\n", zvErrno2Str(-18), get_model_name(13), length);
+}
+"""
+    run(f"{tools}g++", "-std=c++20", *strict, "-x", "c++", "-", "-o", str(tmp_path / "alone"), "-x", "none",
+        f"-L{library}", "-lzvCommon", input=source)
+    emulator = ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"] if cross else []
+    assert run(*emulator, str(tmp_path / "alone")) == "ZV_ERR_RESPONSE_ALREADY_SENT abru 10\n"
 
 
 def test_install_with_destdir_puts_the_same_files_in_place(gateway_dir, packages, tmp_path):
@@ -146,30 +280,31 @@ def copy_runtime(root, cross):
 
 
 def test_installed_packages_run_in_an_empty_root(packages, cross, tmp_path):
-    root = tmp_path / "root"
-    for folder in ("bin", "dev", "proc", "run/zarvo", "tmp", "etc", "var/lib/dpkg/updates", "var/lib/dpkg/info"):
+    root = empty_root(tmp_path / "root")
+    for folder in ("bin", "dev", "proc", "run/zarvo", "tmp", "etc"):
         (root / folder).mkdir(parents=True)
-    (root / "var/lib/dpkg/status").touch()
-    # The libraries that the packages depend on come below without packages.
-    wanted = [str(path) for name, path in packages.items() if name != "zvcontrol-dev"]
-    run("bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--bind", "/", "/", "--dev", "/dev", "--",
-        "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root", "--log=/dev/null",
-        "--install", *wanted, env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
+    dpkg(root, "--install", *(str(path) for name, path in packages.items() if name != "zvcontrol-dev"))
     copy_runtime(root, cross)
     copy_native(root, shutil.which("busybox") or "/bin/busybox")
     busybox = os.path.realpath(shutil.which("busybox") or "/bin/busybox")
     os.makedirs(root / "bin", exist_ok=True)
     shutil.copy(busybox, root / "bin/busybox")
-    for name in ("sh", "killall", "sleep"):
+    for name in ("sh", "cat", "httpd", "killall", "ln", "mkdir", "pidof", "sleep", "wget"):
         os.symlink("busybox", root / "bin" / name)
     emulator = ""
+    program = "/usr/local/zarvo/bin/zvControl-cgi-bin"
     if cross:
         emulator = shutil.which("qemu-arm")
         copy_native(root, emulator)
+        (root / "bin/gateway").write_text(f'#!/bin/sh\nexec {emulator} {program} "$@"\n')
+        os.chmod(root / "bin/gateway", 0o755)
+        program = "/bin/gateway"
 
-    output = run("bwrap", "--die-with-parent", "--unshare-user", "--unshare-ipc", "--unshare-pid", "--bind", str(root), "/",
+    output = run("bwrap", "--die-with-parent", "--unshare-user", "--unshare-ipc", "--unshare-pid", "--unshare-net",
+                 "--bind", str(root), "/",
                  "--dev", "/dev", "--mqueue", "/dev/mqueue", "--proc", "/proc", "--tmpfs", "/tmp", "--dir", "/tmp/fuse_d",
-                 "--clearenv", "--setenv", "PATH", "/bin", "--setenv", "EMULATOR", emulator, "--", "/bin/sh", "-c", SCRIPT)
+                 "--clearenv", "--setenv", "PATH", "/bin", "--setenv", "EMULATOR", emulator,
+                 "--setenv", "ZV_CONTROL_PROGRAM", program, "--", "/bin/sh", "-c", SCRIPT)
     answers = dict(re.findall(r"<([^>]*)>\n(.*?)\n<end>", output.replace("\r\n", "\n"), re.DOTALL))
     description = json.loads(answers[""].partition("\n\n")[2])
     assert description["model"] == "abru" and description["info"]["model_number"] == 13
@@ -177,4 +312,5 @@ def test_installed_packages_run_in_an_empty_root(packages, cross, tmp_path):
     assert re.fullmatch(r'Status: 200 OK\nContent-Type: application/json\n\n\n\{"auto_connect":[01]\}\n',
                         answers["/command/ble/configure"])
     assert answers["/execute"].endswith('Content-type: application/json\nStatus: 200\n\n{"status":"0"}\n\n')
+    assert re.fullmatch(r'\{"auto_connect":[01]\}', answers["over HTTP"].strip())
     assert "<all daemons ended well>" in output
