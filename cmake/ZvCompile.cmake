@@ -1,4 +1,4 @@
-# Compile options of every target: zv_compile (warnings as errors, sanitizers).
+# Compile options of every target: zv_compile (warnings, as errors unless ZV_WARNINGS_AS_ERRORS is OFF; sanitizers).
 
 find_program(ZV_CCACHE ccache)
 if(ZV_CCACHE)
@@ -7,7 +7,10 @@ if(ZV_CCACHE)
 endif()
 
 add_library(zv_compile INTERFACE)
-target_compile_options(zv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(zv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(ZV_WARNINGS_AS_ERRORS)
+  target_compile_options(zv_compile INTERFACE -Werror)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # A false alarm of this compiler: a literal joined with a std::string, optimised (its bug 105651).
   target_compile_options(zv_compile INTERFACE -Wno-restrict)

@@ -1,7 +1,8 @@
 # In a cross build: emulated/NAME, for each program of the camera, is the script that stands for it in the simulated
 # camera and starts it by the emulator. The emulator is found under the program's own name there, because "killall" goes by
-# the name of what runs (camera/launcher/zvcamera/namespace.py puts all of it in place).
-if(CMAKE_CROSSCOMPILING)
+# the name of what runs (camera/launcher/zvcamera/namespace.py puts all of it in place). A toolchain file without emulator
+# builds what is installed and packed; it cannot be run here.
+if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   list(GET CMAKE_CROSSCOMPILING_EMULATOR 0 ZV_EMULATOR)
   find_program(ZV_EMULATOR_PATH ${ZV_EMULATOR} REQUIRED)
   foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD)
@@ -22,7 +23,7 @@ endif()
 # ZV_RUNNABLE_DIR: where tests find the camera's programs to start them by their path; in a cross build these are scripts
 # that start them by the emulator.
 set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR})
-if(CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR}/runnable)
   foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD zvcam)
     file(CONFIGURE OUTPUT ${ZV_RUNNABLE_DIR}/${name} @ONLY CONTENT [[#!/bin/sh

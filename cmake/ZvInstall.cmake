@@ -44,7 +44,7 @@ set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/ZvPackageFolders.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 if(CMAKE_CROSSCOMPILING)
-  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${ZV_DEBIAN_ARCHITECTURE})
 endif()
 
 # The versions are those of the distribution that is built on. They are not computed: the machine that builds for another

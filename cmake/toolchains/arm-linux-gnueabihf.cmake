@@ -5,6 +5,8 @@ set(CMAKE_SYSTEM_PROCESSOR armv7l)
 
 set(ZV_TARGET arm-linux-gnueabihf)
 set(ZV_TARGET_ROOT /usr/${ZV_TARGET})
+# What Debian calls it: the packages are for it.
+set(ZV_DEBIAN_ARCHITECTURE armhf)
 set(CMAKE_C_COMPILER ${ZV_TARGET}-gcc)
 set(CMAKE_CXX_COMPILER ${ZV_TARGET}-g++)
 

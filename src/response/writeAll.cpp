@@ -1,6 +1,7 @@
 #include "writeAll.h"
 
 #include <cerrno>
+#include <new>
 #include <poll.h>
 #include <unistd.h>
 
@@ -37,6 +38,16 @@ bool write_answer(const std::stringstream& stream) {
     if (stream.bad()) {
         return false;
     }
+#if _GLIBCXX_USE_CXX11_ABI
     static_cast<void>(write_all(STDOUT_FILENO, stream.view()));
     return true;
+#else
+    // Built for a closed library with the string type of before C++11: the streams of that time only give copies.
+    try {
+        static_cast<void>(write_all(STDOUT_FILENO, stream.str()));
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+#endif
 }
