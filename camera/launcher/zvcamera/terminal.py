@@ -9,6 +9,8 @@ import time
 from . import check, namespace
 from .camera import SOURCE_DIR, Camera, CameraError
 
+_COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # as its user has called it
+_NAME = os.path.basename(_COMMAND)
 _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
 
 
@@ -40,12 +42,12 @@ class _Parser(argparse.ArgumentParser):
     """Says what is wrong in one line."""
 
     def error(self, message):
-        self.exit(2, f"run: {message.removeprefix('argument ')}\n")
+        self.exit(2, f"{_NAME}: {message.removeprefix('argument ')}\n")
 
 
 def _arguments(argv):
     parser = _Parser(
-        prog="./run", description="Builds the control gateway and brings up the simulated camera around it.")
+        prog=_COMMAND, description="Brings up the simulated camera around the control gateway; ./run builds both before.")
     parser.add_argument("--check", action="store_true",
                         help="ask every URI of a camera on a free port, print one line each, end; status 0 if all is right")
     parser.add_argument("--port", type=_port, metavar="N",
@@ -87,7 +89,7 @@ def _serve(camera):
     finally:
         camera.stop()
     for misdeed in camera.misdeeds:
-        print(f"run: {misdeed}", file=sys.stderr)
+        print(f"{_NAME}: {misdeed}", file=sys.stderr)
     return 1 if camera.misdeeds else 0
 
 
@@ -114,7 +116,7 @@ def main(argv):
                         on_record=_print_record)
         return _serve(camera)
     except CameraError as error:
-        print(f"run: {error}", file=sys.stderr)
+        print(f"{_NAME}: {error}", file=sys.stderr)
         return 1
     except _Ended:
         return 0

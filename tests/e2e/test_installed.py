@@ -1,0 +1,32 @@
+"""The simulated camera where it has been installed, away from its sources."""
+
+import os
+import re
+import subprocess
+
+import pytest
+
+
+@pytest.fixture(scope="module")
+def zvcamera(build_dir, tmp_path_factory):
+    """The installed launcher, by a link as in a folder of the user's search path."""
+    root = tmp_path_factory.mktemp("root")
+    subprocess.run(["cmake", "--install", build_dir], env=dict(os.environ, DESTDIR=str(root)), check=True, capture_output=True)
+    link = tmp_path_factory.mktemp("bin") / "zvcamera"
+    link.symlink_to(root / "usr/local/zarvo/bin/zvcamera")
+    return str(link)
+
+
+def ask(*words):
+    return subprocess.run(words, cwd="/", stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, timeout=120)
+
+
+def test_check_finds_nothing_wrong(zvcamera):
+    done = ask(zvcamera, "--check")
+    assert re.search(r"^\d\d requests, 0 wrong$", done.stdout, re.MULTILINE), done.stdout
+    assert done.returncode == 0
+
+
+def test_calls_itself_by_its_name(zvcamera):
+    assert ask(zvcamera, "--help").stdout.startswith("usage: zvcamera ")
+    assert ask(zvcamera, "--port", "x").stdout == "zvcamera: --port: must be a whole number from 0 to 65535, not 'x'\n"
