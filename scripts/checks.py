@@ -27,7 +27,7 @@ PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
 CAMERAS = (
     ("release", "release", "release", ()),
-    ("asan", "asan", "asan", ("-packages",)),  # installed packages bring no sanitizer's library
+    ("asan", "asan", "asan", ("-packages", "-porting")),  # where they stand alone there is no sanitizer's library
 )
 # What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
 _LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics")
@@ -38,7 +38,7 @@ OTHER_CAMERAS = (
     ("arm with native daemons", "release", "arm", ("entry", "gate", "ble", "description", "analytics")),
     ("arm stand-alone with native daemons", "release", "arm-standalone", _LIKE),
     ("packages of the stand-alone shape", "standalone", "standalone", ("packages",)),
-    ("packages for arm", "arm", "arm", ("packages",)),
+    ("packages for arm", "arm", "arm", ("packages", "porting")),
 )
 
 
