@@ -30,12 +30,12 @@ CAMERAS = (
     ("asan", "asan", "asan", ("-packages", "-porting")),  # where they stand alone there is no sanitizer's library
 )
 # What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
-_LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics")
+_LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", "webservers")
 OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
 OTHER_CAMERAS = (
     ("stand-alone", "release", "standalone", _LIKE),
-    ("arm", "arm", "arm", (*_LIKE, "webservers")),
-    ("arm with native daemons", "release", "arm", ("entry", "gate", "ble", "description", "analytics")),
+    ("arm", "arm", "arm", _LIKE),
+    ("arm with native daemons", "release", "arm", _LIKE),
     ("arm stand-alone with native daemons", "release", "arm-standalone", _LIKE),
     ("packages of the stand-alone shape", "standalone", "standalone", ("packages",)),
     ("packages for arm", "arm", "arm", ("packages", "porting")),

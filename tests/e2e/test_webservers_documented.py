@@ -1,0 +1,177 @@
+"""The instructions of docs/web-servers.md, followed word by word inside a camera."""
+
+import os
+import re
+import socket
+import subprocess
+
+import house
+import pytest
+
+PASSWORD = "a word: 'secret' "
+NGINX = """daemon off;
+user camera;
+pid /tmp/nginx.pid;
+error_log stderr;
+events { }
+http {
+    access_log off;
+    client_body_temp_path /tmp/body;
+    fastcgi_temp_path /tmp/fastcgi;
+    proxy_temp_path /tmp/proxy;
+    scgi_temp_path /tmp/scgi;
+    uwsgi_temp_path /tmp/uwsgi;
+    include /etc/nginx/conf.d/*.conf;
+}
+"""
+# The package's own main configuration: the documented part stands where it includes its further files.
+LIGHTTPD = """server.modules = ("mod_indexfile", "mod_access", "mod_alias", "mod_redirect")
+server.document-root = "/tmp"
+server.upload-dirs = ("/tmp")
+server.bind = "127.0.0.1"
+server.port = {port}
+server.http-parseopts = ("header-strict" => "enable", "host-strict" => "enable", "host-normalize" => "enable",
+    "url-normalize-unreserved" => "enable", "url-normalize-required" => "enable", "url-ctrls-reject" => "enable",
+    "url-path-2f-decode" => "enable", "url-path-dotseg-remove" => "enable")
+{before}
+server.modules += ("mod_dirlisting", "mod_staticfile")
+{behind}
+"""
+
+
+def blocks(chapter):
+    """The texts in fences of a chapter."""
+    with open(os.path.join(house.ROOT, "docs", "web-servers.md"), encoding="utf-8") as page:
+        text = re.search(rf"^## {chapter}\n(.*?)(?=^## |\Z)", page.read(), re.DOTALL | re.MULTILINE)[1]
+    return re.findall(r"^```\w*\n(.*?)^```", text, re.DOTALL | re.MULTILINE)
+
+
+def password_for(shell):
+    """The instructions with a password in them."""
+    assert "PASSWORD'" in shell
+    return shell.replace("PASSWORD", PASSWORD.replace("'", "'\\''"))
+
+
+def without_users(shell):
+    """The camera has one user only, so nobody else can be become."""
+    for words in ("runuser -u camera -- ", "-u camera "):
+        if words in shell:
+            return shell.replace(words, "")
+    raise AssertionError(shell)
+
+
+class Site:
+    """A camera, with one more web server in it, on a port of its own."""
+
+    def __init__(self, camera, space):
+        self.camera = camera
+        self.space = space
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            self.port = free.getsockname()[1]
+
+    def file(self, path, text):
+        done = self.camera.run(["/bin/sh", "-c", 'mkdir -p "${1%/*}" && cat >"$1"', "sh", path], stdin=text.encode())
+        assert done.status == 0, done.stderr
+
+    def shell(self, text):
+        environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
+        done = self.camera.run(["/bin/sh", "-e", "-c", text], env=environment)
+        assert done.status == 0, done.stderr
+
+    def start(self, command):
+        """A server that stays in the foreground, or not."""
+        self.shell(f"{command} </dev/null >>/tmp/site.log 2>&1 &")
+
+    def status(self, path, password=None):
+        words = [] if password is None else ["--anyauth", "-u", f"camera:{password}"]
+        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr", "-w", "%{http_code}", *words,
+                               f"http://127.0.0.1:{self.port}{self.space}{path}"], capture_output=True, check=False)
+        return int(done.stdout), done.stderr
+
+    def ready(self):
+        self.camera.wait_for(lambda: self.status("")[0])
+
+
+@pytest.fixture
+def site(make_camera):
+    def make(snippet, space):
+        owners = f"camera:x:{os.getuid()}:{os.getgid()}::/tmp:/bin/sh\n", f"camera:x:{os.getgid()}:\nwww-data:x:{os.getgid()}:\n"
+        source = os.path.join(house.ROOT, "camera", "web", "snippets", snippet)
+        site = Site(make_camera(more=[(source, f"/usr/local/zarvo/share/web/{snippet}")]), space)
+        site.file("/etc/passwd", owners[0])
+        site.file("/etc/group", owners[1])
+        return site
+    return make
+
+
+# Ways to write a path that is kept out.
+EXECUTES = ("/execute?p1=zvStream&c1=start", "//execute?p1=zvStream&c1=start", "/./execute?p1=zvStream&c1=start",
+            "/%65xecute?p1=zvStream&c1=start", "/x/../execute?p1=zvStream&c1=start", "/execute%0a?p1=zvStream&c1=start",
+            "/execute%0a%0a?p1=zvStream&c1=start", "%2fexecute?p1=zvStream&c1=start", "/x%2f..%2fexecute?p1=zvStream&c1=start",
+            "/execute%00?p1=zvStream&c1=start", "/execute%e4?p1=zvStream&c1=start")
+
+
+def check(site):
+    """A password is asked for, the program answers who knows it, and nobody gets at execute."""
+    site.ready()
+    for path in ("", "/", "/nothing", "/analytics/get", "/nothing%0a", "/nothing%e4", "/../control", "/execute%0a", "%2fexecute%0a"):
+        for password in (None, "wrong"):
+            status, body = site.status(path, password)
+            assert (status, b"zverr" in body, b"ELF" in body) in ((401, False, False), (404, False, False), (403, False, False))
+    assert site.status("/nothing")[0] == 401
+    status, body = site.status("/nothing?a=+%41", PASSWORD)
+    assert (status, b'"query":"a=+%41"' in body) == (400, True), body
+    status, body = site.status("", PASSWORD)
+    assert (status, b'"model_number":13' in body) == (200, True)
+    assert site.status("/analytics/get", PASSWORD)[0] in (200, 204)
+    assert site.status("/command/ble/pairing_available", PASSWORD) == (200, b"{}")
+    for path in EXECUTES:
+        status, body = site.status(path, PASSWORD)
+        assert status in (400, 403, 404), path
+        assert b'"status":"0"' not in body and b"ELF" not in body
+    assert site.status("/execute?p1=zvStream&c1=start", PASSWORD)[0] == 403
+    assert "zvStream does not run" in site.camera.tool("stream")
+
+
+@pytest.mark.parametrize("place", ("before", "behind"))
+def test_lighttpd(site, place):
+    """Where Debian puts it, and at the end of the main configuration, behind the modules that hand out files."""
+    here = site("lighttpd.conf", "/control")
+    configuration, password = blocks("lighttpd")
+    here.file("/etc/lighttpd/lighttpd.conf", LIGHTTPD.format(port=here.port, **{"before": "", "behind": "", place: configuration}))
+    here.shell(password_for(password))
+    here.shell("lighttpd -tt -f /etc/lighttpd/lighttpd.conf")
+    here.start("lighttpd -D -f /etc/lighttpd/lighttpd.conf")
+    check(here)
+
+
+def test_nginx(site):
+    here = site("nginx.conf", "/control")
+    configuration, commands = blocks("nginx")
+    assert "127.0.0.1:8080" in configuration
+    here.file("/etc/nginx/nginx.conf", NGINX)
+    here.file("/etc/nginx/conf.d/camera.conf", configuration.replace("8080", str(here.port)))
+    *first, last = without_users(password_for(commands)).splitlines()
+    here.start("\n".join([*first, last]))
+    here.camera.wait_for(lambda: here.camera.run(["/usr/bin/test", "-S", "/run/zvfcgi/socket"]).status == 0)
+    mode = here.camera.run(["/usr/bin/stat", "-c", "%a", "/run/zvfcgi/socket"]).stdout
+    assert mode == b"770\n"  # nginx's group may write to it, others not
+    here.start("nginx -e stderr -c /etc/nginx/nginx.conf")
+    check(here)
+
+
+def test_busybox(site):
+    here = site("busybox-control", "/cgi-bin/control")
+    commands, rule = blocks("busybox httpd")
+    assert "127.0.0.1:8080" in commands
+    here.shell(without_users(password_for(commands)).replace("8080", str(here.port)))
+    here.ready()
+    assert here.status("/execute?p1=zvStream&c1=dance", PASSWORD)[0] == 400
+    with open(os.path.join(house.ROOT, "camera", "web", "snippets", "busybox-control"), encoding="utf-8") as snippet:
+        before, start, behind = snippet.read().partition('"$program" | {\n')
+    assert start
+    here.shell("rm /srv/www/cgi-bin/control")
+    here.file("/srv/www/cgi-bin/control", before + rule + start + behind)
+    here.shell("chmod 755 /srv/www/cgi-bin/control")
+    check(here)
