@@ -1,6 +1,6 @@
 # zv_unit_test(NAME SOURCES ... [LIBS ...]): a GoogleTest program. Each of its tests runs as a
 # process of its own inside private IPC, process and mount namespaces (tests/support/in-namespace): its own message
-# queues, its own /dev/log, /tmp, /run and /usr/local.
+# queues, its own /dev/log, /tmp, /run and /usr/local. With ZV_STANDALONE it is one static program, like the gateway.
 if(CMAKE_CROSSCOMPILING)
   # Debian's source package of the same library, since there is none of it for the target. Its own files are not ours
   # to warn about.
@@ -19,6 +19,9 @@ target_link_libraries(zv_test_headers PRIVATE zv_compile GTest::gmock GTest::gte
 target_compile_options(zv_test_headers PRIVATE -O0)
 target_precompile_headers(zv_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>)
 
+# All of them, and what they start.
+add_custom_target(unit_tests)
+
 set(ZV_TEST_LAUNCHER ${CMAKE_SOURCE_DIR}/tests/support/in-namespace)
 
 function(zv_unit_test name)
@@ -27,8 +30,12 @@ function(zv_unit_test name)
   target_link_libraries(${name} PRIVATE zv_compile zv_test_support ${arg_LIBS} GTest::gmock GTest::gtest_main)
   target_compile_options(${name} PRIVATE -O0)
   target_precompile_headers(${name} REUSE_FROM zv_test_headers)
+  if(ZV_STANDALONE)
+    target_link_options(${name} PRIVATE -static)
+  endif()
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests
     CROSSCOMPILING_EMULATOR "${ZV_TEST_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")
+  add_dependencies(unit_tests ${name})
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()

@@ -5,7 +5,8 @@
 format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
 over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
 against cameras of both presets. arm: builds the stand-alone and the ARM programs, and runs unit and end-to-end tests with
-them, in the emulator, with daemons of either processor. A skipped test counts as failed. The last line counts the tests of
+them, those for ARM in the emulator, with daemons of either processor. The unit tests of a stand-alone preset are static
+programs themselves. A skipped test counts as failed. The last line counts the tests of
 ctest and pytest; the status is 0 only when every check of every part was right.
 """
 
@@ -31,7 +32,7 @@ CAMERAS = (
 )
 # What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
 _LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", "webservers")
-OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
+OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin", "unit_tests")}
 OTHER_CAMERAS = (
     ("stand-alone", "release", "standalone", _LIKE),
     ("arm", "arm", "arm", _LIKE),
@@ -187,7 +188,8 @@ def check_arm(tally, jobs):
     for preset, targets in OTHER_BUILDS.items():
         _build(tally, preset, targets)
     if len(tally.complaints) == before:
-        _unit(tally, jobs, "arm")
+        for preset in OTHER_BUILDS:
+            _unit(tally, jobs, preset)
         _e2e(tally, OTHER_CAMERAS)
 
 

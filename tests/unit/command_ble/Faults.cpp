@@ -30,6 +30,7 @@ void __real_free(void* block);
 mqd_t __real_mq_open(const char* name, int flags, ...);
 int __real_mq_close(mqd_t queue);
 int __real_mq_unlink(const char* name);
+void __real_vsyslog(int priority, const char* format, va_list arguments);
 int REAL_GETTIMEOFDAY(timeval* time, void* zone);
 int REAL_CLOCK_GETTIME(clockid_t clock, timespec* time);
 }
@@ -131,6 +132,15 @@ extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
         std::memset(block, 0, count * size);
     }
     return block;
+}
+
+// Linked statically, the C library's own allocations pass through here as well. Those for the log are not the link's.
+extern "C" void __wrap_syslog(int priority, const char* format, ...) {
+    const Pause pause;
+    va_list arguments;
+    va_start(arguments, format);
+    __real_vsyslog(priority, format, arguments);
+    va_end(arguments);
 }
 
 extern "C" void __wrap_free(void* block) {

@@ -63,24 +63,33 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const
 static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t) { ++allocations; }, [](const volatile void*) {});
 #else
+// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the library's
+// own included, can be led through others by the linker.
+#ifdef ZV_STATIC
+#define REAL(name) __real_##name
+#define OURS(name) __wrap_##name
+#else
+#define REAL(name) __libc_##name
+#define OURS(name) name
+#endif
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
+void* REAL(malloc)(std::size_t size);
+void* REAL(calloc)(std::size_t count, std::size_t size);
+void* REAL(realloc)(void* memory, std::size_t size);
 
-void* malloc(std::size_t size) {
+void* OURS(malloc)(std::size_t size) {
     ++allocations;
-    return __libc_malloc(size);
+    return REAL(malloc)(size);
 }
 
-void* calloc(std::size_t count, std::size_t size) {
+void* OURS(calloc)(std::size_t count, std::size_t size) {
     ++allocations;
-    return __libc_calloc(count, size);
+    return REAL(calloc)(count, size);
 }
 
-void* realloc(void* memory, std::size_t size) {
+void* OURS(realloc)(void* memory, std::size_t size) {
     ++allocations;
-    return __libc_realloc(memory, size);
+    return REAL(realloc)(memory, size);
 }
 }
 #endif
