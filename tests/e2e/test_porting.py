@@ -96,6 +96,22 @@ def test_libraries_with_the_old_string_type_are_told(fit):
     assert any(name.startswith("_Z10parseParam") and "__cxx11" in name for name in missing)
 
 
+def test_program_can_be_built_with_the_old_string_type(fit):
+    """What it does with streams, that is: those of that time can do less."""
+    option = re.search(r"`-DCMAKE_CXX_FLAGS=(\S+)`", page())[1]
+    sources = [os.path.join(folder, name) for folder, _, names in os.walk(os.path.join(house.ROOT, "src")) for name in names]
+    folders = {os.path.dirname(path) for path in sources} | {
+        os.path.join(house.ROOT, name) for name in ("libzvCommon/include", "platform/include")}
+    compiled = 0
+    for path in sources:
+        with open(path, encoding="utf-8") as text:
+            if path.endswith(".cpp") and re.search(r"stringstream|ostream", text.read()):
+                subprocess.run([f"{fit.tools}g++", "-std=c++20", option, "-fsyntax-only", *(f"-I{name}" for name in folders), path],
+                               check=True)
+                compiled += 1
+    assert compiled > 3
+
+
 def test_slots_of_the_messages(fit):
     table, *slots = fit("vtable for").splitlines()
     size = int(table.split()[1], 16)
@@ -177,10 +193,13 @@ def test_libraries_beside_the_program_and_programs_of_their_own(gateway_dir, fit
 
 
 def test_build_commands_name_what_there_is(gateway_dir):
-    """The commands themselves are those of ./test; here are the names in them."""
+    """The options and targets of the commands exist; a misspelt option would be taken silently."""
     for part in ("cpack", "ZV_WARNINGS_AS_ERRORS=OFF"):
         for option in re.findall(r"-D(ZV_\w+)=", block(part)):
             with open(os.path.join(gateway_dir, "CMakeCache.txt"), encoding="utf-8") as cache:
-                assert re.search(f"^{option}:BOOL=", cache.read(), re.MULTILINE)
+                assert re.search(f"^{option}:BOOL=", cache.read(), re.MULTILINE), option
+        for target in re.findall(r"--target (\w\S*)", block(part)):
+            # Dry: says what it would do, or that there is no such target.
+            run(f"cmake --build '{gateway_dir}' --target {target} -- -n", gateway_dir)
     with open(os.path.join(house.ROOT, "CMakePresets.json"), encoding="utf-8") as presets:
         assert '"name": "arm"' in presets.read()
