@@ -28,7 +28,8 @@ PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
 CAMERAS = (
     ("release", "release", "release", ()),
-    ("asan", "asan", "asan", ("-packages", "-porting")),  # where they stand alone there is no sanitizer's library
+    # Where programs stand alone there is no sanitizer's library; and with one nothing is measured.
+    ("asan", "asan", "asan", ("-packages", "-porting", "-bench")),
 )
 # What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
 _LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", "webservers")

@@ -1,14 +1,18 @@
-// bench_spawn ROUNDS PROGRAM...: starts the programs in turn, ROUNDS times each, with this process's environment and
-// standard output thrown away, and prints as JSON the microseconds from spawn to exit, the peak memory in KiB and the
-// exit status of each.
+// bench_spawn ROUNDS PROGRAM...: starts the programs ROUNDS times each, in another order in every round, with this process's
+// environment and standard output thrown away, and prints as JSON the microseconds from spawn to exit and the peak memory
+// in KiB of each. Ends with status 1 when one of them cannot be run, or ends otherwise than with status 0 in any round.
+#include "PeakMemory.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <random>
 #include <spawn.h>
-#include <sys/resource.h>
+#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -19,7 +23,6 @@ struct Program {
     char* path;
     std::vector<double> microseconds;
     long peak = 0;
-    int status = 0;
 };
 
 double now() {
@@ -28,31 +31,72 @@ double now() {
     return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
+bool judge(const char* path, int status) {
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "bench_spawn: %s ended with %s %d\n", path,
+                     WIFEXITED(status) ? "status" : "signal",
+                     WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status));
+        return false;
+    }
+    return true;
+}
+
+bool cannotRun(const char* path, int error) {
+    std::fprintf(stderr, "bench_spawn: %s cannot be run: %s\n", path, std::strerror(error));
+    return false;
+}
+
 bool runOnce(Program& program, const posix_spawn_file_actions_t& actions) {
     char* const arguments[] = {program.path, nullptr};
     pid_t child = 0;
     const double start = now();
-    if (posix_spawn(&child, program.path, &actions, nullptr, arguments, environ) != 0) {
-        return false;
+    const int error = posix_spawn(&child, program.path, &actions, nullptr, arguments, environ);
+    if (error != 0) {
+        return cannotRun(program.path, error);
     }
     int status = 0;
-    rusage usage{};
-    while (wait4(child, &status, 0, &usage) < 0) {
+    while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) {
-            return false;
+            return cannotRun(program.path, errno);
         }
     }
     program.microseconds.push_back(now() - start);
-    program.peak = usage.ru_maxrss > program.peak ? usage.ru_maxrss : program.peak;
-    program.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    return true;
+    return judge(program.path, status);
+}
+
+// Apart from the rounds, since it takes time. It is the warm-up as well.
+bool measureMemory(Program& program) {
+    int status = 0;
+    program.peak = peakMemory(program.path, status);
+    return program.peak > 0 ? judge(program.path, status) : cannotRun(program.path, errno);
+}
+
+bool runAll(std::vector<Program>& programs, int rounds) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    const bool warm = std::all_of(programs.begin(), programs.end(), measureMemory);
+    // Who runs behind a large program finds the caches in another state than who runs behind a small one.
+    std::vector<Program*> order(programs.size());
+    std::transform(programs.begin(), programs.end(), order.begin(),
+                   [](Program& program) { return &program; });
+    std::mt19937 chance; // always the same orders
+    for (int round = 0; warm && round < rounds; ++round) {
+        std::shuffle(order.begin(), order.end(), chance);
+        for (Program* program : order) {
+            if (!runOnce(*program, actions)) {
+                return false;
+            }
+        }
+    }
+    return warm;
 }
 
 void print(const std::vector<Program>& programs) {
     std::printf("[");
     const char* separator = "";
     for (const Program& program : programs) {
-        std::printf("%s{\"status\":%d,\"peak_kib\":%ld,\"us\":[", separator, program.status, program.peak);
+        std::printf("%s{\"peak_kib\":%ld,\"us\":[", separator, program.peak);
         const char* comma = "";
         for (const double time : program.microseconds) {
             std::printf("%s%.1f", comma, time);
@@ -64,12 +108,17 @@ void print(const std::vector<Program>& programs) {
     std::printf("]\n");
 }
 
+bool number(std::string_view text, int& value) {
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    return result.ec == std::errc() && result.ptr == end && value > 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     int rounds = 0;
-    if (argc < 3 || std::from_chars(argv[1], argv[1] + std::strlen(argv[1]), rounds).ec != std::errc() ||
-        rounds < 1) {
+    if (argc < 3 || !number(argv[1], rounds)) {
         std::fprintf(stderr, "usage: bench_spawn ROUNDS PROGRAM...\n");
         return 2;
     }
@@ -77,17 +126,8 @@ int main(int argc, char** argv) {
     for (int i = 2; i < argc; ++i) {
         programs.push_back({argv[i], {}});
     }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    for (int round = 0; round < rounds; ++round) {
-        for (Program& program : programs) {
-            if (!runOnce(program, actions)) {
-                std::fprintf(stderr, "bench_spawn: %s cannot be run: %s\n", program.path,
-                             std::strerror(errno));
-                return 1;
-            }
-        }
+    if (!runAll(programs, rounds)) {
+        return 1;
     }
     print(programs);
     return 0;

@@ -1,10 +1,21 @@
-"""bench/run: all measurements in one run, as Markdown tables."""
+"""Measures the gateway, in both shapes, against what its start, its answer and its copying could cost at least."""
 
 import argparse
+import os
+import signal
+import subprocess
 import sys
 import time
+from http.client import HTTPException
+
+from zvcamera.admin import AdminError
+from zvcamera.camera import SOURCE_DIR, CameraError
 
 from . import measures, stand
+
+# Preset and targets. The ARM programs are for the table of sizes.
+_BUILDS = (("release", "simulated_camera", "bench"), ("standalone", "zvControl-cgi-bin"),
+           ("arm", "zvControl-cgi-bin", "zvCtrlD", "csi"), ("arm-standalone", "zvControl-cgi-bin"))
 
 
 def _table(heading, columns, rows):
@@ -12,30 +23,56 @@ def _table(heading, columns, rows):
     return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows]) + "\n"
 
 
-def main():
+def _arguments():
     parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
-    parser.add_argument("--quick", action="store_true", help="few rounds and small files: shows that all of it works")
+    parser.add_argument("--quick", action="store_true",
+                        help="few rounds and small files: shows within a minute that all of it works, and no more")
     parser.add_argument("--output", metavar="FILE", help="write the tables to this file as well")
     arguments = parser.parse_args()
-    rounds, seconds, repeats = (10, 1, 1) if arguments.quick else (500, 5, 3)
-    file_sizes = [1 << 10, 1 << 20] if arguments.quick else [1 << 10, 1 << 20, 1 << 26, 1 << 30]
-    output = open(arguments.output, "w", encoding="utf-8") if arguments.output else None
+    if arguments.output:
+        try:
+            arguments.output = open(arguments.output, "w", encoding="utf-8")
+        except OSError as error:
+            parser.error(f"{arguments.output} cannot be written: {error.strerror}")
+    return arguments
 
-    def say(text):
-        print(text, flush=True)
-        if output:
-            print(text, file=output, flush=True)
 
+def _measure(quick, say):
+    rounds, seconds, repeats = (10, 0.3, 1) if quick else (500, 5, 3)
+    file_sizes = [1 << 10, 1 << 20] if quick else [1 << 10, 1 << 20, 1 << 26, 1 << 30]
     say(f"{time.strftime('%Y-%m-%d %H:%M')}; {measures.machine()}\n")
     with stand.camera() as running:
-        stand.spawn(running, list(stand.NAMES)[:-1], measures.AVAILABLE, rounds=3)
         say(_table(*measures.start_and_memory(running, rounds)))
         say(_table(*measures.instructions(running)))
         say(_table(*measures.whitelist(running, max(rounds // 5, 5))))
     say(_table(*measures.requests_per_second(seconds, repeats)))
-    say(_table(*measures.analytics(file_sizes, 3 if arguments.quick else 5)))
+    say(_table(*measures.analytics(file_sizes, 3 if quick else 5)))
     say(_table(*measures.parts()))
     say(_table(*measures.sizes()))
+
+
+def main():
+    arguments = _arguments()
+
+    def say(text):
+        print(text, flush=True)
+        if arguments.output:
+            print(text, file=arguments.output, flush=True)
+
+    # Whatever ends it: cameras and files are taken away on the way out.
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda number, _: sys.exit(128 + number))
+    try:
+        for build in _BUILDS:
+            if subprocess.run([os.path.join(SOURCE_DIR, "scripts", "build"), *build], check=False).returncode != 0:
+                return 1  # it has told why
+        _measure(arguments.quick, say)
+    except (CameraError, stand.MeasureError, AdminError, OSError, HTTPException, subprocess.SubprocessError) as error:
+        print(f"bench/run: {error}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        print("bench/run: interrupted", file=sys.stderr)
+        return 130
     return 0
 
 

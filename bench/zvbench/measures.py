@@ -1,5 +1,7 @@
 """The measurements. Each returns a table: a heading, column names and rows."""
 
+import contextlib
+import http.client
 import json
 import os
 import statistics
@@ -7,33 +9,60 @@ import subprocess
 import tempfile
 
 from . import stand
-from .stand import CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED, NAMES, PYTHON, SHELL, STAND_ALONE, STATIC_C
+from .stand import (ABSENT_DEVICE, AVAILABLE, CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED, NAMES, PYTHON,
+                    SHELL, STAND_ALONE, STATIC_C, STATUS)
 
-AVAILABLE, STATUS = "/command/ble/pairing_available", "/command/ble/pair/status"
 _FLOORS = (STATIC_C, DYNAMIC_C, EMPTY_CPP, DYNAMIC_CPP, SHELL, PYTHON)
 _GATEWAYS = (STAND_ALONE, CAMERA_SHAPE)
 
 
+def _first(path, start, separator):
+    """What stands behind the separator in the first line of a file that begins with start."""
+    with contextlib.suppress(OSError), open(path, encoding="utf-8") as lines:
+        for line in lines:
+            if line.startswith(start):
+                return line.split(separator, 1)[1].strip().strip('"')
+    return "?"
+
+
+def _revision():
+    git = ["git", "-c", "safe.directory=*", "-C", stand.SOURCE_DIR]
+    head = subprocess.run([*git, "rev-parse", "--short=10", "HEAD"], capture_output=True, text=True, check=False)
+    if head.returncode != 0:
+        return "sources of no known revision"
+    changed = subprocess.run([*git, "status", "--porcelain", "--untracked-files=no"], capture_output=True, text=True, check=False)
+    return f"revision {head.stdout.strip()}" + (" with changes" if changed.stdout else "")
+
+
+def _versions(*packages):
+    """Of Debian packages."""
+    listed = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", *packages], capture_output=True, text=True,
+                            check=False)
+    return listed.stdout.removesuffix(", ")
+
+
 def machine():
-    with open("/proc/cpuinfo", encoding="utf-8") as cpuinfo:
-        model = next((line.split(":")[1].strip() for line in cpuinfo if line.startswith("model name")), "?")
-    with open("/etc/os-release", encoding="utf-8") as release:
-        system = next(line.split("=")[1].strip().strip('"') for line in release if line.startswith("PRETTY_NAME"))
+    """What was measured, and where."""
     kernel = os.uname()
-    return f"{os.cpu_count()} processors, {model}; {system}, kernel {kernel.release}, {kernel.machine}; " \
-           f"load before the run {os.getloadavg()[0]:.2f}"
+    memory = int(_first("/proc/meminfo", "MemTotal", ":").split()[0]) / (1 << 20)
+    return f"{_revision()}; {os.cpu_count()} processors, {_first('/proc/cpuinfo', 'model name', ':')}, " \
+           f"{memory:.0f} GiB; {_first('/etc/os-release', 'PRETTY_NAME', '=')}, kernel {kernel.release}, {kernel.machine}; " \
+           f"{_versions('g++-12', 'libc6', 'lighttpd', 'valgrind')}; load before the run {os.getloadavg()[0]:.2f}"
+
+
+def _name(request):
+    return request[0][len("/command/ble/"):]
 
 
 def start_and_memory(running, rounds):
     """(a) and (d): from spawn to exit, and peak memory. The floors run between the requests, in the same rounds."""
     rows = []
-    for path, gateways in ((AVAILABLE, _GATEWAYS), (STATUS, _GATEWAYS)):
-        programs = [*_FLOORS, *gateways] if path == AVAILABLE else [DYNAMIC_C, *gateways]
-        results = stand.spawn(running, programs, path, rounds=rounds)
+    for request, programs in ((AVAILABLE, (*_FLOORS, *_GATEWAYS)), (STATUS, (DYNAMIC_C, *_GATEWAYS))):
+        results = stand.spawn(running, programs, request, rounds)
         reference = statistics.median(results[programs.index(DYNAMIC_C)]["us"])
         for program, result in zip(programs, results):
-            label = NAMES[program] + (f", {path[len('/command/ble/'):]}" if program in _GATEWAYS else "")
-            if path == STATUS and program == DYNAMIC_C:
+            label = NAMES[program] + (f", {_name(request)}" if program in _GATEWAYS else "")
+            if request == STATUS and program == DYNAMIC_C:
                 label += " (again)"
             times = sorted(result["us"])
             rows.append([label, f"{statistics.median(times):.0f}", f"{times[0]:.0f}", f"{times[len(times) * 9 // 10]:.0f}",
@@ -44,48 +73,78 @@ def start_and_memory(running, rounds):
 
 def instructions(running):
     """(b): user instructions. They hardly vary, so one run does."""
-    counts = [(NAMES[p], stand.instructions(running, p, AVAILABLE)) for p in (STATIC_C, DYNAMIC_C, EMPTY_CPP, EMPTY_ORDERED, DYNAMIC_CPP)]
-    empty = counts[2][1]
-    for path in (AVAILABLE, STATUS):
-        counts += [(f"{NAMES[p]}, {path[len('/command/ble/'):]}", stand.instructions(running, p, path)) for p in _GATEWAYS]
-    return ("(b) User instructions by callgrind, ratio to the empty C++ main linked to the same libraries",
-            ["program", "instructions", "ratio"], [[name, f"{n:,}", f"{n / empty:.3f}"] for name, n in counts])
+    floors = (STATIC_C, DYNAMIC_C, EMPTY_CPP, EMPTY_ORDERED, DYNAMIC_CPP, SHELL, PYTHON)
+    counts = {NAMES[p]: stand.instructions(running, p, AVAILABLE) for p in floors}
+    for request in (AVAILABLE, STATUS):
+        counts.update({f"{NAMES[p]}, {_name(request)}": stand.instructions(running, p, request) for p in _GATEWAYS})
+    empty, ordered = counts[NAMES[EMPTY_CPP]], counts[NAMES[EMPTY_ORDERED]]
+    return ("(b) User instructions by callgrind, ratios to the empty C++ main linked to the same libraries",
+            ["program", "instructions", "ratio", "ratio, same order"],
+            [[name, f"{n:,}", f"{n / empty:.3f}", f"{n / ordered:.3f}"] for name, n in counts.items()])
 
 
 def requests_per_second(seconds, repeats):
-    """(c): the programs take turns, so that a slow minute of the machine hits them alike."""
+    """(c): every program behind a web server of its own. They take turns, so that a slow minute of the machine hits them alike;
+    who has no turn does nothing. The load generator's part of the processors is told, since it is part of every ratio."""
     programs = (STATIC_C, DYNAMIC_C, SHELL, PYTHON, STAND_ALONE, CAMERA_SHAPE)
-    rates = {}
-    for _ in range(repeats):
-        for program in programs:
-            with stand.camera(program) as running:
-                stand.load(running, AVAILABLE, 1, 0)
-                for clients in (1, 4, 16):
-                    result = stand.load(running, AVAILABLE, clients, seconds)
+    rates, generator = {}, {}
+    with contextlib.ExitStack() as cameras:
+        running = {program: cameras.enter_context(stand.camera(program)) for program in programs}
+        for _ in range(repeats):
+            for clients in (1, 4, 16):
+                for program in programs:
+                    stand.load_hello(running[program], program, AVAILABLE, clients, 0)  # warm
+                    result = stand.load_hello(running[program], program, AVAILABLE, clients, seconds)
                     rates.setdefault((program, clients), []).append(result["good"] / result["seconds"])
+                    generator.setdefault(program, []).append(result["cpu"] / result["good"] * 1e6)
     median = {key: statistics.median(values) for key, values in rates.items()}
-    rows = [[NAMES[p]] + [f"{median[p, n]:.0f} ({median[p, n] / median[STATIC_C, n]:.2f})" for n in (1, 4, 16)]
-            for p in programs]
-    return ("(c) Requests per second through lighttpd (ratio to the static C hello), pairing_available",
-            ["program", "1 client", "4 clients", "16 clients"], rows)
+    rows = [[NAMES[p]] + [f"{median[p, n]:.0f} ({median[p, n] / median[STATIC_C, n]:.2f})" for n in (1, 4, 16)] +
+            [f"{statistics.median(generator[p]):.0f}"] for p in programs]
+    return ("(c) Requests per second through lighttpd (ratio to the static C hello), pairing_available; of each request the load "
+            "generator's own processor time in microseconds",
+            ["program", "1 client", "4 clients", "16 clients", "generator"], rows)
+
+
+def _write_sparse(path, size):
+    """A file with something at both ends, and nothing between: no disk is measured."""
+    end = os.urandom(min(size, 1024))
+    with open(path, "wb") as file:
+        file.write(end)
+        file.truncate(size)
+        file.seek(size - len(end))
+        file.write(end)
+
+
+def _compare(running, path, file):
+    """Fetches the file once and looks at every byte of it, which also warms everything up."""
+    connection = http.client.HTTPConnection("127.0.0.1", running.port, timeout=60)
+    with contextlib.closing(connection), open(file, "rb") as expected:
+        connection.request("GET", "/control" + path)
+        answer = connection.getresponse()
+        piece, same = True, answer.status == 200
+        while same and piece:
+            piece = answer.read(1 << 20)
+            same = expected.read(len(piece)) == piece
+        if not same or expected.read(1):
+            raise stand.MeasureError(f"{path}: status {answer.status}, and not the file's bytes")
 
 
 def analytics(sizes, repeats):
-    """(e): the file through the web server; it is sparse, so that no disk is measured."""
-    times = {}
-    with tempfile.TemporaryDirectory(dir="/var/tmp") as storage:
+    """(e): the file through the web server. The programs take turns."""
+    path, times = "/analytics/get", {}
+    with tempfile.TemporaryDirectory(dir=os.environ.get("TMPDIR") or "/var/tmp") as storage, contextlib.ExitStack() as cameras:
         os.mkdir(f"{storage}/analytics")
-        os.mkdir(f"{storage}/MISC")
-        for program, path in ((CAT, "/cat"), (STAND_ALONE, "/analytics/get"), (CAMERA_SHAPE, "/analytics/get")):
-            with stand.camera(program, storage=storage) as running:
-                for size in sizes:
-                    with open(f"{storage}/analytics/analytics.bin", "wb") as file:
-                        file.truncate(size)
-                    for _ in range(repeats):
-                        result = stand.load(running, path, 1, 0)
-                        if result["bytes"] < size:
-                            raise RuntimeError(f"{size} bytes expected, {result['bytes']} arrived")
-                        times.setdefault((program, size), []).append(result["seconds"])
+        file = f"{storage}/analytics/analytics.bin"
+        running = {program: cameras.enter_context(stand.camera(program, storage=storage))
+                   for program in (CAT, STAND_ALONE, CAMERA_SHAPE)}
+        for size in sizes:
+            _write_sparse(file, size)
+            for program in running:
+                _compare(running[program], path, file)
+            for _ in range(repeats):
+                for program in running:
+                    result = stand.load(running[program], path, 1, 0, size)
+                    times.setdefault((program, size), []).append(result["seconds"])
     median = {key: statistics.median(values) for key, values in times.items()}
     rows = [[_size(size), f"{median[CAT, size] * 1e3:.1f}"] +
             [f"{median[p, size] * 1e3:.1f} ({median[p, size] / median[CAT, size]:.2f})" for p in (STAND_ALONE, CAMERA_SHAPE)]
@@ -103,7 +162,10 @@ def whitelist(running, rounds):
         while devices < 36 * pages:
             running.admin("zvBleD", "whitelist_set", slot={"address": f"{devices + 1:012x}", "name": f"Device {devices}"})
             devices += 1
-        results = stand.spawn(running, [DYNAMIC_C, *_GATEWAYS], "/command/ble/whitelist/device", "address=ffffffffffff", rounds)
+        asked = stand.asked(running, "whitelist_list", ABSENT_DEVICE)
+        if asked != pages:
+            raise stand.MeasureError(f"{asked} pages of {devices} devices were asked for, not {pages}")
+        results = stand.spawn(running, [DYNAMIC_C, *_GATEWAYS], ABSENT_DEVICE, rounds)
         medians = [statistics.median(r["us"]) for r in results]
         rows.append([str(pages), str(devices)] + [f"{m:.0f} ({m / medians[0]:.2f})" for m in medians[1:]])
     return ("(f) Whitelist of 36 devices a page: spawn to exit in microseconds (ratio to the dynamic C hello)",
@@ -111,7 +173,7 @@ def whitelist(running, rounds):
 
 
 def parts():
-    """(g): the work inside a request. Of the repetitions' medians nothing is compared; they tell where work would pay."""
+    """(g): medians of repetitions, each the mean of many turns. Nothing is compared; they tell where work would pay."""
     program = os.path.join(stand.RELEASE, "bench", "bench_micro")
     done = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=5", "--benchmark_min_time=0.05",
                            "--benchmark_report_aggregates_only=true"], stdout=subprocess.PIPE, check=True)
@@ -121,16 +183,16 @@ def parts():
 
 
 def sizes():
-    """Sizes of the stripped programs, for every build folder that is there."""
+    """Sizes of the programs and of what stands beside them, stripped."""
+    builds = (("release", "strip", True), ("standalone", "strip", False), ("arm", "arm-linux-gnueabihf-strip", True),
+              ("arm-standalone", "arm-linux-gnueabihf-strip", False))
     rows = []
     with tempfile.TemporaryDirectory() as folder:
-        for build, strip in (("release", "strip"), ("standalone", "strip"), ("arm", "arm-linux-gnueabihf-strip"),
-                             ("arm-standalone", "arm-linux-gnueabihf-strip")):
-            for name in ("zvControl-cgi-bin", "libzvCtrlD.so", "libcsi.so"):
+        for build, strip, libraries in builds:
+            for name in ("zvControl-cgi-bin", "libzvCtrlD.so", "libcsi.so")[:3 if libraries else 1]:
                 program = os.path.join(stand.SOURCE_DIR, "build", build, name)
-                if os.path.exists(program) and not ("standalone" in build and name.startswith("lib")):
-                    subprocess.run([strip, "-o", f"{folder}/stripped", program], check=True)
-                    rows.append([build, name, f"{os.path.getsize(f'{folder}/stripped'):,}"])
+                subprocess.run([strip, "-o", f"{folder}/stripped", program], check=True)
+                rows.append([build, name, f"{os.path.getsize(f'{folder}/stripped'):,}"])
     return ("Sizes of the stripped programs in bytes", ["preset", "file", "bytes"], rows)
 
 
