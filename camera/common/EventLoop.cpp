@@ -1,14 +1,24 @@
 #include "EventLoop.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <poll.h>
+#include <string>
+#include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <system_error>
-#include <vector>
 
 namespace zvcam {
+namespace {
+
+// What is more waits for the next round.
+constexpr std::size_t eventsPerRound = 64;
+
+static_assert(POLLIN == EPOLLIN && POLLOUT == EPOLLOUT && POLLERR == EPOLLERR && POLLHUP == EPOLLHUP);
+
+} // namespace
 
 struct EventLoop::SignalMask {
     sigset_t mask;
@@ -20,11 +30,12 @@ EventLoop::EventLoop() : previous_(std::make_unique<SignalMask>()) {
     sigaddset(&ending, SIGTERM);
     sigaddset(&ending, SIGINT);
     pthread_sigmask(SIG_BLOCK, &ending, &previous_->mask);
-    signals_.reset(signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC));
+    epoll_.reset(epoll_create1(EPOLL_CLOEXEC));
+    signals_.reset(epoll_.ok() ? signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC) : -1);
     if (!signals_.ok()) {
         const int error = errno;
         pthread_sigmask(SIG_SETMASK, &previous_->mask, nullptr);
-        throw std::system_error(error, std::generic_category(), "signalfd");
+        throw std::system_error(error, std::generic_category(), epoll_.ok() ? "signalfd" : "epoll_create1");
     }
     addFd(signals_.get(), POLLIN, [this](short) {
         signalfd_siginfo info;
@@ -38,19 +49,38 @@ EventLoop::~EventLoop() {
     pthread_sigmask(SIG_SETMASK, &previous_->mask, nullptr);
 }
 
+void EventLoop::control(int operation, int fd, short events) {
+    epoll_event event{};
+    event.events = static_cast<std::uint32_t>(events);
+    event.data.fd = fd;
+    if (epoll_ctl(epoll_.get(), operation, fd, &event) != 0) {
+        throw std::system_error(errno, std::generic_category(),
+                                "waiting for descriptor " + std::to_string(fd));
+    }
+}
+
 void EventLoop::addFd(int fd, short events, FdCallback callback) {
-    watches_[fd] = {events, std::make_shared<FdCallback>(std::move(callback))};
+    const bool known = watches_.count(fd) != 0;
+    auto shared = std::make_shared<FdCallback>(std::move(callback));
+    watches_[fd] = std::move(shared);
+    try {
+        control(known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, fd, events);
+    } catch (const std::system_error&) {
+        watches_.erase(fd);
+        throw;
+    }
 }
 
 void EventLoop::setEvents(int fd, short events) {
-    const auto found = watches_.find(fd);
-    if (found != watches_.end()) {
-        found->second.events = events;
+    if (watches_.count(fd) != 0) {
+        control(EPOLL_CTL_MOD, fd, events);
     }
 }
 
 void EventLoop::removeFd(int fd) {
-    watches_.erase(fd);
+    if (watches_.erase(fd) != 0) {
+        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, fd, nullptr);
+    }
 }
 
 EventLoop::TimerId EventLoop::addTimer(std::chrono::milliseconds delay, std::function<void()> callback) {
@@ -88,18 +118,14 @@ bool EventLoop::runOnce(std::chrono::milliseconds wait) {
     if (stopped_) {
         return false;
     }
-    std::vector<pollfd> polled;
-    polled.reserve(watches_.size());
-    for (const auto& [fd, watch] : watches_) {
-        polled.push_back({fd, watch.events, 0});
-    }
-    if (poll(polled.data(), polled.size(), timeout(wait)) > 0) {
-        for (const pollfd& one : polled) {
-            const auto found = one.revents != 0 ? watches_.find(one.fd) : watches_.end();
-            if (found != watches_.end()) {
-                const std::shared_ptr<FdCallback> callback = found->second.callback;
-                (*callback)(one.revents);
-            }
+    std::array<epoll_event, eventsPerRound> events;
+    const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout(wait));
+    for (int i = 0; i < count; ++i) {
+        const epoll_event& event = events[static_cast<std::size_t>(i)];
+        const auto found = watches_.find(event.data.fd);
+        if (found != watches_.end()) {
+            const Watch callback = found->second;
+            (*callback)(static_cast<short>(event.events));
         }
     }
     runTimers();

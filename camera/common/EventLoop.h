@@ -1,4 +1,4 @@
-// The poll loop that every daemon of the camera is built around: descriptors, timers, ending on a signal.
+// The loop that every daemon of the camera is built around: descriptors, timers, ending on a signal.
 // Single-threaded; callbacks may add and remove descriptors and timers, their own included.
 #pragma once
 
@@ -16,7 +16,7 @@ namespace zvcam {
 class EventLoop {
 public:
     using Clock = std::chrono::steady_clock;
-    using FdCallback = std::function<void(short revents)>; // the events that poll(2) reported
+    using FdCallback = std::function<void(short revents)>; // the events that are there, as poll(2) names them
     using TimerId = std::uint64_t;                         // never 0
 
     // Takes over SIGTERM and SIGINT of this thread: each of them ends run(). Throws std::system_error when
@@ -27,7 +27,8 @@ public:
     EventLoop& operator=(const EventLoop&) = delete;
 
     // events: POLLIN, POLLOUT. The descriptor stays the caller's, who removes it before closing it. Adding a
-    // descriptor again replaces its events and callback.
+    // descriptor again replaces its events and callback. Throws std::system_error for a descriptor that cannot be
+    // waited for: a closed one, a file.
     void addFd(int fd, short events, FdCallback callback);
     void setEvents(int fd, short events);
     void removeFd(int fd);
@@ -43,15 +44,14 @@ public:
     void stop() { stopped_ = true; }
 
 private:
-    struct Watch {
-        short events;
-        std::shared_ptr<FdCallback> callback; // shared: a callback may remove itself while it runs
-    };
+    using Watch = std::shared_ptr<FdCallback>; // shared: a callback may remove itself while it runs
     using TimerKey = std::pair<Clock::time_point, TimerId>;
 
+    void control(int operation, int fd, short events);
     int timeout(std::chrono::milliseconds wait) const;
     void runTimers();
 
+    UniqueFd epoll_;
     UniqueFd signals_;
     std::map<int, Watch> watches_;
     std::map<TimerKey, std::function<void()>> timers_;

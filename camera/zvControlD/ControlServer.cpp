@@ -18,6 +18,7 @@ ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler,
 }
 
 ControlServer::~ControlServer() {
+    loop_.cancelTimer(timer_);
     while (!clients_.empty()) {
         drop(clients_.begin());
     }
@@ -35,19 +36,30 @@ void ControlServer::accept() {
     if (!fd.ok()) {
         return;
     }
-    clients_.push_back({std::move(fd), 0, false});
+    clients_.push_back({std::move(fd), EventLoop::Clock::now(), false});
     const auto client = std::prev(clients_.end());
-    watch(client);
     loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
+    watch();
+    serve(client); // most have asked by now
 }
 
-void ControlServer::watch(Clients::iterator client) {
-    client->timer = loop_.addTimer(idleLimit_, [this, client] {
-        if (!client->asked) {
+// One timer for all: the first in the list is the first whose time is up. It runs on when that one asks again.
+void ControlServer::watch() {
+    if (timer_ == 0 && !clients_.empty()) {
+        const auto left = clients_.front().last + idleLimit_ - EventLoop::Clock::now();
+        timer_ = loop_.addTimer(std::chrono::ceil<std::chrono::milliseconds>(left), [this] { dropSilent(); });
+    }
+}
+
+void ControlServer::dropSilent() {
+    timer_ = 0;
+    while (!clients_.empty() && clients_.front().last + idleLimit_ <= EventLoop::Clock::now()) {
+        if (!clients_.front().asked) {
             logError("a connection that asked nothing is closed");
         }
-        drop(client);
-    });
+        drop(clients_.begin());
+    }
+    watch();
 }
 
 void ControlServer::serve(Clients::iterator client) {
@@ -72,8 +84,7 @@ void ControlServer::serve(Clients::iterator client) {
         drop(client);
     } else {
         client->asked = true;
-        loop_.cancelTimer(client->timer);
-        watch(client);
+        client->last = EventLoop::Clock::now();
         clients_.splice(clients_.end(), clients_, client);
     }
 }
@@ -94,7 +105,6 @@ bool ControlServer::answer(int fd, const zvcontrol::Request& request) {
 }
 
 void ControlServer::drop(Clients::iterator client) {
-    loop_.cancelTimer(client->timer);
     loop_.removeFd(client->fd.get());
     clients_.erase(client);
 }

@@ -42,14 +42,15 @@ public:
 private:
     struct Client {
         UniqueFd fd;
-        EventLoop::TimerId timer;
+        EventLoop::Clock::time_point last; // when it connected or asked
         bool asked;
     };
     using Clients = std::list<Client>; // the one that has been silent longest first
 
     void accept();
     void serve(Clients::iterator client);
-    void watch(Clients::iterator client);
+    void watch();
+    void dropSilent();
     bool answer(int fd, const zvcontrol::Request& request);
     void drop(Clients::iterator client);
 
@@ -59,6 +60,7 @@ private:
     std::chrono::milliseconds idleLimit_;
     UniqueFd listener_;
     Clients clients_;
+    EventLoop::TimerId timer_ = 0; // none while 0
 };
 
 } // namespace zvcam

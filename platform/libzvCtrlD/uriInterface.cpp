@@ -18,6 +18,7 @@ struct Row {
 
 struct Interface {
     bool open = false;
+    bool closesUnasked = false;
     std::vector<Row> rows;
 };
 constinit Interface interface;
@@ -55,8 +56,11 @@ int zvcontrol_uri_interface_open(void) {
     if (interface.open) {
         return ZV_ERR;
     }
-    const int result = zvcontrol::request(zvcontrol::Operation::Open, 0);
+    zvcontrol::Answer answer;
+    const int result = zvcontrol::exchange(zvcontrol::Operation::Open, 0, {}, answer);
     interface.open = result == ZV_OK;
+    interface.closesUnasked =
+        interface.open && answer.length == 1 && answer.data[0] == zvcontrol::closesUnasked;
     return result;
 }
 
@@ -66,6 +70,9 @@ int zvcontrol_uri_interface_close(void) {
     }
     interface.open = false;
     std::vector<Row>().swap(interface.rows);
+    if (interface.closesUnasked && zvcontrol::connected()) {
+        return ZV_OK;
+    }
     return zvcontrol::request(zvcontrol::Operation::Close, 0);
 }
 
