@@ -45,6 +45,7 @@ def _measure(quick, say):
         say(_table(*measures.start_and_memory(running, rounds)))
         say(_table(*measures.instructions(running)))
         say(_table(*measures.whitelist(running, max(rounds // 5, 5))))
+    say(_table(*measures.turns_with_hello(rounds)))
     say(_table(*measures.requests_per_second(seconds, repeats)))
     say(_table(*measures.analytics(file_sizes, 3 if quick else 5)))
     say(_table(*measures.parts()))

@@ -71,6 +71,21 @@ def start_and_memory(running, rounds):
             ["program", "median", "least", "90 of 100", "ratio", "peak KiB"], rows)
 
 
+def turns_with_hello(rounds):
+    """(a) once more: each program in turns with the dynamic C hello alone, on all processors and on one."""
+    rows = []
+    for processors, place in (("", contextlib.nullcontext()), (", one processor", stand.one_processor())):
+        with place, stand.camera() as running:
+            for program, request in ((STATIC_C, AVAILABLE), *((gateway, request) for request in (AVAILABLE, STATUS)
+                                                              for gateway in _GATEWAYS)):
+                hello, other = (statistics.median(result["us"])
+                                for result in stand.spawn(running, (DYNAMIC_C, program), request, rounds))
+                label = NAMES[program] + (f", {_name(request)}" if program in _GATEWAYS else "")
+                rows.append([label + processors, f"{other:.0f}", f"{hello:.0f}", f"{other / hello:.2f}"])
+    return ("(a) Spawn to exit, each in turns with the dynamic C hello alone: medians in microseconds",
+            ["program", "its median", "dynamic C hello", "ratio"], rows)
+
+
 def instructions(running):
     """(b): user instructions. They hardly vary, so one run does."""
     floors = (STATIC_C, DYNAMIC_C, EMPTY_CPP, EMPTY_ORDERED, DYNAMIC_CPP, SHELL, PYTHON)

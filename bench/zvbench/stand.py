@@ -1,9 +1,14 @@
 """The test stand: cameras with everything that is compared inside, and the measuring programs."""
 
+import atexit
+import contextlib
+import functools
 import json
 import os
 import re
+import shutil
 import subprocess
+import tempfile
 
 from zvcamera.camera import SOURCE_DIR, Camera
 
@@ -36,13 +41,36 @@ class MeasureError(Exception):
     """Something did not do what it is measured at."""
 
 
+@functools.cache
+def _installed():
+    """A folder with copies of what is compared. A file as the linker has left it, written here and there, lies in the system's
+    memory in more and smaller pieces than one that was installed, and is slower to map."""
+    folder = tempfile.mkdtemp(prefix="zvbench-", dir="/var/tmp")
+    atexit.register(shutil.rmtree, folder, ignore_errors=True)
+    for built in (os.path.join(RELEASE, "bench"), _CGI):
+        for entry in os.scandir(built):
+            if entry.is_file():
+                shutil.copy(entry.path, folder)
+    shutil.copy(os.path.join(STANDALONE, "zvControl-cgi-bin"), folder)
+    return folder
+
+
 def camera(program=CAMERA_SHAPE, **more):
     """A camera whose web server starts program; all the others are there too."""
-    built = os.path.join(RELEASE, "bench")
-    files = [(os.path.join(built, name), f"{_PLACE}/{name}") for name in sorted(os.listdir(built))]
-    files += [(os.path.join(_CGI, name), f"{_PLACE}/{name}") for name in sorted(os.listdir(_CGI))]
-    files.append((os.path.join(STANDALONE, "zvControl-cgi-bin"), STAND_ALONE))
+    folder = _installed()
+    files = [(os.path.join(folder, name), f"{_PLACE}/{name}") for name in sorted(os.listdir(folder))]
     return Camera(RELEASE, control_program=program, more=files, **more)
+
+
+@contextlib.contextmanager
+def one_processor():
+    """What is started meanwhile stays on one processor, as on a camera that has no more; the caller too."""
+    all_of_them = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {max(all_of_them)})
+    try:
+        yield
+    finally:
+        os.sched_setaffinity(0, all_of_them)
 
 
 def _body(program, request):

@@ -54,6 +54,11 @@ def test_quick_run(open_path):
     memory = {name: _number(cells[4]) for name, cells in _rows(done.stdout, "(a), (d)").items()}
     assert memory["static C hello"] < memory["dynamic C hello"] < memory["empty C++ main, same libraries"]
     assert memory["Python hello"] == max(memory.values())
+    turns = _rows(done.stdout, "(a) Spawn to exit, each in turns")
+    assert len(turns) == 10
+    for name in ("static C hello", "gateway, stand-alone, pair/status", "gateway, camera shape, pairing_available"):
+        for row in (turns[name], turns[f"{name}, one processor"]):
+            assert abs(_number(row[2]) - _number(row[0]) / _number(row[1])) < 0.02
     counts = {name: _number(cells[0]) for name, cells in _rows(done.stdout, "(b)").items()}
     assert len(counts) == 11
     assert counts["static C hello"] < counts["gateway, stand-alone, pairing_available"] < counts["dynamic C hello"]
