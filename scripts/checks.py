@@ -5,8 +5,8 @@
 format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
 over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
 against cameras of both presets. arm: builds the stand-alone and the ARM programs, and runs unit and end-to-end tests with
-them, those for ARM in the emulator, with daemons of either processor. The unit tests of a stand-alone preset are static
-programs themselves. A skipped test counts as failed. The last line counts the tests of
+them, those for ARM in the emulator, with daemons of either processor. The unit tests of the preset standalone are static
+programs themselves; arm-standalone has the end-to-end tests alone. A skipped test counts as failed. The last line counts the tests of
 ctest and pytest; the status is 0 only when every check of every part was right.
 """
 
@@ -22,18 +22,27 @@ import tidy
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PRESETS = ("release", "asan")
+END_TO_END = os.path.join(ROOT, "tests", "e2e")
 DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e", "arm")
 PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
 CAMERAS = (
     ("release", "release", "release", ()),
-    # Where programs stand alone there is no sanitizer's library; and with one nothing is measured.
-    ("asan", "asan", "asan", ("-packages", "-porting", "-bench")),
+    # Where programs stand alone there is no sanitizer's library; with one nothing is measured; and three files are about what
+    # the web servers do.
+    ("asan", "asan", "asan", ("-packages", "-porting", "-bench", "-webservers_bare", "-webservers_documented",
+                              "-webservers_limits")),
 )
+# These files of tests build something, or install from a build folder.
+BUILDING = ("bench", "installed", "packages", "porting", "readme", "run")
+# The ones that take longest, shortest of them first.
+LONG = ("execute", "launcher", "webservers_documented", "link", "analytics", "gate", "webservers_limits", "memory", "webservers",
+        "ble", "description", *BUILDING)
 # What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
 _LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", "webservers")
-OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin", "unit_tests")}
+OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
+OTHER_UNIT_TESTS = ("standalone", "arm")
 OTHER_CAMERAS = (
     ("stand-alone", "release", "standalone", _LIKE),
     ("arm", "arm", "arm", _LIKE),
@@ -51,13 +60,14 @@ class Tally:
         self.passed = self.failed = self.skipped = 0
         self.complaints = []
 
-    def add_junit(self, name, path):
-        """Counts the test cases of a JUnit file; ctest and pytest write them alike."""
-        try:
-            cases = list(xml.etree.ElementTree.parse(path).iter("testcase"))
-        except (OSError, xml.etree.ElementTree.ParseError) as error:
-            self.complaints.append(f"{name}: no results: {error}")
-            return
+    def add_junit(self, name, *paths):
+        """Counts the test cases of JUnit files; ctest and pytest write them alike."""
+        cases = []
+        for path in paths:
+            try:
+                cases += xml.etree.ElementTree.parse(path).iter("testcase")
+            except (OSError, xml.etree.ElementTree.ParseError) as error:
+                self.complaints.append(f"{name}: no results: {error}")
         failed = sum(1 for case in cases if case.find("failure") is not None or case.find("error") is not None)
         skipped = sum(1 for case in cases
                       if case.find("skipped") is not None or case.get("status") in ("notrun", "disabled"))
@@ -147,34 +157,59 @@ def check_lint_tests(tally, jobs):
     tally.require("clang-tidy", tidy.run(ROOT, "release", jobs, tests=True))
 
 
-def _run_pytest(name, daemons, program, tests):
+def _test_files(tests):
+    """The names between test_ and .py of the end-to-end tests that a camera's entry names."""
+    listed = sorted(name[5:-3] for name in os.listdir(END_TO_END) if name.startswith("test_") and name.endswith(".py"))
+    wanted = [test for test in tests if test[0] != "-"] or listed
+    return [test for test in wanted if f"-{test}" not in tests]
+
+
+def _tasks(camera):
+    """What of a camera's tests runs in one process: a file, or all files that build something, since they would be in each
+    other's way."""
+    files = _test_files(camera[3])
+    building = [test for test in files if test in BUILDING]
+    return [(camera, tests) for tests in [building] + [[test] for test in files if test not in BUILDING] if tests]
+
+
+def _weight(task):
+    """Tasks that take long are started first."""
+    return -max(LONG.index(test) if test in LONG else -1 for test in task[1])
+
+
+def _run_pytest(task):
+    (name, daemons, program, _), tests = task
     build, gateway = (os.path.join(ROOT, "build", preset) for preset in (daemons, program))
-    junit = os.path.join(gateway, f"e2e-{name.replace(' ', '-')}.xml")
+    junit = os.path.join(gateway, f"e2e-{name.replace(' ', '-')}-{tests[0]}.xml")
     if os.path.exists(junit):
         os.remove(junit)
-    folder = os.path.join(ROOT, "tests", "e2e")
-    wanted = [os.path.join(folder, f"test_{test}.py") for test in tests if test[0] != "-"] or [folder]
-    unwanted = [f"--ignore={os.path.join(folder, f'test_{test[1:]}.py')}" for test in tests if test[0] == "-"]
     # The tests come first: an option that pytest learns from them, with a blank in its value, would pass for one of them.
     command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--junit-xml={junit}",
-               *wanted, *unwanted, f"--build-dir={build}", f"--gateway-dir={gateway}"]
+               *(os.path.join(END_TO_END, f"test_{test}.py") for test in tests),
+               f"--build-dir={build}", f"--gateway-dir={gateway}"]
     done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return name, junit, done
+    return junit, done
 
 
-def _e2e(tally, cameras):
+def _e2e(tally, jobs, cameras):
     _heading(f"end-to-end tests side by side: {', '.join(name for name, *_ in cameras)}")
+    tasks = sorted((task for camera in cameras for task in _tasks(camera)), key=_weight)
     # Most of them wait rather than work.
-    with concurrent.futures.ThreadPoolExecutor(3) as pool:
-        for name, junit, done in pool.map(lambda camera: _run_pytest(*camera), cameras):
+    with concurrent.futures.ThreadPoolExecutor(2 * jobs) as pool:
+        results = dict(zip(map(str, tasks), pool.map(_run_pytest, tasks)))
+    for camera in cameras:
+        junits = []
+        for task in _tasks(camera):
+            junit, done = results[str(task)]
             if done.returncode != 0:
                 sys.stdout.write(done.stdout.decode(errors="replace"))
-            tally.require(f"pytest {name}", done.returncode)
-            tally.add_junit(f"end-to-end tests, {name}", junit)
+            tally.require(f"pytest {camera[0]}: {' '.join(task[1])}", done.returncode)
+            junits.append(junit)
+        tally.add_junit(f"end-to-end tests, {camera[0]}", *junits)
 
 
-def check_e2e(tally, _jobs):
-    _e2e(tally, CAMERAS)
+def check_e2e(tally, jobs):
+    _e2e(tally, jobs, CAMERAS)
 
 
 def _build_ahead():
@@ -189,9 +224,9 @@ def check_arm(tally, jobs):
     for preset, targets in OTHER_BUILDS.items():
         _build(tally, preset, targets)
     if len(tally.complaints) == before:
-        for preset in OTHER_BUILDS:
+        for preset in OTHER_UNIT_TESTS:
             _unit(tally, jobs, preset)
-        _e2e(tally, OTHER_CAMERAS)
+        _e2e(tally, jobs, OTHER_CAMERAS)
 
 
 def main():

@@ -80,7 +80,8 @@ CLAIM = """
 import os, signal, sys
 from zvcamera import folder
 number, place = int(sys.argv[1]), sys.argv[2]
-signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell starts what is in its background with SIGINT ignored
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell starts what is in its background with SIGINT ignored,
+signal.signal(signal.SIGHUP, signal.SIG_DFL)  # and nohup what it starts with SIGHUP
 real = os.mkdir
 def mkdir(path, *mode):
     real(path, *mode)

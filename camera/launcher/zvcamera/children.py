@@ -1,6 +1,8 @@
 """The programs that the supervisor keeps: three daemons and those of the web server (web.py)."""
 
+import contextlib
 import os
+import re
 import signal
 import subprocess
 import threading
@@ -12,6 +14,15 @@ RUN_DIR = "/run/zarvo"
 _BIN = "/usr/local/zarvo/bin"
 _QUEUES = {"zvNetD": "/dev/mqueue/to_zvnet", "zvBleD": "/dev/mqueue/to_ble"}
 DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
+
+
+def _state(pid):
+    """What a process is doing, as far as the kernel tells."""
+    told = []
+    for name, pattern in (("status", r"^State:\s*(.*)"), ("wchan", r"(.*)"), ("syscall", r"(.*)")):
+        with contextlib.suppress(OSError), open(f"/proc/{pid}/{name}", encoding="utf-8") as file:
+            told += re.findall(pattern, file.read(), re.MULTILINE)[:1]
+    return ", ".join(told)
 
 
 class ChildError(Exception):
@@ -88,7 +99,7 @@ class Child:
         try:
             status = self._process.wait(patience)
         except subprocess.TimeoutExpired:
-            self.misdeeds.append(f"{self.name} did not end on signal {number}")
+            self.misdeeds.append(f"{self.name} did not end on signal {number} ({_state(self._process.pid)})")
             self.send(signal.SIGKILL)
             self._process.wait()
             return
