@@ -119,6 +119,31 @@ made.release()
     assert os.listdir(open_path) == []
 
 
+ENDING = """
+import signal, sys, types
+from zvcamera import children
+log = types.SimpleNamespace(add_stream=lambda name, stream: None)
+child = children.Child("the program", ["/bin/sleep", "60"], log, ready=lambda name: True, good_ends=(-15,))
+child.start()
+if sys.argv[1] == "stopped":
+    child.send(signal.SIGSTOP)
+send = child.send
+def told(number):
+    print(signal.Signals(number).name)
+    send(number)
+child.send = told
+child.stop_and_wait()
+print(child.misdeeds, child.state())
+"""
+
+
+@pytest.mark.parametrize("before", ["running", "stopped"])
+def test_program_is_woken_before_it_is_ended(before):
+    """A sanitizer's leak check would not survive the signal that wakes it."""
+    with _python(ENDING, before, stdout=subprocess.PIPE, text=True) as process:
+        assert process.communicate(timeout=30)[0] == "SIGCONT\nSIGTERM\n[] ended\n"
+
+
 REPORTS = """
 import sys
 from zvcamera.supervisor import Reports

@@ -93,9 +93,11 @@ class Child:
         """Ends it; one that stands still is woken first, one that does not listen is killed."""
         if not self.running():
             return
-        self.send(number)
+        # Before the signal, not after it: a sanitizer's leak check at the end stops the program for itself by a SIGSTOP, which
+        # a SIGCONT at that moment takes back, and then waits for it for ever.
         if number != signal.SIGKILL:
             self.send(signal.SIGCONT)
+        self.send(number)
         try:
             status = self._process.wait(patience)
         except subprocess.TimeoutExpired:
