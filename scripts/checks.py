@@ -28,13 +28,13 @@ PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
 
 # Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
 CAMERAS = (
-    ("release", "release", "release", ()),
+    ("release", "release", "release", ("-bench",)),
     # Where programs stand alone there is no sanitizer's library; with one nothing is measured; and three files are about what
     # the web servers do.
     ("asan", "asan", "asan", ("-packages", "-porting", "-bench", "-webservers_bare", "-webservers_documented",
                               "-webservers_limits")),
 )
-# These files of tests build something, or install from a build folder.
+# These files of tests build something, or install from a build folder, and would be in each other's way.
 BUILDING = ("bench", "installed", "packages", "porting", "readme", "run")
 # The ones that take longest, shortest of them first.
 LONG = ("execute", "launcher", "webservers_documented", "link", "analytics", "gate", "webservers_limits", "memory", "webservers",
@@ -44,6 +44,7 @@ _LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", 
 OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
 OTHER_UNIT_TESTS = ("standalone", "arm")
 OTHER_CAMERAS = (
+    ("benchmark", "release", "release", ("bench",)),  # here, since it measures the others too
     ("stand-alone", "release", "standalone", _LIKE),
     ("arm", "arm", "arm", _LIKE),
     ("arm with native daemons", "release", "arm", _LIKE),
@@ -165,8 +166,7 @@ def _test_files(tests):
 
 
 def _tasks(camera):
-    """What of a camera's tests runs in one process: a file, or all files that build something, since they would be in each
-    other's way."""
+    """What of a camera's tests runs in one process: a file, or all files that build something."""
     files = _test_files(camera[3])
     building = [test for test in files if test in BUILDING]
     return [(camera, tests) for tests in [building] + [[test] for test in files if test not in BUILDING] if tests]
@@ -194,9 +194,10 @@ def _run_pytest(task):
 def _e2e(tally, jobs, cameras):
     _heading(f"end-to-end tests side by side: {', '.join(name for name, *_ in cameras)}")
     tasks = sorted((task for camera in cameras for task in _tasks(camera)), key=_weight)
-    # Most of them wait rather than work.
-    with concurrent.futures.ThreadPoolExecutor(2 * jobs) as pool:
-        results = dict(zip(map(str, tasks), pool.map(_run_pytest, tasks)))
+    # Most of them wait rather than work. Those that build come one after the other.
+    with concurrent.futures.ThreadPoolExecutor(2 * jobs) as pool, concurrent.futures.ThreadPoolExecutor(1) as line:
+        started = [(task, (line if task[1][0] in BUILDING else pool).submit(_run_pytest, task)) for task in tasks]
+        results = {str(task): running.result() for task, running in started}
     for camera in cameras:
         junits = []
         for task in _tasks(camera):
@@ -213,7 +214,7 @@ def check_e2e(tally, jobs):
 
 
 def _build_ahead():
-    """Builds what check_arm needs while the tests before it wait. What goes wrong is shown when check_arm builds it again."""
+    """Builds what check_arm needs while the checks before it wait. What goes wrong is shown when check_arm builds it again."""
     script = os.path.join(ROOT, "scripts", "build")
     lines = [" ".join(["nice -n 19", '"$0"', preset, *targets]) for preset, targets in OTHER_BUILDS.items()]
     return subprocess.Popen(["/bin/sh", "-c", "; ".join(lines), script], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -244,7 +245,7 @@ def main():
     ahead = None
     for part in PARTS:
         if part in parts:
-            if part == "e2e" and "arm" in parts:
+            if "arm" in parts and not ahead and part in ("unit", "lint", "lint-tests", "e2e"):
                 ahead = _build_ahead()
             if part == "arm" and ahead:
                 ahead.wait()
