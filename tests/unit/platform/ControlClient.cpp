@@ -21,8 +21,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* path = "/tmp/peer.sock";
 constexpr int limitMs = 300;
-constexpr int tickMs =
-    11; // a socket's limit may end so much early: the kernel counts it in its ticks, 100 a second or more
+// A socket's limit may end so much early: the kernel counts it in its ticks, of which there are 100 a second or more.
+constexpr int tickMs = 11;
 constexpr Endpoint endpoint{path, limitMs};
 
 // The result of an exchange and the milliseconds that it took.
