@@ -51,7 +51,7 @@ class Fit:
             assert count == 1
         return run(values + block(part), self.folder)
 
-    def library(self, name, source, *options):
+    def make_library(self, name, source, *options):
         subprocess.run([f"{self.tools}g++", "-std=c++20", "-shared", "-fPIC", "-x", "c++", "-", *options, "-o",
                         str(self.maker / name)], input=source, text=True, check=True)
 
@@ -77,7 +77,7 @@ def test_every_name_has_an_owner(fit):
 
 
 def test_names_without_an_owner_are_told(fit):
-    fit.library("libcsi.so", """
+    fit.make_library("libcsi.so", """
         #include <string>
         extern "C" int hexline_of_later(), puts_of_the_maker();
         extern "C" int csi_of_later() { return hexline_of_later() + puts_of_the_maker(); }
@@ -88,10 +88,10 @@ def test_names_without_an_owner_are_told(fit):
 def test_libraries_with_the_old_string_type_are_told(fit):
     sources = os.path.join(house.ROOT, "platform", "libzvCtrlD")
     with open(os.path.join(sources, "parseParam.cpp"), encoding="utf-8") as text:
-        fit.library("libcsi.so", text.read() + '\nextern "C" int csi_get() { return 0; }\n', "-D_GLIBCXX_USE_CXX11_ABI=0",
-                    f"-I{house.ROOT}/platform/include")
+        fit.make_library("libcsi.so", text.read() + '\nextern "C" int csi_get() { return 0; }\n', "-D_GLIBCXX_USE_CXX11_ABI=0",
+                         f"-I{house.ROOT}/platform/include")
     shutil.move(fit.maker / "libzvCtrlD.so", fit.maker / "kept")
-    fit.library("libzvCtrlD.so", "")
+    fit.make_library("libzvCtrlD.so", "")
     missing = fit("comm").split()
     assert any(name.startswith("_Z10parseParam") and "__cxx11" in name for name in missing)
 
@@ -127,7 +127,7 @@ def test_sizes_of_the_messages(fit):
     relation = "==" if fit.cross else ">="
     checks = "".join(f"static_assert(sizeof({name}) {relation} {size});\n"
                      for name, size in zip(("Msg", "MsgElement", "MemStream"), sizes))
-    fit.library("sizes.so", '#include "zvCtrlD.h"\n' + checks, f"-I{house.ROOT}/platform/include")
+    fit.make_library("sizes.so", '#include "zvCtrlD.h"\n' + checks, f"-I{house.ROOT}/platform/include")
 
 
 def test_loader_finds_everything(fit, build_dir):
@@ -147,11 +147,11 @@ def test_loader_finds_everything(fit, build_dir):
     assert f"libcsi.so => {fit.folder}/libcsi.so " in loaded()
     assert "not found" not in loaded() and "undefined" not in loaded()
     # A library that theirs wants in turn, beside them: their own search path counts.
-    fit.library("libfurther.so", "int further() { return 1; }")
+    fit.make_library("libfurther.so", "int further() { return 1; }")
     shutil.copy(fit.maker / "libfurther.so", fit.folder)
     source = 'int further(); extern "C" int csi_get() { return further(); }'
     for options, found in (((), False), (("-Wl,-rpath,$ORIGIN",), True)):
-        fit.library("libcsi.so", source, *options, f"-L{fit.maker}", "-lfurther")
+        fit.make_library("libcsi.so", source, *options, f"-L{fit.maker}", "-lfurther")
         shutil.copy(fit.maker / "libcsi.so", fit.folder)
         assert ("libfurther.so => not found" not in loaded()) == found
 
@@ -169,7 +169,7 @@ def test_requests_from_the_shell(camera):
 
 def test_another_library_in_the_simulated_camera(make_camera, fit):
     """Its csi_get always says that the camera records."""
-    fit.library("libcsi.so", """
+    fit.make_library("libcsi.so", """
         extern "C" int csi_get(int, int, int*, void* value) { *static_cast<int*>(value) = 1; return 0; }
     """)
     place = re.search(r'more=\[\("/path/to/libcsi\.so", "([^"]*)"\)\]', page())[1]
