@@ -12,8 +12,8 @@
 namespace {
 
 // Reads pieces of as many bytes as size says, into room, and hands them to sink, up to limit bytes in all. Nothing read
-// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do not
-// change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
+// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do
+// not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
 // piece, unless it was handed down ignored.)
 template<typename Size, typename Sink>
 int copyPieces(std::FILE* source, int64_t limit, char* room, Size size, Sink sink) {
@@ -80,12 +80,11 @@ int analytics_copy(std::FILE* destination, std::FILE* source) {
 int analytics_send(int descriptor, std::FILE* source, int32_t limit) {
     char pieces[analytics_gathered_size];
     int direct = analytics_direct_blocks;
-    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one has
-    // something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
+    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one
+    // has something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
     // block. Read that many at a time, they pass through no other buffer.
     return copyPieces(
-        source, limit, pieces,
-        [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
+        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
             static_cast<void>(write_all(descriptor, {piece, length}));
         });

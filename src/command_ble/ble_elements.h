@@ -1,5 +1,5 @@
-// The message elements that the requests are made of. They live as long as the program; each command points
-// them at its own data, which must stay alive until the request has been serialised.
+// The message elements that the requests are made of. They live as long as the program; each command points them at its
+// own data, which must stay alive until the request has been serialised.
 #pragma once
 
 #include "zvCtrlD.h"
@@ -17,6 +17,6 @@ extern MsgElement ble_spare_reply;         // used by no command
 // Points an element at a text, without its terminating zero. Its length is taken modulo 65536.
 void ble_set_text(MsgElement& element, const char* text);
 
-// Adds the five standard elements of a request to the BLE daemon: command tag, command data, reply queue,
-// destination, tail. The receiver sees them in this order.
+// Adds the five standard elements of a request to the BLE daemon: command tag, command data, reply queue, destination,
+// tail. The receiver sees them in this order.
 void ble_add_standard_elements(Msg& message);

@@ -1,10 +1,9 @@
 // Opening and closing of the link.
-#include "command_ble.h"
-
 #include "ble_elements.h"
 #include "ble_link.h"
 #include "ble_log.h"
 #include "ble_queue.h"
+#include "command_ble.h"
 #include "zvErrno.h"
 
 #include <cstddef>
@@ -54,8 +53,7 @@ int createReplyQueue() {
     ble_rx_queue->attributes = {};
     ble_rx_queue->attributes.mq_maxmsg = 2;
     ble_rx_queue->attributes.mq_msgsize = BLE_MSG_SIZE;
-    ble_rx_queue->descriptor =
-        mq_open(ble_rx_queue->name, O_RDONLY | O_CREAT, 0664, &ble_rx_queue->attributes);
+    ble_rx_queue->descriptor = mq_open(ble_rx_queue->name, O_RDONLY | O_CREAT, 0664, &ble_rx_queue->attributes);
     if (ble_rx_queue->descriptor == ble_queue_not_open) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;
@@ -143,8 +141,8 @@ int ble_interface_close() {
     if (ble_rx_queue == nullptr) {
         return result;
     }
-    // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the
-    // process ends soon after.
+    // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the process ends
+    // soon after.
     if (ble_rx_queue->descriptor != ble_queue_not_open) {
         result = removeReplyQueue();
     }

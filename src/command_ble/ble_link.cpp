@@ -36,8 +36,7 @@ int ble_send(const std::uint8_t* message, std::uint32_t length) {
     }
     // With a time limit: the full queue of a daemon that stands still must not hold the request for ever.
     const timespec end = deadline();
-    if (mq_timedsend(ble_tx_queue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) !=
-        0) {
+    if (mq_timedsend(ble_tx_queue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed");
         return ZV_ERR;
     }

@@ -22,8 +22,7 @@ public:
         message_.dump(nullptr);
     }
 
-    // The element that carries status and data, with at least one byte; null, and a log line, for a malformed
-    // reply.
+    // The element that carries status and data, with at least one byte; null, and a log line, for a malformed reply.
     MsgElement* response() {
         if (message_.getCategory() != CAT_CGI_BP_RSP) {
             BLE_LOG(UTIL_LOG_ERROR, "Message from zvControlD was not CAT_CGI_BP_RSP, actual (%d)\n",

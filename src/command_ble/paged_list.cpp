@@ -33,9 +33,11 @@ timespec now() {
 class Acquisition {
 public:
     Acquisition(BleList list, std::optional<std::uint8_t> page, BleListSink& sink)
-        : list_(list), page_(page),
-          sink_(sink), request_{static_cast<std::uint8_t>(list), 0,
-                                list == BleList::scanResults ? scanPageMaximum : whitelistPageMaximum} {}
+        : list_(list),
+          page_(page),
+          sink_(sink),
+          request_{static_cast<std::uint8_t>(list), 0,
+                   list == BleList::scanResults ? scanPageMaximum : whitelistPageMaximum} {}
 
     int run();
 
@@ -54,9 +56,7 @@ private:
     static int total() { return ble_msg_buffer[1]; }
     static int index() { return ble_msg_buffer[2]; }
     static int count() { return ble_msg_buffer[3]; }
-    static BlePage entries() {
-        return {std::span<const std::uint8_t>(ble_msg_buffer).subspan(headerSize), count()};
-    }
+    static BlePage entries() { return {std::span<const std::uint8_t>(ble_msg_buffer).subspan(headerSize), count()}; }
 
     const BleList list_;
     const std::optional<std::uint8_t> page_;
@@ -85,8 +85,8 @@ int Acquisition::run() {
 }
 
 Acquisition::Outcome Acquisition::attempt(int number) {
-    // Only the start index is set back. The maximum deliberately keeps the value of the last request: the
-    // first request of a second attempt asks for no more than was still missing.
+    // Only the start index is set back. The maximum deliberately keeps the value of the last request: the first request
+    // of a second attempt asks for no more than was still missing.
     request_[1] = page_.value_or(0);
     requests_ = 0;
     if (!fetch()) {
@@ -177,13 +177,11 @@ bool Acquisition::accept(std::uint16_t length) const {
 void Acquisition::logRebuilt(int number, int from, int to) const {
     switch (list_) {
     case BleList::scanResults:
-        BLE_LOG(UTIL_LOG_WARN,
-                "scan_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
+        BLE_LOG(UTIL_LOG_WARN, "scan_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
     case BleList::whitelist:
-        BLE_LOG(UTIL_LOG_WARN,
-                "list_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
+        BLE_LOG(UTIL_LOG_WARN, "list_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
     }

@@ -1,7 +1,6 @@
 /*
- * Acquisition of a list that the BLE daemon hands out in pages. All pages of an answer belong to one
- * generation of the list: it carries an id, and a list that is rebuilt between two pages is fetched again
- * once.
+ * Acquisition of a list that the BLE daemon hands out in pages. All pages of an answer belong to one generation of the
+ * list: it carries an id, and a list that is rebuilt between two pages is fetched again once.
  */
 #pragma once
 
@@ -22,8 +21,8 @@ struct BleListHeader {
 
 // The entries of one reply.
 struct BlePage {
-    // From the first entry to the end of the message buffer. At least count entries of the list's size were
-    // received; what lies behind them is left over in the buffer and holds nothing to rely on.
+    // From the first entry to the end of the message buffer. At least count entries of the list's size were received;
+    // what lies behind them is left over in the buffer and holds nothing to rely on.
     std::span<const std::uint8_t> bytes;
     int count;
 };
@@ -42,9 +41,9 @@ public:
     virtual bool add(const BlePage& page) = 0;
 };
 
-// Seconds from the start of an acquisition after which it is given up instead of requesting a further page: a
-// daemon that hands out tiny pages slowly must not keep the request for hours. The page that is under way has
-// its own time limits.
+// Seconds from the start of an acquisition after which it is given up instead of requesting a further page: a daemon
+// that hands out tiny pages slowly must not keep the request for hours. The page that is under way has its own time
+// limits.
 inline constexpr int BLE_LIST_TIMEOUT_S = 60;
 
 // Bytes of an entry.
@@ -56,10 +55,9 @@ constexpr int ble_entry_size(BleList list) {
 int ble_read_page(const char* query, std::optional<std::uint8_t>& page);
 
 /*
- * Acquires one page from a start index or, without one, the whole list. 0 when all wanted entries were
- * delivered or the sink had enough; -1 and log lines otherwise. Always ends: at most two attempts, each of at
- * most 255 page requests, since a list has at most 255 entries; and once BLE_LIST_TIMEOUT_S have passed, no
- * further page is requested.
+ * Acquires one page from a start index or, without one, the whole list. 0 when all wanted entries were delivered or the
+ * sink had enough; -1 and log lines otherwise. Always ends: at most two attempts, each of at most 255 page requests,
+ * since a list has at most 255 entries; and once BLE_LIST_TIMEOUT_S have passed, no further page is requested.
  */
 int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
 

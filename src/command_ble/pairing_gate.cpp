@@ -1,6 +1,4 @@
 // Whether the camera may enter its pairing phase, and the switch of that phase.
-#include "command_ble.h"
-
 #include "ble_command.h"
 #include "ble_elements.h"
 #include "ble_link.h"
@@ -8,6 +6,7 @@
 #include "ble_messages.h"
 #include "ble_query.h"
 #include "ble_reply.h"
+#include "command_ble.h"
 #include "csi.h"
 #include "zvErrno.h"
 

@@ -1,9 +1,8 @@
 // The devices that the last scan found.
-#include "command_ble.h"
-
 #include "ble_command.h"
 #include "ble_log.h"
 #include "ble_query.h"
+#include "command_ble.h"
 #include "device_address.h"
 #include "list_entry.h"
 #include "paged_list.h"
@@ -17,8 +16,8 @@
 
 namespace {
 
-// Offsets within an entry of 82 bytes. Name and UUID lists stand in its last 68 bytes; their offsets count
-// from the start of the entry.
+// Offsets within an entry of 82 bytes. Name and UUID lists stand in its last 68 bytes; their offsets count from the
+// start of the entry.
 constexpr std::size_t addressType = 6;
 constexpr std::size_t rssi = 7;
 constexpr std::size_t nameOffset = 8;
@@ -67,8 +66,8 @@ public:
     // Starts the document afresh: the devices of an attempt that was abandoned are dropped.
     void begin(const BleListHeader& header) override {
         text_ = "\n{\"list_id\":" + std::to_string(header.id) + ",\"total\":" + std::to_string(header.total) +
-                ",\"index\":" + std::to_string(header.index) +
-                ",\"index_count\":" + std::to_string(header.wanted) + ",\"device_array\":[";
+                ",\"index\":" + std::to_string(header.index) + ",\"index_count\":" + std::to_string(header.wanted) +
+                ",\"device_array\":[";
         first_ = true;
     }
 

@@ -1,11 +1,10 @@
 // Changing one entry of the whitelist: removal, or the automatic connection to it.
-#include "command_ble.h"
-
 #include "ble_command.h"
 #include "ble_link.h"
 #include "ble_log.h"
 #include "ble_query.h"
 #include "ble_reply.h"
+#include "command_ble.h"
 #include "device_address.h"
 #include "zvErrno.h"
 

@@ -27,9 +27,7 @@ constexpr Report credentials = {"zvc_state_get_ap_has_default_credentials", 297,
 // In the order in which they are asked.
 constexpr TextGetter textGetters[] = {
     {{"zvc_state_get_model_name", 243, 245}, zvc_state_get_model_name, &CameraState::model_name},
-    {{"zvc_state_get_firmware_version", 252, 254},
-     zvc_state_get_firmware_version,
-     &CameraState::firmware_version},
+    {{"zvc_state_get_firmware_version", 252, 254}, zvc_state_get_firmware_version, &CameraState::firmware_version},
     {{"zvc_state_get_serial_number", 261, 263}, zvc_state_get_serial_number, &CameraState::serial_number},
     {{"zvc_state_get_board_type", 270, 272}, zvc_state_get_board_type, &CameraState::board_type},
     {{"zvc_state_get_ap_mac", 279, 281}, zvc_state_get_ap_mac, &CameraState::ap_mac},
@@ -64,11 +62,10 @@ int read_camera_state(CameraState& state, std::ostream& stream) {
             return result;
         }
     }
-    return check(zvc_state_get_ap_has_default_credentials(&state.ap_has_default_credentials), credentials,
-                 stream);
+    return check(zvc_state_get_ap_has_default_credentials(&state.ap_has_default_credentials), credentials, stream);
 }
 
 void write_description_error(std::ostream& stream, int error_code, const char* message, int line) {
-    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), 500,
-                                 error_code, message, "camera_description_output_json", line);
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), 500, error_code,
+                                 message, "camera_description_output_json", line);
 }

@@ -20,8 +20,8 @@ struct CameraState {
 };
 
 /*
- * Read the model number, and everything else. 0; or the code of the first getter that fails, after logging it
- * at error level and writing the error answer into the stream. What was read before it stays in state.
+ * Read the model number, and everything else. 0; or the code of the first getter that fails, after logging it at error
+ * level and writing the error answer into the stream. What was read before it stays in state.
  */
 int read_model_number(CameraState& state, std::ostream& stream);
 int read_camera_state(CameraState& state, std::ostream& stream);

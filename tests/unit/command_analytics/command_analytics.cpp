@@ -58,14 +58,14 @@ std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
     return fopencookie(nullptr, mode, {readSome, nullptr, seekTo, closeDescriptor});
 }
 
-#define ZV_WRAP_SEEK(name)                                                                                   \
-    extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                 \
-    extern "C" int __wrap_##name(std::FILE* file, off_t offset, int whence) {                                \
-        if (startUnreachable && whence == SEEK_SET) {                                                        \
-            errno = EIO;                                                                                     \
-            return -1;                                                                                       \
-        }                                                                                                    \
-        return __real_##name(file, offset, whence);                                                          \
+#define ZV_WRAP_SEEK(name)                                                                                             \
+    extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                           \
+    extern "C" int __wrap_##name(std::FILE* file, off_t offset, int whence) {                                          \
+        if (startUnreachable && whence == SEEK_SET) {                                                                  \
+            errno = EIO;                                                                                               \
+            return -1;                                                                                                 \
+        }                                                                                                              \
+        return __real_##name(file, offset, whence);                                                                    \
     }
 
 ZV_WRAP_SEEK(fseeko64)
@@ -138,16 +138,15 @@ TEST_F(commandAnalytics, header_and_bytes_arrive_exactly) {
     writeFile(std::string("\0\r\n\xFF{}", 6));
     const Answered answered = get();
     EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output,
-              std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
-                          "\0\r\n\xFF{}",
-                          68));
+    EXPECT_EQ(answered.output, std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
+                                           "\0\r\n\xFF{}",
+                                           68));
 }
 
 TEST_F(commandAnalytics, sends_2500_bytes_in_blocks_of_1024_1024_and_452_bytes) {
     writeFile(std::string(2500, 'x'));
-    EXPECT_EQ(get().output, "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" +
-                                std::string(2500, 'x'));
+    EXPECT_EQ(get().output,
+              "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" + std::string(2500, 'x'));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(65, 1024, 1024, 452));
 }
 
@@ -155,8 +154,8 @@ TEST_F(commandAnalytics, sends_single_bytes_and_whole_blocks) {
     writeFile("1");
     EXPECT_EQ(get().output, "Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1");
     writeFile(std::string(1024, 'y'));
-    EXPECT_EQ(get().output, "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" +
-                                std::string(1024, 'y'));
+    EXPECT_EQ(get().output,
+              "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1024, 'y'));
 }
 
 TEST_F(commandAnalytics, completes_writes_that_were_partial_or_interrupted) {
@@ -195,9 +194,9 @@ TEST_F(commandAnalytics, logs_the_path) {
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     zvtest::SyslogCapture log;
     get();
-    EXPECT_THAT(log.texts(), ElementsAre(MatchesRegex(
-                                 "UTIL_LOG_DEBUG:Got Analytics file response "
-                                 "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
+    EXPECT_THAT(log.texts(),
+                ElementsAre(MatchesRegex("UTIL_LOG_DEBUG:Got Analytics file response "
+                                         "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
 }
 
 TEST_F(commandAnalytics, logs_the_path_only_from_debug_level_on) {
@@ -275,9 +274,7 @@ TEST_F(commandAnalytics, a_start_that_cannot_be_sought_is_no_content) {
 }
 
 TEST_F(commandAnalytics, closes_the_file_in_every_case) {
-    const auto descriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
     const auto before = descriptors();
     writeFile("x");
     get();

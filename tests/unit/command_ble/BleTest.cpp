@@ -30,14 +30,13 @@ Bytes element(std::uint8_t type, const Bytes& data) {
 
 Bytes message(std::uint8_t category, const Bytes& elements) {
     const auto length = elements.size() + 4;
-    return join(
-        {{static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length), 0, category}, elements});
+    return join({{static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length), 0, category}, elements});
 }
 
 Bytes bleRequest(const Bytes& data) {
-    return message(2, join({element(65, bytesOf("BL")), element(66, data),
-                            element(68, bytesOf(QueuePeer::replyQueueName())),
-                            element(67, bytesOf("/to_ble")), element(238, {})}));
+    return message(
+        2, join({element(65, bytesOf("BL")), element(66, data), element(68, bytesOf(QueuePeer::replyQueueName())),
+                 element(67, bytesOf("/to_ble")), element(238, {})}));
 }
 
 Bytes dataOf(const Bytes& request) {
@@ -80,8 +79,7 @@ std::string debugLine(const std::string& text) {
     return "UTIL_LOG_DEBUG:" + text + " @command_ble";
 }
 
-BleTest::BleTest(long peersMessageSize)
-    : peer(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {
+BleTest::BleTest(long peersMessageSize) : peer(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {
     g_logLevel = UTIL_LOG_INFO; // all but traces
     EXPECT_EQ(0, ble_interface_open());
 }
@@ -90,8 +88,7 @@ BleTest::~BleTest() {
     faults::clockOffset = 0;
     faults::monotonicOffset = 0;
     EXPECT_EQ(0, ble_interface_close());
-    EXPECT_TRUE(
-        std::all_of(buffer_.end() - behindBuffer, buffer_.end(), [](char c) { return c == filling; }));
+    EXPECT_TRUE(std::all_of(buffer_.end() - behindBuffer, buffer_.end(), [](char c) { return c == filling; }));
 }
 
 int BleTest::call(Handler handler, const char* query) {

@@ -1,5 +1,5 @@
-// What the tests of the BLE commands share: an open link to a scripted peer, the log, a response buffer, and the
-// bytes of requests and replies.
+// What the tests of the BLE commands share: an open link to a scripted peer, the log, a response buffer, and the bytes
+// of requests and replies.
 #pragma once
 
 #include "Faults.h"
@@ -11,7 +11,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 

@@ -21,7 +21,6 @@ inline constexpr Command commands[] = {
     {ble_pair_status, "", "ble_pair_status command failed"},
     {ble_whitelist_list, "", "Failed to get proper response for scan results: -1"},
     {ble_whitelist_list, "p=3", "Failed to get proper response for scan results: -1"},
-    {ble_whitelist_configure, "device=1&remove=1",
-     "ble_whitelist_configure device=1&remove=1 command failed"},
+    {ble_whitelist_configure, "device=1&remove=1", "ble_whitelist_configure device=1&remove=1 command failed"},
     {ble_whitelist_device, "address=1", "Failed to get proper response for scan results: -1"},
 };

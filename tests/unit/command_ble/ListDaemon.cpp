@@ -4,8 +4,8 @@
 #include <cstdio>
 
 Bytes pageData(int id, int total, int index, int count, const std::vector<Bytes>& entries) {
-    Bytes data = {static_cast<std::uint8_t>(id), static_cast<std::uint8_t>(total),
-                  static_cast<std::uint8_t>(index), static_cast<std::uint8_t>(count)};
+    Bytes data = {static_cast<std::uint8_t>(id), static_cast<std::uint8_t>(total), static_cast<std::uint8_t>(index),
+                  static_cast<std::uint8_t>(count)};
     for (const Bytes& entry : entries) {
         data.insert(data.end(), entry.begin(), entry.end());
     }
@@ -31,11 +31,10 @@ std::vector<Bytes> ListDaemon::operator()(const Bytes& request) const {
 }
 
 Bytes whitelistEntry(const Bytes& address, int flags, const std::string& name) {
-    Bytes entry =
-        join({address,
-              {static_cast<std::uint8_t>(flags), static_cast<std::uint8_t>(flags >> 8),
-               static_cast<std::uint8_t>(name.empty() ? 0 : 10), static_cast<std::uint8_t>(name.size())},
-              bytesOf(name)});
+    Bytes entry = join({address,
+                        {static_cast<std::uint8_t>(flags), static_cast<std::uint8_t>(flags >> 8),
+                         static_cast<std::uint8_t>(name.empty() ? 0 : 10), static_cast<std::uint8_t>(name.size())},
+                        bytesOf(name)});
     entry.resize(41);
     return entry;
 }
@@ -52,8 +51,7 @@ std::vector<Bytes> whitelistOf(int count) {
 std::string whitelistObject(int number) {
     char text[128];
     std::snprintf(text, sizeof text,
-                  R"({"address":"0000000000%02x","name":"","mitm_paired":0,"auto_connect":0,"connected":0})",
-                  number);
+                  R"({"address":"0000000000%02x","name":"","mitm_paired":0,"auto_connect":0,"connected":0})", number);
     return text;
 }
 

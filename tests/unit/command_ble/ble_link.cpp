@@ -230,8 +230,7 @@ TEST_F(Link, FailuresAreErrorsOfCommandBle) {
     const auto lines = log.take();
     ASSERT_EQ(1U, lines.size());
     EXPECT_EQ(3, lines[0].priority);
-    EXPECT_THAT(lines[0].text,
-                testing::MatchesRegex("UTIL_LOG_ERROR:Failed to create tx queue @command_ble:[0-9]+"));
+    EXPECT_THAT(lines[0].text, testing::MatchesRegex("UTIL_LOG_ERROR:Failed to create tx queue @command_ble:[0-9]+"));
 }
 
 TEST_F(Link, NothingIsLoggedBelowTheErrorLevel) {
@@ -339,8 +338,8 @@ TEST_F(OpenLink, NullWhileOpen) {
     EXPECT_EQ(-3, ble_receive(nullptr, &length));
     EXPECT_EQ(-3, ble_receive(ble_msg_buffer, nullptr));
     EXPECT_EQ(1500, length);
-    EXPECT_THAT(logged(), ElementsAre("Failed, invalid parameters", "Failed, invalid parameters",
-                                      "Failed, invalid parameters"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed, invalid parameters", "Failed, invalid parameters", "Failed, invalid parameters"));
 }
 
 TEST_F(OpenLink, NoReplyBeforeTheTimeLimit) {

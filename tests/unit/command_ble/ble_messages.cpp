@@ -1,7 +1,6 @@
 #include "ble_messages.h"
 
 #include <gtest/gtest.h>
-
 #include <memory>
 #include <type_traits>
 #include <typeinfo>

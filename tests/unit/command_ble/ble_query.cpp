@@ -1,7 +1,6 @@
 #include "ble_query.h"
 
 #include <gtest/gtest.h>
-
 #include <locale>
 #include <random>
 #include <sstream>
@@ -65,8 +64,8 @@ TEST(ble_query, Integers) {
 }
 
 TEST(ble_query, NotIntegers) {
-    for (const char* text : {"", " ", "x", "x1", "+", "-", "+-1", "-+1", "--1", "++1", "+ 1", "- 1", ".5",
-                             "%31", "2147483648", "-2147483649", "99999999999999999999999999", "\2401"}) {
+    for (const char* text : {"", " ", "x", "x1", "+", "-", "+-1", "-+1", "--1", "++1", "+ 1", "- 1", ".5", "%31",
+                             "2147483648", "-2147483649", "99999999999999999999999999", "\2401"}) {
         int value = 4711;
         EXPECT_FALSE(ble_parse_integer(text, value)) << text;
         EXPECT_EQ(4711, value) << text;

@@ -20,8 +20,7 @@ protected:
     Bytes data(const Bytes& reply, std::uint16_t room = 1500) {
         Bytes place(room);
         length = room;
-        result = ble_get_response_data(reply.data(), static_cast<std::uint16_t>(reply.size()), place.data(),
-                                       &length);
+        result = ble_get_response_data(reply.data(), static_cast<std::uint16_t>(reply.size()), place.data(), &length);
         place.resize(result == 0 ? length : 0);
         return place;
     }
@@ -62,8 +61,8 @@ TEST_F(Reply, DataBehindTheStatus) {
 }
 
 TEST_F(Reply, OtherElementsAreIgnored) {
-    EXPECT_EQ(0, check(message(3, join({element(65, bytesOf("BL")), element(69, {0}), element(69, {1}),
-                                        element(238, {})}))));
+    EXPECT_EQ(
+        0, check(message(3, join({element(65, bytesOf("BL")), element(69, {0}), element(69, {1}), element(238, {})}))));
     EXPECT_THAT(logged(), IsEmpty());
 }
 
@@ -76,9 +75,9 @@ TEST_F(Reply, EveryOtherStatusFailsWithoutALine) {
 TEST_F(Reply, EveryOtherCategoryFails) {
     for (int category = 0; category < 256; ++category) {
         if (category != 3) {
-            expectFailure(message(static_cast<std::uint8_t>(category), element(69, {0})),
-                          {"Message from zvControlD was not CAT_CGI_BP_RSP, actual (" +
-                           std::to_string(category) + ")\n"});
+            expectFailure(
+                message(static_cast<std::uint8_t>(category), element(69, {0})),
+                {"Message from zvControlD was not CAT_CGI_BP_RSP, actual (" + std::to_string(category) + ")\n"});
         }
     }
 }
@@ -90,8 +89,7 @@ TEST_F(Reply, WithoutAResponseElement) {
 }
 
 TEST_F(Reply, EmptyResponseElement) {
-    expectFailure({0, 8, 0, 3, 0, 0, 0, 69},
-                  {"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
+    expectFailure({0, 8, 0, 3, 0, 0, 0, 69}, {"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
 }
 
 TEST_F(Reply, NothingAtAll) {
@@ -149,8 +147,7 @@ TEST_F(Reply, DataMayTakeTheReplysPlace) {
     const Bytes reply = replyOf(0, content);
     Bytes place = reply;
     length = 1500;
-    EXPECT_EQ(0, ble_get_response_data(place.data(), static_cast<std::uint16_t>(place.size()), place.data(),
-                                       &length));
+    EXPECT_EQ(0, ble_get_response_data(place.data(), static_cast<std::uint16_t>(place.size()), place.data(), &length));
     EXPECT_EQ(1400, length);
     place.resize(length);
     EXPECT_EQ(content, place);

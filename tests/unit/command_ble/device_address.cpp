@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <vector>
 
 using testing::ElementsAre;
@@ -54,8 +53,8 @@ TEST(device_address, SeparatorsAreRefused) {
 }
 
 TEST(device_address, CellsThatAStreamWouldTakeForNumbersAreRefused) {
-    for (const char* text : {"-CA1B2C3D4E5", "+AA1B2C3D4E5", "A1B2C3D4E5-F", "0xA1B2C3D4E5", "A1B2C3D4E50x",
-                             " 1", "1 ", "5:", "A1B2C3D4E5F "}) {
+    for (const char* text : {"-CA1B2C3D4E5", "+AA1B2C3D4E5", "A1B2C3D4E5-F", "0xA1B2C3D4E5", "A1B2C3D4E50x", " 1", "1 ",
+                             "5:", "A1B2C3D4E5F "}) {
         expectRefused(text);
     }
 }

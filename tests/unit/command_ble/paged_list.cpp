@@ -38,8 +38,8 @@ protected:
     }
     // A reply whose entries are all zero.
     void replyPage(int id, int total, int index, int count) {
-        peer.reply(replyOf(0, pageData(id, total, index, count,
-                                       std::vector<Bytes>(static_cast<std::size_t>(count), Bytes(41)))));
+        peer.reply(replyOf(
+            0, pageData(id, total, index, count, std::vector<Bytes>(static_cast<std::size_t>(count), Bytes(41)))));
     }
 
     Collector collector{41};
@@ -157,11 +157,9 @@ TEST_F(PagedList, RebuiltOnceStartsAgainWithTheKeptMaximum) {
     ASSERT_EQ(2U, collector.headers.size());
     EXPECT_EQ(1, collector.headers[0].id);
     EXPECT_EQ(2, collector.headers[1].id);
-    EXPECT_THAT(collector.counts,
-                ElementsAre(30, 20, 30)); // the page of the other generation is not delivered
-    EXPECT_THAT(logged(),
-                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. "
-                                    "Reacquiring!")));
+    EXPECT_THAT(collector.counts, ElementsAre(30, 20, 30)); // the page of the other generation is not delivered
+    EXPECT_THAT(logged(), ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. "
+                                              "Reacquiring!")));
 }
 
 TEST_F(PagedList, RebuiltTwiceFails) {
@@ -171,17 +169,14 @@ TEST_F(PagedList, RebuiltTwiceFails) {
     replyPage(4, 50, 20, 20);
     EXPECT_EQ(-1, acquire());
     EXPECT_EQ(4U, sent().size());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
-                    warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
-                    "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                            warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
+                            "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(PagedList, RebuiltScanListNamesItsOwnId) {
-    const auto scanPage = [](int id, int index) {
-        return replyOf(0, pageData(id, 2, index, 1, {Bytes(82)}));
-    };
+    const auto scanPage = [](int id, int index) { return replyOf(0, pageData(id, 2, index, 1, {Bytes(82)})); };
     peer.reply(scanPage(7, 0));
     peer.reply(scanPage(8, 1));
     peer.reply(scanPage(7, 0));
@@ -189,11 +184,10 @@ TEST_F(PagedList, RebuiltScanListNamesItsOwnId) {
     Collector scan(82);
     EXPECT_EQ(-1, ble_acquire_list(BleList::scanResults, std::nullopt, scan));
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 0, 15}, Bytes{4, 1, 1}, Bytes{4, 0, 1}, Bytes{4, 1, 1}));
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("scan_id changed on attempt:0 from 7 to 8 while acquiring list. Reacquiring!"),
-                    warning("scan_id changed on attempt:1 from 7 to 8 while acquiring list. Reacquiring!"),
-                    "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("scan_id changed on attempt:0 from 7 to 8 while acquiring list. Reacquiring!"),
+                            warning("scan_id changed on attempt:1 from 7 to 8 while acquiring list. Reacquiring!"),
+                            "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(PagedList, RebuiltListIsNoError) {
@@ -216,10 +210,9 @@ TEST_F(PagedList, RebuiltListIsNoError) {
     g_logLevel = 3;
     rebuilt(BleList::whitelist, louder);
     rebuilt(BleList::scanResults, louderScan);
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
-                    warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                            warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(PagedList, EmptiedListIsAcquiredOnTheSecondAttempt) {
@@ -261,16 +254,15 @@ TEST_F(PagedList, IndexIsCheckedBeforeTheCount) {
     EXPECT_EQ(-1, ble_acquire_list(BleList::scanResults, std::nullopt, scan));
     peer.reply(replyOf(0, pageData(1, 50, 0, 16, {})));
     EXPECT_EQ(-1, ble_acquire_list(BleList::scanResults, std::nullopt, scan));
-    EXPECT_THAT(logged(),
-                ElementsAre("Requested data from index:0 got data from :3", "Requested 15 entries got 16"));
+    EXPECT_THAT(logged(), ElementsAre("Requested data from index:0 got data from :3", "Requested 15 entries got 16"));
 }
 
 TEST_F(PagedList, ReplyShorterThanItsHeader) {
     for (const std::size_t size : {0U, 1U, 2U, 3U}) {
         peer.reply(replyOf(0, Bytes(size)));
         EXPECT_EQ(-1, acquire());
-        EXPECT_THAT(logged(), ElementsAre("List response of " + std::to_string(size) +
-                                          " bytes is shorter than its header"));
+        EXPECT_THAT(logged(),
+                    ElementsAre("List response of " + std::to_string(size) + " bytes is shorter than its header"));
     }
 }
 
@@ -279,8 +271,8 @@ TEST_F(PagedList, ReplyShorterThanItsCountSays) {
     for (std::size_t size = 4; size < whole.size(); ++size) {
         peer.reply(replyOf(0, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))));
         EXPECT_EQ(-1, acquire());
-        EXPECT_THAT(logged(), ElementsAre("List response of " + std::to_string(size) +
-                                          " bytes is too short for 3 entries"));
+        EXPECT_THAT(logged(),
+                    ElementsAre("List response of " + std::to_string(size) + " bytes is too short for 3 entries"));
     }
     EXPECT_THAT(collector.headers, IsEmpty());
     peer.reply(replyOf(0, whole));
@@ -332,10 +324,9 @@ TEST_F(PagedList, SecondAttemptHasNoTimeOfItsOwn) {
     });
     EXPECT_EQ(-1, acquire());
     EXPECT_EQ(2U, sent().size());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
-                    "Failed to get the whole list within 60 seconds"));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                            "Failed to get the whole list within 60 seconds"));
 }
 
 TEST_F(PagedList, EveryAcquisitionHasItsOwn60Seconds) {
@@ -372,8 +363,8 @@ TEST_F(PagedList, WithoutAReply) {
 TEST_F(PagedList, FailedSendIsNotWaitedFor) {
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_EQ(-1, acquire());
-    EXPECT_THAT(logged(), ElementsAre("Failed, IF not open", noReply,
-                                      "Failed to get proper response for scan results: -1"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed, IF not open", noReply, "Failed to get proper response for scan results: -1"));
     EXPECT_EQ(0, ble_interface_open());
 }
 
@@ -381,8 +372,7 @@ TEST_F(PagedList, StartIndexOfAQuery) {
     const struct {
         const char* query;
         std::optional<std::uint8_t> page;
-    } rows[] = {{"p=0", 0},  {"p=300", 44},         {"p=-1", 255},
-                {"p=7x", 7}, {"q=1", std::nullopt}, {"", std::nullopt}};
+    } rows[] = {{"p=0", 0}, {"p=300", 44}, {"p=-1", 255}, {"p=7x", 7}, {"q=1", std::nullopt}, {"", std::nullopt}};
     for (const auto& row : rows) {
         std::optional<std::uint8_t> page;
         EXPECT_EQ(0, ble_read_page(row.query, page)) << row.query;

@@ -35,10 +35,8 @@ class PairingPhase : public BleTest {};
 // The request as it stands on the queue.
 Bytes phaseRequest(const Bytes& tagAndData, const std::string& name = QueuePeer::replyQueueName()) {
     const auto n = static_cast<std::uint8_t>(name.size());
-    const Bytes behind = join({{0, 0, n, 68},
-                               bytesOf(name),
-                               {0, 0, 9, 67, '/', 't', 'o', '_', 'z', 'v', 'n', 'e', 't'},
-                               {0, 0, 0, 238}});
+    const Bytes behind = join(
+        {{0, 0, n, 68}, bytesOf(name), {0, 0, 9, 67, '/', 't', 'o', '_', 'z', 'v', 'n', 'e', 't'}, {0, 0, 0, 238}});
     const auto total = static_cast<std::uint8_t>(4 + tagAndData.size() + behind.size());
     return join({{0, total, 0, 2}, tagAndData, behind});
 }
@@ -184,8 +182,7 @@ TEST_F(PairingPhase, BadReplies) {
 TEST_F(PairingPhase, FailedSendLeavesTheRequestInTheBuffer) {
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=1"));
-    EXPECT_THAT(logged(),
-                ElementsAre("Failed, IF not open", noReply, "ble_pairing_phase p=1 command failed"));
+    EXPECT_THAT(logged(), ElementsAre("Failed, IF not open", noReply, "ble_pairing_phase p=1 command failed"));
     // A closed link has no reply queue to name.
     const Bytes request = phaseRequest(enter, "");
     EXPECT_EQ(request, Bytes(ble_msg_buffer, ble_msg_buffer + request.size()));

@@ -17,8 +17,7 @@ protected:
         peer.reply(replyOf(0, pageData(1, 1, 0, 1, {entry})));
         EXPECT_EQ(0, call(ble_scan_list, ""));
         const std::string text = response();
-        const std::string before =
-            "\n{\"list_id\":1,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":[";
+        const std::string before = "\n{\"list_id\":1,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":[";
         const std::string behind = "]\n}\n";
         EXPECT_THAT(text, testing::StartsWith(before));
         EXPECT_THAT(text, testing::EndsWith(behind));
@@ -31,16 +30,15 @@ Bytes fullEntry() {
     entry = put(entry, 8, {14, 10, 28, 16, 24, 4});
     entry = put(entry, 14, bytesOf("Grip Mk II"));
     entry = put(entry, 24, {0x0D, 0x18, 0x0F, 0x18});
-    return put(
-        entry, 28,
-        {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF});
+    return put(entry, 28,
+               {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF});
 }
 
 // The device object of a number's entry.
 std::string scanObject(int number, const std::string& name) {
     char text[256];
-    std::snprintf(text, sizeof text, R"({"address":"0000000000%02x","address_type":0,"rssi":0,"name":"%s"})",
-                  number, name.c_str());
+    std::snprintf(text, sizeof text, R"({"address":"0000000000%02x","address_type":0,"rssi":0,"name":"%s"})", number,
+                  name.c_str());
     return text;
 }
 
@@ -65,8 +63,7 @@ LongList longList(std::size_t length) {
 TEST_F(ScanList, EmptyList) {
     peer.reply(replyOf(0, {3, 0, 0, 0}));
     EXPECT_EQ(0, call(ble_scan_list, ""));
-    EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n",
-              response());
+    EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 0, 15}));
     EXPECT_THAT(logged(), IsEmpty());
 }
@@ -120,17 +117,15 @@ TEST_F(ScanList, RebuiltListDropsTheAbandonedAttempt) {
               "{\"address\":\"0000000000cc\",\"address_type\":0,\"rssi\":0,\"name\":\"\"}"
               "]\n}\n",
               response());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("scan_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(ScanList, NameIsCopiedAsItIs) {
     Bytes entry = put(scanEntry(address), 8, {14, 5});
     EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"a\"\\b\xFF\"}",
               deviceArray(put(entry, 14, bytesOf("a\"\\b\xFF"))));
-    EXPECT_THAT(deviceArray(put(entry, 14, bytesOf("longer than five"))),
-                testing::HasSubstr("\"name\":\"longe\"}"));
+    EXPECT_THAT(deviceArray(put(entry, 14, bytesOf("longer than five"))), testing::HasSubstr("\"name\":\"longe\"}"));
     EXPECT_THAT(deviceArray(put(entry, 14, bytesOf("ab"))), testing::HasSubstr("\"name\":\"ab\"}"));
 }
 
@@ -148,22 +143,21 @@ TEST_F(ScanList, PartialListOf128BitUuidsIsLoggedAndReported) {
     for (std::size_t i = 0; i < uuids.size(); ++i) {
         uuids[i] = static_cast<std::uint8_t>(i);
     }
-    EXPECT_EQ(
-        "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
-        "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\",\"101112131415161718191a1b1c1d1e1f\"]}",
-        deviceArray(put(entry, 14, uuids)));
+    EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
+              "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\",\"101112131415161718191a1b1c1d1e1f\"]}",
+              deviceArray(put(entry, 14, uuids)));
     EXPECT_THAT(logged(), ElementsAre("Invalid UUID_128bit_Len 17 on a1b2c3d4e5f6"));
 }
 
 TEST_F(ScanList, BadListsOfBothKindsAreLoggedInTheirOrder) {
     const Bytes entry = put(scanEntry(address), 10, {16, 15, 14, 1});
-    EXPECT_EQ("{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
-              "\"profile_uuid16\":[\"0d18\"],"
-              "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\"]}",
-              deviceArray(put(put(entry, 14, {0x0D, 0x18}), 16,
-                              {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15})));
-    EXPECT_THAT(logged(), ElementsAre("Invalid UUID16_Len 1  on a1b2c3d4e5f6",
-                                      "Invalid UUID_128bit_Len 15 on a1b2c3d4e5f6"));
+    EXPECT_EQ(
+        "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\","
+        "\"profile_uuid16\":[\"0d18\"],"
+        "\"profile_uuid128\":[\"000102030405060708090a0b0c0d0e0f\"]}",
+        deviceArray(put(put(entry, 14, {0x0D, 0x18}), 16, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15})));
+    EXPECT_THAT(logged(),
+                ElementsAre("Invalid UUID16_Len 1  on a1b2c3d4e5f6", "Invalid UUID_128bit_Len 15 on a1b2c3d4e5f6"));
 }
 
 TEST_F(ScanList, SignalStrengthIsSigned) {
@@ -230,8 +224,8 @@ TEST_F(ScanList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
     for (int i = 0; i < 14; ++i) {
         expected += plain;
     }
-    expected += "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"" +
-                std::string(93, 'z') + "\",\"profile_uuid16\":[\"7a7a\"";
+    expected += "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"" + std::string(93, 'z') +
+                "\",\"profile_uuid16\":[\"7a7a\"";
     for (int i = 1; i < 46; ++i) {
         expected += ",\"7a7a\"";
     }
@@ -240,8 +234,8 @@ TEST_F(ScanList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
         expected += ",\"7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a\"";
     }
     EXPECT_EQ(expected + "]}]\n}\n", response());
-    EXPECT_THAT(logged(), ElementsAre("Invalid UUID16_Len 255  on a1b2c3d4e5f6",
-                                      "Invalid UUID_128bit_Len 255 on a1b2c3d4e5f6"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Invalid UUID16_Len 255  on a1b2c3d4e5f6", "Invalid UUID_128bit_Len 255 on a1b2c3d4e5f6"));
 }
 
 TEST_F(ScanList, NotANumber) {
@@ -260,8 +254,7 @@ TEST_F(ScanList, FailedAcquisitionLeavesTheBufferAlone) {
 }
 
 TEST_F(ScanList, DocumentLongerThanTheBuffer) {
-    peer.reply(
-        replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, put(fullEntry(), 10, {18, 64, 14, 68})))));
+    peer.reply(replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, put(fullEntry(), 10, {18, 64, 14, 68})))));
     EXPECT_EQ(-1, call(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));

@@ -101,8 +101,7 @@ TEST(commandExecute, of_seventeen_commands_sixteen_are_carried_out) {
     }
     EXPECT_EQ(answer(params.substr(1)), success);
     ASSERT_EQ(wrappedSystem().commands.size(), 16U);
-    EXPECT_EQ(wrappedSystem().commands.back(),
-              "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
+    EXPECT_EQ(wrappedSystem().commands.back(), "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
 }
 
 TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
@@ -170,8 +169,7 @@ TEST(commandExecute, the_answer_is_completed_when_write_takes_parts_or_is_interr
 TEST(commandExecute, a_query_of_100_kilobytes_is_answered) {
     const std::string name(100000, 'n');
     EXPECT_EQ(answer("p1=" + name + "&c1=start&a1=" + name),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " +
-                  name.substr(0, 496) +
+              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " + name.substr(0, 496) +
                   "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
 }
 

@@ -8,8 +8,7 @@ namespace {
 
 std::string failure(const std::string& message, int line) {
     return "Status: 400\n\n{\n\"status\":\"" + message +
-           "\",\n\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":" +
-           std::to_string(line) + "\n}\n";
+           "\",\n\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":" + std::to_string(line) + "\n}\n";
 }
 
 class executeRequest : public testing::Test {
@@ -131,8 +130,7 @@ TEST_F(executeRequest, reads_sixteen_commands_and_ignores_the_seventeenth) {
     std::string params;
     for (int n = 1; n <= 16; ++n) {
         const std::string number = std::to_string(n);
-        params +=
-            "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
+        params += "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
     }
     ASSERT_EQ(read(params.substr(1) + "&p17=..&c17=nonsense"), 16);
     EXPECT_EQ(entries[0].program, "prog1");
@@ -156,8 +154,7 @@ TEST_F(executeRequest, of_several_failures_of_a_command_the_first_in_the_fixed_o
 TEST_F(executeRequest, long_names_are_cut_in_the_message) {
     EXPECT_EQ(refused("p1=.." + std::string(100000, 'x') + "&c1=start"),
               failure("invalid program .." + std::string(493, 'x'), 177));
-    EXPECT_EQ(refused("p1=a&c1=" + std::string(100000, 'y')),
-              failure("invalid command " + std::string(495, 'y'), 162));
+    EXPECT_EQ(refused("p1=a&c1=" + std::string(100000, 'y')), failure("invalid command " + std::string(495, 'y'), 162));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-#include "program.h"
-
 #include "Installation.h"
+#include "program.h"
 #include "wrappedSystem.h"
 
 #include <chrono>
@@ -203,16 +202,14 @@ TEST(executeCommand, restart_stops_then_starts_a_new_process) {
     EXPECT_NE(Installation::running(), before);
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre(StartsWith("/usr/local/zarvo/bin/zvStream one "), "killall -s SIGINT zvStream",
-                            "killall -9 zvStream",
-                            "/usr/local/zarvo/bin/zvStream two < /dev/null > /dev/null 2>&1 &"));
+                            "killall -9 zvStream", "/usr/local/zarvo/bin/zvStream two < /dev/null > /dev/null 2>&1 &"));
 }
 
 TEST(executeCommand, restart_succeeds_when_nothing_was_running) {
     const Installation installation;
     EXPECT_EQ(execute("zvStream", "", exec_restart).result, 0);
-    EXPECT_THAT(wrappedSystem().commands,
-                ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
-                            "/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null 2>&1 &"));
+    EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
+                                                      "/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start"));
 }
 
@@ -232,10 +229,9 @@ TEST(executeCommand, restart_whose_start_fails_leaves_the_program_stopped) {
     wrappedSystem().failing = 4;
     const Done done = execute("zvStream", "", exec_restart);
     EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text,
-              failure("start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null "
-                      "2>&1 &'",
-                      "startProg", 388));
+    EXPECT_EQ(done.text, failure("start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null "
+                                 "2>&1 &'",
+                                 "startProg", 388));
     EXPECT_TRUE(Installation::becomes(0));
 }
 

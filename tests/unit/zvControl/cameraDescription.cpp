@@ -51,7 +51,8 @@ protected:
         return stream.str();
     }
 
-    // The same while operator new gives at most so many bytes at a time; the log capture needs more, so nothing is logged.
+    // The same while operator new gives at most so many bytes at a time; the log capture needs more, so nothing is
+    // logged.
     std::stringstream describeWithin(std::size_t most) {
         zvUtilSetLogLevel(UTIL_LOG_OFF);
         std::stringstream stream;
@@ -97,12 +98,11 @@ TEST_F(cameraDescription, a_model_without_settings_file_falls_back_to_those_of_m
     writeSettings("abru", "{\"a\":1}");
     EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("12"));
     EXPECT_EQ(result, 0);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
-                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
-                            " @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
+                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
+                                         " @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
 }
 
 TEST_F(cameraDescription, unknown_model_without_settings_says_all_of_it_in_order) {
@@ -110,13 +110,12 @@ TEST_F(cameraDescription, unknown_model_without_settings_says_all_of_it_in_order
     EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
                           "camera_description_output_json|331>");
     EXPECT_EQ(result, -10);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
-                            "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
-                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                                         "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
+                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
 }
 
 TEST_F(cameraDescription, paths_are_cut_to_255_characters_in_the_file_system_and_in_the_log) {
@@ -124,11 +123,10 @@ TEST_F(cameraDescription, paths_are_cut_to_255_characters_in_the_file_system_and
     char path[settings_path_size];
     find_settings(model.c_str(), "abru", path);
     EXPECT_STREQ(path, "/usr/local/zarvo/etc/abru/settings.json");
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" + std::string(234, 'm') +
-                                "\n @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" +
+                                             std::string(234, 'm') + "\n @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
     find_settings("none", model.c_str(), path);
     EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
     std::filesystem::create_directories(etc);
@@ -246,9 +244,8 @@ TEST_F(cameraDescription, settings_of_16_mebibytes_are_answered_and_of_one_byte_
     EXPECT_EQ(result, 0);
     writeSettings("tessilon", start + " }");
     ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777217U);
-    EXPECT_EQ(describe().substr(0, 1000),
-              "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-              "camera_description_output_json|331>");
+    EXPECT_EQ(describe().substr(0, 1000), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+                                          "camera_description_output_json|331>");
     EXPECT_EQ(result, -10);
 }
 
@@ -316,9 +313,8 @@ TEST_F(cameraDescription, values_that_fill_256_bytes_without_an_end_are_cut_to_2
     EXPECT_EQ(describe(), "<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" +
                               std::string(255, 'e') + "\",\"firmware_version\":\"" + std::string(255, 'd') +
                               "\",\"serial_number\":\"" + std::string(255, 'f') + "\",\"board_type\":\"" +
-                              std::string(255, 'c') + "\",\"ap_mac\":\"" + std::string(255, 'a') +
-                              "\",\"ap_ssid\":\"" + std::string(255, 'b') +
-                              "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+                              std::string(255, 'c') + "\",\"ap_mac\":\"" + std::string(255, 'a') + "\",\"ap_ssid\":\"" +
+                              std::string(255, 'b') + "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
                               std::string(build_revision) + "\"}}");
 }
 
@@ -366,9 +362,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "<error (null)|q=1|500|-17|zvc_state_get_model_number|camera_description_output_json|228>"},
         Failure{"model_name", 2, "UTIL_LOG_ERROR:zvc_state_get_model_name err, -17\n @zvControl:243",
                 "<error (null)|q=1|500|-17|zvc_state_get_model_name|camera_description_output_json|245>"},
-        Failure{
-            "firmware_version", 3, "UTIL_LOG_ERROR:zvc_state_get_firmware_version err, -17\n @zvControl:252",
-            "<error (null)|q=1|500|-17|zvc_state_get_firmware_version|camera_description_output_json|254>"},
+        Failure{"firmware_version", 3, "UTIL_LOG_ERROR:zvc_state_get_firmware_version err, -17\n @zvControl:252",
+                "<error (null)|q=1|500|-17|zvc_state_get_firmware_version|camera_description_output_json|254>"},
         Failure{"serial_number", 4, "UTIL_LOG_ERROR:zvc_state_get_serial_number err, -17\n @zvControl:261",
                 "<error (null)|q=1|500|-17|zvc_state_get_serial_number|camera_description_output_json|263>"},
         Failure{"board_type", 5, "UTIL_LOG_ERROR:zvc_state_get_board_type err, -17\n @zvControl:270",

@@ -28,10 +28,9 @@ TEST(program, without_any_environment_answers_the_description_and_ends_with_0) {
                               "\"_function\":\"camera_description_output_json\",\"_line\":228,"
                               "\"path\":\"\",\"query\":\"\"}");
     EXPECT_EQ(program.errors, "");
-    EXPECT_THAT(
-        log.texts(),
-        ElementsAre("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n @zvControl:100",
-                    "UTIL_LOG_ERROR:zvc_state_get_model_number err, -1\n @zvControl:226"));
+    EXPECT_THAT(log.texts(),
+                ElementsAre("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n @zvControl:100",
+                            "UTIL_LOG_ERROR:zvc_state_get_model_number err, -1\n @zvControl:226"));
 }
 
 TEST(program, without_the_control_daemon_says_nothing_and_ends_with_the_codes_low_8_bits) {
@@ -40,11 +39,9 @@ TEST(program, without_the_control_daemon_says_nothing_and_ends_with_the_codes_lo
     EXPECT_EQ(program.status, 255);
     EXPECT_EQ(program.output, "");
     EXPECT_EQ(program.errors, "");
-    EXPECT_THAT(
-        log.texts(),
-        ElementsAre(
-            "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/execute] params[(null)]\n @zvControl:100",
-            "UTIL_LOG_ERROR:Error[-1] opening the daemon interface\n @zvControl:120"));
+    EXPECT_THAT(log.texts(),
+                ElementsAre("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/execute] params[(null)]\n @zvControl:100",
+                            "UTIL_LOG_ERROR:Error[-1] opening the daemon interface\n @zvControl:120"));
 }
 
 TEST(program, runs_without_a_system_log) {
@@ -61,8 +58,7 @@ protected:
             "firmware_version":"3.4.5","serial_number":"SN0001","board_type":"B7","ap_mac":"020304050607",
             "ap_ssid":"zarvo-0001","ap_has_default_credentials":true}})";
         daemon = zvtest::startProgram("zvControlD", {"--scenario", "/tmp/scenario.json"}, {});
-        for (int attempt = 0; attempt < 2000 && !std::filesystem::exists("/run/zarvo/zvControlD.sock");
-             ++attempt) {
+        for (int attempt = 0; attempt < 2000 && !std::filesystem::exists("/run/zarvo/zvControlD.sock"); ++attempt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
@@ -79,13 +75,12 @@ TEST_F(programWithDaemon, answers_the_description) {
     std::ofstream("/usr/local/zarvo/etc/tessilon/settings.json") << "{\n\"version\":1\n}\n";
     const Finished program = runProgram(name, {}, {"PATH_INFO="});
     EXPECT_EQ(program.status, 0);
-    EXPECT_EQ(program.output,
-              "Status: 200 OK\r\nContent-Type: "
-              "application/json\r\n\r\n{\"version\":1,\n\"info\":{\"model_number\":12,"
-              "\"model_name\":\"Tess 12\",\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
-              "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
-              "\"ap_has_default_credentials\":\"1\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}");
+    EXPECT_EQ(program.output, "Status: 200 OK\r\nContent-Type: "
+                              "application/json\r\n\r\n{\"version\":1,\n\"info\":{\"model_number\":12,"
+                              "\"model_name\":\"Tess 12\",\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
+                              "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
+                              "\"ap_has_default_credentials\":\"1\",\"git_sha1\":\"" +
+                                  std::string(build_revision) + "\"}}");
 }
 
 TEST_F(programWithDaemon, answers_missing_settings_with_500_and_ends_with_0) {
@@ -101,10 +96,9 @@ TEST_F(programWithDaemon, answers_missing_settings_with_500_and_ends_with_0) {
 TEST_F(programWithDaemon, answers_an_unknown_request_with_400_and_ends_with_236) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/nowhere", "QUERY_STRING=a=\"1\""});
     EXPECT_EQ(program.status, 236);
-    EXPECT_EQ(program.output,
-              "Status: 400 Bad Request\r\nContent-Type: application/json\r\n\r\n"
-              "{\"status\":\"unknown request\",\"zverr\":-3,\"_function\":\"main\",\"_line\":143,"
-              "\"path\":\"/nowhere\",\"query\":\"a=\\\"1\\\"\"}");
+    EXPECT_EQ(program.output, "Status: 400 Bad Request\r\nContent-Type: application/json\r\n\r\n"
+                              "{\"status\":\"unknown request\",\"zverr\":-3,\"_function\":\"main\",\"_line\":143,"
+                              "\"path\":\"/nowhere\",\"query\":\"a=\\\"1\\\"\"}");
     EXPECT_EQ(program.errors, "");
 }
 

@@ -93,9 +93,8 @@ TEST(zvControl, logs_the_request_first) {
 TEST(zvControl, logs_missing_variables_as_null_texts) {
     zvtest::SyslogCapture log;
     serve(nullptr, nullptr);
-    EXPECT_THAT(log.texts(),
-                Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
-                         " @zvControl:100"));
+    EXPECT_THAT(log.texts(), Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
+                                      " @zvControl:100"));
 }
 
 TEST(zvControl, raises_the_log_level_to_trace) {
@@ -137,11 +136,10 @@ TEST(zvControl, opens_registers_dispatches_and_closes_in_this_order) {
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
                             "add command/ble/configure", "add command/ble/scan", "add command/ble/scan/list",
-                            "add command/ble/pair/start", "add command/ble/pair/cancel",
-                            "add command/ble/pair/status", "add command/ble/whitelist/list",
-                            "add command/ble/whitelist/configure", "add command/ble/whitelist/device",
-                            "add execute", "add analytics/get", "add analytics/clear", "handle /x q 4096",
-                            "close"));
+                            "add command/ble/pair/start", "add command/ble/pair/cancel", "add command/ble/pair/status",
+                            "add command/ble/whitelist/list", "add command/ble/whitelist/configure",
+                            "add command/ble/whitelist/device", "add execute", "add analytics/get",
+                            "add analytics/clear", "handle /x q 4096", "close"));
 }
 
 TEST(zvControl, missing_path_yields_the_description_without_opening_the_interface) {
@@ -177,9 +175,8 @@ TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
     EXPECT_EQ(served.output, "");
     EXPECT_EQ(served.errors, "");
     EXPECT_THAT(fakePlatform().calls, ElementsAre("open"));
-    EXPECT_THAT(log.texts(),
-                ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
-                            "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
+    EXPECT_THAT(log.texts(), ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
+                                         "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
 }
 
 TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
@@ -320,8 +317,8 @@ TEST(zvControl, serves_a_custom_uri_with_its_hooks_around_the_handler) {
     const auto& calls = fakePlatform().calls;
     ASSERT_EQ(calls.size(), 20U);
     EXPECT_THAT(std::vector<std::string>(calls.begin() + 15, calls.end()),
-                ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open",
-                            "ble_pair_status x=1", "ble_interface_close", "close"));
+                ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open", "ble_pair_status x=1",
+                            "ble_interface_close", "close"));
 }
 
 TEST(zvControl, writes_the_answer_in_one_piece) {
@@ -414,17 +411,16 @@ TEST(zvControl, without_memory_for_the_error_answer_of_the_description_says_noth
 }
 
 TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_not_at_all) {
-    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') +
-                  "\"c\":{}}\n");
+    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') + "\"c\":{}}\n");
     const Served whole = serve(nullptr, nullptr);
     EXPECT_EQ(whole.result, 0);
-    ASSERT_EQ(whole.output,
-              "<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
-                  "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
-                  "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
-                  "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
-                  "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}");
+    ASSERT_EQ(whole.output, "<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," +
+                                std::string(900, ' ') +
+                                "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
+                                "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
+                                "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
+                                "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+                                std::string(build_revision) + "\"}}");
     int answered = 0;
     for (std::size_t most = 0; most < 5000; most += 10) {
         const Served served = serveWithin(most, nullptr, nullptr);
