@@ -20,12 +20,10 @@ struct Range {
     uint8_t at(uint64_t slot) const { return bytes[slot - lead]; }
 };
 
-// Whether the line at start repeats the one before it. Only whole lines do: a slot outside the range has no
-// byte.
+// Whether the line at start repeats the one before it. Only whole lines do: a slot outside the range has no byte.
 bool repeats(const Range& range, uint64_t start) {
     return start >= lineBytes && range.holds(start - lineBytes) && range.holds(start + lineBytes - 1) &&
-           std::memcmp(&range.bytes[start - range.lead], &range.bytes[start - lineBytes - range.lead],
-                       lineBytes) == 0;
+           std::memcmp(&range.bytes[start - range.lead], &range.bytes[start - lineBytes - range.lead], lineBytes) == 0;
 }
 
 void putLine(zv::Text& text, const Range& range, uint64_t start, uint32_t label, const char* prefix) {
@@ -47,8 +45,7 @@ void putLine(zv::Text& text, const Range& range, uint64_t start, uint32_t label,
 
 } // namespace
 
-int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned,
-               const char* prefix) {
+int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned, const char* prefix) {
     zv::Text text(buffer, size);
     if (length == 0) {
         text.put("%p\n", address);
@@ -69,8 +66,7 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
             text.put("...%s", "\n");
             skipped = false;
         }
-        putLine(text, range, start, firstLabel + static_cast<uint32_t>(start),
-                prefix != nullptr ? prefix : "");
+        putLine(text, range, start, firstLabel + static_cast<uint32_t>(start), prefix != nullptr ? prefix : "");
     }
     return text.length();
 }

@@ -73,8 +73,8 @@ void checkMessage(zvmsg_holder* iobuf, const Caller& caller) {
     }
 }
 
-// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what
-// can go wrong ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
+// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what can go wrong
+// ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
 int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& caller) {
     zvMbox_attr txq;
     if (zvMbox_txopen(mailbox, &txq) != 0) {
@@ -99,7 +99,8 @@ int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
 }
 
 // The bytes in which a response is looked for, by what the holder says. The current length limits them only where no
-// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended since.
+// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended
+// since.
 int64_t searchLimit(const zvmsg_holder* iobuf) {
     if (iobuf->capacity > 0) {
         return storage(iobuf);
@@ -109,8 +110,7 @@ int64_t searchLimit(const zvmsg_holder* iobuf) {
 
 } // namespace
 
-int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length,
-                uint8_t type) {
+int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length, uint8_t type) {
     iobuf->length = sntlv_msg_init(iobuf->buf, iobuf->capacity, type);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_CODE, codeSize, code);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payload_length, payload);
@@ -124,8 +124,7 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
     return sendThrough(iobuf, via != nullptr ? via : to, caller);
 }
 
-int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via,
-                            int direction) {
+int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction) {
     constexpr Caller caller{"zvmsg_send_timedreceive", 66, 73};
     address(iobuf, from, to, direction);
     checkMessage(iobuf, caller);
@@ -133,8 +132,7 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
     zvMbox_unlink(from);
     zvMbox_attr rxq;
     if (zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) != 0) {
-        zv::assertFailed(modulePath, caller.function, 70,
-                         "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
+        zv::assertFailed(modulePath, caller.function, 70, "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
     }
     sendThrough(iobuf, via != nullptr ? via : to, caller);
     iobuf->length = receiveAnswer(iobuf, &rxq);

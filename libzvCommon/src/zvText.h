@@ -26,9 +26,7 @@ public:
 
     // Characters of the whole text, whether they fitted or not; INT_MAX for more than that.
     int length() const { return resultOf(length_); }
-    static constexpr int resultOf(uint64_t length) {
-        return length < INT_MAX ? static_cast<int>(length) : INT_MAX;
-    }
+    static constexpr int resultOf(uint64_t length) { return length < INT_MAX ? static_cast<int>(length) : INT_MAX; }
 
 private:
     char* buffer_;

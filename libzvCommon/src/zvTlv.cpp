@@ -17,16 +17,16 @@ void putLength(uint8_t* at, uint32_t length) {
     at[1] = static_cast<uint8_t>(length);
 }
 
-// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the
-// room behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has
-// 64 bits, so that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond
-// capacity + 4, or with a length near 2^32.
+// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the room
+// behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has 64 bits, so
+// that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond capacity + 4, or
+// with a length near 2^32.
 bool fits(uint32_t total, uint32_t length, uint32_t capacity) {
     return uint64_t{total} + length <= capacity;
 }
 
-// Writes header and new total length around data that the caller puts at the element's fifth byte. total is
-// given because the header of a message shorter than itself is overwritten by what is appended.
+// Writes header and new total length around data that the caller puts at the element's fifth byte. total is given
+// because the header of a message shorter than itself is overwritten by what is appended.
 void writeElementHeader(uint8_t* buffer, uint32_t total, uint8_t tag, uint32_t length) {
     uint8_t* const element = buffer + total;
     element[0] = 0;
@@ -34,8 +34,7 @@ void writeElementHeader(uint8_t* buffer, uint32_t total, uint8_t tag, uint32_t l
     element[3] = tag;
 }
 
-// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind
-// to.
+// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind to.
 int finishElement(uint8_t* buffer, uint32_t total, uint32_t length) {
     putLength(buffer, total + length + ZVTLV_HEADER_SIZE);
     return static_cast<int16_t>(length + ZVTLV_HEADER_SIZE);
@@ -109,8 +108,8 @@ void sntlv_void(uint8_t* buffer, uint8_t tag) {
     std::memset(element.data(), 0, element.present());
 }
 
-// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle
-// takes the message's tail with it.
+// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle takes the
+// message's tail with it.
 int sntlv_remove(uint8_t* buffer, uint32_t /*capacity*/, uint8_t tag) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr) {

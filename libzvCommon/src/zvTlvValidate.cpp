@@ -34,7 +34,7 @@ int tlv_validate(uint8_t* buffer) {
             return element.length == 0 && element.room == 0 ? 0 : noEndMarker;
         }
     }
-    // The last byte passes for an end marker, but no element starts there: either it is data of the last
-    // element, or a length is wrong somewhere.
+    // The last byte passes for an end marker, but no element starts there: either it is data of the last element, or a
+    // length is wrong somewhere.
     return walk.atEnd() ? noEndMarker : unbalancedResult(buffer);
 }

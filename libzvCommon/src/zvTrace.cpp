@@ -7,13 +7,10 @@
 #include <climits>
 
 constexpr const char* s_dmsgstr[ZVMSG_DIRECTIONS] = {
-    "            ", ">Hb         ", " Hb>        ", " Hb<        ",
-    "<Hb         ", ">Hc         ", " Hc>        ", " Hc<        ",
-    "<Hc         ", ">UD         ", " UD>        ", " UD<        ",
-    "<UD         ", "    >GN     ", "     GN>    ", "     GN<    ",
-    "    <GN     ", "        >RT ", "         RT>", "         RT<",
-    "        <RT ", "        >WI ", "        <WI ", "        >BT ",
-    "        <BT ", "DB>         ", "DB<         ", "",
+    "            ", ">Hb         ", " Hb>        ", " Hb<        ", "<Hb         ", ">Hc         ", " Hc>        ",
+    " Hc<        ", "<Hc         ", ">UD         ", " UD>        ", " UD<        ", "<UD         ", "    >GN     ",
+    "     GN>    ", "     GN<    ", "    <GN     ", "        >RT ", "         RT>", "         RT<", "        <RT ",
+    "        >WI ", "        <WI ", "        >BT ", "        <BT ", "DB>         ", "DB<         ", "",
 };
 
 // Bits 12 to 15 are deliberately unused: masks in g_debug are written with them in mind.
@@ -25,15 +22,13 @@ constexpr uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
 };
 
 // Every row is there: one that is missing would move the last ones up.
-static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS,
-                           [](const char* row) { return row == nullptr; }));
+static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS, [](const char* row) { return row == nullptr; }));
 static_assert(s_dmsgstr[ZVMSG_DIRECTIONS - 1][0] == '\0' && s_dmsghex[ZVMSG_DIRECTIONS - 2] == 0x20000000);
 
 namespace {
 
 constexpr int lineBytes = 16;
-// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this
-// remain.
+// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this remain.
 constexpr int headEnd = 79;
 constexpr int tailBytes = 32;
 
@@ -43,8 +38,8 @@ bool shown(int indexAfter, int length) {
 
 } // namespace
 
-void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index,
-             const void* data, int length) {
+void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index, const void* data,
+             int length) {
     const auto* const bytes = static_cast<const uint8_t*>(data);
     zv::Text text(buffer, size);
     text.put("%-11s%08x  ", marker, *address_counter & ~15U);

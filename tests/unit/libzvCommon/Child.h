@@ -31,7 +31,8 @@ inline std::string contents(int file) {
 class Child {
 public:
     template<typename Piece>
-    explicit Child(Piece piece) : out_(memfd_create("out", 0)), err_(memfd_create("err", 0)) {
+    explicit Child(Piece piece) : out_(memfd_create("out", 0)),
+                                  err_(memfd_create("err", 0)) {
         EXPECT_EQ(0, pipe(gate_));
         std::fflush(nullptr);
         child_ = fork();

@@ -26,8 +26,8 @@ inline std::string fileText(const char* path) {
     return text;
 }
 
-// Takes the local time ("Nov21 03:04:05" and a blank, up to some seconds old) off the front of every piece of
-// text that starts with it; other text stays.
+// Takes the local time ("Nov21 03:04:05" and a blank, up to some seconds old) off the front of every piece of text that
+// starts with it; other text stays.
 inline std::string withoutTimes(std::string text) {
     const std::time_t now = std::time(nullptr);
     for (std::time_t then = now - 30; then <= now; ++then) {

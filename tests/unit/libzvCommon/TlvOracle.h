@@ -1,5 +1,5 @@
-// What the TLV operations must answer, worked out from plain bytes without looking at the library: used by
-// the exhaustive and the random tests.
+// What the TLV operations must answer, worked out from plain bytes without looking at the library: used by the
+// exhaustive and the random tests.
 #pragma once
 
 #include <algorithm>

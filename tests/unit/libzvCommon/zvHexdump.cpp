@@ -17,8 +17,7 @@ public:
     KnownMemory() : size_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the address is what is wanted
         char* const before = reinterpret_cast<char*>(place - size_);
-        EXPECT_EQ(before, mmap(before, 3 * size_, PROT_NONE,
-                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
+        EXPECT_EQ(before, mmap(before, 3 * size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
         start_ = before + size_;
         EXPECT_EQ(0, mprotect(start_, size_, PROT_READ | PROT_WRITE));
     }
@@ -141,13 +140,12 @@ TEST(zvHexdump, LabelsAreInCapitals) {
     std::string bytes(246, '\0');
     std::iota(bytes.begin(), bytes.end(), '\0');
     const std::string offsets = dump(snhexdump0, memory.put(0, bytes), 246);
-    const char* const lastOffsets =
-        "000000A0  A0 A1 A2 A3  A4 A5 A6 A7  A8 A9 AA AB  AC AD AE AF  ................\n"
-        "000000B0  B0 B1 B2 B3  B4 B5 B6 B7  B8 B9 BA BB  BC BD BE BF  ................\n"
-        "000000C0  C0 C1 C2 C3  C4 C5 C6 C7  C8 C9 CA CB  CC CD CE CF  ................\n"
-        "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
-        "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
-        "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
+    const char* const lastOffsets = "000000A0  A0 A1 A2 A3  A4 A5 A6 A7  A8 A9 AA AB  AC AD AE AF  ................\n"
+                                    "000000B0  B0 B1 B2 B3  B4 B5 B6 B7  B8 B9 BA BB  BC BD BE BF  ................\n"
+                                    "000000C0  C0 C1 C2 C3  C4 C5 C6 C7  C8 C9 CA CB  CC CD CE CF  ................\n"
+                                    "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
+                                    "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
+                                    "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
     constexpr std::size_t lineSize = 79;
     ASSERT_EQ(16 * lineSize, offsets.size());
     EXPECT_EQ(lastOffsets, offsets.substr(10 * lineSize));

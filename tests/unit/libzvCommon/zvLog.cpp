@@ -24,8 +24,7 @@ extern "C" {
 int __wrap_snprintf(char* text, std::size_t size, const char* fmt, ...);
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
 int __wrap___snprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt, ...);
-int __wrap___vsnprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt,
-                           va_list args);
+int __wrap___vsnprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt, va_list args);
 int __real_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
 
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args) {
@@ -46,8 +45,7 @@ int __wrap___vsnprintf_chk(char* text, std::size_t size, int /*flag*/, std::size
     return __wrap_vsnprintf(text, size, fmt, args);
 }
 
-int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt,
-                          ...) {
+int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
     const int length = __wrap_vsnprintf(text, size, fmt, args);
@@ -63,8 +61,8 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const
 static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t) { ++allocations; }, [](const volatile void*) {});
 #else
-// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the library's
-// own included, can be led through others by the linker.
+// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the
+// library's own included, can be led through others by the linker.
 #ifdef ZV_STATIC
 #define REAL(name) __real_##name
 #define OURS(name) __wrap_##name
@@ -217,8 +215,7 @@ TEST(zvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
 TEST(zvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
     // Room 91: a suffix of 90 characters fits, " @", the file, ":12".
     const std::string start = "UTIL_LOG_ERROR:" + std::string(334, 'm');
-    EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12",
-              logged(std::string(400, 'm'), std::string(85, 'f')));
+    EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12", logged(std::string(400, 'm'), std::string(85, 'f')));
     EXPECT_EQ(start + " ", logged(std::string(400, 'm'), std::string(86, 'f')));
     EXPECT_EQ(start + " ", logged(std::string(334, 'm'), std::string(86, 'f')));
 }

@@ -17,11 +17,9 @@ namespace {
 
 constexpr uint32_t atMailbox = 16; // the verbosity from which mailboxes report
 
-constexpr const char* oversized =
-    "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m";
-constexpr const char* full =
-    "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
-    "zvattr->attr.mq_maxmsg\n\033[0m";
+constexpr const char* oversized = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m";
+constexpr const char* full = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
+                             "zvattr->attr.mq_maxmsg\n\033[0m";
 constexpr const char* notReceived = "\033[31mASSERT:libzvCommon/src/zvMbox/snzvMbox_receive:124:(len = "
                                     "mq_receive(zvattr->mqd, buf, size, NULL)) "
                                     ">= 0\n\033[0m";

@@ -7,9 +7,8 @@
 namespace {
 
 const std::map<int, const char*> models = {
-    {0, "orin1"},     {1, "orin2"},     {2, "varlo"},   {3, "quenta"},
-    {4, "mirel"},     {10, "zephan"},   {11, "korru"},  {12, "tessilon"},
-    {13, "abru"},     {14, "ferrow"},   {15, "lumina"}, {16, "grandelle"},
+    {0, "orin1"},     {1, "orin2"},     {2, "varlo"},   {3, "quenta"},       {4, "mirel"},   {10, "zephan"},
+    {11, "korru"},    {12, "tessilon"}, {13, "abru"},   {14, "ferrow"},      {15, "lumina"}, {16, "grandelle"},
     {17, "ostrival"}, {18, "pemberly"}, {19, "wenlow"}, {21, "calder_vale"},
 };
 

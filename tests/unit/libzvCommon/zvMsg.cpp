@@ -38,7 +38,8 @@ private:
 class GuardedHolder {
 public:
     GuardedHolder(uint32_t capacity, const Bytes& message, int32_t length)
-        : memory_(ZVMSG_HOLDER_SIZE(capacity)), holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
+        : memory_(ZVMSG_HOLDER_SIZE(capacity)),
+          holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
         EXPECT_EQ(0U, capacity % alignof(zvmsg_holder));
         holder_->capacity = capacity;
         holder_->length = length;
@@ -72,8 +73,7 @@ Bytes received(zvMbox_attr& box) {
 
 // An answer of type 8 with response data.
 Bytes answer(const std::string& data) {
-    Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0,
-                   0, static_cast<uint8_t>(data.size()),      69};
+    Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0, 0, static_cast<uint8_t>(data.size()), 69};
     for (const char byte : data) {
         bytes.push_back(static_cast<uint8_t>(byte));
     }
@@ -191,8 +191,7 @@ TEST(zvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request(17); // 17 bytes are taken: room for an element without data
     EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
-    EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}),
-              received(inbox));
+    EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}), received(inbox));
 }
 
 TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
@@ -216,8 +215,7 @@ TEST(zvMsg, MissingMailboxEndsTheSender) {
     const std::string assertion = module + std::string("zvmsg_send:48:zvMbox_txopen(via, &txq) == 0") + end;
     const Reported all = reported(0x00281420, send);
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((Texts{"[   zvMbox_txopen:  76] mbox=/to errno=No such file or directory\n", assertion}),
-              texts(all));
+    EXPECT_EQ((Texts{"[   zvMbox_txopen:  76] mbox=/to errno=No such file or directory\n", assertion}), texts(all));
     EXPECT_EQ(Texts{assertion}, texts(reported(15, send)));
     EXPECT_EQ(255, reported(0, send).ended.status);
 
@@ -246,8 +244,7 @@ TEST(zvMsg, OversizedMessageEndsTheSender) {
     EXPECT_EQ(1500U, received(inbox).size());
     const Reported all = reported(8, send(1469));
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
-              texts(all));
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"}, texts(all));
 }
 
 TEST(zvMsg, OversizedMessageEndsTheExchange) {
@@ -259,8 +256,7 @@ TEST(zvMsg, OversizedMessageEndsTheExchange) {
         zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0);
     });
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
-              texts(all));
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"}, texts(all));
     EXPECT_TRUE(exists("/dev/mqueue/me")); // left behind, and removed by the next exchange
 }
 
@@ -344,8 +340,7 @@ TEST(zvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
         });
         EXPECT_EQ(255, all.ended.status);
         ASSERT_FALSE(all.lines.empty());
-        EXPECT_EQ(module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end,
-                  all.lines.back().text);
+        EXPECT_EQ(module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end, all.lines.back().text);
     }
 }
 
@@ -388,8 +383,7 @@ TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
 TEST(zvMsg, ExchangeGoesThroughVia) {
     zvMbox_attr via;
     ASSERT_EQ(0, zvMbox_rxopen("/via", 2, &via));
-    const pid_t child =
-        peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
+    const pid_t child = peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
     Holder message = request();
     g_timedreceive = 5;
     EXPECT_EQ(13, zvmsg_send_timedreceive(message, "/me", "/to", "/via", 0));
@@ -406,13 +400,12 @@ TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
     EXPECT_EQ(Bytes(1500, 0xAB), message.bytes());
     uint8_t* data = nullptr;
     uint16_t length = 0;
-    EXPECT_EQ(nullptr,
-              zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
+    EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
 }
 
 // What an exchange leaves in a holder of 1504 bytes, full of response elements from earlier messages, whose request has
-// one at offset 17 and ends at 43, when the first bytes of an answer come that would have an element of 9 bytes and claims
-// some total length.
+// one at offset 17 and ends at 43, when the first bytes of an answer come that would have an element of 9 bytes and
+// claims some total length.
 class CutAnswer : public testing::Test {
 protected:
     void exchange(std::size_t size, uint16_t total) {
@@ -581,11 +574,9 @@ TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
         zvmsg_send_timedreceive(message, "noslash", "/none", nullptr, 0);
     });
     EXPECT_EQ(255, both.ended.status);
-    EXPECT_EQ(
-        Texts{module +
-              std::string("zvmsg_send_timedreceive:70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0") +
-              end},
-        texts(both));
+    EXPECT_EQ(Texts{module +
+                    std::string("zvmsg_send_timedreceive:70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0") + end},
+              texts(both));
     const Reported missing = reported(8, [] {
         Holder message = request();
         zvmsg_send_timedreceive(message, "/me", "/none", nullptr, 0);
@@ -649,8 +640,8 @@ TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
         return markers;
     };
     EXPECT_EQ(Texts{}, sweep(initial)); // bit 8 is off
-    EXPECT_EQ((Texts{"\n", "DB>         ", "DB>         ", "DB>         ", "\n", "DB<         ",
-                     "DB<         ", "DB<         "}),
+    EXPECT_EQ((Texts{"\n", "DB>         ", "DB>         ", "DB>         ", "\n", "DB<         ", "DB<         ",
+                     "DB<         "}),
               sweep(initial | 0x100));
 }
 
@@ -760,16 +751,14 @@ TEST(zvMsg, ResponseIsNotLookedForBehindTheHolder) {
     for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
         for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
             for (const int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
-                const Bytes message = {
-                    static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
-                    static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
+                const Bytes message = {static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
+                                       static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
                 GuardedHolder holder(12, message, current);
                 const int limit = total < 0x8000 ? std::min(total, 16) : 0;
                 uint8_t* data = nullptr;
                 uint16_t length = 4711;
                 const bool found = zvmsg_response(holder, &data, &length) != nullptr;
-                EXPECT_EQ(8 <= limit && 8 + element <= limit, found)
-                    << total << ' ' << element << ' ' << current;
+                EXPECT_EQ(8 <= limit && 8 + element <= limit, found) << total << ' ' << element << ' ' << current;
                 EXPECT_EQ(found ? element : 4711, length);
                 EXPECT_EQ(found ? holder->buf + 8 : nullptr, data);
             }

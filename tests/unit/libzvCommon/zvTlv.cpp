@@ -229,8 +229,8 @@ TEST(zvTlv, NonsenseTotalsAreInvalid) {
     EXPECT_EQ(nullptr, tlv_find(memory.data(), 0));
 }
 
-// The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not
-// add up, whatever the type.
+// The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not add
+// up, whatever the type.
 TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
     for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
         GuardedBuffer memory(8);
@@ -246,8 +246,7 @@ TEST(zvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
     EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 0, 65, 0, 0}));
 }
 
-// One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is
-// wrong.
+// One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is wrong.
 TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     for (int type = 0; type < 256; ++type) {
         const bool answering =
@@ -264,17 +263,17 @@ TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     }
 }
 
-// As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a byte
-// too far, finds a length far behind the end, and nothing after it.
+// As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a
+// byte too far, finds a length far behind the end, and nothing after it.
 TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
     // The code, which has 2 bytes; destination; end marker.
     EXPECT_EQ(-3, verdict({0, 21, 0, 1, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     EXPECT_EQ(-3, verdict({0, 21, 0, 2, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     // A payload before them.
-    EXPECT_EQ(-3, verdict({0,   26,  0, 1, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
-                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
-    EXPECT_EQ(-2, verdict({0,   26,  0, 2, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
-                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(
+        -3, verdict({0, 26, 0, 1, 0, 0, 1, 66, 'x', 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(
+        -2, verdict({0, 26, 0, 2, 0, 0, 1, 66, 'x', 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     // Payload and response before them.
     EXPECT_EQ(-2, verdict({0, 31, 0,   1,   0, 0, 1, 66, 'x', 0,   0,   1, 69, 'y', 0,  0,
                            3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0,  0,   238}));
@@ -317,8 +316,7 @@ TEST(zvTlv, BlankingAMissingElementEndsTheProcess) {
         sntlv_void(message.data(), 69);
     });
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((std::vector<std::string>{
-                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m"}),
+    EXPECT_EQ((std::vector<std::string>{"\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m"}),
               texts(all));
 }
 
@@ -329,9 +327,9 @@ TEST(zvTlv, RemovingAMissingElementEndsTheProcess) {
     };
     const Reported all = reported(8, remove);
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((std::vector<std::string>{
-                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_remove:238:tlvend != NULL\n\033[0m"}),
-              texts(all));
+    EXPECT_EQ(
+        (std::vector<std::string>{"\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_remove:238:tlvend != NULL\n\033[0m"}),
+        texts(all));
     const Reported silent = reported(7, remove);
     EXPECT_EQ(255, silent.ended.status);
     EXPECT_TRUE(silent.lines.empty());

@@ -1,5 +1,5 @@
-// Every truncation of a message, with every dangerous length in every element, in memory that ends where the
-// message ends.
+// Every truncation of a message, with every dangerous length in every element, in memory that ends where the message
+// ends.
 #include "TlvOracle.h"
 #include "zvMsg.h"
 #include "zvTlv.h"
@@ -27,8 +27,8 @@ void setLength(Bytes& message, std::size_t at, std::size_t length) {
     message[at + 1] = static_cast<uint8_t>(length);
 }
 
-// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less
-// then), whole and with each length in each element that is still there.
+// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less then), whole
+// and with each length in each element that is still there.
 void forEachMessage(const std::function<void(const Bytes&)>& check) {
     for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
         for (std::size_t size = 0; size <= 48; ++size) {
@@ -42,13 +42,12 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
                 }
                 const std::size_t remaining = size - offset - 4;
                 for (const std::size_t length :
-                     {std::size_t{0}, std::size_t{1}, remaining - 1, remaining, remaining + 1,
-                      std::size_t{0x7fff}, std::size_t{0x8000}, std::size_t{0xffff}}) {
+                     {std::size_t{0}, std::size_t{1}, remaining - 1, remaining, remaining + 1, std::size_t{0x7fff},
+                      std::size_t{0x8000}, std::size_t{0xffff}}) {
                     Bytes changed = cut;
                     setLength(changed, offset + 1, length & 0xffff);
                     check(changed);
-                    if (changed.size() >
-                        4) { // so that the lengths themselves are judged, not the missing marker
+                    if (changed.size() > 4) { // so that the lengths themselves are judged, not the missing marker
                         changed.back() = 238;
                         check(changed);
                     }
@@ -82,8 +81,7 @@ TEST(zvTlvBounds, CopiesHoldWholeDataOrNothing) {
             const bool whole = found && found->offset + 4 + found->length <= message.size();
             const int length = sntlv_find(copy.data(), 70000, tag, buffer);
             ASSERT_EQ(whole ? static_cast<int>(found->length) : 0, length);
-            ASSERT_TRUE(!whole ||
-                        std::equal(copy.begin(), copy.begin() + length, &message[found->offset] + 4));
+            ASSERT_TRUE(!whole || std::equal(copy.begin(), copy.begin() + length, &message[found->offset] + 4));
             ASSERT_EQ(0xEE, copy[static_cast<std::size_t>(length)]);
         }
     });

@@ -95,8 +95,7 @@ void run(uint32_t seed) {
             Bytes data(4);
             std::memcpy(data.data(), &value, 4);
             data.resize(below(5));
-            ASSERT_EQ(model.add(tag, data),
-                      sntlv_add_dat(buffer, capacity, tag, uint32_t(data.size()), value));
+            ASSERT_EQ(model.add(tag, data), sntlv_add_dat(buffer, capacity, tag, uint32_t(data.size()), value));
             break;
         }
         default: {
@@ -104,8 +103,7 @@ void run(uint32_t seed) {
             for (uint8_t& byte : data) {
                 byte = static_cast<uint8_t>(random());
             }
-            ASSERT_EQ(model.add(tag, data),
-                      sntlv_add_bin(buffer, capacity, tag, uint32_t(data.size()), data.data()));
+            ASSERT_EQ(model.add(tag, data), sntlv_add_bin(buffer, capacity, tag, uint32_t(data.size()), data.data()));
         }
         }
         const Bytes& bytes = model.bytes();

@@ -152,8 +152,7 @@ TEST(zvTrace, LineStaysInsideItsBuffer) {
 
 TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
     const std::string first = "DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................\n";
-    const std::string second =
-        "DB>         00000010  1011                                 ..              \n";
+    const std::string second = "DB>         00000010  1011                                 ..              \n";
     for (const uint32_t file : {0U, toFile}) {
         for (const uint32_t out : {0U, toStdout}) {
             const Reported all = traced(8 | file | out, 18);
@@ -183,15 +182,13 @@ TEST(zvTrace, IsSilentUpToVerbosity7) {
 
 TEST(zvTrace, Of200BytesShowsFourLinesAndTheLastThree) {
     const Reported all = traced(8, 200);
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "000000a0", "000000b0", "000000c0"}),
-              labels(all));
-    EXPECT_EQ("DB>         000000c0  c0c1c2c3 c4c5c6c7                    ........        \n",
-              all.lines.back().text);
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "000000a0", "000000b0", "000000c0"}), labels(all));
+    EXPECT_EQ("DB>         000000c0  c0c1c2c3 c4c5c6c7                    ........        \n", all.lines.back().text);
 }
 
 TEST(zvTrace, Of200BytesShowsAllLinesWithBit9) {
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060",
-                     "00000070", "00000080", "00000090", "000000a0", "000000b0", "000000c0"}),
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060", "00000070",
+                     "00000080", "00000090", "000000a0", "000000b0", "000000c0"}),
               labels(traced(0x208, 200)));
 }
 
@@ -199,8 +196,7 @@ TEST(zvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
     // Behind the fifth line (index 80) 31 bytes remain of 111, and 32 of 112.
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060"}),
               labels(traced(8, 111)));
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}),
-              labels(traced(8, 112)));
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}), labels(traced(8, 112)));
 }
 
 TEST(zvTrace, LineThatEndsAtIndex79IsStillShown) {
@@ -213,10 +209,8 @@ TEST(zvTrace, LineThatEndsAtIndex79IsStillShown) {
 TEST(zvTrace, FirstLineOfAnUnalignedAddressIsShort) {
     const Reported all = traced(8, 20, 0x1008);
     ASSERT_EQ(3U, all.lines.size());
-    EXPECT_EQ("DB>         00001000                    00010203 04050607          ........\n",
-              all.lines[1].text);
-    EXPECT_EQ("DB>         00001010  08090a0b 0c0d0e0f 10111213           ............    \n",
-              all.lines[2].text);
+    EXPECT_EQ("DB>         00001000                    00010203 04050607          ........\n", all.lines[1].text);
+    EXPECT_EQ("DB>         00001010  08090a0b 0c0d0e0f 10111213           ............    \n", all.lines[2].text);
 }
 
 TEST(zvTrace, EmptyMessageHasTheOpeningLineOnly) {
