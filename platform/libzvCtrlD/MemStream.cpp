@@ -3,7 +3,8 @@
 #include <cstring>
 
 MemStream::MemStream(unsigned char* buffer, unsigned short capacity)
-    : buffer_(buffer), capacity_(buffer != nullptr ? capacity : static_cast<unsigned short>(0)) {}
+    : buffer_(buffer),
+      capacity_(buffer != nullptr ? capacity : static_cast<unsigned short>(0)) {}
 
 unsigned char* MemStream::getBuffer() const {
     return buffer_;

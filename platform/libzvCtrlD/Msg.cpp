@@ -1,6 +1,5 @@
-#include "zvCtrlD.h"
-
 #include "MsgTrace.h"
+#include "zvCtrlD.h"
 
 #include <new>
 
@@ -145,8 +144,7 @@ bool Msg::readElements(unsigned char* elements, std::size_t length) {
         if (slot == nullptr) {
             return false;
         }
-        slot->element =
-            &slot->read.emplace(type, static_cast<unsigned short>(size), elements + headerSize, true);
+        slot->element = &slot->read.emplace(type, static_cast<unsigned short>(size), elements + headerSize, true);
         elements += headerSize + size;
         length -= headerSize + size;
     }

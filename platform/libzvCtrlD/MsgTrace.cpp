@@ -42,8 +42,8 @@ MsgTrace::MsgTrace(const char* title, unsigned char category, std::size_t size) 
 }
 
 bool MsgTrace::add(const MsgElement& element) {
-    bool fits = append(" [%u:%u]", static_cast<unsigned>(element.getType()),
-                       static_cast<unsigned>(element.getLength()));
+    bool fits =
+        append(" [%u:%u]", static_cast<unsigned>(element.getType()), static_cast<unsigned>(element.getLength()));
     for (std::size_t i = 0; fits && i < element.getLength(); ++i) {
         if (i == shownBytes) {
             return append("%s", "..");

@@ -7,8 +7,8 @@ class MsgElement;
 
 class MsgTrace {
 public:
-    // Whether the program that loaded this library traces messages: it exports the logging call and its switches,
-    // its level is UTIL_LOG_TRACE, and bit 8 of g_debug_level is set.
+    // Whether the program that loaded this library traces messages: it exports the logging call and its switches, its
+    // level is UTIL_LOG_TRACE, and bit 8 of g_debug_level is set.
     static bool wanted();
 
     // title may be null.

@@ -1,6 +1,5 @@
-#include "zvCtrlD.h"
-
 #include "ControlClient.h"
+#include "zvCtrlD.h"
 #include "zvErrno.h"
 
 #include <algorithm>

@@ -138,8 +138,8 @@ ssize_t askPeer(const Endpoint& endpoint, Socket& socket, Packet& packet, std::s
         if (arrived != 0) {
             return arrived;
         }
-        // The daemon closes connections that lie idle, and may be another one by now. Asking again does no harm:
-        // what a request changes is the same after the second time.
+        // The daemon closes connections that lie idle, and may be another one by now. Asking again does no harm: what a
+        // request changes is the same after the second time.
     }
     return connectTo(endpoint.path, deadline, socket) ? ask(socket.fd(), deadline, packet, length) : -1;
 }
@@ -184,8 +184,7 @@ bool connected() {
     socket.adopt(takeKept());
     char byte = 0;
     // An end, or an answer that nobody waits for any more, is not EAGAIN.
-    if (socket.fd() < 0 || recv(socket.fd(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0 ||
-        errno != EAGAIN) {
+    if (socket.fd() < 0 || recv(socket.fd(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0 || errno != EAGAIN) {
         return false;
     }
     keep(socket);

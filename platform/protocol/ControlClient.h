@@ -1,11 +1,11 @@
 /*
  * The libraries' side of the talk with zvControlD: bounded in time. The connection to the daemon's own socket
- * (socketPath) stays open for the next exchange of the process as long as all goes well, and is made anew when the daemon has
- * closed it; a connection elsewhere is for one exchange.
+ * (socketPath) stays open for the next exchange of the process as long as all goes well, and is made anew when the
+ * daemon has closed it; a connection elsewhere is for one exchange.
  *
- * Every function returns 0, the daemon's own code, ZV_ERR_INVALID_PARAM for a parameter that is too long, or
- * ZV_ERR when the daemon is absent, does not answer within the time limit (connecting included) or answers
- * something else. Nothing is allocated or thrown; outputs are untouched on failure.
+ * Every function returns 0, the daemon's own code, ZV_ERR_INVALID_PARAM for a parameter that is too long, or ZV_ERR
+ * when the daemon is absent, does not answer within the time limit (connecting included) or answers something else.
+ * Nothing is allocated or thrown; outputs are untouched on failure.
  */
 #pragma once
 

@@ -60,8 +60,7 @@ std::int32_t takeNumber(std::span<const unsigned char, 4> bytes) {
 }
 
 std::size_t encodeRequest(const Request& request, std::span<unsigned char, maxPacket> packet) {
-    return encode(requestMark, static_cast<unsigned char>(request.operation), request.number, request.param,
-                  packet);
+    return encode(requestMark, static_cast<unsigned char>(request.operation), request.number, request.param, packet);
 }
 
 std::size_t encodeAnswer(const AnswerView& answer, std::span<unsigned char, maxPacket> packet) {

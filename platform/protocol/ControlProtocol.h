@@ -1,8 +1,8 @@
 /*
  * What the libraries and zvControlD say to each other.
  *
- * A Unix SOCK_SEQPACKET connection carries request packets, each followed by its answer packet before the next.
- * Either side closes it when it likes to. Numbers are big-endian.
+ * A Unix SOCK_SEQPACKET connection carries request packets, each followed by its answer packet before the next. Either
+ * side closes it when it likes to. Numbers are big-endian.
  *
  *   request:  'Z' 'C' 1 operation, number (4 bytes, signed), parameter bytes
  *   answer:   'Z' 'A' 1 0,         result (4 bytes, signed), data bytes
@@ -15,11 +15,11 @@
  *   GetItem     item            none               4 bytes, signed
  *   SetItem     item            4 bytes, signed    none
  *
- * A daemon that would answer Close with 0 says so when it is opened: its client then closes without a question, as
- * long as the connection stands.
+ * A daemon that would answer Close with 0 says so when it is opened: its client then closes without a question, as long
+ * as the connection stands.
  *
- * An answer with a result other than 0 carries no data. A packet that is none of these is not answered: the
- * connection is closed.
+ * An answer with a result other than 0 carries no data. A packet that is none of these is not answered: the connection
+ * is closed.
  */
 #pragma once
 
@@ -67,8 +67,7 @@ struct AnswerView {
 std::size_t encodeRequest(const Request& request, std::span<unsigned char, maxPacket> packet);
 std::size_t encodeAnswer(const AnswerView& answer, std::span<unsigned char, maxPacket> packet);
 
-// Nothing when the packet is malformed: too short, too long, wrong marks, unknown operation, data where there
-// are none.
+// Nothing when the packet is malformed: too short, too long, wrong marks, unknown operation, data where there are none.
 std::optional<Request> decodeRequest(std::span<const unsigned char> packet);
 std::optional<AnswerView> decodeAnswer(std::span<const unsigned char> packet);
 

@@ -1,8 +1,7 @@
 #include "ControlClient.h"
 
-#include "zvErrno.h"
-
 #include "ScriptedControl.h"
+#include "zvErrno.h"
 
 #include <chrono>
 #include <csignal>
@@ -116,9 +115,8 @@ TEST(ControlClient, APeerThatClosesWithoutAnAnswerFailsAtOnce) {
 TEST(ControlClient, WhatIsNoAnswerFails) {
     Packet answer;
     const ScriptedControl peer([&](const Packet&) { return answer; }, path);
-    for (const Packet& wrong :
-         {Packet{'Z'}, Packet{'Z', 'C', 1, 0, 0, 0, 0, 0}, Packet{'Z', 'A', 2, 0, 0, 0, 0, 0},
-          Packet{'Z', 'A', 1, 0, 0, 0, 0}, Packet(maxPacket + 1, 'Z'), Packet(60000, 'Z')}) {
+    for (const Packet& wrong : {Packet{'Z'}, Packet{'Z', 'C', 1, 0, 0, 0, 0, 0}, Packet{'Z', 'A', 2, 0, 0, 0, 0, 0},
+                                Packet{'Z', 'A', 1, 0, 0, 0, 0}, Packet(maxPacket + 1, 'Z'), Packet(60000, 'Z')}) {
         answer = wrong;
         EXPECT_EQ(ZV_ERR, request(Operation::Open, 0, endpoint));
     }
@@ -129,8 +127,7 @@ TEST(ControlClient, WhatIsNoAnswerFails) {
 }
 
 TEST(ControlClient, ThePeersCodeIsTheResult) {
-    const ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0xFF, 0xFF, 0xFF, 0xEF}; },
-                               path);
+    const ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0xFF, 0xFF, 0xFF, 0xEF}; }, path);
     EXPECT_EQ(-17, request(Operation::Open, 0, endpoint));
 }
 
@@ -162,8 +159,8 @@ TEST(ControlClient, AnOverlongPathIsNoPeer) {
 }
 
 TEST(ControlClient, ItemsTravelAsFourBytes) {
-    ScriptedControl peer(
-        [](const Packet&) { return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFE}; }, path);
+    ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFE}; },
+                         path);
     std::int32_t value = 7;
     EXPECT_EQ(0, getItem(54, value, endpoint));
     EXPECT_EQ(-2, value);
@@ -173,8 +170,7 @@ TEST(ControlClient, ItemsTravelAsFourBytes) {
 }
 
 TEST(ControlClient, AnItemOfAnotherLengthFailsAndLeavesTheValue) {
-    const ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0, 1, 2, 3}; },
-                               path);
+    const ScriptedControl peer([](const Packet&) { return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0, 1, 2, 3}; }, path);
     std::int32_t value = 7;
     EXPECT_EQ(ZV_ERR, getItem(54, value, endpoint));
     EXPECT_EQ(7, value);

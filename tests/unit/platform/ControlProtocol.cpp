@@ -78,13 +78,11 @@ TEST(ControlProtocol, DataAreBounded) {
 TEST(ControlProtocol, EveryTruncationIsRefused) {
     const Bytes set = request(Operation::SetItem, 3, {0, 0, 0, 1});
     for (std::size_t length = 0; length < set.size(); ++length) {
-        EXPECT_FALSE(requestTaken({set.begin(), set.begin() + static_cast<std::ptrdiff_t>(length)}))
-            << length;
+        EXPECT_FALSE(requestTaken({set.begin(), set.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
     }
     const Bytes answer = {'Z', 'A', 1, 0, 0, 0, 0, 0};
     for (std::size_t length = 0; length < answer.size(); ++length) {
-        EXPECT_FALSE(answerTaken({answer.begin(), answer.begin() + static_cast<std::ptrdiff_t>(length)}))
-            << length;
+        EXPECT_FALSE(answerTaken({answer.begin(), answer.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
     }
     EXPECT_TRUE(requestTaken(set));
     EXPECT_TRUE(answerTaken(answer));
@@ -107,8 +105,7 @@ TEST(ControlProtocol, EveryMarkCounts) {
 }
 
 TEST(ControlProtocol, ParametersStandOnlyWhereTheyBelong) {
-    for (const Operation operation :
-         {Operation::Open, Operation::Close, Operation::GetState, Operation::GetItem}) {
+    for (const Operation operation : {Operation::Open, Operation::Close, Operation::GetState, Operation::GetItem}) {
         EXPECT_FALSE(requestTaken(request(operation, 0, {1})));
     }
     EXPECT_FALSE(requestTaken(request(Operation::SetItem, 3)));

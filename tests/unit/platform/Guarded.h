@@ -1,5 +1,5 @@
-// Bytes that end at an inaccessible page, with another one before them: reading or writing past their end kills
-// the test.
+// Bytes that end at an inaccessible page, with another one before them: reading or writing past their end kills the
+// test.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,5 @@
-#include "zvCtrlD.h"
-
 #include "Guarded.h"
+#include "zvCtrlD.h"
 
 #include <gtest/gtest.h>
 

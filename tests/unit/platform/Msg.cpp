@@ -1,6 +1,5 @@
-#include "zvCtrlD.h"
-
 #include "Guarded.h"
+#include "zvCtrlD.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,15 +45,14 @@ TEST(Msg, RequestIsWrittenByteForByte) {
         message.addElement(element);
     }
     EXPECT_EQ(49U, message.getSize());
-    EXPECT_THAT(written(message),
-                ElementsAreArray(Bytes{0x00, 0x31, 0x00, 0x02,             // 49 bytes, category 2
-                                       0x00, 0x00, 0x02, 0x41, 'P',  'D',  // 65
-                                       0x00, 0x00, 0x02, 0x42, 0x01, 0x03, // 66
-                                       0x00, 0x00, 0x0C, 0x44, '/',  't',  'o', '_', 'Z', 'V', // 68
-                                       'C',  'C',  '4',  '7',  '1',  '1',                      //
-                                       0x00, 0x00, 0x09, 0x43, '/',  't',  'o', '_', 'z', 'v', // 67
-                                       'n',  'e',  't',                                        //
-                                       0x00, 0x00, 0x00, 0xEE}));                              // 238
+    EXPECT_THAT(written(message), ElementsAreArray(Bytes{0x00, 0x31, 0x00, 0x02,             // 49 bytes, category 2
+                                                         0x00, 0x00, 0x02, 0x41, 'P',  'D',  // 65
+                                                         0x00, 0x00, 0x02, 0x42, 0x01, 0x03, // 66
+                                                         0x00, 0x00, 0x0C, 0x44, '/',  't',  'o', '_', 'Z', 'V', // 68
+                                                         'C',  'C',  '4',  '7',  '1',  '1',                      //
+                                                         0x00, 0x00, 0x09, 0x43, '/',  't',  'o', '_', 'z', 'v', // 67
+                                                         'n',  'e',  't',                                        //
+                                                         0x00, 0x00, 0x00, 0xEE}));                              // 238
 }
 
 TEST(Msg, LengthsAreBigEndian) {
@@ -104,8 +102,7 @@ TEST(Msg, WritesTheDataThatAnElementHasWhenItIsWritten) {
     message.addElement(&tag);
     tag.setData(text("BL"), 2);
     EXPECT_EQ(10U, message.getSize());
-    EXPECT_THAT(written(message),
-                ElementsAreArray(Bytes{0x00, 0x0A, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L'}));
+    EXPECT_THAT(written(message), ElementsAreArray(Bytes{0x00, 0x0A, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L'}));
 }
 
 TEST(Msg, FindsTheFirstElementOfAType) {

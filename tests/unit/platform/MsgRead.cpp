@@ -1,9 +1,8 @@
 // Reading messages: what is accepted, what is refused, and that nothing is read beyond what arrived.
-#include "zvCtrlD.h"
-#include "zvLog.h"
-
 #include "Guarded.h"
 #include "SyslogCapture.h"
+#include "zvCtrlD.h"
+#include "zvLog.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -16,8 +15,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned char placeholder = 20;
 
-const Bytes reply = {0x00, 0x0F, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45,
-                     0x00, 0x11, 0x22, 0x00, 0x00, 0x00, 0xEE};
+const Bytes reply = {0x00, 0x0F, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0x00, 0x11, 0x22, 0x00, 0x00, 0x00, 0xEE};
 
 // True when the message was accepted; checks what must hold either way.
 bool accepted(const Bytes& bytes) {
@@ -93,8 +91,7 @@ TEST(MsgRead, RefusesAnEndMarkerThatIsNotTheEnd) {
 
 TEST(MsgRead, RefusesEveryTruncation) {
     for (std::size_t length = 0; length < reply.size(); ++length) {
-        EXPECT_FALSE(accepted({reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(length)}))
-            << length;
+        EXPECT_FALSE(accepted({reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
     }
 }
 
@@ -132,8 +129,8 @@ TEST(MsgRead, RefusesEveryElementLengthThatDoesNotAddUp) {
 
 TEST(MsgRead, RefusesHostileLengthsInEveryTruncation) {
     for (std::size_t end = 8; end <= reply.size(); ++end) {
-        for (const std::size_t length : {std::size_t{0}, std::size_t{1}, end - 9, end - 8, end - 7,
-                                         std::size_t{0x7FFF}, std::size_t{0x8000}, std::size_t{0xFFFF}}) {
+        for (const std::size_t length : {std::size_t{0}, std::size_t{1}, end - 9, end - 8, end - 7, std::size_t{0x7FFF},
+                                         std::size_t{0x8000}, std::size_t{0xFFFF}}) {
             Bytes bytes(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(end));
             putLength(bytes, 0, end);
             putLength(bytes, 5, length);

@@ -1,7 +1,6 @@
+#include "SyslogCapture.h"
 #include "zvCtrlD.h"
 #include "zvLog.h"
-
-#include "SyslogCapture.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -31,11 +30,10 @@ TEST(MsgTrace, OneLineShowsTheWholeMessage) {
     message.dump(nullptr);
     const auto lines = log.take();
     ASSERT_EQ(2U, lines.size());
-    EXPECT_EQ(0U, lines[0].text.rfind(
-                      "UTIL_LOG_TRACE:sent: message category 2, 14 bytes [65:2] 424c [238:0] @zvCtrlD:", 0))
+    EXPECT_EQ(0U,
+              lines[0].text.rfind("UTIL_LOG_TRACE:sent: message category 2, 14 bytes [65:2] 424c [238:0] @zvCtrlD:", 0))
         << lines[0].text;
-    EXPECT_EQ(0U, lines[1].text.rfind(
-                      "UTIL_LOG_TRACE:message category 2, 14 bytes [65:2] 424c [238:0] @zvCtrlD:", 0))
+    EXPECT_EQ(0U, lines[1].text.rfind("UTIL_LOG_TRACE:message category 2, 14 bytes [65:2] 424c [238:0] @zvCtrlD:", 0))
         << lines[1].text;
 }
 

@@ -46,10 +46,12 @@ public:
     using Script = std::function<std::optional<Packet>(const Packet& request)>;
 
     // keepOpen: connections stay open until the client closes them; otherwise each is for one request.
-    explicit ScriptedControl(Script script, std::string path = "/run/zarvo/zvControlD.sock",
-                             bool keepOpen = false)
-        : path_(std::move(path)), script_(std::move(script)), keepOpen_(keepOpen),
-          listener_(listenSeqpacket(path_, 64)), thread_([this] { serve(); }) {}
+    explicit ScriptedControl(Script script, std::string path = "/run/zarvo/zvControlD.sock", bool keepOpen = false)
+        : path_(std::move(path)),
+          script_(std::move(script)),
+          keepOpen_(keepOpen),
+          listener_(listenSeqpacket(path_, 64)),
+          thread_([this] { serve(); }) {}
     ~ScriptedControl() {
         shutdown(listener_, SHUT_RDWR);
         thread_.join();

@@ -1,10 +1,9 @@
 // Getters, camera state items and daemon commands against a real zvControlD.
 #include "ControlClient.h"
+#include "ControlDaemon.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
-
-#include "ControlDaemon.h"
 
 #include <chrono>
 #include <cstring>
@@ -62,8 +61,7 @@ TEST(getters, TextsAreCutToTheirRoom) {
 }
 
 TEST(getters, LongTextsAreCutAndShortOnesMayBeEmpty) {
-    const ControlDaemon daemon(R"({"identity":{"ap_ssid":")" + std::string(4096, 's') +
-                               R"(","model_name":""}})");
+    const ControlDaemon daemon(R"({"identity":{"ap_ssid":")" + std::string(4096, 's') + R"(","model_name":""}})");
     char text[256];
     EXPECT_EQ(0, zvc_state_get_ap_ssid(text, 256));
     EXPECT_EQ(std::string(255, 's'), text);

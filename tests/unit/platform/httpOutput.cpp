@@ -72,11 +72,10 @@ TEST(httpOutput, TheStreamsOwnFormatsDoNotCount) {
     stream.setf(std::ios::hex, std::ios::basefield);
     http_output_success_header(stream);
     http_print_error_response_ex(stream, "", "", 500, 255, "m", "f", 255);
-    EXPECT_EQ(
-        "Status: 200 OK\r\nContent-Type: application/json\r\n\r\n"
-        "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
-        "{\"status\":\"m\",\"zverr\":255,\"_function\":\"f\",\"_line\":255,\"path\":\"\",\"query\":\"\"}",
-        stream.str());
+    EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n"
+              "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
+              "{\"status\":\"m\",\"zverr\":255,\"_function\":\"f\",\"_line\":255,\"path\":\"\",\"query\":\"\"}",
+              stream.str());
 }
 
 TEST(httpOutput, ReasonsOfTheUsualStatuses) {
@@ -120,10 +119,9 @@ TEST(httpOutput, EscapesWhatJsonReserves) {
 }
 
 TEST(httpOutput, KeepsUtf8) {
-    EXPECT_EQ(
-        "{\"status\":\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7\",\"zverr\":0,\"_function\":\"\",\"_line\":0,"
-        "\"path\":\"\",\"query\":\"\"}",
-        bodyWith("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7"));
+    EXPECT_EQ("{\"status\":\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7\",\"zverr\":0,\"_function\":\"\",\"_line\":0,"
+              "\"path\":\"\",\"query\":\"\"}",
+              bodyWith("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7"));
 }
 
 TEST(httpOutput, ReplacesWhatIsNotUtf8) {

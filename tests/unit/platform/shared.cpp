@@ -1,5 +1,5 @@
-// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what
-// they do in a program that exports no logging.
+// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what they do in
+// a program that exports no logging.
 #include "csi.h"
 #include "zvCtrlD.h"
 
@@ -32,8 +32,7 @@ std::set<std::string> exportsOf(const char* path) {
     }
     std::set<std::string> names;
     for (const ElfW(Shdr) & section : sections) {
-        for (std::size_t i = 0; section.sh_type == SHT_DYNSYM && i < section.sh_size / section.sh_entsize;
-             ++i) {
+        for (std::size_t i = 0; section.sh_type == SHT_DYNSYM && i < section.sh_size / section.sh_entsize; ++i) {
             ElfW(Sym) symbol;
             at(symbol, section.sh_offset + i * section.sh_entsize);
             // 32-bit ARM lists section symbols as well, which have no name.

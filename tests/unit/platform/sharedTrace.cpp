@@ -1,9 +1,7 @@
-// The shared control library in a program that exports its logging: the trace goes through the program's
-// copy.
+// The shared control library in a program that exports its logging: the trace goes through the program's copy.
+#include "SyslogCapture.h"
 #include "zvCtrlD.h"
 #include "zvLog.h"
-
-#include "SyslogCapture.h"
 
 #include <gtest/gtest.h>
 
