@@ -1,11 +1,11 @@
 #include "AdminClient.h"
 
+#include "Scenario.h"
+#include "UnixSocket.h"
+
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
-
-#include "Scenario.h"
-#include "UnixSocket.h"
 
 namespace zvcam {
 namespace {

@@ -1,13 +1,13 @@
 // The tool's end of a daemon's admin socket.
 #pragma once
 
+#include "JsonReader.h"
+#include "UniqueFd.h"
+
 #include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <string>
-
-#include "JsonReader.h"
-#include "UniqueFd.h"
 
 namespace zvcam {
 
@@ -22,8 +22,8 @@ public:
     // Throws std::system_error when nobody serves the socket.
     explicit AdminClient(const std::string& path);
 
-    // Sends {"op":op, ...arguments} and returns the result. Throws std::runtime_error with the daemon's error
-    // text or when it answers something else, NoAnswer when it ends or does not answer within `wait`.
+    // Sends {"op":op, ...arguments} and returns the result. Throws std::runtime_error with the daemon's error text or
+    // when it answers something else, NoAnswer when it ends or does not answer within `wait`.
     Json call(const std::string& op, Json arguments = Json::object(),
               std::chrono::milliseconds wait = std::chrono::seconds(5));
 

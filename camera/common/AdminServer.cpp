@@ -1,13 +1,13 @@
 #include "AdminServer.h"
 
+#include "Scenario.h"
+#include "UnixSocket.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
 #include <vector>
-
-#include "Scenario.h"
-#include "UnixSocket.h"
 
 namespace zvcam {
 namespace {
@@ -19,7 +19,9 @@ std::string errorLine(const std::string& text) {
 } // namespace
 
 AdminServer::AdminServer(EventLoop& loop, std::string path)
-    : loop_(loop), path_(std::move(path)), listener_(listenUnix(path_, SOCK_STREAM)) {
+    : loop_(loop),
+      path_(std::move(path)),
+      listener_(listenUnix(path_, SOCK_STREAM)) {
     loop_.addFd(listener_.get(), POLLIN, [this](short) { accept(); });
 }
 
@@ -139,8 +141,7 @@ bool AdminServer::flush(Client& client) {
     return true;
 }
 
-// Writes what can be written and waits for what comes next; drops a client that is done, gone or does not
-// read.
+// Writes what can be written and waits for what comes next; drops a client that is done, gone or does not read.
 void AdminServer::update(std::uint64_t id) {
     Client& client = clients_.at(id);
     const bool alive = flush(client);
@@ -185,8 +186,8 @@ void AdminServer::drop(std::uint64_t id) {
 }
 
 void AdminServer::dropOldest() {
-    const auto idle = std::find_if(clients_.begin(), clients_.end(),
-                                   [](const auto& entry) { return entry.second.topics.empty(); });
+    const auto idle =
+        std::find_if(clients_.begin(), clients_.end(), [](const auto& entry) { return entry.second.topics.empty(); });
     const auto oldest = idle != clients_.end() ? idle : clients_.begin();
     if (oldest != clients_.end()) {
         drop(oldest->first);

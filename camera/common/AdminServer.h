@@ -1,23 +1,23 @@
 /*
  * The daemons' socket for the camera's tool: a Unix stream socket, one JSON object a line in each direction.
  *
- * {"op":"name", ...} is answered with {"ok":true,"result":...} or {"ok":false,"error":"text"}, in the order
- * of the requests. After a subscription a client gets {"event":"topic","data":...} lines too.
+ * {"op":"name", ...} is answered with {"ok":true,"result":...} or {"ok":false,"error":"text"}, in the order of the
+ * requests. After a subscription a client gets {"event":"topic","data":...} lines too.
  *
- * No client can hold or stop the daemon: nothing waits, request lines are bounded (64 KiB, 16 levels of nesting), so
- * is what a client lets lie unread (4 MiB), and of more than 64 clients the longest connected one without a
- * subscription is dropped.
+ * No client can hold or stop the daemon: nothing waits, request lines are bounded (64 KiB, 16 levels of nesting), so is
+ * what a client lets lie unread (4 MiB), and of more than 64 clients the longest connected one without a subscription
+ * is dropped.
  */
 #pragma once
+
+#include "EventLoop.h"
+#include "JsonReader.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
-
-#include "EventLoop.h"
-#include "JsonReader.h"
 
 namespace zvcam {
 
@@ -30,8 +30,8 @@ public:
     static constexpr std::size_t unreadLimit = std::size_t{4} << 20;
     static constexpr std::size_t clientLimit = 64;
 
-    // Listens on path, replacing a socket file that nobody serves any more. Throws std::runtime_error when
-    // another process serves it, std::system_error when it cannot be made. The loop must outlive the server.
+    // Listens on path, replacing a socket file that nobody serves any more. Throws std::runtime_error when another
+    // process serves it, std::system_error when it cannot be made. The loop must outlive the server.
     AdminServer(EventLoop& loop, std::string path);
     ~AdminServer();
     AdminServer(const AdminServer&) = delete;

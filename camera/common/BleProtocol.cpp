@@ -1,10 +1,10 @@
 #include "BleProtocol.h"
 
-#include <algorithm>
-#include <stdexcept>
-
 #include "Cursor.h"
 #include "Tlv.h"
+
+#include <algorithm>
+#include <stdexcept>
 
 namespace zvcam {
 namespace {
@@ -122,8 +122,7 @@ Address parseAddress(std::string_view text) {
     const Bytes bytes = fromHex(without(text, ':'));
     Address address{};
     if (bytes.size() != address.size()) {
-        throw std::invalid_argument("an address has twelve hexadecimal digits: " +
-                                    std::string(text.substr(0, 40)));
+        throw std::invalid_argument("an address has twelve hexadecimal digits: " + std::string(text.substr(0, 40)));
     }
     std::copy(bytes.rbegin(), bytes.rend(), address.begin());
     return address;
@@ -137,8 +136,7 @@ std::string toText(const Address& address) {
 Bytes parseUuid(std::string_view text, std::size_t size) {
     Bytes bytes = fromHex(without(text, '-'));
     if (bytes.size() != size) {
-        throw std::invalid_argument("a UUID of " + std::to_string(size * 8) + " bits has " +
-                                    std::to_string(size * 2) +
+        throw std::invalid_argument("a UUID of " + std::to_string(size * 8) + " bits has " + std::to_string(size * 2) +
                                     " hexadecimal digits: " + std::string(text.substr(0, 60)));
     }
     std::reverse(bytes.begin(), bytes.end());

@@ -7,13 +7,13 @@
  */
 #pragma once
 
+#include "Queue.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Queue.h"
 
 namespace zvcam {
 

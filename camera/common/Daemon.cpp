@@ -1,10 +1,10 @@
 #include "Daemon.h"
 
+#include "Log.h"
+
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
-
-#include "Log.h"
 
 namespace zvcam {
 
@@ -23,8 +23,7 @@ int daemonMain(int argc, char** argv, const char* name,
     openLog(name);
     try {
         EventLoop loop;
-        const Scenario scenario =
-            options.scenarioFile.empty() ? Scenario() : Scenario::load(options.scenarioFile);
+        const Scenario scenario = options.scenarioFile.empty() ? Scenario() : Scenario::load(options.scenarioFile);
         serve(loop, options, scenario);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", name, error.what());

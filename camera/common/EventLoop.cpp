@@ -54,8 +54,7 @@ void EventLoop::control(int operation, int fd, short events) {
     event.events = static_cast<std::uint32_t>(events);
     event.data.fd = fd;
     if (epoll_ctl(epoll_.get(), operation, fd, &event) != 0) {
-        throw std::system_error(errno, std::generic_category(),
-                                "waiting for descriptor " + std::to_string(fd));
+        throw std::system_error(errno, std::generic_category(), "waiting for descriptor " + std::to_string(fd));
     }
 }
 
@@ -107,8 +106,7 @@ void EventLoop::run() {
 int EventLoop::timeout(std::chrono::milliseconds wait) const {
     if (!timers_.empty()) {
         // Rounded up: a round that wakes a little early would only spin.
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.first - Clock::now());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.first - Clock::now());
         wait = std::clamp(left, std::chrono::milliseconds(0), wait);
     }
     return static_cast<int>(wait.count());
@@ -133,8 +131,7 @@ bool EventLoop::runOnce(std::chrono::milliseconds wait) {
 }
 
 void EventLoop::runTimers() {
-    // Only what is due now: a timer that sets itself again with no delay must not keep the descriptors
-    // waiting.
+    // Only what is due now: a timer that sets itself again with no delay must not keep the descriptors waiting.
     const TimerKey last(Clock::now(), lastTimer_);
     while (!timers_.empty() && timers_.begin()->first <= last) {
         const auto first = timers_.begin();

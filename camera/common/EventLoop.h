@@ -1,6 +1,8 @@
-// The loop that every daemon of the camera is built around: descriptors, timers, ending on a signal.
-// Single-threaded; callbacks may add and remove descriptors and timers, their own included.
+// The loop that every daemon of the camera is built around: descriptors, timers, ending on a signal. Single-threaded;
+// callbacks may add and remove descriptors and timers, their own included.
 #pragma once
+
+#include "UniqueFd.h"
 
 #include <chrono>
 #include <cstdint>
@@ -8,8 +10,6 @@
 #include <map>
 #include <memory>
 #include <utility>
-
-#include "UniqueFd.h"
 
 namespace zvcam {
 
@@ -19,16 +19,16 @@ public:
     using FdCallback = std::function<void(short revents)>; // the events that are there, as poll(2) names them
     using TimerId = std::uint64_t;                         // never 0
 
-    // Takes over SIGTERM and SIGINT of this thread: each of them ends run(). Throws std::system_error when
-    // the descriptors for that cannot be had.
+    // Takes over SIGTERM and SIGINT of this thread: each of them ends run(). Throws std::system_error when the
+    // descriptors for that cannot be had.
     EventLoop();
     ~EventLoop();
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
-    // events: POLLIN, POLLOUT. The descriptor stays the caller's, who removes it before closing it. Adding a
-    // descriptor again replaces its events and callback. Throws std::system_error for a descriptor that cannot be
-    // waited for: a closed one, a file.
+    // events: POLLIN, POLLOUT. The descriptor stays the caller's, who removes it before closing it. Adding a descriptor
+    // again replaces its events and callback. Throws std::system_error for a descriptor that cannot be waited for: a
+    // closed one, a file.
     void addFd(int fd, short events, FdCallback callback);
     void setEvents(int fd, short events);
     void removeFd(int fd);

@@ -1,11 +1,11 @@
 #include "Explain.h"
 
-#include <algorithm>
-#include <cstdio>
-
 #include "BleProtocol.h"
 #include "Cursor.h"
 #include "Tlv.h"
+
+#include <algorithm>
+#include <cstdio>
 
 namespace zvcam {
 namespace {
@@ -153,9 +153,7 @@ void Explainer::requestData(std::size_t offset, ByteSpan data) {
 }
 
 void Explainer::requestParameters(std::size_t offset, const CommandInfo& info, ByteSpan data) {
-    const auto number = [&](std::size_t at, const char* name) {
-        add(offset + at, 1, name, std::to_string(data[at]));
-    };
+    const auto number = [&](std::size_t at, const char* name) { add(offset + at, 1, name, std::to_string(data[at])); };
     switch (info.code) {
     case BleCode::Scan:
         number(1, "mode");
@@ -237,8 +235,8 @@ void Explainer::page(std::size_t offset, const CommandInfo& info, ByteSpan data)
     }
     if (!rest.empty() || count * info.entrySize != data.size() - pageHeaderSize) {
         add(place, 1, "malformed",
-            "the count says " + std::to_string(count) + " entries, there are " + entriesText(info, data) +
-                ", " + std::to_string(rest.size()) + " bytes left");
+            "the count says " + std::to_string(count) + " entries, there are " + entriesText(info, data) + ", " +
+                std::to_string(rest.size()) + " bytes left");
     }
 }
 
@@ -304,8 +302,8 @@ std::string summarizeMessage(ByteSpan bytes, const std::string& command) {
         return "reply" + answered + ", status " + statusText(response->data[0]);
     }
     if (decoded.message.category != categoryRequest || tag == nullptr) {
-        return "category " + std::to_string(decoded.message.category) +
-               categoryText(decoded.message.category) + (response == nullptr ? ", no response element" : "");
+        return "category " + std::to_string(decoded.message.category) + categoryText(decoded.message.category) +
+               (response == nullptr ? ", no response element" : "");
     }
     const std::string name = commandOf(tag->text(), data == nullptr ? ByteSpan{} : ByteSpan(data->data));
     return "request " + quoteText(tag->text()) + " " + (name.empty() ? "of no known command" : name);

@@ -1,10 +1,10 @@
 // Messages in words: every field of the bytes, with its place, what it is called and what it says.
 #pragma once
 
+#include "Queue.h"
+
 #include <string>
 #include <vector>
-
-#include "Queue.h"
 
 namespace zvcam {
 
@@ -17,8 +17,8 @@ struct Field {
     bool operator==(const Field&) const = default;
 };
 
-// command: for a reply, the canonical name of the command that it answers, since the reply itself does not say; without it
-// its data stay hexadecimal. Malformed messages give the fields that can be read and a last field "malformed".
+// command: for a reply, the canonical name of the command that it answers, since the reply itself does not say; without
+// it its data stay hexadecimal. Malformed messages give the fields that can be read and a last field "malformed".
 std::vector<Field> explainMessage(ByteSpan bytes, const std::string& command);
 
 // A message on one line (`request "BL" scan_list`, `reply to scan_list, status 0 (ok)`).

@@ -101,8 +101,8 @@ Bytes garbage(std::int64_t count, std::uint8_t start) {
 
 void growPage(Bytes& data, const RequestInfo& request, std::int64_t by) {
     const std::int64_t count = std::min<std::int64_t>(255, request.maximum() + by);
-    const std::size_t entries = std::min((clientMessageSize - pageOverhead) / request.page()->entrySize,
-                                         static_cast<std::size_t>(count));
+    const std::size_t entries =
+        std::min((clientMessageSize - pageOverhead) / request.page()->entrySize, static_cast<std::size_t>(count));
     data[countOffset] = static_cast<std::uint8_t>(count);
     data.resize(std::max(data.size(), pageHeaderSize + entries * request.page()->entrySize));
 }
@@ -269,8 +269,7 @@ PlannedFaults FaultTable::plan(const RequestInfo& request) {
     return planned;
 }
 
-Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status,
-                     const Bytes& data) {
+Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status, const Bytes& data) {
     Message reply = makeReply(static_cast<std::uint8_t>(status), data);
     bool noResponse = false;
     for (const FaultRule& rule : planned.rules) {

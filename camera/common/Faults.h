@@ -1,20 +1,20 @@
 /*
  * Faults on demand: rules that spoil the replies of a daemon, so that a client's handling of them can be tried.
  *
- * A rule names a command (a BLE command by name or code, "PD", "PX", or "*" for every command of the daemon), a fault, the
- * number of replies it hits (0: all) and how many it lets pass first. Several rules may hit one reply; they work in the
- * order in which they were added.
+ * A rule names a command (a BLE command by name or code, "PD", "PX", or "*" for every command of the daemon), a fault,
+ * the number of replies it hits (0: all) and how many it lets pass first. Several rules may hit one reply; they work in
+ * the order in which they were added.
  */
 #pragma once
+
+#include "BleProtocol.h"
+#include "JsonReader.h"
+#include "Tlv.h"
 
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "BleProtocol.h"
-#include "JsonReader.h"
-#include "Tlv.h"
 
 namespace zvcam {
 
@@ -25,12 +25,12 @@ enum class FaultKind {
     Category,   // message of category `category`
     NoResponse, // without the response element
     Truncated,  // the message's first `bytes` bytes only
-    Short,   // the response element holds `bytes` bytes of data after the status, the message is consistent
-    Index,   // a page's index moved by `by`
-    TooMany, // a page's count is the asked maximum plus `by`
-    ListId,  // the list is rebuilt before a page that does not start at 0: its id grows by `by`, and stays so
-    Extra,   // `bytes` bytes follow the message
-    Garbage, // `bytes` bytes without meaning instead of the message
+    Short,      // the response element holds `bytes` bytes of data after the status, the message is consistent
+    Index,      // a page's index moved by `by`
+    TooMany,    // a page's count is the asked maximum plus `by`
+    ListId,     // the list is rebuilt before a page that does not start at 0: its id grows by `by`, and stays so
+    Extra,      // `bytes` bytes follow the message
+    Garbage,    // `bytes` bytes without meaning instead of the message
 };
 
 struct FaultRule {
@@ -93,7 +93,6 @@ private:
     std::uint64_t lastId_ = 0;
 };
 
-Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status,
-                     const Bytes& data);
+Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status, const Bytes& data);
 
 } // namespace zvcam

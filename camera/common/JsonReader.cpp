@@ -4,8 +4,7 @@ namespace zvcam {
 
 Json parseJson(std::string_view text) {
     return Json::parse(text, [](int depth, Json::parse_event_t event, const Json&) {
-        const bool begins =
-            event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
+        const bool begins = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
         if (begins && depth >= nestingLimit) {
             throw JsonError("nested deeper than " + std::to_string(nestingLimit));
         }
@@ -65,11 +64,9 @@ bool JsonReader::integer(const std::string& key, std::int64_t& value, std::int64
     if (found == nullptr) {
         return false;
     }
-    const std::string range =
-        "must be a whole number from " + std::to_string(low) + " to " + std::to_string(high);
+    const std::string range = "must be a whole number from " + std::to_string(low) + " to " + std::to_string(high);
     if (!found->is_number_integer() ||
-        (found->is_number_unsigned() &&
-         found->get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX))) {
+        (found->is_number_unsigned() && found->get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX))) {
         fail(key, range);
     }
     const std::int64_t wide = found->get<std::int64_t>();
@@ -80,8 +77,7 @@ bool JsonReader::integer(const std::string& key, std::int64_t& value, std::int64
     return true;
 }
 
-bool JsonReader::array(const std::string& key,
-                       const std::function<void(const Json&, const std::string& where)>& each) {
+bool JsonReader::array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each) {
     const Json* found = any(key);
     if (found == nullptr) {
         return false;

@@ -27,8 +27,8 @@ Json parseJson(std::string_view text);
 
 class JsonReader {
 public:
-    // where: the name of the object in error texts, empty for the outermost one. The object must stay alive.
-    // Throws JsonError when it is not an object.
+    // where: the name of the object in error texts, empty for the outermost one. The object must stay alive. Throws
+    // JsonError when it is not an object.
     JsonReader(const Json& object, std::string where);
 
     bool has(const std::string& key) const { return object_.contains(key); }
@@ -45,8 +45,7 @@ public:
         return true;
     }
     // Calls `each` with every item of an array and the item's name in error texts.
-    bool array(const std::string& key,
-               const std::function<void(const Json&, const std::string& where)>& each);
+    bool array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each);
     // Any value; null when the key is absent.
     const Json* any(const std::string& key);
     std::string place(const std::string& key) const;

@@ -23,7 +23,8 @@ bool validQueueName(std::string_view name) {
 }
 
 OwnedQueue::OwnedQueue(std::string name, long messages, long messageSize)
-    : name_(std::move(name)), buffer_(static_cast<std::size_t>(messageSize)) {
+    : name_(std::move(name)),
+      buffer_(static_cast<std::size_t>(messageSize)) {
     mq_attr attributes{};
     attributes.mq_maxmsg = messages;
     attributes.mq_msgsize = messageSize;
@@ -42,8 +43,7 @@ OwnedQueue::~OwnedQueue() {
 }
 
 std::optional<Bytes> OwnedQueue::receive() {
-    const ssize_t length =
-        mq_receive(queue_, reinterpret_cast<char*>(buffer_.data()), buffer_.size(), nullptr);
+    const ssize_t length = mq_receive(queue_, reinterpret_cast<char*>(buffer_.data()), buffer_.size(), nullptr);
     if (length < 0) {
         return std::nullopt;
     }

@@ -22,8 +22,8 @@ constexpr std::size_t clientMessageSize = 1500;
 // True for "/name": one slash, at the start, at most 255 characters that print and are no blanks, not "/." or "/..".
 bool validQueueName(std::string_view name);
 
-// A queue of this daemon's own: created anew (a queue left behind by a daemon that was killed is removed),
-// read and write for owner and group, readable for others, removed at the end.
+// A queue of this daemon's own: created anew (a queue left behind by a daemon that was killed is removed), read and
+// write for owner and group, readable for others, removed at the end.
 class OwnedQueue {
 public:
     // Throws std::system_error.

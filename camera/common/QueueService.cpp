@@ -1,14 +1,17 @@
 #include "QueueService.h"
 
-#include <poll.h>
-
 #include "Explain.h"
 #include "Log.h"
+
+#include <poll.h>
 
 namespace zvcam {
 
 QueueService::QueueService(EventLoop& loop, AdminServer& admin, const char* daemon, const std::string& queue)
-    : loop_(loop), admin_(admin), queue_(queue), trace_(daemon) {
+    : loop_(loop),
+      admin_(admin),
+      queue_(queue),
+      trace_(daemon) {
     addOperations();
 }
 
@@ -48,9 +51,7 @@ void QueueService::addOperations() {
         faults_.clear();
         return Json();
     });
-    const auto records = [this](const Json& request) {
-        return trace_.since(request.value("after", std::uint64_t{0}));
-    };
+    const auto records = [this](const Json& request) { return trace_.since(request.value("after", std::uint64_t{0})); };
     admin_.on("trace", records);
     admin_.onSubscribe("trace_follow", records);
     admin_.on("trace_clear", [this](const Json&) {
@@ -61,9 +62,8 @@ void QueueService::addOperations() {
 }
 
 Json QueueService::counts() const {
-    return {{"queue", queue_.name()}, {"received", received_},     {"skipped", skipped_},
-            {"answered", answered_},  {"unanswered", unanswered_}, {"forwarded", forwarded_},
-            {"late", late_},          {"traced", trace_.size()}};
+    return {{"queue", queue_.name()},    {"received", received_},   {"skipped", skipped_}, {"answered", answered_},
+            {"unanswered", unanswered_}, {"forwarded", forwarded_}, {"late", late_},       {"traced", trace_.size()}};
 }
 
 void QueueService::readQueue() {
@@ -126,8 +126,7 @@ void QueueService::handle(Bytes raw) {
     handler_(request);
 }
 
-void QueueService::reply(const QueueRequest& request, const PlannedFaults& planned, Status status,
-                         const Bytes& data) {
+void QueueService::reply(const QueueRequest& request, const PlannedFaults& planned, Status status, const Bytes& data) {
     if (request.replyQueue.empty()) {
         ++unanswered_;
         logError("%s: request without a usable reply queue, no answer", queue_.name().c_str());
@@ -169,8 +168,8 @@ void QueueService::send(const std::string& queue, const std::string& command, co
     trace(std::move(record));
 }
 
-void QueueService::traceForwarded(const std::string& queue, const QueueRequest& request,
-                                  const std::string& note, std::int64_t time) {
+void QueueService::traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,
+                                  std::int64_t time) {
     TraceRecord record;
     record.time = time;
     record.queue = queue;

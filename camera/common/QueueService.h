@@ -10,15 +10,15 @@
  */
 #pragma once
 
-#include <functional>
-#include <string>
-
 #include "AdminServer.h"
 #include "EventLoop.h"
 #include "Faults.h"
 #include "Queue.h"
 #include "Tlv.h"
 #include "Trace.h"
+
+#include <functional>
+#include <string>
 
 namespace zvcam {
 
@@ -48,8 +48,7 @@ public:
 
     // The faults that the reply to a request will suffer: asked for once, before the request is carried out.
     PlannedFaults planFaults(const QueueRequest& request) { return faults_.plan(request.info); }
-    void reply(const QueueRequest& request, const PlannedFaults& planned, Status status,
-               const Bytes& data = {});
+    void reply(const QueueRequest& request, const PlannedFaults& planned, Status status, const Bytes& data = {});
 
     // A request that was passed on to another queue, at the time given, or was not.
     void traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,

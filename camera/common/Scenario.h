@@ -1,10 +1,9 @@
-// The scenario file: one JSON object that says what the camera is when it starts. Every daemon reads its own
-// parts.
+// The scenario file: one JSON object that says what the camera is when it starts. Every daemon reads its own parts.
 #pragma once
 
-#include <string>
-
 #include "JsonReader.h"
+
+#include <string>
 
 namespace zvcam {
 
@@ -12,12 +11,12 @@ class Scenario {
 public:
     // No file: every part is empty, all defaults.
     Scenario() = default;
-    // Reads a file; throws JsonError that names the file when it cannot be read, is not JSON, is larger than
-    // 4 MiB, is nested deeper than 16 levels or has a part that no daemon knows ("description" may hold any text).
+    // Reads a file; throws JsonError that names the file when it cannot be read, is not JSON, is larger than 4 MiB, is
+    // nested deeper than 16 levels or has a part that no daemon knows ("description" may hold any text).
     static Scenario load(const std::string& path);
 
-    // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none.
-    // Throws JsonError when the part is of the wrong kind.
+    // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none. Throws
+    // JsonError when the part is of the wrong kind.
     const Json& part(const std::string& name) const;
 
 private:

@@ -1,9 +1,9 @@
 #include "Tlv.h"
 
+#include "Cursor.h"
+
 #include <algorithm>
 #include <stdexcept>
-
-#include "Cursor.h"
 
 namespace zvcam {
 namespace {
@@ -36,8 +36,8 @@ std::string checkTail(const Message& message) {
 } // namespace
 
 const Element* Message::find(std::uint8_t tag) const {
-    const auto found = std::find_if(elements.begin(), elements.end(),
-                                    [tag](const Element& element) { return element.tag == tag; });
+    const auto found =
+        std::find_if(elements.begin(), elements.end(), [tag](const Element& element) { return element.tag == tag; });
     return found == elements.end() ? nullptr : &*found;
 }
 
@@ -65,8 +65,7 @@ DecodedMessage decodeMessage(ByteSpan bytes) {
         decoded.message.elements.push_back(std::move(element));
     }
     if (total != bytes.size()) {
-        decoded.problem =
-            "header says " + std::to_string(total) + " bytes, got " + std::to_string(bytes.size());
+        decoded.problem = "header says " + std::to_string(total) + " bytes, got " + std::to_string(bytes.size());
         return decoded;
     }
     decoded.problem = checkTail(decoded.message);

@@ -1,17 +1,17 @@
 /*
  * Messages of the camera's queues as the daemons see them.
  *
- * Bytes: header {total length, 2 bytes big-endian, the header included; 0; category}, then elements {0; data
- * length, 2 bytes big-endian; tag; data}, the last of them the tail (tag 238, no data).
+ * Bytes: header {total length, 2 bytes big-endian, the header included; 0; category}, then elements {0; data length, 2
+ * bytes big-endian; tag; data}, the last of them the tail (tag 238, no data).
  */
 #pragma once
+
+#include "Queue.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Queue.h"
 
 namespace zvcam {
 

@@ -1,11 +1,11 @@
 #include "Trace.h"
 
+#include "Explain.h"
+#include "Tlv.h"
+
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-
-#include "Explain.h"
-#include "Tlv.h"
 
 namespace zvcam {
 namespace {
@@ -73,8 +73,8 @@ TraceRecord readTraceRecord(const Json& json) {
 }
 
 std::string toText(const TraceRecord& record, bool fields) {
-    std::string text = timeText(record.time) + "  " + record.daemon + (record.in ? " <- " : " -> ") +
-                       record.queue + "  " + std::to_string(record.bytes.size()) + " bytes  " +
+    std::string text = timeText(record.time) + "  " + record.daemon + (record.in ? " <- " : " -> ") + record.queue +
+                       "  " + std::to_string(record.bytes.size()) + " bytes  " +
                        summarizeMessage(record.bytes, record.command) +
                        (record.note.empty() ? "" : "  [" + record.note + "]") + "\n";
     if (!fields) {

@@ -1,12 +1,12 @@
 // The messages of the queues as a daemon saw them, kept for the camera's tool: bounded in number and bytes.
 #pragma once
 
+#include "JsonReader.h"
+#include "Queue.h"
+
 #include <cstdint>
 #include <deque>
 #include <string>
-
-#include "JsonReader.h"
-#include "Queue.h"
 
 namespace zvcam {
 
@@ -25,7 +25,8 @@ Json toJson(const TraceRecord& record);
 // Throws JsonError for anything that toJson() does not write.
 TraceRecord readTraceRecord(const Json& json);
 
-// The record for a terminal: a line of time, daemon, direction, queue and summary, then a line for every field when asked for.
+// The record for a terminal: a line of time, daemon, direction, queue and summary, then a line for every field when
+// asked for.
 std::string toText(const TraceRecord& record, bool fields);
 
 // Wall-clock time now in microseconds since 1970; and such a time as "2026-01-31T23:59:59.000001Z".

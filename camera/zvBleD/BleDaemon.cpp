@@ -14,14 +14,14 @@ constexpr const char* ownQueue = "/to_ble";
 
 BleDaemon::BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistFile, const Json& ble,
                      const Json& faults)
-    : loop_(loop), file_(std::move(whitelistFile)), radioAdmin_{radio_, ble, [this] { return now(); },
-                                                                [this] { saveFile(); }},
+    : loop_(loop),
+      file_(std::move(whitelistFile)),
+      radioAdmin_{radio_, ble, [this] { return now(); }, [this] { saveFile(); }},
       service_(loop, admin, "zvBleD", ownQueue) {
     setUpRadio(radio_, ble);
     loadFile();
     saved_ = radio_.whitelist.revision();
-    service_.loadFaults(faults,
-                        [](const std::string& command) { return command != "PD" && command != "PX"; });
+    service_.loadFaults(faults, [](const std::string& command) { return command != "PD" && command != "PX"; });
     radioAdmin_.addOperations(admin);
     service_.start([this](const QueueRequest& request) { handle(request); });
     onTick();
@@ -53,8 +53,7 @@ void BleDaemon::handle(const QueueRequest& request) {
         saveFile();
     }
     if (result.status != Status::Ok) {
-        logInfo("%s: BLE command %d: %s", ownQueue, request.data.empty() ? -1 : request.data[0],
-                toText(result.status));
+        logInfo("%s: BLE command %d: %s", ownQueue, request.data.empty() ? -1 : request.data[0], toText(result.status));
     }
     service_.reply(request, planned, result.status, result.data);
 }

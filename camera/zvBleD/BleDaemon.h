@@ -2,8 +2,8 @@
  * The BLE daemon: owns "/to_ble", answers its requests by the radio, keeps the whitelist in its file.
  *
  * Only the command tag "BL" is known; other tags and unknown codes get "unknown command" (1). When there is a whitelist
- * file at the start it counts, and the scenario's whitelist does not; a file that cannot be read is logged and left until
- * the first change replaces it.
+ * file at the start it counts, and the scenario's whitelist does not; a file that cannot be read is logged and left
+ * until the first change replaces it.
  */
 #pragma once
 
@@ -17,8 +17,7 @@ public:
     static constexpr std::chrono::milliseconds tick{100};
 
     // ble, faults: the scenario's parts. Throws JsonError, std::system_error.
-    BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistFile, const Json& ble,
-              const Json& faults);
+    BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistFile, const Json& ble, const Json& faults);
     ~BleDaemon();
     BleDaemon(const BleDaemon&) = delete;
     BleDaemon& operator=(const BleDaemon&) = delete;

@@ -13,9 +13,8 @@ struct Word {
     const char* text;
     Value value;
 };
-constexpr std::array<Word<PairingOutcome>, 3> outcomes{{{"success", PairingOutcome::Success},
-                                                        {"failure", PairingOutcome::Failure},
-                                                        {"silent", PairingOutcome::Silent}}};
+constexpr std::array<Word<PairingOutcome>, 3> outcomes{
+    {{"success", PairingOutcome::Success}, {"failure", PairingOutcome::Failure}, {"silent", PairingOutcome::Silent}}};
 constexpr std::array<Word<Presence>, 3> presences{
     {{"scheduled", Presence::Scheduled}, {"present", Presence::Present}, {"away", Presence::Away}}};
 

@@ -2,12 +2,12 @@
 // Times are in milliseconds.
 #pragma once
 
+#include "BleProtocol.h"
+#include "JsonReader.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "BleProtocol.h"
-#include "JsonReader.h"
 
 namespace zvcam {
 
@@ -46,13 +46,14 @@ struct Settings {
     std::size_t whitelistPage = whitelistPageLimit; // likewise
     std::size_t whitelistSlots = 64;                // the list's slots at most
     Millis scanTime = 0;                            // a scan ends by itself after this; 0: only when stopped
-    Millis lostTime = 10000;       // a device not seen for so long leaves the list of a running scan
-    Millis pairingTime = 2000;     // how long a pairing takes
-    Millis pairingTimeout = 15000; // when a pairing without an answer is given up
-    Millis connectTime = 1000;     // how long a known device is in range before it is connected
+    Millis lostTime = 10000;                        // a device not seen for so long leaves the list of a running scan
+    Millis pairingTime = 2000;                      // how long a pairing takes
+    Millis pairingTimeout = 15000;                  // when a pairing without an answer is given up
+    Millis connectTime = 1000;                      // how long a known device is in range before it is connected
 };
 
-// Each changes what the object has keys for and leaves the rest; throws JsonError. readSettings() does not call finish().
+// Each changes what the object has keys for and leaves the rest; throws JsonError. readSettings() does not call
+// finish().
 void readSettings(JsonReader& reader, Settings& settings);
 void readDevice(const Json& json, const std::string& where, Device& device);
 // The address of an object's key; throws JsonError when it is missing or none.

@@ -53,8 +53,8 @@ Millis Radio::findTime(const Device& device, Millis now) const {
     const Millis after =
         device.foundAfter >= 0
             ? device.foundAfter
-            : findEarliest + static_cast<Millis>(spread(settings.seed, number(device.address), scan_.rounds) %
-                                                 findSpread);
+            : findEarliest +
+                  static_cast<Millis>(spread(settings.seed, number(device.address), scan_.rounds) % findSpread);
     return std::max(scan_.since, device.inRangeSince(now)) + after;
 }
 
@@ -64,9 +64,9 @@ void Radio::findMore(Millis now) {
         if (!device.inRange(now)) {
             continue;
         }
-        const auto known =
-            std::find_if(scan_.found.begin(), scan_.found.end(),
-                         [&](const Scan::Found& found) { return found.entry.address == device.address; });
+        const auto known = std::find_if(scan_.found.begin(), scan_.found.end(), [&](const Scan::Found& found) {
+            return found.entry.address == device.address;
+        });
         if (known != scan_.found.end()) {
             *known = {entryOf(device, now), now};
         } else if (const Millis time = findTime(device, now); time <= now) {
@@ -75,8 +75,7 @@ void Radio::findMore(Millis now) {
     }
     // What arrives joins the list at its end, in the order in which it was heard: the pages before it stay as they are,
     // and so does the list's id.
-    std::stable_sort(fresh.begin(), fresh.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::stable_sort(fresh.begin(), fresh.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     for (const auto& [time, device] : fresh) {
         if (scan_.found.size() >= deviceLimit) {
             return;
@@ -86,16 +85,15 @@ void Radio::findMore(Millis now) {
 }
 
 void Radio::loseOld(Millis now) {
-    const std::size_t lost = std::erase_if(
-        scan_.found, [&](const Scan::Found& found) { return now - found.seen > settings.lostTime; });
+    const std::size_t lost =
+        std::erase_if(scan_.found, [&](const Scan::Found& found) { return now - found.seen > settings.lostTime; });
     if (lost > 0) {
         rebuildScan();
     }
 }
 
 ScanEntry Radio::entryOf(const Device& device, Millis now) const {
-    return {device.address, device.addressType, rssi(device, now),
-            device.name,    device.uuid16,      device.uuid128};
+    return {device.address, device.addressType, rssi(device, now), device.name, device.uuid16, device.uuid128};
 }
 
 std::int8_t Radio::rssi(const Device& device, Millis now) const {
@@ -155,11 +153,10 @@ void Radio::advancePairing(Millis now) {
     const Millis elapsed = now - pairing_.since;
     const Device* device = findDevice(pairing_.address);
     // A device of another address type is another device.
-    const bool answers = device != nullptr && device->addressType == pairing_.addressType &&
-                         device->inRange(now) && device->pairing != PairingOutcome::Silent;
+    const bool answers = device != nullptr && device->addressType == pairing_.addressType && device->inRange(now) &&
+                         device->pairing != PairingOutcome::Silent;
     if (answers && elapsed >= (device->pairingTime >= 0 ? device->pairingTime : settings.pairingTime)) {
-        endPairing(device->pairing == PairingOutcome::Success ? PairingStatus::Paired : PairingStatus::Failed,
-                   now);
+        endPairing(device->pairing == PairingOutcome::Success ? PairingStatus::Paired : PairingStatus::Failed, now);
     } else if (elapsed >= settings.pairingTimeout) {
         endPairing(PairingStatus::TimedOut, now);
     }
@@ -189,8 +186,8 @@ void Radio::advanceConnections(Millis now) {
 }
 
 const Device* Radio::findDevice(const Address& address) const {
-    const auto found = std::find_if(devices_.begin(), devices_.end(),
-                                    [&](const Device& device) { return device.address == address; });
+    const auto found =
+        std::find_if(devices_.begin(), devices_.end(), [&](const Device& device) { return device.address == address; });
     return found == devices_.end() ? nullptr : &*found;
 }
 

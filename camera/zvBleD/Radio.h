@@ -1,16 +1,16 @@
 /*
  * The radio itself, without queues and clocks: scanning, pairing, whitelist and connections as time goes by.
  *
- * Every operation is told the time; advance() lets happen what has become due. The same settings, devices, operations and
- * times always give the same answers.
+ * Every operation is told the time; advance() lets happen what has become due. The same settings, devices, operations
+ * and times always give the same answers.
  */
 #pragma once
 
-#include <optional>
-#include <vector>
-
 #include "BleSettings.h"
 #include "Whitelist.h"
+
+#include <optional>
+#include <vector>
 
 namespace zvcam {
 
@@ -63,7 +63,8 @@ public:
 
     const std::vector<Device>& devices() const { return devices_; }
     const Device* findDevice(const Address& address) const;
-    // Adds a device or replaces the one of its address, as something that happens now; throws JsonError when there are too many.
+    // Adds a device or replaces the one of its address, as something that happens now; throws JsonError when there are
+    // too many.
     void setDevice(Device device, Millis now = 0);
     bool removeDevice(const Address& address);
 

@@ -126,25 +126,22 @@ void RadioAdmin::addOperations(AdminServer& admin) {
     op("ble_set", [](Radio& r, const Json& request, Millis) { set(r, required(request, "settings")); });
     op("device_set",
        [](Radio& r, const Json& request, Millis time) { setDevice(r, required(request, "device"), time); });
-    op("device_remove", [](Radio& r, const Json& request, Millis) {
-        mustBe(r.removeDevice(addressOf(request)), "no such device");
-    });
+    op("device_remove",
+       [](Radio& r, const Json& request, Millis) { mustBe(r.removeDevice(addressOf(request)), "no such device"); });
     op("whitelist_set", [](Radio& r, const Json& request, Millis) { setSlot(r, required(request, "slot")); });
     op("whitelist_remove", [](Radio& r, const Json& request, Millis) {
         mustBe(r.whitelist.remove(addressOf(request)), "no such device in the whitelist");
     });
     op("whitelist_clear", [](Radio& r, const Json&, Millis) { r.whitelist.assign({}); });
-    op("whitelist_reset",
-       [this](Radio& r, const Json&, Millis) { r.whitelist.assign(scenarioWhitelist(scenario)); });
+    op("whitelist_reset", [this](Radio& r, const Json&, Millis) { r.whitelist.assign(scenarioWhitelist(scenario)); });
     op("scan", [](Radio& r, const Json& request, Millis time) {
         const auto mode = numberOf<std::uint8_t>(request, "mode", 0, 255);
         mode == 0 ? r.stopScan(time) : r.startScan(mode, time);
     });
     op("rebuild", [](Radio& r, const Json& request, Millis) { rebuild(r, request); });
     op("pairing_start", [](Radio& r, const Json& request, Millis time) {
-        const auto type = request.contains("address_type")
-                              ? numberOf<std::uint8_t>(request, "address_type", 0, 255)
-                              : std::uint8_t{0};
+        const auto type = request.contains("address_type") ? numberOf<std::uint8_t>(request, "address_type", 0, 255)
+                                                           : std::uint8_t{0};
         const Status status = r.startPairing(addressOf(request), type, time);
         mustBe(status == Status::Ok, toText(status));
     });

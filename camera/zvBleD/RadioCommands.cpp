@@ -11,17 +11,15 @@ Address addressAt(ByteSpan data, std::size_t offset) {
     return address;
 }
 
-// A page of `entries`: what is asked for, as many as the page limit and the end of the list allow. A start behind the end
-// is an empty page there.
+// A page of `entries`: what is asked for, as many as the page limit and the end of the list allow. A start behind the
+// end is an empty page there.
 template<typename Entries, typename ToEntry>
-CommandResult page(std::uint8_t listId, const Entries& entries, ByteSpan data, std::size_t limit,
-                   ToEntry toEntry) {
+CommandResult page(std::uint8_t listId, const Entries& entries, ByteSpan data, std::size_t limit, ToEntry toEntry) {
     const std::size_t start = data[1];
     const std::size_t left = entries.size() > start ? entries.size() - start : 0;
     const std::size_t count = std::min({left, static_cast<std::size_t>(data[2]), limit});
     CommandResult result;
-    result.data = {listId, static_cast<std::uint8_t>(entries.size()), data[1],
-                   static_cast<std::uint8_t>(count)};
+    result.data = {listId, static_cast<std::uint8_t>(entries.size()), data[1], static_cast<std::uint8_t>(count)};
     for (std::size_t i = start; i < start + count; ++i) {
         appendEntry(result.data, toEntry(entries[i]));
     }

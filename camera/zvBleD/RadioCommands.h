@@ -12,8 +12,8 @@ struct CommandResult {
     bool operator==(const CommandResult&) const = default;
 };
 
-// Carries out the command of a data block ({code, parameters}). A block of another size than its code's is answered with
-// BadParameters, an unknown code or an empty block with UnknownCommand; neither changes anything.
+// Carries out the command of a data block ({code, parameters}). A block of another size than its code's is answered
+// with BadParameters, an unknown code or an empty block with UnknownCommand; neither changes anything.
 CommandResult runCommand(Radio& radio, ByteSpan data, Millis now);
 
 // Rebuilds the list whose pages a command answers: its id grows by `by`. Does nothing for any other command.

@@ -55,8 +55,7 @@ void setUpRadio(Radio& radio, const Json& ble) {
     });
     std::vector<Slot> slots = readSlots(reader, "whitelist");
     if (slots.size() > radio.settings.whitelistSlots) {
-        reader.fail("whitelist",
-                    "more slots than whitelist_slots, " + std::to_string(radio.settings.whitelistSlots));
+        reader.fail("whitelist", "more slots than whitelist_slots, " + std::to_string(radio.settings.whitelistSlots));
     }
     radio.whitelist.assign(std::move(slots));
     reader.finish();

@@ -6,7 +6,8 @@
 
 namespace zvcam {
 
-// Sets up a fresh radio from the scenario's "ble" part: settings, "auto_connect", "devices", "whitelist". Throws JsonError.
+// Sets up a fresh radio from the scenario's "ble" part: settings, "auto_connect", "devices", "whitelist". Throws
+// JsonError.
 void setUpRadio(Radio& radio, const Json& ble);
 // The whitelist of that part alone; throws JsonError.
 std::vector<Slot> scenarioWhitelist(const Json& ble);
@@ -15,10 +16,10 @@ std::vector<Slot> scenarioWhitelist(const Json& ble);
 Json radioState(const Radio& radio, Millis now);
 
 /*
- * Admin operations: ble (the state), ble_set {settings}, device_set {device}, device_remove {address}, whitelist_set {slot},
- * whitelist_remove {address}, whitelist_clear, whitelist_reset, scan {mode}, rebuild {list, id}, pairing_start {address,
- * address_type}, pairing_end {outcome}, pairing_status {status, null for its own}, connection {address, connected}.
- * The radio is advanced to now() before each of them, and `changed` called after it.
+ * Admin operations: ble (the state), ble_set {settings}, device_set {device}, device_remove {address}, whitelist_set
+ * {slot}, whitelist_remove {address}, whitelist_clear, whitelist_reset, scan {mode}, rebuild {list, id}, pairing_start
+ * {address, address_type}, pairing_end {outcome}, pairing_status {status, null for its own}, connection {address,
+ * connected}. The radio is advanced to now() before each of them, and `changed` called after it.
  */
 struct RadioAdmin {
     Radio& radio;

@@ -5,15 +5,13 @@
 namespace zvcam {
 
 std::uint16_t Slot::flags() const {
-    const int flags = (inUse ? flagInUse : 0) | (inUse && connected ? flagConnected : 0) |
-                      (mitm ? flagMitm : 0) | (autoConnect ? flagAutoConnect : 0);
+    const int flags = (inUse ? flagInUse : 0) | (inUse && connected ? flagConnected : 0) | (mitm ? flagMitm : 0) |
+                      (autoConnect ? flagAutoConnect : 0);
     return static_cast<std::uint16_t>(flags);
 }
 
 std::string nameForSlot(const std::string& name) {
-    const auto continues = [&](std::size_t at) {
-        return (static_cast<unsigned char>(name[at]) & 0xc0) == 0x80;
-    };
+    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(name[at]) & 0xc0) == 0x80; };
     std::size_t length = std::min(name.size(), whitelistStorage);
     while (length < name.size() && length > 0 && continues(length)) {
         --length;
@@ -42,8 +40,7 @@ Slot* Whitelist::take(const Slot& content, std::size_t limit) {
         if (!hasRoom(content.address, limit)) {
             return nullptr;
         }
-        const auto free =
-            std::find_if(slots_.begin(), slots_.end(), [](const Slot& one) { return !one.inUse; });
+        const auto free = std::find_if(slots_.begin(), slots_.end(), [](const Slot& one) { return !one.inUse; });
         slot = free != slots_.end() ? &*free : &slots_.emplace_back();
         rebuild();
     }
@@ -87,16 +84,14 @@ Slot readSlot(const Json& json, const std::string& where, Slot slot) {
     reader.flag("connected", slot.connected);
     reader.finish();
     if (slot.name.size() > whitelistStorage) {
-        reader.fail("name",
-                    "longer than the " + std::to_string(whitelistStorage) + " bytes that a slot holds");
+        reader.fail("name", "longer than the " + std::to_string(whitelistStorage) + " bytes that a slot holds");
     }
     return slot;
 }
 
 std::vector<Slot> readSlots(JsonReader& reader, const std::string& key) {
     std::vector<Slot> slots;
-    reader.array(key,
-                 [&](const Json& item, const std::string& where) { slots.push_back(readSlot(item, where)); });
+    reader.array(key, [&](const Json& item, const std::string& where) { slots.push_back(readSlot(item, where)); });
     if (slots.size() > 255) {
         reader.fail(key, "more than the 255 slots that a list can have");
     }

@@ -1,11 +1,11 @@
 // The paired devices: slots of which some may be free, a list id that changes whenever slots are taken or freed.
 #pragma once
 
+#include "BleSettings.h"
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "BleSettings.h"
 
 namespace zvcam {
 
@@ -22,8 +22,8 @@ struct Slot {
     std::uint16_t flags() const;
 };
 
-// As much of a device's name as a slot holds, cut between two characters: half a character is no UTF-8, which the list's
-// file could not keep.
+// As much of a device's name as a slot holds, cut between two characters: half a character is no UTF-8, which the
+// list's file could not keep.
 std::string nameForSlot(const std::string& name);
 
 class Whitelist {

@@ -1,13 +1,13 @@
 #include "WhitelistFile.h"
 
+#include "UniqueFd.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <system_error>
-
-#include "UniqueFd.h"
 
 namespace zvcam {
 namespace {

@@ -1,14 +1,14 @@
 #include "Analytics.h"
 
+#include "ControlProtocol.h"
+#include "Log.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <iterator>
 #include <sys/stat.h>
 #include <system_error>
-
-#include "ControlProtocol.h"
-#include "Log.h"
 
 namespace zvcam {
 namespace {
@@ -17,9 +17,9 @@ constexpr const char* onClearNames[] = {"empty", "remove", "keep"};
 constexpr std::int64_t filled = std::int64_t{1} << 20; // of a file of a given size
 
 std::uint64_t nowMilliseconds() {
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          std::chrono::system_clock::now().time_since_epoch())
-                                          .count());
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count());
 }
 
 [[noreturn]] void fail(const std::string& file) {
@@ -39,7 +39,9 @@ void writeAll(int fd, std::span<const unsigned char> bytes, const std::string& f
 } // namespace
 
 Analytics::Analytics(EventLoop& loop, std::string file, const Scenario& scenario)
-    : loop_(loop), file_(std::move(file)), path_(file_) {
+    : loop_(loop),
+      file_(std::move(file)),
+      path_(file_) {
     JsonReader reader(scenario.part("analytics"), "analytics");
     bool wanted = false;
     std::int64_t interval = interval_.count();

@@ -11,13 +11,13 @@
  */
 #pragma once
 
-#include <cstdint>
-#include <string>
-
 #include "AnalyticsRecord.h"
 #include "EventLoop.h"
 #include "JsonReader.h"
 #include "Scenario.h"
+
+#include <cstdint>
+#include <string>
 
 namespace zvcam {
 
@@ -49,8 +49,8 @@ public:
 
     // These throw std::system_error when the file cannot be changed.
     void clear();
-    // Makes the file exactly size bytes long, and stops collecting, so that it stays so. The first MiB are
-    // records, the rest a hole.
+    // Makes the file exactly size bytes long, and stops collecting, so that it stays so. The first MiB are records, the
+    // rest a hole.
     void setSize(std::int64_t size);
     void append(std::span<const unsigned char> bytes);
     void appendRecords(std::size_t count);

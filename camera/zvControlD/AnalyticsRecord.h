@@ -1,6 +1,6 @@
 /*
- * The records of the analytics file, as a camera collects them: header {"ZA", kind, payload length, sequence
- * number (4 bytes), milliseconds since 1970 (8 bytes)} and payload, numbers big-endian.
+ * The records of the analytics file, as a camera collects them: header {"ZA", kind, payload length, sequence number (4
+ * bytes), milliseconds since 1970 (8 bytes)} and payload, numbers big-endian.
  *
  *   kind 1  battery:  percent, state (0 discharging, 1 charging), millivolts (2)
  *   kind 2  radio:    channel, signed dBm, stations, 0, bytes sent (4; begins again at 0 beyond them)

@@ -1,9 +1,9 @@
 #include "CameraState.h"
 
+#include "csi.h"
+
 #include <algorithm>
 #include <charconv>
-
-#include "csi.h"
 
 namespace zvcam {
 namespace {
@@ -32,13 +32,11 @@ constexpr ItemRow rows[] = {
 };
 
 // What is no item of the camera's state and can be made to fail all the same.
-constexpr const char* services[] = {"uri_interface_open", "uri_interface_close", "analytics_get",
-                                    "analytics_clear"};
+constexpr const char* services[] = {"uri_interface_open", "uri_interface_close", "analytics_get", "analytics_clear"};
 
 Json parseNumber(const ItemRow& row, const Json& value, std::int64_t low, std::int64_t high) {
     std::int64_t number = 0;
-    bool valid =
-        value.is_number_integer() && !(value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX);
+    bool valid = value.is_number_integer() && !(value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX);
     if (valid) {
         number = value.get<std::int64_t>();
     } else if (value.is_string()) {
@@ -47,8 +45,8 @@ Json parseNumber(const ItemRow& row, const Json& value, std::int64_t low, std::i
         valid = error == std::errc() && end == text.data() + text.size() && !text.empty();
     }
     if (!valid || number < low || number > high) {
-        throw JsonError(std::string(row.name) + ": must be a whole number from " + std::to_string(low) +
-                        " to " + std::to_string(high));
+        throw JsonError(std::string(row.name) + ": must be a whole number from " + std::to_string(low) + " to " +
+                        std::to_string(high));
     }
     return number;
 }
@@ -70,8 +68,8 @@ Json parseText(const ItemRow& row, const Json& value) {
     }
     const auto& text = value.get_ref<const std::string&>();
     if (text.size() > zvcontrol::maxData || text.find('\0') != std::string::npos) {
-        throw JsonError(std::string(row.name) + ": must be a text of at most " +
-                        std::to_string(zvcontrol::maxData) + " bytes without a zero byte");
+        throw JsonError(std::string(row.name) + ": must be a text of at most " + std::to_string(zvcontrol::maxData) +
+                        " bytes without a zero byte");
     }
     return value;
 }

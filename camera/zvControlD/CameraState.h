@@ -5,20 +5,20 @@
  *           (texts of at most 4096 bytes without a zero byte), ap_has_default_credentials (flag)
  * state:    recording, ap_pairing_state (32-bit numbers)
  *
- * Besides the items, four services can be made to fail: uri_interface_open, uri_interface_close,
- * analytics_get, analytics_clear.
+ * Besides the items, four services can be made to fail: uri_interface_open, uri_interface_close, analytics_get,
+ * analytics_clear.
  */
 #pragma once
+
+#include "ControlProtocol.h"
+#include "JsonReader.h"
+#include "Scenario.h"
 
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "ControlProtocol.h"
-#include "JsonReader.h"
-#include "Scenario.h"
 
 namespace zvcam {
 

@@ -9,7 +9,8 @@ namespace zvcam {
 using zvcontrol::Operation;
 
 Control::Control(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario)
-    : state_(scenario), analytics_(loop, options.storage + "/analytics/analytics.bin", scenario),
+    : state_(scenario),
+      analytics_(loop, options.storage + "/analytics/analytics.bin", scenario),
       server_(loop, options.runDir + "/" + zvcontrol::socketName,
               [this](const zvcontrol::Request& request) { return handle(request); }),
       admin_(loop, options.adminSocket("zvControlD")) {
@@ -66,8 +67,7 @@ ControlAnswer Control::command(std::int32_t command) {
     case ZVCONTROL_CMD_ANALYTICS_GET: {
         const std::int32_t failure = state_.failure("analytics_get");
         const std::string& path = analytics_.path();
-        return failure != ZV_OK ? ControlAnswer{failure, {}}
-                                : ControlAnswer{ZV_OK, {path.begin(), path.end()}};
+        return failure != ZV_OK ? ControlAnswer{failure, {}} : ControlAnswer{ZV_OK, {path.begin(), path.end()}};
     }
     case ZVCONTROL_CMD_ANALYTICS_CLEAR: {
         const std::int32_t failure = state_.failure("analytics_clear");

@@ -11,8 +11,7 @@ namespace zvcam {
 
 class Control {
 public:
-    // Serves from now on. Throws JsonError for a faulty scenario, std::exception when the sockets cannot be
-    // made.
+    // Serves from now on. Throws JsonError for a faulty scenario, std::exception when the sockets cannot be made.
     Control(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
 
 private:

@@ -1,6 +1,5 @@
 // The operations that the camera's tool asks of zvControlD.
 #include "Control.h"
-
 #include "Log.h"
 #include "Tlv.h"
 
@@ -83,8 +82,8 @@ Json Control::unfail(const Json& request) {
     return state_.toJson().at("failures");
 }
 
-// Actions: status; on (interval_ms); off; size (size); limit (limit); append (records or hex); clear; path (path, empty for
-// the file's own); on_clear (what).
+// Actions: status; on (interval_ms); off; size (size); limit (limit); append (records or hex); clear; path (path, empty
+// for the file's own); on_clear (what).
 Json Control::analytics(const Json& request) {
     Arguments arguments(request);
     const std::string action = arguments.requiredText("action");

@@ -1,18 +1,20 @@
 #include "ControlServer.h"
 
-#include <cerrno>
-#include <poll.h>
-#include <sys/socket.h>
-
 #include "Log.h"
 #include "UnixSocket.h"
 #include "zvErrno.h"
 
+#include <cerrno>
+#include <poll.h>
+#include <sys/socket.h>
+
 namespace zvcam {
 
-ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler,
-                             std::chrono::milliseconds idleLimit)
-    : loop_(loop), path_(std::move(path)), handler_(std::move(handler)), idleLimit_(idleLimit),
+ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler, std::chrono::milliseconds idleLimit)
+    : loop_(loop),
+      path_(std::move(path)),
+      handler_(std::move(handler)),
+      idleLimit_(idleLimit),
       listener_(listenUnix(path_, SOCK_SEQPACKET)) {
     loop_.addFd(listener_.get(), POLLIN, [this](short) { accept(); });
 }
@@ -75,8 +77,7 @@ void ControlServer::serve(Clients::iterator client) {
         return;
     }
     const auto arrived = static_cast<std::size_t>(length);
-    const auto request =
-        arrived <= sizeof packet ? zvcontrol::decodeRequest({packet, arrived}) : std::nullopt;
+    const auto request = arrived <= sizeof packet ? zvcontrol::decodeRequest({packet, arrived}) : std::nullopt;
     if (!request) {
         logError("malformed request of %zu bytes", arrived);
         drop(client);

@@ -2,20 +2,20 @@
  * The daemon's end of the talk with the control libraries: a connection carries request packets, each answered with one
  * packet.
  *
- * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed,
- * a connection that has not asked within idleLimit is closed, and so is the one that has been silent longest when there are
- * too many. (The libraries connect again.)
+ * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed, a
+ * connection that has not asked within idleLimit is closed, and so is the one that has been silent longest when there
+ * are too many. (The libraries connect again.)
  */
 #pragma once
+
+#include "ControlProtocol.h"
+#include "EventLoop.h"
 
 #include <cstdint>
 #include <functional>
 #include <list>
 #include <string>
 #include <vector>
-
-#include "ControlProtocol.h"
-#include "EventLoop.h"
 
 namespace zvcam {
 

@@ -1,13 +1,13 @@
 #include "ControlLink.h"
 
+#include "ControlProtocol.h"
+#include "UnixSocket.h"
+
 #include <array>
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
-
-#include "ControlProtocol.h"
-#include "UnixSocket.h"
 
 namespace zvcam {
 namespace {
@@ -19,12 +19,10 @@ UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_t va
     std::array<unsigned char, 4> number{};
     zvcontrol::putNumber(value, number);
     Packet packet{};
-    const std::size_t length =
-        zvcontrol::encodeRequest({zvcontrol::Operation::SetItem, item, number}, packet);
+    const std::size_t length = zvcontrol::encodeRequest({zvcontrol::Operation::SetItem, item, number}, packet);
     try {
         UniqueFd fd = connectUnix(path, SOCK_SEQPACKET | SOCK_NONBLOCK);
-        if (send(fd.get(), packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) ==
-            static_cast<ssize_t>(length)) {
+        if (send(fd.get(), packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(length)) {
             return fd;
         }
     } catch (const std::system_error&) { // nobody serves the socket, which the result says
@@ -35,7 +33,8 @@ UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_t va
 } // namespace
 
 ControlLink::ControlLink(EventLoop& loop, const std::string& runDir)
-    : loop_(loop), path_(runDir + "/" + zvcontrol::socketName) {}
+    : loop_(loop),
+      path_(runDir + "/" + zvcontrol::socketName) {}
 
 ControlLink::~ControlLink() {
     for (const auto& [id, pending] : pending_) {

@@ -1,12 +1,12 @@
 // zvNetD's talk with zvControlD: setting a camera state item without ever waiting in the daemon's loop.
 #pragma once
 
+#include "EventLoop.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
-
-#include "EventLoop.h"
 
 namespace zvcam {
 
@@ -22,8 +22,8 @@ public:
     ControlLink(const ControlLink&) = delete;
     ControlLink& operator=(const ControlLink&) = delete;
 
-    // Sets an item. `done` is called exactly once, possibly before this returns: with false when zvControlD is absent, refuses,
-    // or does not answer within the answer time.
+    // Sets an item. `done` is called exactly once, possibly before this returns: with false when zvControlD is absent,
+    // refuses, or does not answer within the answer time.
     void setItem(std::int32_t item, std::int32_t value, Done done);
 
 private:

@@ -3,7 +3,10 @@
 namespace zvcam {
 
 Forwarder::Forwarder(EventLoop& loop, std::string queue, Settled settled, std::chrono::milliseconds keepTime)
-    : loop_(loop), queue_(std::move(queue)), settled_(std::move(settled)), keepTime_(keepTime) {}
+    : loop_(loop),
+      queue_(std::move(queue)),
+      settled_(std::move(settled)),
+      keepTime_(keepTime) {}
 
 Forwarder::~Forwarder() {
     loop_.cancelTimer(timer_);

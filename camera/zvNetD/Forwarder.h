@@ -2,12 +2,12 @@
 // kept for a while and tried again.
 #pragma once
 
+#include "EventLoop.h"
+#include "QueueService.h"
+
 #include <deque>
 #include <functional>
 #include <string>
-
-#include "EventLoop.h"
-#include "QueueService.h"
 
 namespace zvcam {
 
@@ -21,8 +21,7 @@ public:
     static constexpr std::chrono::milliseconds clientPatience{15000};
     static constexpr std::chrono::milliseconds retryTime{5};
 
-    Forwarder(EventLoop& loop, std::string queue, Settled settled,
-              std::chrono::milliseconds keepTime = clientPatience);
+    Forwarder(EventLoop& loop, std::string queue, Settled settled, std::chrono::milliseconds keepTime = clientPatience);
     ~Forwarder();
     Forwarder(const Forwarder&) = delete;
     Forwarder& operator=(const Forwarder&) = delete;

@@ -15,13 +15,13 @@ constexpr std::int32_t pairingEnded = 0;
 } // namespace
 
 NetDaemon::NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults)
-    : service_(loop, admin, "zvNetD", ownQueue), control_(loop, runDir),
+    : service_(loop, admin, "zvNetD", ownQueue),
+      control_(loop, runDir),
       forwarder_(loop, bleQueue, [this](const QueueRequest& request, SendResult result, std::int64_t time) {
           settled(request, result, time);
       }) {
-    service_.loadFaults(faults, [](const std::string& command) {
-        return command == "PD" || command == "PX" || command == "*";
-    });
+    service_.loadFaults(
+        faults, [](const std::string& command) { return command == "PD" || command == "PX" || command == "*"; });
     admin.on("backlog", [this](const Json&) { return Json(forwarder_.backlog()); });
     service_.start([this](const QueueRequest& request) { handle(request); });
 }
@@ -32,8 +32,7 @@ void NetDaemon::handle(const QueueRequest& request) {
     } else if (request.destination == ownQueue) {
         handleOwn(request);
     } else {
-        logError("%s: no route to destination %s", ownQueue,
-                 quoteText(request.destination.substr(0, 40)).c_str());
+        logError("%s: no route to destination %s", ownQueue, quoteText(request.destination.substr(0, 40)).c_str());
         service_.reply(request, {}, Status::BadParameters);
     }
 }

@@ -1,5 +1,7 @@
 #include "RunFolder.h"
 
+#include "UniqueFd.h"
+
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -9,8 +11,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include "UniqueFd.h"
 
 namespace zvcam {
 namespace {
@@ -24,8 +24,7 @@ bool served(const std::string& path) {
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const UniqueFd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     // EAGAIN: there is somebody, with more connections waiting than there is room for.
-    return connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
-           errno == EAGAIN;
+    return connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN;
 }
 
 bool running(const std::string& runFolder) {

@@ -1,10 +1,10 @@
 #include "Tool.h"
 
-#include <cstdio>
-#include <system_error>
-
 #include "RunFolder.h"
 #include "Scenario.h"
+
+#include <cstdio>
+#include <system_error>
 
 namespace zvcam {
 namespace {
@@ -91,8 +91,7 @@ std::unique_ptr<AdminClient> Tool::connect(const std::string& daemon) {
     }
 }
 
-Json Tool::call(const std::string& daemon, const std::string& op, Json arguments,
-                std::chrono::milliseconds wait) {
+Json Tool::call(const std::string& daemon, const std::string& op, Json arguments, std::chrono::milliseconds wait) {
     const auto client = connect(daemon);
     try {
         return client->call(op, std::move(arguments), wait);

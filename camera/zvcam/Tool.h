@@ -1,11 +1,13 @@
 /*
  * What every subcommand of the tool works with.
  *
- * A group of subcommands is one source file with a function that adds them to the command line (CommandGroup)
- * and a row in groups.cpp. A subcommand's callback does not act: it leaves its action with Tool::does(),
- * which is carried out once the whole command line has proved right.
+ * A group of subcommands is one source file with a function that adds them to the command line (CommandGroup) and a row
+ * in groups.cpp. A subcommand's callback does not act: it leaves its action with Tool::does(), which is carried out
+ * once the whole command line has proved right.
  */
 #pragma once
+
+#include "AdminClient.h"
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -14,8 +16,6 @@
 #include <optional>
 #include <span>
 #include <string>
-
-#include "AdminClient.h"
 
 namespace zvcam {
 
@@ -56,12 +56,11 @@ public:
     // The same of each of the programs that is there, its result given to `take`. One that is not is named on standard
     // error; throws NotReachable when none is.
     using Take = std::function<void(const std::string& daemon, const Json& result)>;
-    void callEach(std::span<const char* const> daemons, const std::string& op, const Json& arguments,
-                  const Take& take);
+    void callEach(std::span<const char* const> daemons, const std::string& op, const Json& arguments, const Take& take);
 
     bool json() const { return json_; }
-    // Prints a result: one JSON line with --json, else for people: members of objects aligned, one a line,
-    // nested ones indented below their name.
+    // Prints a result: one JSON line with --json, else for people: members of objects aligned, one a line, nested ones
+    // indented below their name.
     void print(const Json& result) const;
 
 private:

@@ -1,12 +1,12 @@
 // The traces of both daemons as they grow.
 #pragma once
 
+#include "Tool.h"
+
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
-
-#include "Tool.h"
 
 namespace zvcam {
 

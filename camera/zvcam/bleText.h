@@ -1,9 +1,9 @@
 // The radio's state for a terminal.
 #pragma once
 
-#include <string>
-
 #include "JsonReader.h"
+
+#include <string>
 
 namespace zvcam {
 

@@ -73,10 +73,8 @@ TEST_F(zvStream, lines_are_written_as_documented) {
     std::getline(file, start);
     std::getline(file, end);
     const std::string number = std::to_string(process);
-    EXPECT_THAT(start, MatchesRegex(R"(\{"event":"start","pid":)" + number +
-                                    R"(,"time":"[^"]*","arguments":\[\]\})"));
-    EXPECT_THAT(
-        end, MatchesRegex(R"(\{"event":"end","pid":)" + number + R"(,"time":"[^"]*","reason":"SIGINT"\})"));
+    EXPECT_THAT(start, MatchesRegex(R"(\{"event":"start","pid":)" + number + R"(,"time":"[^"]*","arguments":\[\]\})"));
+    EXPECT_THAT(end, MatchesRegex(R"(\{"event":"end","pid":)" + number + R"(,"time":"[^"]*","reason":"SIGINT"\})"));
 }
 
 TEST_F(zvStream, ends_cleanly_on_sigint) {

@@ -1,13 +1,13 @@
 #include "AdminServer.h"
 
+#include "AdminClient.h"
+#include "UnixSocket.h"
+
 #include <atomic>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
-
-#include "AdminClient.h"
-#include "UnixSocket.h"
 
 namespace zvcam {
 namespace {
@@ -87,9 +87,8 @@ TEST_F(AdminServerTest, errorsAreAnsweredInWords) {
 
 TEST_F(AdminServerTest, requestsAreNestedNoDeeperThanTheLimit) {
     const auto answerAt = [this](std::size_t depth) { // the request's own braces are one level
-        return raw("{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') +
-                       std::string(depth - 1, ']') + "}\n",
-                   1);
+        return raw(
+            "{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}\n", 1);
     };
     EXPECT_EQ(answerAt(16), "{\"ok\":true,\"result\":2}\n");
     EXPECT_EQ(answerAt(17), "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");

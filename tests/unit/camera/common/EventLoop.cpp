@@ -45,8 +45,7 @@ TEST(EventLoop, aCallbackMayRemoveItselfAndOthers) {
     int second[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, first), 0);
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, second), 0);
-    const UniqueFd owned[] = {UniqueFd(first[0]), UniqueFd(first[1]), UniqueFd(second[0]),
-                              UniqueFd(second[1])};
+    const UniqueFd owned[] = {UniqueFd(first[0]), UniqueFd(first[1]), UniqueFd(second[0]), UniqueFd(second[1])};
     int calls = 0;
     const auto removeBoth = [&](short) {
         ++calls;

@@ -1,31 +1,29 @@
 #include "Explain.h"
 
-#include <gmock/gmock.h>
-#include <random>
-
 #include "BleProtocol.h"
 #include "Tlv.h"
 #include "Trace.h"
+
+#include <gmock/gmock.h>
+#include <random>
 
 namespace zvcam {
 namespace {
 
 using ::testing::ElementsAre;
 
-const Bytes pageRequest{0x00, 0x2d, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B',  'L',  0x00, 0x00,
-                        0x03, 0x42, 0x06, 0x1e, 0x14, 0x00, 0x00, 0x09, 0x44, '/',  't',  'o',
-                        '_',  'Z',  'V',  'C',  'C',  '7',  0x00, 0x00, 0x07, 0x43, '/',  't',
-                        'o',  '_',  'b',  'l',  'e',  0x00, 0x00, 0x00, 0xee};
+const Bytes pageRequest{0x00, 0x2d, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x03, 0x42, 0x06,
+                        0x1e, 0x14, 0x00, 0x00, 0x09, 0x44, '/',  't',  'o', '_', 'Z',  'V',  'C',  'C',  '7',
+                        0x00, 0x00, 0x07, 0x43, '/',  't',  'o',  '_',  'b', 'l', 'e',  0x00, 0x00, 0x00, 0xee};
 
 TEST(Explain, namesEveryFieldOfARequest) {
-    EXPECT_THAT(
-        explainMessage(pageRequest, ""),
-        ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
-                    Field{4, 0, "command tag", "65, 2 bytes: \"BL\""}, Field{10, 0, "data", "66, 3 bytes"},
-                    Field{14, 1, "command", "6 (whitelist_list)"}, Field{15, 1, "start index", "30"},
-                    Field{16, 1, "maximum", "20"}, Field{17, 0, "reply queue", "68, 9 bytes: \"/to_ZVCC7\""},
-                    Field{30, 0, "destination", "67, 7 bytes: \"/to_ble\""},
-                    Field{41, 0, "tail", "238, 0 bytes"}));
+    EXPECT_THAT(explainMessage(pageRequest, ""),
+                ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
+                            Field{4, 0, "command tag", "65, 2 bytes: \"BL\""}, Field{10, 0, "data", "66, 3 bytes"},
+                            Field{14, 1, "command", "6 (whitelist_list)"}, Field{15, 1, "start index", "30"},
+                            Field{16, 1, "maximum", "20"}, Field{17, 0, "reply queue", "68, 9 bytes: \"/to_ZVCC7\""},
+                            Field{30, 0, "destination", "67, 7 bytes: \"/to_ble\""},
+                            Field{41, 0, "tail", "238, 0 bytes"}));
 }
 
 TEST(Explain, namesThePageAndTheEntriesOfAReply) {
@@ -34,9 +32,9 @@ TEST(Explain, namesThePageAndTheEntriesOfAReply) {
     EXPECT_THAT(explainMessage(encodeMessage(makeReply(0, data)), "whitelist_list"),
                 ElementsAre(Field{0, 0, "total length", "58"}, Field{3, 0, "category", "3 (reply)"},
                             Field{4, 0, "response", "69, 46 bytes"}, Field{8, 1, "status", "0 (ok)"},
-                            Field{9, 1, "list id", "3"}, Field{10, 1, "total", "1"},
-                            Field{11, 1, "index", "0"}, Field{12, 1, "count", "1"},
-                            Field{13, 1, "entry", "0"}, Field{13, 2, "address", "060504030201"},
+                            Field{9, 1, "list id", "3"}, Field{10, 1, "total", "1"}, Field{11, 1, "index", "0"},
+                            Field{12, 1, "count", "1"}, Field{13, 1, "entry", "0"},
+                            Field{13, 2, "address", "060504030201"},
                             Field{19, 2, "flags", "0x005a in-use connected mitm auto-connect"},
                             Field{21, 2, "name", "\"Hi\""}, Field{54, 0, "tail", "238, 0 bytes"}));
 }
@@ -47,13 +45,12 @@ TEST(Explain, namesAScanEntry) {
     const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, data)), "scan_list");
     EXPECT_THAT(std::vector<Field>(fields.begin() + 9, fields.begin() + 15),
                 ElementsAre(Field{13, 2, "address", "060504030201"}, Field{19, 2, "address type", "1"},
-                            Field{20, 2, "rssi", "-60"}, Field{21, 2, "name", "\"Hi\""},
-                            Field{23, 2, "uuid128", ""}, Field{25, 2, "uuid16", "180d"}));
+                            Field{20, 2, "rssi", "-60"}, Field{21, 2, "name", "\"Hi\""}, Field{23, 2, "uuid128", ""},
+                            Field{25, 2, "uuid16", "180d"}));
 }
 
 TEST(Explain, saysWhenACountAndItsEntriesDiffer) {
-    const std::vector<Field> fields =
-        explainMessage(encodeMessage(makeReply(0, Bytes{3, 9, 0, 2, 1})), "scan_list");
+    const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, Bytes{3, 9, 0, 2, 1})), "scan_list");
     EXPECT_EQ(fields[8], (Field{13, 1, "malformed", "the count says 2 entries, there are 0, 1 bytes left"}));
 }
 
@@ -90,8 +87,7 @@ TEST(Explain, namesStatusValues) {
     EXPECT_EQ(lastOf(2, "pair_status"), (Field{9, 1, "pairing status", "2 (paired)"}));
     EXPECT_EQ(lastOf(1, "config_get"), (Field{9, 1, "auto connect", "1"}));
     EXPECT_EQ(lastOf(1, ""), (Field{9, 1, "bytes", "01"}));
-    EXPECT_EQ(explainMessage(encodeMessage(makeReply(6)), "PD")[3],
-              (Field{8, 1, "status", "6 (unreachable)"}));
+    EXPECT_EQ(explainMessage(encodeMessage(makeReply(6)), "PD")[3], (Field{8, 1, "status", "6 (unreachable)"}));
 }
 
 TEST(Explain, aMalformedMessageGivesWhatCanBeRead) {

@@ -69,8 +69,7 @@ TEST(Faults, refusedCarriesItsStatusAndNoData) {
 TEST(Faults, wrongCategory) {
     Bytes expected = plainStatus;
     expected[3] = 20;
-    EXPECT_EQ(spoil({{"command", "9"}, {"fault", "category"}, {"category", 20}}, status(), {2}).bytes,
-              expected);
+    EXPECT_EQ(spoil({{"command", "9"}, {"fault", "category"}, {"category", 20}}, status(), {2}).bytes, expected);
 }
 
 TEST(Faults, withoutTheResponseElementOnlyTheTailIsLeft) {
@@ -82,14 +81,12 @@ TEST(Faults, truncatedKeepsTheHeadersAsTheyWere) {
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 9}}, status(), {2}).bytes,
               (Bytes{0, 14, 0, 3, 0, 0, 2, 0x45, 0}));
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 0}}, status(), {2}).bytes, Bytes{});
-    EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 99}}, status(), {2}).bytes,
-              plainStatus);
+    EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 99}}, status(), {2}).bytes, plainStatus);
 }
 
 TEST(Faults, shortDataMakeAConsistentMessage) {
-    EXPECT_EQ(
-        spoil({{"command", "*"}, {"fault", "short"}, {"bytes", 3}}, page(0, 255), {1, 2, 0, 2, 9, 9}).bytes,
-        (Bytes{0, 16, 0, 3, 0, 0, 4, 0x45, 0, 1, 2, 0, 0, 0, 0, 0xee}));
+    EXPECT_EQ(spoil({{"command", "*"}, {"fault", "short"}, {"bytes", 3}}, page(0, 255), {1, 2, 0, 2, 9, 9}).bytes,
+              (Bytes{0, 16, 0, 3, 0, 0, 4, 0x45, 0, 1, 2, 0, 0, 0, 0, 0xee}));
 }
 
 TEST(Faults, extraBytesFollowTheMessage) {
@@ -105,14 +102,12 @@ TEST(Faults, garbageReplacesTheMessage) {
 }
 
 TEST(Faults, aPagesIndexMoves) {
-    const Outgoing out =
-        spoil({{"command", "6"}, {"fault", "index"}, {"by", -2}}, page(5, 255), {1, 5, 5, 0});
+    const Outgoing out = spoil({{"command", "6"}, {"fault", "index"}, {"by", -2}}, page(5, 255), {1, 5, 5, 0});
     EXPECT_EQ(out.bytes, (Bytes{0, 17, 0, 3, 0, 0, 5, 0x45, 0, 1, 5, 3, 0, 0, 0, 0, 0xee}));
 }
 
 TEST(Faults, tooManyEntriesComeWithTheirBytes) {
-    const Outgoing out =
-        spoil({{"command", "whitelist_list"}, {"fault", "too_many"}}, page(0, 2), {1, 2, 0, 0});
+    const Outgoing out = spoil({{"command", "whitelist_list"}, {"fault", "too_many"}}, page(0, 2), {1, 2, 0, 0});
     const DecodedMessage decoded = decodeMessage(out.bytes);
     const Bytes& data = decoded.message.find(69)->data;
     EXPECT_EQ(data[1 + 3], 3);
@@ -120,8 +115,8 @@ TEST(Faults, tooManyEntriesComeWithTheirBytes) {
 }
 
 TEST(Faults, aCountAboveWhatFitsStaysWithinAMessage) {
-    const Outgoing out = spoil({{"command", "whitelist_list"}, {"fault", "too_many"}, {"by", 200}},
-                               page(0, 100), {1, 2, 0, 0});
+    const Outgoing out =
+        spoil({{"command", "whitelist_list"}, {"fault", "too_many"}, {"by", 200}}, page(0, 100), {1, 2, 0, 0});
     EXPECT_LE(out.bytes.size(), 1500U);
     EXPECT_EQ(decodeMessage(out.bytes).message.find(69)->data[4], 255);
 }
@@ -170,13 +165,9 @@ TEST(Faults, rulesAreListedAndRemovedById) {
     FaultTable table;
     const std::uint64_t first = table.add(rule({{"command", "PD"}, {"fault", "missing"}}));
     table.add(rule({{"command", 1}, {"fault", "late"}, {"ms", 7}, {"count", 3}}));
-    EXPECT_EQ(table.toJson()[1], (Json{{"id", 2},
-                                       {"command", "scan"},
-                                       {"fault", "late"},
-                                       {"ms", 7},
-                                       {"left", 3},
-                                       {"skip", 0},
-                                       {"hits", 0}}));
+    EXPECT_EQ(
+        table.toJson()[1],
+        (Json{{"id", 2}, {"command", "scan"}, {"fault", "late"}, {"ms", 7}, {"left", 3}, {"skip", 0}, {"hits", 0}}));
     EXPECT_TRUE(table.remove(first));
     EXPECT_FALSE(table.remove(first));
     table.clear();

@@ -14,8 +14,7 @@ TEST(Queue, aNameHasOneSlashAtItsStart) {
     EXPECT_TRUE(validQueueName("/to_ZVCC12"));
     EXPECT_TRUE(validQueueName("/" + std::string(254, 'n')));
     EXPECT_FALSE(validQueueName("/" + std::string(255, 'n')));
-    for (const std::string name :
-         {"", "/", "to_ble", "/a/b", "//a", "/..", "/.", "a/", "/a b", "/a\n", "/\xff"}) {
+    for (const std::string name : {"", "/", "to_ble", "/a/b", "//a", "/..", "/.", "a/", "/a b", "/a\n", "/\xff"}) {
         EXPECT_FALSE(validQueueName(name)) << name;
     }
     EXPECT_FALSE(validQueueName(std::string_view("/a\0b", 4)));

@@ -50,8 +50,7 @@ TEST(Tlv, theFirstOfSeveralElementsWithATagIsFound) {
 
 TEST(Tlv, everyCutOfAMessageIsMalformed) {
     for (std::size_t length = 0; length < pairingPhase.size(); ++length) {
-        EXPECT_NE(
-            problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}), "")
+        EXPECT_NE(problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}), "")
             << length;
     }
 }

@@ -52,8 +52,7 @@ timespec deadlineAfter(std::chrono::milliseconds wait) {
 
 } // namespace
 
-DaemonProcess::DaemonProcess(const std::string& name, const std::string& scenario,
-                             const std::vector<std::string>& more)
+DaemonProcess::DaemonProcess(const std::string& name, const std::string& scenario, const std::vector<std::string>& more)
     : name_(name) {
     mkdir("/run/zarvo", 0777);
     std::vector<std::string> arguments = more;
@@ -138,7 +137,8 @@ Ended runToEnd(const std::string& name, const std::vector<std::string>& argument
 }
 
 TestQueue::TestQueue(std::string name, long messages, long size)
-    : name_(std::move(name)), size_(static_cast<std::size_t>(size)) {
+    : name_(std::move(name)),
+      size_(static_cast<std::size_t>(size)) {
     mq_attr attributes{};
     attributes.mq_maxmsg = messages;
     attributes.mq_msgsize = size;

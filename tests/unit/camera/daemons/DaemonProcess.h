@@ -1,6 +1,9 @@
 // A daemon's real program, run by a test, and the queues that a client of it would use.
 #pragma once
 
+#include "AdminClient.h"
+#include "Tlv.h"
+
 #include <chrono>
 #include <mqueue.h>
 #include <optional>
@@ -8,17 +11,14 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "AdminClient.h"
-#include "Tlv.h"
-
 namespace zvtest {
 
 using zvcam::Bytes;
 
 class DaemonProcess {
 public:
-    // Starts the program with the run folder /run/zarvo and waits until its admin socket answers; ends the test program when
-    // it does not come up within 20 seconds. scenario: the text of a scenario file; empty for none.
+    // Starts the program with the run folder /run/zarvo and waits until its admin socket answers; ends the test program
+    // when it does not come up within 20 seconds. scenario: the text of a scenario file; empty for none.
     explicit DaemonProcess(const std::string& name, const std::string& scenario = "",
                            const std::vector<std::string>& more = {});
     ~DaemonProcess(); // ends it when the test has not
@@ -70,7 +70,6 @@ bool sendTo(const std::string& queue, const Bytes& message);
 bool queueExists(const std::string& queue);
 
 // A request as the gateway makes it.
-Bytes request(const std::string& tag, const Bytes& data, const std::string& replyQueue,
-              const std::string& destination);
+Bytes request(const std::string& tag, const Bytes& data, const std::string& replyQueue, const std::string& destination);
 
 } // namespace zvtest

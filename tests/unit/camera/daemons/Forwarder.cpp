@@ -1,8 +1,8 @@
 #include "Forwarder.h"
 
-#include <gtest/gtest.h>
-
 #include "DaemonProcess.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 

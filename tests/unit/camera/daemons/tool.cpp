@@ -1,9 +1,9 @@
 // The tool's subcommands for radio, faults and trace, against the real daemons.
+#include "DaemonProcess.h"
+
 #include <csignal>
 #include <fstream>
 #include <gmock/gmock.h>
-
-#include "DaemonProcess.h"
 
 namespace {
 
@@ -35,13 +35,12 @@ TEST_F(ToolTest, setsAndShowsTheRadio) {
     done({"ble", "set", "auto_connect=0", "whitelist_page=30"});
     EXPECT_EQ(state("auto_connect"), 0);
     EXPECT_EQ(state("settings").at("whitelist_page"), 30);
-    done({"ble", "device", "set", "112233445566", "name=12", "rssi=-40", "rssi_variation=0",
-          "uuid16=180d,180f", "presence=present", "mitm=true", "found_after_ms=0"});
-    EXPECT_EQ(done({"ble", "device"}).out,
-              "devices: 1\n  112233445566  type 0   -40 dBm  \"12\" 180d 180f, "
-              "in range, present, pairing success, mitm\n"
-              "                rssi=-40 rssi_variation=0 from_ms=0 to_ms=0 period_ms=0 "
-              "found_after_ms=0 pairing_ms=-1\n");
+    done({"ble", "device", "set", "112233445566", "name=12", "rssi=-40", "rssi_variation=0", "uuid16=180d,180f",
+          "presence=present", "mitm=true", "found_after_ms=0"});
+    EXPECT_EQ(done({"ble", "device"}).out, "devices: 1\n  112233445566  type 0   -40 dBm  \"12\" 180d 180f, "
+                                           "in range, present, pairing success, mitm\n"
+                                           "                rssi=-40 rssi_variation=0 from_ms=0 to_ms=0 period_ms=0 "
+                                           "found_after_ms=0 pairing_ms=-1\n");
     done({"ble", "whitelist", "set", "a1b2c3d4e5f6", "name=One", "auto_connect=true", "address_type=1"});
     done({"ble", "whitelist", "set", "000000000001", "name=Two"});
     done({"ble", "connect", "a1b2c3d4e5f6"});
@@ -132,8 +131,7 @@ TEST_F(ToolTest, addsListsAndRemovesFaultsOfBothDaemons) {
     EXPECT_TRUE(net.call("fault_list").empty());
     EXPECT_EQ(zvcamTool({"fault", "add", "scan", "index"}).error,
               "zvcam: command: scan does not answer pages, which index spoils\n");
-    EXPECT_EQ(zvcamTool({"fault", "add", "scan", "missing", "5"}).error,
-              "zvcam: the fault missing takes no value\n");
+    EXPECT_EQ(zvcamTool({"fault", "add", "scan", "missing", "5"}).error, "zvcam: the fault missing takes no value\n");
     EXPECT_EQ(zvcamTool({"fault", "remove", "ble:9"}).error, "zvcam: no fault rule with this id\n");
     EXPECT_EQ(zvcamTool({"fault", "remove", "9"}).status, 1);
 }
@@ -148,8 +146,7 @@ TEST_F(ToolTest, aTraceFileIsDecodedToWhatTheTraceShows) {
     const std::string shown = done({"trace"}).out;
     EXPECT_EQ(done({"decode", "/tmp/trace.jsonl"}).out, shown);
     EXPECT_THAT(shown, HasSubstr("    0014    command: 4 (scan_list)\n    0015    start index: 0\n"));
-    EXPECT_THAT(shown,
-                HasSubstr("zvBleD -> /to_ZVCC12  17 bytes  reply to scan_list, status 0 (ok)  [sent]\n"));
+    EXPECT_THAT(shown, HasSubstr("zvBleD -> /to_ZVCC12  17 bytes  reply to scan_list, status 0 (ok)  [sent]\n"));
     EXPECT_THAT(shown, HasSubstr("2 bytes  malformed: shorter than a message header"));
     const std::string brief = done({"trace", "-b"}).out;
     EXPECT_EQ(std::count(brief.begin(), brief.end(), '\n'), 5);
@@ -201,12 +198,8 @@ TEST_F(ToolTest, clearingReachesTheNetworkDaemonWithoutTheOther) {
 TEST_F(ToolTest, whatIsForBothDaemonsFailsWithoutAny) {
     net.end(SIGTERM);
     ble.end(SIGTERM);
-    for (const std::vector<std::string>& words :
-         std::vector<std::vector<std::string>>{{"fault", "list"},
-                                               {"fault", "add", "*", "late"},
-                                               {"fault", "clear"},
-                                               {"trace", "--clear"},
-                                               {"queue"}}) {
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"fault", "list"}, {"fault", "add", "*", "late"}, {"fault", "clear"}, {"trace", "--clear"}, {"queue"}}) {
         const Ended ended = zvcamTool(words);
         EXPECT_EQ(ended.status, 3) << words[0];
         EXPECT_EQ(ended.out, "");

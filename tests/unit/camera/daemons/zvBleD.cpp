@@ -1,3 +1,7 @@
+#include "DaemonProcess.h"
+#include "SyslogCapture.h"
+#include "UnixSocket.h"
+
 #include <csignal>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -5,10 +9,6 @@
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
-
-#include "DaemonProcess.h"
-#include "SyslogCapture.h"
-#include "UnixSocket.h"
 
 namespace {
 
@@ -59,10 +59,9 @@ const Bytes pairOne{2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1};
 TEST(zvBleD, answersARequestGivenInBytes) {
     DaemonProcess daemon("zvBleD");
     TestQueue answers(reply);
-    const Bytes getConfiguration{0x00, 0x2c, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B',  'L',  0x00,
-                                 0x00, 0x01, 0x42, 0x0a, 0x00, 0x00, 0x0a, 0x44, '/',  't',  'o',
-                                 '_',  'Z',  'V',  'C',  'C',  '1',  '2',  0x00, 0x00, 0x07, 0x43,
-                                 '/',  't',  'o',  '_',  'b',  'l',  'e',  0x00, 0x00, 0x00, 0xee};
+    const Bytes getConfiguration{0x00, 0x2c, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x01, 0x42, 0x0a,
+                                 0x00, 0x00, 0x0a, 0x44, '/',  't',  'o',  '_',  'Z', 'V', 'C',  'C',  '1',  '2',  0x00,
+                                 0x00, 0x07, 0x43, '/',  't',  'o',  '_',  'b',  'l', 'e', 0x00, 0x00, 0x00, 0xee};
     ASSERT_EQ(getConfiguration.size(), 0x2cU);
     ASSERT_TRUE(sendTo(ble, getConfiguration));
     EXPECT_EQ(answers.receive(), byteReply(1));
@@ -152,8 +151,7 @@ TEST(zvBleD, everyValueIsSeenAndSetByTheTool) {
                 {{"slot", {{"address", "0a0b0c0d0e0f"}, {"name", "New"}, {"mitm", 1}, {"connected", 1}}}});
     EXPECT_EQ(client.page({6, 0, 255}), client.page({6, 0, 1})); // pages of one
     const Bytes page = client.page({6, 1, 255});
-    EXPECT_EQ(Bytes(page.begin() + 5, page.begin() + 13),
-              (Bytes{0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0x4a, 0}));
+    EXPECT_EQ(Bytes(page.begin() + 5, page.begin() + 13), (Bytes{0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0x4a, 0}));
     daemon.call("connection", {{"address", "0a0b0c0d0e0f"}, {"connected", false}});
     EXPECT_EQ(client.page({6, 1, 255})[11], 0x48);
     daemon.call("whitelist_remove", {{"address", "0a0b0c0d0e0f"}});
@@ -273,8 +271,8 @@ TEST(zvBleD, aStatusSetByHandHoldsAndHindersNoPairing) {
 }
 
 TEST(zvBleD, aDeviceThatIsSetPresentIsHeardWhateverItsTimes) {
-    DaemonProcess daemon(
-        "zvBleD", R"({"ble":{"devices":[{"address":"000000000001","from_ms":3600000,"found_after_ms":0}]}})");
+    DaemonProcess daemon("zvBleD",
+                         R"({"ble":{"devices":[{"address":"000000000001","from_ms":3600000,"found_after_ms":0}]}})");
     daemon.call("scan", {{"mode", 1}});
     EXPECT_TRUE(daemon.call("ble").at("scan").at("found").empty());
     daemon.call("device_set", {{"device", {{"address", "000000000001"}, {"presence", "present"}}}});

@@ -1,12 +1,12 @@
+#include "DaemonProcess.h"
+#include "SyslogCapture.h"
+#include "UnixSocket.h"
+
 #include <csignal>
 #include <gmock/gmock.h>
 #include <random>
 #include <sys/socket.h>
 #include <thread>
-
-#include "DaemonProcess.h"
-#include "SyslogCapture.h"
-#include "UnixSocket.h"
 
 namespace {
 
@@ -22,10 +22,9 @@ Bytes statusReply(std::uint8_t status) {
     return {0x00, 0x0d, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, status, 0x00, 0x00, 0x00, 0xee};
 }
 
-const Bytes enter{0x00, 0x2f, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'P',  'D',  0x00, 0x00,
-                  0x02, 0x42, 0x01, 0x03, 0x00, 0x00, 0x0a, 0x44, '/',  't',  'o',  '_',
-                  'Z',  'V',  'C',  'C',  '1',  '2',  0x00, 0x00, 0x09, 0x43, '/',  't',
-                  'o',  '_',  'z',  'v',  'n',  'e',  't',  0x00, 0x00, 0x00, 0xee};
+const Bytes enter{0x00, 0x2f, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'P', 'D', 0x00, 0x00, 0x02, 0x42, 0x01, 0x03,
+                  0x00, 0x00, 0x0a, 0x44, '/',  't',  'o',  '_',  'Z', 'V', 'C',  'C',  '1',  '2',  0x00, 0x00,
+                  0x09, 0x43, '/',  't',  'o',  '_',  'z',  'v',  'n', 'e', 't',  0x00, 0x00, 0x00, 0xee};
 const Bytes leave{0x00, 0x2d, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'P', 'X', 0x00, 0x00, 0x00, 0x42, 0x00,
                   0x00, 0x0a, 0x44, '/',  't',  'o',  '_',  'Z',  'V', 'C', 'C',  '1',  '2',  0x00, 0x00,
                   0x09, 0x43, '/',  't',  'o',  '_',  'z',  'v',  'n', 'e', 't',  0x00, 0x00, 0x00, 0xee};
@@ -122,8 +121,7 @@ TEST(zvNetD, unknownTagsAndDestinationsAreRefused) {
     EXPECT_EQ(answers.receive(), statusReply(1));
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, "/to_other")));
     EXPECT_EQ(answers.receive(), statusReply(2));
-    ASSERT_TRUE(sendTo(
-        net, zvcam::encodeMessage({2, {{65, {'P', 'D'}}, {68, Bytes(reply, reply + 10)}, {238, {}}}})));
+    ASSERT_TRUE(sendTo(net, zvcam::encodeMessage({2, {{65, {'P', 'D'}}, {68, Bytes(reply, reply + 10)}, {238, {}}}})));
     EXPECT_EQ(answers.receive(), statusReply(2));
 }
 
@@ -167,11 +165,10 @@ TEST(zvNetD, aReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
     ASSERT_TRUE(sendTo(net, request("PZ", {}, net, net))); // its own queue: a reply is no request
     EXPECT_EQ(daemon.waitForCount("unanswered", 6), 6U);
     EXPECT_EQ(daemon.waitForCount("skipped", 1), 1U);
-    EXPECT_THAT(log.texts(),
-                testing::IsSupersetOf({"/to_zvnet: no answer to /to_absent: no such queue",
-                                       "/to_zvnet: request without a usable reply queue, no answer",
-                                       "/to_zvnet: no answer to /to_full: queue full",
-                                       "/to_zvnet: no answer to /to_small: refused by the queue"}));
+    EXPECT_THAT(log.texts(), testing::IsSupersetOf({"/to_zvnet: no answer to /to_absent: no such queue",
+                                                    "/to_zvnet: request without a usable reply queue, no answer",
+                                                    "/to_zvnet: no answer to /to_full: queue full",
+                                                    "/to_zvnet: no answer to /to_small: refused by the queue"}));
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
     EXPECT_EQ(answers.receive(), statusReply(1));

@@ -1,8 +1,8 @@
 #include "RadioCommands.h"
 
-#include <gtest/gtest.h>
-
 #include "WhitelistFile.h"
+
+#include <gtest/gtest.h>
 
 namespace zvcam {
 namespace {
@@ -139,8 +139,7 @@ TEST_F(Commands, aScanPageHoldsItsEntries) {
     run({1, 1});
     now = 100;
     const CommandResult page = run({4, 0, 15});
-    EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 12),
-              (Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}));
+    EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 12), (Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}));
     EXPECT_EQ(page.data.size(), 4U + 15 * 82);
     EXPECT_EQ(run({4, 0, 255}).data[3], 18);
     EXPECT_EQ(run({4, 15, 15}).data[3], 5);

@@ -1,10 +1,10 @@
 #include "RadioState.h"
 
-#include <dirent.h>
-#include <gtest/gtest.h>
-
 #include "Faults.h"
 #include "Scenario.h"
+
+#include <dirent.h>
+#include <gtest/gtest.h>
 
 namespace zvcam {
 namespace {
@@ -44,8 +44,7 @@ TEST(RadioState, namesWhatIsWrong) {
     EXPECT_EQ(errorOf(R"({"speed":1})"), "ble.speed: unknown key");
     EXPECT_EQ(errorOf(R"({"whitelist_page":37})"), "ble.whitelist_page: must be a whole number from 1 to 36");
     EXPECT_EQ(errorOf(R"({"devices":[{}]})"), "ble.devices[0].address: missing");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","nmae":"x"}]})"),
-              "ble.devices[0].nmae: unknown key");
+    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","nmae":"x"}]})"), "ble.devices[0].nmae: unknown key");
     EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","rssi":99}]})"),
               "ble.devices[0].rssi: must be a whole number from -127 to 20");
     EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","pairing":"no"}]})"),
@@ -60,10 +59,9 @@ TEST(RadioState, namesWhatIsWrong) {
               "ble.whitelist: more slots than whitelist_slots, 1");
     const std::string longName(53, 'n');
     EXPECT_EQ(
-        errorOf(
-            (R"({"devices":[{"address":"000000000001","uuid128":["00112233445566778899aabbccddeeff"],"name":")" +
-             longName + "\"}]}")
-                .c_str()),
+        errorOf((R"({"devices":[{"address":"000000000001","uuid128":["00112233445566778899aabbccddeeff"],"name":")" +
+                 longName + "\"}]}")
+                    .c_str()),
         "ble.devices[0]: name and UUIDs take more than the 68 bytes that a scan entry holds");
 }
 

@@ -1,11 +1,11 @@
 #include "WhitelistFile.h"
 
+#include "Radio.h"
+
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <system_error>
-
-#include "Radio.h"
 
 namespace zvcam {
 namespace {

@@ -201,8 +201,7 @@ TEST(AnalyticsScenario, NamesWhatIsWrong) {
               scenarioError(R"({"analytics":{"interval_ms":9}})"));
     EXPECT_EQ("analytics.size: must be a whole number from 0 to 1099511627776",
               scenarioError(R"({"analytics":{"size":-1}})"));
-    EXPECT_EQ("analytics.on_clear: must be empty, remove or keep",
-              scenarioError(R"({"analytics":{"on_clear":"x"}})"));
+    EXPECT_EQ("analytics.on_clear: must be empty, remove or keep", scenarioError(R"({"analytics":{"on_clear":"x"}})"));
     EXPECT_EQ("analytics.colour: unknown key", scenarioError(R"({"analytics":{"colour":1}})"));
 }
 

@@ -48,8 +48,7 @@ TEST(CameraState, HasDefaults) {
 }
 
 TEST(CameraState, TakesWhatTheScenarioSays) {
-    const CameraState state =
-        stateOf(R"({"identity":{"model_number":255,"ap_ssid":"x","ap_has_default_credentials":0},
+    const CameraState state = stateOf(R"({"identity":{"model_number":255,"ap_ssid":"x","ap_has_default_credentials":0},
                                           "state":{"recording":2147483647}})");
     EXPECT_EQ(255, state.value(CameraState::find("model_number")));
     EXPECT_EQ("x", state.value(CameraState::find("ap_ssid")));
@@ -81,14 +80,13 @@ TEST(CameraState, NumbersMayStandAsText) {
 
 TEST(CameraState, RefusesWhatAnItemCannotBe) {
     const std::string range = "recording: must be a whole number from -2147483648 to 2147483647";
-    for (const Json& value : {Json(""), Json(" 1"), Json("1 "), Json("1x"), Json("+1"), Json("0x1"),
-                              Json(1.5), Json(true), Json(nullptr), Json::array({1}), Json("-2147483649"),
-                              Json(UINT64_MAX), Json("99999999999999999999")}) {
+    for (const Json& value :
+         {Json(""), Json(" 1"), Json("1 "), Json("1x"), Json("+1"), Json("0x1"), Json(1.5), Json(true), Json(nullptr),
+          Json::array({1}), Json("-2147483649"), Json(UINT64_MAX), Json("99999999999999999999")}) {
         EXPECT_EQ(range, setError("recording", value)) << value;
     }
     EXPECT_EQ("model_number: must be a whole number from 0 to 255", setError("model_number", -1));
-    EXPECT_EQ("ap_has_default_credentials: must be true or false",
-              setError("ap_has_default_credentials", "yes"));
+    EXPECT_EQ("ap_has_default_credentials: must be true or false", setError("ap_has_default_credentials", "yes"));
     EXPECT_EQ("ap_has_default_credentials: must be true or false", setError("ap_has_default_credentials", 2));
     const std::string longest = "ap_ssid: must be a text of at most 4096 bytes without a zero byte";
     EXPECT_EQ("(none)", setError("ap_ssid", std::string(4096, 'x')));
@@ -111,9 +109,8 @@ TEST(CameraState, LibrariesFindItemsByNumber) {
     EXPECT_STREQ("recording", CameraState::find(Operation::GetItem, 3)->name);
     EXPECT_STREQ("ap_pairing_state", CameraState::find(Operation::GetItem, 54)->name);
     EXPECT_EQ(nullptr, CameraState::find(Operation::GetItem, 1));
-    const char* const names[] = {
-        "model_number", "model_name", "firmware_version", "serial_number",
-        "board_type",   "ap_mac",     "ap_ssid",          "ap_has_default_credentials"};
+    const char* const names[] = {"model_number", "model_name", "firmware_version", "serial_number",
+                                 "board_type",   "ap_mac",     "ap_ssid",          "ap_has_default_credentials"};
     for (int number = 1; number <= 8; ++number) {
         EXPECT_STREQ(names[number - 1], CameraState::find(Operation::GetState, number)->name);
     }

@@ -1,13 +1,12 @@
 // zvControlD as a process: the tool's operations, the services that fail, and what it must survive.
 #include "AdminClient.h"
 #include "ControlClient.h"
+#include "ControlDaemon.h"
+#include "SyslogCapture.h"
 #include "UnixSocket.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
-
-#include "ControlDaemon.h"
-#include "SyslogCapture.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -100,9 +99,9 @@ TEST(Control, RefusesWhatCannotBeSet) {
 
 TEST(Control, EveryItemCanBeMadeToFail) {
     const ControlDaemon daemon;
-    const char* const items[] = {
-        "model_number", "model_name", "firmware_version",           "serial_number", "board_type",
-        "ap_mac",       "ap_ssid",    "ap_has_default_credentials", "recording",     "ap_pairing_state"};
+    const char* const items[] = {"model_number", "model_name",      "firmware_version", "serial_number",
+                                 "board_type",   "ap_mac",          "ap_ssid",          "ap_has_default_credentials",
+                                 "recording",    "ap_pairing_state"};
     int code = -30;
     for (const char* item : items) {
         ask("fail", {{"item", item}, {"code", code--}});
@@ -206,13 +205,11 @@ TEST(Control, RefusesSenselessAnalyticsActions) {
     EXPECT_EQ("limit: is missing", refusal("analytics", {{"action", "limit"}}));
     EXPECT_EQ("limit: must be a whole number from 0 to 1099511627776",
               refusal("analytics", {{"action", "limit"}, {"limit", -1}}));
-    EXPECT_EQ("odd number of hexadecimal digits",
-              refusal("analytics", {{"action", "append"}, {"hex", "abc"}}));
+    EXPECT_EQ("odd number of hexadecimal digits", refusal("analytics", {{"action", "append"}, {"hex", "abc"}}));
     EXPECT_EQ("interval_ms: must be a whole number from 10 to 3600000",
               refusal("analytics", {{"action", "on"}, {"interval_ms", 1}}));
     EXPECT_EQ("size: unknown key", refusal("analytics", {{"action", "clear"}, {"size", 1}}));
-    EXPECT_EQ("on_clear: must be empty, remove or keep",
-              refusal("analytics", {{"action", "on_clear"}, {"what", "x"}}));
+    EXPECT_EQ("on_clear: must be empty, remove or keep", refusal("analytics", {{"action", "on_clear"}, {"what", "x"}}));
     EXPECT_EQ(nullptr, ask("analytics", {{"action", "status"}}).at("size"));
 }
 
@@ -302,26 +299,9 @@ TEST(Control, RandomPacketsDoNotEndIt) {
 TEST(Control, RandomAdminLinesDoNotEndIt) {
     ControlDaemon daemon;
     std::mt19937 random(20240307);
-    const std::string pieces[] = {"{",
-                                  "}",
-                                  "\"op\"",
-                                  ":",
-                                  "\"set\"",
-                                  "\"show\"",
-                                  ",",
-                                  "\"item\"",
-                                  "\"recording\"",
-                                  "\"value\"",
-                                  "1",
-                                  "-1",
-                                  "[",
-                                  "]",
-                                  "null",
-                                  "\"analytics\"",
-                                  "\"action\"",
-                                  "\"\\u0000\"",
-                                  "\xFF",
-                                  "\"fail\""};
+    const std::string pieces[] = {
+        "{", "}",  "\"op\"", ":", "\"set\"", "\"show\"",      ",",          "\"item\"",    "\"recording\"", "\"value\"",
+        "1", "-1", "[",      "]", "null",    "\"analytics\"", "\"action\"", "\"\\u0000\"", "\xFF",          "\"fail\""};
     for (int round = 0; round < 300; ++round) {
         const UniqueFd fd = connectUnix(admin, SOCK_STREAM);
         std::string lines;

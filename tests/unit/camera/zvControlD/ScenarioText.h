@@ -1,10 +1,10 @@
 // A scenario from its text.
 #pragma once
 
+#include "Scenario.h"
+
 #include <fstream>
 #include <string>
-
-#include "Scenario.h"
 
 inline zvcam::Scenario scenarioOf(const std::string& text) {
     const std::string path = "/tmp/scenario.json";

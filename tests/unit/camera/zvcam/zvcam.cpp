@@ -1,6 +1,5 @@
 // The tool as a process: against a real zvControlD and a supervisor of the test's own.
 #include "AdminServer.h"
-
 #include "ControlDaemon.h"
 
 #include <atomic>
@@ -48,9 +47,8 @@ public:
             const Json records = {{{"source", "zvNetD"}, {"text", "one\n"}, {"pid", nullptr}},
                                   {{"source", "zvBleD"}, {"text", "two"}, {"pid", 3}}};
             const std::size_t since = request.at("since");
-            return Json{
-                {"records", Json(records.begin() + static_cast<std::ptrdiff_t>(since), records.end())},
-                {"next", records.size()}};
+            return Json{{"records", Json(records.begin() + static_cast<std::ptrdiff_t>(since), records.end())},
+                        {"next", records.size()}};
         });
         thread_ = std::thread([this] {
             while (!ending_) {
@@ -197,8 +195,7 @@ TEST(zvcam, PrintsTheLog) {
 TEST(zvcam, SaysThatNobodyIsThere) {
     Finished run = bare("show");
     EXPECT_EQ(3, run.status);
-    EXPECT_EQ("zvcam: no camera is running (looked in /tmp/zvcam-" + std::to_string(getuid()) + ")\n",
-              run.err);
+    EXPECT_EQ("zvcam: no camera is running (looked in /tmp/zvcam-" + std::to_string(getuid()) + ")\n", run.err);
     run = bare("--port 8080 show");
     EXPECT_EQ(3, run.status);
     EXPECT_EQ("zvcam: no camera runs on port 8080\n", run.err);
@@ -228,8 +225,8 @@ TEST(zvcam, FindsTheCameraByItsPort) {
 }
 
 TEST(zvcam, WrongCommandLinesAreSaid) {
-    for (const char* arguments : {"", "paint", "set", "set recording", "set recording 1 2", "fail recording",
-                                  "unfail", "--port x show"}) {
+    for (const char* arguments :
+         {"", "paint", "set", "set recording", "set recording 1 2", "fail recording", "unfail", "--port x show"}) {
         const Finished run = bare(arguments);
         EXPECT_EQ(2, run.status) << arguments;
         EXPECT_EQ("", run.out) << arguments;
