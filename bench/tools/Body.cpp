@@ -10,8 +10,7 @@ constexpr std::size_t longestLine = 65536;
 
 // A number of the given base that the text starts with.
 bool readNumber(std::string_view text, int base, std::int64_t& value) {
-    return std::from_chars(text.data(), text.data() + text.size(), value, base).ec == std::errc() &&
-           value >= 0;
+    return std::from_chars(text.data(), text.data() + text.size(), value, base).ec == std::errc() && value >= 0;
 }
 
 // The value of a field of the head, which is in lower case; empty when the field is absent.

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-// Takes an answer in pieces, as they arrive. The server marks the end of the body by a length, by chunks, or by the end of
-// the connection.
+// Takes an answer in pieces, as they arrive. The server marks the end of the body by a length, by chunks, or by the end
+// of the connection.
 class Body {
 public:
     // The first bytes of the body are kept; the rest is only counted, since reading it twice would cost time.

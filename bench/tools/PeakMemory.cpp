@@ -16,8 +16,7 @@ namespace {
 [[noreturn]] void become(char* path) {
     char* const arguments[] = {path, nullptr};
     const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nothing >= 0 && dup2(nothing, STDOUT_FILENO) >= 0 &&
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
+    if (nothing >= 0 && dup2(nothing, STDOUT_FILENO) >= 0 && ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
         execv(path, arguments);
     }
     _exit(errno); // before the first stop: the starter takes it for the reason

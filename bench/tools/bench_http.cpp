@@ -1,7 +1,7 @@
-// bench_http PORT PATH CLIENTS SECONDS SIZE [TEXT]: asks for a path of 127.0.0.1:PORT, each client one request after the
-// other with a connection of its own, for so many seconds (0: one request), and prints as JSON the good answers (status
-// 200, a complete body of SIZE bytes, which is TEXT when that is given), the bad ones (all others, and none within 60
-// seconds), the seconds that it took, and the seconds of a processor that this program itself took of them.
+// bench_http PORT PATH CLIENTS SECONDS SIZE [TEXT]: asks for a path of 127.0.0.1:PORT, each client one request after
+// the other with a connection of its own, for so many seconds (0: one request), and prints as JSON the good answers
+// (status 200, a complete body of SIZE bytes, which is TEXT when that is given), the bad ones (all others, and none
+// within 60 seconds), the seconds that it took, and the seconds of a processor that this program itself took of them.
 #include "Body.h"
 
 #include <atomic>
@@ -102,14 +102,13 @@ int main(int argc, char** argv) {
     int clients = 0;
     double seconds = 0;
     std::int64_t size = 0;
-    if (argc < 6 || argc > 7 || !number(argv[1], port) || !number(argv[3], clients) ||
-        !number(argv[4], seconds) || !number(argv[5], size) || port > 65535 || clients < 1) {
+    if (argc < 6 || argc > 7 || !number(argv[1], port) || !number(argv[3], clients) || !number(argv[4], seconds) ||
+        !number(argv[5], size) || port > 65535 || clients < 1) {
         std::fprintf(stderr, "usage: bench_http PORT PATH CLIENTS SECONDS SIZE [TEXT]\n");
         return 2;
     }
     const Question question{static_cast<std::uint16_t>(port),
-                            "GET " + std::string(argv[2]) +
-                                " HTTP/1.1\r\nHost: camera\r\nConnection: close\r\n\r\n",
+                            "GET " + std::string(argv[2]) + " HTTP/1.1\r\nHost: camera\r\nConnection: close\r\n\r\n",
                             size, argc == 7 ? argv[6] : nullptr};
     Totals totals;
     const auto start = Clock::now();
@@ -128,7 +127,7 @@ int main(int argc, char** argv) {
         thread.join();
     }
     const std::chrono::duration<double> took = Clock::now() - start;
-    std::printf("{\"good\":%ld,\"bad\":%ld,\"seconds\":%.6f,\"cpu\":%.6f}\n", totals.good.load(),
-                totals.bad.load(), took.count(), processorSeconds());
+    std::printf("{\"good\":%ld,\"bad\":%ld,\"seconds\":%.6f,\"cpu\":%.6f}\n", totals.good.load(), totals.bad.load(),
+                took.count(), processorSeconds());
     return 0;
 }

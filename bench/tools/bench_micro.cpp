@@ -1,4 +1,5 @@
-// bench_micro: what the parts of a request cost, in nanoseconds of this processor, by Google Benchmark (all of its options).
+// bench_micro: what the parts of a request cost, in nanoseconds of this processor, by Google Benchmark (all of its
+// options).
 #include "ble_messages.h"
 #include "device_address.h"
 #include "zvCtrlD.h"
@@ -56,12 +57,11 @@ BENCHMARK(tlvFind);
 
 void hexDump(benchmark::State& state) {
     std::array<std::uint8_t, messageSize> bytes{};
-    std::generate(bytes.begin(), bytes.end(),
-                  [value = 0U]() mutable { return static_cast<std::uint8_t>(value += 7); });
+    std::generate(bytes.begin(), bytes.end(), [value = 0U]() mutable { return static_cast<std::uint8_t>(value += 7); });
     std::array<char, 16384> text{};
     for ([[maybe_unused]] auto round : state) {
-        benchmark::DoNotOptimize(snhexdump(text.data(), text.size(), bytes.data(),
-                                           static_cast<std::uint32_t>(state.range(0)), ""));
+        benchmark::DoNotOptimize(
+            snhexdump(text.data(), text.size(), bytes.data(), static_cast<std::uint32_t>(state.range(0)), ""));
     }
 }
 BENCHMARK(hexDump)->Arg(200)->Arg(1500);

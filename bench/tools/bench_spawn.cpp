@@ -1,6 +1,7 @@
-// bench_spawn ROUNDS PROGRAM...: starts the programs ROUNDS times each, in another order in every round, with this process's
-// environment and standard output thrown away, and prints as JSON the microseconds from spawn to exit and the peak memory
-// in KiB of each. Ends with status 1 when one of them cannot be run, or ends otherwise than with status 0 in any round.
+// bench_spawn ROUNDS PROGRAM...: starts the programs ROUNDS times each, in another order in every round, with this
+// process's environment and standard output thrown away, and prints as JSON the microseconds from spawn to exit and the
+// peak memory in KiB of each. Ends with status 1 when one of them cannot be run, or ends otherwise than with status 0
+// in any round.
 #include "PeakMemory.h"
 
 #include <algorithm>
@@ -33,8 +34,7 @@ double now() {
 
 bool judge(const char* path, int status) {
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        std::fprintf(stderr, "bench_spawn: %s ended with %s %d\n", path,
-                     WIFEXITED(status) ? "status" : "signal",
+        std::fprintf(stderr, "bench_spawn: %s ended with %s %d\n", path, WIFEXITED(status) ? "status" : "signal",
                      WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status));
         return false;
     }
@@ -78,8 +78,7 @@ bool runAll(std::vector<Program>& programs, int rounds) {
     const bool warm = std::all_of(programs.begin(), programs.end(), measureMemory);
     // Who runs behind a large program finds the caches in another state than who runs behind a small one.
     std::vector<Program*> order(programs.size());
-    std::transform(programs.begin(), programs.end(), order.begin(),
-                   [](Program& program) { return &program; });
+    std::transform(programs.begin(), programs.end(), order.begin(), [](Program& program) { return &program; });
     std::mt19937 chance; // always the same orders
     for (int round = 0; warm && round < rounds; ++round) {
         std::shuffle(order.begin(), order.end(), chance);

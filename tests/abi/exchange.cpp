@@ -61,8 +61,8 @@ pid_t startPeer() {
     return peer;
 }
 
-// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread of
-// the test, whose locks it would inherit.
+// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread
+// of the test, whose locks it would inherit.
 class Program {
 public:
     explicit Program(const char* role = "ask") {
@@ -174,6 +174,6 @@ TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
     statusOf(peer);
     const auto lines = log.texts();
     EXPECT_THAT(lines, testing::Contains("UTIL_LOG_WARN :hello camera\n @stranger:77"));
-    EXPECT_THAT(lines, testing::Contains(
-                           "DB>         00000000  002c0001 00000241 41420000 04427069  .,.....AAB...Bpi\n"));
+    EXPECT_THAT(lines,
+                testing::Contains("DB>         00000000  002c0001 00000241 41420000 04427069  .,.....AAB...Bpi\n"));
 }

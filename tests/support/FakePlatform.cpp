@@ -20,8 +20,7 @@ const FakeRow* findRow(const char* path) {
     const PlentyOfMemory plenty;
     const std::string uri = std::string(shown(path)).substr(path != nullptr && *path == '/' ? 1 : 0);
     const auto& rows = fakePlatform().rows;
-    const auto row =
-        std::find_if(rows.begin(), rows.end(), [&](const FakeRow& one) { return one.uri == uri; });
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const FakeRow& one) { return one.uri == uri; });
     return row == rows.end() ? nullptr : &*row;
 }
 
@@ -110,8 +109,8 @@ int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* r
                  : zvtest::dispatch(path, params, response, response_size);
 }
 
-int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length,
-                                          char* response, int response_size) {
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
+                                          int response_size) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +

@@ -8,7 +8,9 @@
 namespace zvtest {
 
 OutputCapture::OutputCapture(int descriptor)
-    : descriptor_(descriptor), saved_(dup(descriptor)), memory_(memfd_create("output", MFD_CLOEXEC)) {
+    : descriptor_(descriptor),
+      saved_(dup(descriptor)),
+      memory_(memfd_create("output", MFD_CLOEXEC)) {
     std::fflush(nullptr);
     if (saved_ < 0 || memory_ < 0 || dup2(memory_, descriptor_) < 0) {
         std::perror("capturing output");

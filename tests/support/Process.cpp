@@ -48,8 +48,8 @@ pid_t startProgram(const std::string& name, const std::vector<std::string>& argu
     std::vector<std::string> variables = environment;
     std::fflush(nullptr);
     pid_t process = -1;
-    const int error = posix_spawnp(&process, words[0].c_str(), nullptr, nullptr, pointers(words).data(),
-                                   pointers(variables).data());
+    const int error =
+        posix_spawnp(&process, words[0].c_str(), nullptr, nullptr, pointers(words).data(), pointers(variables).data());
     if (error != 0) {
         errno = error;
         std::perror(words[0].c_str());

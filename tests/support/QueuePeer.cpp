@@ -84,8 +84,7 @@ void QueuePeer::run() {
     Bytes buffer(static_cast<std::size_t>(messageSize_));
     while (true) {
         unsigned priority = 0;
-        const ssize_t length =
-            mq_receive(queue_, reinterpret_cast<char*>(buffer.data()), buffer.size(), &priority);
+        const ssize_t length = mq_receive(queue_, reinterpret_cast<char*>(buffer.data()), buffer.size(), &priority);
         if (length < 0) {
             return;
         }

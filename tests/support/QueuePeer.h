@@ -1,5 +1,5 @@
-// The other side of the BLE link, scripted: owns "/to_zvnet" (in a private namespace), keeps every request's bytes
-// and answers on the reply queue of this process.
+// The other side of the BLE link, scripted: owns "/to_zvnet" (in a private namespace), keeps every request's bytes and
+// answers on the reply queue of this process.
 #pragma once
 
 #include <atomic>
@@ -33,8 +33,8 @@ public:
     // Answers the next request that has no answer yet with one message, or leaves it without an answer.
     void reply(Bytes message);
     void stayMute();
-    // Answers every request beyond the scripted ones. Without it they are answered with an empty message, so that
-    // a request too many fails at once instead of waiting.
+    // Answers every request beyond the scripted ones. Without it they are answered with an empty message, so that a
+    // request too many fails at once instead of waiting.
     void replyWith(Answer answer);
 
     // The requests so far. A request is kept before it is answered.

@@ -21,8 +21,8 @@ public:
     ScarceMemory& operator=(const ScarceMemory&) = delete;
 };
 
-// While one lives, scarce memory is not: for stand-ins, which keep a journal and must not fail in the place of what
-// is tested, nor throw through an interface of C. Needs nothing to be linked.
+// While one lives, scarce memory is not: for stand-ins, which keep a journal and must not fail in the place of what is
+// tested, nor throw through an interface of C. Needs nothing to be linked.
 class PlentyOfMemory {
 public:
     PlentyOfMemory() : before_(std::exchange(memory_limit, unlimited_memory)) {}

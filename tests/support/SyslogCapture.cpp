@@ -32,8 +32,7 @@ void sendMark(const char* mark) {
 
 // "<11>Nov 21 02:54:50 ident[12]: text": what syslog(3) writes.
 LogLine parse(const std::string& packet) {
-    static const std::regex form(
-        R"(^<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d (?:[^\n]*?(?:\[\d+\])?: )?([\s\S]*)$)");
+    static const std::regex form(R"(^<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d (?:[^\n]*?(?:\[\d+\])?: )?([\s\S]*)$)");
     std::smatch match;
     if (!std::regex_match(packet, match, form)) {
         return {-1, -1, packet};
@@ -78,8 +77,7 @@ void SyslogCapture::receive() {
 }
 
 std::vector<LogLine> SyslogCapture::take() {
-    // A datagram is queued before its send returns: once the mark has come through, so has all that was sent
-    // before.
+    // A datagram is queued before its send returns: once the mark has come through, so has all that was sent before.
     sendMark(syncMark);
     std::vector<LogLine> lines;
     for (bool marked = false; !marked; std::this_thread::sleep_for(std::chrono::microseconds(200))) {
