@@ -1,6 +1,6 @@
 #include "bleText.h"
 
-#include "Explain.h"
+#include "explain.h"
 
 #include <cstdio>
 

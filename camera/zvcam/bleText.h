@@ -1,7 +1,7 @@
 // The radio's state for a terminal.
 #pragma once
 
-#include "JsonReader.h"
+#include "jsonReader.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // fault ...: replies spoilt on demand, by zvBleD and zvNetD.
-#include "Faults.h"
+#include "faults.h"
 #include "groups.h"
 
 #include <algorithm>

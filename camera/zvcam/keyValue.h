@@ -1,7 +1,7 @@
 // "key=value" words of the command line.
 #pragma once
 
-#include "JsonReader.h"
+#include "jsonReader.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "ControlClient.h"
+#include "controlClient.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 

@@ -14,19 +14,11 @@
  */
 #pragma once
 
-#include "ble_link.h"
-#include "ble_messages.h"
-#include "ble_reply.h"
-#include "device_address.h"
-
-/*
- * Opens the link: creates this process's reply queue and opens the network daemon's queue. 0; -1 when it is open
- * already or a queue cannot be opened; -2 out of memory. A link that opens only in part is closed again.
- */
-int ble_interface_open();
-
-/* Closes the link and removes the reply queue; it is closed afterwards in any case. 0, or what failed. */
-int ble_interface_close();
+#include "bleInterface.h"
+#include "bleLink.h"
+#include "bleMessages.h"
+#include "bleReply.h"
+#include "deviceAddress.h"
 
 /* "command/ble/pairing_available": 0 when a pairing may start. Needs no link, so its row has no hooks. */
 int ble_pairing_available(const char* params, char* response, int response_size);

@@ -1,11 +1,11 @@
 // Pairing of one BLE device: start, cancel and status.
-#include "ble_command.h"
-#include "ble_link.h"
-#include "ble_log.h"
-#include "ble_query.h"
-#include "ble_reply.h"
+#include "bleCommand.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleQuery.h"
+#include "bleReply.h"
 #include "command_ble.h"
-#include "device_address.h"
+#include "deviceAddress.h"
 #include "zvErrno.h"
 
 #include <array>

@@ -1,11 +1,11 @@
 // The whitelist: the devices that are paired with the camera, all of them or one.
-#include "ble_command.h"
-#include "ble_log.h"
-#include "ble_query.h"
+#include "bleCommand.h"
+#include "bleLog.h"
+#include "bleQuery.h"
 #include "command_ble.h"
-#include "device_address.h"
-#include "list_entry.h"
-#include "paged_list.h"
+#include "deviceAddress.h"
+#include "listEntry.h"
+#include "pagedList.h"
 #include "zvErrno.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // A library that knows only names, loaded beside the program: it must bind to the program's own copies.
-#include "SyslogCapture.h"
+#include "syslogCapture.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "analyticsFile.h"
 
-#include "WrappedWrite.h"
+#include "wrappedWrite.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,10 +1,10 @@
 #include "command_analytics.h"
 
-#include "FakePlatform.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
-#include "WrappedWrite.h"
+#include "fakePlatform.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
+#include "syslogCapture.h"
+#include "wrappedWrite.h"
 #include "zvLog.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // What holds for every command that goes over the link: how a request that is not accepted ends.
-#include "Commands.h"
+#include "commands.h"
 
 #include <chrono>
 #include <thread>

@@ -1,4 +1,4 @@
-#include "BleTest.h"
+#include "bleTest.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,7 +1,7 @@
 // Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
 // failure, and neither reads nor writes where it should not (which the sanitizers tell).
-#include "Commands.h"
-#include "ListDaemon.h"
+#include "commands.h"
+#include "listDaemon.h"
 
 #include <algorithm>
 #include <chrono>

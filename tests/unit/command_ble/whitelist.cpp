@@ -1,4 +1,4 @@
-#include "ListDaemon.h"
+#include "listDaemon.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 #include "command_execute.h"
 
-#include "Installation.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "WrappedWrite.h"
+#include "installation.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
 #include "wrappedSystem.h"
+#include "wrappedWrite.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "Installation.h"
+#include "installation.h"
 #include "program.h"
 #include "wrappedSystem.h"
 

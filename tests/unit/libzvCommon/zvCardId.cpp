@@ -1,5 +1,5 @@
 // The card identifier, in a private /tmp/fuse_d.
-#include "Reports.h"
+#include "reports.h"
 #include "zvUtil.h"
 
 #include <csignal>

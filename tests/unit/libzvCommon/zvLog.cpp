@@ -1,6 +1,6 @@
 #include "zvLog.h"
 
-#include "SyslogCapture.h"
+#include "syslogCapture.h"
 
 #include <climits>
 #include <clocale>

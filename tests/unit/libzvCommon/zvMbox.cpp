@@ -1,6 +1,6 @@
 #include "zvMbox.h"
 
-#include "Reports.h"
+#include "reports.h"
 
 #include <cerrno>
 #include <chrono>

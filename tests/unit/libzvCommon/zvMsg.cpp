@@ -1,7 +1,7 @@
 #include "zvMsg.h"
 
-#include "Reports.h"
-#include "TlvOracle.h"
+#include "reports.h"
+#include "tlvOracle.h"
 #include "zvHexdump.h"
 #include "zvMbox.h"
 #include "zvTlv.h"

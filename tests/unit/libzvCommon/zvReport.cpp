@@ -1,6 +1,6 @@
 // The assertion report, by way of a check that fails.
-#include "Reports.h"
-#include "WrappedWrite.h"
+#include "reports.h"
+#include "wrappedWrite.h"
 #include "zvTlv.h"
 
 #include <cerrno>

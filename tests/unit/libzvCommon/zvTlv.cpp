@@ -1,8 +1,8 @@
 #include "zvTlv.h"
 
-#include "Child.h"
-#include "Reports.h"
-#include "TlvOracle.h"
+#include "child.h"
+#include "reports.h"
+#include "tlvOracle.h"
 
 #include <array>
 #include <bit>

@@ -1,6 +1,6 @@
 // Every truncation of a message, with every dangerous length in every element, in memory that ends where the message
 // ends.
-#include "TlvOracle.h"
+#include "tlvOracle.h"
 #include "zvMsg.h"
 #include "zvTlv.h"
 

@@ -1,5 +1,5 @@
 // Random sequences of edits, compared after every step with a model that is nothing but the message's bytes.
-#include "TlvOracle.h"
+#include "tlvOracle.h"
 #include "zvTlv.h"
 
 #include <cstring>

@@ -1,5 +1,5 @@
 // Trace lines, the direction tables and what a trace prints where.
-#include "Reports.h"
+#include "reports.h"
 #include "zvHexdump.h"
 
 #include <array>

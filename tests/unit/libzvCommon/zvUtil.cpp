@@ -1,6 +1,6 @@
 #include "zvUtil.h"
 
-#include "Child.h"
+#include "child.h"
 
 #include <cerrno>
 #include <climits>

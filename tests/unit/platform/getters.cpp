@@ -1,6 +1,6 @@
 // Getters, camera state items and daemon commands against a real zvControlD.
-#include "ControlClient.h"
-#include "ControlDaemon.h"
+#include "controlClient.h"
+#include "controlDaemon.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"

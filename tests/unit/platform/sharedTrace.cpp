@@ -1,5 +1,5 @@
 // The shared control library in a program that exports its logging: the trace goes through the program's copy.
-#include "SyslogCapture.h"
+#include "syslogCapture.h"
 #include "zvCtrlD.h"
 #include "zvLog.h"
 

@@ -1,4 +1,4 @@
-#include "ScriptedControl.h"
+#include "scriptedControl.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 

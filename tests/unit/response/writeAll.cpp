@@ -1,7 +1,7 @@
 #include "writeAll.h"
 
-#include "OutputCapture.h"
-#include "WrappedWrite.h"
+#include "outputCapture.h"
+#include "wrappedWrite.h"
 
 #include <cerrno>
 #include <csignal>

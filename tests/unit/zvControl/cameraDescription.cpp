@@ -1,10 +1,10 @@
 #include "cameraDescription.h"
 
-#include "FakePlatform.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
 #include "buildRevision.h"
+#include "fakePlatform.h"
+#include "scarceMemory.h"
 #include "settingsFile.h"
+#include "syslogCapture.h"
 #include "zvLog.h"
 
 #include <cstdlib>

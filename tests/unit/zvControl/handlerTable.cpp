@@ -1,9 +1,9 @@
 #include "handlerTable.h"
 
-#include "FakePlatform.h"
 #include "command_analytics.h"
 #include "command_ble.h"
 #include "command_execute.h"
+#include "fakePlatform.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // The program itself, with the real libraries, in an environment that holds nothing but what the test says.
-#include "Process.h"
-#include "SyslogCapture.h"
 #include "buildRevision.h"
+#include "process.h"
+#include "syslogCapture.h"
 
 #include <chrono>
 #include <csignal>

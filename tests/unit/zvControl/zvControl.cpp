@@ -1,12 +1,12 @@
 #include "zvControl.h"
 
-#include "FakePlatform.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
-#include "WrappedWrite.h"
 #include "buildRevision.h"
 #include "fakeHandlers.h"
+#include "fakePlatform.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
+#include "syslogCapture.h"
+#include "wrappedWrite.h"
 #include "zvLog.h"
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 // The tool as a process: against a real zvControlD and a supervisor of the test's own.
-#include "AdminServer.h"
-#include "ControlDaemon.h"
+#include "adminServer.h"
+#include "controlDaemon.h"
 
 #include <atomic>
 #include <fstream>

@@ -1,0 +1,180 @@
+#include "explain.h"
+
+#include "bleProtocol.h"
+#include "tlv.h"
+#include "trace.h"
+
+#include <gmock/gmock.h>
+#include <random>
+
+namespace zvcam {
+namespace {
+
+using ::testing::ElementsAre;
+
+const Bytes pageRequest{0x00, 0x2d, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x03, 0x42, 0x06,
+                        0x1e, 0x14, 0x00, 0x00, 0x09, 0x44, '/',  't',  'o', '_', 'Z',  'V',  'C',  'C',  '7',
+                        0x00, 0x00, 0x07, 0x43, '/',  't',  'o',  '_',  'b', 'l', 'e',  0x00, 0x00, 0x00, 0xee};
+
+TEST(Explain, namesEveryFieldOfARequest) {
+    EXPECT_THAT(explainMessage(pageRequest, ""),
+                ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
+                            Field{4, 0, "command tag", "65, 2 bytes: \"BL\""}, Field{10, 0, "data", "66, 3 bytes"},
+                            Field{14, 1, "command", "6 (whitelist_list)"}, Field{15, 1, "start index", "30"},
+                            Field{16, 1, "maximum", "20"}, Field{17, 0, "reply queue", "68, 9 bytes: \"/to_ZVCC7\""},
+                            Field{30, 0, "destination", "67, 7 bytes: \"/to_ble\""},
+                            Field{41, 0, "tail", "238, 0 bytes"}));
+}
+
+TEST(Explain, namesThePageAndTheEntriesOfAReply) {
+    Bytes data{3, 1, 0, 1};
+    appendEntry(data, WhitelistEntry{{1, 2, 3, 4, 5, 6}, 0x005a, "Hi"});
+    EXPECT_THAT(explainMessage(encodeMessage(makeReply(0, data)), "whitelist_list"),
+                ElementsAre(Field{0, 0, "total length", "58"}, Field{3, 0, "category", "3 (reply)"},
+                            Field{4, 0, "response", "69, 46 bytes"}, Field{8, 1, "status", "0 (ok)"},
+                            Field{9, 1, "list id", "3"}, Field{10, 1, "total", "1"}, Field{11, 1, "index", "0"},
+                            Field{12, 1, "count", "1"}, Field{13, 1, "entry", "0"},
+                            Field{13, 2, "address", "060504030201"},
+                            Field{19, 2, "flags", "0x005a in-use connected mitm auto-connect"},
+                            Field{21, 2, "name", "\"Hi\""}, Field{54, 0, "tail", "238, 0 bytes"}));
+}
+
+TEST(Explain, namesAScanEntry) {
+    Bytes data{3, 1, 0, 1};
+    appendEntry(data, ScanEntry{{1, 2, 3, 4, 5, 6}, 1, -60, "Hi", {0x0d, 0x18}, {}});
+    const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, data)), "scan_list");
+    EXPECT_THAT(std::vector<Field>(fields.begin() + 9, fields.begin() + 15),
+                ElementsAre(Field{13, 2, "address", "060504030201"}, Field{19, 2, "address type", "1"},
+                            Field{20, 2, "rssi", "-60"}, Field{21, 2, "name", "\"Hi\""}, Field{23, 2, "uuid128", ""},
+                            Field{25, 2, "uuid16", "180d"}));
+}
+
+TEST(Explain, saysWhenACountAndItsEntriesDiffer) {
+    const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, Bytes{3, 9, 0, 2, 1})), "scan_list");
+    EXPECT_EQ(fields[8], (Field{13, 1, "malformed", "the count says 2 entries, there are 0, 1 bytes left"}));
+}
+
+TEST(Explain, namesEveryCommandsParameters) {
+    const auto fieldsOf = [](const Bytes& data) {
+        const Message message{2, {{65, {'B', 'L'}}, {66, data}, {238, {}}}};
+        std::string text;
+        for (const Field& field : explainMessage(encodeMessage(message), "")) {
+            text += field.depth == 1 ? field.name + "=" + field.value + ";" : "";
+        }
+        return text;
+    };
+    EXPECT_EQ(fieldsOf({1, 2}), "command=1 (scan);mode=2;");
+    EXPECT_EQ(fieldsOf({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}),
+              "command=2 (pair_start);address=a1b2c3d4e5f6;address type=1;");
+    EXPECT_EQ(fieldsOf({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 0}),
+              "command=3 (pair_cancel);address=a1b2c3d4e5f6;address type=0;");
+    EXPECT_EQ(fieldsOf({4, 1, 15}), "command=4 (scan_list);start index=1;maximum=15;");
+    EXPECT_EQ(fieldsOf({7, 4, 1, 1, 2, 3, 4, 5, 6}),
+              "command=7 (whitelist_configure);operation=4 (auto connect);argument=1;address=060504030201;");
+    EXPECT_EQ(fieldsOf({7, 0, 0, 1, 2, 3, 4, 5, 6}),
+              "command=7 (whitelist_configure);operation=0 (remove);argument=0;address=060504030201;");
+    EXPECT_EQ(fieldsOf({8, 0, 255}), "command=8 (config_set);reserved=0;auto connect=255;");
+    EXPECT_EQ(fieldsOf({9}), "command=9 (pair_status);");
+    EXPECT_EQ(fieldsOf({10}), "command=10 (config_get);");
+    EXPECT_EQ(fieldsOf({5, 1}), "bytes=0501;");
+    EXPECT_EQ(fieldsOf({9, 1}), "command=9 (pair_status), wrong size;bytes=0901;");
+}
+
+TEST(Explain, namesStatusValues) {
+    const auto lastOf = [](std::uint8_t value, const char* command) {
+        return explainMessage(encodeMessage(makeReply(0, Bytes{value})), command)[4];
+    };
+    EXPECT_EQ(lastOf(2, "pair_status"), (Field{9, 1, "pairing status", "2 (paired)"}));
+    EXPECT_EQ(lastOf(1, "config_get"), (Field{9, 1, "auto connect", "1"}));
+    EXPECT_EQ(lastOf(1, ""), (Field{9, 1, "bytes", "01"}));
+    EXPECT_EQ(explainMessage(encodeMessage(makeReply(6)), "PD")[3], (Field{8, 1, "status", "6 (unreachable)"}));
+}
+
+TEST(Explain, aMalformedMessageGivesWhatCanBeRead) {
+    const Bytes cut(pageRequest.begin(), pageRequest.begin() + 12);
+    EXPECT_THAT(explainMessage(cut, ""),
+                ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
+                            Field{4, 0, "command tag", "65, 2 bytes: \"BL\""},
+                            Field{10, 0, "malformed", "element cut short"}, Field{10, 0, "rest", "0000"}));
+}
+
+TEST(Explain, summarizesOnOneLine) {
+    EXPECT_EQ(summarizeMessage(pageRequest, ""), "request \"BL\" whitelist_list");
+    EXPECT_EQ(summarizeMessage(encodeMessage(makeReply(3)), "scan"), "reply to scan, status 3 (busy)");
+    EXPECT_EQ(summarizeMessage(Bytes{1}, ""), "malformed: shorter than a message header");
+}
+
+TEST(Explain, textsAreQuotedWithWhatDoesNotPrint) {
+    EXPECT_EQ(quoteText("a\"\n\xff\\"), "\"a\\\"\\x0a\\xff\\\\\"");
+}
+
+TEST(Explain, randomMessagesAreExplainedWithoutEnd) {
+    std::mt19937 random(7);
+    for (int i = 0; i < 5000; ++i) {
+        Bytes data(random() % 200);
+        for (std::uint8_t& byte : data) {
+            byte = static_cast<std::uint8_t>(random());
+        }
+        const char* commands[] = {"scan_list", "whitelist_list", "pair_status", ""};
+        EXPECT_FALSE(explainMessage(encodeMessage(makeReply(0, data)), commands[random() % 4]).empty());
+        explainMessage(data, "scan_list");
+    }
+}
+
+TEST(Trace, aRecordGoesThroughItsFileAndBack) {
+    TraceRing ring("zvNetD");
+    TraceRecord record;
+    record.in = true;
+    record.queue = "/to_zvnet";
+    record.command = "whitelist_list";
+    record.note = "sent";
+    record.bytes = pageRequest;
+    ring.add(record);
+    const Json json = Json::parse(ring.since(0)[0].dump());
+    EXPECT_EQ(json.at("hex"), toHex(pageRequest));
+    const TraceRecord read = readTraceRecord(json);
+    EXPECT_EQ(read.number, 1U);
+    EXPECT_EQ(read.daemon, "zvNetD");
+    EXPECT_TRUE(read.in);
+    EXPECT_EQ(read.bytes, pageRequest);
+    EXPECT_EQ(toText(read, true), toText(readTraceRecord(json), true));
+    EXPECT_THROW(readTraceRecord({{"direction", "in"}, {"hex", "0"}}), JsonError);
+    EXPECT_THROW(readTraceRecord({{"direction", "up"}, {"hex", ""}}), JsonError);
+}
+
+TEST(Trace, isReadableInATerminal) {
+    TraceRecord record;
+    record.time = 1795230000000001;
+    record.daemon = "zvBleD";
+    record.queue = "/to_ZVCC7";
+    record.command = "pair_status";
+    record.note = "sent";
+    record.bytes = encodeMessage(makeReply(0, Bytes{1}));
+    EXPECT_EQ(toText(record, true), "2026-11-21T03:00:00.000001Z  zvBleD -> /to_ZVCC7  14 bytes  reply to "
+                                    "pair_status, status 0 (ok)  [sent]\n"
+                                    "    0000  total length: 14\n"
+                                    "    0003  category: 3 (reply)\n"
+                                    "    0004  response: 69, 2 bytes\n"
+                                    "    0008    status: 0 (ok)\n"
+                                    "    0009    pairing status: 1 (pairing)\n"
+                                    "    0010  tail: 238, 0 bytes\n");
+}
+
+TEST(Trace, keepsTheNewestWithinItsBounds) {
+    TraceRing ring("zvNetD");
+    for (std::size_t i = 0; i < TraceRing::recordLimit + 5; ++i) {
+        ring.add({});
+    }
+    EXPECT_EQ(ring.size(), TraceRing::recordLimit);
+    EXPECT_EQ(ring.since(0)[0].at("number"), 6);
+    EXPECT_EQ(ring.since(TraceRing::recordLimit + 4).size(), 1U);
+    TraceRecord big;
+    big.bytes = Bytes(TraceRing::byteLimit / 2);
+    for (int i = 0; i < 4; ++i) {
+        ring.add(big);
+    }
+    EXPECT_EQ(ring.size(), 2U);
+}
+
+} // namespace
+} // namespace zvcam

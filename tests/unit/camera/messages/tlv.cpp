@@ -1,0 +1,102 @@
+#include "tlv.h"
+
+#include <gmock/gmock.h>
+#include <random>
+#include <stdexcept>
+
+namespace zvcam {
+namespace {
+
+const Bytes pairingPhase{0x00, 0x2f, 0x00, 0x02,             // 47 bytes, category 2
+                         0x00, 0x00, 0x02, 0x41, 'P',  'D',  // command tag
+                         0x00, 0x00, 0x02, 0x42, 0x01, 0x03, // data
+                         0x00, 0x00, 0x0a, 0x44, '/',  't',  'o', '_', 'Z', 'V', 'C', 'C', '1',
+                         '2',                                                                   // reply queue
+                         0x00, 0x00, 0x09, 0x43, '/',  't',  'o', '_', 'z', 'v', 'n', 'e', 't', // destination
+                         0x00, 0x00, 0x00, 0xee};                                               // tail
+
+std::string problemOf(Bytes bytes) {
+    return decodeMessage(bytes).problem;
+}
+
+TEST(Tlv, readsEveryElementOfARequestInItsOrder) {
+    const DecodedMessage decoded = decodeMessage(pairingPhase);
+    EXPECT_EQ(decoded.problem, "");
+    EXPECT_EQ(decoded.message.category, 2);
+    ASSERT_EQ(decoded.message.elements.size(), 5U);
+    EXPECT_EQ(decoded.message.elements[0], (Element{65, {'P', 'D'}}));
+    EXPECT_EQ(decoded.message.elements[1], (Element{66, {1, 3}}));
+    EXPECT_EQ(decoded.message.find(68)->text(), "/to_ZVCC12");
+    EXPECT_EQ(decoded.message.find(67)->text(), "/to_zvnet");
+    EXPECT_EQ(decoded.message.elements[4], (Element{238, {}}));
+}
+
+TEST(Tlv, writesWhatItHasRead) {
+    EXPECT_EQ(encodeMessage(decodeMessage(pairingPhase).message), pairingPhase);
+}
+
+TEST(Tlv, aReplyIsCategoryThreeWithStatusDataAndTail) {
+    EXPECT_EQ(encodeMessage(makeReply(0, Bytes{7, 8})),
+              (Bytes{0x00, 0x0f, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0, 7, 8, 0x00, 0x00, 0x00, 0xee}));
+    EXPECT_EQ(encodeMessage(makeReply(5)),
+              (Bytes{0x00, 0x0d, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, 5, 0x00, 0x00, 0x00, 0xee}));
+}
+
+TEST(Tlv, theFirstOfSeveralElementsWithATagIsFound) {
+    const Message message{2, {{65, {'a'}}, {65, {'b'}}}};
+    EXPECT_EQ(message.find(65)->text(), "a");
+    EXPECT_EQ(message.find(66), nullptr);
+}
+
+TEST(Tlv, everyCutOfAMessageIsMalformed) {
+    for (std::size_t length = 0; length < pairingPhase.size(); ++length) {
+        EXPECT_NE(problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}), "")
+            << length;
+    }
+}
+
+TEST(Tlv, bytesBehindTheMessageAreMalformed) {
+    Bytes longer = pairingPhase;
+    longer.push_back(0);
+    EXPECT_EQ(problemOf(longer), "element cut short");
+    longer = pairingPhase;
+    longer.insert(longer.end(), {0, 0, 0, 0x42});
+    EXPECT_EQ(problemOf(longer), "header says 47 bytes, got 51");
+}
+
+TEST(Tlv, theTailMustStandOnceAtTheEndAndEmpty) {
+    EXPECT_EQ(problemOf({0, 4, 0, 2}), "no tail at the end");
+    EXPECT_EQ(problemOf({0, 9, 0, 2, 0, 0, 1, 0xee, 0}), "tail with data");
+    EXPECT_EQ(problemOf({0, 12, 0, 2, 0, 0, 0, 0xee, 0, 0, 0, 0xee}), "tail before the end");
+    EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0, 0, 0xee}), "");
+}
+
+TEST(Tlv, anElementLongerThanTheMessageIsCutShort) {
+    EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0xff, 0xff, 0xee}), "element cut short");
+    EXPECT_EQ(problemOf({0, 3, 0}), "shorter than a message header");
+}
+
+TEST(Tlv, randomBytesNeverLeadOutOfThem) {
+    std::mt19937 random(42);
+    for (int i = 0; i < 20000; ++i) {
+        Bytes bytes(random() % 64);
+        for (std::uint8_t& byte : bytes) {
+            byte = random() % 4 == 0 ? static_cast<std::uint8_t>(random()) : std::uint8_t{0};
+        }
+        const DecodedMessage decoded = decodeMessage(bytes);
+        if (decoded.problem.empty()) {
+            EXPECT_EQ(encodeMessage(decoded.message).size(), bytes.size());
+        }
+    }
+}
+
+TEST(Tlv, hexIsLowerCaseAndReadInBothCases) {
+    EXPECT_EQ(toHex(Bytes{0x00, 0xaf, 0x10}), "00af10");
+    EXPECT_EQ(fromHex("00aF10"), (Bytes{0x00, 0xaf, 0x10}));
+    EXPECT_THROW(fromHex("0"), std::invalid_argument);
+    EXPECT_THROW(fromHex("0g"), std::invalid_argument);
+    EXPECT_THROW(fromHex(" 1"), std::invalid_argument);
+}
+
+} // namespace
+} // namespace zvcam

@@ -1,0 +1,112 @@
+#include "whitelistFile.h"
+
+#include "radio.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace zvcam {
+namespace {
+
+const std::string folder = "/tmp/fuse_d/MISC";
+const std::string path = folder + "/ble_whitelist.json";
+
+Slot slot() {
+    Slot made;
+    made.inUse = true;
+    made.address = parseAddress("a1b2c3d4e5f6");
+    made.addressType = 1;
+    made.name = "Name \"quoted\"";
+    made.mitm = true;
+    made.autoConnect = true;
+    made.connected = true;
+    return made;
+}
+
+std::string errorOf(const std::string& text) {
+    saveWhitelist(path, {});
+    std::ofstream(path) << text;
+    try {
+        loadWhitelist(path);
+    } catch (const JsonError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(WhitelistFile, noFileIsNothing) {
+    EXPECT_FALSE(loadWhitelist(path));
+}
+
+TEST(WhitelistFile, keepsSlotsFreeOnesAndTheSettingButNoConnections) {
+    Slot free = slot();
+    free.inUse = false;
+    saveWhitelist(path, {0, {slot(), free, Slot()}});
+    const std::optional<KeptWhitelist> kept = loadWhitelist(path);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->autoConnect, 0);
+    ASSERT_EQ(kept->slots.size(), 3U);
+    EXPECT_EQ(kept->slots[0].flags(), 0x0058);
+    EXPECT_EQ(kept->slots[0].name, "Name \"quoted\"");
+    EXPECT_EQ(kept->slots[0].addressType, 1);
+    EXPECT_EQ(kept->slots[0].address, slot().address);
+    EXPECT_FALSE(kept->slots[1].inUse);
+    EXPECT_EQ(kept->slots[1].address, slot().address);
+    EXPECT_FALSE(kept->slots[2].inUse);
+}
+
+// The name under which a device called so stands in the whitelist after pairing, saving and loading.
+std::string keptName(const std::string& name) {
+    Radio radio;
+    Device device;
+    device.address = parseAddress("a1b2c3d4e5f6");
+    device.name = name;
+    radio.setDevice(device);
+    radio.startPairing(device.address, 0, 0);
+    radio.advance(radio.settings.pairingTime);
+    saveWhitelist(path, {1, radio.whitelist.slots()});
+    return loadWhitelist(path)->slots.at(0).name;
+}
+
+TEST(WhitelistFile, aLongNameIsCutBetweenItsCharacters) {
+    const std::string two = "\xc3\xa9";
+    const std::string three = "\xe2\x82\xac";
+    const std::string four = "\xf0\x9f\x8e\xa5";
+    EXPECT_EQ(keptName(std::string(40, 'a')), std::string(31, 'a'));
+    EXPECT_EQ(keptName(std::string(29, 'a') + two), std::string(29, 'a') + two);
+    EXPECT_EQ(keptName(std::string(30, 'a') + two), std::string(30, 'a'));
+    EXPECT_EQ(keptName(std::string(28, 'a') + three + "b"), std::string(28, 'a') + three);
+    EXPECT_EQ(keptName(std::string(29, 'a') + three), std::string(29, 'a'));
+    EXPECT_EQ(keptName(std::string(30, 'a') + three), std::string(30, 'a'));
+    EXPECT_EQ(keptName(std::string(28, 'a') + four), std::string(28, 'a'));
+    EXPECT_EQ(keptName(std::string(30, 'a') + four), std::string(30, 'a'));
+}
+
+TEST(WhitelistFile, isReplacedInOneStep) {
+    saveWhitelist(path, {1, {slot()}});
+    const std::string link = folder + "/old";
+    ASSERT_EQ(::link(path.c_str(), link.c_str()), 0);
+    saveWhitelist(path, {1, {}});
+    EXPECT_EQ(loadWhitelist(link)->slots.size(), 1U); // the old file was not written to
+    EXPECT_EQ(loadWhitelist(path)->slots.size(), 0U);
+    struct stat status {};
+    EXPECT_NE(stat((path + ".new").c_str(), &status), 0);
+}
+
+TEST(WhitelistFile, whatItCannotReadIsNamed) {
+    EXPECT_NE(errorOf("{"), "");
+    EXPECT_EQ(errorOf("[]"), path + ": the document: must be an object");
+    EXPECT_EQ(errorOf(R"({"slots":[{"address":"xyz"}]})"),
+              path + ": slots[0].address: odd number of hexadecimal digits");
+    EXPECT_EQ(errorOf(R"({"slots":[{}]})"), path + ": slots[0].address: missing");
+    EXPECT_EQ(errorOf(R"({"slot":[]})"), path + ": slot: unknown key");
+}
+
+TEST(WhitelistFile, aFolderThatCannotBeMadeIsAnError) {
+    EXPECT_THROW(saveWhitelist("/proc/none/file", {}), std::system_error);
+}
+
+} // namespace
+} // namespace zvcam
