@@ -120,7 +120,7 @@ std::vector<std::string> reportOf(const char* path) {
 
 } // namespace
 
-TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
+TEST(ExportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
     const pid_t peer = startPeer();
     Program program;
     const int status = statusOf(program.letGo());
@@ -143,7 +143,7 @@ TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
 
 // Two instances of the program, each with the stranger beside it: one asks, the other one answers, and nothing but the
 // program's own calls lies between them.
-TEST(exportedExchange, StrangersExchangeMessagesWithEachOther) {
+TEST(ExportedExchange, StrangersExchangeMessagesWithEachOther) {
     makePeersMailbox();
     Program answerer("answer");
     Program asker("ask");
@@ -166,7 +166,7 @@ TEST(exportedExchange, StrangersExchangeMessagesWithEachOther) {
     EXPECT_EQ("exchange -1 none", asked[5]);
 }
 
-TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
+TEST(ExportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
     const pid_t peer = startPeer();
     Program program;
     zvtest::SyslogCapture log;

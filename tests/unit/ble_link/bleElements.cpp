@@ -13,7 +13,7 @@ std::string textOf(const MsgElement& element) {
 
 } // namespace
 
-TEST(ble_elements, StandReadyAndEmpty) {
+TEST(BleElements, StandReadyAndEmpty) {
     const struct {
         const MsgElement& element;
         int type;
@@ -27,7 +27,7 @@ TEST(ble_elements, StandReadyAndEmpty) {
     }
 }
 
-TEST(ble_elements, LengthOfATextIsTakenModulo65536) {
+TEST(BleElements, LengthOfATextIsTakenModulo65536) {
     for (const auto& [size, length] : {std::pair{65535U, 65535}, {65536U, 0}, {65537U, 1}}) {
         const std::string text(size, 'x');
         ble_set_text(ble_command_tag, text.c_str());

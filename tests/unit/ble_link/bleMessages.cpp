@@ -26,36 +26,36 @@ void expectOnlyDestructorsOverridden(const Msg& message) {
 
 } // namespace
 
-TEST(ble_messages, RequestsAreOfCategory2) {
+TEST(BleMessages, RequestsAreOfCategory2) {
     EXPECT_EQ(2, BLECommandMsg().getCategory());
     EXPECT_EQ(2, ZvNetMsg().getCategory());
 }
 
-TEST(ble_messages, TypeNamesAreThoseOfTheGlobalNamespace) {
+TEST(BleMessages, TypeNamesAreThoseOfTheGlobalNamespace) {
     EXPECT_STREQ("13BLECommandMsg", typeid(BLECommandMsg).name());
     EXPECT_STREQ("8ZvNetMsg", typeid(ZvNetMsg).name());
 }
 
-TEST(ble_messages, DeriveFromMsgWithoutFieldsOfTheirOwn) {
+TEST(BleMessages, DeriveFromMsgWithoutFieldsOfTheirOwn) {
     EXPECT_TRUE((std::is_convertible_v<BLECommandMsg*, Msg*>));
     EXPECT_TRUE((std::is_convertible_v<ZvNetMsg*, Msg*>));
     EXPECT_EQ(sizeof(Msg), sizeof(BLECommandMsg));
     EXPECT_EQ(sizeof(Msg), sizeof(ZvNetMsg));
 }
 
-TEST(ble_messages, OverrideTheDestructorsAlone) {
+TEST(BleMessages, OverrideTheDestructorsAlone) {
     expectOnlyDestructorsOverridden(BLECommandMsg());
     expectOnlyDestructorsOverridden(ZvNetMsg());
 }
 
-TEST(ble_messages, AreDestroyedThroughMsg) {
+TEST(BleMessages, AreDestroyedThroughMsg) {
     std::unique_ptr<Msg> message = std::make_unique<BLECommandMsg>();
     EXPECT_EQ(typeid(BLECommandMsg), typeid(*message));
     message = std::make_unique<ZvNetMsg>();
     EXPECT_EQ(typeid(ZvNetMsg), typeid(*message));
 }
 
-TEST(ble_messages, ElementTypes) {
+TEST(BleMessages, ElementTypes) {
     EXPECT_EQ(65, typeCMD);
     EXPECT_EQ(66, typeDATA);
     EXPECT_EQ(67, typeDST);

@@ -92,7 +92,7 @@ struct Streams {
     }
 };
 
-TEST(analyticsCopy, copies_in_blocks_of_at_most_1024_bytes_and_returns_0) {
+TEST(AnalyticsCopy, CopiesInBlocksOfAtMost1024BytesAndReturns0) {
     Streams streams;
     streams.source.bytes = pattern(2500);
     EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
@@ -100,20 +100,20 @@ TEST(analyticsCopy, copies_in_blocks_of_at_most_1024_bytes_and_returns_0) {
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 1024, 452));
 }
 
-TEST(analyticsCopy, copies_nothing_from_an_empty_source) {
+TEST(AnalyticsCopy, CopiesNothingFromAnEmptySource) {
     Streams streams;
     EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
-TEST(analyticsCopy, copies_exactly_one_block) {
+TEST(AnalyticsCopy, CopiesExactlyOneBlock) {
     Streams streams;
     streams.source.bytes = pattern(1024);
     EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
     EXPECT_THAT(streams.sizes(), ElementsAre(1024));
 }
 
-TEST(analyticsCopy, returns_minus_1_when_the_source_fails_after_a_block) {
+TEST(AnalyticsCopy, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     Streams streams;
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
@@ -123,7 +123,7 @@ TEST(analyticsCopy, returns_minus_1_when_the_source_fails_after_a_block) {
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 476));
 }
 
-TEST(analyticsCopy, a_source_that_gives_nothing_counts_as_exhausted) {
+TEST(AnalyticsCopy, ASourceThatGivesNothingCountsAsExhausted) {
     Streams streams;
     streams.source.bytes = pattern(100);
     streams.source.failAt = 0;
@@ -131,7 +131,7 @@ TEST(analyticsCopy, a_source_that_gives_nothing_counts_as_exhausted) {
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
-TEST(analyticsCopy, does_not_look_at_write_errors) {
+TEST(AnalyticsCopy, DoesNotLookAtWriteErrors) {
     Streams streams;
     streams.source.bytes = pattern(2048);
     streams.destination.refuses = true;
@@ -139,10 +139,10 @@ TEST(analyticsCopy, does_not_look_at_write_errors) {
     EXPECT_EQ(streams.source.at, 2048U);
 }
 
-class analyticsSend : public testing::Test {
+class AnalyticsSend : public testing::Test {
 protected:
-    analyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
-    ~analyticsSend() override { close(out); }
+    AnalyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
+    ~AnalyticsSend() override { close(out); }
 
     int send(int32_t limit) {
         std::FILE* const file = analytics_open(path);
@@ -161,14 +161,14 @@ protected:
     int out;
 };
 
-TEST_F(analyticsSend, writes_every_block_as_it_was_read) {
+TEST_F(AnalyticsSend, WritesEveryBlockAsItWasRead) {
     writeFile(pattern(2500));
     EXPECT_EQ(send(2500), 0);
     EXPECT_EQ(sent(), pattern(2500));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 1024, 452));
 }
 
-TEST_F(analyticsSend, writes_the_blocks_behind_the_first_16_together) {
+TEST_F(AnalyticsSend, WritesTheBlocksBehindTheFirst16Together) {
     const std::string bytes = pattern(16384 + 32768 + 1024 + 7);
     writeFile(bytes);
     EXPECT_EQ(send(100000), 0);
@@ -178,7 +178,7 @@ TEST_F(analyticsSend, writes_the_blocks_behind_the_first_16_together) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAreArray(sizes));
 }
 
-TEST_F(analyticsSend, writes_what_was_gathered_when_the_source_fails) {
+TEST_F(AnalyticsSend, WritesWhatWasGatheredWhenTheSourceFails) {
     Streams streams;
     streams.source.bytes = pattern(40000);
     streams.source.failAt = 16384 + 1500;
@@ -188,7 +188,7 @@ TEST_F(analyticsSend, writes_what_was_gathered_when_the_source_fails) {
     EXPECT_EQ(wrappedWrite().sizes.back(), 1500U);
 }
 
-TEST_F(analyticsSend, every_size_around_the_limits_arrives_whole) {
+TEST_F(AnalyticsSend, EverySizeAroundTheLimitsArrivesWhole) {
     for (const std::size_t limit : {1024U, 16384U, 16384U + 1024U, 16384U + 32768U, 16384U + 65536U}) {
         for (const std::size_t size : {limit - 1, limit, limit + 1}) {
             ASSERT_EQ(ftruncate(out, 0), 0);
@@ -201,27 +201,27 @@ TEST_F(analyticsSend, every_size_around_the_limits_arrives_whole) {
     }
 }
 
-TEST_F(analyticsSend, stops_at_the_limit_when_the_file_has_grown) {
+TEST_F(AnalyticsSend, StopsAtTheLimitWhenTheFileHasGrown) {
     writeFile(pattern(2500));
     EXPECT_EQ(send(1500), 0);
     EXPECT_EQ(sent(), pattern(2500).substr(0, 1500));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
-TEST_F(analyticsSend, stops_at_the_end_when_the_file_has_shrunk) {
+TEST_F(AnalyticsSend, StopsAtTheEndWhenTheFileHasShrunk) {
     writeFile(pattern(1100));
     EXPECT_EQ(send(5000), 0);
     EXPECT_EQ(sent(), pattern(1100));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 76));
 }
 
-TEST_F(analyticsSend, sends_nothing_within_a_limit_of_0) {
+TEST_F(AnalyticsSend, SendsNothingWithinALimitOf0) {
     writeFile(pattern(10));
     EXPECT_EQ(send(0), 0);
     EXPECT_THAT(wrappedWrite().sizes, IsEmpty());
 }
 
-TEST_F(analyticsSend, completes_a_block_that_was_written_in_parts) {
+TEST_F(AnalyticsSend, CompletesABlockThatWasWrittenInParts) {
     writeFile(pattern(1500));
     wrappedWrite().script = {{1000, 0}, {0, EINTR}};
     EXPECT_EQ(send(1500), 0);
@@ -229,14 +229,14 @@ TEST_F(analyticsSend, completes_a_block_that_was_written_in_parts) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 24, 24, 476));
 }
 
-TEST_F(analyticsSend, goes_on_after_a_write_error) {
+TEST_F(AnalyticsSend, GoesOnAfterAWriteError) {
     writeFile(pattern(2500));
     wrappedWrite().script = {{0, EIO}};
     EXPECT_EQ(send(2500), 0);
     EXPECT_EQ(sent(), pattern(2500).substr(1024));
 }
 
-TEST_F(analyticsSend, returns_minus_1_when_the_source_fails_after_a_block) {
+TEST_F(AnalyticsSend, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     Streams streams;
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
@@ -254,12 +254,12 @@ int seekEnd(const char* file, int32_t& size) {
     return result;
 }
 
-TEST(analyticsOpen, finds_no_file) {
+TEST(AnalyticsOpen, FindsNoFile) {
     EXPECT_EQ(analytics_open("/tmp/absent"), nullptr);
     EXPECT_EQ(analytics_open(""), nullptr);
 }
 
-TEST(analyticsSeek, tells_the_size_and_goes_back_to_the_start) {
+TEST(AnalyticsSeek, TellsTheSizeAndGoesBackToTheStart) {
     writeFile("0123456789");
     std::FILE* const file = analytics_open(path);
     int32_t size = -1;
@@ -271,21 +271,21 @@ TEST(analyticsSeek, tells_the_size_and_goes_back_to_the_start) {
     std::fclose(file);
 }
 
-TEST(analyticsSeek, fails_for_a_pipe_without_waiting_for_a_writer) {
+TEST(AnalyticsSeek, FailsForAPipeWithoutWaitingForAWriter) {
     ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
     int32_t size = -5;
     EXPECT_EQ(seekEnd("/tmp/pipe", size), -1);
     EXPECT_EQ(size, -5);
 }
 
-TEST(analyticsSeek, fails_for_a_directory) {
+TEST(AnalyticsSeek, FailsForADirectory) {
     int32_t size = -5;
     EXPECT_EQ(seekEnd("/tmp", size), -1);
     EXPECT_EQ(seekEnd("/usr", size), -1);
     EXPECT_EQ(size, -5);
 }
 
-TEST(analyticsSeek, names_sizes_up_to_the_last_of_32_bits) {
+TEST(AnalyticsSeek, NamesSizesUpToTheLastOf32Bits) {
     writeFile("");
     ASSERT_EQ(truncate(path, 0x7FFFFFFF), 0);
     int32_t size = 0;
@@ -293,7 +293,7 @@ TEST(analyticsSeek, names_sizes_up_to_the_last_of_32_bits) {
     EXPECT_EQ(size, 2147483647);
 }
 
-TEST(analyticsSeek, fails_for_files_of_2_gibibytes_and_more) {
+TEST(AnalyticsSeek, FailsForFilesOf2GibibytesAndMore) {
     writeFile("");
     ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
     int32_t size = -5;

@@ -86,9 +86,9 @@ struct Answered {
     std::string output;
 };
 
-class commandAnalytics : public testing::Test {
+class CommandAnalytics : public testing::Test {
 protected:
-    commandAnalytics() {
+    CommandAnalytics() {
         std::filesystem::create_directories("/tmp/fuse_d/analytics");
         fakePlatform().command_answer = path;
         setenv("PATH_INFO", "/analytics/get", 1);
@@ -127,14 +127,14 @@ protected:
     }
 };
 
-TEST_F(commandAnalytics, an_empty_file_is_a_header_with_size_0) {
+TEST_F(CommandAnalytics, AnEmptyFileIsAHeaderWithSize0) {
     writeFile("");
     const Answered answered = get();
     EXPECT_EQ(answered.result, -18);
     EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
 }
 
-TEST_F(commandAnalytics, header_and_bytes_arrive_exactly) {
+TEST_F(CommandAnalytics, HeaderAndBytesArriveExactly) {
     writeFile(std::string("\0\r\n\xFF{}", 6));
     const Answered answered = get();
     EXPECT_EQ(answered.result, -18);
@@ -143,14 +143,14 @@ TEST_F(commandAnalytics, header_and_bytes_arrive_exactly) {
                                            68));
 }
 
-TEST_F(commandAnalytics, sends_2500_bytes_in_blocks_of_1024_1024_and_452_bytes) {
+TEST_F(CommandAnalytics, Sends2500BytesInBlocksOf10241024And452Bytes) {
     writeFile(std::string(2500, 'x'));
     EXPECT_EQ(get().output,
               "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" + std::string(2500, 'x'));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(65, 1024, 1024, 452));
 }
 
-TEST_F(commandAnalytics, sends_single_bytes_and_whole_blocks) {
+TEST_F(CommandAnalytics, SendsSingleBytesAndWholeBlocks) {
     writeFile("1");
     EXPECT_EQ(get().output, "Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1");
     writeFile(std::string(1024, 'y'));
@@ -158,13 +158,13 @@ TEST_F(commandAnalytics, sends_single_bytes_and_whole_blocks) {
               "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1024, 'y'));
 }
 
-TEST_F(commandAnalytics, completes_writes_that_were_partial_or_interrupted) {
+TEST_F(CommandAnalytics, CompletesWritesThatWerePartialOrInterrupted) {
     writeFile("0123456789");
     wrappedWrite().script = {{10, 0}, {0, EINTR}, {60, 0}, {3, 0}, {0, EINTR}};
     EXPECT_EQ(get().output, "Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789");
 }
 
-TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
+TEST_F(CommandAnalytics, MemoryDoesNotGrowWithTheFile) {
     writeFile("");
     ASSERT_EQ(truncate(path, 64 << 20), 0);
     const auto peak = [] {
@@ -184,13 +184,13 @@ TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
     EXPECT_LT(after - before, 4096) << "kilobytes";
 }
 
-TEST_F(commandAnalytics, asks_for_the_recording_state_into_zeroed_words_then_for_the_path) {
+TEST_F(CommandAnalytics, AsksForTheRecordingStateIntoZeroedWordsThenForThePath) {
     writeFile("");
     get();
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
 }
 
-TEST_F(commandAnalytics, logs_the_path) {
+TEST_F(CommandAnalytics, LogsThePath) {
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     zvtest::SyslogCapture log;
     get();
@@ -199,7 +199,7 @@ TEST_F(commandAnalytics, logs_the_path) {
                                          "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
 }
 
-TEST_F(commandAnalytics, logs_the_path_only_from_debug_level_on) {
+TEST_F(CommandAnalytics, LogsThePathOnlyFromDebugLevelOn) {
     zvtest::SyslogCapture log;
     g_logLevel = 3;
     get();
@@ -209,7 +209,7 @@ TEST_F(commandAnalytics, logs_the_path_only_from_debug_level_on) {
     EXPECT_EQ(log.texts().size(), 1U);
 }
 
-TEST_F(commandAnalytics, an_unreadable_recording_state_prints_nothing_and_fails) {
+TEST_F(CommandAnalytics, AnUnreadableRecordingStatePrintsNothingAndFails) {
     fakePlatform().csi_result = -5;
     const Answered answered = get();
     EXPECT_EQ(answered.result, -1);
@@ -217,7 +217,7 @@ TEST_F(commandAnalytics, an_unreadable_recording_state_prints_nothing_and_fails)
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
 }
 
-TEST_F(commandAnalytics, while_recording_answers_busy_without_asking_the_daemon) {
+TEST_F(CommandAnalytics, WhileRecordingAnswersBusyWithoutAskingTheDaemon) {
     writeFile("x");
     for (const int recording : {1, 2, -1}) {
         fakePlatform().calls.clear();
@@ -229,7 +229,7 @@ TEST_F(commandAnalytics, while_recording_answers_busy_without_asking_the_daemon)
     }
 }
 
-TEST_F(commandAnalytics, returns_the_daemons_own_code_and_prints_nothing) {
+TEST_F(CommandAnalytics, ReturnsTheDaemonsOwnCodeAndPrintsNothing) {
     for (const int code : {-1, -17, -100, 4}) {
         fakePlatform().command_result = code;
         const Answered answered = get();
@@ -238,18 +238,18 @@ TEST_F(commandAnalytics, returns_the_daemons_own_code_and_prints_nothing) {
     }
 }
 
-TEST_F(commandAnalytics, a_file_that_does_not_open_is_no_content) {
+TEST_F(CommandAnalytics, AFileThatDoesNotOpenIsNoContent) {
     const Answered answered = get();
     EXPECT_EQ(answered.result, -18);
     EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
 }
 
-TEST_F(commandAnalytics, an_empty_path_is_no_content) {
+TEST_F(CommandAnalytics, AnEmptyPathIsNoContent) {
     fakePlatform().command_answer = "";
     EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
 }
 
-TEST_F(commandAnalytics, a_directory_or_a_pipe_has_no_end_to_seek) {
+TEST_F(CommandAnalytics, ADirectoryOrAPipeHasNoEndToSeek) {
     fakePlatform().command_answer = "/tmp/fuse_d";
     EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
     ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
@@ -259,13 +259,13 @@ TEST_F(commandAnalytics, a_directory_or_a_pipe_has_no_end_to_seek) {
     EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
 }
 
-TEST_F(commandAnalytics, a_file_beyond_32_bits_has_no_end_to_seek) {
+TEST_F(CommandAnalytics, AFileBeyond32BitsHasNoEndToSeek) {
     writeFile("");
     ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
     EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
 }
 
-TEST_F(commandAnalytics, a_start_that_cannot_be_sought_is_no_content) {
+TEST_F(CommandAnalytics, AStartThatCannotBeSoughtIsNoContent) {
     writeFile("x");
     startUnreachable = true;
     const Answered answered = get();
@@ -273,7 +273,7 @@ TEST_F(commandAnalytics, a_start_that_cannot_be_sought_is_no_content) {
     EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>");
 }
 
-TEST_F(commandAnalytics, closes_the_file_in_every_case) {
+TEST_F(CommandAnalytics, ClosesTheFileInEveryCase) {
     const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
     const auto before = descriptors();
     writeFile("x");
@@ -286,34 +286,34 @@ TEST_F(commandAnalytics, closes_the_file_in_every_case) {
     EXPECT_EQ(descriptors(), before);
 }
 
-TEST_F(commandAnalytics, an_endless_device_does_not_run_for_ever) {
+TEST_F(CommandAnalytics, AnEndlessDeviceDoesNotRunForEver) {
     fakePlatform().command_answer = "/dev/zero";
     const auto answered = get();
     EXPECT_EQ(answered.result, -18);
     EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
 }
 
-TEST_F(commandAnalytics, errors_read_the_environment_at_that_moment) {
+TEST_F(CommandAnalytics, ErrorsReadTheEnvironmentAtThatMoment) {
     unsetenv("PATH_INFO");
     unsetenv("QUERY_STRING");
     EXPECT_EQ(get().output, "<error (null)|(null)|204|-1|no content|handle_command_analytics|107>");
 }
 
-TEST_F(commandAnalytics, a_path_of_256_characters_is_opened_whole) {
+TEST_F(CommandAnalytics, APathOf256CharactersIsOpenedWhole) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file;
     EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
 }
 
-TEST_F(commandAnalytics, a_path_of_257_characters_is_cut_to_256) {
+TEST_F(CommandAnalytics, APathOf257CharactersIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file + "f";
     EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
 }
 
-TEST_F(commandAnalytics, a_path_that_fills_257_bytes_without_an_end_is_cut_to_256) {
+TEST_F(CommandAnalytics, APathThatFills257BytesWithoutAnEndIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().unterminated = true;
@@ -321,7 +321,7 @@ TEST_F(commandAnalytics, a_path_that_fills_257_bytes_without_an_end_is_cut_to_25
     EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
 }
 
-TEST_F(commandAnalytics, a_file_that_cannot_be_read_to_its_end_leaves_what_was_read_and_the_result) {
+TEST_F(CommandAnalytics, AFileThatCannotBeReadToItsEndLeavesWhatWasReadAndTheResult) {
     writeFile(std::string(1000, 'a') + std::string(4000, 'b'));
     readableBytes = 1500;
     const Answered answered = get();
@@ -330,7 +330,7 @@ TEST_F(commandAnalytics, a_file_that_cannot_be_read_to_its_end_leaves_what_was_r
                                    std::string(1000, 'a') + std::string(500, 'b'));
 }
 
-TEST_F(commandAnalytics, a_file_that_cannot_be_read_at_all_is_a_header_without_bytes) {
+TEST_F(CommandAnalytics, AFileThatCannotBeReadAtAllIsAHeaderWithoutBytes) {
     writeFile(std::string(5000, 'a'));
     readableBytes = 0;
     const Answered answered = get();
@@ -338,14 +338,14 @@ TEST_F(commandAnalytics, a_file_that_cannot_be_read_at_all_is_a_header_without_b
     EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n");
 }
 
-TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {
+TEST_F(CommandAnalytics, ClearSendsItsCommandAndAnswersSuccess) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     EXPECT_EQ(handle_command_analytics_clear("q", nullptr, 0), 0);
     EXPECT_EQ(output.text(), "");
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
-TEST_F(commandAnalytics, without_memory_no_error_answer_is_printed) {
+TEST_F(CommandAnalytics, WithoutMemoryNoErrorAnswerIsPrinted) {
     const Answered absent = getWithin(1);
     EXPECT_EQ(absent.result, -2);
     EXPECT_EQ(absent.output, "");
@@ -360,14 +360,14 @@ TEST_F(commandAnalytics, without_memory_no_error_answer_is_printed) {
     EXPECT_EQ(busy.output, "");
 }
 
-TEST_F(commandAnalytics, without_memory_for_all_of_an_error_answer_no_half_of_it_is_printed) {
+TEST_F(CommandAnalytics, WithoutMemoryForAllOfAnErrorAnswerNoHalfOfItIsPrinted) {
     setenv("QUERY_STRING", std::string(4000, 'q').c_str(), 1);
     const Answered absent = getWithin(1024);
     EXPECT_EQ(absent.result, -2);
     EXPECT_EQ(absent.output, "");
 }
 
-TEST_F(commandAnalytics, clear_needs_no_memory) {
+TEST_F(CommandAnalytics, ClearNeedsNoMemory) {
     int cleared = 99;
     {
         const zvtest::ScarceMemory scarce(0);
@@ -377,7 +377,7 @@ TEST_F(commandAnalytics, clear_needs_no_memory) {
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
-TEST_F(commandAnalytics, clear_answers_success_whatever_the_daemon_says) {
+TEST_F(CommandAnalytics, ClearAnswersSuccessWhateverTheDaemonSays) {
     fakePlatform().command_result = -17;
     char response[16] = "untouched";
     EXPECT_EQ(handle_command_analytics_clear(nullptr, response, sizeof response), 0);

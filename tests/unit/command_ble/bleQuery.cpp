@@ -28,12 +28,12 @@ void expectLikeStream(const std::string& text) {
 
 } // namespace
 
-TEST(ble_query, NullQueryIsEmpty) {
+TEST(BleQuery, NullQueryIsEmpty) {
     EXPECT_STREQ("", ble_query_text(nullptr));
     EXPECT_STREQ("p=1", ble_query_text("p=1"));
 }
 
-TEST(ble_query, Integers) {
+TEST(BleQuery, Integers) {
     const struct {
         const char* text;
         int value;
@@ -63,7 +63,7 @@ TEST(ble_query, Integers) {
     }
 }
 
-TEST(ble_query, NotIntegers) {
+TEST(BleQuery, NotIntegers) {
     for (const char* text : {"", " ", "x", "x1", "+", "-", "+-1", "-+1", "--1", "++1", "+ 1", "- 1", ".5", "%31",
                              "2147483648", "-2147483649", "99999999999999999999999999", "\2401"}) {
         int value = 4711;
@@ -73,7 +73,7 @@ TEST(ble_query, NotIntegers) {
     }
 }
 
-TEST(ble_query, ReadsLikeAStreamWhateverTheText) {
+TEST(BleQuery, ReadsLikeAStreamWhateverTheText) {
     static constexpr char alphabet[] = "0123456789012345678901234567890 \t\n\v\f\r+-+-xXaf.,'\0\xA0\xFF";
     std::mt19937 random(1); // NOLINT: the same texts every time
     for (int i = 0; i < 200000; ++i) {

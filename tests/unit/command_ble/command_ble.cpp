@@ -47,7 +47,7 @@ static_assert(std::is_base_of_v<Msg, BLECommandMsg> && std::is_base_of_v<Msg, Zv
 } // namespace
 
 // An interface that is whole can be called as well.
-TEST(command_ble, IsWholeByItsOneHeader) {
+TEST(CommandBle, IsWholeByItsOneHeader) {
     std::uint8_t address[6] = {};
     EXPECT_EQ(0, parse_device_address("A1B2C3D4E5F6", address));
     EXPECT_EQ(0xA1, address[5]);

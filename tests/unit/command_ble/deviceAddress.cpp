@@ -22,28 +22,28 @@ void expectRefused(const std::string& text) {
 
 } // namespace
 
-TEST(device_address, TwelveDigitsAreStoredLastOctetFirst) {
+TEST(DeviceAddress, TwelveDigitsAreStoredLastOctetFirst) {
     EXPECT_THAT(parsed("A1B2C3D4E5F6"), ElementsAre(0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1));
     EXPECT_THAT(parsed("a1b2c3d4e5f6"), ElementsAre(0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1));
     EXPECT_THAT(parsed("0123456789ab"), ElementsAre(0xAB, 0x89, 0x67, 0x45, 0x23, 0x01));
 }
 
-TEST(device_address, ShortTextsAreFilledWithZeros) {
+TEST(DeviceAddress, ShortTextsAreFilledWithZeros) {
     EXPECT_THAT(parsed("1"), ElementsAre(1, 0, 0, 0, 0, 0));
     EXPECT_THAT(parsed("abc"), ElementsAre(0xBC, 0x0A, 0, 0, 0, 0));
     EXPECT_THAT(parsed("1B2C3D4E5F6"), ElementsAre(0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0x01));
 }
 
-TEST(device_address, LongTextsLoseTheirFirstCharacters) {
+TEST(DeviceAddress, LongTextsLoseTheirFirstCharacters) {
     EXPECT_THAT(parsed("99A1B2C3D4E5F6"), ElementsAre(0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1));
     EXPECT_THAT(parsed("zzA1B2C3D4E5F6"), ElementsAre(0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1));
 }
 
-TEST(device_address, EmptyTextIsRefused) {
+TEST(DeviceAddress, EmptyTextIsRefused) {
     expectRefused("");
 }
 
-TEST(device_address, SeparatorsAreRefused) {
+TEST(DeviceAddress, SeparatorsAreRefused) {
     expectRefused("A1:B2:C3:D4:E5:F6");
     expectRefused("A1-B2-C3-D4-E5-F6");
     expectRefused("A1 B2 C3 D4 E5 F6");
@@ -52,14 +52,14 @@ TEST(device_address, SeparatorsAreRefused) {
     expectRefused("1-");
 }
 
-TEST(device_address, CellsThatAStreamWouldTakeForNumbersAreRefused) {
+TEST(DeviceAddress, CellsThatAStreamWouldTakeForNumbersAreRefused) {
     for (const char* text : {"-CA1B2C3D4E5", "+AA1B2C3D4E5", "A1B2C3D4E5-F", "0xA1B2C3D4E5", "A1B2C3D4E50x", " 1", "1 ",
                              "5:", "A1B2C3D4E5F "}) {
         expectRefused(text);
     }
 }
 
-TEST(device_address, ExactlyHexadecimalDigitsAreAcceptedAtEveryPlace) {
+TEST(DeviceAddress, ExactlyHexadecimalDigitsAreAcceptedAtEveryPlace) {
     const std::string digits = "0123456789abcdefABCDEF";
     for (std::size_t place = 0; place < 12; ++place) {
         for (int c = 0; c < 256; ++c) {
@@ -72,7 +72,7 @@ TEST(device_address, ExactlyHexadecimalDigitsAreAcceptedAtEveryPlace) {
     }
 }
 
-TEST(device_address, TextIsLowerCaseFirstOctetFirst) {
+TEST(DeviceAddress, TextIsLowerCaseFirstOctetFirst) {
     const std::uint8_t address[] = {0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0x01};
     EXPECT_EQ("01b2c3d4e5f6", ble_address_text(address));
 }

@@ -22,44 +22,44 @@ std::string items(std::uint8_t offset, std::uint8_t length, int width) {
 
 } // namespace
 
-TEST(list_entry, NameEndsAtItsSize) {
+TEST(ListEntry, NameEndsAtItsSize) {
     EXPECT_EQ("<ab>", name(2, 2));
     EXPECT_EQ("<abc>", name(2, 3));
 }
 
-TEST(list_entry, NameEndsAtAZeroByte) {
+TEST(ListEntry, NameEndsAtAZeroByte) {
     EXPECT_EQ("<abc>", name(2, 200));
     EXPECT_EQ("<>", name(5, 3));
 }
 
-TEST(list_entry, NoNameWithoutOffsetOrSize) {
+TEST(ListEntry, NoNameWithoutOffsetOrSize) {
     EXPECT_EQ("<>", name(0, 5));
     EXPECT_EQ("<>", name(2, 0));
 }
 
-TEST(list_entry, NameEndsAtTheBuffersEnd) {
+TEST(ListEntry, NameEndsAtTheBuffersEnd) {
     EXPECT_EQ("<d\xAB\x0D\x18>", name(6, 255));
     EXPECT_EQ("<\x18>", name(9, 255));
     EXPECT_EQ("<>", name(10, 255));
     EXPECT_EQ("<>", name(255, 255));
 }
 
-TEST(list_entry, ItemsAreWrittenAsTheyAreStored) {
+TEST(ListEntry, ItemsAreWrittenAsTheyAreStored) {
     EXPECT_EQ("\"0d18\"", items(8, 2, 2));
     EXPECT_EQ("\"6162\",\"6300\"", items(2, 4, 2));
 }
 
-TEST(list_entry, NoItemsWithoutOffsetOrLength) {
+TEST(ListEntry, NoItemsWithoutOffsetOrLength) {
     EXPECT_EQ("", items(0, 4, 2));
     EXPECT_EQ("", items(2, 0, 2));
 }
 
-TEST(list_entry, TrailingPartialItemIsReadWhole) {
+TEST(ListEntry, TrailingPartialItemIsReadWhole) {
     EXPECT_EQ("\"6162\",\"6300\"", items(2, 3, 2));
     EXPECT_EQ("\"61626300\"", items(2, 1, 4));
 }
 
-TEST(list_entry, ItemAcrossTheBuffersEndIsLeftOut) {
+TEST(ListEntry, ItemAcrossTheBuffersEndIsLeftOut) {
     EXPECT_EQ("\"ab0d\"", items(7, 4, 2));
     EXPECT_EQ("", items(9, 2, 2));
     EXPECT_EQ("", items(255, 255, 16));

@@ -32,7 +32,7 @@ std::string answer(const std::string& params) {
     return output.text();
 }
 
-TEST(commandExecute, starting_answers_200) {
+TEST(CommandExecute, StartingAnswers200) {
     const Installation installation;
     EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"), success);
     EXPECT_THAT(wrappedSystem().commands,
@@ -40,12 +40,12 @@ TEST(commandExecute, starting_answers_200) {
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
-TEST(commandExecute, stopping_answers_200_also_when_nothing_runs) {
+TEST(CommandExecute, StoppingAnswers200AlsoWhenNothingRuns) {
     const Installation installation;
     EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
 }
 
-TEST(commandExecute, without_a_query_answers_400) {
+TEST(CommandExecute, WithoutAQueryAnswers400) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     EXPECT_EQ(handle_command_execute(nullptr, nullptr, 0), -18);
     EXPECT_EQ(output.text(), "Content-type: application/json\nStatus: 400\n\n{\n"
@@ -53,13 +53,13 @@ TEST(commandExecute, without_a_query_answers_400) {
                              "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n");
 }
 
-TEST(commandExecute, an_unknown_program_answers_400_with_its_name) {
+TEST(CommandExecute, AnUnknownProgramAnswers400WithItsName) {
     EXPECT_EQ(answer("p1=absent&c1=start"), "Content-type: application/json\nStatus: 400\n\n{\n"
                                             "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
                                             "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
 }
 
-TEST(commandExecute, nothing_is_carried_out_when_any_command_is_invalid) {
+TEST(CommandExecute, NothingIsCarriedOutWhenAnyCommandIsInvalid) {
     const Installation installation;
     EXPECT_EQ(answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"),
               "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
@@ -67,7 +67,7 @@ TEST(commandExecute, nothing_is_carried_out_when_any_command_is_invalid) {
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(commandExecute, a_failure_stops_the_run_and_leaves_what_was_done) {
+TEST(CommandExecute, AFailureStopsTheRunAndLeavesWhatWasDone) {
     const Installation installation;
     Installation::addFile("other");
     EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"),
@@ -78,7 +78,7 @@ TEST(commandExecute, a_failure_stops_the_run_and_leaves_what_was_done) {
     EXPECT_THAT(Installation::journal(4), Contains("start [1]"));
 }
 
-TEST(commandExecute, commands_are_carried_out_in_their_order) {
+TEST(CommandExecute, CommandsAreCarriedOutInTheirOrder) {
     const Installation installation;
     EXPECT_EQ(answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"), success);
     EXPECT_THAT(wrappedSystem().commands,
@@ -86,13 +86,13 @@ TEST(commandExecute, commands_are_carried_out_in_their_order) {
                             "/usr/local/zarvo/bin/zvStream 2 < /dev/null > /dev/null 2>&1 &"));
 }
 
-TEST(commandExecute, a_gap_ends_the_request_and_what_came_before_is_carried_out) {
+TEST(CommandExecute, AGapEndsTheRequestAndWhatCameBeforeIsCarriedOut) {
     const Installation installation;
     EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"), success);
     EXPECT_EQ(wrappedSystem().commands.size(), 1U);
 }
 
-TEST(commandExecute, of_seventeen_commands_sixteen_are_carried_out) {
+TEST(CommandExecute, OfSeventeenCommandsSixteenAreCarriedOut) {
     const Installation installation;
     std::string params;
     for (int n = 1; n <= 17; ++n) {
@@ -104,7 +104,7 @@ TEST(commandExecute, of_seventeen_commands_sixteen_are_carried_out) {
     EXPECT_EQ(wrappedSystem().commands.back(), "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
 }
 
-TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
+TEST(CommandExecute, AShellThatCannotBeRunAnswers400) {
     const Installation installation;
     wrappedSystem().failing = 1;
     EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"),
@@ -113,7 +113,7 @@ TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
               "\"_function\":\"startProg\",\n\"_line\":388\n}\n");
 }
 
-TEST(commandExecute, a_shell_that_ran_is_no_failure_when_sigchld_was_handed_down_ignored) {
+TEST(CommandExecute, AShellThatRanIsNoFailureWhenSigchldWasHandedDownIgnored) {
     const Installation installation;
     std::signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(answer("p1=zvStream&c1=restart&a1=-x"), success);
@@ -136,7 +136,7 @@ Answered answerWithin(std::size_t most, const std::string& params) {
     return {result, output.text()};
 }
 
-TEST(commandExecute, without_memory_for_an_answer_nothing_is_carried_out_and_nothing_printed) {
+TEST(CommandExecute, WithoutMemoryForAnAnswerNothingIsCarriedOutAndNothingPrinted) {
     const Installation installation;
     for (const char* params : {"p1=zvStream&c1=start", "p1=zvStream&c1=stop", "p1=zvStream&c1=Start"}) {
         const Answered answered = answerWithin(1, params);
@@ -146,19 +146,19 @@ TEST(commandExecute, without_memory_for_an_answer_nothing_is_carried_out_and_not
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(commandExecute, without_memory_for_all_of_a_failure_no_half_of_it_is_printed) {
+TEST(CommandExecute, WithoutMemoryForAllOfAFailureNoHalfOfItIsPrinted) {
     // There is memory for the name, but not for it and what stands around it.
     const Answered answered = answerWithin(600, "p1=.." + std::string(500, 'x') + "&c1=start");
     EXPECT_EQ(answered.result, -2);
     EXPECT_EQ(answered.output, "");
 }
 
-TEST(commandExecute, the_answer_is_written_once_in_one_piece) {
+TEST(CommandExecute, TheAnswerIsWrittenOnceInOnePiece) {
     answer("p1=absent&c1=start");
     EXPECT_EQ(wrappedWrite().sizes.size(), 1U);
 }
 
-TEST(commandExecute, the_answer_is_completed_when_write_takes_parts_or_is_interrupted) {
+TEST(CommandExecute, TheAnswerIsCompletedWhenWriteTakesPartsOrIsInterrupted) {
     const Installation installation;
     wrappedWrite().sizes.clear(); // linked statically, those of the installation's files are counted too
     wrappedWrite().script = {{5, 0}, {0, EINTR}, {1, 0}};
@@ -166,7 +166,7 @@ TEST(commandExecute, the_answer_is_completed_when_write_takes_parts_or_is_interr
     EXPECT_EQ(wrappedWrite().sizes.size(), 4U);
 }
 
-TEST(commandExecute, a_query_of_100_kilobytes_is_answered) {
+TEST(CommandExecute, AQueryOf100KilobytesIsAnswered) {
     const std::string name(100000, 'n');
     EXPECT_EQ(answer("p1=" + name + "&c1=start&a1=" + name),
               "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " + name.substr(0, 496) +

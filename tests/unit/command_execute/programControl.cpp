@@ -55,30 +55,30 @@ void expectFound(const std::string& program) {
     EXPECT_EQ(done.text, failure("stop: not in whitelist", "stopProg", 339));
 }
 
-TEST(executeCommand, fails_without_an_entry) {
+TEST(ExecuteCommand, FailsWithoutAnEntry) {
     std::stringstream stream;
     EXPECT_EQ(executeCommand(nullptr, stream), -1);
     EXPECT_EQ(stream.str(), failure("Null Program", "executeCommand", 248));
 }
 
-TEST(executeCommand, fails_for_a_program_that_is_not_installed) {
+TEST(ExecuteCommand, FailsForAProgramThatIsNotInstalled) {
     const Installation installation;
     expectNotFound("absent");
 }
 
-TEST(executeCommand, fails_when_nothing_is_installed_at_all) {
+TEST(ExecuteCommand, FailsWhenNothingIsInstalledAtAll) {
     expectNotFound("zvStream");
 }
 
 // The path before the name has 21 characters.
-TEST(executeCommand, finds_a_program_whose_path_has_49_characters) {
+TEST(ExecuteCommand, FindsAProgramWhosePathHas49Characters) {
     const Installation installation;
     const std::string name(28, 'p');
     Installation::addFile(name);
     expectFound(name);
 }
 
-TEST(executeCommand, refuses_a_path_of_exactly_50_characters) {
+TEST(ExecuteCommand, RefusesAPathOfExactly50Characters) {
     const Installation installation;
     const std::string name(29, 'p');
     Installation::addFile(name);
@@ -86,7 +86,7 @@ TEST(executeCommand, refuses_a_path_of_exactly_50_characters) {
     expectNotFound(name);
 }
 
-TEST(executeCommand, tests_the_cut_path_of_51_characters_and_more) {
+TEST(ExecuteCommand, TestsTheCutPathOf51CharactersAndMore) {
     const Installation installation;
     expectNotFound(std::string(30, 'p'));
     Installation::addFile(std::string(28, 'p'));
@@ -94,18 +94,18 @@ TEST(executeCommand, tests_the_cut_path_of_51_characters_and_more) {
     expectFound(std::string(5000, 'p'));
 }
 
-TEST(executeCommand, message_of_a_long_name_is_cut_to_511_characters) {
+TEST(ExecuteCommand, MessageOfALongNameIsCutTo511Characters) {
     const Done done = execute(std::string(5000, 'q'), "", exec_stop);
     EXPECT_EQ(done.text, failure("file not found " + std::string(496, 'q'), "executeCommand", 255));
 }
 
-TEST(executeCommand, a_pipe_in_the_installation_is_not_waited_for) {
+TEST(ExecuteCommand, APipeInTheInstallationIsNotWaitedFor) {
     const Installation installation;
     ASSERT_EQ(mkfifo("/usr/local/zarvo/bin/pipe", 0600), 0);
     expectFound("pipe");
 }
 
-TEST(executeCommand, a_directory_of_the_installation_can_be_read_and_is_not_whitelisted) {
+TEST(ExecuteCommand, ADirectoryOfTheInstallationCanBeReadAndIsNotWhitelisted) {
     const Installation installation;
     for (const int32_t action : {exec_stop, exec_start}) {
         const Done done = execute(".", "", action);
@@ -115,7 +115,7 @@ TEST(executeCommand, a_directory_of_the_installation_can_be_read_and_is_not_whit
     }
 }
 
-TEST(executeCommand, an_installed_program_that_is_not_whitelisted_is_neither_started_nor_stopped) {
+TEST(ExecuteCommand, AnInstalledProgramThatIsNotWhitelistedIsNeitherStartedNorStopped) {
     const Installation installation;
     Installation::addFile("other");
     for (const int32_t action : {exec_stop, exec_restart}) {
@@ -129,7 +129,7 @@ TEST(executeCommand, an_installed_program_that_is_not_whitelisted_is_neither_sta
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(executeCommand, refuses_actions_out_of_range) {
+TEST(ExecuteCommand, RefusesActionsOutOfRange) {
     const Installation installation;
     for (const int32_t action : {-1, 3}) {
         const Done done = execute("zvStream", "", action);
@@ -139,7 +139,7 @@ TEST(executeCommand, refuses_actions_out_of_range) {
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(executeCommand, starts_the_program_with_its_arguments) {
+TEST(ExecuteCommand, StartsTheProgramWithItsArguments) {
     const Installation installation;
     const Done done = execute("zvStream", "-x", exec_start);
     EXPECT_EQ(done.result, 0);
@@ -150,7 +150,7 @@ TEST(executeCommand, starts_the_program_with_its_arguments) {
     EXPECT_EQ(Installation::running().size(), 1U);
 }
 
-TEST(executeCommand, quotes_are_removed_and_the_tail_keeps_its_characters) {
+TEST(ExecuteCommand, QuotesAreRemovedAndTheTailKeepsItsCharacters) {
     const Installation installation;
     const auto left = [](const std::string& arguments) {
         ExecEntry entry{"zvStream", arguments, exec_restart};
@@ -167,13 +167,13 @@ TEST(executeCommand, quotes_are_removed_and_the_tail_keeps_its_characters) {
     EXPECT_EQ(left(""), "");
 }
 
-TEST(executeCommand, quotes_stay_when_the_program_is_not_found) {
+TEST(ExecuteCommand, QuotesStayWhenTheProgramIsNotFound) {
     ExecEntry entry{"absent", "\"-x\"", exec_start};
     EXPECT_EQ(execute(entry).text, failure("file not found absent", "executeCommand", 255));
     EXPECT_EQ(entry.arguments, "\"-x\"");
 }
 
-TEST(executeCommand, the_arguments_left_by_the_removal_are_what_the_shell_gets) {
+TEST(ExecuteCommand, TheArgumentsLeftByTheRemovalAreWhatTheShellGets) {
     const Installation installation;
     execute("zvStream", "a\"b", exec_start);
     EXPECT_THAT(wrappedSystem().commands,
@@ -181,7 +181,7 @@ TEST(executeCommand, the_arguments_left_by_the_removal_are_what_the_shell_gets) 
     EXPECT_THAT(Installation::journal(4), Contains("start [abb]"));
 }
 
-TEST(executeCommand, a_shell_that_does_not_understand_the_arguments_is_no_failure) {
+TEST(ExecuteCommand, AShellThatDoesNotUnderstandTheArgumentsIsNoFailure) {
     const Installation installation;
     const Done done = execute("zvStream", "\"-x\"", exec_start);
     EXPECT_EQ(done.result, 0);
@@ -190,7 +190,7 @@ TEST(executeCommand, a_shell_that_does_not_understand_the_arguments_is_no_failur
                 ElementsAre("/usr/local/zarvo/bin/zvStream -xx\" < /dev/null > /dev/null 2>&1 &"));
 }
 
-TEST(executeCommand, restart_stops_then_starts_a_new_process) {
+TEST(ExecuteCommand, RestartStopsThenStartsANewProcess) {
     const Installation installation;
     execute("zvStream", "one", exec_start);
     Installation::journal(4);
@@ -205,7 +205,7 @@ TEST(executeCommand, restart_stops_then_starts_a_new_process) {
                             "killall -9 zvStream", "/usr/local/zarvo/bin/zvStream two < /dev/null > /dev/null 2>&1 &"));
 }
 
-TEST(executeCommand, restart_succeeds_when_nothing_was_running) {
+TEST(ExecuteCommand, RestartSucceedsWhenNothingWasRunning) {
     const Installation installation;
     EXPECT_EQ(execute("zvStream", "", exec_restart).result, 0);
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
@@ -213,7 +213,7 @@ TEST(executeCommand, restart_succeeds_when_nothing_was_running) {
     EXPECT_THAT(Installation::journal(4), Contains("start"));
 }
 
-TEST(executeCommand, restart_whose_stop_fails_starts_nothing) {
+TEST(ExecuteCommand, RestartWhoseStopFailsStartsNothing) {
     const Installation installation;
     wrappedSystem().failing = 2;
     const Done done = execute("zvStream", "", exec_restart);
@@ -222,7 +222,7 @@ TEST(executeCommand, restart_whose_stop_fails_starts_nothing) {
     EXPECT_EQ(wrappedSystem().commands.size(), 2U);
 }
 
-TEST(executeCommand, restart_whose_start_fails_leaves_the_program_stopped) {
+TEST(ExecuteCommand, RestartWhoseStartFailsLeavesTheProgramStopped) {
     const Installation installation;
     execute("zvStream", "", exec_start);
     Installation::journal(4);
@@ -235,7 +235,7 @@ TEST(executeCommand, restart_whose_start_fails_leaves_the_program_stopped) {
     EXPECT_TRUE(Installation::becomes(0));
 }
 
-TEST(stopProg, whitelist_is_compared_exactly) {
+TEST(StopProg, WhitelistIsComparedExactly) {
     for (const char* name : {"zvstream", "zvStream ", "zvStrea", "zvStreams", ""}) {
         std::stringstream stream;
         EXPECT_EQ(stopProg(name, stream), -1);
@@ -243,7 +243,7 @@ TEST(stopProg, whitelist_is_compared_exactly) {
     }
 }
 
-TEST(stopProg, lets_the_program_end_on_sigint) {
+TEST(StopProg, LetsTheProgramEndOnSigint) {
     const Installation installation;
     std::stringstream stream;
     ASSERT_EQ(startProg("zvStream", "", stream), 0);
@@ -254,7 +254,7 @@ TEST(stopProg, lets_the_program_end_on_sigint) {
     EXPECT_TRUE(Installation::becomes(0));
 }
 
-TEST(stopProg, kills_every_process_that_does_not_end) {
+TEST(StopProg, KillsEveryProcessThatDoesNotEnd) {
     const Installation installation(true);
     std::stringstream stream;
     ASSERT_EQ(startProg("zvStream", "1", stream), 0);
@@ -264,7 +264,7 @@ TEST(stopProg, kills_every_process_that_does_not_end) {
     EXPECT_TRUE(Installation::becomes(0));
 }
 
-TEST(stopProg, waits_50_milliseconds_between_the_signals) {
+TEST(StopProg, Waits50MillisecondsBetweenTheSignals) {
     std::stringstream stream;
     wrappedSystem().failing = 1; // at once: what is left between the two is the wait
     EXPECT_EQ(stopProg("zvStream", stream), 0);
@@ -273,14 +273,14 @@ TEST(stopProg, waits_50_milliseconds_between_the_signals) {
     EXPECT_GE(moments.at(1) - moments.at(0), std::chrono::microseconds(50000));
 }
 
-TEST(stopProg, ignores_a_shell_that_cannot_send_the_first_signal) {
+TEST(StopProg, IgnoresAShellThatCannotSendTheFirstSignal) {
     std::stringstream stream;
     wrappedSystem().failing = 1;
     EXPECT_EQ(stopProg("zvStream", stream), 0);
     EXPECT_EQ(wrappedSystem().commands.size(), 2U);
 }
 
-TEST(startProg, whitelist_is_compared_exactly) {
+TEST(StartProg, WhitelistIsComparedExactly) {
     for (const char* name : {"zvstream", "zvStream ", "zvStrea", "zvStreams", ""}) {
         std::stringstream stream;
         EXPECT_EQ(startProg(name, "", stream), -1);
@@ -288,21 +288,21 @@ TEST(startProg, whitelist_is_compared_exactly) {
     }
 }
 
-TEST(startProg, null_arguments_are_none) {
+TEST(StartProg, NullArgumentsAreNone) {
     const Installation installation;
     std::stringstream stream;
     EXPECT_EQ(startProg("zvStream", nullptr, stream), 0);
     EXPECT_THAT(Installation::journal(4), Contains("start"));
 }
 
-TEST(startProg, the_shell_splits_and_interprets_the_arguments) {
+TEST(StartProg, TheShellSplitsAndInterpretsTheArguments) {
     const Installation installation;
     std::stringstream stream;
     EXPECT_EQ(startProg("zvStream", "'a b' $((1+1)) c", stream), 0);
     EXPECT_THAT(Installation::journal(4), Contains("start [a b] [2] [c]"));
 }
 
-TEST(startProg, the_program_does_not_hold_this_process_descriptors) {
+TEST(StartProg, TheProgramDoesNotHoldThisProcessDescriptors) {
     const Installation installation;
     int connection[2];
     ASSERT_EQ(pipe(connection), 0); // inherited, as it stands
@@ -314,7 +314,7 @@ TEST(startProg, the_program_does_not_hold_this_process_descriptors) {
     EXPECT_EQ(read(connection[0], &byte, 1), 0) << "nobody else holds the pipe's other end";
 }
 
-TEST(startProg, does_not_wait_for_the_program) {
+TEST(StartProg, DoesNotWaitForTheProgram) {
     const Installation installation(true);
     std::stringstream stream;
     const auto start = std::chrono::steady_clock::now();
@@ -324,14 +324,14 @@ TEST(startProg, does_not_wait_for_the_program) {
     EXPECT_EQ(Installation::running().size(), 1U);
 }
 
-TEST(startProg, commands_are_cut_to_1023_characters) {
+TEST(StartProg, CommandsAreCutTo1023Characters) {
     std::stringstream stream;
     EXPECT_EQ(startProg("zvStream", std::string(5000, 'x').c_str(), stream), 0);
     ASSERT_EQ(wrappedSystem().commands.size(), 1U);
     EXPECT_EQ(wrappedSystem().commands[0], "/usr/local/zarvo/bin/zvStream " + std::string(993, 'x'));
 }
 
-TEST(startProg, message_of_a_long_command_is_cut_to_511_characters) {
+TEST(StartProg, MessageOfALongCommandIsCutTo511Characters) {
     std::stringstream stream;
     wrappedSystem().failing = 1;
     EXPECT_EQ(startProg("zvStream", std::string(5000, 'x').c_str(), stream), -1);

@@ -45,7 +45,7 @@ constexpr const char* letters = "ABCDEFGHIJKLMNOPQRST";
 
 } // namespace
 
-TEST(zvHexdump, NoBytesGiveTheAddressAlone) {
+TEST(ZvHexdump, NoBytesGiveTheAddressAlone) {
     const KnownMemory memory;
     const void* const address = memory.put(8, "");
     EXPECT_EQ("0x20000008\n", dump(snhexdump, address, 0));
@@ -53,7 +53,7 @@ TEST(zvHexdump, NoBytesGiveTheAddressAlone) {
     EXPECT_EQ("(nil)\n", dump(snhexdump, nullptr, 0));
 }
 
-TEST(zvHexdump, FullLine) {
+TEST(ZvHexdump, FullLine) {
     const KnownMemory memory;
     const void* const address = memory.put(0, letters);
     EXPECT_EQ("20000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n",
@@ -62,21 +62,21 @@ TEST(zvHexdump, FullLine) {
               dump(snhexdump0, address, 16));
 }
 
-TEST(zvHexdump, AlignedLinesStandAtMultiplesOf16) {
+TEST(ZvHexdump, AlignedLinesStandAtMultiplesOf16) {
     const KnownMemory memory;
     EXPECT_EQ("20000000                            41 42 43 44  45 46 47 48          ABCDEFGH\n"
               "20000010  49 4A 4B 4C  4D 4E 4F 50  51 52 53 54               IJKLMNOPQRST    \n",
               dump(snhexdump, memory.put(8, letters), 20));
 }
 
-TEST(zvHexdump, UnalignedLinesStartAtTheFirstByte) {
+TEST(ZvHexdump, UnalignedLinesStartAtTheFirstByte) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
               "00000010  51 52 53 54                                         QRST            \n",
               dump(snhexdump0, memory.put(8, letters), 20));
 }
 
-TEST(zvHexdump, WorkerDoesEither) {
+TEST(ZvHexdump, WorkerDoesEither) {
     const KnownMemory memory;
     const void* const address = memory.put(4, letters);
     char text[4096];
@@ -86,13 +86,13 @@ TEST(zvHexdump, WorkerDoesEither) {
     EXPECT_EQ(dump(snhexdump0, address, 20, "p"), text);
 }
 
-TEST(zvHexdump, SingleByteInsideALine) {
+TEST(ZvHexdump, SingleByteInsideALine) {
     const KnownMemory memory;
     EXPECT_EQ("20000020                  7E                                       ~          \n",
               dump(snhexdump, memory.put(0x25, "~"), 1));
 }
 
-TEST(zvHexdump, PrefixStandsBeforeEveryLabel) {
+TEST(ZvHexdump, PrefixStandsBeforeEveryLabel) {
     const KnownMemory memory;
     const void* const address = memory.put(0, letters);
     EXPECT_EQ("> 00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
@@ -103,13 +103,13 @@ TEST(zvHexdump, PrefixStandsBeforeEveryLabel) {
               dump(snhexdump0, address, 1, "%s"));
 }
 
-TEST(zvHexdump, OnlyCodes32To126AreShownAsCharacters) {
+TEST(ZvHexdump, OnlyCodes32To126AreShownAsCharacters) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  00 1F 20 25  7E 7F 80 FF  0A                        .. %~....       \n",
               dump(snhexdump0, memory.put(0, std::string("\0\x1F %~\x7F\x80\xFF\n", 9)), 9));
 }
 
-TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
+TEST(ZvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
     const KnownMemory memory;
     const std::string equal(16, 'e');
     EXPECT_EQ("20000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
@@ -118,7 +118,7 @@ TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
               dump(snhexdump, memory.put(0, equal + equal + equal + std::string(16, 'd')), 64));
 }
 
-TEST(zvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
+TEST(ZvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
     const KnownMemory memory;
     const std::string equal(16, 'e');
     const std::string other(16, 'o');
@@ -135,7 +135,7 @@ TEST(zvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
               dump(snhexdump, memory.put(0, equal + equal + other + other + other + equal), 96));
 }
 
-TEST(zvHexdump, LabelsAreInCapitals) {
+TEST(ZvHexdump, LabelsAreInCapitals) {
     const KnownMemory memory;
     std::string bytes(246, '\0');
     std::iota(bytes.begin(), bytes.end(), '\0');
@@ -154,7 +154,7 @@ TEST(zvHexdump, LabelsAreInCapitals) {
               dump(snhexdump, memory.put(0xABC, "ABCDEF"), 6));
 }
 
-TEST(zvHexdump, DotsHaveNoPrefix) {
+TEST(ZvHexdump, DotsHaveNoPrefix) {
     const KnownMemory memory;
     EXPECT_EQ("p00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
               "...\n"
@@ -162,13 +162,13 @@ TEST(zvHexdump, DotsHaveNoPrefix) {
               dump(snhexdump0, memory.put(0, std::string(32, 'e') + "d"), 33, "p"));
 }
 
-TEST(zvHexdump, EqualLinesAtTheEndLeaveNoDots) {
+TEST(ZvHexdump, EqualLinesAtTheEndLeaveNoDots) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n",
               dump(snhexdump0, memory.put(0, std::string(48, 'e')), 48));
 }
 
-TEST(zvHexdump, PartOfALineIsNeverEqual) {
+TEST(ZvHexdump, PartOfALineIsNeverEqual) {
     const KnownMemory memory;
     // 15 equal bytes at the end, and 8 at the start of an aligned dump, whose neighbours cannot be read.
     EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
@@ -180,7 +180,7 @@ TEST(zvHexdump, PartOfALineIsNeverEqual) {
               dump(snhexdump, memory.put(8, std::string(40, '\0')), 40));
 }
 
-TEST(zvHexdump, ReadsNothingOutsideTheRange) {
+TEST(ZvHexdump, ReadsNothingOutsideTheRange) {
     const KnownMemory memory;
     dump(snhexdump, memory.put(0, letters), 20);
     dump(snhexdump, memory.put(-20, letters), 20);
@@ -188,7 +188,7 @@ TEST(zvHexdump, ReadsNothingOutsideTheRange) {
     dump(snhexdump0, memory.put(-32, std::string(32, 'e')), 32);
 }
 
-TEST(zvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
+TEST(ZvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
     const KnownMemory memory;
     const void* const address = memory.put(0, std::string(48, 'e') + letters);
     const std::string whole = dump(snhexdump0, address, 68, "p");

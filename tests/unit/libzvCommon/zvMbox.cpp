@@ -61,7 +61,7 @@ void interruptFromNowOn() {
 
 } // namespace
 
-TEST(zvMbox, InitFillsTheHandleAndOpensNothing) {
+TEST(ZvMbox, InitFillsTheHandleAndOpensNothing) {
     zvMbox_attr box;
     std::fill_n(reinterpret_cast<unsigned char*>(&box), sizeof box, static_cast<unsigned char>(0xAA));
     const char* const name = "/init";
@@ -75,7 +75,7 @@ TEST(zvMbox, InitFillsTheHandleAndOpensNothing) {
     EXPECT_FALSE(exists("/dev/mqueue/init"));
 }
 
-TEST(zvMbox, OpeningForReceivingCreatesTheQueue) {
+TEST(ZvMbox, OpeningForReceivingCreatesTheQueue) {
     zvMbox_attr box;
     ASSERT_EQ(0, zvMbox_rxopen_ext("/rx", 3, 700, &box));
     EXPECT_EQ(3, attributesOf(box).mq_maxmsg);
@@ -88,14 +88,14 @@ TEST(zvMbox, OpeningForReceivingCreatesTheQueue) {
     EXPECT_EQ(0, zvMbox_close(&box));
 }
 
-TEST(zvMbox, OpeningForReceivingTakes1500BytesUnlessToldOtherwise) {
+TEST(ZvMbox, OpeningForReceivingTakes1500BytesUnlessToldOtherwise) {
     zvMbox_attr box;
     ASSERT_EQ(0, zvMbox_rxopen("/rx", 4, &box));
     EXPECT_EQ(4, attributesOf(box).mq_maxmsg);
     EXPECT_EQ(1500, attributesOf(box).mq_msgsize);
 }
 
-TEST(zvMbox, ExistingQueueKeepsItsOwnAttributes) {
+TEST(ZvMbox, ExistingQueueKeepsItsOwnAttributes) {
     zvMbox_attr first;
     zvMbox_attr second;
     ASSERT_EQ(0, zvMbox_rxopen_ext("/rx", 3, 700, &first));
@@ -105,7 +105,7 @@ TEST(zvMbox, ExistingQueueKeepsItsOwnAttributes) {
     EXPECT_EQ(9, second.attr.mq_maxmsg); // what was asked for
 }
 
-TEST(zvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
+TEST(ZvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
     zvMbox_attr box;
     umask(0);
     ASSERT_EQ(0, zvMbox_rxopen("/open", 2, &box));
@@ -118,7 +118,7 @@ TEST(zvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
     EXPECT_EQ(0600U, modeOf("/private"));
 }
 
-TEST(zvMbox, OpeningForSendingNeverCreates) {
+TEST(ZvMbox, OpeningForSendingNeverCreates) {
     zvMbox_attr box;
     g_debug_level = 0;
     errno = 0;
@@ -130,14 +130,14 @@ TEST(zvMbox, OpeningForSendingNeverCreates) {
     EXPECT_FALSE(exists("/dev/mqueue/none"));
 }
 
-TEST(zvMbox, OpeningForSendingIsForSendingOnly) {
+TEST(ZvMbox, OpeningForSendingIsForSendingOnly) {
     const Pair pair("/tx");
     char byte[1500];
     EXPECT_EQ(-1, mq_receive(pair.tx.mqd, byte, sizeof byte, nullptr));
     EXPECT_EQ(EBADF, errno);
 }
 
-TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
+TEST(ZvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     const std::string tx = "[   zvMbox_txopen:  76] mbox=/none errno=No such file or directory\n";
     const std::string rx = "[zvMbox_rxopen_ext:  58] mbox=noslash errno=Invalid argument\n";
     const std::string both = std::string("@").append(tx).append("@").append(rx);
@@ -160,7 +160,7 @@ TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     }
 }
 
-TEST(zvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
+TEST(ZvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
     // Where prefix, name and error text together have 1022 to 1025 characters, and far beyond.
     for (const std::size_t length : {965U, 966U, 967U, 968U, 5000U}) {
         const std::string name = "/" + std::string(length, 'n');
@@ -181,7 +181,7 @@ TEST(zvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
     }
 }
 
-TEST(zvMbox, OpenFailuresAreSilentBelowVerbosity16) {
+TEST(ZvMbox, OpenFailuresAreSilentBelowVerbosity16) {
     const Reported all = reported(15 | toFile | toStdout, [] {
         zvMbox_attr box;
         EXPECT_EQ(-1, zvMbox_txopen("/none", &box));
@@ -194,7 +194,7 @@ TEST(zvMbox, OpenFailuresAreSilentBelowVerbosity16) {
     EXPECT_EQ("(no file)", all.file);
 }
 
-TEST(zvMbox, CreatingGives0EvenWhenItFails) {
+TEST(ZvMbox, CreatingGives0EvenWhenItFails) {
     EXPECT_EQ(0, zvMbox_create_ext("/made", 3, 600));
     EXPECT_EQ(0, zvMbox_create("/plain", 4));
     zvMbox_attr box;
@@ -213,7 +213,7 @@ TEST(zvMbox, CreatingGives0EvenWhenItFails) {
     EXPECT_FALSE(exists("/dev/mqueue/toolarge"));
 }
 
-TEST(zvMbox, CreatingLeavesNoDescriptorOpen) {
+TEST(ZvMbox, CreatingLeavesNoDescriptorOpen) {
     const int before = dup(0);
     close(before);
     zvMbox_create("/made", 3);
@@ -222,7 +222,7 @@ TEST(zvMbox, CreatingLeavesNoDescriptorOpen) {
     EXPECT_EQ(before, after);
 }
 
-TEST(zvMbox, ClosingGivesWhatTheCloseGave) {
+TEST(ZvMbox, ClosingGivesWhatTheCloseGave) {
     Pair pair("/close");
     EXPECT_EQ(0, zvMbox_close(&pair.tx));
     EXPECT_EQ(-1, zvMbox_close(&pair.tx));
@@ -231,7 +231,7 @@ TEST(zvMbox, ClosingGivesWhatTheCloseGave) {
     EXPECT_EQ(-1, zvMbox_close(&box));
 }
 
-TEST(zvMbox, UnlinkingAlwaysGives0) {
+TEST(ZvMbox, UnlinkingAlwaysGives0) {
     EXPECT_EQ(0, zvMbox_create("/gone", 2));
     EXPECT_EQ(0, zvMbox_unlink("/gone"));
     EXPECT_FALSE(exists("/dev/mqueue/gone"));
@@ -239,7 +239,7 @@ TEST(zvMbox, UnlinkingAlwaysGives0) {
     EXPECT_EQ(0, zvMbox_unlink("noslash"));
 }
 
-TEST(zvMbox, MessagesArriveInOrderAtPriority0) {
+TEST(ZvMbox, MessagesArriveInOrderAtPriority0) {
     Pair pair("/box");
     EXPECT_EQ(0, zvMbox_send("one", 3, &pair.tx));
     EXPECT_EQ(0, zvMbox_send("", 0, &pair.tx));
@@ -253,7 +253,7 @@ TEST(zvMbox, MessagesArriveInOrderAtPriority0) {
     EXPECT_EQ(0, snzvMbox_receive(text, sizeof text, &pair.rx));
 }
 
-TEST(zvMbox, Message1500BytesLongGoes) {
+TEST(ZvMbox, Message1500BytesLongGoes) {
     Pair pair("/box");
     const std::string message(1500, 'm');
     EXPECT_EQ(0, zvMbox_send(message.data(), 1500, &pair.tx));
@@ -262,7 +262,7 @@ TEST(zvMbox, Message1500BytesLongGoes) {
     EXPECT_EQ(message, std::string(text, 1500));
 }
 
-TEST(zvMbox, LongerMessageEndsTheProcess) {
+TEST(ZvMbox, LongerMessageEndsTheProcess) {
     Pair pair("/box");
     const auto send = [&] {
         const std::string message(1501, 'm');
@@ -277,7 +277,7 @@ TEST(zvMbox, LongerMessageEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMbox, SendGivesMinus1WhenTheQueueRefuses) {
+TEST(ZvMbox, SendGivesMinus1WhenTheQueueRefuses) {
     zvMbox_attr box;
     zvMbox_init("/never", 2, &box);
     EXPECT_EQ(-1, zvMbox_send("x", 1, &box)); // not open
@@ -289,7 +289,7 @@ TEST(zvMbox, SendGivesMinus1WhenTheQueueRefuses) {
     EXPECT_EQ(0, zvMbox_send("0123456789", 10, &box));
 }
 
-TEST(zvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits) {
+TEST(ZvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits) {
     Pair pair("/full");
     ASSERT_EQ(0, zvMbox_send("1", 1, &pair.tx));
     ASSERT_EQ(0, zvMbox_send("2", 1, &pair.tx));
@@ -310,7 +310,7 @@ TEST(zvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits)
     EXPECT_EQ(2, attributesOf(pair.rx).mq_curmsgs);
 }
 
-TEST(zvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
+TEST(ZvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
     Pair pair("/full", 1);
     ASSERT_EQ(0, zvMbox_send("1", 1, &pair.tx));
     const auto send = [&] { zvMbox_send("2", 1, &pair.tx); };
@@ -323,7 +323,7 @@ TEST(zvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
     EXPECT_EQ("", silent.ended.err);
 }
 
-TEST(zvMbox, SenderLooksAtTheQueueAnewEveryTime) {
+TEST(ZvMbox, SenderLooksAtTheQueueAnewEveryTime) {
     Pair pair("/box", 1);
     char text[1500];
     for (int i = 0; i < 3; ++i) {
@@ -332,7 +332,7 @@ TEST(zvMbox, SenderLooksAtTheQueueAnewEveryTime) {
     }
 }
 
-TEST(zvMbox, BlockingReceiveWaitsForAMessage) {
+TEST(ZvMbox, BlockingReceiveWaitsForAMessage) {
     Pair pair("/box");
     std::fflush(nullptr);
     const pid_t peer = fork();
@@ -349,7 +349,7 @@ TEST(zvMbox, BlockingReceiveWaitsForAMessage) {
     waitpid(peer, nullptr, 0);
 }
 
-TEST(zvMbox, FailedBlockingReceiveEndsTheProcess) {
+TEST(ZvMbox, FailedBlockingReceiveEndsTheProcess) {
     Pair pair("/box");
     const Reported small = reported(8, [&] {
         char text[1499];
@@ -367,7 +367,7 @@ TEST(zvMbox, FailedBlockingReceiveEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(unopened));
 }
 
-TEST(zvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
+TEST(ZvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
     Pair pair("/box");
     const auto receive = [&pair] {
         interruptFromNowOn();
@@ -382,7 +382,7 @@ TEST(zvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
+TEST(ZvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
     Pair pair("/box");
     const Reported all = reported(0xFF, [&pair] {
         interruptFromNowOn();
@@ -396,7 +396,7 @@ TEST(zvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
     EXPECT_EQ("", all.ended.err);
 }
 
-TEST(zvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
+TEST(ZvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
     Pair pair("/box");
     zvMbox_send("here", 4, &pair.tx);
     zvMbox_send("", 0, &pair.tx);
@@ -407,7 +407,7 @@ TEST(zvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
     EXPECT_EQ(0, snzvMbox_timedreceive(text, sizeof text, &pair.rx)); // an empty message is one, too
 }
 
-TEST(zvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
+TEST(ZvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
     Pair pair("/box");
     SyslogCapture log;
     char text[1500];
@@ -425,7 +425,7 @@ TEST(zvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
     EXPECT_TRUE(log.take().empty());
 }
 
-TEST(zvMbox, TimedReceiveGivesMinus2OnOtherFailuresAndStaysSilent) {
+TEST(ZvMbox, TimedReceiveGivesMinus2OnOtherFailuresAndStaysSilent) {
     Pair pair("/box");
     const Reported all = reported(0xFF, [&] {
         char text[1500];

@@ -14,13 +14,13 @@ const std::map<int, const char*> models = {
 
 } // namespace
 
-TEST(zvModel, EveryModelHasItsCodeName) {
+TEST(ZvModel, EveryModelHasItsCodeName) {
     for (const auto& [number, name] : models) {
         EXPECT_STREQ(name, get_model_name(number)) << number;
     }
 }
 
-TEST(zvModel, AllOtherNumbersHaveNone) {
+TEST(ZvModel, AllOtherNumbersHaveNone) {
     for (int number = -300; number <= 300; ++number) {
         if (models.count(number) == 0) {
             EXPECT_EQ(nullptr, get_model_name(number)) << number;
@@ -31,6 +31,6 @@ TEST(zvModel, AllOtherNumbersHaveNone) {
     EXPECT_EQ(nullptr, get_model_name(INT_MIN));
 }
 
-TEST(zvModel, NumberThatClosesTheTableHasNone) {
+TEST(ZvModel, NumberThatClosesTheTableHasNone) {
     EXPECT_EQ(nullptr, get_model_name(-1));
 }

@@ -122,20 +122,20 @@ bool always(const Bytes&, zvMbox_attr&) {
 
 } // namespace
 
-TEST(zvMsg, BuildStartsAMessageWithCodeAndPayload) {
+TEST(ZvMsg, BuildStartsAMessageWithCodeAndPayload) {
     Holder message;
     EXPECT_EQ(17, zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7));
     EXPECT_EQ(17, message->length);
     EXPECT_EQ((Bytes{0, 17, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3}), message.bytes());
 }
 
-TEST(zvMsg, BuildTakesAnEmptyPayload) {
+TEST(ZvMsg, BuildTakesAnEmptyPayload) {
     Holder message;
     EXPECT_EQ(14, zvmsg_build(message, "\0\xFF", nullptr, 0, 255));
     EXPECT_EQ((Bytes{0, 14, 0, 255, 0, 0, 2, 65, 0, 255, 0, 0, 0, 66}), message.bytes());
 }
 
-TEST(zvMsg, BuildLeavesOutWhatDoesNotFit) {
+TEST(ZvMsg, BuildLeavesOutWhatDoesNotFit) {
     Holder message(12);
     EXPECT_EQ(10, zvmsg_build(message, "PD", "123", 3, 7));
     EXPECT_EQ((Bytes{0, 10, 0, 7, 0, 0, 2, 65, 'P', 'D'}), message.bytes());
@@ -143,13 +143,13 @@ TEST(zvMsg, BuildLeavesOutWhatDoesNotFit) {
     EXPECT_EQ(17, zvmsg_build(fits, "PD", "123", 3, 7));
 }
 
-TEST(zvMsg, HolderIsTwoWordsAndTheMessage) {
+TEST(ZvMsg, HolderIsTwoWordsAndTheMessage) {
     EXPECT_EQ(0U, offsetof(zvmsg_holder, capacity));
     EXPECT_EQ(4U, offsetof(zvmsg_holder, length));
     EXPECT_EQ(8U, offsetof(zvmsg_holder, buf));
 }
 
-TEST(zvMsg, SendAddsNamesAndEndMarker) {
+TEST(ZvMsg, SendAddsNamesAndEndMarker) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request();
@@ -160,7 +160,7 @@ TEST(zvMsg, SendAddsNamesAndEndMarker) {
     EXPECT_EQ(0, tlv_validate(message->buf));
 }
 
-TEST(zvMsg, SendGoesThroughViaWhileTheDestinationStays) {
+TEST(ZvMsg, SendGoesThroughViaWhileTheDestinationStays) {
     zvMbox_attr to;
     zvMbox_attr via;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &to));
@@ -171,7 +171,7 @@ TEST(zvMsg, SendGoesThroughViaWhileTheDestinationStays) {
     EXPECT_EQ(requestBytes, received(via));
 }
 
-TEST(zvMsg, SendLeavesNoDescriptorOpen) {
+TEST(ZvMsg, SendLeavesNoDescriptorOpen) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const int before = dup(0);
@@ -186,7 +186,7 @@ TEST(zvMsg, SendLeavesNoDescriptorOpen) {
     EXPECT_EQ(before, after);
 }
 
-TEST(zvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
+TEST(ZvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request(17); // 17 bytes are taken: room for an element without data
@@ -194,7 +194,7 @@ TEST(zvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
     EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}), received(inbox));
 }
 
-TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
+TEST(ZvMsg, MessageWithoutEndMarkerEndsTheSender) {
     const auto send = [] {
         Holder message = request(16);
         zvmsg_send(message, "/me", "/to", nullptr, 0);
@@ -207,7 +207,7 @@ TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMsg, MissingMailboxEndsTheSender) {
+TEST(ZvMsg, MissingMailboxEndsTheSender) {
     const auto send = [] {
         Holder message = request();
         zvmsg_send(message, "/me", "/to", nullptr, 0);
@@ -228,7 +228,7 @@ TEST(zvMsg, MissingMailboxEndsTheSender) {
     EXPECT_EQ(Texts{assertion}, texts(through));
 }
 
-TEST(zvMsg, OversizedMessageEndsTheSender) {
+TEST(ZvMsg, OversizedMessageEndsTheSender) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const auto send = [](uint32_t payload) {
@@ -247,7 +247,7 @@ TEST(zvMsg, OversizedMessageEndsTheSender) {
     EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"}, texts(all));
 }
 
-TEST(zvMsg, OversizedMessageEndsTheExchange) {
+TEST(ZvMsg, OversizedMessageEndsTheExchange) {
     ASSERT_EQ(0, zvMbox_create("/to", 2));
     const Reported all = reported(8, [] {
         const std::string data(1469, 'x');
@@ -260,7 +260,7 @@ TEST(zvMsg, OversizedMessageEndsTheExchange) {
     EXPECT_TRUE(exists("/dev/mqueue/me")); // left behind, and removed by the next exchange
 }
 
-TEST(zvMsg, FullMailboxEndsTheExchange) {
+TEST(ZvMsg, FullMailboxEndsTheExchange) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
     Holder message = request();
@@ -276,7 +276,7 @@ TEST(zvMsg, FullMailboxEndsTheExchange) {
               texts(all));
 }
 
-TEST(zvMsg, MailboxThatRefusesTheMessageIsNotTold) {
+TEST(ZvMsg, MailboxThatRefusesTheMessageIsNotTold) {
     ASSERT_EQ(0, zvMbox_create_ext("/to", 2, 10)); // 35 bytes are too many for it
     const Reported all = reported(0xFF, [] {
         Holder message = request();
@@ -295,7 +295,7 @@ TEST(zvMsg, MailboxThatRefusesTheMessageIsNotTold) {
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
+TEST(ZvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const Bytes start(requestBytes.begin(), requestBytes.begin() + 17);
@@ -331,7 +331,7 @@ TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     EXPECT_EQ(Bytes{}, received(inbox));
 }
 
-TEST(zvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
+TEST(ZvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
     for (const uint16_t total : {uint16_t{45}, uint16_t{0x7000}, uint16_t{0x7FFF}}) {
         const Reported all = reported(0x108, [total] {
             const Bytes message = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 7};
@@ -344,7 +344,7 @@ TEST(zvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
     }
 }
 
-TEST(zvMsg, FullMailboxEndsTheSender) {
+TEST(ZvMsg, FullMailboxEndsTheSender) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
     Holder message = request();
@@ -357,7 +357,7 @@ TEST(zvMsg, FullMailboxEndsTheSender) {
     EXPECT_EQ(2U, all.lines.size());
 }
 
-TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
+TEST(ZvMsg, ExchangeReplacesTheRequestByTheAnswer) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const pid_t child = peer(inbox, {answer("hello")}, [](const Bytes& got, zvMbox_attr& out) {
@@ -380,7 +380,7 @@ TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
     EXPECT_EQ(5, length);
 }
 
-TEST(zvMsg, ExchangeGoesThroughVia) {
+TEST(ZvMsg, ExchangeGoesThroughVia) {
     zvMbox_attr via;
     ASSERT_EQ(0, zvMbox_rxopen("/via", 2, &via));
     const pid_t child = peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
@@ -390,7 +390,7 @@ TEST(zvMsg, ExchangeGoesThroughVia) {
     EXPECT_EQ(0, ended(child));
 }
 
-TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
+TEST(ZvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const pid_t child = peer(inbox, {Bytes(1500, 0xAB)}, always);
@@ -465,7 +465,7 @@ TEST_F(CutAnswer, LeavesAloneWhatLiesBehindRequestAndAnswer) {
     EXPECT_EQ((Bytes{0, 0, 0, 69}), between(1500, 1504));
 }
 
-TEST(zvMsg, AnswerLongerThanTheRequestStaysWhole) {
+TEST(ZvMsg, AnswerLongerThanTheRequestStaysWhole) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const Bytes longer = answer(std::string(200, 'a'));
@@ -476,7 +476,7 @@ TEST(zvMsg, AnswerLongerThanTheRequestStaysWhole) {
     EXPECT_EQ(longer, message.bytes());
 }
 
-TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
+TEST(ZvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
     zvMbox_attr inbox;
     zvMbox_attr stale;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
@@ -492,7 +492,7 @@ TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
+TEST(ZvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     SyslogCapture log;
@@ -507,7 +507,7 @@ TEST(zvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     EXPECT_TRUE(log.take().empty());
 }
 
-TEST(zvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
+TEST(ZvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request(1499);
@@ -520,7 +520,7 @@ TEST(zvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
 }
 
-TEST(zvMsg, ExchangeChecksEndTheProcess) {
+TEST(ZvMsg, ExchangeChecksEndTheProcess) {
     const std::string function = module + std::string("zvmsg_send_timedreceive:");
     const struct {
         uint32_t capacity;
@@ -549,7 +549,7 @@ TEST(zvMsg, ExchangeChecksEndTheProcess) {
     }
 }
 
-TEST(zvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
+TEST(ZvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
     zvMbox_attr stale;
     ASSERT_EQ(0, zvMbox_create("/box", 4));
     ASSERT_EQ(0, zvMbox_create("/me", 2));
@@ -567,7 +567,7 @@ TEST(zvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
     EXPECT_EQ((Bytes{'o', 'l', 'd'}), received(left));
 }
 
-TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
+TEST(ZvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
     // Neither can be opened: the reply mailbox's name has no slash, the other mailbox does not exist.
     const Reported both = reported(8, [] {
         Holder message = request();
@@ -587,7 +587,7 @@ TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
     EXPECT_TRUE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
+TEST(ZvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const auto send = [](int direction, uint32_t classes) {
@@ -620,7 +620,7 @@ TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     }
 }
 
-TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
+TEST(ZvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const uint32_t initial = g_debug_level;
@@ -645,7 +645,7 @@ TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
               sweep(initial | 0x100));
 }
 
-TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
+TEST(ZvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     EXPECT_EQ(4U, reported(0x108, [] {
@@ -662,7 +662,7 @@ TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
     EXPECT_THAT(lines[3], testing::HasSubstr("zvmsg_send:45:"));
 }
 
-TEST(zvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
+TEST(ZvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
     Holder message = request();
     uint8_t byte = 0;
     uint8_t* data = &byte;
@@ -672,7 +672,7 @@ TEST(zvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
     EXPECT_EQ(4711, length);
 }
 
-TEST(zvMsg, ResponseMayBeEmpty) {
+TEST(ZvMsg, ResponseMayBeEmpty) {
     Holder message;
     const Bytes empty = answer("");
     std::copy(empty.begin(), empty.end(), message->buf);
@@ -684,7 +684,7 @@ TEST(zvMsg, ResponseMayBeEmpty) {
     EXPECT_EQ(0, length);
 }
 
-TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
+TEST(ZvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     const Bytes message = answer("hello"); // 17 bytes
     uint8_t* data = nullptr;
     uint16_t length = 0;
@@ -696,7 +696,7 @@ TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     }
 }
 
-TEST(zvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
+TEST(ZvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
     Holder message;
     EXPECT_EQ(14, zvmsg_build(message, "PD", nullptr, 0, 8));
     EXPECT_EQ(8, sntlv_add_bin(message->buf, message->capacity, 69, 4, "pong"));
@@ -709,7 +709,7 @@ TEST(zvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
     EXPECT_EQ(4, length);
 }
 
-TEST(zvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
+TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
     const Bytes bytes = answer("hello"); // the data end at 13, the message at 17
     Holder message(0);
     std::copy(bytes.begin(), bytes.end(), message->buf);
@@ -735,7 +735,7 @@ TEST(zvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKn
     }
 }
 
-TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
+TEST(ZvMsg, ResponseIsNullWithoutAnAnswer) {
     uint8_t* data = nullptr;
     uint16_t length = 4711;
     for (const int32_t current : {-1, -2, INT_MIN}) {
@@ -747,7 +747,7 @@ TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
 }
 
 // Totals and lengths that lie, in a holder that ends at an inaccessible page.
-TEST(zvMsg, ResponseIsNotLookedForBehindTheHolder) {
+TEST(ZvMsg, ResponseIsNotLookedForBehindTheHolder) {
     for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
         for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
             for (const int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {

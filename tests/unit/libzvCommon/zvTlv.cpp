@@ -27,14 +27,14 @@ int verdict(Bytes message) {
 
 } // namespace
 
-TEST(zvTlv, FreshMessageIsFourBytes) {
+TEST(ZvTlv, FreshMessageIsFourBytes) {
     uint8_t buffer[5] = {9, 9, 9, 9, 9};
     EXPECT_EQ(4, sntlv_msg_init(buffer, 0, 7));
     EXPECT_EQ((Bytes{0, 4, 0, 7, 9}), bytesOf(buffer, 5));
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, LengthIsReadAsSigned16Bits) {
+TEST(ZvTlv, LengthIsReadAsSigned16Bits) {
     const uint8_t most[] = {0x7f, 0xff, 0, 0};
     const uint8_t least[] = {0x80, 0x00, 0, 0};
     const uint8_t minusOne[] = {0xff, 0xff, 0, 0};
@@ -43,7 +43,7 @@ TEST(zvTlv, LengthIsReadAsSigned16Bits) {
     EXPECT_EQ(-1, sntlv_msg_len(minusOne));
 }
 
-TEST(zvTlv, AppendedElementFollowsInBigEndianOrder) {
+TEST(ZvTlv, AppendedElementFollowsInBigEndianOrder) {
     uint8_t buffer[32];
     sntlv_msg_init(buffer, 32, 2);
     EXPECT_EQ(6, sntlv_add_bin(buffer, 28, 65, 2, "\x12\x34"));
@@ -52,7 +52,7 @@ TEST(zvTlv, AppendedElementFollowsInBigEndianOrder) {
     EXPECT_EQ((Bytes{0, 14, 0, 2, 0, 0, 2, 65, 0x12, 0x34, 0, 0, 0, 238}), bytesOf(buffer, 14));
 }
 
-TEST(zvTlv, LongElementUsesBothLengthBytes) {
+TEST(ZvTlv, LongElementUsesBothLengthBytes) {
     Bytes buffer(2000, 0xAA);
     const Bytes data(300, 0x55);
     sntlv_msg_init(buffer.data(), 1996, 2);
@@ -62,7 +62,7 @@ TEST(zvTlv, LongElementUsesBothLengthBytes) {
     EXPECT_EQ(0xAA, buffer[308]);
 }
 
-TEST(zvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
+TEST(ZvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
     // Total 4 and 6 bytes of data against capacity 10: fits, ends at 14.
     GuardedBuffer memory(14);
     uint8_t* const buffer = memory.data();
@@ -71,7 +71,7 @@ TEST(zvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
     EXPECT_EQ((Bytes{0, 14, 0, 1, 0, 0, 6, 66, 'a', 'b', 'c', 'd', 'e', 'f'}), bytesOf(buffer, 14));
 }
 
-TEST(zvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
+TEST(ZvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
     uint8_t buffer[16];
     std::memset(buffer, 0xCC, sizeof buffer);
     sntlv_msg_init(buffer, 10, 1);
@@ -84,7 +84,7 @@ TEST(zvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
     EXPECT_EQ(14, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, HugeLengthsDoNotWrapIntoFitting) {
+TEST(ZvTlv, HugeLengthsDoNotWrapIntoFitting) {
     uint8_t buffer[16];
     sntlv_msg_init(buffer, 12, 1);
     for (const uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
@@ -94,7 +94,7 @@ TEST(zvTlv, HugeLengthsDoNotWrapIntoFitting) {
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, TotalBehindTheCapacityTakesNothing) {
+TEST(ZvTlv, TotalBehindTheCapacityTakesNothing) {
     uint8_t near[20] = {};
     for (uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
         near[1] = total;
@@ -108,7 +108,7 @@ TEST(zvTlv, TotalBehindTheCapacityTakesNothing) {
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
 }
 
-TEST(zvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
+TEST(ZvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
     for (uint8_t total = 0; total < 4; ++total) {
         GuardedBuffer memory(12);
         uint8_t* const buffer = memory.data();
@@ -118,7 +118,7 @@ TEST(zvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
     }
 }
 
-TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
+TEST(ZvTlv, SizesAndTotalsAreCutTo16Bits) {
     Bytes buffer(70010, 0);
     const Bytes data(65536, 1);
     sntlv_msg_init(buffer.data(), 70000, 1);
@@ -134,7 +134,7 @@ TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
     EXPECT_EQ((Bytes{0, 8, 0, 1, 0, 0, 0, 66, 1}), bytesOf(buffer.data(), 9));
 }
 
-TEST(zvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
+TEST(ZvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
     constexpr uint32_t length = 0xFFFC; // with its header 0x10000 bytes
     Bytes buffer(70010, 0xAA);
     const Bytes data(length, 0x55);
@@ -146,7 +146,7 @@ TEST(zvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
     EXPECT_EQ(nullptr, tlv_find(buffer.data(), 66));
 }
 
-TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
+TEST(ZvTlv, ValuesAreTakenInTheirOrderInMemory) {
     uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     EXPECT_EQ(6, sntlv_add_dat(buffer, 60, 65, 2, 0x1234));
@@ -161,7 +161,7 @@ TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
     }
 }
 
-TEST(zvTlv, FindGivesTheFirstElementWithTheTag) {
+TEST(ZvTlv, FindGivesTheFirstElementWithTheTag) {
     uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     sntlv_add_bin(buffer, 60, 65, 1, "a");
@@ -172,12 +172,12 @@ TEST(zvTlv, FindGivesTheFirstElementWithTheTag) {
     EXPECT_EQ(nullptr, tlv_find(buffer, 67));
 }
 
-TEST(zvTlv, FindInAnEmptyMessageGivesNull) {
+TEST(ZvTlv, FindInAnEmptyMessageGivesNull) {
     uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
     EXPECT_EQ(nullptr, tlv_find(buffer, 65));
 }
 
-TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
+TEST(ZvTlv, FindCopyNeedsMoreRoomThanTheData) {
     auto message = sample;
     char exact[3] = {'-', '-', '-'};
     EXPECT_EQ(0, sntlv_find(exact, 3, 66, message.data()));
@@ -189,7 +189,7 @@ TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
     EXPECT_EQ(0, sntlv_find(roomy, 0, 238, message.data()));
 }
 
-TEST(zvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
+TEST(ZvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
     auto message = sample;
     EXPECT_EQ(0, sntlv_find(nullptr, 1, 238, message.data()));
     EXPECT_EQ(0, sntlv_find(nullptr, 0, 238, message.data()));
@@ -198,12 +198,12 @@ TEST(zvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
     EXPECT_EQ('-', untouched);
 }
 
-TEST(zvTlv, WellFormedMessageIsValid) {
+TEST(ZvTlv, WellFormedMessageIsValid) {
     EXPECT_EQ(0, verdict({sample.begin(), sample.end()}));
     EXPECT_EQ(0, verdict({0, 8, 0, 9, 0, 0, 0, 238}));
 }
 
-TEST(zvTlv, MessageWithoutEndMarkerIsInvalid) {
+TEST(ZvTlv, MessageWithoutEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 4, 0, 1}));
     EXPECT_EQ(-1, verdict({0, 4, 0, 238})); // the type is no marker
     EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 2, 65, 1, 2}));
@@ -212,13 +212,13 @@ TEST(zvTlv, MessageWithoutEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 65, 238}));
 }
 
-TEST(zvTlv, EarlierEndMarkerIsInvalid) {
+TEST(ZvTlv, EarlierEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 12, 0, 1, 0, 0, 0, 238, 0, 0, 0, 238}));
     EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 238, 238})); // a marker with data
     EXPECT_EQ(-1, verdict({0, 8, 0, 1, 0, 0, 5, 238}));      // a marker whose data lie behind the end
 }
 
-TEST(zvTlv, NonsenseTotalsAreInvalid) {
+TEST(ZvTlv, NonsenseTotalsAreInvalid) {
     for (uint8_t total = 0; total < 8; ++total) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-1, tlv_validate(memory.place({0, total, 0, 238, 0, 0, 0, 238}))) << int(total);
@@ -231,7 +231,7 @@ TEST(zvTlv, NonsenseTotalsAreInvalid) {
 
 // The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not add
 // up, whatever the type.
-TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
+TEST(ZvTlv, TotalsTooShortForAnElementAreUnbalanced) {
     for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-3, tlv_validate(memory.place({0, 5, 0, type, 238})));
@@ -240,14 +240,14 @@ TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
     }
 }
 
-TEST(zvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
+TEST(ZvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
     EXPECT_EQ(-1, verdict({0, 13, 0, 1, 0, 0, 9, 65, 1, 0, 0, 0, 0}));
     EXPECT_EQ(-1, verdict({0, 13, 0, 2, 0, 0, 9, 66, 1, 0, 0, 0, 237}));
     EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 0, 65, 0, 0}));
 }
 
 // One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is wrong.
-TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
+TEST(ZvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     for (int type = 0; type < 256; ++type) {
         const bool answering =
             type == 1 || type == 3 || type == 5 || type == 7 || type == 9 || type == 11 || type == 13;
@@ -265,7 +265,7 @@ TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
 
 // As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a
 // byte too far, finds a length far behind the end, and nothing after it.
-TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
+TEST(ZvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
     // The code, which has 2 bytes; destination; end marker.
     EXPECT_EQ(-3, verdict({0, 21, 0, 1, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     EXPECT_EQ(-3, verdict({0, 21, 0, 2, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
@@ -284,7 +284,7 @@ TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
     EXPECT_EQ(-2, verdict({0, 20, 0, 2, 0, 0, 3, 66, 1, 2, 0, 0, 2, 69, 3, 4, 0, 0, 0, 238}));
 }
 
-TEST(zvTlv, BlankedElementKeepsItsPlace) {
+TEST(ZvTlv, BlankedElementKeepsItsPlace) {
     auto message = sample;
     sntlv_void(message.data(), 65);
     EXPECT_EQ((Bytes{0, 21, 0, 1, 'W', 0, 2, 65, 0, 0, 0, 0, 3, 66, 'x', 'y', 'z', 0, 0, 0, 238}),
@@ -293,7 +293,7 @@ TEST(zvTlv, BlankedElementKeepsItsPlace) {
     EXPECT_EQ(message.data() + 4, tlv_find(message.data(), 65));
 }
 
-TEST(zvTlv, RemovingTheLastElementAllowsAppending) {
+TEST(ZvTlv, RemovingTheLastElementAllowsAppending) {
     uint8_t message[64];
     std::memcpy(message, sample.data(), sample.size());
     EXPECT_EQ(-4, sntlv_remove(message, 60, 238));
@@ -303,14 +303,14 @@ TEST(zvTlv, RemovingTheLastElementAllowsAppending) {
     EXPECT_EQ(0, tlv_validate(message));
 }
 
-TEST(zvTlv, RemovingAMiddleElementCutsOffTheTailAndMovesNothing) {
+TEST(ZvTlv, RemovingAMiddleElementCutsOffTheTailAndMovesNothing) {
     auto message = sample;
     EXPECT_EQ(-6, sntlv_remove(message.data(), 0, 65));
     EXPECT_EQ(15, sntlv_msg_len(message.data()));
     EXPECT_TRUE(std::equal(sample.begin() + 2, sample.end(), message.begin() + 2));
 }
 
-TEST(zvTlv, BlankingAMissingElementEndsTheProcess) {
+TEST(ZvTlv, BlankingAMissingElementEndsTheProcess) {
     const Reported all = reported(8, [] {
         auto message = sample;
         sntlv_void(message.data(), 69);
@@ -320,7 +320,7 @@ TEST(zvTlv, BlankingAMissingElementEndsTheProcess) {
               texts(all));
 }
 
-TEST(zvTlv, RemovingAMissingElementEndsTheProcess) {
+TEST(ZvTlv, RemovingAMissingElementEndsTheProcess) {
     const auto remove = [] {
         auto message = sample;
         sntlv_remove(message.data(), 0, 69);
@@ -335,7 +335,7 @@ TEST(zvTlv, RemovingAMissingElementEndsTheProcess) {
     EXPECT_TRUE(silent.lines.empty());
 }
 
-TEST(zvTlv, NumbersAreWrittenMostSignificantByteFirst) {
+TEST(ZvTlv, NumbersAreWrittenMostSignificantByteFirst) {
     char text[8];
     std::memset(text, '-', sizeof text);
     EXPECT_EQ(2, snLoclItoI(text, sizeof text, 2, 0x1234));
@@ -348,7 +348,7 @@ TEST(zvTlv, NumbersAreWrittenMostSignificantByteFirst) {
     EXPECT_EQ(0, std::memcmp("\x01\x00\x02\0", text, 4));
 }
 
-TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
+TEST(ZvTlv, NumbersOfOtherWidthsAreNotWritten) {
     char text[4] = {'-', '-', '-', '-'};
     for (const int count : {5, 0, -1, INT32_MAX, INT32_MIN}) {
         EXPECT_EQ(0, snLoclItoI(text, sizeof text, count, 0x1234)) << count;
@@ -356,7 +356,7 @@ TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
     EXPECT_EQ(0, std::memcmp("----", text, 4));
 }
 
-TEST(zvTlv, NumbersStayInsideTheirRoom) {
+TEST(ZvTlv, NumbersStayInsideTheirRoom) {
     const auto written = [](uint32_t size, int count, uint32_t value) {
         GuardedBuffer memory(4);
         memory.place({0xEE, 0xEE, 0xEE, 0xEE});
@@ -375,7 +375,7 @@ TEST(zvTlv, NumbersStayInsideTheirRoom) {
     EXPECT_EQ(2, snLoclItoI(nullptr, 0, 2, 0x1234));
 }
 
-TEST(zvTlv, BinaryCopyIsWholeOrNothing) {
+TEST(ZvTlv, BinaryCopyIsWholeOrNothing) {
     char text[4] = {'-', '-', '-', '-'};
     EXPECT_EQ(0, snLoclbin(text, 3, 4, "abcd"));
     EXPECT_EQ(0, std::memcmp("----", text, 4));

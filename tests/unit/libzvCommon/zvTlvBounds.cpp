@@ -59,7 +59,7 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
 
 } // namespace
 
-TEST(zvTlvBounds, SearchesAnswerAsTheBytesSay) {
+TEST(ZvTlvBounds, SearchesAnswerAsTheBytesSay) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         uint8_t* const buffer = memory.place(message);
@@ -71,7 +71,7 @@ TEST(zvTlvBounds, SearchesAnswerAsTheBytesSay) {
     });
 }
 
-TEST(zvTlvBounds, CopiesHoldWholeDataOrNothing) {
+TEST(ZvTlvBounds, CopiesHoldWholeDataOrNothing) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         uint8_t* const buffer = memory.place(message);
@@ -87,7 +87,7 @@ TEST(zvTlvBounds, CopiesHoldWholeDataOrNothing) {
     });
 }
 
-TEST(zvTlvBounds, ValidationAnswersAsTheBytesSay) {
+TEST(ZvTlvBounds, ValidationAnswersAsTheBytesSay) {
     GuardedBuffer memory(48);
     int seen[4] = {};
     forEachMessage([&](const Bytes& message) {
@@ -100,7 +100,7 @@ TEST(zvTlvBounds, ValidationAnswersAsTheBytesSay) {
     }
 }
 
-TEST(zvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
+TEST(ZvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         for (const uint8_t tag : tags) {
@@ -121,7 +121,7 @@ TEST(zvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
     });
 }
 
-TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
+TEST(ZvTlvBounds, RemovalNeverMakesAMessageLonger) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         for (const uint8_t tag : tags) {
@@ -139,7 +139,7 @@ TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
 }
 
 // In a holder of a capacity the holder is the limit beside the total length; in one without, the current length is.
-TEST(zvTlvBounds, ResponseLiesInsideTotalAndHolder) {
+TEST(ZvTlvBounds, ResponseLiesInsideTotalAndHolder) {
     constexpr std::size_t room = 52;
     forEachMessage([&](const Bytes& message) {
         // Totals up to the largest, however few bytes there are.

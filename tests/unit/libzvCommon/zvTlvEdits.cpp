@@ -119,7 +119,7 @@ void run(uint32_t seed) {
 
 } // namespace
 
-TEST(zvTlvEdits, RandomSequencesMatchTheModel) {
+TEST(ZvTlvEdits, RandomSequencesMatchTheModel) {
     for (uint32_t seed = 1; seed <= 3000; ++seed) {
         SCOPED_TRACE(seed);
         run(seed);

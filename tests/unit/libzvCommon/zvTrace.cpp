@@ -55,7 +55,7 @@ Texts labels(const Reported& all) {
 
 } // namespace
 
-TEST(zvTrace, MarkersAndClassesStandInTheirRows) {
+TEST(ZvTrace, MarkersAndClassesStandInTheirRows) {
     struct {
         const char* marker;
         uint32_t traceClass;
@@ -85,7 +85,7 @@ TEST(zvTrace, MarkersAndClassesStandInTheirRows) {
     }
 }
 
-TEST(zvTrace, LineHasMarkerLabelGroupsAndCharacters) {
+TEST(ZvTrace, LineHasMarkerLabelGroupsAndCharacters) {
     const auto bytes = counting();
     const Line first = line(0, 0, bytes.data(), 200);
     EXPECT_EQ("DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................", first.text);
@@ -97,7 +97,7 @@ TEST(zvTrace, LineHasMarkerLabelGroupsAndCharacters) {
               line(112, 112, bytes.data(), 200).text);
 }
 
-TEST(zvTrace, SlotsOutsideTheMessageStayBlank) {
+TEST(ZvTrace, SlotsOutsideTheMessageStayBlank) {
     const auto bytes = counting();
     EXPECT_EQ("DB>         00000040  40414243 444546                      @ABCDEF         ",
               line(64, 64, bytes.data(), 71).text);
@@ -108,7 +108,7 @@ TEST(zvTrace, SlotsOutsideTheMessageStayBlank) {
     EXPECT_EQ(8, first.index);
 }
 
-TEST(zvTrace, IndexStopsAtTheLargest) {
+TEST(ZvTrace, IndexStopsAtTheLargest) {
     const auto bytes = counting();
     // The message of which these are the last three bytes.
     const auto start = reinterpret_cast<std::uintptr_t>(bytes.data() + 65) - (INT_MAX - 3);
@@ -123,7 +123,7 @@ TEST(zvTrace, IndexStopsAtTheLargest) {
     EXPECT_EQ(INT_MIN + 16, line(0, INT_MIN, bytes.data(), 300).index);
 }
 
-TEST(zvTrace, MarkerHasAtLeastElevenColumns) {
+TEST(ZvTrace, MarkerHasAtLeastElevenColumns) {
     const uint8_t byte = 'A';
     EXPECT_EQ("           00000000  41                                   A               ",
               line(0, 0, &byte, 1, "").text);
@@ -132,7 +132,7 @@ TEST(zvTrace, MarkerHasAtLeastElevenColumns) {
     EXPECT_EQ(75U, line(0, 0, &byte, 1, marker).text.size());
 }
 
-TEST(zvTrace, LineStaysInsideItsBuffer) {
+TEST(ZvTrace, LineStaysInsideItsBuffer) {
     const auto bytes = counting();
     const std::string whole = line(0, 0, bytes.data(), 16).text;
     for (uint32_t size = 0; size <= 98; ++size) {
@@ -150,7 +150,7 @@ TEST(zvTrace, LineStaysInsideItsBuffer) {
     EXPECT_EQ(97U, line(0, 0, bytes.data(), 16, std::string(500, 'm').c_str()).text.size());
 }
 
-TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
+TEST(ZvTrace, GoesToEveryOutputUnderItsBit) {
     const std::string first = "DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................\n";
     const std::string second = "DB>         00000010  1011                                 ..              \n";
     for (const uint32_t file : {0U, toFile}) {
@@ -170,7 +170,7 @@ TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
     }
 }
 
-TEST(zvTrace, IsSilentUpToVerbosity7) {
+TEST(ZvTrace, IsSilentUpToVerbosity7) {
     for (const uint32_t verbosity : {0U, 7U, 0xFFFFFF07U}) {
         const Reported all = traced(verbosity, 200);
         EXPECT_EQ(Texts{}, texts(all));
@@ -180,40 +180,40 @@ TEST(zvTrace, IsSilentUpToVerbosity7) {
     }
 }
 
-TEST(zvTrace, Of200BytesShowsFourLinesAndTheLastThree) {
+TEST(ZvTrace, Of200BytesShowsFourLinesAndTheLastThree) {
     const Reported all = traced(8, 200);
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "000000a0", "000000b0", "000000c0"}), labels(all));
     EXPECT_EQ("DB>         000000c0  c0c1c2c3 c4c5c6c7                    ........        \n", all.lines.back().text);
 }
 
-TEST(zvTrace, Of200BytesShowsAllLinesWithBit9) {
+TEST(ZvTrace, Of200BytesShowsAllLinesWithBit9) {
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060", "00000070",
                      "00000080", "00000090", "000000a0", "000000b0", "000000c0"}),
               labels(traced(0x208, 200)));
 }
 
-TEST(zvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
+TEST(ZvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
     // Behind the fifth line (index 80) 31 bytes remain of 111, and 32 of 112.
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060"}),
               labels(traced(8, 111)));
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}), labels(traced(8, 112)));
 }
 
-TEST(zvTrace, LineThatEndsAtIndex79IsStillShown) {
+TEST(ZvTrace, LineThatEndsAtIndex79IsStillShown) {
     // One slot before the message: the lines end at 15, 31, 47, 63, 79, and the first of the last ones at 175.
     const Texts expected = {"00000000", "00000010", "00000020", "00000030",
                             "00000040", "000000a0", "000000b0", "000000c0"};
     EXPECT_EQ(expected, labels(traced(8, 200, 1)));
 }
 
-TEST(zvTrace, FirstLineOfAnUnalignedAddressIsShort) {
+TEST(ZvTrace, FirstLineOfAnUnalignedAddressIsShort) {
     const Reported all = traced(8, 20, 0x1008);
     ASSERT_EQ(3U, all.lines.size());
     EXPECT_EQ("DB>         00001000                    00010203 04050607          ........\n", all.lines[1].text);
     EXPECT_EQ("DB>         00001010  08090a0b 0c0d0e0f 10111213           ............    \n", all.lines[2].text);
 }
 
-TEST(zvTrace, EmptyMessageHasTheOpeningLineOnly) {
+TEST(ZvTrace, EmptyMessageHasTheOpeningLineOnly) {
     EXPECT_EQ(Texts{"\n"}, texts(traced(8, 0)));
     EXPECT_EQ(Texts{"\n"}, texts(traced(8, -5)));
 }

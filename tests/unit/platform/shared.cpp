@@ -63,7 +63,7 @@ void* named(const char* name) {
 
 } // namespace
 
-TEST(sharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
+TEST(SharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
     const std::set<std::string> expected = {
         "zvcontrol_uri_interface_open",
         "zvcontrol_uri_interface_close",
@@ -125,11 +125,11 @@ TEST(sharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
     EXPECT_THAT(exportsOf(ZV_CONTROL_LIBRARY), testing::ContainerEq(expected));
 }
 
-TEST(sharedStateLibrary, ExportsItsInterfaceAndNothingElse) {
+TEST(SharedStateLibrary, ExportsItsInterfaceAndNothingElse) {
     EXPECT_THAT(exportsOf(ZV_STATE_LIBRARY), testing::ContainerEq(std::set<std::string>{"csi_get"}));
 }
 
-TEST(sharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
+TEST(SharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
     const Msg message(2);
     void* const* slots = slotsOf(message);
     const char* const names[] = {"_ZN3MsgD1Ev",
@@ -145,7 +145,7 @@ TEST(sharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
     }
 }
 
-TEST(sharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
+TEST(SharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
     {
         const Msg base(2);
         const OtherMsg derived;
@@ -162,7 +162,7 @@ TEST(sharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
     EXPECT_EQ(2, OtherMsg::destroyed);
 }
 
-TEST(sharedControlLibrary, DoesWithoutLoggingWhereTheProgramHasNone) {
+TEST(SharedControlLibrary, DoesWithoutLoggingWhereTheProgramHasNone) {
     ASSERT_EQ(nullptr, named("g_logLevel"));
     ASSERT_EQ(nullptr, named("g_debug_level"));
     ASSERT_EQ(nullptr, named("zvUtilKlogMsgLevel"));

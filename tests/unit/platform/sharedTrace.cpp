@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(sharedTrace, GoesThroughTheProgramsLogging) {
+TEST(SharedTrace, GoesThroughTheProgramsLogging) {
     zvtest::SyslogCapture log;
     const Msg message(2);
     message.dump("quiet");

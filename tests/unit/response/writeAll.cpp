@@ -39,7 +39,7 @@ struct Pipe {
     }
 };
 
-TEST(writeAll, writes_a_text_in_one_piece) {
+TEST(WriteAll, WritesATextInOnePiece) {
     Pipe pipe;
     EXPECT_TRUE(write_all(pipe.ends[1], "one piece"));
     pipe.closeWriter();
@@ -47,12 +47,12 @@ TEST(writeAll, writes_a_text_in_one_piece) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(9));
 }
 
-TEST(writeAll, does_not_write_an_empty_text) {
+TEST(WriteAll, DoesNotWriteAnEmptyText) {
     EXPECT_TRUE(write_all(-1, ""));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
-TEST(writeAll, goes_on_where_a_partial_write_ended) {
+TEST(WriteAll, GoesOnWhereAPartialWriteEnded) {
     Pipe pipe;
     wrappedWrite().script = {{1, 0}, {3, 0}, {2, 0}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
@@ -61,7 +61,7 @@ TEST(writeAll, goes_on_where_a_partial_write_ended) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 9, 6, 4));
 }
 
-TEST(writeAll, repeats_an_interrupted_write) {
+TEST(WriteAll, RepeatsAnInterruptedWrite) {
     Pipe pipe;
     wrappedWrite().script = {{0, EINTR}, {4, 0}, {0, EINTR}, {0, EINTR}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
@@ -70,7 +70,7 @@ TEST(writeAll, repeats_an_interrupted_write) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 10, 6, 6, 6));
 }
 
-TEST(writeAll, stops_when_the_descriptor_refuses) {
+TEST(WriteAll, StopsWhenTheDescriptorRefuses) {
     Pipe pipe;
     wrappedWrite().script = {{4, 0}, {0, EIO}};
     EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
@@ -79,7 +79,7 @@ TEST(writeAll, stops_when_the_descriptor_refuses) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
 }
 
-TEST(writeAll, stops_when_the_reader_has_gone) {
+TEST(WriteAll, StopsWhenTheReaderHasGone) {
     std::signal(SIGPIPE, SIG_IGN);
     Pipe pipe;
     close(pipe.ends[0]);
@@ -87,14 +87,14 @@ TEST(writeAll, stops_when_the_reader_has_gone) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
-TEST(writeAll, stops_when_nothing_is_taken) {
+TEST(WriteAll, StopsWhenNothingIsTaken) {
     Pipe pipe;
     wrappedWrite().script = {{0, 0}};
     EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
-TEST(writeAll, waits_for_a_full_non_blocking_pipe) {
+TEST(WriteAll, WaitsForAFullNonBlockingPipe) {
     Pipe pipe;
     ASSERT_EQ(fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
     const std::string text(1 << 20, 'x');
@@ -118,7 +118,7 @@ Answered answer(const std::stringstream& stream) {
     return {written, output.text()};
 }
 
-TEST(writeAnswer, writes_the_streams_text_to_standard_output_in_one_piece) {
+TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
     std::stringstream stream;
     stream << "header" << '\n' << 200 << std::string(2000, 'x');
     const Answered answered = answer(stream);
@@ -127,7 +127,7 @@ TEST(writeAnswer, writes_the_streams_text_to_standard_output_in_one_piece) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
 }
 
-TEST(writeAnswer, writes_nothing_of_a_stream_that_is_bad) {
+TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
     std::stringstream stream;
     stream << "half an ans";
     stream.setstate(std::ios_base::badbit);
@@ -137,7 +137,7 @@ TEST(writeAnswer, writes_nothing_of_a_stream_that_is_bad) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
-TEST(writeAnswer, does_not_tell_what_became_of_the_writing) {
+TEST(WriteAnswer, DoesNotTellWhatBecameOfTheWriting) {
     std::stringstream stream;
     stream << "answer";
     wrappedWrite().script = {{0, EIO}};

@@ -35,7 +35,7 @@ constexpr Expected table[] = {
     {"analytics/clear", handle_command_analytics_clear, false},
 };
 
-TEST(handlerTable, has_fourteen_rows_in_their_order_with_handler_and_hooks) {
+TEST(HandlerTable, HasFourteenRowsInTheirOrderWithHandlerAndHooks) {
     const auto rows = custom_handlers();
     ASSERT_EQ(rows.size(), 14U);
     for (std::size_t index = 0; index < rows.size(); ++index) {
@@ -47,7 +47,7 @@ TEST(handlerTable, has_fourteen_rows_in_their_order_with_handler_and_hooks) {
     }
 }
 
-TEST(handlerTable, registers_all_rows_with_their_handlers_and_hooks) {
+TEST(HandlerTable, RegistersAllRowsWithTheirHandlersAndHooks) {
     EXPECT_EQ(register_custom_handlers(), 0);
     const auto& rows = fakePlatform().rows;
     ASSERT_EQ(rows.size(), 14U);
@@ -60,7 +60,7 @@ TEST(handlerTable, registers_all_rows_with_their_handlers_and_hooks) {
     }
 }
 
-TEST(handlerTable, stops_at_the_first_row_that_is_refused) {
+TEST(HandlerTable, StopsAtTheFirstRowThatIsRefused) {
     fakePlatform().failing_row = 2;
     fakePlatform().add_result = -6;
     EXPECT_EQ(register_custom_handlers(), -6);

@@ -18,7 +18,7 @@ using zvtest::runProgram;
 
 constexpr const char* name = "zvControl-cgi-bin";
 
-TEST(program, without_any_environment_answers_the_description_and_ends_with_0) {
+TEST(Program, WithoutAnyEnvironmentAnswersTheDescriptionAndEndsWith0) {
     zvtest::SyslogCapture log;
     const Finished program = runProgram(name, {}, {});
     EXPECT_EQ(program.status, 0);
@@ -33,7 +33,7 @@ TEST(program, without_any_environment_answers_the_description_and_ends_with_0) {
                             "UTIL_LOG_ERROR:zvc_state_get_model_number err, -1\n @zvControl:226"));
 }
 
-TEST(program, without_the_control_daemon_says_nothing_and_ends_with_the_codes_low_8_bits) {
+TEST(Program, WithoutTheControlDaemonSaysNothingAndEndsWithTheCodesLow8Bits) {
     zvtest::SyslogCapture log;
     const Finished program = runProgram(name, {}, {"PATH_INFO=/execute"});
     EXPECT_EQ(program.status, 255);
@@ -44,14 +44,14 @@ TEST(program, without_the_control_daemon_says_nothing_and_ends_with_the_codes_lo
                             "UTIL_LOG_ERROR:Error[-1] opening the daemon interface\n @zvControl:120"));
 }
 
-TEST(program, runs_without_a_system_log) {
+TEST(Program, RunsWithoutASystemLog) {
     EXPECT_EQ(runProgram(name, {}, {"PATH_INFO=/execute"}).status, 255);
 }
 
 // The real control daemon of a camera whose identity the test knows.
-class programWithDaemon : public testing::Test {
+class ProgramWithDaemon : public testing::Test {
 protected:
-    programWithDaemon() {
+    ProgramWithDaemon() {
         std::filesystem::create_directories("/run/zarvo");
         std::filesystem::create_directories("/tmp/fuse_d");
         std::ofstream("/tmp/scenario.json") << R"({"identity":{"model_number":12,"model_name":"Tess 12",
@@ -62,7 +62,7 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
-    ~programWithDaemon() override {
+    ~ProgramWithDaemon() override {
         kill(daemon, SIGTERM);
         zvtest::waitFor(daemon);
     }
@@ -70,7 +70,7 @@ protected:
     pid_t daemon;
 };
 
-TEST_F(programWithDaemon, answers_the_description) {
+TEST_F(ProgramWithDaemon, AnswersTheDescription) {
     std::filesystem::create_directories("/usr/local/zarvo/etc/tessilon");
     std::ofstream("/usr/local/zarvo/etc/tessilon/settings.json") << "{\n\"version\":1\n}\n";
     const Finished program = runProgram(name, {}, {"PATH_INFO="});
@@ -83,7 +83,7 @@ TEST_F(programWithDaemon, answers_the_description) {
                                   std::string(build_revision) + "\"}}");
 }
 
-TEST_F(programWithDaemon, answers_missing_settings_with_500_and_ends_with_0) {
+TEST_F(ProgramWithDaemon, AnswersMissingSettingsWith500AndEndsWith0) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=", "QUERY_STRING=q=1"});
     EXPECT_EQ(program.status, 0);
     EXPECT_EQ(program.output, "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
@@ -93,7 +93,7 @@ TEST_F(programWithDaemon, answers_missing_settings_with_500_and_ends_with_0) {
     EXPECT_EQ(program.errors, "");
 }
 
-TEST_F(programWithDaemon, answers_an_unknown_request_with_400_and_ends_with_236) {
+TEST_F(ProgramWithDaemon, AnswersAnUnknownRequestWith400AndEndsWith236) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/nowhere", "QUERY_STRING=a=\"1\""});
     EXPECT_EQ(program.status, 236);
     EXPECT_EQ(program.output, "Status: 400 Bad Request\r\nContent-Type: application/json\r\n\r\n"
@@ -102,13 +102,13 @@ TEST_F(programWithDaemon, answers_an_unknown_request_with_400_and_ends_with_236)
     EXPECT_EQ(program.errors, "");
 }
 
-TEST_F(programWithDaemon, answers_success_without_a_text_with_an_empty_object) {
+TEST_F(ProgramWithDaemon, AnswersSuccessWithoutATextWithAnEmptyObject) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/command/ble/pairing_available"});
     EXPECT_EQ(program.status, 0);
     EXPECT_EQ(program.output, "Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}");
 }
 
-TEST_F(programWithDaemon, answers_a_failed_hook_with_500_and_its_code) {
+TEST_F(ProgramWithDaemon, AnswersAFailedHookWith500AndItsCode) {
     // No network daemon owns its queue here.
     const Finished program = runProgram(name, {}, {"PATH_INFO=/command/ble/pair/status"});
     EXPECT_EQ(program.status, 255);
@@ -117,7 +117,7 @@ TEST_F(programWithDaemon, answers_a_failed_hook_with_500_and_its_code) {
                               "\"_line\":150,\"path\":\"/command/ble/pair/status\",\"query\":\"\"}");
 }
 
-TEST_F(programWithDaemon, leaves_a_handlers_own_answer_alone_and_ends_with_238) {
+TEST_F(ProgramWithDaemon, LeavesAHandlersOwnAnswerAloneAndEndsWith238) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/execute", "QUERY_STRING=p1=absent&c1=start"});
     EXPECT_EQ(program.status, 238);
     EXPECT_EQ(program.output, "Content-type: application/json\nStatus: 400\n\n{\n"
@@ -125,13 +125,13 @@ TEST_F(programWithDaemon, leaves_a_handlers_own_answer_alone_and_ends_with_238) 
                               "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
 }
 
-TEST_F(programWithDaemon, clears_the_analytics) {
+TEST_F(ProgramWithDaemon, ClearsTheAnalytics) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/analytics/clear"});
     EXPECT_EQ(program.status, 0);
     EXPECT_EQ(program.output, "Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}");
 }
 
-TEST_F(programWithDaemon, takes_a_query_of_100_kilobytes) {
+TEST_F(ProgramWithDaemon, TakesAQueryOf100Kilobytes) {
     const std::string query = "p1=" + std::string(100000, 'x');
     const Finished program = runProgram(name, {}, {"PATH_INFO=/execute", "QUERY_STRING=" + query});
     EXPECT_EQ(program.status, 238);

@@ -79,7 +79,7 @@ void answerWith(int result, const std::string& text = "") {
     };
 }
 
-TEST(zvControl, logs_the_request_first) {
+TEST(ZvControl, LogsTheRequestFirst) {
     zvtest::SyslogCapture log;
     answerWith(0);
     serve("/command/x", "a=1&b=2");
@@ -90,21 +90,21 @@ TEST(zvControl, logs_the_request_first) {
                              " @zvControl:100");
 }
 
-TEST(zvControl, logs_missing_variables_as_null_texts) {
+TEST(ZvControl, LogsMissingVariablesAsNullTexts) {
     zvtest::SyslogCapture log;
     serve(nullptr, nullptr);
     EXPECT_THAT(log.texts(), Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
                                       " @zvControl:100"));
 }
 
-TEST(zvControl, raises_the_log_level_to_trace) {
+TEST(ZvControl, RaisesTheLogLevelToTrace) {
     answerWith(0);
     EXPECT_EQ(g_logLevel, 2);
     serve("/x", nullptr);
     EXPECT_EQ(g_logLevel, 6);
 }
 
-TEST(zvControl, hands_path_query_and_a_zeroed_buffer_of_4096_bytes_to_the_dispatcher) {
+TEST(ZvControl, HandsPathQueryAndAZeroedBufferOf4096BytesToTheDispatcher) {
     bool zeroed = true;
     fakePlatform().serve = [&](const char*, const char*, char* response, int size) {
         for (int index = 0; index < size; ++index) {
@@ -117,20 +117,20 @@ TEST(zvControl, hands_path_query_and_a_zeroed_buffer_of_4096_bytes_to_the_dispat
     EXPECT_THAT(fakePlatform().calls, Contains("handle /command/x a=1 4096"));
 }
 
-TEST(zvControl, zeroes_the_buffer_again_at_the_next_start) {
+TEST(ZvControl, ZeroesTheBufferAgainAtTheNextStart) {
     answerWith(0, "{\"left\":1}");
     serve("/x", nullptr);
     fakePlatform().serve = [](const char*, const char*, char*, int) { return 0; };
     EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n<empty json>");
 }
 
-TEST(zvControl, passes_a_missing_query_on_as_null) {
+TEST(ZvControl, PassesAMissingQueryOnAsNull) {
     answerWith(0);
     serve("/x", nullptr);
     EXPECT_THAT(fakePlatform().calls, Contains("handle /x (null) 4096"));
 }
 
-TEST(zvControl, opens_registers_dispatches_and_closes_in_this_order) {
+TEST(ZvControl, OpensRegistersDispatchesAndClosesInThisOrder) {
     answerWith(0);
     serve("/x", "q");
     EXPECT_THAT(fakePlatform().calls,
@@ -142,7 +142,7 @@ TEST(zvControl, opens_registers_dispatches_and_closes_in_this_order) {
                             "add analytics/clear", "handle /x q 4096", "close"));
 }
 
-TEST(zvControl, missing_path_yields_the_description_without_opening_the_interface) {
+TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve(nullptr, "q=1");
     EXPECT_EQ(served.result, 0);
@@ -151,7 +151,7 @@ TEST(zvControl, missing_path_yields_the_description_without_opening_the_interfac
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
-TEST(zvControl, empty_path_yields_the_description_without_opening_the_interface) {
+TEST(ZvControl, EmptyPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve("", nullptr);
     EXPECT_EQ(served.result, 0);
@@ -160,14 +160,14 @@ TEST(zvControl, empty_path_yields_the_description_without_opening_the_interface)
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
-TEST(zvControl, missing_settings_are_answered_with_an_error_and_the_result_is_0) {
+TEST(ZvControl, MissingSettingsAreAnsweredWithAnErrorAndTheResultIs0) {
     const Served served = serve("", "q=1");
     EXPECT_EQ(served.result, 0);
     EXPECT_EQ(served.output, "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
                              "camera_description_output_json|331>");
 }
 
-TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
+TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
     zvtest::SyslogCapture log;
     fakePlatform().open_result = -5;
     const Served served = serve("/x", nullptr);
@@ -179,7 +179,7 @@ TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
                                          "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
 }
 
-TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
+TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
     zvtest::SyslogCapture log;
     fakePlatform().failing_row = 3;
     fakePlatform().add_result = -3;
@@ -196,7 +196,7 @@ TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
                                          " @zvControl:128"));
 }
 
-TEST(zvControl, any_result_but_0_stops_the_registration) {
+TEST(ZvControl, AnyResultBut0StopsTheRegistration) {
     fakePlatform().failing_row = 14;
     fakePlatform().add_result = 1;
     EXPECT_EQ(serve("/x", nullptr).result, 1);
@@ -204,21 +204,21 @@ TEST(zvControl, any_result_but_0_stops_the_registration) {
     EXPECT_EQ(fakePlatform().calls.size(), 16U);
 }
 
-TEST(zvControl, success_with_an_empty_buffer_answers_an_empty_object) {
+TEST(ZvControl, SuccessWithAnEmptyBufferAnswersAnEmptyObject) {
     answerWith(0);
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(served.result, 0);
     EXPECT_EQ(served.output, "<success header>\n<empty json>");
 }
 
-TEST(zvControl, success_answers_the_buffers_text_and_nothing_more) {
+TEST(ZvControl, SuccessAnswersTheBuffersTextAndNothingMore) {
     answerWith(0, "{\"a\":1}\n");
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(served.result, 0);
     EXPECT_EQ(served.output, "<success header>\n{\"a\":1}\n");
 }
 
-TEST(zvControl, a_buffer_filled_to_its_last_byte_is_not_read_beyond) {
+TEST(ZvControl, ABufferFilledToItsLastByteIsNotReadBeyond) {
     fakePlatform().serve = [](const char*, const char*, char* response, int size) {
         std::memset(response, 'x', static_cast<std::size_t>(size));
         return 0;
@@ -226,20 +226,20 @@ TEST(zvControl, a_buffer_filled_to_its_last_byte_is_not_read_beyond) {
     EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n" + std::string(4096, 'x'));
 }
 
-TEST(zvControl, unknown_request_answers_400_with_a_code_and_a_text_of_its_own) {
+TEST(ZvControl, UnknownRequestAnswers400WithACodeAndATextOfItsOwn) {
     const Served served = serve("/nowhere", "a=1");
     EXPECT_EQ(served.result, -20);
     EXPECT_EQ(served.output, "<error /nowhere|a=1|400|-3|unknown request|main|143>");
 }
 
-TEST(zvControl, incomplete_parameters_answer_400_with_the_path_as_message) {
+TEST(ZvControl, IncompleteParametersAnswer400WithThePathAsMessage) {
     answerWith(-4, "ignored");
     const Served served = serve("/x", "a=1");
     EXPECT_EQ(served.result, -4);
     EXPECT_EQ(served.output, "<error /x|a=1|400|-4|/x|main|150>");
 }
 
-TEST(zvControl, any_other_result_answers_500_with_the_path_as_message) {
+TEST(ZvControl, AnyOtherResultAnswers500WithThePathAsMessage) {
     for (const int result : {-1, -3, -5, -17, -19, -21, -100, 1, 7}) {
         answerWith(result);
         const Served served = serve("/x", nullptr);
@@ -248,7 +248,7 @@ TEST(zvControl, any_other_result_answers_500_with_the_path_as_message) {
     }
 }
 
-TEST(zvControl, an_error_answer_reads_the_environment_again) {
+TEST(ZvControl, AnErrorAnswerReadsTheEnvironmentAgain) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         setenv("PATH_INFO", "/changed", 1);
         setenv("QUERY_STRING", "c=2", 1);
@@ -257,7 +257,7 @@ TEST(zvControl, an_error_answer_reads_the_environment_again) {
     EXPECT_EQ(serve("/x", "a=1").output, "<error /changed|c=2|500|-1|/changed|main|150>");
 }
 
-TEST(zvControl, an_error_answer_survives_variables_that_have_gone) {
+TEST(ZvControl, AnErrorAnswerSurvivesVariablesThatHaveGone) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         unsetenv("PATH_INFO");
         unsetenv("QUERY_STRING");
@@ -266,7 +266,7 @@ TEST(zvControl, an_error_answer_survives_variables_that_have_gone) {
     EXPECT_EQ(serve("/x", "a=1").output, "<error (null)|(null)|400|-4|(null)|main|150>");
 }
 
-TEST(zvControl, writes_nothing_when_the_handler_has_answered) {
+TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
     fakePlatform().serve = [](const char*, const char*, char* response, int) {
         response[0] = 'x';
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
@@ -277,7 +277,7 @@ TEST(zvControl, writes_nothing_when_the_handler_has_answered) {
     EXPECT_EQ(fakePlatform().calls.back(), "close");
 }
 
-TEST(zvControl, a_failing_close_is_told_on_standard_error_with_the_requests_result) {
+TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
     answerWith(0, "{}");
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
@@ -286,7 +286,7 @@ TEST(zvControl, a_failing_close_is_told_on_standard_error_with_the_requests_resu
     EXPECT_EQ(served.errors, "Error[0] closing the daemon interface\n");
 }
 
-TEST(zvControl, a_failing_close_after_a_failed_request_tells_its_result_too) {
+TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
     answerWith(-1);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
@@ -295,7 +295,7 @@ TEST(zvControl, a_failing_close_after_a_failed_request_tells_its_result_too) {
     EXPECT_EQ(served.errors, "Error[-1] closing the daemon interface\n");
 }
 
-TEST(zvControl, a_failing_close_after_a_handlers_own_answer_tells_its_result_too) {
+TEST(ZvControl, AFailingCloseAfterAHandlersOwnAnswerTellsItsResultToo) {
     answerWith(-18);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
@@ -304,12 +304,12 @@ TEST(zvControl, a_failing_close_after_a_handlers_own_answer_tells_its_result_too
     EXPECT_EQ(served.errors, "Error[-18] closing the daemon interface\n");
 }
 
-TEST(zvControl, a_close_that_succeeds_is_silent) {
+TEST(ZvControl, ACloseThatSucceedsIsSilent) {
     answerWith(-1);
     EXPECT_EQ(serve("/x", nullptr).errors, "");
 }
 
-TEST(zvControl, serves_a_custom_uri_with_its_hooks_around_the_handler) {
+TEST(ZvControl, ServesACustomUriWithItsHooksAroundTheHandler) {
     fakeHandlers().text = "{\"status\":2}";
     const Served served = serve("/command/ble/pair/status", "x=1");
     EXPECT_EQ(served.result, 0);
@@ -321,25 +321,25 @@ TEST(zvControl, serves_a_custom_uri_with_its_hooks_around_the_handler) {
                             "ble_interface_close", "close"));
 }
 
-TEST(zvControl, writes_the_answer_in_one_piece) {
+TEST(ZvControl, WritesTheAnswerInOnePiece) {
     answerWith(0, std::string(4095, 'x'));
     serve("/x", nullptr);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(17 + 4095));
 }
 
-TEST(zvControl, writes_the_whole_answer_when_write_takes_parts_or_is_interrupted) {
+TEST(ZvControl, WritesTheWholeAnswerWhenWriteTakesPartsOrIsInterrupted) {
     answerWith(0, "{\"a\":1}");
     wrappedWrite().script = {{3, 0}, {0, EINTR}, {1, 0}, {0, EINTR}};
     EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n{\"a\":1}");
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(24, 21, 21, 20, 20));
 }
 
-TEST(zvControl, writes_an_error_answer_whole_as_well) {
+TEST(ZvControl, WritesAnErrorAnswerWholeAsWell) {
     wrappedWrite().script = {{1, 0}, {0, EINTR}};
     EXPECT_EQ(serve("/x", nullptr).output, "<error /x|(null)|400|-3|unknown request|main|143>");
 }
 
-TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
+TEST(ZvControl, AnAnswerThatCannotBeWrittenChangesNothingElse) {
     answerWith(0, "{}");
     wrappedWrite().script = {{5, 0}, {0, EIO}};
     const Served served = serve("/x", nullptr);
@@ -348,7 +348,7 @@ TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
     EXPECT_EQ(fakePlatform().calls.back(), "close");
 }
 
-TEST(zvControl, without_memory_for_a_success_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForASuccessSaysNothingAndFails) {
     answerWith(0, "{\"a\":1}");
     const Served served = serveWithin(1, "/x", "a=1");
     EXPECT_EQ(served.result, -2);
@@ -358,14 +358,14 @@ TEST(zvControl, without_memory_for_a_success_says_nothing_and_fails) {
     EXPECT_EQ(fakePlatform().calls.back(), "close");
 }
 
-TEST(zvControl, without_memory_for_the_buffers_text_no_half_of_it_is_said) {
+TEST(ZvControl, WithoutMemoryForTheBuffersTextNoHalfOfItIsSaid) {
     answerWith(0, std::string(4095, 'x'));
     const Served served = serveWithin(1024, "/x", nullptr);
     EXPECT_EQ(served.result, -2);
     EXPECT_EQ(served.output, "");
 }
 
-TEST(zvControl, without_memory_for_an_error_answer_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForAnErrorAnswerSaysNothingAndFails) {
     for (const int code : {-20, -4, -1}) {
         answerWith(code);
         const Served served = serveWithin(1, "/x", nullptr);
@@ -374,7 +374,7 @@ TEST(zvControl, without_memory_for_an_error_answer_says_nothing_and_fails) {
     }
 }
 
-TEST(zvControl, without_memory_an_answer_of_the_handlers_own_stands) {
+TEST(ZvControl, WithoutMemoryAnAnswerOfTheHandlersOwnStands) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
     };
@@ -383,7 +383,7 @@ TEST(zvControl, without_memory_an_answer_of_the_handlers_own_stands) {
     EXPECT_EQ(served.output, "own answer");
 }
 
-TEST(zvControl, a_failing_close_tells_the_dispatchers_result_also_without_memory) {
+TEST(ZvControl, AFailingCloseTellsTheDispatchersResultAlsoWithoutMemory) {
     answerWith(-17);
     fakePlatform().close_result = -5;
     const Served served = serveWithin(1, "/x", nullptr);
@@ -392,14 +392,14 @@ TEST(zvControl, a_failing_close_tells_the_dispatchers_result_also_without_memory
     EXPECT_EQ(served.errors, "Error[-17] closing the daemon interface\n");
 }
 
-TEST(zvControl, without_memory_for_the_settings_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForTheSettingsSaysNothingAndFails) {
     writeSettings("{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     const Served served = serveWithin(2000, nullptr, nullptr);
     EXPECT_EQ(served.result, -2);
     EXPECT_EQ(served.output, "");
 }
 
-TEST(zvControl, without_memory_for_the_error_answer_of_the_description_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForTheErrorAnswerOfTheDescriptionSaysNothingAndFails) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served getter = serveWithin(1, nullptr, nullptr);
     EXPECT_EQ(getter.result, -2);
@@ -410,7 +410,7 @@ TEST(zvControl, without_memory_for_the_error_answer_of_the_description_says_noth
     EXPECT_EQ(settings.output, "");
 }
 
-TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_not_at_all) {
+TEST(ZvControl, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtAll) {
     writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') + "\"c\":{}}\n");
     const Served whole = serve(nullptr, nullptr);
     EXPECT_EQ(whole.result, 0);
@@ -432,7 +432,7 @@ TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_no
     EXPECT_LT(answered, 500);
 }
 
-TEST(zvControl, takes_path_and_query_of_100_kilobytes) {
+TEST(ZvControl, TakesPathAndQueryOf100Kilobytes) {
     const std::string path = "/" + std::string(100000, 'p');
     const std::string params = "a=" + std::string(100000, 'q');
     zvtest::SyslogCapture log;

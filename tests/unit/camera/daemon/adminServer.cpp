@@ -65,7 +65,7 @@ protected:
     std::atomic<bool> ending_{false};
 };
 
-TEST_F(AdminServerTest, answersRequestsInTheirOrder) {
+TEST_F(AdminServerTest, AnswersRequestsInTheirOrder) {
     EXPECT_EQ(raw("{\"op\":\"double\",\"n\":1}\n{\"op\":\"double\",\"n\":2}\n", 2),
               "{\"ok\":true,\"result\":2}\n{\"ok\":true,\"result\":4}\n");
     AdminClient client(path_);
@@ -73,7 +73,7 @@ TEST_F(AdminServerTest, answersRequestsInTheirOrder) {
     EXPECT_EQ(client.call("double", {{"n", 4}}), 8);
 }
 
-TEST_F(AdminServerTest, errorsAreAnsweredInWords) {
+TEST_F(AdminServerTest, ErrorsAreAnsweredInWords) {
     EXPECT_EQ(raw("{\"op\":\"fail\"}\n", 1), "{\"error\":\"not today\",\"ok\":false}\n");
     EXPECT_EQ(raw("{\"op\":\"none\"}\n", 1), "{\"error\":\"unknown op none\",\"ok\":false}\n");
     EXPECT_THAT(raw("{\"op\":\n", 1), HasSubstr("\"ok\":false"));
@@ -85,7 +85,7 @@ TEST_F(AdminServerTest, errorsAreAnsweredInWords) {
     EXPECT_THROW(client.call("fail"), std::runtime_error);
 }
 
-TEST_F(AdminServerTest, requestsAreNestedNoDeeperThanTheLimit) {
+TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
     const auto answerAt = [this](std::size_t depth) { // the request's own braces are one level
         return raw(
             "{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}\n", 1);
@@ -97,13 +97,13 @@ TEST_F(AdminServerTest, requestsAreNestedNoDeeperThanTheLimit) {
               "{\"ok\":true,\"result\":6}\n"); // a text is no nesting
 }
 
-TEST_F(AdminServerTest, aLineTooLongEndsTheConnection) {
+TEST_F(AdminServerTest, ALineTooLongEndsTheConnection) {
     EXPECT_EQ(raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2),
               "{\"error\":\"request line too long\",\"ok\":false}\n");
     EXPECT_EQ(AdminClient(path_).call("double", {{"n", 1}}), 2);
 }
 
-TEST_F(AdminServerTest, subscribersGetWhatIsPublished) {
+TEST_F(AdminServerTest, SubscribersGetWhatIsPublished) {
     AdminClient subscriber(path_);
     AdminClient other(path_);
     EXPECT_EQ(other.call("publish", {{"what", 0}}), false);
@@ -116,7 +116,7 @@ TEST_F(AdminServerTest, subscribersGetWhatIsPublished) {
     EXPECT_EQ(subscriber.call("publish", {{"what", 3}}), true); // its own news, between request and answer
 }
 
-TEST_F(AdminServerTest, aSubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
+TEST_F(AdminServerTest, ASubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
     AdminClient deaf(path_);
     deaf.call("news");
     AdminClient other(path_);
@@ -129,7 +129,7 @@ TEST_F(AdminServerTest, aSubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
     EXPECT_EQ(other.call("clients"), 1);
 }
 
-TEST_F(AdminServerTest, aClientThatAsksAndDoesNotReadIsDropped) {
+TEST_F(AdminServerTest, AClientThatAsksAndDoesNotReadIsDropped) {
     const UniqueFd greedy = connectUnix(path_, SOCK_STREAM);
     const std::string request = "{\"op\":\"big\"}\n";
     std::string many;
@@ -145,7 +145,7 @@ TEST_F(AdminServerTest, aClientThatAsksAndDoesNotReadIsDropped) {
     EXPECT_EQ(other.call("clients"), 1);
 }
 
-TEST_F(AdminServerTest, moreClientsThanTheLimitPushTheOldestOut) {
+TEST_F(AdminServerTest, MoreClientsThanTheLimitPushTheOldestOut) {
     std::vector<UniqueFd> idle;
     for (std::size_t i = 0; i < AdminServer::clientLimit + 10; ++i) {
         idle.push_back(connectUnix(path_, SOCK_STREAM));
@@ -156,7 +156,7 @@ TEST_F(AdminServerTest, moreClientsThanTheLimitPushTheOldestOut) {
     EXPECT_EQ(recv(idle.front().get(), &byte, 1, 0), 0);
 }
 
-TEST_F(AdminServerTest, clientsThatVanishLeaveNothing) {
+TEST_F(AdminServerTest, ClientsThatVanishLeaveNothing) {
     for (int i = 0; i < 200; ++i) {
         const UniqueFd fd = connectUnix(path_, SOCK_STREAM);
         send(fd.get(), "{\"op\":\"fail\"}\n{\"op\"", 19, MSG_NOSIGNAL);
@@ -168,12 +168,12 @@ TEST_F(AdminServerTest, clientsThatVanishLeaveNothing) {
     EXPECT_EQ(client.call("clients"), 1);
 }
 
-TEST_F(AdminServerTest, aSecondServerIsRefused) {
+TEST_F(AdminServerTest, ASecondServerIsRefused) {
     EventLoop loop;
     EXPECT_THROW(AdminServer(loop, path_), std::runtime_error);
 }
 
-TEST(AdminServer, takesOverASocketFileThatNobodyServesAndRemovesItsOwn) {
+TEST(AdminServer, TakesOverASocketFileThatNobodyServesAndRemovesItsOwn) {
     const std::string path = testing::TempDir() + "left.admin";
     listenUnix(path, SOCK_STREAM).reset();
     struct stat status {};
@@ -183,7 +183,7 @@ TEST(AdminServer, takesOverASocketFileThatNobodyServesAndRemovesItsOwn) {
     EXPECT_NE(stat(path.c_str(), &status), 0);
 }
 
-TEST(AdminClient, anAbsentServerIsAnError) {
+TEST(AdminClient, AnAbsentServerIsAnError) {
     EXPECT_THROW(AdminClient("/nonexistent/socket"), std::system_error);
     EXPECT_THROW(AdminClient("/" + std::string(200, 'n')), std::system_error);
 }

@@ -11,7 +11,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(EventLoop, timersRunInTheOrderOfTheirTimes) {
+TEST(EventLoop, TimersRunInTheOrderOfTheirTimes) {
     EventLoop loop;
     std::string order;
     loop.addTimer(milliseconds(20), [&] {
@@ -26,7 +26,7 @@ TEST(EventLoop, timersRunInTheOrderOfTheirTimes) {
     EXPECT_EQ(order, "ab");
 }
 
-TEST(EventLoop, aTimerThatSetsItselfAgainLeavesRoomForDescriptors) {
+TEST(EventLoop, ATimerThatSetsItselfAgainLeavesRoomForDescriptors) {
     EventLoop loop;
     int pair[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
@@ -39,7 +39,7 @@ TEST(EventLoop, aTimerThatSetsItselfAgainLeavesRoomForDescriptors) {
     loop.run();
 }
 
-TEST(EventLoop, aCallbackMayRemoveItselfAndOthers) {
+TEST(EventLoop, ACallbackMayRemoveItselfAndOthers) {
     EventLoop loop;
     int first[2];
     int second[2];
@@ -61,7 +61,7 @@ TEST(EventLoop, aCallbackMayRemoveItselfAndOthers) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST(EventLoop, endsOnASignalAndGivesTheSignalMaskBack) {
+TEST(EventLoop, EndsOnASignalAndGivesTheSignalMaskBack) {
     for (const int number : {SIGTERM, SIGINT}) {
         sigset_t before;
         pthread_sigmask(SIG_SETMASK, nullptr, &before);

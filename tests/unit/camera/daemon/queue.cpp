@@ -10,7 +10,7 @@
 namespace zvcam {
 namespace {
 
-TEST(Queue, aNameHasOneSlashAtItsStart) {
+TEST(Queue, ANameHasOneSlashAtItsStart) {
     EXPECT_TRUE(validQueueName("/to_ZVCC12"));
     EXPECT_TRUE(validQueueName("/" + std::string(254, 'n')));
     EXPECT_FALSE(validQueueName("/" + std::string(255, 'n')));
@@ -20,7 +20,7 @@ TEST(Queue, aNameHasOneSlashAtItsStart) {
     EXPECT_FALSE(validQueueName(std::string_view("/a\0b", 4)));
 }
 
-TEST(Queue, isMadeWithItsSizesOpenToTheGroupAndRemovedAtTheEnd) {
+TEST(Queue, IsMadeWithItsSizesOpenToTheGroupAndRemovedAtTheEnd) {
     const mode_t mask = umask(077);
     {
         const OwnedQueue queue("/test");
@@ -39,7 +39,7 @@ TEST(Queue, isMadeWithItsSizesOpenToTheGroupAndRemovedAtTheEnd) {
     EXPECT_EQ(mq_open("/test", O_RDWR), static_cast<mqd_t>(-1));
 }
 
-TEST(Queue, takesTheNameOverFromAProcessThatWasKilled) {
+TEST(Queue, TakesTheNameOverFromAProcessThatWasKilled) {
     mq_attr attributes{};
     attributes.mq_maxmsg = 1;
     attributes.mq_msgsize = 8;
@@ -49,7 +49,7 @@ TEST(Queue, takesTheNameOverFromAProcessThatWasKilled) {
     EXPECT_EQ(queue.receive(), Bytes(2048, 1));
 }
 
-TEST(Queue, receivesInOrderWithoutWaiting) {
+TEST(Queue, ReceivesInOrderWithoutWaiting) {
     OwnedQueue queue("/test");
     EXPECT_EQ(queue.receive(), std::nullopt);
     EXPECT_EQ(sendWithoutWaiting("/test", Bytes{1}), SendResult::Sent);
@@ -61,7 +61,7 @@ TEST(Queue, receivesInOrderWithoutWaiting) {
     EXPECT_EQ(queue.receive(), std::nullopt);
 }
 
-TEST(Queue, sendingNeverWaitsAndSaysWhyNot) {
+TEST(Queue, SendingNeverWaitsAndSaysWhyNot) {
     const OwnedQueue queue("/test", 1, 8);
     EXPECT_EQ(sendWithoutWaiting("/absent", Bytes{1}), SendResult::Absent);
     EXPECT_EQ(sendWithoutWaiting("/test", Bytes(9)), SendResult::Refused);
@@ -69,7 +69,7 @@ TEST(Queue, sendingNeverWaitsAndSaysWhyNot) {
     EXPECT_EQ(sendWithoutWaiting("/test", Bytes{1}), SendResult::Full);
 }
 
-TEST(Queue, thatCannotBeMadeIsAnError) {
+TEST(Queue, ThatCannotBeMadeIsAnError) {
     EXPECT_THROW(OwnedQueue("noslash"), std::system_error);
 }
 

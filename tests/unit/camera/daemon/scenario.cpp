@@ -22,7 +22,7 @@ std::string errorOf(const std::string& text) {
     return "";
 }
 
-TEST(Scenario, givesEachPartAndEmptyOnesForTheRest) {
+TEST(Scenario, GivesEachPartAndEmptyOnesForTheRest) {
     const Scenario scenario = Scenario::load(fileOf(R"({"description":"x","ble":{"seed":3},"faults":[1]})"));
     EXPECT_EQ(scenario.part("ble"), (Json{{"seed", 3}}));
     EXPECT_EQ(scenario.part("faults"), Json::array({1}));
@@ -30,7 +30,7 @@ TEST(Scenario, givesEachPartAndEmptyOnesForTheRest) {
     EXPECT_EQ(Scenario().part("faults"), Json::array());
 }
 
-TEST(Scenario, saysWhatIsWrongWithTheFile) {
+TEST(Scenario, SaysWhatIsWrongWithTheFile) {
     EXPECT_EQ(errorOf(R"({"bel":{}})"), "bel: unknown key");
     EXPECT_EQ(errorOf(R"({"ble":[]})"), "ble: must be an object");
     EXPECT_EQ(errorOf(R"({"faults":{}})"), "faults: must be an array");
@@ -40,7 +40,7 @@ TEST(Scenario, saysWhatIsWrongWithTheFile) {
     EXPECT_EQ(errorOf(std::string((std::size_t{4} << 20) + 1, ' ')), "larger than a scenario may be");
 }
 
-TEST(Scenario, isNestedNoDeeperThanTheLimit) {
+TEST(Scenario, IsNestedNoDeeperThanTheLimit) {
     const auto nested = [](std::size_t depth) { // the file's own braces are one level
         return "{\"faults\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}";
     };
@@ -49,7 +49,7 @@ TEST(Scenario, isNestedNoDeeperThanTheLimit) {
     EXPECT_EQ(errorOf(nested(1000000)), "nested deeper than 16");
 }
 
-TEST(JsonReader, readsWithinRangesAndLeavesWhatIsAbsent) {
+TEST(JsonReader, ReadsWithinRangesAndLeavesWhatIsAbsent) {
     const Json json{{"a", 5}, {"t", "x"}, {"f", 1}};
     JsonReader reader(json, "part");
     int a = 0;
@@ -66,7 +66,7 @@ TEST(JsonReader, readsWithinRangesAndLeavesWhatIsAbsent) {
     EXPECT_TRUE(f);
 }
 
-TEST(JsonReader, namesThePlaceOfAnError) {
+TEST(JsonReader, NamesThePlaceOfAnError) {
     const Json json{{"list", {{{"x", 1.5}}, {{"x", 1}, {"y", 2}}}}};
     JsonReader reader(json, "top");
     std::string errors;
@@ -83,7 +83,7 @@ TEST(JsonReader, namesThePlaceOfAnError) {
     EXPECT_EQ(errors, "top.list[0].x: must be a whole number from 0 to 9|top.list[1].y: unknown key|");
 }
 
-TEST(JsonReader, refusesNumbersOutsideAllRanges) {
+TEST(JsonReader, RefusesNumbersOutsideAllRanges) {
     const Json json = Json::parse(R"({"big":18446744073709551615,"neg":-1,"text":"1"})");
     JsonReader reader(json, "");
     std::uint8_t value = 7;

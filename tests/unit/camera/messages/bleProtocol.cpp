@@ -6,7 +6,7 @@
 namespace zvcam {
 namespace {
 
-TEST(BleProtocol, anAddressIsStoredLeastSignificantByteFirst) {
+TEST(BleProtocol, AnAddressIsStoredLeastSignificantByteFirst) {
     const Address address{0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1};
     EXPECT_EQ(parseAddress("A1B2C3D4E5F6"), address);
     EXPECT_EQ(parseAddress("a1:b2:c3:d4:e5:f6"), address);
@@ -16,7 +16,7 @@ TEST(BleProtocol, anAddressIsStoredLeastSignificantByteFirst) {
     EXPECT_THROW(parseAddress("x1b2c3d4e5f6"), std::invalid_argument);
 }
 
-TEST(BleProtocol, aUuidIsStoredLeastSignificantByteFirst) {
+TEST(BleProtocol, AUuidIsStoredLeastSignificantByteFirst) {
     EXPECT_EQ(parseUuid("180d", 2), (Bytes{0x0d, 0x18}));
     EXPECT_EQ(parseUuid("00112233-4455-6677-8899-aabbccddeeff", 16),
               (Bytes{0xff, 0xee, 0xdd, 0xcc, 0xbb, 0xaa, 0x99, 0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11, 0x00}));
@@ -25,7 +25,7 @@ TEST(BleProtocol, aUuidIsStoredLeastSignificantByteFirst) {
     EXPECT_THROW(parseUuid("180d", 16), std::invalid_argument);
 }
 
-TEST(BleProtocol, aScanEntryHoldsNameThen128ThenSixteenBitUuids) {
+TEST(BleProtocol, AScanEntryHoldsNameThen128ThenSixteenBitUuids) {
     ScanEntry entry;
     entry.address = {1, 2, 3, 4, 5, 6};
     entry.addressType = 1;
@@ -45,7 +45,7 @@ TEST(BleProtocol, aScanEntryHoldsNameThen128ThenSixteenBitUuids) {
     EXPECT_EQ(readScanEntry(bytes).uuid128, entry.uuid128);
 }
 
-TEST(BleProtocol, aDeviceWithoutNameAndUuidsHasNoOffsets) {
+TEST(BleProtocol, ADeviceWithoutNameAndUuidsHasNoOffsets) {
     Bytes bytes;
     appendEntry(bytes, ScanEntry{{1, 2, 3, 4, 5, 6}, 0, 4, "", {}, {}});
     Bytes expected{1, 2, 3, 4, 5, 6, 0, 4};
@@ -53,7 +53,7 @@ TEST(BleProtocol, aDeviceWithoutNameAndUuidsHasNoOffsets) {
     EXPECT_EQ(bytes, expected);
 }
 
-TEST(BleProtocol, whatExceedsAnEntryIsLeftOutInWholeUuids) {
+TEST(BleProtocol, WhatExceedsAnEntryIsLeftOutInWholeUuids) {
     Bytes bytes;
     appendEntry(bytes, ScanEntry{{}, 0, 0, std::string(60, 'n'), Bytes(6, 1), Bytes(16, 2)});
     ASSERT_EQ(bytes.size(), 82U);
@@ -67,7 +67,7 @@ TEST(BleProtocol, whatExceedsAnEntryIsLeftOutInWholeUuids) {
     EXPECT_EQ(bytes[2 * 82 + 9], 68);
 }
 
-TEST(BleProtocol, aWhitelistEntryHasLittleEndianFlagsAndItsNameAtTen) {
+TEST(BleProtocol, AWhitelistEntryHasLittleEndianFlagsAndItsNameAtTen) {
     Bytes bytes;
     appendEntry(bytes, WhitelistEntry{{1, 2, 3, 4, 5, 6}, 0x015a, "Hi"});
     Bytes expected{1, 2, 3, 4, 5, 6, 0x5a, 0x01, 10, 2, 'H', 'i'};
@@ -80,7 +80,7 @@ TEST(BleProtocol, aWhitelistEntryHasLittleEndianFlagsAndItsNameAtTen) {
     EXPECT_EQ(bytes[41 + 9], 31);
 }
 
-TEST(BleProtocol, offsetsThatLeadOutOfAnEntryYieldWhatLiesInside) {
+TEST(BleProtocol, OffsetsThatLeadOutOfAnEntryYieldWhatLiesInside) {
     Bytes bytes(82, 'x');
     const ScanEntry entry = readScanEntry(bytes); // every offset and length is 120
     EXPECT_EQ(entry.name, "");
@@ -89,7 +89,7 @@ TEST(BleProtocol, offsetsThatLeadOutOfAnEntryYieldWhatLiesInside) {
     EXPECT_EQ(readScanEntry(bytes).name, "xx");
 }
 
-TEST(BleProtocol, commandsAreKnownByCodeAndName) {
+TEST(BleProtocol, CommandsAreKnownByCodeAndName) {
     EXPECT_STREQ(findCommand(std::uint8_t{4})->name, "scan_list");
     EXPECT_EQ(findCommand(std::uint8_t{5}), nullptr);
     EXPECT_EQ(findCommand(std::string_view("whitelist_configure"))->code, BleCode::WhitelistConfigure);

@@ -16,7 +16,7 @@ const Bytes pageRequest{0x00, 0x2d, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L'
                         0x1e, 0x14, 0x00, 0x00, 0x09, 0x44, '/',  't',  'o', '_', 'Z',  'V',  'C',  'C',  '7',
                         0x00, 0x00, 0x07, 0x43, '/',  't',  'o',  '_',  'b', 'l', 'e',  0x00, 0x00, 0x00, 0xee};
 
-TEST(Explain, namesEveryFieldOfARequest) {
+TEST(Explain, NamesEveryFieldOfARequest) {
     EXPECT_THAT(explainMessage(pageRequest, ""),
                 ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
                             Field{4, 0, "command tag", "65, 2 bytes: \"BL\""}, Field{10, 0, "data", "66, 3 bytes"},
@@ -26,7 +26,7 @@ TEST(Explain, namesEveryFieldOfARequest) {
                             Field{41, 0, "tail", "238, 0 bytes"}));
 }
 
-TEST(Explain, namesThePageAndTheEntriesOfAReply) {
+TEST(Explain, NamesThePageAndTheEntriesOfAReply) {
     Bytes data{3, 1, 0, 1};
     appendEntry(data, WhitelistEntry{{1, 2, 3, 4, 5, 6}, 0x005a, "Hi"});
     EXPECT_THAT(explainMessage(encodeMessage(makeReply(0, data)), "whitelist_list"),
@@ -39,7 +39,7 @@ TEST(Explain, namesThePageAndTheEntriesOfAReply) {
                             Field{21, 2, "name", "\"Hi\""}, Field{54, 0, "tail", "238, 0 bytes"}));
 }
 
-TEST(Explain, namesAScanEntry) {
+TEST(Explain, NamesAScanEntry) {
     Bytes data{3, 1, 0, 1};
     appendEntry(data, ScanEntry{{1, 2, 3, 4, 5, 6}, 1, -60, "Hi", {0x0d, 0x18}, {}});
     const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, data)), "scan_list");
@@ -49,12 +49,12 @@ TEST(Explain, namesAScanEntry) {
                             Field{25, 2, "uuid16", "180d"}));
 }
 
-TEST(Explain, saysWhenACountAndItsEntriesDiffer) {
+TEST(Explain, SaysWhenACountAndItsEntriesDiffer) {
     const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, Bytes{3, 9, 0, 2, 1})), "scan_list");
     EXPECT_EQ(fields[8], (Field{13, 1, "malformed", "the count says 2 entries, there are 0, 1 bytes left"}));
 }
 
-TEST(Explain, namesEveryCommandsParameters) {
+TEST(Explain, NamesEveryCommandsParameters) {
     const auto fieldsOf = [](const Bytes& data) {
         const Message message{2, {{65, {'B', 'L'}}, {66, data}, {238, {}}}};
         std::string text;
@@ -80,7 +80,7 @@ TEST(Explain, namesEveryCommandsParameters) {
     EXPECT_EQ(fieldsOf({9, 1}), "command=9 (pair_status), wrong size;bytes=0901;");
 }
 
-TEST(Explain, namesStatusValues) {
+TEST(Explain, NamesStatusValues) {
     const auto lastOf = [](std::uint8_t value, const char* command) {
         return explainMessage(encodeMessage(makeReply(0, Bytes{value})), command)[4];
     };
@@ -90,7 +90,7 @@ TEST(Explain, namesStatusValues) {
     EXPECT_EQ(explainMessage(encodeMessage(makeReply(6)), "PD")[3], (Field{8, 1, "status", "6 (unreachable)"}));
 }
 
-TEST(Explain, aMalformedMessageGivesWhatCanBeRead) {
+TEST(Explain, AMalformedMessageGivesWhatCanBeRead) {
     const Bytes cut(pageRequest.begin(), pageRequest.begin() + 12);
     EXPECT_THAT(explainMessage(cut, ""),
                 ElementsAre(Field{0, 0, "total length", "45"}, Field{3, 0, "category", "2 (request)"},
@@ -98,17 +98,17 @@ TEST(Explain, aMalformedMessageGivesWhatCanBeRead) {
                             Field{10, 0, "malformed", "element cut short"}, Field{10, 0, "rest", "0000"}));
 }
 
-TEST(Explain, summarizesOnOneLine) {
+TEST(Explain, SummarizesOnOneLine) {
     EXPECT_EQ(summarizeMessage(pageRequest, ""), "request \"BL\" whitelist_list");
     EXPECT_EQ(summarizeMessage(encodeMessage(makeReply(3)), "scan"), "reply to scan, status 3 (busy)");
     EXPECT_EQ(summarizeMessage(Bytes{1}, ""), "malformed: shorter than a message header");
 }
 
-TEST(Explain, textsAreQuotedWithWhatDoesNotPrint) {
+TEST(Explain, TextsAreQuotedWithWhatDoesNotPrint) {
     EXPECT_EQ(quoteText("a\"\n\xff\\"), "\"a\\\"\\x0a\\xff\\\\\"");
 }
 
-TEST(Explain, randomMessagesAreExplainedWithoutEnd) {
+TEST(Explain, RandomMessagesAreExplainedWithoutEnd) {
     std::mt19937 random(7);
     for (int i = 0; i < 5000; ++i) {
         Bytes data(random() % 200);
@@ -121,7 +121,7 @@ TEST(Explain, randomMessagesAreExplainedWithoutEnd) {
     }
 }
 
-TEST(Trace, aRecordGoesThroughItsFileAndBack) {
+TEST(Trace, ARecordGoesThroughItsFileAndBack) {
     TraceRing ring("zvNetD");
     TraceRecord record;
     record.in = true;
@@ -142,7 +142,7 @@ TEST(Trace, aRecordGoesThroughItsFileAndBack) {
     EXPECT_THROW(readTraceRecord({{"direction", "up"}, {"hex", ""}}), JsonError);
 }
 
-TEST(Trace, isReadableInATerminal) {
+TEST(Trace, IsReadableInATerminal) {
     TraceRecord record;
     record.time = 1795230000000001;
     record.daemon = "zvBleD";
@@ -160,7 +160,7 @@ TEST(Trace, isReadableInATerminal) {
                                     "    0010  tail: 238, 0 bytes\n");
 }
 
-TEST(Trace, keepsTheNewestWithinItsBounds) {
+TEST(Trace, KeepsTheNewestWithinItsBounds) {
     TraceRing ring("zvNetD");
     for (std::size_t i = 0; i < TraceRing::recordLimit + 5; ++i) {
         ring.add({});

@@ -37,7 +37,7 @@ Outgoing spoil(Json json, const RequestInfo& request, const Bytes& data) {
 
 const Bytes plainStatus{0, 14, 0, 3, 0, 0, 2, 0x45, 0, 2, 0, 0, 0, 0xee};
 
-TEST(Faults, withoutRulesAReplyIsWhole) {
+TEST(Faults, WithoutRulesAReplyIsWhole) {
     FaultTable table;
     const Outgoing out = spoil(table, status(), {2});
     EXPECT_EQ(out.bytes, plainStatus);
@@ -46,18 +46,18 @@ TEST(Faults, withoutRulesAReplyIsWhole) {
     EXPECT_EQ(out.faults, "");
 }
 
-TEST(Faults, lateOnlyDelays) {
+TEST(Faults, LateOnlyDelays) {
     const Outgoing out = spoil({{"command", "pair_status"}, {"fault", "late"}, {"ms", 250}}, status(), {2});
     EXPECT_EQ(out.bytes, plainStatus);
     EXPECT_EQ(out.delay.count(), 250);
     EXPECT_EQ(out.faults, "late");
 }
 
-TEST(Faults, missingIsNotSent) {
+TEST(Faults, MissingIsNotSent) {
     EXPECT_TRUE(spoil({{"command", 9}, {"fault", "missing"}}, status(), {2}).missing);
 }
 
-TEST(Faults, refusedCarriesItsStatusAndNoData) {
+TEST(Faults, RefusedCarriesItsStatusAndNoData) {
     FaultTable table;
     table.add(rule({{"command", "pair_status"}, {"fault", "refused"}, {"status", 7}}));
     const PlannedFaults planned = table.plan(status());
@@ -66,47 +66,47 @@ TEST(Faults, refusedCarriesItsStatusAndNoData) {
               (Bytes{0, 13, 0, 3, 0, 0, 1, 0x45, 7, 0, 0, 0, 0xee}));
 }
 
-TEST(Faults, wrongCategory) {
+TEST(Faults, WrongCategory) {
     Bytes expected = plainStatus;
     expected[3] = 20;
     EXPECT_EQ(spoil({{"command", "9"}, {"fault", "category"}, {"category", 20}}, status(), {2}).bytes, expected);
 }
 
-TEST(Faults, withoutTheResponseElementOnlyTheTailIsLeft) {
+TEST(Faults, WithoutTheResponseElementOnlyTheTailIsLeft) {
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "no_response"}}, status(), {2}).bytes,
               (Bytes{0, 8, 0, 3, 0, 0, 0, 0xee}));
 }
 
-TEST(Faults, truncatedKeepsTheHeadersAsTheyWere) {
+TEST(Faults, TruncatedKeepsTheHeadersAsTheyWere) {
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 9}}, status(), {2}).bytes,
               (Bytes{0, 14, 0, 3, 0, 0, 2, 0x45, 0}));
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 0}}, status(), {2}).bytes, Bytes{});
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "truncated"}, {"bytes", 99}}, status(), {2}).bytes, plainStatus);
 }
 
-TEST(Faults, shortDataMakeAConsistentMessage) {
+TEST(Faults, ShortDataMakeAConsistentMessage) {
     EXPECT_EQ(spoil({{"command", "*"}, {"fault", "short"}, {"bytes", 3}}, page(0, 255), {1, 2, 0, 2, 9, 9}).bytes,
               (Bytes{0, 16, 0, 3, 0, 0, 4, 0x45, 0, 1, 2, 0, 0, 0, 0, 0xee}));
 }
 
-TEST(Faults, extraBytesFollowTheMessage) {
+TEST(Faults, ExtraBytesFollowTheMessage) {
     const Outgoing out = spoil({{"command", "*"}, {"fault", "extra"}, {"bytes", 3}}, status(), {2});
     ASSERT_EQ(out.bytes.size(), plainStatus.size() + 3);
     EXPECT_TRUE(std::equal(plainStatus.begin(), plainStatus.end(), out.bytes.begin()));
 }
 
-TEST(Faults, garbageReplacesTheMessage) {
+TEST(Faults, GarbageReplacesTheMessage) {
     const Outgoing out = spoil({{"command", "*"}, {"fault", "garbage"}, {"bytes", 20}}, status(), {2});
     EXPECT_EQ(out.bytes.size(), 20U);
     EXPECT_NE(decodeMessage(out.bytes).problem, "");
 }
 
-TEST(Faults, aPagesIndexMoves) {
+TEST(Faults, APagesIndexMoves) {
     const Outgoing out = spoil({{"command", "6"}, {"fault", "index"}, {"by", -2}}, page(5, 255), {1, 5, 5, 0});
     EXPECT_EQ(out.bytes, (Bytes{0, 17, 0, 3, 0, 0, 5, 0x45, 0, 1, 5, 3, 0, 0, 0, 0, 0xee}));
 }
 
-TEST(Faults, tooManyEntriesComeWithTheirBytes) {
+TEST(Faults, TooManyEntriesComeWithTheirBytes) {
     const Outgoing out = spoil({{"command", "whitelist_list"}, {"fault", "too_many"}}, page(0, 2), {1, 2, 0, 0});
     const DecodedMessage decoded = decodeMessage(out.bytes);
     const Bytes& data = decoded.message.find(69)->data;
@@ -114,21 +114,21 @@ TEST(Faults, tooManyEntriesComeWithTheirBytes) {
     EXPECT_EQ(data.size(), 1U + 4 + 3 * 41);
 }
 
-TEST(Faults, aCountAboveWhatFitsStaysWithinAMessage) {
+TEST(Faults, ACountAboveWhatFitsStaysWithinAMessage) {
     const Outgoing out =
         spoil({{"command", "whitelist_list"}, {"fault", "too_many"}, {"by", 200}}, page(0, 100), {1, 2, 0, 0});
     EXPECT_LE(out.bytes.size(), 1500U);
     EXPECT_EQ(decodeMessage(out.bytes).message.find(69)->data[4], 255);
 }
 
-TEST(Faults, tooManyWaitsForARequestThatItCanExceed) {
+TEST(Faults, TooManyWaitsForARequestThatItCanExceed) {
     FaultTable table;
     table.add(rule({{"command", "whitelist_list"}, {"fault", "too_many"}, {"count", 1}}));
     EXPECT_EQ(spoil(table, page(0, 255), {1, 0, 0, 0}).faults, "");
     EXPECT_EQ(spoil(table, page(0, 254), {1, 0, 0, 0}).faults, "too_many");
 }
 
-TEST(Faults, aListIsRebuiltBeforeAPageThatDoesNotBeginAtZero) {
+TEST(Faults, AListIsRebuiltBeforeAPageThatDoesNotBeginAtZero) {
     FaultTable table;
     table.add(rule({{"command", "whitelist_list"}, {"fault", "list_id"}, {"count", 1}}));
     EXPECT_EQ(table.plan(page(0, 255)).idShift, 0); // a first page has nothing to differ from
@@ -139,7 +139,7 @@ TEST(Faults, aListIsRebuiltBeforeAPageThatDoesNotBeginAtZero) {
     EXPECT_EQ(table.plan(page(4, 255)).idShift, 44); // 8 bits
 }
 
-TEST(Faults, aRuleHitsTheNextRepliesAfterThoseThatPass) {
+TEST(Faults, ARuleHitsTheNextRepliesAfterThoseThatPass) {
     FaultTable table;
     table.add(rule({{"command", "pair_status"}, {"fault", "missing"}, {"count", 2}, {"skip", 1}}));
     std::string seen;
@@ -151,7 +151,7 @@ TEST(Faults, aRuleHitsTheNextRepliesAfterThoseThatPass) {
     EXPECT_EQ(table.toJson(), Json::array());
 }
 
-TEST(Faults, severalRulesHitOneReply) {
+TEST(Faults, SeveralRulesHitOneReply) {
     FaultTable table;
     table.add(rule({{"command", "*"}, {"fault", "late"}, {"ms", 5}}));
     table.add(rule({{"command", "*"}, {"fault", "category"}, {"category", 9}}));
@@ -161,7 +161,7 @@ TEST(Faults, severalRulesHitOneReply) {
     EXPECT_EQ(out.faults, "late category");
 }
 
-TEST(Faults, rulesAreListedAndRemovedById) {
+TEST(Faults, RulesAreListedAndRemovedById) {
     FaultTable table;
     const std::uint64_t first = table.add(rule({{"command", "PD"}, {"fault", "missing"}}));
     table.add(rule({{"command", 1}, {"fault", "late"}, {"ms", 7}, {"count", 3}}));
@@ -174,7 +174,7 @@ TEST(Faults, rulesAreListedAndRemovedById) {
     EXPECT_TRUE(table.toJson().empty());
 }
 
-TEST(Faults, aWrongRuleIsNamed) {
+TEST(Faults, AWrongRuleIsNamed) {
     EXPECT_EQ(errorOf({{"fault", "late"}}), "faults[0].command: missing");
     EXPECT_EQ(errorOf({{"command", "scam"}, {"fault", "late"}}), "faults[0].command: no such command: scam");
     EXPECT_EQ(errorOf({{"command", 5}, {"fault", "late"}}), "faults[0].command: no such command: 5");

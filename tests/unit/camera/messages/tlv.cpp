@@ -19,7 +19,7 @@ std::string problemOf(Bytes bytes) {
     return decodeMessage(bytes).problem;
 }
 
-TEST(Tlv, readsEveryElementOfARequestInItsOrder) {
+TEST(Tlv, ReadsEveryElementOfARequestInItsOrder) {
     const DecodedMessage decoded = decodeMessage(pairingPhase);
     EXPECT_EQ(decoded.problem, "");
     EXPECT_EQ(decoded.message.category, 2);
@@ -31,31 +31,31 @@ TEST(Tlv, readsEveryElementOfARequestInItsOrder) {
     EXPECT_EQ(decoded.message.elements[4], (Element{238, {}}));
 }
 
-TEST(Tlv, writesWhatItHasRead) {
+TEST(Tlv, WritesWhatItHasRead) {
     EXPECT_EQ(encodeMessage(decodeMessage(pairingPhase).message), pairingPhase);
 }
 
-TEST(Tlv, aReplyIsCategoryThreeWithStatusDataAndTail) {
+TEST(Tlv, AReplyIsCategoryThreeWithStatusDataAndTail) {
     EXPECT_EQ(encodeMessage(makeReply(0, Bytes{7, 8})),
               (Bytes{0x00, 0x0f, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0, 7, 8, 0x00, 0x00, 0x00, 0xee}));
     EXPECT_EQ(encodeMessage(makeReply(5)),
               (Bytes{0x00, 0x0d, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, 5, 0x00, 0x00, 0x00, 0xee}));
 }
 
-TEST(Tlv, theFirstOfSeveralElementsWithATagIsFound) {
+TEST(Tlv, TheFirstOfSeveralElementsWithATagIsFound) {
     const Message message{2, {{65, {'a'}}, {65, {'b'}}}};
     EXPECT_EQ(message.find(65)->text(), "a");
     EXPECT_EQ(message.find(66), nullptr);
 }
 
-TEST(Tlv, everyCutOfAMessageIsMalformed) {
+TEST(Tlv, EveryCutOfAMessageIsMalformed) {
     for (std::size_t length = 0; length < pairingPhase.size(); ++length) {
         EXPECT_NE(problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}), "")
             << length;
     }
 }
 
-TEST(Tlv, bytesBehindTheMessageAreMalformed) {
+TEST(Tlv, BytesBehindTheMessageAreMalformed) {
     Bytes longer = pairingPhase;
     longer.push_back(0);
     EXPECT_EQ(problemOf(longer), "element cut short");
@@ -64,19 +64,19 @@ TEST(Tlv, bytesBehindTheMessageAreMalformed) {
     EXPECT_EQ(problemOf(longer), "header says 47 bytes, got 51");
 }
 
-TEST(Tlv, theTailMustStandOnceAtTheEndAndEmpty) {
+TEST(Tlv, TheTailMustStandOnceAtTheEndAndEmpty) {
     EXPECT_EQ(problemOf({0, 4, 0, 2}), "no tail at the end");
     EXPECT_EQ(problemOf({0, 9, 0, 2, 0, 0, 1, 0xee, 0}), "tail with data");
     EXPECT_EQ(problemOf({0, 12, 0, 2, 0, 0, 0, 0xee, 0, 0, 0, 0xee}), "tail before the end");
     EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0, 0, 0xee}), "");
 }
 
-TEST(Tlv, anElementLongerThanTheMessageIsCutShort) {
+TEST(Tlv, AnElementLongerThanTheMessageIsCutShort) {
     EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0xff, 0xff, 0xee}), "element cut short");
     EXPECT_EQ(problemOf({0, 3, 0}), "shorter than a message header");
 }
 
-TEST(Tlv, randomBytesNeverLeadOutOfThem) {
+TEST(Tlv, RandomBytesNeverLeadOutOfThem) {
     std::mt19937 random(42);
     for (int i = 0; i < 20000; ++i) {
         Bytes bytes(random() % 64);
@@ -90,7 +90,7 @@ TEST(Tlv, randomBytesNeverLeadOutOfThem) {
     }
 }
 
-TEST(Tlv, hexIsLowerCaseAndReadInBothCases) {
+TEST(Tlv, HexIsLowerCaseAndReadInBothCases) {
     EXPECT_EQ(toHex(Bytes{0x00, 0xaf, 0x10}), "00af10");
     EXPECT_EQ(fromHex("00aF10"), (Bytes{0x00, 0xaf, 0x10}));
     EXPECT_THROW(fromHex("0"), std::invalid_argument);

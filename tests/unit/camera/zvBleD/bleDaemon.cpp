@@ -56,7 +56,7 @@ struct Client {
 
 const Bytes pairOne{2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1};
 
-TEST(zvBleD, answersARequestGivenInBytes) {
+TEST(ZvBleD, AnswersARequestGivenInBytes) {
     DaemonProcess daemon("zvBleD");
     TestQueue answers(reply);
     const Bytes getConfiguration{0x00, 0x2c, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x01, 0x42, 0x0a,
@@ -67,7 +67,7 @@ TEST(zvBleD, answersARequestGivenInBytes) {
     EXPECT_EQ(answers.receive(), byteReply(1));
 }
 
-TEST(zvBleD, refusesWhatItDoesNotKnow) {
+TEST(ZvBleD, RefusesWhatItDoesNotKnow) {
     DaemonProcess daemon("zvBleD");
     Client client;
     EXPECT_EQ(client.ask({5}), statusReply(1));
@@ -77,7 +77,7 @@ TEST(zvBleD, refusesWhatItDoesNotKnow) {
     EXPECT_EQ(client.answers.receive(), statusReply(1));
 }
 
-TEST(zvBleD, findsPairsAndRemembersADevice) {
+TEST(ZvBleD, FindsPairsAndRemembersADevice) {
     {
         DaemonProcess daemon("zvBleD", scenario);
         Client client;
@@ -111,7 +111,7 @@ TEST(zvBleD, findsPairsAndRemembersADevice) {
     EXPECT_EQ(client.page({6, 0, 255})[2], 1);
 }
 
-TEST(zvBleD, aPairingEndsAndIsKeptWithoutAnybodyAsking) {
+TEST(ZvBleD, APairingEndsAndIsKeptWithoutAnybodyAsking) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     EXPECT_EQ(client.ask(pairOne), statusReply(0));
@@ -124,7 +124,7 @@ TEST(zvBleD, aPairingEndsAndIsKeptWithoutAnybodyAsking) {
     EXPECT_EQ(json.at("slots")[1].at("address"), "a1b2c3d4e5f6");
 }
 
-TEST(zvBleD, aBrokenWhitelistFileIsLoggedAndTheScenarioCounts) {
+TEST(ZvBleD, ABrokenWhitelistFileIsLoggedAndTheScenarioCounts) {
     SyslogCapture log;
     ASSERT_EQ(std::system("mkdir -p /tmp/fuse_d/MISC && echo '{' > /tmp/fuse_d/MISC/ble_whitelist.json"), 0);
     DaemonProcess daemon("zvBleD", scenario);
@@ -133,7 +133,7 @@ TEST(zvBleD, aBrokenWhitelistFileIsLoggedAndTheScenarioCounts) {
     EXPECT_THAT(log.texts(), testing::Contains(testing::HasSubstr("whitelist not read, /tmp/fuse_d/MISC/")));
 }
 
-TEST(zvBleD, aStorageThatCannotBeWrittenIsLoggedAndTheRadioGoesOn) {
+TEST(ZvBleD, AStorageThatCannotBeWrittenIsLoggedAndTheRadioGoesOn) {
     SyslogCapture log;
     DaemonProcess daemon("zvBleD", scenario, {"--storage", "/proc/none"});
     Client client;
@@ -142,7 +142,7 @@ TEST(zvBleD, aStorageThatCannotBeWrittenIsLoggedAndTheRadioGoesOn) {
     EXPECT_THAT(log.texts(), testing::Contains(testing::HasSubstr("whitelist not saved")));
 }
 
-TEST(zvBleD, everyValueIsSeenAndSetByTheTool) {
+TEST(ZvBleD, EveryValueIsSeenAndSetByTheTool) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     daemon.call("ble_set", {{"settings", {{"auto_connect", 7}, {"whitelist_page", 1}, {"seed", 9}}}});
@@ -176,7 +176,7 @@ TEST(zvBleD, everyValueIsSeenAndSetByTheTool) {
     EXPECT_TRUE(daemon.call("ble").at("devices").empty());
 }
 
-TEST(zvBleD, refusesTheToolsWrongValues) {
+TEST(ZvBleD, RefusesTheToolsWrongValues) {
     DaemonProcess daemon("zvBleD", scenario);
     const std::vector<std::pair<const char*, zvcam::Json>> wrong{
         {"ble_set", {{"settings", {{"foo", 1}}}}},
@@ -202,7 +202,7 @@ TEST(zvBleD, refusesTheToolsWrongValues) {
     EXPECT_EQ(daemon.call("ble").at("whitelist").at("slots").size(), 1U);
 }
 
-TEST(zvBleD, spoilsRepliesOnDemand) {
+TEST(ZvBleD, SpoilsRepliesOnDemand) {
     DaemonProcess daemon("zvBleD", R"({"ble":{"whitelist_page":2,
         "whitelist":[{"address":"000000000001"},{"address":"000000000002"},{"address":"000000000003"}]},
         "faults":[{"command":"whitelist_list","fault":"list_id","count":1},
@@ -223,7 +223,7 @@ TEST(zvBleD, spoilsRepliesOnDemand) {
     EXPECT_EQ(client.ask({10}), byteReply(1));
 }
 
-TEST(zvBleD, toolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
+TEST(ZvBleD, ToolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
     DaemonProcess daemon("zvBleD", R"({"ble":{"devices":[{"address":"000000000001","found_after_ms":0}],
         "whitelist":[{"address":"000000000001"},{"address":"000000000002"}]},
         "faults":[{"command":"*","fault":"list_id","by":5}]})");
@@ -248,7 +248,7 @@ TEST(zvBleD, toolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
     EXPECT_EQ(client.page({6, 1, 255})[1], daemon.call("ble").at("whitelist").at("list_id"));
 }
 
-TEST(zvBleD, aStatusSetByHandHoldsAndHindersNoPairing) {
+TEST(ZvBleD, AStatusSetByHandHoldsAndHindersNoPairing) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     daemon.call("pairing_status", {{"status", 1}});
@@ -270,7 +270,7 @@ TEST(zvBleD, aStatusSetByHandHoldsAndHindersNoPairing) {
     EXPECT_EQ(client.ask({9}), byteReply(2));
 }
 
-TEST(zvBleD, aDeviceThatIsSetPresentIsHeardWhateverItsTimes) {
+TEST(ZvBleD, ADeviceThatIsSetPresentIsHeardWhateverItsTimes) {
     DaemonProcess daemon("zvBleD",
                          R"({"ble":{"devices":[{"address":"000000000001","from_ms":3600000,"found_after_ms":0}]}})");
     daemon.call("scan", {{"mode", 1}});
@@ -292,7 +292,7 @@ std::string nested(std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
 }
 
-TEST(zvBleD, requestsNestedTooDeepAreRefused) {
+TEST(ZvBleD, RequestsNestedTooDeepAreRefused) {
     DaemonProcess daemon("zvBleD");
     for (const char* op : {"fault_add", "ble_set", "device_set", "whitelist_set", "pairing_end"}) {
         EXPECT_EQ(rawAnswer("{\"op\":\"" + std::string(op) + "\",\"x\":" + nested(32000) + "}\n"),
@@ -301,7 +301,7 @@ TEST(zvBleD, requestsNestedTooDeepAreRefused) {
     EXPECT_EQ(daemon.end(SIGTERM), 0);
 }
 
-TEST(zvBleD, aScenarioNestedTooDeepIsAClearError) {
+TEST(ZvBleD, AScenarioNestedTooDeepIsAClearError) {
     std::ofstream("/tmp/deep.json") << "{\"ble\":{\"devices\":" << nested(1000000) << "}}";
     ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
     const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/deep.json"});
@@ -309,7 +309,7 @@ TEST(zvBleD, aScenarioNestedTooDeepIsAClearError) {
     EXPECT_EQ(ended.error, "zvBleD: /tmp/deep.json: nested deeper than 16\n");
 }
 
-TEST(zvBleD, aLateReplyHoldsNoOther) {
+TEST(ZvBleD, ALateReplyHoldsNoOther) {
     DaemonProcess daemon("zvBleD");
     daemon.call("fault_add", {{"command", "config_get"}, {"fault", "late"}, {"ms", 300}, {"count", 1}});
     Client client;
@@ -318,7 +318,7 @@ TEST(zvBleD, aLateReplyHoldsNoOther) {
     EXPECT_EQ(client.answers.receive(), byteReply(1));
 }
 
-TEST(zvBleD, standsThousandsOfMalformedMessages) {
+TEST(ZvBleD, StandsThousandsOfMalformedMessages) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     std::mt19937 random(21);
@@ -343,7 +343,7 @@ TEST(zvBleD, standsThousandsOfMalformedMessages) {
     EXPECT_EQ(client.ask({5}), statusReply(1));
 }
 
-TEST(zvBleD, logsAndSkipsOversizedMessages) {
+TEST(ZvBleD, LogsAndSkipsOversizedMessages) {
     SyslogCapture log;
     DaemonProcess daemon("zvBleD");
     ASSERT_TRUE(sendTo(ble, Bytes(1501)));
@@ -351,7 +351,7 @@ TEST(zvBleD, logsAndSkipsOversizedMessages) {
     EXPECT_THAT(log.texts(), testing::Contains("/to_ble: oversized message of 1501 bytes skipped"));
 }
 
-TEST(zvBleD, aFullReplyQueueDropsTheReply) {
+TEST(ZvBleD, AFullReplyQueueDropsTheReply) {
     DaemonProcess daemon("zvBleD");
     Client client; // two messages fit
     for (int i = 0; i < 4; ++i) {
@@ -364,7 +364,7 @@ TEST(zvBleD, aFullReplyQueueDropsTheReply) {
     EXPECT_EQ(client.ask({10}), byteReply(1));
 }
 
-TEST(zvBleD, endsOnSigtermAndRemovesItsQueueAndSocket) {
+TEST(ZvBleD, EndsOnSigtermAndRemovesItsQueueAndSocket) {
     DaemonProcess daemon("zvBleD");
     EXPECT_TRUE(queueExists(ble));
     EXPECT_EQ(daemon.end(SIGTERM), 0);
@@ -372,7 +372,7 @@ TEST(zvBleD, endsOnSigtermAndRemovesItsQueueAndSocket) {
     EXPECT_NE(access("/run/zarvo/zvBleD.admin", F_OK), 0);
 }
 
-TEST(zvBleD, aSecondOneDoesNotTakeTheQueueAway) {
+TEST(ZvBleD, ASecondOneDoesNotTakeTheQueueAway) {
     DaemonProcess daemon("zvBleD");
     const Ended second = runToEnd("zvBleD", {});
     EXPECT_EQ(second.status, 1);
@@ -381,7 +381,7 @@ TEST(zvBleD, aSecondOneDoesNotTakeTheQueueAway) {
     EXPECT_EQ(client.ask({10}), byteReply(1));
 }
 
-TEST(zvBleD, aWrongScenarioIsAClearError) {
+TEST(ZvBleD, AWrongScenarioIsAClearError) {
     std::ofstream("/tmp/wrong.json") << R"({"ble":{"devices":[{"address":"00"}]}})";
     ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
     const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/wrong.json"});

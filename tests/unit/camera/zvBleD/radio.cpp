@@ -27,7 +27,7 @@ constexpr auto timedOut = PairingStatus::TimedOut;
 constexpr auto running = PairingStatus::Pairing;
 constexpr auto cancelled = PairingStatus::Cancelled;
 
-TEST(Scan, resultsArriveOverTimeInTheOrderInWhichTheyAreHeard) {
+TEST(Scan, ResultsArriveOverTimeInTheOrderInWhichTheyAreHeard) {
     Radio radio;
     radio.setDevice(device("000000000001", 900));
     radio.setDevice(device("000000000002", 300));
@@ -45,7 +45,7 @@ TEST(Scan, resultsArriveOverTimeInTheOrderInWhichTheyAreHeard) {
     EXPECT_EQ(radio.scan().listId, 1);
 }
 
-TEST(Scan, stoppingKeepsTheListAndStartingMakesANewOne) {
+TEST(Scan, StoppingKeepsTheListAndStartingMakesANewOne) {
     Radio radio;
     radio.setDevice(device("000000000001", 100));
     radio.setDevice(device("000000000002", 700));
@@ -60,7 +60,7 @@ TEST(Scan, stoppingKeepsTheListAndStartingMakesANewOne) {
     EXPECT_EQ(radio.scan().listId, 2);
 }
 
-TEST(Scan, endsByItselfAfterItsTime) {
+TEST(Scan, EndsByItselfAfterItsTime) {
     Radio radio;
     radio.settings.scanTime = 1000;
     radio.setDevice(device("000000000001", 900));
@@ -71,7 +71,7 @@ TEST(Scan, endsByItselfAfterItsTime) {
     EXPECT_EQ(found(radio), "N1");
 }
 
-TEST(Scan, aDeviceThatIsLostLeavesAListWithANewId) {
+TEST(Scan, ADeviceThatIsLostLeavesAListWithANewId) {
     Radio radio;
     radio.settings.lostTime = 2000;
     Device leaving = device("000000000001");
@@ -89,7 +89,7 @@ TEST(Scan, aDeviceThatIsLostLeavesAListWithANewId) {
     EXPECT_EQ(radio.scan().listId, 2);
 }
 
-TEST(Scan, theListIdIsOneByte) {
+TEST(Scan, TheListIdIsOneByte) {
     Radio radio;
     radio.rebuildScan(255);
     EXPECT_EQ(radio.scan().listId, 255);
@@ -97,7 +97,7 @@ TEST(Scan, theListIdIsOneByte) {
     EXPECT_EQ(radio.scan().listId, 0);
 }
 
-TEST(Device, isInRangeBetweenItsTimesAndAgainInEveryPeriod) {
+TEST(Device, IsInRangeBetweenItsTimesAndAgainInEveryPeriod) {
     Device one = device("000000000001");
     one.from = 1000;
     one.to = 3000;
@@ -119,7 +119,7 @@ TEST(Device, isInRangeBetweenItsTimesAndAgainInEveryPeriod) {
     EXPECT_TRUE(one.inRange(1000000));
 }
 
-TEST(Device, thatIsSetPresentIsHeardAWhileAfterThatWhateverItsTimes) {
+TEST(Device, ThatIsSetPresentIsHeardAWhileAfterThatWhateverItsTimes) {
     Radio radio;
     Device one = device("000000000001", 2000);
     one.from = 60000;
@@ -133,7 +133,7 @@ TEST(Device, thatIsSetPresentIsHeardAWhileAfterThatWhateverItsTimes) {
     EXPECT_EQ(found(radio), "N1");
 }
 
-TEST(Device, thatIsSetPresentStaysInRangeWhenItWas) {
+TEST(Device, ThatIsSetPresentStaysInRangeWhenItWas) {
     Radio radio;
     Device one = device("000000000001", 2000);
     one.from = 500;
@@ -145,7 +145,7 @@ TEST(Device, thatIsSetPresentStaysInRangeWhenItWas) {
     EXPECT_EQ(found(radio), "N1");
 }
 
-TEST(Device, thatIsScheduledAgainIsHeardAWhileAfterThat) {
+TEST(Device, ThatIsScheduledAgainIsHeardAWhileAfterThat) {
     Radio radio;
     Device one = device("000000000001", 2000);
     one.presence = Presence::Away;
@@ -163,7 +163,7 @@ TEST(Device, thatIsScheduledAgainIsHeardAWhileAfterThat) {
     EXPECT_EQ(found(radio), "N1");
 }
 
-TEST(Rssi, variesWithinItsBoundsOnceASecondTheSameForTheSameSeed) {
+TEST(Rssi, VariesWithinItsBoundsOnceASecondTheSameForTheSameSeed) {
     Radio radio;
     Radio other;
     other.settings.seed = 2;
@@ -189,7 +189,7 @@ TEST(Rssi, variesWithinItsBoundsOnceASecondTheSameForTheSameSeed) {
     }
 }
 
-TEST(Pairing, takesItsTimeAndPutsTheDeviceIntoTheWhitelist) {
+TEST(Pairing, TakesItsTimeAndPutsTheDeviceIntoTheWhitelist) {
     Radio radio;
     Device one = device("a1b2c3d4e5f6");
     one.addressType = 1;
@@ -209,7 +209,7 @@ TEST(Pairing, takesItsTimeAndPutsTheDeviceIntoTheWhitelist) {
     EXPECT_EQ(radio.whitelist.listId(), before + 1);
 }
 
-TEST(Pairing, aSecondOneIsRefusedWhileOneIsUnderWay) {
+TEST(Pairing, ASecondOneIsRefusedWhileOneIsUnderWay) {
     Radio radio;
     radio.setDevice(device("000000000001"));
     EXPECT_EQ(radio.startPairing(parseAddress("000000000001"), 0, 0), Status::Ok);
@@ -218,7 +218,7 @@ TEST(Pairing, aSecondOneIsRefusedWhileOneIsUnderWay) {
     EXPECT_EQ(radio.startPairing(parseAddress("000000000002"), 0, 2000), Status::Ok);
 }
 
-TEST(Pairing, failsWithADeviceThatRefuses) {
+TEST(Pairing, FailsWithADeviceThatRefuses) {
     Radio radio;
     Device one = device("000000000001");
     one.pairing = PairingOutcome::Failure;
@@ -230,7 +230,7 @@ TEST(Pairing, failsWithADeviceThatRefuses) {
     EXPECT_TRUE(radio.whitelist.slots().empty());
 }
 
-TEST(Pairing, timesOutWithoutAnAnswer) {
+TEST(Pairing, TimesOutWithoutAnAnswer) {
     Device silent = device("000000000001");
     silent.pairing = PairingOutcome::Silent;
     Device away = device("000000000002");
@@ -247,7 +247,7 @@ TEST(Pairing, timesOutWithoutAnAnswer) {
     }
 }
 
-TEST(Pairing, aDeviceOfAnotherAddressTypeIsAnotherDevice) {
+TEST(Pairing, ADeviceOfAnotherAddressTypeIsAnotherDevice) {
     Radio radio;
     radio.setDevice(device("000000000001"));
     radio.startPairing(parseAddress("000000000001"), 1, 0);
@@ -255,7 +255,7 @@ TEST(Pairing, aDeviceOfAnotherAddressTypeIsAnotherDevice) {
     EXPECT_EQ(radio.pairing().status, timedOut);
 }
 
-TEST(Pairing, isCancelledByItsAddressAndType) {
+TEST(Pairing, IsCancelledByItsAddressAndType) {
     Radio radio;
     radio.setDevice(device("000000000001"));
     const Address address = parseAddress("000000000001");
@@ -273,7 +273,7 @@ TEST(Pairing, isCancelledByItsAddressAndType) {
     EXPECT_EQ(radio.pairing().status, paired);
 }
 
-TEST(Pairing, needsRoomInTheWhitelist) {
+TEST(Pairing, NeedsRoomInTheWhitelist) {
     Radio radio;
     radio.settings.whitelistSlots = 1;
     radio.setDevice(device("000000000001"));
@@ -310,33 +310,33 @@ protected:
     Millis time = 0;
 };
 
-TEST_F(Connections, aKnownDeviceIsConnectedAWhileAfterItComesIntoRange) {
+TEST_F(Connections, AKnownDeviceIsConnectedAWhileAfterItComesIntoRange) {
     EXPECT_FALSE(connectedAt(1900));
     EXPECT_TRUE(connectedAt(2000));
     EXPECT_TRUE(connectedAt(4999));
     EXPECT_FALSE(connectedAt(5000));
 }
 
-TEST_F(Connections, notWithoutItsFlag) {
+TEST_F(Connections, NotWithoutItsFlag) {
     radio.whitelist.slots()[0].autoConnect = false;
     EXPECT_FALSE(connectedAt(4000));
 }
 
-TEST_F(Connections, notWhileTheRadiosSettingIsOff) {
+TEST_F(Connections, NotWhileTheRadiosSettingIsOff) {
     radio.autoConnect = 0;
     EXPECT_FALSE(connectedAt(3000));
     radio.autoConnect = 255;
     EXPECT_TRUE(connectedAt(4100));
 }
 
-TEST_F(Connections, comeBackAfterTheToolHasCutThem) {
+TEST_F(Connections, ComeBackAfterTheToolHasCutThem) {
     EXPECT_TRUE(connectedAt(2000));
     radio.whitelist.slots()[0].connected = false;
     EXPECT_FALSE(connectedAt(2900));
     EXPECT_TRUE(connectedAt(3100));
 }
 
-TEST(Radio, holdsNoMoreDevicesThanAListCan) {
+TEST(Radio, HoldsNoMoreDevicesThanAListCan) {
     Radio radio;
     for (std::uint8_t i = 0; i < 255; ++i) {
         Device one;

@@ -29,7 +29,7 @@ protected:
     Millis now = 0;
 };
 
-TEST_F(Commands, unknownCodesAndWrongSizesAreRefused) {
+TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
     EXPECT_EQ(run({}), refused(Status::UnknownCommand));
     for (const std::uint8_t code : Bytes{0, 5, 11, 255}) {
         EXPECT_EQ(run({code, 0, 0}), refused(Status::UnknownCommand)) << int{code};
@@ -48,7 +48,7 @@ TEST_F(Commands, unknownCodesAndWrongSizesAreRefused) {
     EXPECT_EQ(radio.autoConnect, 1);
 }
 
-TEST_F(Commands, scanStartsWithAModeAndStopsWithZero) {
+TEST_F(Commands, ScanStartsWithAModeAndStopsWithZero) {
     EXPECT_EQ(run({1, 2}), ok());
     EXPECT_TRUE(radio.scan().running);
     EXPECT_EQ(radio.scan().mode, 2);
@@ -56,7 +56,7 @@ TEST_F(Commands, scanStartsWithAModeAndStopsWithZero) {
     EXPECT_FALSE(radio.scan().running);
 }
 
-TEST_F(Commands, configurationIsSetAndRead) {
+TEST_F(Commands, ConfigurationIsSetAndRead) {
     EXPECT_EQ(run({10}), ok({1}));
     EXPECT_EQ(run({8, 0, 0}), ok());
     EXPECT_EQ(run({10}), ok({0}));
@@ -64,7 +64,7 @@ TEST_F(Commands, configurationIsSetAndRead) {
     EXPECT_EQ(run({10}), ok({255}));
 }
 
-TEST_F(Commands, pairingRunsThroughItsStatusValues) {
+TEST_F(Commands, PairingRunsThroughItsStatusValues) {
     Device one;
     one.address = parseAddress("a1b2c3d4e5f6");
     one.addressType = 1;
@@ -81,12 +81,12 @@ TEST_F(Commands, pairingRunsThroughItsStatusValues) {
     EXPECT_EQ(run({9}), ok({2}));
 }
 
-TEST_F(Commands, anEmptyListIsOnePageOfNothing) {
+TEST_F(Commands, AnEmptyListIsOnePageOfNothing) {
     EXPECT_EQ(run({4, 0, 15}), ok({0, 0, 0, 0}));
     EXPECT_EQ(run({6, 0, 255}), ok({1, 0, 0, 0}));
 }
 
-TEST_F(Commands, aWhitelistPageHoldsItsEntries) {
+TEST_F(Commands, AWhitelistPageHoldsItsEntries) {
     radio.whitelist.assign({slot("060504030201"), slot("0a0b0c0d0e0f", false)});
     Bytes expected{2, 2, 0, 2, 1, 2, 3, 4, 5, 6, 0x40, 0, 10, 1, 'S'};
     expected.resize(4 + 41);
@@ -99,7 +99,7 @@ TEST_F(Commands, aWhitelistPageHoldsItsEntries) {
     EXPECT_EQ(run({6, 1, 255}), ok(expected));
 }
 
-TEST_F(Commands, fiftySlotsComeInPagesOfThirty) {
+TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
     radio.settings.whitelistPage = 30;
     radio.whitelist.assign(std::vector<Slot>(50, slot("060504030201")));
     CommandResult page = run({6, 0, 255});
@@ -110,7 +110,7 @@ TEST_F(Commands, fiftySlotsComeInPagesOfThirty) {
     EXPECT_EQ(page.data.size(), 4U + 20 * 41);
 }
 
-TEST_F(Commands, aPageFitsIntoAMessage) {
+TEST_F(Commands, APageFitsIntoAMessage) {
     radio.whitelist.assign(std::vector<Slot>(255, slot("060504030201")));
     const CommandResult page = run({6, 0, 255});
     EXPECT_EQ(page.data[1], 255);
@@ -118,7 +118,7 @@ TEST_F(Commands, aPageFitsIntoAMessage) {
     EXPECT_LE(page.data.size() + 13, 1500U);
 }
 
-TEST_F(Commands, aPageHoldsNoMoreThanAskedFor) {
+TEST_F(Commands, APageHoldsNoMoreThanAskedFor) {
     radio.whitelist.assign(std::vector<Slot>(5, slot("060504030201")));
     EXPECT_EQ(run({6, 1, 2}).data[3], 2);
     EXPECT_EQ(run({6, 4, 2}).data[3], 1);
@@ -127,7 +127,7 @@ TEST_F(Commands, aPageHoldsNoMoreThanAskedFor) {
     EXPECT_EQ(run({6, 200, 9}), ok({2, 5, 200, 0}));
 }
 
-TEST_F(Commands, aScanPageHoldsItsEntries) {
+TEST_F(Commands, AScanPageHoldsItsEntries) {
     for (std::uint8_t i = 1; i <= 20; ++i) {
         Device one;
         one.address = {i};
@@ -145,7 +145,7 @@ TEST_F(Commands, aScanPageHoldsItsEntries) {
     EXPECT_EQ(run({4, 15, 15}).data[3], 5);
 }
 
-TEST_F(Commands, removingFreesTheSlotInPlace) {
+TEST_F(Commands, RemovingFreesTheSlotInPlace) {
     radio.whitelist.assign({slot("000000000001"), slot("060504030201"), slot("000000000003")});
     EXPECT_EQ(run({7, 0, 0, 1, 2, 3, 4, 5, 6}), ok());
     const CommandResult page = run({6, 0, 255});
@@ -159,7 +159,7 @@ TEST_F(Commands, removingFreesTheSlotInPlace) {
     EXPECT_EQ(run({6, 0, 255}).data[4 + 41], 0xff); // the free slot is taken first
 }
 
-TEST_F(Commands, autoConnectIsSetByAnyValueButZero) {
+TEST_F(Commands, AutoConnectIsSetByAnyValueButZero) {
     radio.whitelist.assign({slot("060504030201")});
     EXPECT_EQ(run({7, 4, 7, 1, 2, 3, 4, 5, 6}), ok());
     EXPECT_EQ(run({6, 0, 255}).data[4 + 6], 0x50);
@@ -169,7 +169,7 @@ TEST_F(Commands, autoConnectIsSetByAnyValueButZero) {
     EXPECT_EQ(run({7, 1, 1, 1, 2, 3, 4, 5, 6}), refused(Status::BadParameters));
 }
 
-TEST_F(Commands, aStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
+TEST_F(Commands, AStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
     Device one;
     one.address = parseAddress("060504030201");
     radio.setDevice(one);
@@ -185,7 +185,7 @@ TEST_F(Commands, aStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
     }
 }
 
-TEST_F(Commands, aPairingGoesOnBelowAStatusSetByHand) {
+TEST_F(Commands, APairingGoesOnBelowAStatusSetByHand) {
     Device one;
     one.address = parseAddress("060504030201");
     radio.setDevice(one);
@@ -199,7 +199,7 @@ TEST_F(Commands, aPairingGoesOnBelowAStatusSetByHand) {
     EXPECT_EQ(run({9}), ok({2}));
 }
 
-TEST_F(Commands, aListIsRebuiltByTheCommandOfItsPages) {
+TEST_F(Commands, AListIsRebuiltByTheCommandOfItsPages) {
     radio.rebuildScan(250);
     rebuildList(radio, "scan_list", 7);
     EXPECT_EQ(run({4, 0, 15}), ok({1, 0, 0, 0}));

@@ -19,7 +19,7 @@ std::string errorOf(const char* text) {
     return "";
 }
 
-TEST(RadioState, readsSettingsDevicesAndWhitelist) {
+TEST(RadioState, ReadsSettingsDevicesAndWhitelist) {
     Radio radio;
     setUpRadio(radio, Json::parse(R"({"seed":7,"auto_connect":0,"whitelist_page":30,"pairing_ms":5,
         "devices":[{"address":"a1b2c3d4e5f6","address_type":1,"name":"N","rssi":-40,"uuid16":["180d"],
@@ -40,7 +40,7 @@ TEST(RadioState, readsSettingsDevicesAndWhitelist) {
     EXPECT_EQ(state.at("pairing").at("meaning"), "idle");
 }
 
-TEST(RadioState, namesWhatIsWrong) {
+TEST(RadioState, NamesWhatIsWrong) {
     EXPECT_EQ(errorOf(R"({"speed":1})"), "ble.speed: unknown key");
     EXPECT_EQ(errorOf(R"({"whitelist_page":37})"), "ble.whitelist_page: must be a whole number from 1 to 36");
     EXPECT_EQ(errorOf(R"({"devices":[{}]})"), "ble.devices[0].address: missing");
@@ -65,7 +65,7 @@ TEST(RadioState, namesWhatIsWrong) {
         "ble.devices[0]: name and UUIDs take more than the 68 bytes that a scan entry holds");
 }
 
-TEST(RadioState, everyScenarioOfTheCameraIsReadable) {
+TEST(RadioState, EveryScenarioOfTheCameraIsReadable) {
     DIR* folder = opendir(ZV_SCENARIOS);
     ASSERT_NE(folder, nullptr);
     int count = 0;

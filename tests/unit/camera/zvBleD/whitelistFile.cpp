@@ -36,11 +36,11 @@ std::string errorOf(const std::string& text) {
     return "";
 }
 
-TEST(WhitelistFile, noFileIsNothing) {
+TEST(WhitelistFile, NoFileIsNothing) {
     EXPECT_FALSE(loadWhitelist(path));
 }
 
-TEST(WhitelistFile, keepsSlotsFreeOnesAndTheSettingButNoConnections) {
+TEST(WhitelistFile, KeepsSlotsFreeOnesAndTheSettingButNoConnections) {
     Slot free = slot();
     free.inUse = false;
     saveWhitelist(path, {0, {slot(), free, Slot()}});
@@ -70,7 +70,7 @@ std::string keptName(const std::string& name) {
     return loadWhitelist(path)->slots.at(0).name;
 }
 
-TEST(WhitelistFile, aLongNameIsCutBetweenItsCharacters) {
+TEST(WhitelistFile, ALongNameIsCutBetweenItsCharacters) {
     const std::string two = "\xc3\xa9";
     const std::string three = "\xe2\x82\xac";
     const std::string four = "\xf0\x9f\x8e\xa5";
@@ -84,7 +84,7 @@ TEST(WhitelistFile, aLongNameIsCutBetweenItsCharacters) {
     EXPECT_EQ(keptName(std::string(30, 'a') + four), std::string(30, 'a'));
 }
 
-TEST(WhitelistFile, isReplacedInOneStep) {
+TEST(WhitelistFile, IsReplacedInOneStep) {
     saveWhitelist(path, {1, {slot()}});
     const std::string link = folder + "/old";
     ASSERT_EQ(::link(path.c_str(), link.c_str()), 0);
@@ -95,7 +95,7 @@ TEST(WhitelistFile, isReplacedInOneStep) {
     EXPECT_NE(stat((path + ".new").c_str(), &status), 0);
 }
 
-TEST(WhitelistFile, whatItCannotReadIsNamed) {
+TEST(WhitelistFile, WhatItCannotReadIsNamed) {
     EXPECT_NE(errorOf("{"), "");
     EXPECT_EQ(errorOf("[]"), path + ": the document: must be an object");
     EXPECT_EQ(errorOf(R"({"slots":[{"address":"xyz"}]})"),
@@ -104,7 +104,7 @@ TEST(WhitelistFile, whatItCannotReadIsNamed) {
     EXPECT_EQ(errorOf(R"({"slot":[]})"), path + ": slot: unknown key");
 }
 
-TEST(WhitelistFile, aFolderThatCannotBeMadeIsAnError) {
+TEST(WhitelistFile, AFolderThatCannotBeMadeIsAnError) {
     EXPECT_THROW(saveWhitelist("/proc/none/file", {}), std::system_error);
 }
 

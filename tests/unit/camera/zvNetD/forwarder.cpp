@@ -8,7 +8,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(Forwarder, givesUpWhatAFullQueueHasNotTakenInTime) {
+TEST(Forwarder, GivesUpWhatAFullQueueHasNotTakenInTime) {
     const zvtest::TestQueue full("/to_full", 1, 100);
     ASSERT_TRUE(zvtest::sendTo("/to_full", {1}));
     zvcam::EventLoop loop;

@@ -33,7 +33,7 @@ int pairingState(DaemonProcess& control) {
     return control.call("show", {{"item", "ap_pairing_state"}}).begin()->get<int>();
 }
 
-TEST(zvNetD, pairingPhaseSetsTheAccessPointsState) {
+TEST(ZvNetD, PairingPhaseSetsTheAccessPointsState) {
     DaemonProcess control("zvControlD");
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
@@ -45,14 +45,14 @@ TEST(zvNetD, pairingPhaseSetsTheAccessPointsState) {
     EXPECT_EQ(pairingState(control), 0);
 }
 
-TEST(zvNetD, withoutZvControlDThePairingPhaseIsUnreachable) {
+TEST(ZvNetD, WithoutZvControlDThePairingPhaseIsUnreachable) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, enter));
     EXPECT_EQ(answers.receive(), statusReply(6));
 }
 
-TEST(zvNetD, aSilentZvControlDHoldsNobodyElse) {
+TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
     DaemonProcess daemon("zvNetD");
     const zvcam::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue answers(reply);
@@ -63,7 +63,7 @@ TEST(zvNetD, aSilentZvControlDHoldsNobodyElse) {
     EXPECT_EQ(answers.receive(milliseconds(8000)), statusReply(6)); // after its five seconds
 }
 
-TEST(zvNetD, moreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
+TEST(ZvNetD, MoreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
     DaemonProcess daemon("zvNetD");
     const zvcam::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue waiting(reply, 10, 1500);
@@ -79,7 +79,7 @@ TEST(zvNetD, moreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
     EXPECT_EQ(waiting.receive(milliseconds(8000)), statusReply(6));
 }
 
-TEST(zvNetD, passesRequestsForTheBleDaemonOnUnchanged) {
+TEST(ZvNetD, PassesRequestsForTheBleDaemonOnUnchanged) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
     const Bytes message = request("BL", {9}, reply, "/to_ble");
@@ -87,14 +87,14 @@ TEST(zvNetD, passesRequestsForTheBleDaemonOnUnchanged) {
     EXPECT_EQ(ble.receive(), message);
 }
 
-TEST(zvNetD, refusesAtOnceWhenTheBleDaemonIsAbsent) {
+TEST(ZvNetD, RefusesAtOnceWhenTheBleDaemonIsAbsent) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, "/to_ble")));
     EXPECT_EQ(answers.receive(), statusReply(6));
 }
 
-TEST(zvNetD, keepsABacklogInOrderForAFullQueueAndThenRefuses) {
+TEST(ZvNetD, KeepsABacklogInOrderForAFullQueueAndThenRefuses) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 2, 2048);
     TestQueue answers(reply, 10, 1500);
@@ -112,7 +112,7 @@ TEST(zvNetD, keepsABacklogInOrderForAFullQueueAndThenRefuses) {
     EXPECT_EQ(answers.receive(milliseconds(50)), std::nullopt);
 }
 
-TEST(zvNetD, unknownTagsAndDestinationsAreRefused) {
+TEST(ZvNetD, UnknownTagsAndDestinationsAreRefused) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
@@ -125,7 +125,7 @@ TEST(zvNetD, unknownTagsAndDestinationsAreRefused) {
     EXPECT_EQ(answers.receive(), statusReply(2));
 }
 
-TEST(zvNetD, logsAndSkipsWhatIsNoRequest) {
+TEST(ZvNetD, LogsAndSkipsWhatIsNoRequest) {
     SyslogCapture log;
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
@@ -150,7 +150,7 @@ TEST(zvNetD, logsAndSkipsWhatIsNoRequest) {
     EXPECT_EQ(answers.receive(), statusReply(1));
 }
 
-TEST(zvNetD, aReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
+TEST(ZvNetD, AReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
     SyslogCapture log;
     DaemonProcess daemon("zvNetD");
     ASSERT_TRUE(sendTo(net, request("PZ", {}, "/to_absent", net)));
@@ -174,7 +174,7 @@ TEST(zvNetD, aReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
     EXPECT_EQ(answers.receive(), statusReply(1));
 }
 
-TEST(zvNetD, standsThousandsOfMalformedMessages) {
+TEST(ZvNetD, StandsThousandsOfMalformedMessages) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     TestQueue ble("/to_ble", 10, 2048);
@@ -197,7 +197,7 @@ TEST(zvNetD, standsThousandsOfMalformedMessages) {
     EXPECT_EQ(answers.receive(), statusReply(1));
 }
 
-TEST(zvNetD, faultsSpoilThePairingPhasesReplies) {
+TEST(ZvNetD, FaultsSpoilThePairingPhasesReplies) {
     DaemonProcess control("zvControlD");
     DaemonProcess daemon("zvNetD", R"({"faults":[{"command":"PD","fault":"refused","status":9,"count":1},
         {"command":"PX","fault":"late","ms":300,"count":1},{"command":"scan","fault":"missing"}]})");
@@ -215,7 +215,7 @@ TEST(zvNetD, faultsSpoilThePairingPhasesReplies) {
     EXPECT_EQ(pairingState(control), 1); // missing: carried out
 }
 
-TEST(zvNetD, tracesWhatComesAndGoes) {
+TEST(ZvNetD, TracesWhatComesAndGoes) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
     zvcam::AdminClient follower("/run/zarvo/zvNetD.admin");
@@ -233,7 +233,7 @@ TEST(zvNetD, tracesWhatComesAndGoes) {
     EXPECT_EQ(daemon.call("trace").size(), 2U);
 }
 
-TEST(zvNetD, endsOnSignalsAndRemovesItsQueueAndSocket) {
+TEST(ZvNetD, EndsOnSignalsAndRemovesItsQueueAndSocket) {
     for (const int number : {SIGTERM, SIGINT}) {
         DaemonProcess daemon("zvNetD");
         EXPECT_TRUE(queueExists(net));
@@ -243,7 +243,7 @@ TEST(zvNetD, endsOnSignalsAndRemovesItsQueueAndSocket) {
     }
 }
 
-TEST(zvNetD, startsAgainAfterItWasKilled) {
+TEST(ZvNetD, StartsAgainAfterItWasKilled) {
     DaemonProcess("zvNetD").end(SIGKILL);
     EXPECT_TRUE(queueExists(net));
     DaemonProcess daemon("zvNetD");
@@ -252,7 +252,7 @@ TEST(zvNetD, startsAgainAfterItWasKilled) {
     EXPECT_EQ(answers.receive(), statusReply(1));
 }
 
-TEST(zvNetD, wrongOptionsAndScenariosAreClearErrors) {
+TEST(ZvNetD, WrongOptionsAndScenariosAreClearErrors) {
     EXPECT_EQ(runToEnd("zvNetD", {"--nonsense"}).status, 2);
     Ended ended = runToEnd("zvNetD", {"--scenario", "/none"});
     EXPECT_EQ(ended.status, 1);

@@ -20,11 +20,11 @@ using zvtest::startProgram;
 using zvtest::waitFor;
 using Json = nlohmann::json;
 
-constexpr const char* path = "/tmp/fuse_d/zvStream.log";
+constexpr const char* path = "/tmp/fuse_d/ZvStream.log";
 
-class zvStream : public testing::Test {
+class ZvStream : public testing::Test {
 protected:
-    zvStream() { std::filesystem::create_directories("/tmp/fuse_d"); }
+    ZvStream() { std::filesystem::create_directories("/tmp/fuse_d"); }
 
     // The log, waiting (10 s at most) until it has so many lines.
     std::vector<Json> log(std::size_t lines) {
@@ -51,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(zvStream, logs_start_with_its_arguments_and_runs) {
+TEST_F(ZvStream, LogsStartWithItsArgumentsAndRuns) {
     const pid_t process = startProgram("zvStream", {"-x", "a b", ""}, {});
     const Json start = log(1)[0];
     EXPECT_EQ(start["event"], "start");
@@ -63,7 +63,7 @@ TEST_F(zvStream, logs_start_with_its_arguments_and_runs) {
     stop(process, SIGKILL);
 }
 
-TEST_F(zvStream, lines_are_written_as_documented) {
+TEST_F(ZvStream, LinesAreWrittenAsDocumented) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     stop(process, SIGINT);
@@ -77,7 +77,7 @@ TEST_F(zvStream, lines_are_written_as_documented) {
     EXPECT_THAT(end, MatchesRegex(R"(\{"event":"end","pid":)" + number + R"(,"time":"[^"]*","reason":"SIGINT"\})"));
 }
 
-TEST_F(zvStream, ends_cleanly_on_sigint) {
+TEST_F(ZvStream, EndsCleanlyOnSigint) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(stop(process, SIGINT), 0);
@@ -87,14 +87,14 @@ TEST_F(zvStream, ends_cleanly_on_sigint) {
     EXPECT_EQ(end["reason"], "SIGINT");
 }
 
-TEST_F(zvStream, ends_cleanly_on_sigterm) {
+TEST_F(ZvStream, EndsCleanlyOnSigterm) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(stop(process, SIGTERM), 0);
     EXPECT_EQ(log(2)[1]["reason"], "SIGTERM");
 }
 
-TEST_F(zvStream, ends_on_sigint_also_when_a_shell_started_it_with_sigint_ignored) {
+TEST_F(ZvStream, EndsOnSigintAlsoWhenAShellStartedItWithSigintIgnored) {
     std::signal(SIGINT, SIG_IGN);
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
@@ -102,14 +102,14 @@ TEST_F(zvStream, ends_on_sigint_also_when_a_shell_started_it_with_sigint_ignored
     EXPECT_EQ(log(2)[1]["reason"], "SIGINT");
 }
 
-TEST_F(zvStream, a_killed_one_leaves_no_end) {
+TEST_F(ZvStream, AKilledOneLeavesNoEnd) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(stop(process, SIGKILL), 128 + SIGKILL);
     log(1);
 }
 
-TEST_F(zvStream, several_append_to_one_log) {
+TEST_F(ZvStream, SeveralAppendToOneLog) {
     const pid_t first = startProgram("zvStream", {"1"}, {});
     log(1);
     const pid_t second = startProgram("zvStream", {"2"}, {});
@@ -122,25 +122,25 @@ TEST_F(zvStream, several_append_to_one_log) {
     EXPECT_EQ(lines[3]["pid"], second);
 }
 
-TEST_F(zvStream, shows_bytes_that_are_no_utf8_as_the_replacement_character) {
+TEST_F(ZvStream, ShowsBytesThatAreNoUtf8AsTheReplacementCharacter) {
     const pid_t process = startProgram("zvStream", {"a\xFFz"}, {});
     EXPECT_EQ(log(1)[0]["arguments"], Json{"a\uFFFDz"});
     stop(process, SIGINT);
 }
 
-TEST_F(zvStream, runs_without_its_log_and_says_so) {
+TEST_F(ZvStream, RunsWithoutItsLogAndSaysSo) {
     std::filesystem::remove_all("/tmp/fuse_d");
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const pid_t process = startProgram("zvStream", {}, {});
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(errors.text(), "/tmp/fuse_d/zvStream.log: No such file or directory\n");
+    EXPECT_EQ(errors.text(), "/tmp/fuse_d/ZvStream.log: No such file or directory\n");
     EXPECT_EQ(kill(process, 0), 0);
     EXPECT_EQ(stop(process, SIGINT), 0);
 }
 
-TEST_F(zvStream, a_log_without_room_for_the_whole_line_is_told) {
+TEST_F(ZvStream, ALogWithoutRoomForTheWholeLineIsTold) {
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const rlimit room{60, RLIM_INFINITY}; // more than the message, less than the line
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
@@ -148,7 +148,7 @@ TEST_F(zvStream, a_log_without_room_for_the_whole_line_is_told) {
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(errors.text(), "/tmp/fuse_d/zvStream.log: No space left on device\n");
+    EXPECT_EQ(errors.text(), "/tmp/fuse_d/ZvStream.log: No space left on device\n");
     EXPECT_EQ(std::filesystem::file_size(path), 60U);
     EXPECT_EQ(stop(process, SIGKILL), 128 + SIGKILL);
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};

@@ -31,7 +31,7 @@ protected:
     DaemonProcess ble{"zvBleD"};
 };
 
-TEST_F(ToolTest, setsAndShowsTheRadio) {
+TEST_F(ToolTest, SetsAndShowsTheRadio) {
     done({"ble", "set", "auto_connect=0", "whitelist_page=30"});
     EXPECT_EQ(state("auto_connect"), 0);
     EXPECT_EQ(state("settings").at("whitelist_page"), 30);
@@ -75,7 +75,7 @@ TEST_F(ToolTest, setsAndShowsTheRadio) {
     EXPECT_TRUE(state("devices").empty());
 }
 
-TEST_F(ToolTest, saysWhatTheRadioRefuses) {
+TEST_F(ToolTest, SaysWhatTheRadioRefuses) {
     const Ended refused = zvcamTool({"ble", "set", "foo=1"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.error, "zvcam: settings.foo: unknown key\n");
@@ -89,7 +89,7 @@ TEST_F(ToolTest, saysWhatTheRadioRefuses) {
     EXPECT_EQ(zvcamTool({"ble"}).status, 3);
 }
 
-TEST_F(ToolTest, aConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
+TEST_F(ToolTest, AConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
     done({"ble", "device", "set", "112233445566", "presence=away"});
     done({"ble", "whitelist", "set", "112233445566"});
     done({"ble", "whitelist", "set", "000000000001"}); // not among the devices
@@ -102,7 +102,7 @@ TEST_F(ToolTest, aConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
     EXPECT_EQ(state("whitelist").at("slots")[0].at("connected"), true);
 }
 
-TEST_F(ToolTest, showsTheQueuesCountsAndTheBacklog) {
+TEST_F(ToolTest, ShowsTheQueuesCountsAndTheBacklog) {
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
     EXPECT_EQ(net.waitForCount("skipped", 1), 1U);
     const zvcam::Json counts = zvcam::Json::parse(done({"--json", "queue"}).out);
@@ -114,7 +114,7 @@ TEST_F(ToolTest, showsTheQueuesCountsAndTheBacklog) {
     EXPECT_THAT(done({"queue"}).out, HasSubstr("zvNetD\n  answered    0\n  backlog     0\n"));
 }
 
-TEST_F(ToolTest, addsListsAndRemovesFaultsOfBothDaemons) {
+TEST_F(ToolTest, AddsListsAndRemovesFaultsOfBothDaemons) {
     EXPECT_EQ(done({"fault", "add", "scan_list", "late", "300", "--count", "2", "--skip", "1"}).out,
               "added\n  ble:1\n");
     done({"fault", "add", "PD", "missing"});
@@ -136,7 +136,7 @@ TEST_F(ToolTest, addsListsAndRemovesFaultsOfBothDaemons) {
     EXPECT_EQ(zvcamTool({"fault", "remove", "9"}).status, 1);
 }
 
-TEST_F(ToolTest, aTraceFileIsDecodedToWhatTheTraceShows) {
+TEST_F(ToolTest, ATraceFileIsDecodedToWhatTheTraceShows) {
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo("/to_zvnet", request("BL", {4, 0, 15}, reply, "/to_ble")));
     ASSERT_TRUE(answers.receive());
@@ -158,7 +158,7 @@ TEST_F(ToolTest, aTraceFileIsDecodedToWhatTheTraceShows) {
     EXPECT_EQ(zvcamTool({"decode", "/none"}).error, "zvcam: /none: cannot be opened\n");
 }
 
-TEST_F(ToolTest, aTraceOfOneDaemonNamesTheOtherThatIsMissing) {
+TEST_F(ToolTest, ATraceOfOneDaemonNamesTheOtherThatIsMissing) {
     ble.end(SIGTERM);
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
     EXPECT_EQ(net.waitForCount("skipped", 1), 1U);
@@ -169,7 +169,7 @@ TEST_F(ToolTest, aTraceOfOneDaemonNamesTheOtherThatIsMissing) {
     EXPECT_EQ(zvcamTool({"trace"}).status, 3);
 }
 
-TEST_F(ToolTest, whatIsForBothDaemonsReachesTheOneThatRunsAndNamesTheOther) {
+TEST_F(ToolTest, WhatIsForBothDaemonsReachesTheOneThatRunsAndNamesTheOther) {
     const auto namesNetwork = [](const Ended& ended) {
         EXPECT_THAT(ended.error, HasSubstr("zvNetD does not run"));
         return ended.out;
@@ -188,14 +188,14 @@ TEST_F(ToolTest, whatIsForBothDaemonsReachesTheOneThatRunsAndNamesTheOther) {
     EXPECT_EQ(zvcamTool({"fault", "add", "PD", "late"}).status, 3); // its only daemon
 }
 
-TEST_F(ToolTest, clearingReachesTheNetworkDaemonWithoutTheOther) {
+TEST_F(ToolTest, ClearingReachesTheNetworkDaemonWithoutTheOther) {
     done({"fault", "add", "PD", "missing"});
     ble.end(SIGTERM);
     EXPECT_THAT(done({"fault", "clear"}).error, HasSubstr("zvBleD does not run"));
     EXPECT_TRUE(net.call("fault_list").empty());
 }
 
-TEST_F(ToolTest, whatIsForBothDaemonsFailsWithoutAny) {
+TEST_F(ToolTest, WhatIsForBothDaemonsFailsWithoutAny) {
     net.end(SIGTERM);
     ble.end(SIGTERM);
     for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{

@@ -5,7 +5,7 @@
 using zvcam::Json;
 using zvcam::toText;
 
-TEST(toText, AlignsMembersAndIndentsNestedOnes) {
+TEST(ToText, AlignsMembersAndIndentsNestedOnes) {
     EXPECT_EQ("a       1\n"
               "longer  text\n"
               "nested\n"
@@ -14,17 +14,17 @@ TEST(toText, AlignsMembersAndIndentsNestedOnes) {
               toText({{"a", 1}, {"longer", "text"}, {"nested", {{"deep", true}, {"none", nullptr}}}}));
 }
 
-TEST(toText, EmptyListsAndObjectsAreNone) {
+TEST(ToText, EmptyListsAndObjectsAreNone) {
     EXPECT_EQ("a  none\nb  none\n", toText({{"a", Json::object()}, {"b", Json::array()}}));
 }
 
-TEST(toText, ListsAreLines) {
+TEST(ToText, ListsAreLines) {
     EXPECT_EQ("1\nx\n", toText(Json::array({1, "x"})));
     EXPECT_EQ("list\n  1\n  x\n", toText({{"list", Json::array({1, "x"})}}));
     EXPECT_EQ("a  1\n\nb  2\n\n", toText(Json::array({{{"a", 1}}, {{"b", 2}}})));
 }
 
-TEST(toText, SingleValues) {
+TEST(ToText, SingleValues) {
     EXPECT_EQ("text\n", toText("text"));
     EXPECT_EQ("-7\n", toText(-7));
     EXPECT_EQ("none\n", toText(nullptr));
