@@ -318,7 +318,7 @@ TEST_F(OpenLink, RepliesOfEverySizeArrive) {
         peer.reply(sentReply);
         std::uint16_t length = 1500;
         ASSERT_EQ(0, ble_send_receive(&request, 1, &length));
-        ASSERT_EQ(sentReply, Bytes(ble_msg_buffer, ble_msg_buffer + length));
+        ASSERT_EQ(Bytes(ble_msg_buffer, ble_msg_buffer + length), sentReply);
     }
 }
 

@@ -101,7 +101,7 @@ protected:
         const zvtest::OutputCapture output(STDOUT_FILENO);
         char response[4096] = "untouched";
         const int result = handle_command_analytics("ignored=1", response, sizeof response);
-        EXPECT_STREQ(response, "untouched");
+        EXPECT_STREQ("untouched", response);
         return {result, output.text()};
     }
 
@@ -130,43 +130,44 @@ protected:
 TEST_F(CommandAnalytics, AnEmptyFileIsAHeaderWithSize0) {
     writeFile("");
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
 TEST_F(CommandAnalytics, HeaderAndBytesArriveExactly) {
     writeFile(std::string("\0\r\n\xFF{}", 6));
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
-                                           "\0\r\n\xFF{}",
-                                           68));
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ(std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
+                          "\0\r\n\xFF{}",
+                          68),
+              answered.output);
 }
 
 TEST_F(CommandAnalytics, Sends2500BytesInBlocksOf10241024And452Bytes) {
     writeFile(std::string(2500, 'x'));
-    EXPECT_EQ(get().output,
-              "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" + std::string(2500, 'x'));
+    EXPECT_EQ("Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" + std::string(2500, 'x'),
+              get().output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(65, 1024, 1024, 452));
 }
 
 TEST_F(CommandAnalytics, SendsSingleBytesAndWholeBlocks) {
     writeFile("1");
-    EXPECT_EQ(get().output, "Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1");
+    EXPECT_EQ("Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1", get().output);
     writeFile(std::string(1024, 'y'));
-    EXPECT_EQ(get().output,
-              "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1024, 'y'));
+    EXPECT_EQ("Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1024, 'y'),
+              get().output);
 }
 
 TEST_F(CommandAnalytics, CompletesWritesThatWerePartialOrInterrupted) {
     writeFile("0123456789");
     wrappedWrite().script = {{10, 0}, {0, EINTR}, {60, 0}, {3, 0}, {0, EINTR}};
-    EXPECT_EQ(get().output, "Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789");
+    EXPECT_EQ("Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789", get().output);
 }
 
 TEST_F(CommandAnalytics, MemoryDoesNotGrowWithTheFile) {
     writeFile("");
-    ASSERT_EQ(truncate(path, 64 << 20), 0);
+    ASSERT_EQ(0, truncate(path, 64 << 20));
     const auto peak = [] {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
@@ -179,8 +180,8 @@ TEST_F(CommandAnalytics, MemoryDoesNotGrowWithTheFile) {
     const int result = handle_command_analytics(nullptr, nullptr, 0);
     const long after = peak();
     dup2(saved, STDOUT_FILENO);
-    EXPECT_EQ(result, -18);
-    EXPECT_EQ(wrappedWrite().sizes.size(), 1U + 16U + 2048U); // header, first blocks, 32 KiB each
+    EXPECT_EQ(-18, result);
+    EXPECT_EQ(1U + 16U + 2048U, wrappedWrite().sizes.size()); // header, first blocks, 32 KiB each
     EXPECT_LT(after - before, 4096) << "kilobytes";
 }
 
@@ -206,14 +207,14 @@ TEST_F(CommandAnalytics, LogsThePathOnlyFromDebugLevelOn) {
     EXPECT_THAT(log.texts(), IsEmpty());
     g_logLevel = 4;
     get();
-    EXPECT_EQ(log.texts().size(), 1U);
+    EXPECT_EQ(1U, log.texts().size());
 }
 
 TEST_F(CommandAnalytics, AnUnreadableRecordingStatePrintsNothingAndFails) {
     fakePlatform().csi_result = -5;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -1);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ(-1, answered.result);
+    EXPECT_EQ("", answered.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
 }
 
@@ -223,8 +224,8 @@ TEST_F(CommandAnalytics, WhileRecordingAnswersBusyWithoutAskingTheDaemon) {
         fakePlatform().calls.clear();
         fakePlatform().recording = recording;
         const Answered answered = get();
-        EXPECT_EQ(answered.result, -18);
-        EXPECT_EQ(answered.output, "<error /analytics/get|q=1|403|-1|busy|handle_command_analytics|57>");
+        EXPECT_EQ(-18, answered.result);
+        EXPECT_EQ("<error /analytics/get|q=1|403|-1|busy|handle_command_analytics|57>", answered.output);
         EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
     }
 }
@@ -233,44 +234,44 @@ TEST_F(CommandAnalytics, ReturnsTheDaemonsOwnCodeAndPrintsNothing) {
     for (const int code : {-1, -17, -100, 4}) {
         fakePlatform().command_result = code;
         const Answered answered = get();
-        EXPECT_EQ(answered.result, code);
-        EXPECT_EQ(answered.output, "");
+        EXPECT_EQ(code, answered.result);
+        EXPECT_EQ("", answered.output);
     }
 }
 
 TEST_F(CommandAnalytics, AFileThatDoesNotOpenIsNoContent) {
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>", answered.output);
 }
 
 TEST_F(CommandAnalytics, AnEmptyPathIsNoContent) {
     fakePlatform().command_answer = "";
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>", get().output);
 }
 
 TEST_F(CommandAnalytics, ADirectoryOrAPipeHasNoEndToSeek) {
     fakePlatform().command_answer = "/tmp/fuse_d";
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
-    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", get().output);
+    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
     fakePlatform().command_answer = "/tmp/pipe";
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", answered.output);
 }
 
 TEST_F(CommandAnalytics, AFileBeyond32BitsHasNoEndToSeek) {
     writeFile("");
-    ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+    ASSERT_EQ(0, truncate(path, off_t{1} << 31));
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", get().output);
 }
 
 TEST_F(CommandAnalytics, AStartThatCannotBeSoughtIsNoContent) {
     writeFile("x");
     startUnreachable = true;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>", answered.output);
 }
 
 TEST_F(CommandAnalytics, ClosesTheFileInEveryCase) {
@@ -283,34 +284,34 @@ TEST_F(CommandAnalytics, ClosesTheFileInEveryCase) {
     fakePlatform().command_answer = path;
     startUnreachable = true;
     get();
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(before, descriptors());
 }
 
 TEST_F(CommandAnalytics, AnEndlessDeviceDoesNotRunForEver) {
     fakePlatform().command_answer = "/dev/zero";
     const auto answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
 TEST_F(CommandAnalytics, ErrorsReadTheEnvironmentAtThatMoment) {
     unsetenv("PATH_INFO");
     unsetenv("QUERY_STRING");
-    EXPECT_EQ(get().output, "<error (null)|(null)|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ("<error (null)|(null)|204|-1|no content|handle_command_analytics|107>", get().output);
 }
 
 TEST_F(CommandAnalytics, APathOf256CharactersIsOpenedWhole) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file;
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
 TEST_F(CommandAnalytics, APathOf257CharactersIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file + "f";
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
 TEST_F(CommandAnalytics, APathThatFills257BytesWithoutAnEndIsCutTo256) {
@@ -318,53 +319,54 @@ TEST_F(CommandAnalytics, APathThatFills257BytesWithoutAnEndIsCutTo256) {
     std::ofstream(file) << "whole";
     fakePlatform().unterminated = true;
     fakePlatform().command_answer = file + "f";
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
 TEST_F(CommandAnalytics, AFileThatCannotBeReadToItsEndLeavesWhatWasReadAndTheResult) {
     writeFile(std::string(1000, 'a') + std::string(4000, 'b'));
     readableBytes = 1500;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n" +
-                                   std::string(1000, 'a') + std::string(500, 'b'));
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1000, 'a') +
+                  std::string(500, 'b'),
+              answered.output);
 }
 
 TEST_F(CommandAnalytics, AFileThatCannotBeReadAtAllIsAHeaderWithoutBytes) {
     writeFile(std::string(5000, 'a'));
     readableBytes = 0;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
 TEST_F(CommandAnalytics, ClearSendsItsCommandAndAnswersSuccess) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
-    EXPECT_EQ(handle_command_analytics_clear("q", nullptr, 0), 0);
-    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(0, handle_command_analytics_clear("q", nullptr, 0));
+    EXPECT_EQ("", output.text());
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
 TEST_F(CommandAnalytics, WithoutMemoryNoErrorAnswerIsPrinted) {
     const Answered absent = getWithin(1);
-    EXPECT_EQ(absent.result, -2);
-    EXPECT_EQ(absent.output, "");
+    EXPECT_EQ(-2, absent.result);
+    EXPECT_EQ("", absent.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
     fakePlatform().command_answer = "/tmp/fuse_d"; // a directory
     const Answered endless = getWithin(1);
-    EXPECT_EQ(endless.result, -2);
-    EXPECT_EQ(endless.output, "");
+    EXPECT_EQ(-2, endless.result);
+    EXPECT_EQ("", endless.output);
     fakePlatform().recording = 1;
     const Answered busy = getWithin(1);
-    EXPECT_EQ(busy.result, -2);
-    EXPECT_EQ(busy.output, "");
+    EXPECT_EQ(-2, busy.result);
+    EXPECT_EQ("", busy.output);
 }
 
 TEST_F(CommandAnalytics, WithoutMemoryForAllOfAnErrorAnswerNoHalfOfItIsPrinted) {
     setenv("QUERY_STRING", std::string(4000, 'q').c_str(), 1);
     const Answered absent = getWithin(1024);
-    EXPECT_EQ(absent.result, -2);
-    EXPECT_EQ(absent.output, "");
+    EXPECT_EQ(-2, absent.result);
+    EXPECT_EQ("", absent.output);
 }
 
 TEST_F(CommandAnalytics, ClearNeedsNoMemory) {
@@ -373,15 +375,15 @@ TEST_F(CommandAnalytics, ClearNeedsNoMemory) {
         const zvtest::ScarceMemory scarce(0);
         cleared = handle_command_analytics_clear(nullptr, nullptr, 0);
     }
-    EXPECT_EQ(cleared, 0);
+    EXPECT_EQ(0, cleared);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
 TEST_F(CommandAnalytics, ClearAnswersSuccessWhateverTheDaemonSays) {
     fakePlatform().command_result = -17;
     char response[16] = "untouched";
-    EXPECT_EQ(handle_command_analytics_clear(nullptr, response, sizeof response), 0);
-    EXPECT_STREQ(response, "untouched");
+    EXPECT_EQ(0, handle_command_analytics_clear(nullptr, response, sizeof response));
+    EXPECT_STREQ("untouched", response);
 }
 
 } // namespace

@@ -185,7 +185,7 @@ TEST_F(PairingPhase, FailedSendLeavesTheRequestInTheBuffer) {
     EXPECT_THAT(logged(), ElementsAre("Failed, IF not open", noReply, "ble_pairing_phase p=1 command failed"));
     // A closed link has no reply queue to name.
     const Bytes request = phaseRequest(enter, "");
-    EXPECT_EQ(request, Bytes(ble_msg_buffer, ble_msg_buffer + request.size()));
+    EXPECT_EQ(Bytes(ble_msg_buffer, ble_msg_buffer + request.size()), request);
     EXPECT_EQ(0, ble_interface_open());
 }
 

@@ -27,14 +27,14 @@ constexpr const char* success = "Content-type: application/json\nStatus: 200\n\n
 std::string answer(const std::string& params) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     char response[4096] = "untouched";
-    EXPECT_EQ(handle_command_execute(params.c_str(), response, sizeof response), -18);
-    EXPECT_STREQ(response, "untouched");
+    EXPECT_EQ(-18, handle_command_execute(params.c_str(), response, sizeof response));
+    EXPECT_STREQ("untouched", response);
     return output.text();
 }
 
 TEST(CommandExecute, StartingAnswers200) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=start&a1=-x"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
@@ -42,37 +42,39 @@ TEST(CommandExecute, StartingAnswers200) {
 
 TEST(CommandExecute, StoppingAnswers200AlsoWhenNothingRuns) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=stop"));
 }
 
 TEST(CommandExecute, WithoutAQueryAnswers400) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
-    EXPECT_EQ(handle_command_execute(nullptr, nullptr, 0), -18);
-    EXPECT_EQ(output.text(), "Content-type: application/json\nStatus: 400\n\n{\n"
-                             "\"status\":\"fail, invalid program name\",\n\"zverr\":-3,\n"
-                             "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n");
+    EXPECT_EQ(-18, handle_command_execute(nullptr, nullptr, 0));
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n"
+              "\"status\":\"fail, invalid program name\",\n\"zverr\":-3,\n"
+              "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n",
+              output.text());
 }
 
 TEST(CommandExecute, AnUnknownProgramAnswers400WithItsName) {
-    EXPECT_EQ(answer("p1=absent&c1=start"), "Content-type: application/json\nStatus: 400\n\n{\n"
-                                            "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
-                                            "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n"
+              "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
+              "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n",
+              answer("p1=absent&c1=start"));
 }
 
 TEST(CommandExecute, NothingIsCarriedOutWhenAnyCommandIsInvalid) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
-              "\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":162\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
+              "\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":162\n}\n",
+              answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"));
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
 TEST(CommandExecute, AFailureStopsTheRunAndLeavesWhatWasDone) {
     const Installation installation;
     Installation::addFile("other");
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: not in whitelist\",\n"
-              "\"zverr\":-3,\n\"_function\":\"startProg\",\n\"_line\":379\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: not in whitelist\",\n"
+              "\"zverr\":-3,\n\"_function\":\"startProg\",\n\"_line\":379\n}\n",
+              answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream 1 < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [1]"));
@@ -80,7 +82,7 @@ TEST(CommandExecute, AFailureStopsTheRunAndLeavesWhatWasDone) {
 
 TEST(CommandExecute, CommandsAreCarriedOutInTheirOrder) {
     const Installation installation;
-    EXPECT_EQ(answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"), success);
+    EXPECT_EQ(success, answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
                             "/usr/local/zarvo/bin/zvStream 2 < /dev/null > /dev/null 2>&1 &"));
@@ -88,8 +90,8 @@ TEST(CommandExecute, CommandsAreCarriedOutInTheirOrder) {
 
 TEST(CommandExecute, AGapEndsTheRequestAndWhatCameBeforeIsCarriedOut) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"), success);
-    EXPECT_EQ(wrappedSystem().commands.size(), 1U);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"));
+    EXPECT_EQ(1U, wrappedSystem().commands.size());
 }
 
 TEST(CommandExecute, OfSeventeenCommandsSixteenAreCarriedOut) {
@@ -99,24 +101,24 @@ TEST(CommandExecute, OfSeventeenCommandsSixteenAreCarriedOut) {
         const std::string number = std::to_string(n);
         params += "&p" + number + "=zvStream&c" + number + "=start&a" + number + "=" + number;
     }
-    EXPECT_EQ(answer(params.substr(1)), success);
-    ASSERT_EQ(wrappedSystem().commands.size(), 16U);
-    EXPECT_EQ(wrappedSystem().commands.back(), "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
+    EXPECT_EQ(success, answer(params.substr(1)));
+    ASSERT_EQ(16U, wrappedSystem().commands.size());
+    EXPECT_EQ("/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &", wrappedSystem().commands.back());
 }
 
 TEST(CommandExecute, AShellThatCannotBeRunAnswers400) {
     const Installation installation;
     wrappedSystem().failing = 1;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
               "'/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &'\",\n\"zverr\":-3,\n"
-              "\"_function\":\"startProg\",\n\"_line\":388\n}\n");
+              "\"_function\":\"startProg\",\n\"_line\":388\n}\n",
+              answer("p1=zvStream&c1=start&a1=-x"));
 }
 
 TEST(CommandExecute, AShellThatRanIsNoFailureWhenSigchldWasHandedDownIgnored) {
     const Installation installation;
     std::signal(SIGCHLD, SIG_IGN);
-    EXPECT_EQ(answer("p1=zvStream&c1=restart&a1=-x"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=restart&a1=-x"));
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
@@ -140,8 +142,8 @@ TEST(CommandExecute, WithoutMemoryForAnAnswerNothingIsCarriedOutAndNothingPrinte
     const Installation installation;
     for (const char* params : {"p1=zvStream&c1=start", "p1=zvStream&c1=stop", "p1=zvStream&c1=Start"}) {
         const Answered answered = answerWithin(1, params);
-        EXPECT_EQ(answered.result, -2) << params;
-        EXPECT_EQ(answered.output, "") << params;
+        EXPECT_EQ(-2, answered.result) << params;
+        EXPECT_EQ("", answered.output) << params;
     }
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
@@ -149,28 +151,28 @@ TEST(CommandExecute, WithoutMemoryForAnAnswerNothingIsCarriedOutAndNothingPrinte
 TEST(CommandExecute, WithoutMemoryForAllOfAFailureNoHalfOfItIsPrinted) {
     // There is memory for the name, but not for it and what stands around it.
     const Answered answered = answerWithin(600, "p1=.." + std::string(500, 'x') + "&c1=start");
-    EXPECT_EQ(answered.result, -2);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ(-2, answered.result);
+    EXPECT_EQ("", answered.output);
 }
 
 TEST(CommandExecute, TheAnswerIsWrittenOnceInOnePiece) {
     answer("p1=absent&c1=start");
-    EXPECT_EQ(wrappedWrite().sizes.size(), 1U);
+    EXPECT_EQ(1U, wrappedWrite().sizes.size());
 }
 
 TEST(CommandExecute, TheAnswerIsCompletedWhenWriteTakesPartsOrIsInterrupted) {
     const Installation installation;
     wrappedWrite().sizes.clear(); // linked statically, those of the installation's files are counted too
     wrappedWrite().script = {{5, 0}, {0, EINTR}, {1, 0}};
-    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
-    EXPECT_EQ(wrappedWrite().sizes.size(), 4U);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=stop"));
+    EXPECT_EQ(4U, wrappedWrite().sizes.size());
 }
 
 TEST(CommandExecute, AQueryOf100KilobytesIsAnswered) {
     const std::string name(100000, 'n');
-    EXPECT_EQ(answer("p1=" + name + "&c1=start&a1=" + name),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " + name.substr(0, 496) +
-                  "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " + name.substr(0, 496) +
+                  "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n",
+              answer("p1=" + name + "&c1=start&a1=" + name));
 }
 
 } // namespace

@@ -21,7 +21,7 @@ protected:
     // The failure status of a request that is refused.
     std::string refused(const std::string& params) {
         stream.str("");
-        EXPECT_EQ(read(params), -1) << params;
+        EXPECT_EQ(-1, read(params)) << params;
         return stream.str();
     }
 
@@ -30,100 +30,100 @@ protected:
 };
 
 TEST_F(ExecuteRequest, ReadsProgramArgumentsAndAction) {
-    ASSERT_EQ(read("p1=zvStream&c1=start&a1=-x%201"), 1);
-    EXPECT_EQ(entries[0].program, "zvStream");
-    EXPECT_EQ(entries[0].arguments, "-x 1");
-    EXPECT_EQ(entries[0].action, 0);
-    EXPECT_EQ(stream.str(), "");
+    ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=-x%201"));
+    EXPECT_EQ("zvStream", entries[0].program);
+    EXPECT_EQ("-x 1", entries[0].arguments);
+    EXPECT_EQ(0, entries[0].action);
+    EXPECT_EQ("", stream.str());
 }
 
 TEST_F(ExecuteRequest, AbsentArgumentsAreEmpty) {
-    ASSERT_EQ(read("p1=zvStream&c1=restart"), 1);
-    EXPECT_EQ(entries[0].arguments, "");
-    EXPECT_EQ(entries[0].action, 2);
+    ASSERT_EQ(1, read("p1=zvStream&c1=restart"));
+    EXPECT_EQ("", entries[0].arguments);
+    EXPECT_EQ(2, entries[0].action);
 }
 
 TEST_F(ExecuteRequest, ActionsAre01And2) {
-    ASSERT_EQ(read("p1=a&c1=start&p2=b&c2=stop&p3=c&c3=restart"), 3);
-    EXPECT_EQ(entries[0].action, 0);
-    EXPECT_EQ(entries[1].action, 1);
-    EXPECT_EQ(entries[2].action, 2);
+    ASSERT_EQ(3, read("p1=a&c1=start&p2=b&c2=stop&p3=c&c3=restart"));
+    EXPECT_EQ(0, entries[0].action);
+    EXPECT_EQ(1, entries[1].action);
+    EXPECT_EQ(2, entries[2].action);
 }
 
 TEST_F(ExecuteRequest, AMissingFirstProgramIsAnEmptyName) {
-    EXPECT_EQ(refused(""), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p2=zvStream&c2=start"), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p1=&c1=start"), failure("fail, invalid program name", 134));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused(""));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p2=zvStream&c2=start"));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=&c1=start"));
 }
 
 TEST_F(ExecuteRequest, ARequestWithoutQueryFailsTheSameWay) {
-    EXPECT_EQ(read_entries(nullptr, entries, stream), -1);
-    EXPECT_EQ(stream.str(), failure("fail, invalid program name", 134));
+    EXPECT_EQ(-1, read_entries(nullptr, entries, stream));
+    EXPECT_EQ(failure("fail, invalid program name", 134), stream.str());
 }
 
 TEST_F(ExecuteRequest, ALaterEmptyProgramFailsToo) {
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=&c2=stop"), failure("fail, invalid program name", 134));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=zvStream&c1=stop&p2=&c2=stop"));
 }
 
 TEST_F(ExecuteRequest, AMissingFirstActionIsAnInvalidCommand) {
-    EXPECT_EQ(refused("p1=zvStream"), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=zvStream&c1="), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=zvStream&c2="), failure("fail, invalid command", 141));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream"));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream&c1="));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream&c1=stop&p2=zvStream&c2="));
 }
 
 TEST_F(ExecuteRequest, ALaterMissingActionFindsTheProgramInItsPlace) {
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=other"), failure("invalid command other", 162));
+    EXPECT_EQ(failure("invalid command other", 162), refused("p1=zvStream&c1=stop&p2=other"));
     // Which is an action, if the program is named like one.
-    ASSERT_EQ(read("p1=zvStream&c1=stop&p2=restart"), 2);
-    EXPECT_EQ(entries[1].action, 2);
+    ASSERT_EQ(2, read("p1=zvStream&c1=stop&p2=restart"));
+    EXPECT_EQ(2, entries[1].action);
 }
 
 TEST_F(ExecuteRequest, ActionsAreComparedExactly) {
-    EXPECT_EQ(refused("p1=zvStream&c1=Start"), failure("invalid command Start", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=start%20"), failure("invalid command start ", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=star"), failure("invalid command star", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=starts"), failure("invalid command starts", 162));
+    EXPECT_EQ(failure("invalid command Start", 162), refused("p1=zvStream&c1=Start"));
+    EXPECT_EQ(failure("invalid command start ", 162), refused("p1=zvStream&c1=start%20"));
+    EXPECT_EQ(failure("invalid command star", 162), refused("p1=zvStream&c1=star"));
+    EXPECT_EQ(failure("invalid command starts", 162), refused("p1=zvStream&c1=starts"));
 }
 
 TEST_F(ExecuteRequest, TwoConsecutiveFullStopsAreRefusedAnywhereInTheProgram) {
-    EXPECT_EQ(refused("p1=../x&c1=start"), failure("invalid program ../x", 177));
-    EXPECT_EQ(refused("p1=zvStream..&c1=start"), failure("invalid program zvStream..", 177));
-    EXPECT_EQ(refused("p1=a%2e.b&c1=start"), failure("invalid program a..b", 177));
-    EXPECT_EQ(read("p1=a.b.c&c1=start&a1=.."), 1);
+    EXPECT_EQ(failure("invalid program ../x", 177), refused("p1=../x&c1=start"));
+    EXPECT_EQ(failure("invalid program zvStream..", 177), refused("p1=zvStream..&c1=start"));
+    EXPECT_EQ(failure("invalid program a..b", 177), refused("p1=a%2e.b&c1=start"));
+    EXPECT_EQ(1, read("p1=a.b.c&c1=start&a1=.."));
 }
 
 TEST_F(ExecuteRequest, ShellCharactersOfTheProgramAreRefusedAsFarAsTheArgumentsReach) {
     for (const char* name : {";x", "|x", "<x", ">x"}) {
-        EXPECT_EQ(refused(std::string("p1=") + name + "&c1=start&a1=1"),
-                  failure(std::string("invalid program ") + name, 194));
+        EXPECT_EQ(failure(std::string("invalid program ") + name, 194),
+                  refused(std::string("p1=") + name + "&c1=start&a1=1"));
     }
-    EXPECT_EQ(refused("p1=%26x&c1=start&a1=1"), failure("invalid program &x", 194));
-    EXPECT_EQ(refused("p1=abc;&c1=start&a1=1234"), failure("invalid program abc;", 194));
+    EXPECT_EQ(failure("invalid program &x", 194), refused("p1=%26x&c1=start&a1=1"));
+    EXPECT_EQ(failure("invalid program abc;", 194), refused("p1=abc;&c1=start&a1=1234"));
 }
 
 TEST_F(ExecuteRequest, ShellCharactersBeyondTheArgumentsLengthGoThrough) {
-    EXPECT_EQ(read("p1=abc;&c1=start&a1=123"), 1);
-    EXPECT_EQ(read("p1=;|<>&c1=start"), 1);
+    EXPECT_EQ(1, read("p1=abc;&c1=start&a1=123"));
+    EXPECT_EQ(1, read("p1=;|<>&c1=start"));
 }
 
 TEST_F(ExecuteRequest, TheArgumentsThemselvesAreNeverExamined) {
-    ASSERT_EQ(read("p1=zvStream&c1=start&a1=;|<>%26..$(x)`y`"), 1);
-    EXPECT_EQ(entries[0].arguments, ";|<>&..$(x)`y`");
+    ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=;|<>%26..$(x)`y`"));
+    EXPECT_EQ(";|<>&..$(x)`y`", entries[0].arguments);
 }
 
 TEST_F(ExecuteRequest, ArgumentsLongerThanTheProgramAreNotComparedBeyondItsEnd) {
-    EXPECT_EQ(read("p1=a&c1=start&a1=" + std::string(100000, 'x')), 1);
-    EXPECT_EQ(entries[0].arguments.size(), 100000U);
+    EXPECT_EQ(1, read("p1=a&c1=start&a1=" + std::string(100000, 'x')));
+    EXPECT_EQ(100000U, entries[0].arguments.size());
 }
 
 TEST_F(ExecuteRequest, ReadingStopsAtTheFirstGap) {
-    ASSERT_EQ(read("p1=one&c1=stop&p3=three&c3=stop"), 1);
-    EXPECT_EQ(entries[0].program, "one");
-    EXPECT_EQ(entries[2].program, "");
+    ASSERT_EQ(1, read("p1=one&c1=stop&p3=three&c3=stop"));
+    EXPECT_EQ("one", entries[0].program);
+    EXPECT_EQ("", entries[2].program);
 }
 
 TEST_F(ExecuteRequest, WhatFollowsAGapIsNotValidated) {
-    EXPECT_EQ(read("p1=one&c1=stop&p3=..&c3=nonsense"), 1);
+    EXPECT_EQ(1, read("p1=one&c1=stop&p3=..&c3=nonsense"));
 }
 
 TEST_F(ExecuteRequest, ReadsSixteenCommandsAndIgnoresTheSeventeenth) {
@@ -132,29 +132,29 @@ TEST_F(ExecuteRequest, ReadsSixteenCommandsAndIgnoresTheSeventeenth) {
         const std::string number = std::to_string(n);
         params += "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
     }
-    ASSERT_EQ(read(params.substr(1) + "&p17=..&c17=nonsense"), 16);
-    EXPECT_EQ(entries[0].program, "prog1");
-    EXPECT_EQ(entries[15].program, "prog16");
-    EXPECT_EQ(entries[15].arguments, "arg16");
-    EXPECT_EQ(entries[15].action, 1);
+    ASSERT_EQ(16, read(params.substr(1) + "&p17=..&c17=nonsense"));
+    EXPECT_EQ("prog1", entries[0].program);
+    EXPECT_EQ("prog16", entries[15].program);
+    EXPECT_EQ("arg16", entries[15].arguments);
+    EXPECT_EQ(1, entries[15].action);
 }
 
 TEST_F(ExecuteRequest, TheFirstFailureIsTheOnlyOneWritten) {
-    EXPECT_EQ(refused("p1=a&c1=x&p2=..&c2=y"), failure("invalid command x", 162));
-    EXPECT_EQ(refused("p1=a&c1=stop&p2=..&c2=stop&p3=&c3=z"), failure("invalid program ..", 177));
+    EXPECT_EQ(failure("invalid command x", 162), refused("p1=a&c1=x&p2=..&c2=y"));
+    EXPECT_EQ(failure("invalid program ..", 177), refused("p1=a&c1=stop&p2=..&c2=stop&p3=&c3=z"));
 }
 
 TEST_F(ExecuteRequest, OfSeveralFailuresOfACommandTheFirstInTheFixedOrderCounts) {
-    EXPECT_EQ(refused("p1=&a1=x&c1="), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p1=..&c1="), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=Start"), failure("invalid command Start", 162));
-    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=start"), failure("invalid program ..;", 177));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=&a1=x&c1="));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=..&c1="));
+    EXPECT_EQ(failure("invalid command Start", 162), refused("p1=..;&a1=xxx&c1=Start"));
+    EXPECT_EQ(failure("invalid program ..;", 177), refused("p1=..;&a1=xxx&c1=start"));
 }
 
 TEST_F(ExecuteRequest, LongNamesAreCutInTheMessage) {
-    EXPECT_EQ(refused("p1=.." + std::string(100000, 'x') + "&c1=start"),
-              failure("invalid program .." + std::string(493, 'x'), 177));
-    EXPECT_EQ(refused("p1=a&c1=" + std::string(100000, 'y')), failure("invalid command " + std::string(495, 'y'), 162));
+    EXPECT_EQ(failure("invalid program .." + std::string(493, 'x'), 177),
+              refused("p1=.." + std::string(100000, 'x') + "&c1=start"));
+    EXPECT_EQ(failure("invalid command " + std::string(495, 'y'), 162), refused("p1=a&c1=" + std::string(100000, 'y')));
 }
 
 } // namespace

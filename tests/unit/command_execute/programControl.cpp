@@ -43,22 +43,22 @@ Done execute(const std::string& program, const std::string& arguments, int32_t a
 
 void expectNotFound(const std::string& program) {
     const Done done = execute(program, "", exec_stop);
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text, failure("file not found " + program, "executeCommand", 255));
+    EXPECT_EQ(-1, done.result);
+    EXPECT_EQ(failure("file not found " + program, "executeCommand", 255), done.text);
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
 // The file exists, for the program's name gets past the test for it.
 void expectFound(const std::string& program) {
     const Done done = execute(program, "", exec_stop);
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text, failure("stop: not in whitelist", "stopProg", 339));
+    EXPECT_EQ(-1, done.result);
+    EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), done.text);
 }
 
 TEST(ExecuteCommand, FailsWithoutAnEntry) {
     std::stringstream stream;
-    EXPECT_EQ(executeCommand(nullptr, stream), -1);
-    EXPECT_EQ(stream.str(), failure("Null Program", "executeCommand", 248));
+    EXPECT_EQ(-1, executeCommand(nullptr, stream));
+    EXPECT_EQ(failure("Null Program", "executeCommand", 248), stream.str());
 }
 
 TEST(ExecuteCommand, FailsForAProgramThatIsNotInstalled) {
@@ -96,12 +96,12 @@ TEST(ExecuteCommand, TestsTheCutPathOf51CharactersAndMore) {
 
 TEST(ExecuteCommand, MessageOfALongNameIsCutTo511Characters) {
     const Done done = execute(std::string(5000, 'q'), "", exec_stop);
-    EXPECT_EQ(done.text, failure("file not found " + std::string(496, 'q'), "executeCommand", 255));
+    EXPECT_EQ(failure("file not found " + std::string(496, 'q'), "executeCommand", 255), done.text);
 }
 
 TEST(ExecuteCommand, APipeInTheInstallationIsNotWaitedFor) {
     const Installation installation;
-    ASSERT_EQ(mkfifo("/usr/local/zarvo/bin/pipe", 0600), 0);
+    ASSERT_EQ(0, mkfifo("/usr/local/zarvo/bin/pipe", 0600));
     expectFound("pipe");
 }
 
@@ -109,7 +109,7 @@ TEST(ExecuteCommand, ADirectoryOfTheInstallationCanBeReadAndIsNotWhitelisted) {
     const Installation installation;
     for (const int32_t action : {exec_stop, exec_start}) {
         const Done done = execute(".", "", action);
-        EXPECT_EQ(done.result, -1);
+        EXPECT_EQ(-1, done.result);
         EXPECT_EQ(done.text, action == exec_stop ? failure("stop: not in whitelist", "stopProg", 339)
                                                  : failure("start: not in whitelist", "startProg", 379));
     }
@@ -120,12 +120,12 @@ TEST(ExecuteCommand, AnInstalledProgramThatIsNotWhitelistedIsNeitherStartedNorSt
     Installation::addFile("other");
     for (const int32_t action : {exec_stop, exec_restart}) {
         const Done done = execute("other", "", action);
-        EXPECT_EQ(done.result, -1);
-        EXPECT_EQ(done.text, failure("stop: not in whitelist", "stopProg", 339));
+        EXPECT_EQ(-1, done.result);
+        EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), done.text);
     }
     const Done done = execute("other", "", exec_start);
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text, failure("start: not in whitelist", "startProg", 379));
+    EXPECT_EQ(-1, done.result);
+    EXPECT_EQ(failure("start: not in whitelist", "startProg", 379), done.text);
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
@@ -133,8 +133,8 @@ TEST(ExecuteCommand, RefusesActionsOutOfRange) {
     const Installation installation;
     for (const int32_t action : {-1, 3}) {
         const Done done = execute("zvStream", "", action);
-        EXPECT_EQ(done.result, -1);
-        EXPECT_EQ(done.text, failure("invalid command " + std::to_string(action), "executeCommand", 305));
+        EXPECT_EQ(-1, done.result);
+        EXPECT_EQ(failure("invalid command " + std::to_string(action), "executeCommand", 305), done.text);
     }
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
@@ -142,12 +142,12 @@ TEST(ExecuteCommand, RefusesActionsOutOfRange) {
 TEST(ExecuteCommand, StartsTheProgramWithItsArguments) {
     const Installation installation;
     const Done done = execute("zvStream", "-x", exec_start);
-    EXPECT_EQ(done.result, 0);
-    EXPECT_EQ(done.text, "");
+    EXPECT_EQ(0, done.result);
+    EXPECT_EQ("", done.text);
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
-    EXPECT_EQ(Installation::running().size(), 1U);
+    EXPECT_EQ(1U, Installation::running().size());
 }
 
 TEST(ExecuteCommand, QuotesAreRemovedAndTheTailKeepsItsCharacters) {
@@ -159,18 +159,18 @@ TEST(ExecuteCommand, QuotesAreRemovedAndTheTailKeepsItsCharacters) {
         execute(entry);
         return entry.arguments;
     };
-    EXPECT_EQ(left("\"-x\""), "-xx\"");
-    EXPECT_EQ(left("a\"b"), "abb");
-    EXPECT_EQ(left("\"\"abc"), "abcbc");
-    EXPECT_EQ(left("\""), "\"");
-    EXPECT_EQ(left("plain"), "plain");
-    EXPECT_EQ(left(""), "");
+    EXPECT_EQ("-xx\"", left("\"-x\""));
+    EXPECT_EQ("abb", left("a\"b"));
+    EXPECT_EQ("abcbc", left("\"\"abc"));
+    EXPECT_EQ("\"", left("\""));
+    EXPECT_EQ("plain", left("plain"));
+    EXPECT_EQ("", left(""));
 }
 
 TEST(ExecuteCommand, QuotesStayWhenTheProgramIsNotFound) {
     ExecEntry entry{"absent", "\"-x\"", exec_start};
-    EXPECT_EQ(execute(entry).text, failure("file not found absent", "executeCommand", 255));
-    EXPECT_EQ(entry.arguments, "\"-x\"");
+    EXPECT_EQ(failure("file not found absent", "executeCommand", 255), execute(entry).text);
+    EXPECT_EQ("\"-x\"", entry.arguments);
 }
 
 TEST(ExecuteCommand, TheArgumentsLeftByTheRemovalAreWhatTheShellGets) {
@@ -184,8 +184,8 @@ TEST(ExecuteCommand, TheArgumentsLeftByTheRemovalAreWhatTheShellGets) {
 TEST(ExecuteCommand, AShellThatDoesNotUnderstandTheArgumentsIsNoFailure) {
     const Installation installation;
     const Done done = execute("zvStream", "\"-x\"", exec_start);
-    EXPECT_EQ(done.result, 0);
-    EXPECT_EQ(done.text, "");
+    EXPECT_EQ(0, done.result);
+    EXPECT_EQ("", done.text);
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream -xx\" < /dev/null > /dev/null 2>&1 &"));
 }
@@ -196,10 +196,10 @@ TEST(ExecuteCommand, RestartStopsThenStartsANewProcess) {
     Installation::journal(4);
     const auto before = Installation::running();
     const Done done = execute("zvStream", "two", exec_restart);
-    EXPECT_EQ(done.result, 0);
+    EXPECT_EQ(0, done.result);
     EXPECT_THAT(Installation::journal(9), Contains("start [two]"));
     EXPECT_TRUE(Installation::becomes(1));
-    EXPECT_NE(Installation::running(), before);
+    EXPECT_NE(before, Installation::running());
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre(StartsWith("/usr/local/zarvo/bin/zvStream one "), "killall -s SIGINT zvStream",
                             "killall -9 zvStream", "/usr/local/zarvo/bin/zvStream two < /dev/null > /dev/null 2>&1 &"));
@@ -207,7 +207,7 @@ TEST(ExecuteCommand, RestartStopsThenStartsANewProcess) {
 
 TEST(ExecuteCommand, RestartSucceedsWhenNothingWasRunning) {
     const Installation installation;
-    EXPECT_EQ(execute("zvStream", "", exec_restart).result, 0);
+    EXPECT_EQ(0, execute("zvStream", "", exec_restart).result);
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
                                                       "/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start"));
@@ -217,9 +217,9 @@ TEST(ExecuteCommand, RestartWhoseStopFailsStartsNothing) {
     const Installation installation;
     wrappedSystem().failing = 2;
     const Done done = execute("zvStream", "", exec_restart);
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text, failure("start: system errno 12 cmd 'killall -9 zvStream'", "stopProg", 348));
-    EXPECT_EQ(wrappedSystem().commands.size(), 2U);
+    EXPECT_EQ(-1, done.result);
+    EXPECT_EQ(failure("start: system errno 12 cmd 'killall -9 zvStream'", "stopProg", 348), done.text);
+    EXPECT_EQ(2U, wrappedSystem().commands.size());
 }
 
 TEST(ExecuteCommand, RestartWhoseStartFailsLeavesTheProgramStopped) {
@@ -228,28 +228,29 @@ TEST(ExecuteCommand, RestartWhoseStartFailsLeavesTheProgramStopped) {
     Installation::journal(4);
     wrappedSystem().failing = 4;
     const Done done = execute("zvStream", "", exec_restart);
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(done.text, failure("start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null "
-                                 "2>&1 &'",
-                                 "startProg", 388));
+    EXPECT_EQ(-1, done.result);
+    EXPECT_EQ(failure("start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null "
+                      "2>&1 &'",
+                      "startProg", 388),
+              done.text);
     EXPECT_TRUE(Installation::becomes(0));
 }
 
 TEST(StopProg, WhitelistIsComparedExactly) {
     for (const char* name : {"zvstream", "zvStream ", "zvStrea", "zvStreams", ""}) {
         std::stringstream stream;
-        EXPECT_EQ(stopProg(name, stream), -1);
-        EXPECT_EQ(stream.str(), failure("stop: not in whitelist", "stopProg", 339));
+        EXPECT_EQ(-1, stopProg(name, stream));
+        EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), stream.str());
     }
 }
 
 TEST(StopProg, LetsTheProgramEndOnSigint) {
     const Installation installation;
     std::stringstream stream;
-    ASSERT_EQ(startProg("zvStream", "", stream), 0);
+    ASSERT_EQ(0, startProg("zvStream", "", stream));
     Installation::journal(4);
-    EXPECT_EQ(stopProg("zvStream", stream), 0);
-    EXPECT_EQ(stream.str(), "");
+    EXPECT_EQ(0, stopProg("zvStream", stream));
+    EXPECT_EQ("", stream.str());
     EXPECT_THAT(Installation::journal(5), Contains("SIGINT"));
     EXPECT_TRUE(Installation::becomes(0));
 }
@@ -257,17 +258,17 @@ TEST(StopProg, LetsTheProgramEndOnSigint) {
 TEST(StopProg, KillsEveryProcessThatDoesNotEnd) {
     const Installation installation(true);
     std::stringstream stream;
-    ASSERT_EQ(startProg("zvStream", "1", stream), 0);
-    ASSERT_EQ(startProg("zvStream", "2", stream), 0);
+    ASSERT_EQ(0, startProg("zvStream", "1", stream));
+    ASSERT_EQ(0, startProg("zvStream", "2", stream));
     Installation::journal(8);
-    EXPECT_EQ(stopProg("zvStream", stream), 0);
+    EXPECT_EQ(0, stopProg("zvStream", stream));
     EXPECT_TRUE(Installation::becomes(0));
 }
 
 TEST(StopProg, Waits50MillisecondsBetweenTheSignals) {
     std::stringstream stream;
     wrappedSystem().failing = 1; // at once: what is left between the two is the wait
-    EXPECT_EQ(stopProg("zvStream", stream), 0);
+    EXPECT_EQ(0, stopProg("zvStream", stream));
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream"));
     const auto& moments = wrappedSystem().moments;
     EXPECT_GE(moments.at(1) - moments.at(0), std::chrono::microseconds(50000));
@@ -276,67 +277,67 @@ TEST(StopProg, Waits50MillisecondsBetweenTheSignals) {
 TEST(StopProg, IgnoresAShellThatCannotSendTheFirstSignal) {
     std::stringstream stream;
     wrappedSystem().failing = 1;
-    EXPECT_EQ(stopProg("zvStream", stream), 0);
-    EXPECT_EQ(wrappedSystem().commands.size(), 2U);
+    EXPECT_EQ(0, stopProg("zvStream", stream));
+    EXPECT_EQ(2U, wrappedSystem().commands.size());
 }
 
 TEST(StartProg, WhitelistIsComparedExactly) {
     for (const char* name : {"zvstream", "zvStream ", "zvStrea", "zvStreams", ""}) {
         std::stringstream stream;
-        EXPECT_EQ(startProg(name, "", stream), -1);
-        EXPECT_EQ(stream.str(), failure("start: not in whitelist", "startProg", 379));
+        EXPECT_EQ(-1, startProg(name, "", stream));
+        EXPECT_EQ(failure("start: not in whitelist", "startProg", 379), stream.str());
     }
 }
 
 TEST(StartProg, NullArgumentsAreNone) {
     const Installation installation;
     std::stringstream stream;
-    EXPECT_EQ(startProg("zvStream", nullptr, stream), 0);
+    EXPECT_EQ(0, startProg("zvStream", nullptr, stream));
     EXPECT_THAT(Installation::journal(4), Contains("start"));
 }
 
 TEST(StartProg, TheShellSplitsAndInterpretsTheArguments) {
     const Installation installation;
     std::stringstream stream;
-    EXPECT_EQ(startProg("zvStream", "'a b' $((1+1)) c", stream), 0);
+    EXPECT_EQ(0, startProg("zvStream", "'a b' $((1+1)) c", stream));
     EXPECT_THAT(Installation::journal(4), Contains("start [a b] [2] [c]"));
 }
 
 TEST(StartProg, TheProgramDoesNotHoldThisProcessDescriptors) {
     const Installation installation;
     int connection[2];
-    ASSERT_EQ(pipe(connection), 0); // inherited, as it stands
+    ASSERT_EQ(0, pipe(connection)); // inherited, as it stands
     std::stringstream stream;
-    ASSERT_EQ(startProg("zvStream", "", stream), 0);
+    ASSERT_EQ(0, startProg("zvStream", "", stream));
     EXPECT_THAT(Installation::journal(4), ElementsAre("start", "0 /dev/null", "1 /dev/null", "2 /dev/null"));
     close(connection[1]);
     char byte = 0;
-    EXPECT_EQ(read(connection[0], &byte, 1), 0) << "nobody else holds the pipe's other end";
+    EXPECT_EQ(0, read(connection[0], &byte, 1)) << "nobody else holds the pipe's other end";
 }
 
 TEST(StartProg, DoesNotWaitForTheProgram) {
     const Installation installation(true);
     std::stringstream stream;
     const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(startProg("zvStream", "", stream), 0);
+    ASSERT_EQ(0, startProg("zvStream", "", stream));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     Installation::journal(4);
-    EXPECT_EQ(Installation::running().size(), 1U);
+    EXPECT_EQ(1U, Installation::running().size());
 }
 
 TEST(StartProg, CommandsAreCutTo1023Characters) {
     std::stringstream stream;
-    EXPECT_EQ(startProg("zvStream", std::string(5000, 'x').c_str(), stream), 0);
-    ASSERT_EQ(wrappedSystem().commands.size(), 1U);
-    EXPECT_EQ(wrappedSystem().commands[0], "/usr/local/zarvo/bin/zvStream " + std::string(993, 'x'));
+    EXPECT_EQ(0, startProg("zvStream", std::string(5000, 'x').c_str(), stream));
+    ASSERT_EQ(1U, wrappedSystem().commands.size());
+    EXPECT_EQ("/usr/local/zarvo/bin/zvStream " + std::string(993, 'x'), wrappedSystem().commands[0]);
 }
 
 TEST(StartProg, MessageOfALongCommandIsCutTo511Characters) {
     std::stringstream stream;
     wrappedSystem().failing = 1;
-    EXPECT_EQ(startProg("zvStream", std::string(5000, 'x').c_str(), stream), -1);
+    EXPECT_EQ(-1, startProg("zvStream", std::string(5000, 'x').c_str(), stream));
     const std::string start = "start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream ";
-    EXPECT_EQ(stream.str(), failure(start + std::string(511 - start.size(), 'x'), "startProg", 388));
+    EXPECT_EQ(failure(start + std::string(511 - start.size(), 'x'), "startProg", 388), stream.str());
 }
 
 } // namespace

@@ -259,7 +259,7 @@ TEST(ZvMbox, Message1500BytesLongGoes) {
     EXPECT_EQ(0, zvMbox_send(message.data(), 1500, &pair.tx));
     char text[1500];
     ASSERT_EQ(1500, snzvMbox_receive(text, sizeof text, &pair.rx));
-    EXPECT_EQ(message, std::string(text, 1500));
+    EXPECT_EQ(std::string(text, 1500), message);
 }
 
 TEST(ZvMbox, LongerMessageEndsTheProcess) {

@@ -108,7 +108,7 @@ void run(uint32_t seed) {
         }
         const Bytes& bytes = model.bytes();
         ASSERT_EQ(static_cast<int>(bytes.size()), sntlv_msg_len(buffer));
-        ASSERT_EQ(bytes, Bytes(buffer, buffer + bytes.size()));
+        ASSERT_EQ(Bytes(buffer, buffer + bytes.size()), bytes);
         ASSERT_EQ(verdictOf(bytes), tlv_validate(buffer));
         for (const uint8_t any : tags) {
             const auto element = firstOf(bytes, any);

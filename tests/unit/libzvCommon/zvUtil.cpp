@@ -156,7 +156,7 @@ TEST(DaemonInit, FailedForkGivesMinus1) {
         failFork = true;
         const pid_t session = getsid(0);
         EXPECT_EQ(-1, daemon_init());
-        EXPECT_EQ(session, getsid(0));
+        EXPECT_EQ(getsid(0), session);
     });
     EXPECT_EQ(0, ended.status) << ended.out;
 }

@@ -204,7 +204,7 @@ constexpr Endpoint daemonsOwn{socketPath, limitMs};
 TEST(ControlClient, KeepsTheConnectionToTheDaemon) {
     const ScriptedControl peer(echo, socketPath, true);
     for (int number = 0; number < 5; ++number) {
-        EXPECT_EQ(number, request(Operation::Command, number, daemonsOwn));
+        EXPECT_EQ(request(Operation::Command, number, daemonsOwn), number);
     }
     EXPECT_EQ(1, peer.connections());
 }
@@ -212,7 +212,7 @@ TEST(ControlClient, KeepsTheConnectionToTheDaemon) {
 TEST(ControlClient, ConnectsAgainToADaemonThatClosesAfterEachAnswer) {
     const ScriptedControl peer(echo, socketPath);
     for (int number = 0; number < 200; ++number) {
-        ASSERT_EQ(number, request(Operation::Command, number, daemonsOwn));
+        ASSERT_EQ(request(Operation::Command, number, daemonsOwn), number);
     }
     EXPECT_EQ(200, peer.connections());
 }
@@ -234,7 +234,7 @@ TEST(ControlClient, KnowsWhetherTheConnectionStands) {
 TEST(ControlClient, ConnectsAgainToANewDaemon) {
     for (int number = 0; number < 5; ++number) {
         const ScriptedControl peer(echo, socketPath, true);
-        EXPECT_EQ(number, request(Operation::Command, number, daemonsOwn));
+        EXPECT_EQ(request(Operation::Command, number, daemonsOwn), number);
     }
     EXPECT_EQ(ZV_ERR, request(Operation::Open, 0, daemonsOwn));
 }

@@ -177,7 +177,7 @@ TEST(MsgRead, WhatWasReadCanBeWritten) {
     unsigned char buffer[64];
     MemStream out(buffer, sizeof buffer);
     out << message;
-    EXPECT_EQ(reply, Bytes(buffer, buffer + out.getLength()));
+    EXPECT_EQ(Bytes(buffer, buffer + out.getLength()), reply);
 }
 
 TEST(MsgRead, RandomBytesNeverLeadOutside) {

@@ -18,7 +18,7 @@ using zvtest::wrappedWrite;
 
 struct Pipe {
     int ends[2] = {-1, -1};
-    Pipe() { EXPECT_EQ(pipe(ends), 0); }
+    Pipe() { EXPECT_EQ(0, pipe(ends)); }
     ~Pipe() {
         close(ends[0]);
         closeWriter();
@@ -43,7 +43,7 @@ TEST(WriteAll, WritesATextInOnePiece) {
     Pipe pipe;
     EXPECT_TRUE(write_all(pipe.ends[1], "one piece"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "one piece");
+    EXPECT_EQ("one piece", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(9));
 }
 
@@ -57,7 +57,7 @@ TEST(WriteAll, GoesOnWhereAPartialWriteEnded) {
     wrappedWrite().script = {{1, 0}, {3, 0}, {2, 0}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 9, 6, 4));
 }
 
@@ -66,7 +66,7 @@ TEST(WriteAll, RepeatsAnInterruptedWrite) {
     wrappedWrite().script = {{0, EINTR}, {4, 0}, {0, EINTR}, {0, EINTR}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 10, 6, 6, 6));
 }
 
@@ -75,7 +75,7 @@ TEST(WriteAll, StopsWhenTheDescriptorRefuses) {
     wrappedWrite().script = {{4, 0}, {0, EIO}};
     EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123");
+    EXPECT_EQ("0123", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
 }
 
@@ -96,7 +96,7 @@ TEST(WriteAll, StopsWhenNothingIsTaken) {
 
 TEST(WriteAll, WaitsForAFullNonBlockingPipe) {
     Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
+    ASSERT_EQ(0, fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK));
     const std::string text(1 << 20, 'x');
     std::string received;
     std::thread reader([&] { received = pipe.drain(); });
@@ -123,7 +123,7 @@ TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
     stream << "header" << '\n' << 200 << std::string(2000, 'x');
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
-    EXPECT_EQ(answered.output, "header\n200" + std::string(2000, 'x'));
+    EXPECT_EQ("header\n200" + std::string(2000, 'x'), answered.output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
 }
 
@@ -133,7 +133,7 @@ TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
     stream.setstate(std::ios_base::badbit);
     const Answered answered = answer(stream);
     EXPECT_FALSE(answered.written);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ("", answered.output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
@@ -143,7 +143,7 @@ TEST(WriteAnswer, DoesNotTellWhatBecameOfTheWriting) {
     wrappedWrite().script = {{0, EIO}};
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ("", answered.output);
 }
 
 } // namespace

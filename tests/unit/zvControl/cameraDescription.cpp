@@ -67,8 +67,8 @@ protected:
 
 TEST_F(CameraDescription, AppendsTheInfoObjectToTheSettingsOfTheModel) {
     writeSettings("tessilon", "{\"version\":2.1,\"modes\":[{\"id\":1}]}");
-    EXPECT_EQ(describe(), "<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ("<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"), describe());
+    EXPECT_EQ(0, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231"));
 }
 
@@ -88,16 +88,16 @@ TEST_F(CameraDescription, TheBuildRevisionIs40LowerCaseHexadecimalDigits) {
 TEST_F(CameraDescription, UnknownModelWarnsAndTakesTheSettingsOfModel13UnderItsOwnNumber) {
     writeSettings("abru", "{\"a\":1}");
     fakePlatform().model_number = 20;
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("20"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ("<success header>\n{\"a\":1" + info("20"), describe());
+    EXPECT_EQ(0, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
                                          "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236"));
 }
 
 TEST_F(CameraDescription, AModelWithoutSettingsFileFallsBackToThoseOfModel13) {
     writeSettings("abru", "{\"a\":1}");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("12"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ("<success header>\n{\"a\":1" + info("12"), describe());
+    EXPECT_EQ(0, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
                                          "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
                                          " @zvControl:308",
@@ -107,9 +107,10 @@ TEST_F(CameraDescription, AModelWithoutSettingsFileFallsBackToThoseOfModel13) {
 
 TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
     fakePlatform().model_number = 20;
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
                                          "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
                                          "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
@@ -122,18 +123,18 @@ TEST_F(CameraDescription, PathsAreCutTo255CharactersInTheFileSystemAndInTheLog) 
     const std::string model(300, 'm');
     char path[settings_path_size];
     find_settings(model.c_str(), "abru", path);
-    EXPECT_STREQ(path, "/usr/local/zarvo/etc/abru/settings.json");
+    EXPECT_STREQ("/usr/local/zarvo/etc/abru/settings.json", path);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" +
                                              std::string(234, 'm') + "\n @zvControl:308",
                                          "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
                                          " @zvControl:312"));
     find_settings("none", model.c_str(), path);
-    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
     std::filesystem::create_directories(etc);
     std::ofstream(etc + std::string(234, 'm')) << "{}";
     log.take();
     find_settings(model.c_str(), "abru", path);
-    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
@@ -160,40 +161,42 @@ TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
     g_logLevel = 5;
     log.take();
     describe();
-    EXPECT_EQ(log.texts().size(), 3U);
+    EXPECT_EQ(3U, log.texts().size());
 }
 
 TEST_F(CameraDescription, NoSettingsAtAllAnswersAnErrorWithThePathAttemptedLast) {
     setenv("PATH_INFO", "", 1);
     setenv("QUERY_STRING", "q=1", 1);
-    EXPECT_EQ(describe(), "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, SettingsThatExistButCannotBeOpenedAnswerAnErrorWithoutFallingBack) {
     writeSettings("abru", "{}");
     std::filesystem::create_directories(etc + "tessilon");
     // A socket has a status but cannot be opened, whoever asks.
-    ASSERT_EQ(mknod((etc + "tessilon/settings.json").c_str(), S_IFSOCK | 0600, 0), 0);
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(0, mknod((etc + "tessilon/settings.json").c_str(), S_IFSOCK | 0600, 0));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, LinesAreJoinedWithNothingBetweenThem) {
     writeSettings("tessilon", "{\n  \"a\": \"one\ntwo\",\n\n  \"b\": 2\n}\n");
-    EXPECT_EQ(describe(), "<success header>\n{  \"a\": \"onetwo\",  \"b\": 2" + info("12"));
+    EXPECT_EQ("<success header>\n{  \"a\": \"onetwo\",  \"b\": 2" + info("12"), describe());
 }
 
 TEST_F(CameraDescription, ACarriageReturnIsNoLineEnd) {
     writeSettings("tessilon", "{\"a\":1,\r\n\"b\":2}\r\n");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1,\r\"b\":2" + info("12"));
+    EXPECT_EQ("<success header>\n{\"a\":1,\r\"b\":2" + info("12"), describe());
 }
 
 TEST_F(CameraDescription, TextAfterTheLastBraceIsDropped) {
     writeSettings("tessilon", "{\"a\":{\"b\":1}} // trailing remark\nand more");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":{\"b\":1}" + info("12"));
+    EXPECT_EQ("<success header>\n{\"a\":{\"b\":1}" + info("12"), describe());
 }
 
 TEST_F(CameraDescription, SettingsLongerThanABlockArriveWhole) {
@@ -204,78 +207,84 @@ TEST_F(CameraDescription, SettingsLongerThanABlockArriveWhole) {
         joined += std::to_string(line) + ",";
     }
     writeSettings("tessilon", settings + "0]}\n");
-    EXPECT_EQ(describe(), "<success header>\n" + joined + "0]" + info("12"));
+    EXPECT_EQ("<success header>\n" + joined + "0]" + info("12"), describe());
 }
 
 TEST_F(CameraDescription, SettingsWithoutAClosingBraceAnswerAnErrorAndNoHalfHeader) {
     writeSettings("tessilon", "{\"a\":1\n");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, EmptySettingsAnswerTheSameError) {
     writeSettings("tessilon", "");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, ADirectoryInThePlaceOfTheSettingsAnswersTheSameError) {
     std::filesystem::create_directories(etc + "tessilon/settings.json");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, APipeInThePlaceOfTheSettingsIsNotWaitedFor) {
     std::filesystem::create_directories(etc + "tessilon");
-    ASSERT_EQ(mkfifo((etc + "tessilon/settings.json").c_str(), 0600), 0);
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(0, mkfifo((etc + "tessilon/settings.json").c_str(), 0600));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, SettingsOf16MebibytesAreAnsweredAndOfOneByteMoreAreNot) {
     const std::string start = "{\"a\":1" + std::string((16 << 20) - 7, ' ');
     writeSettings("tessilon", start + "}");
-    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777216U);
+    ASSERT_EQ(16777216U, std::filesystem::file_size(etc + "tessilon/settings.json"));
     EXPECT_TRUE(describe() == "<success header>\n" + start + info("12"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ(0, result);
     writeSettings("tessilon", start + " }");
-    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777217U);
-    EXPECT_EQ(describe().substr(0, 1000), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(16777217U, std::filesystem::file_size(etc + "tessilon/settings.json"));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe().substr(0, 1000));
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForTheSettingsThereIsNoDocument) {
     writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     EXPECT_TRUE(describeWithin(2000).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForTheInfoObjectThereIsNoDocument) {
     // The settings just fit, and the text written back leaves no room behind it.
     writeSettings("tessilon", "{\"a\":\"" + std::string(400, 'a') + "\"}");
     EXPECT_TRUE(describeWithin(600).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForAnErrorAnswerThereIsNone) {
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
     fakePlatform().getter_results["ap_mac"] = -17;
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
 TEST_F(CameraDescription, EndlessSettingsAnswerTheSameError) {
     std::filesystem::create_directories(etc + "tessilon");
     std::filesystem::create_symlink("/dev/zero", etc + "tessilon/settings.json");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
 TEST_F(CameraDescription, TheCredentialsFlagIsAQuotedText) {
@@ -310,18 +319,18 @@ TEST_F(CameraDescription, ValuesThatFill256BytesWithoutAnEndAreCutTo255Character
     for (auto& [name, text] : texts) {
         text = std::string(255, static_cast<char>('a' + number++)) + "#";
     }
-    EXPECT_EQ(describe(), "<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" +
-                              std::string(255, 'e') + "\",\"firmware_version\":\"" + std::string(255, 'd') +
-                              "\",\"serial_number\":\"" + std::string(255, 'f') + "\",\"board_type\":\"" +
-                              std::string(255, 'c') + "\",\"ap_mac\":\"" + std::string(255, 'a') + "\",\"ap_ssid\":\"" +
-                              std::string(255, 'b') + "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                              std::string(build_revision) + "\"}}");
+    EXPECT_EQ("<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" + std::string(255, 'e') +
+                  "\",\"firmware_version\":\"" + std::string(255, 'd') + "\",\"serial_number\":\"" +
+                  std::string(255, 'f') + "\",\"board_type\":\"" + std::string(255, 'c') + "\",\"ap_mac\":\"" +
+                  std::string(255, 'a') + "\",\"ap_ssid\":\"" + std::string(255, 'b') +
+                  "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" + std::string(build_revision) + "\"}}",
+              describe());
 }
 
 TEST_F(CameraDescription, SettingsOfModel0AreFound) {
     writeSettings("orin1", "{}");
     fakePlatform().model_number = 0;
-    EXPECT_EQ(describe(), "<success header>\n{" + info("0"));
+    EXPECT_EQ("<success header>\n{" + info("0"), describe());
 }
 
 struct Failure {
@@ -342,7 +351,7 @@ TEST_P(FailingGetter, IsLoggedAndAnsweredWithItsNameCodeAndLines) {
     setenv("QUERY_STRING", "q=1", 1);
     fakePlatform().getter_results[GetParam().getter] = -17;
     EXPECT_EQ(describe(), GetParam().answered);
-    EXPECT_EQ(result, -17);
+    EXPECT_EQ(-17, result);
     EXPECT_EQ(log.texts().back(), GetParam().logged);
     EXPECT_EQ(fakePlatform().calls.size(), static_cast<std::size_t>(GetParam().calls));
 }
@@ -351,7 +360,7 @@ TEST_P(FailingGetter, IsLoggedOnlyFromErrorLevelOn) {
     g_logLevel = 1;
     fakePlatform().getter_results[GetParam().getter] = 5;
     describe();
-    EXPECT_EQ(result, 5);
+    EXPECT_EQ(5, result);
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 

@@ -84,10 +84,11 @@ TEST(ZvControl, LogsTheRequestFirst) {
     answerWith(0);
     serve("/command/x", "a=1&b=2");
     const auto lines = log.take();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].priority, 3);
-    EXPECT_EQ(lines[0].text, "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/command/x] params[a=1&b=2]\n"
-                             " @zvControl:100");
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ(3, lines[0].priority);
+    EXPECT_EQ("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/command/x] params[a=1&b=2]\n"
+              " @zvControl:100",
+              lines[0].text);
 }
 
 TEST(ZvControl, LogsMissingVariablesAsNullTexts) {
@@ -99,9 +100,9 @@ TEST(ZvControl, LogsMissingVariablesAsNullTexts) {
 
 TEST(ZvControl, RaisesTheLogLevelToTrace) {
     answerWith(0);
-    EXPECT_EQ(g_logLevel, 2);
+    EXPECT_EQ(2, g_logLevel);
     serve("/x", nullptr);
-    EXPECT_EQ(g_logLevel, 6);
+    EXPECT_EQ(6, g_logLevel);
 }
 
 TEST(ZvControl, HandsPathQueryAndAZeroedBufferOf4096BytesToTheDispatcher) {
@@ -121,7 +122,7 @@ TEST(ZvControl, ZeroesTheBufferAgainAtTheNextStart) {
     answerWith(0, "{\"left\":1}");
     serve("/x", nullptr);
     fakePlatform().serve = [](const char*, const char*, char*, int) { return 0; };
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n<empty json>");
+    EXPECT_EQ("<success header>\n<empty json>", serve("/x", nullptr).output);
 }
 
 TEST(ZvControl, PassesAMissingQueryOnAsNull) {
@@ -145,35 +146,38 @@ TEST(ZvControl, OpensRegistersDispatchesAndClosesInThisOrder) {
 TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve(nullptr, "q=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error (null)|q=1|500|-7|zvc_state_get_model_number|"
-                             "camera_description_output_json|228>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error (null)|q=1|500|-7|zvc_state_get_model_number|"
+              "camera_description_output_json|228>",
+              served.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
 TEST(ZvControl, EmptyPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve("", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error |(null)|500|-7|zvc_state_get_model_number|"
-                             "camera_description_output_json|228>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error |(null)|500|-7|zvc_state_get_model_number|"
+              "camera_description_output_json|228>",
+              served.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
 TEST(ZvControl, MissingSettingsAreAnsweredWithAnErrorAndTheResultIs0) {
     const Served served = serve("", "q=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                             "camera_description_output_json|331>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              served.output);
 }
 
 TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
     zvtest::SyslogCapture log;
     fakePlatform().open_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -5);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-5, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("open"));
     EXPECT_THAT(log.texts(), ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
                                          "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
@@ -185,9 +189,9 @@ TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
     fakePlatform().add_result = -3;
     fakePlatform().close_result = -9;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -3);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-3, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
                             "add command/ble/configure", "close"));
@@ -199,23 +203,23 @@ TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
 TEST(ZvControl, AnyResultBut0StopsTheRegistration) {
     fakePlatform().failing_row = 14;
     fakePlatform().add_result = 1;
-    EXPECT_EQ(serve("/x", nullptr).result, 1);
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
-    EXPECT_EQ(fakePlatform().calls.size(), 16U);
+    EXPECT_EQ(1, serve("/x", nullptr).result);
+    EXPECT_EQ("close", fakePlatform().calls.back());
+    EXPECT_EQ(16U, fakePlatform().calls.size());
 }
 
 TEST(ZvControl, SuccessWithAnEmptyBufferAnswersAnEmptyObject) {
     answerWith(0);
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n<empty json>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n<empty json>", served.output);
 }
 
 TEST(ZvControl, SuccessAnswersTheBuffersTextAndNothingMore) {
     answerWith(0, "{\"a\":1}\n");
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{\"a\":1}\n");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{\"a\":1}\n", served.output);
 }
 
 TEST(ZvControl, ABufferFilledToItsLastByteIsNotReadBeyond) {
@@ -223,20 +227,20 @@ TEST(ZvControl, ABufferFilledToItsLastByteIsNotReadBeyond) {
         std::memset(response, 'x', static_cast<std::size_t>(size));
         return 0;
     };
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n" + std::string(4096, 'x'));
+    EXPECT_EQ("<success header>\n" + std::string(4096, 'x'), serve("/x", nullptr).output);
 }
 
 TEST(ZvControl, UnknownRequestAnswers400WithACodeAndATextOfItsOwn) {
     const Served served = serve("/nowhere", "a=1");
-    EXPECT_EQ(served.result, -20);
-    EXPECT_EQ(served.output, "<error /nowhere|a=1|400|-3|unknown request|main|143>");
+    EXPECT_EQ(-20, served.result);
+    EXPECT_EQ("<error /nowhere|a=1|400|-3|unknown request|main|143>", served.output);
 }
 
 TEST(ZvControl, IncompleteParametersAnswer400WithThePathAsMessage) {
     answerWith(-4, "ignored");
     const Served served = serve("/x", "a=1");
-    EXPECT_EQ(served.result, -4);
-    EXPECT_EQ(served.output, "<error /x|a=1|400|-4|/x|main|150>");
+    EXPECT_EQ(-4, served.result);
+    EXPECT_EQ("<error /x|a=1|400|-4|/x|main|150>", served.output);
 }
 
 TEST(ZvControl, AnyOtherResultAnswers500WithThePathAsMessage) {
@@ -244,7 +248,7 @@ TEST(ZvControl, AnyOtherResultAnswers500WithThePathAsMessage) {
         answerWith(result);
         const Served served = serve("/x", nullptr);
         EXPECT_EQ(served.result, result);
-        EXPECT_EQ(served.output, "<error /x|(null)|500|" + std::to_string(result) + "|/x|main|150>");
+        EXPECT_EQ("<error /x|(null)|500|" + std::to_string(result) + "|/x|main|150>", served.output);
     }
 }
 
@@ -254,7 +258,7 @@ TEST(ZvControl, AnErrorAnswerReadsTheEnvironmentAgain) {
         setenv("QUERY_STRING", "c=2", 1);
         return -1;
     };
-    EXPECT_EQ(serve("/x", "a=1").output, "<error /changed|c=2|500|-1|/changed|main|150>");
+    EXPECT_EQ("<error /changed|c=2|500|-1|/changed|main|150>", serve("/x", "a=1").output);
 }
 
 TEST(ZvControl, AnErrorAnswerSurvivesVariablesThatHaveGone) {
@@ -263,7 +267,7 @@ TEST(ZvControl, AnErrorAnswerSurvivesVariablesThatHaveGone) {
         unsetenv("QUERY_STRING");
         return -4;
     };
-    EXPECT_EQ(serve("/x", "a=1").output, "<error (null)|(null)|400|-4|(null)|main|150>");
+    EXPECT_EQ("<error (null)|(null)|400|-4|(null)|main|150>", serve("/x", "a=1").output);
 }
 
 TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
@@ -272,50 +276,50 @@ TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
     };
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "own answer");
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("own answer", served.output);
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
 TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
     answerWith(0, "{}");
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{}");
-    EXPECT_EQ(served.errors, "Error[0] closing the daemon interface\n");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{}", served.output);
+    EXPECT_EQ("Error[0] closing the daemon interface\n", served.errors);
 }
 
 TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
     answerWith(-1);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -1);
-    EXPECT_EQ(served.output, "<error /x|(null)|500|-1|/x|main|150>");
-    EXPECT_EQ(served.errors, "Error[-1] closing the daemon interface\n");
+    EXPECT_EQ(-1, served.result);
+    EXPECT_EQ("<error /x|(null)|500|-1|/x|main|150>", served.output);
+    EXPECT_EQ("Error[-1] closing the daemon interface\n", served.errors);
 }
 
 TEST(ZvControl, AFailingCloseAfterAHandlersOwnAnswerTellsItsResultToo) {
     answerWith(-18);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "Error[-18] closing the daemon interface\n");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("Error[-18] closing the daemon interface\n", served.errors);
 }
 
 TEST(ZvControl, ACloseThatSucceedsIsSilent) {
     answerWith(-1);
-    EXPECT_EQ(serve("/x", nullptr).errors, "");
+    EXPECT_EQ("", serve("/x", nullptr).errors);
 }
 
 TEST(ZvControl, ServesACustomUriWithItsHooksAroundTheHandler) {
     fakeHandlers().text = "{\"status\":2}";
     const Served served = serve("/command/ble/pair/status", "x=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{\"status\":2}");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{\"status\":2}", served.output);
     const auto& calls = fakePlatform().calls;
-    ASSERT_EQ(calls.size(), 20U);
+    ASSERT_EQ(20U, calls.size());
     EXPECT_THAT(std::vector<std::string>(calls.begin() + 15, calls.end()),
                 ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open", "ble_pair_status x=1",
                             "ble_interface_close", "close"));
@@ -330,47 +334,47 @@ TEST(ZvControl, WritesTheAnswerInOnePiece) {
 TEST(ZvControl, WritesTheWholeAnswerWhenWriteTakesPartsOrIsInterrupted) {
     answerWith(0, "{\"a\":1}");
     wrappedWrite().script = {{3, 0}, {0, EINTR}, {1, 0}, {0, EINTR}};
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n{\"a\":1}");
+    EXPECT_EQ("<success header>\n{\"a\":1}", serve("/x", nullptr).output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(24, 21, 21, 20, 20));
 }
 
 TEST(ZvControl, WritesAnErrorAnswerWholeAsWell) {
     wrappedWrite().script = {{1, 0}, {0, EINTR}};
-    EXPECT_EQ(serve("/x", nullptr).output, "<error /x|(null)|400|-3|unknown request|main|143>");
+    EXPECT_EQ("<error /x|(null)|400|-3|unknown request|main|143>", serve("/x", nullptr).output);
 }
 
 TEST(ZvControl, AnAnswerThatCannotBeWrittenChangesNothingElse) {
     answerWith(0, "{}");
     wrappedWrite().script = {{5, 0}, {0, EIO}};
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<succ");
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<succ", served.output);
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
 TEST(ZvControl, WithoutMemoryForASuccessSaysNothingAndFails) {
     answerWith(0, "{\"a\":1}");
     const Served served = serveWithin(1, "/x", "a=1");
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls, Contains("handle /x a=1 4096"));
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
 TEST(ZvControl, WithoutMemoryForTheBuffersTextNoHalfOfItIsSaid) {
     answerWith(0, std::string(4095, 'x'));
     const Served served = serveWithin(1024, "/x", nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
 }
 
 TEST(ZvControl, WithoutMemoryForAnErrorAnswerSaysNothingAndFails) {
     for (const int code : {-20, -4, -1}) {
         answerWith(code);
         const Served served = serveWithin(1, "/x", nullptr);
-        EXPECT_EQ(served.result, -2) << code;
-        EXPECT_EQ(served.output, "") << code;
+        EXPECT_EQ(-2, served.result) << code;
+        EXPECT_EQ("", served.output) << code;
     }
 }
 
@@ -379,48 +383,48 @@ TEST(ZvControl, WithoutMemoryAnAnswerOfTheHandlersOwnStands) {
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
     };
     const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "own answer");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("own answer", served.output);
 }
 
 TEST(ZvControl, AFailingCloseTellsTheDispatchersResultAlsoWithoutMemory) {
     answerWith(-17);
     fakePlatform().close_result = -5;
     const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "Error[-17] closing the daemon interface\n");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("Error[-17] closing the daemon interface\n", served.errors);
 }
 
 TEST(ZvControl, WithoutMemoryForTheSettingsSaysNothingAndFails) {
     writeSettings("{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     const Served served = serveWithin(2000, nullptr, nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
 }
 
 TEST(ZvControl, WithoutMemoryForTheErrorAnswerOfTheDescriptionSaysNothingAndFails) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served getter = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(getter.result, -2);
-    EXPECT_EQ(getter.output, "");
+    EXPECT_EQ(-2, getter.result);
+    EXPECT_EQ("", getter.output);
     fakePlatform().getter_results["model_number"] = 0;
     const Served settings = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(settings.result, -2);
-    EXPECT_EQ(settings.output, "");
+    EXPECT_EQ(-2, settings.result);
+    EXPECT_EQ("", settings.output);
 }
 
 TEST(ZvControl, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtAll) {
     writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') + "\"c\":{}}\n");
     const Served whole = serve(nullptr, nullptr);
-    EXPECT_EQ(whole.result, 0);
-    ASSERT_EQ(whole.output, "<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," +
-                                std::string(900, ' ') +
-                                "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
-                                "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
-                                "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
-                                "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                                std::string(build_revision) + "\"}}");
+    EXPECT_EQ(0, whole.result);
+    ASSERT_EQ("<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
+                  "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
+                  "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
+                  "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
+                  "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
+                  std::string(build_revision) + "\"}}",
+              whole.output);
     int answered = 0;
     for (std::size_t most = 0; most < 5000; most += 10) {
         const Served served = serveWithin(most, nullptr, nullptr);
@@ -437,7 +441,7 @@ TEST(ZvControl, TakesPathAndQueryOf100Kilobytes) {
     const std::string params = "a=" + std::string(100000, 'q');
     zvtest::SyslogCapture log;
     const Served served = serve(path.c_str(), params.c_str());
-    EXPECT_EQ(served.output, "<error " + path + "|" + params + "|400|-3|unknown request|main|143>");
+    EXPECT_EQ("<error " + path + "|" + params + "|400|-3|unknown request|main|143>", served.output);
     const std::string start = "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/";
     EXPECT_THAT(log.texts(), ElementsAre(start + std::string(349 - start.size(), 'p') + " @zvControl:100"));
 }

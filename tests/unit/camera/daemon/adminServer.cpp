@@ -49,7 +49,7 @@ protected:
     // What the server answers to raw bytes, until it closes or `lines` have come.
     std::string raw(const std::string& text, int lines) {
         const UniqueFd fd = connectUnix(path_, SOCK_STREAM);
-        EXPECT_EQ(send(fd.get(), text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+        EXPECT_EQ(static_cast<ssize_t>(text.size()), send(fd.get(), text.data(), text.size(), MSG_NOSIGNAL));
         std::string got;
         char buffer[4096];
         for (ssize_t n; lines > 0 && (n = recv(fd.get(), buffer, sizeof buffer, 0)) > 0;) {
@@ -66,16 +66,16 @@ protected:
 };
 
 TEST_F(AdminServerTest, AnswersRequestsInTheirOrder) {
-    EXPECT_EQ(raw("{\"op\":\"double\",\"n\":1}\n{\"op\":\"double\",\"n\":2}\n", 2),
-              "{\"ok\":true,\"result\":2}\n{\"ok\":true,\"result\":4}\n");
+    EXPECT_EQ("{\"ok\":true,\"result\":2}\n{\"ok\":true,\"result\":4}\n",
+              raw("{\"op\":\"double\",\"n\":1}\n{\"op\":\"double\",\"n\":2}\n", 2));
     AdminClient client(path_);
-    EXPECT_EQ(client.call("double", {{"n", 21}}), 42);
-    EXPECT_EQ(client.call("double", {{"n", 4}}), 8);
+    EXPECT_EQ(42, client.call("double", {{"n", 21}}));
+    EXPECT_EQ(8, client.call("double", {{"n", 4}}));
 }
 
 TEST_F(AdminServerTest, ErrorsAreAnsweredInWords) {
-    EXPECT_EQ(raw("{\"op\":\"fail\"}\n", 1), "{\"error\":\"not today\",\"ok\":false}\n");
-    EXPECT_EQ(raw("{\"op\":\"none\"}\n", 1), "{\"error\":\"unknown op none\",\"ok\":false}\n");
+    EXPECT_EQ("{\"error\":\"not today\",\"ok\":false}\n", raw("{\"op\":\"fail\"}\n", 1));
+    EXPECT_EQ("{\"error\":\"unknown op none\",\"ok\":false}\n", raw("{\"op\":\"none\"}\n", 1));
     EXPECT_THAT(raw("{\"op\":\n", 1), HasSubstr("\"ok\":false"));
     EXPECT_THAT(raw("[1]\n", 1), HasSubstr("a request is an object"));
     EXPECT_THAT(raw("{\"op\":\"double\"}\n", 1), HasSubstr("\"ok\":false"));
@@ -90,30 +90,30 @@ TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
         return raw(
             "{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}\n", 1);
     };
-    EXPECT_EQ(answerAt(16), "{\"ok\":true,\"result\":2}\n");
-    EXPECT_EQ(answerAt(17), "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
-    EXPECT_EQ(answerAt(32000), "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
-    EXPECT_EQ(raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1),
-              "{\"ok\":true,\"result\":6}\n"); // a text is no nesting
+    EXPECT_EQ("{\"ok\":true,\"result\":2}\n", answerAt(16));
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n", answerAt(17));
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n", answerAt(32000));
+    EXPECT_EQ("{\"ok\":true,\"result\":6}\n",
+              raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1)); // a text is no nesting
 }
 
 TEST_F(AdminServerTest, ALineTooLongEndsTheConnection) {
-    EXPECT_EQ(raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2),
-              "{\"error\":\"request line too long\",\"ok\":false}\n");
-    EXPECT_EQ(AdminClient(path_).call("double", {{"n", 1}}), 2);
+    EXPECT_EQ("{\"error\":\"request line too long\",\"ok\":false}\n",
+              raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2));
+    EXPECT_EQ(2, AdminClient(path_).call("double", {{"n", 1}}));
 }
 
 TEST_F(AdminServerTest, SubscribersGetWhatIsPublished) {
     AdminClient subscriber(path_);
     AdminClient other(path_);
-    EXPECT_EQ(other.call("publish", {{"what", 0}}), false);
-    EXPECT_EQ(subscriber.call("news"), "since now");
-    EXPECT_EQ(other.call("publish", {{"what", 1}}), true);
-    EXPECT_EQ(other.call("publish", {{"what", {{"a", 2}}}}), true);
-    EXPECT_EQ(subscriber.nextEvent(milliseconds(2000)), 1);
-    EXPECT_EQ(subscriber.nextEvent(milliseconds(2000)), (Json{{"a", 2}}));
-    EXPECT_EQ(subscriber.nextEvent(milliseconds(1)), nullptr);
-    EXPECT_EQ(subscriber.call("publish", {{"what", 3}}), true); // its own news, between request and answer
+    EXPECT_EQ(false, other.call("publish", {{"what", 0}}));
+    EXPECT_EQ("since now", subscriber.call("news"));
+    EXPECT_EQ(true, other.call("publish", {{"what", 1}}));
+    EXPECT_EQ(true, other.call("publish", {{"what", {{"a", 2}}}}));
+    EXPECT_EQ(1, subscriber.nextEvent(milliseconds(2000)));
+    EXPECT_EQ((Json{{"a", 2}}), subscriber.nextEvent(milliseconds(2000)));
+    EXPECT_EQ(nullptr, subscriber.nextEvent(milliseconds(1)));
+    EXPECT_EQ(true, subscriber.call("publish", {{"what", 3}})); // its own news, between request and answer
 }
 
 TEST_F(AdminServerTest, ASubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
@@ -126,7 +126,7 @@ TEST_F(AdminServerTest, ASubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
         heard = other.call("publish", {{"what", news}}).get<bool>();
     }
     EXPECT_FALSE(heard);
-    EXPECT_EQ(other.call("clients"), 1);
+    EXPECT_EQ(1, other.call("clients"));
 }
 
 TEST_F(AdminServerTest, AClientThatAsksAndDoesNotReadIsDropped) {
@@ -142,7 +142,7 @@ TEST_F(AdminServerTest, AClientThatAsksAndDoesNotReadIsDropped) {
     for (int i = 0; i < 1000 && other.call("clients", Json::object(), patience) != 1; ++i) {
         std::this_thread::sleep_for(milliseconds(2));
     }
-    EXPECT_EQ(other.call("clients"), 1);
+    EXPECT_EQ(1, other.call("clients"));
 }
 
 TEST_F(AdminServerTest, MoreClientsThanTheLimitPushTheOldestOut) {
@@ -151,9 +151,9 @@ TEST_F(AdminServerTest, MoreClientsThanTheLimitPushTheOldestOut) {
         idle.push_back(connectUnix(path_, SOCK_STREAM));
     }
     AdminClient fresh(path_);
-    EXPECT_EQ(fresh.call("clients"), AdminServer::clientLimit);
+    EXPECT_EQ(AdminServer::clientLimit, fresh.call("clients"));
     char byte;
-    EXPECT_EQ(recv(idle.front().get(), &byte, 1, 0), 0);
+    EXPECT_EQ(0, recv(idle.front().get(), &byte, 1, 0));
 }
 
 TEST_F(AdminServerTest, ClientsThatVanishLeaveNothing) {
@@ -165,7 +165,7 @@ TEST_F(AdminServerTest, ClientsThatVanishLeaveNothing) {
     for (int i = 0; i < 1000 && client.call("clients") != 1; ++i) {
         std::this_thread::sleep_for(milliseconds(2));
     }
-    EXPECT_EQ(client.call("clients"), 1);
+    EXPECT_EQ(1, client.call("clients"));
 }
 
 TEST_F(AdminServerTest, ASecondServerIsRefused) {
@@ -177,10 +177,10 @@ TEST(AdminServer, TakesOverASocketFileThatNobodyServesAndRemovesItsOwn) {
     const std::string path = testing::TempDir() + "left.admin";
     listenUnix(path, SOCK_STREAM).reset();
     struct stat status {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    ASSERT_EQ(0, stat(path.c_str(), &status));
     EventLoop loop;
     { const AdminServer server(loop, path); }
-    EXPECT_NE(stat(path.c_str(), &status), 0);
+    EXPECT_NE(0, stat(path.c_str(), &status));
 }
 
 TEST(AdminClient, AnAbsentServerIsAnError) {

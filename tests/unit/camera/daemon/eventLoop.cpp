@@ -23,19 +23,19 @@ TEST(EventLoop, TimersRunInTheOrderOfTheirTimes) {
     loop.cancelTimer(cancelled);
     loop.cancelTimer(cancelled);
     loop.run();
-    EXPECT_EQ(order, "ab");
+    EXPECT_EQ("ab", order);
 }
 
 TEST(EventLoop, ATimerThatSetsItselfAgainLeavesRoomForDescriptors) {
     EventLoop loop;
     int pair[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, pair));
     const UniqueFd a(pair[0]);
     const UniqueFd b(pair[1]);
     std::function<void()> again = [&] { loop.addTimer(milliseconds(0), again); };
     again();
     loop.addFd(a.get(), POLLIN, [&](short) { loop.stop(); });
-    ASSERT_EQ(send(b.get(), "x", 1, 0), 1);
+    ASSERT_EQ(1, send(b.get(), "x", 1, 0));
     loop.run();
 }
 
@@ -43,8 +43,8 @@ TEST(EventLoop, ACallbackMayRemoveItselfAndOthers) {
     EventLoop loop;
     int first[2];
     int second[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, first), 0);
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, second), 0);
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, first));
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, second));
     const UniqueFd owned[] = {UniqueFd(first[0]), UniqueFd(first[1]), UniqueFd(second[0]), UniqueFd(second[1])};
     int calls = 0;
     const auto removeBoth = [&](short) {
@@ -54,11 +54,11 @@ TEST(EventLoop, ACallbackMayRemoveItselfAndOthers) {
     };
     loop.addFd(first[0], POLLIN, removeBoth);
     loop.addFd(second[0], POLLIN, removeBoth);
-    ASSERT_EQ(send(first[1], "x", 1, 0), 1);
-    ASSERT_EQ(send(second[1], "x", 1, 0), 1);
+    ASSERT_EQ(1, send(first[1], "x", 1, 0));
+    ASSERT_EQ(1, send(second[1], "x", 1, 0));
     loop.runOnce(milliseconds(1000));
     loop.runOnce(milliseconds(1));
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(1, calls);
 }
 
 TEST(EventLoop, EndsOnASignalAndGivesTheSignalMaskBack) {

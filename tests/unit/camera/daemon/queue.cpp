@@ -25,18 +25,18 @@ TEST(Queue, IsMadeWithItsSizesOpenToTheGroupAndRemovedAtTheEnd) {
     {
         const OwnedQueue queue("/test");
         const mqd_t other = mq_open("/test", O_RDWR);
-        ASSERT_NE(other, static_cast<mqd_t>(-1));
+        ASSERT_NE(static_cast<mqd_t>(-1), other);
         mq_attr attributes{};
         mq_getattr(other, &attributes);
-        EXPECT_EQ(attributes.mq_maxmsg, 10);
-        EXPECT_EQ(attributes.mq_msgsize, 2048);
+        EXPECT_EQ(10, attributes.mq_maxmsg);
+        EXPECT_EQ(2048, attributes.mq_msgsize);
         struct stat status {};
         fstat(other, &status);
-        EXPECT_EQ(status.st_mode & 0777, 0664U);
+        EXPECT_EQ(0664U, status.st_mode & 0777);
         mq_close(other);
     }
     umask(mask);
-    EXPECT_EQ(mq_open("/test", O_RDWR), static_cast<mqd_t>(-1));
+    EXPECT_EQ(static_cast<mqd_t>(-1), mq_open("/test", O_RDWR));
 }
 
 TEST(Queue, TakesTheNameOverFromAProcessThatWasKilled) {
@@ -45,28 +45,28 @@ TEST(Queue, TakesTheNameOverFromAProcessThatWasKilled) {
     attributes.mq_msgsize = 8;
     mq_close(mq_open("/test", O_RDWR | O_CREAT, 0600, &attributes));
     OwnedQueue queue("/test");
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes(2048, 1)), SendResult::Sent);
-    EXPECT_EQ(queue.receive(), Bytes(2048, 1));
+    EXPECT_EQ(SendResult::Sent, sendWithoutWaiting("/test", Bytes(2048, 1)));
+    EXPECT_EQ(Bytes(2048, 1), queue.receive());
 }
 
 TEST(Queue, ReceivesInOrderWithoutWaiting) {
     OwnedQueue queue("/test");
-    EXPECT_EQ(queue.receive(), std::nullopt);
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes{1}), SendResult::Sent);
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes{}), SendResult::Sent);
+    EXPECT_EQ(std::nullopt, queue.receive());
+    EXPECT_EQ(SendResult::Sent, sendWithoutWaiting("/test", Bytes{1}));
+    EXPECT_EQ(SendResult::Sent, sendWithoutWaiting("/test", Bytes{}));
     pollfd readable{queue.fd(), POLLIN, 0};
-    EXPECT_EQ(poll(&readable, 1, 1000), 1);
-    EXPECT_EQ(queue.receive(), Bytes{1});
-    EXPECT_EQ(queue.receive(), Bytes{});
-    EXPECT_EQ(queue.receive(), std::nullopt);
+    EXPECT_EQ(1, poll(&readable, 1, 1000));
+    EXPECT_EQ(Bytes{1}, queue.receive());
+    EXPECT_EQ(Bytes{}, queue.receive());
+    EXPECT_EQ(std::nullopt, queue.receive());
 }
 
 TEST(Queue, SendingNeverWaitsAndSaysWhyNot) {
     const OwnedQueue queue("/test", 1, 8);
-    EXPECT_EQ(sendWithoutWaiting("/absent", Bytes{1}), SendResult::Absent);
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes(9)), SendResult::Refused);
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes{1}), SendResult::Sent);
-    EXPECT_EQ(sendWithoutWaiting("/test", Bytes{1}), SendResult::Full);
+    EXPECT_EQ(SendResult::Absent, sendWithoutWaiting("/absent", Bytes{1}));
+    EXPECT_EQ(SendResult::Refused, sendWithoutWaiting("/test", Bytes(9)));
+    EXPECT_EQ(SendResult::Sent, sendWithoutWaiting("/test", Bytes{1}));
+    EXPECT_EQ(SendResult::Full, sendWithoutWaiting("/test", Bytes{1}));
 }
 
 TEST(Queue, ThatCannotBeMadeIsAnError) {

@@ -24,29 +24,29 @@ std::string errorOf(const std::string& text) {
 
 TEST(Scenario, GivesEachPartAndEmptyOnesForTheRest) {
     const Scenario scenario = Scenario::load(fileOf(R"({"description":"x","ble":{"seed":3},"faults":[1]})"));
-    EXPECT_EQ(scenario.part("ble"), (Json{{"seed", 3}}));
-    EXPECT_EQ(scenario.part("faults"), Json::array({1}));
-    EXPECT_EQ(scenario.part("identity"), Json::object());
-    EXPECT_EQ(Scenario().part("faults"), Json::array());
+    EXPECT_EQ((Json{{"seed", 3}}), scenario.part("ble"));
+    EXPECT_EQ(Json::array({1}), scenario.part("faults"));
+    EXPECT_EQ(Json::object(), scenario.part("identity"));
+    EXPECT_EQ(Json::array(), Scenario().part("faults"));
 }
 
 TEST(Scenario, SaysWhatIsWrongWithTheFile) {
-    EXPECT_EQ(errorOf(R"({"bel":{}})"), "bel: unknown key");
-    EXPECT_EQ(errorOf(R"({"ble":[]})"), "ble: must be an object");
-    EXPECT_EQ(errorOf(R"({"faults":{}})"), "faults: must be an array");
-    EXPECT_EQ(errorOf("[]"), "the document: must be an object");
-    EXPECT_NE(errorOf("{"), "");
+    EXPECT_EQ("bel: unknown key", errorOf(R"({"bel":{}})"));
+    EXPECT_EQ("ble: must be an object", errorOf(R"({"ble":[]})"));
+    EXPECT_EQ("faults: must be an array", errorOf(R"({"faults":{}})"));
+    EXPECT_EQ("the document: must be an object", errorOf("[]"));
+    EXPECT_NE("", errorOf("{"));
     EXPECT_THROW(Scenario::load("/nonexistent/file"), JsonError);
-    EXPECT_EQ(errorOf(std::string((std::size_t{4} << 20) + 1, ' ')), "larger than a scenario may be");
+    EXPECT_EQ("larger than a scenario may be", errorOf(std::string((std::size_t{4} << 20) + 1, ' ')));
 }
 
 TEST(Scenario, IsNestedNoDeeperThanTheLimit) {
     const auto nested = [](std::size_t depth) { // the file's own braces are one level
         return "{\"faults\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}";
     };
-    EXPECT_EQ(errorOf(nested(16)), "");
-    EXPECT_EQ(errorOf(nested(17)), "nested deeper than 16");
-    EXPECT_EQ(errorOf(nested(1000000)), "nested deeper than 16");
+    EXPECT_EQ("", errorOf(nested(16)));
+    EXPECT_EQ("nested deeper than 16", errorOf(nested(17)));
+    EXPECT_EQ("nested deeper than 16", errorOf(nested(1000000)));
 }
 
 TEST(JsonReader, ReadsWithinRangesAndLeavesWhatIsAbsent) {
@@ -61,8 +61,8 @@ TEST(JsonReader, ReadsWithinRangesAndLeavesWhatIsAbsent) {
     EXPECT_TRUE(reader.text("t", t));
     EXPECT_TRUE(reader.flag("f", f));
     reader.finish();
-    EXPECT_EQ(a, 5);
-    EXPECT_EQ(b, 9);
+    EXPECT_EQ(5, a);
+    EXPECT_EQ(9, b);
     EXPECT_TRUE(f);
 }
 
@@ -80,7 +80,7 @@ TEST(JsonReader, NamesThePlaceOfAnError) {
             errors += std::string(error.what()) + "|";
         }
     });
-    EXPECT_EQ(errors, "top.list[0].x: must be a whole number from 0 to 9|top.list[1].y: unknown key|");
+    EXPECT_EQ("top.list[0].x: must be a whole number from 0 to 9|top.list[1].y: unknown key|", errors);
 }
 
 TEST(JsonReader, RefusesNumbersOutsideAllRanges) {
@@ -90,7 +90,7 @@ TEST(JsonReader, RefusesNumbersOutsideAllRanges) {
     for (const char* key : {"big", "neg", "text"}) {
         EXPECT_THROW(reader.number(key, value, 0, 255), JsonError) << key;
     }
-    EXPECT_EQ(value, 7);
+    EXPECT_EQ(7, value);
 }
 
 } // namespace

@@ -51,7 +51,7 @@ TEST(Explain, NamesAScanEntry) {
 
 TEST(Explain, SaysWhenACountAndItsEntriesDiffer) {
     const std::vector<Field> fields = explainMessage(encodeMessage(makeReply(0, Bytes{3, 9, 0, 2, 1})), "scan_list");
-    EXPECT_EQ(fields[8], (Field{13, 1, "malformed", "the count says 2 entries, there are 0, 1 bytes left"}));
+    EXPECT_EQ((Field{13, 1, "malformed", "the count says 2 entries, there are 0, 1 bytes left"}), fields[8]);
 }
 
 TEST(Explain, NamesEveryCommandsParameters) {
@@ -63,31 +63,31 @@ TEST(Explain, NamesEveryCommandsParameters) {
         }
         return text;
     };
-    EXPECT_EQ(fieldsOf({1, 2}), "command=1 (scan);mode=2;");
-    EXPECT_EQ(fieldsOf({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}),
-              "command=2 (pair_start);address=a1b2c3d4e5f6;address type=1;");
-    EXPECT_EQ(fieldsOf({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 0}),
-              "command=3 (pair_cancel);address=a1b2c3d4e5f6;address type=0;");
-    EXPECT_EQ(fieldsOf({4, 1, 15}), "command=4 (scan_list);start index=1;maximum=15;");
-    EXPECT_EQ(fieldsOf({7, 4, 1, 1, 2, 3, 4, 5, 6}),
-              "command=7 (whitelist_configure);operation=4 (auto connect);argument=1;address=060504030201;");
-    EXPECT_EQ(fieldsOf({7, 0, 0, 1, 2, 3, 4, 5, 6}),
-              "command=7 (whitelist_configure);operation=0 (remove);argument=0;address=060504030201;");
-    EXPECT_EQ(fieldsOf({8, 0, 255}), "command=8 (config_set);reserved=0;auto connect=255;");
-    EXPECT_EQ(fieldsOf({9}), "command=9 (pair_status);");
-    EXPECT_EQ(fieldsOf({10}), "command=10 (config_get);");
-    EXPECT_EQ(fieldsOf({5, 1}), "bytes=0501;");
-    EXPECT_EQ(fieldsOf({9, 1}), "command=9 (pair_status), wrong size;bytes=0901;");
+    EXPECT_EQ("command=1 (scan);mode=2;", fieldsOf({1, 2}));
+    EXPECT_EQ("command=2 (pair_start);address=a1b2c3d4e5f6;address type=1;",
+              fieldsOf({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
+    EXPECT_EQ("command=3 (pair_cancel);address=a1b2c3d4e5f6;address type=0;",
+              fieldsOf({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 0}));
+    EXPECT_EQ("command=4 (scan_list);start index=1;maximum=15;", fieldsOf({4, 1, 15}));
+    EXPECT_EQ("command=7 (whitelist_configure);operation=4 (auto connect);argument=1;address=060504030201;",
+              fieldsOf({7, 4, 1, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ("command=7 (whitelist_configure);operation=0 (remove);argument=0;address=060504030201;",
+              fieldsOf({7, 0, 0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ("command=8 (config_set);reserved=0;auto connect=255;", fieldsOf({8, 0, 255}));
+    EXPECT_EQ("command=9 (pair_status);", fieldsOf({9}));
+    EXPECT_EQ("command=10 (config_get);", fieldsOf({10}));
+    EXPECT_EQ("bytes=0501;", fieldsOf({5, 1}));
+    EXPECT_EQ("command=9 (pair_status), wrong size;bytes=0901;", fieldsOf({9, 1}));
 }
 
 TEST(Explain, NamesStatusValues) {
     const auto lastOf = [](std::uint8_t value, const char* command) {
         return explainMessage(encodeMessage(makeReply(0, Bytes{value})), command)[4];
     };
-    EXPECT_EQ(lastOf(2, "pair_status"), (Field{9, 1, "pairing status", "2 (paired)"}));
-    EXPECT_EQ(lastOf(1, "config_get"), (Field{9, 1, "auto connect", "1"}));
-    EXPECT_EQ(lastOf(1, ""), (Field{9, 1, "bytes", "01"}));
-    EXPECT_EQ(explainMessage(encodeMessage(makeReply(6)), "PD")[3], (Field{8, 1, "status", "6 (unreachable)"}));
+    EXPECT_EQ((Field{9, 1, "pairing status", "2 (paired)"}), lastOf(2, "pair_status"));
+    EXPECT_EQ((Field{9, 1, "auto connect", "1"}), lastOf(1, "config_get"));
+    EXPECT_EQ((Field{9, 1, "bytes", "01"}), lastOf(1, ""));
+    EXPECT_EQ((Field{8, 1, "status", "6 (unreachable)"}), explainMessage(encodeMessage(makeReply(6)), "PD")[3]);
 }
 
 TEST(Explain, AMalformedMessageGivesWhatCanBeRead) {
@@ -99,13 +99,13 @@ TEST(Explain, AMalformedMessageGivesWhatCanBeRead) {
 }
 
 TEST(Explain, SummarizesOnOneLine) {
-    EXPECT_EQ(summarizeMessage(pageRequest, ""), "request \"BL\" whitelist_list");
-    EXPECT_EQ(summarizeMessage(encodeMessage(makeReply(3)), "scan"), "reply to scan, status 3 (busy)");
-    EXPECT_EQ(summarizeMessage(Bytes{1}, ""), "malformed: shorter than a message header");
+    EXPECT_EQ("request \"BL\" whitelist_list", summarizeMessage(pageRequest, ""));
+    EXPECT_EQ("reply to scan, status 3 (busy)", summarizeMessage(encodeMessage(makeReply(3)), "scan"));
+    EXPECT_EQ("malformed: shorter than a message header", summarizeMessage(Bytes{1}, ""));
 }
 
 TEST(Explain, TextsAreQuotedWithWhatDoesNotPrint) {
-    EXPECT_EQ(quoteText("a\"\n\xff\\"), "\"a\\\"\\x0a\\xff\\\\\"");
+    EXPECT_EQ("\"a\\\"\\x0a\\xff\\\\\"", quoteText("a\"\n\xff\\"));
 }
 
 TEST(Explain, RandomMessagesAreExplainedWithoutEnd) {
@@ -131,12 +131,12 @@ TEST(Trace, ARecordGoesThroughItsFileAndBack) {
     record.bytes = pageRequest;
     ring.add(record);
     const Json json = Json::parse(ring.since(0)[0].dump());
-    EXPECT_EQ(json.at("hex"), toHex(pageRequest));
+    EXPECT_EQ(toHex(pageRequest), json.at("hex"));
     const TraceRecord read = readTraceRecord(json);
-    EXPECT_EQ(read.number, 1U);
-    EXPECT_EQ(read.daemon, "zvNetD");
+    EXPECT_EQ(1U, read.number);
+    EXPECT_EQ("zvNetD", read.daemon);
     EXPECT_TRUE(read.in);
-    EXPECT_EQ(read.bytes, pageRequest);
+    EXPECT_EQ(pageRequest, read.bytes);
     EXPECT_EQ(toText(read, true), toText(readTraceRecord(json), true));
     EXPECT_THROW(readTraceRecord({{"direction", "in"}, {"hex", "0"}}), JsonError);
     EXPECT_THROW(readTraceRecord({{"direction", "up"}, {"hex", ""}}), JsonError);
@@ -150,14 +150,15 @@ TEST(Trace, IsReadableInATerminal) {
     record.command = "pair_status";
     record.note = "sent";
     record.bytes = encodeMessage(makeReply(0, Bytes{1}));
-    EXPECT_EQ(toText(record, true), "2026-11-21T03:00:00.000001Z  zvBleD -> /to_ZVCC7  14 bytes  reply to "
-                                    "pair_status, status 0 (ok)  [sent]\n"
-                                    "    0000  total length: 14\n"
-                                    "    0003  category: 3 (reply)\n"
-                                    "    0004  response: 69, 2 bytes\n"
-                                    "    0008    status: 0 (ok)\n"
-                                    "    0009    pairing status: 1 (pairing)\n"
-                                    "    0010  tail: 238, 0 bytes\n");
+    EXPECT_EQ("2026-11-21T03:00:00.000001Z  zvBleD -> /to_ZVCC7  14 bytes  reply to "
+              "pair_status, status 0 (ok)  [sent]\n"
+              "    0000  total length: 14\n"
+              "    0003  category: 3 (reply)\n"
+              "    0004  response: 69, 2 bytes\n"
+              "    0008    status: 0 (ok)\n"
+              "    0009    pairing status: 1 (pairing)\n"
+              "    0010  tail: 238, 0 bytes\n",
+              toText(record, true));
 }
 
 TEST(Trace, KeepsTheNewestWithinItsBounds) {
@@ -165,15 +166,15 @@ TEST(Trace, KeepsTheNewestWithinItsBounds) {
     for (std::size_t i = 0; i < TraceRing::recordLimit + 5; ++i) {
         ring.add({});
     }
-    EXPECT_EQ(ring.size(), TraceRing::recordLimit);
-    EXPECT_EQ(ring.since(0)[0].at("number"), 6);
-    EXPECT_EQ(ring.since(TraceRing::recordLimit + 4).size(), 1U);
+    EXPECT_EQ(TraceRing::recordLimit, ring.size());
+    EXPECT_EQ(6, ring.since(0)[0].at("number"));
+    EXPECT_EQ(1U, ring.since(TraceRing::recordLimit + 4).size());
     TraceRecord big;
     big.bytes = Bytes(TraceRing::byteLimit / 2);
     for (int i = 0; i < 4; ++i) {
         ring.add(big);
     }
-    EXPECT_EQ(ring.size(), 2U);
+    EXPECT_EQ(2U, ring.size());
 }
 
 } // namespace

@@ -21,36 +21,36 @@ std::string problemOf(Bytes bytes) {
 
 TEST(Tlv, ReadsEveryElementOfARequestInItsOrder) {
     const DecodedMessage decoded = decodeMessage(pairingPhase);
-    EXPECT_EQ(decoded.problem, "");
-    EXPECT_EQ(decoded.message.category, 2);
-    ASSERT_EQ(decoded.message.elements.size(), 5U);
-    EXPECT_EQ(decoded.message.elements[0], (Element{65, {'P', 'D'}}));
-    EXPECT_EQ(decoded.message.elements[1], (Element{66, {1, 3}}));
-    EXPECT_EQ(decoded.message.find(68)->text(), "/to_ZVCC12");
-    EXPECT_EQ(decoded.message.find(67)->text(), "/to_zvnet");
-    EXPECT_EQ(decoded.message.elements[4], (Element{238, {}}));
+    EXPECT_EQ("", decoded.problem);
+    EXPECT_EQ(2, decoded.message.category);
+    ASSERT_EQ(5U, decoded.message.elements.size());
+    EXPECT_EQ((Element{65, {'P', 'D'}}), decoded.message.elements[0]);
+    EXPECT_EQ((Element{66, {1, 3}}), decoded.message.elements[1]);
+    EXPECT_EQ("/to_ZVCC12", decoded.message.find(68)->text());
+    EXPECT_EQ("/to_zvnet", decoded.message.find(67)->text());
+    EXPECT_EQ((Element{238, {}}), decoded.message.elements[4]);
 }
 
 TEST(Tlv, WritesWhatItHasRead) {
-    EXPECT_EQ(encodeMessage(decodeMessage(pairingPhase).message), pairingPhase);
+    EXPECT_EQ(pairingPhase, encodeMessage(decodeMessage(pairingPhase).message));
 }
 
 TEST(Tlv, AReplyIsCategoryThreeWithStatusDataAndTail) {
-    EXPECT_EQ(encodeMessage(makeReply(0, Bytes{7, 8})),
-              (Bytes{0x00, 0x0f, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0, 7, 8, 0x00, 0x00, 0x00, 0xee}));
-    EXPECT_EQ(encodeMessage(makeReply(5)),
-              (Bytes{0x00, 0x0d, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, 5, 0x00, 0x00, 0x00, 0xee}));
+    EXPECT_EQ((Bytes{0x00, 0x0f, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0, 7, 8, 0x00, 0x00, 0x00, 0xee}),
+              encodeMessage(makeReply(0, Bytes{7, 8})));
+    EXPECT_EQ((Bytes{0x00, 0x0d, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, 5, 0x00, 0x00, 0x00, 0xee}),
+              encodeMessage(makeReply(5)));
 }
 
 TEST(Tlv, TheFirstOfSeveralElementsWithATagIsFound) {
     const Message message{2, {{65, {'a'}}, {65, {'b'}}}};
-    EXPECT_EQ(message.find(65)->text(), "a");
-    EXPECT_EQ(message.find(66), nullptr);
+    EXPECT_EQ("a", message.find(65)->text());
+    EXPECT_EQ(nullptr, message.find(66));
 }
 
 TEST(Tlv, EveryCutOfAMessageIsMalformed) {
     for (std::size_t length = 0; length < pairingPhase.size(); ++length) {
-        EXPECT_NE(problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}), "")
+        EXPECT_NE("", problemOf({pairingPhase.begin(), pairingPhase.begin() + static_cast<std::ptrdiff_t>(length)}))
             << length;
     }
 }
@@ -58,22 +58,22 @@ TEST(Tlv, EveryCutOfAMessageIsMalformed) {
 TEST(Tlv, BytesBehindTheMessageAreMalformed) {
     Bytes longer = pairingPhase;
     longer.push_back(0);
-    EXPECT_EQ(problemOf(longer), "element cut short");
+    EXPECT_EQ("element cut short", problemOf(longer));
     longer = pairingPhase;
     longer.insert(longer.end(), {0, 0, 0, 0x42});
-    EXPECT_EQ(problemOf(longer), "header says 47 bytes, got 51");
+    EXPECT_EQ("header says 47 bytes, got 51", problemOf(longer));
 }
 
 TEST(Tlv, TheTailMustStandOnceAtTheEndAndEmpty) {
-    EXPECT_EQ(problemOf({0, 4, 0, 2}), "no tail at the end");
-    EXPECT_EQ(problemOf({0, 9, 0, 2, 0, 0, 1, 0xee, 0}), "tail with data");
-    EXPECT_EQ(problemOf({0, 12, 0, 2, 0, 0, 0, 0xee, 0, 0, 0, 0xee}), "tail before the end");
-    EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0, 0, 0xee}), "");
+    EXPECT_EQ("no tail at the end", problemOf({0, 4, 0, 2}));
+    EXPECT_EQ("tail with data", problemOf({0, 9, 0, 2, 0, 0, 1, 0xee, 0}));
+    EXPECT_EQ("tail before the end", problemOf({0, 12, 0, 2, 0, 0, 0, 0xee, 0, 0, 0, 0xee}));
+    EXPECT_EQ("", problemOf({0, 8, 0, 2, 0, 0, 0, 0xee}));
 }
 
 TEST(Tlv, AnElementLongerThanTheMessageIsCutShort) {
-    EXPECT_EQ(problemOf({0, 8, 0, 2, 0, 0xff, 0xff, 0xee}), "element cut short");
-    EXPECT_EQ(problemOf({0, 3, 0}), "shorter than a message header");
+    EXPECT_EQ("element cut short", problemOf({0, 8, 0, 2, 0, 0xff, 0xff, 0xee}));
+    EXPECT_EQ("shorter than a message header", problemOf({0, 3, 0}));
 }
 
 TEST(Tlv, RandomBytesNeverLeadOutOfThem) {
@@ -85,14 +85,14 @@ TEST(Tlv, RandomBytesNeverLeadOutOfThem) {
         }
         const DecodedMessage decoded = decodeMessage(bytes);
         if (decoded.problem.empty()) {
-            EXPECT_EQ(encodeMessage(decoded.message).size(), bytes.size());
+            EXPECT_EQ(bytes.size(), encodeMessage(decoded.message).size());
         }
     }
 }
 
 TEST(Tlv, HexIsLowerCaseAndReadInBothCases) {
-    EXPECT_EQ(toHex(Bytes{0x00, 0xaf, 0x10}), "00af10");
-    EXPECT_EQ(fromHex("00aF10"), (Bytes{0x00, 0xaf, 0x10}));
+    EXPECT_EQ("00af10", toHex(Bytes{0x00, 0xaf, 0x10}));
+    EXPECT_EQ((Bytes{0x00, 0xaf, 0x10}), fromHex("00aF10"));
     EXPECT_THROW(fromHex("0"), std::invalid_argument);
     EXPECT_THROW(fromHex("0g"), std::invalid_argument);
     EXPECT_THROW(fromHex(" 1"), std::invalid_argument);

@@ -62,26 +62,26 @@ TEST(ZvBleD, AnswersARequestGivenInBytes) {
     const Bytes getConfiguration{0x00, 0x2c, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x01, 0x42, 0x0a,
                                  0x00, 0x00, 0x0a, 0x44, '/',  't',  'o',  '_',  'Z', 'V', 'C',  'C',  '1',  '2',  0x00,
                                  0x00, 0x07, 0x43, '/',  't',  'o',  '_',  'b',  'l', 'e', 0x00, 0x00, 0x00, 0xee};
-    ASSERT_EQ(getConfiguration.size(), 0x2cU);
+    ASSERT_EQ(0x2cU, getConfiguration.size());
     ASSERT_TRUE(sendTo(ble, getConfiguration));
-    EXPECT_EQ(answers.receive(), byteReply(1));
+    EXPECT_EQ(byteReply(1), answers.receive());
 }
 
 TEST(ZvBleD, RefusesWhatItDoesNotKnow) {
     DaemonProcess daemon("zvBleD");
     Client client;
-    EXPECT_EQ(client.ask({5}), statusReply(1));
-    EXPECT_EQ(client.ask({}), statusReply(1));
-    EXPECT_EQ(client.ask({9, 9}), statusReply(2));
+    EXPECT_EQ(statusReply(1), client.ask({5}));
+    EXPECT_EQ(statusReply(1), client.ask({}));
+    EXPECT_EQ(statusReply(2), client.ask({9, 9}));
     ASSERT_TRUE(sendTo(ble, request("PD", {1, 3}, reply, ble)));
-    EXPECT_EQ(client.answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), client.answers.receive());
 }
 
 TEST(ZvBleD, FindsPairsAndRemembersADevice) {
     {
         DaemonProcess daemon("zvBleD", scenario);
         Client client;
-        EXPECT_EQ(client.ask({1, 1}), statusReply(0));
+        EXPECT_EQ(statusReply(0), client.ask({1, 1}));
         Bytes page;
         for (int i = 0; i < 200 && (page.size() < 3 || page[2] == 0); ++i) {
             page = client.page({4, 0, 15});
@@ -89,47 +89,47 @@ TEST(ZvBleD, FindsPairsAndRemembersADevice) {
         }
         const Bytes found{0,    1,  1, 0, 1, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1,
                           0xc4, 14, 3, 0, 0, 17,   2,    'O',  'n',  'e',  0x0d, 0x18};
-        ASSERT_EQ(page.size(), 1U + 4 + 82);
+        ASSERT_EQ(1U + 4 + 82, page.size());
         EXPECT_EQ(Bytes(page.begin(), page.begin() + static_cast<long>(found.size())), found);
-        EXPECT_EQ(client.ask(pairOne), statusReply(0));
-        EXPECT_EQ(client.ask({9}), byteReply(1));
-        EXPECT_EQ(client.waitForPairing(2), 2);
-        EXPECT_EQ(client.ask({7, 0, 0, 1, 0, 0, 0, 0, 0}), statusReply(0));
-        EXPECT_EQ(client.ask({8, 0, 0}), statusReply(0));
-        EXPECT_EQ(daemon.end(SIGTERM), 0);
+        EXPECT_EQ(statusReply(0), client.ask(pairOne));
+        EXPECT_EQ(byteReply(1), client.ask({9}));
+        EXPECT_EQ(2, client.waitForPairing(2));
+        EXPECT_EQ(statusReply(0), client.ask({7, 0, 0, 1, 0, 0, 0, 0, 0}));
+        EXPECT_EQ(statusReply(0), client.ask({8, 0, 0}));
+        EXPECT_EQ(0, daemon.end(SIGTERM));
     }
     DaemonProcess daemon("zvBleD", scenario); // the file counts, not the scenario's whitelist
     Client client;
     const Bytes page = client.page({6, 0, 255});
-    ASSERT_EQ(page.size(), 1U + 4 + 2 * 41);
-    EXPECT_EQ(page[2], 2);
-    EXPECT_EQ(page[5 + 6] & 0x40, 0);         // the removed device's slot
-    EXPECT_EQ(page[5 + 41], 0xf6);            // the paired one
-    EXPECT_EQ(page[5 + 41 + 6] & 0x50, 0x50); // in use, auto connect
-    EXPECT_EQ(client.ask({10}), byteReply(0));
+    ASSERT_EQ(1U + 4 + 2 * 41, page.size());
+    EXPECT_EQ(2, page[2]);
+    EXPECT_EQ(0, page[5 + 6] & 0x40);         // the removed device's slot
+    EXPECT_EQ(0xf6, page[5 + 41]);            // the paired one
+    EXPECT_EQ(0x50, page[5 + 41 + 6] & 0x50); // in use, auto connect
+    EXPECT_EQ(byteReply(0), client.ask({10}));
     daemon.call("whitelist_reset");
-    EXPECT_EQ(client.page({6, 0, 255})[2], 1);
+    EXPECT_EQ(1, client.page({6, 0, 255})[2]);
 }
 
 TEST(ZvBleD, APairingEndsAndIsKeptWithoutAnybodyAsking) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
-    EXPECT_EQ(client.ask(pairOne), statusReply(0));
+    EXPECT_EQ(statusReply(0), client.ask(pairOne));
     for (int i = 0; i < 500 && access(file, F_OK) != 0; ++i) {
         std::this_thread::sleep_for(milliseconds(10));
     }
-    EXPECT_EQ(daemon.end(SIGKILL), -SIGKILL);
+    EXPECT_EQ(-SIGKILL, daemon.end(SIGKILL));
     std::ifstream kept(file);
     const zvcam::Json json = zvcam::Json::parse(kept);
-    EXPECT_EQ(json.at("slots")[1].at("address"), "a1b2c3d4e5f6");
+    EXPECT_EQ("a1b2c3d4e5f6", json.at("slots")[1].at("address"));
 }
 
 TEST(ZvBleD, ABrokenWhitelistFileIsLoggedAndTheScenarioCounts) {
     SyslogCapture log;
-    ASSERT_EQ(std::system("mkdir -p /tmp/fuse_d/MISC && echo '{' > /tmp/fuse_d/MISC/ble_whitelist.json"), 0);
+    ASSERT_EQ(0, std::system("mkdir -p /tmp/fuse_d/MISC && echo '{' > /tmp/fuse_d/MISC/ble_whitelist.json"));
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
-    EXPECT_EQ(client.page({6, 0, 255})[2], 1);
+    EXPECT_EQ(1, client.page({6, 0, 255})[2]);
     EXPECT_THAT(log.texts(), testing::Contains(testing::HasSubstr("whitelist not read, /tmp/fuse_d/MISC/")));
 }
 
@@ -137,8 +137,8 @@ TEST(ZvBleD, AStorageThatCannotBeWrittenIsLoggedAndTheRadioGoesOn) {
     SyslogCapture log;
     DaemonProcess daemon("zvBleD", scenario, {"--storage", "/proc/none"});
     Client client;
-    EXPECT_EQ(client.ask({8, 0, 0}), statusReply(0));
-    EXPECT_EQ(client.ask({10}), byteReply(0));
+    EXPECT_EQ(statusReply(0), client.ask({8, 0, 0}));
+    EXPECT_EQ(byteReply(0), client.ask({10}));
     EXPECT_THAT(log.texts(), testing::Contains(testing::HasSubstr("whitelist not saved")));
 }
 
@@ -146,32 +146,32 @@ TEST(ZvBleD, EveryValueIsSeenAndSetByTheTool) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     daemon.call("ble_set", {{"settings", {{"auto_connect", 7}, {"whitelist_page", 1}, {"seed", 9}}}});
-    EXPECT_EQ(client.ask({10}), byteReply(7));
+    EXPECT_EQ(byteReply(7), client.ask({10}));
     daemon.call("whitelist_set",
                 {{"slot", {{"address", "0a0b0c0d0e0f"}, {"name", "New"}, {"mitm", 1}, {"connected", 1}}}});
     EXPECT_EQ(client.page({6, 0, 255}), client.page({6, 0, 1})); // pages of one
     const Bytes page = client.page({6, 1, 255});
     EXPECT_EQ(Bytes(page.begin() + 5, page.begin() + 13), (Bytes{0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0x4a, 0}));
     daemon.call("connection", {{"address", "0a0b0c0d0e0f"}, {"connected", false}});
-    EXPECT_EQ(client.page({6, 1, 255})[11], 0x48);
+    EXPECT_EQ(0x48, client.page({6, 1, 255})[11]);
     daemon.call("whitelist_remove", {{"address", "0a0b0c0d0e0f"}});
-    EXPECT_EQ(client.page({6, 1, 255})[11] & 0x40, 0);
+    EXPECT_EQ(0, client.page({6, 1, 255})[11] & 0x40);
     daemon.call("rebuild", {{"list", "whitelist"}, {"id", 200}});
-    EXPECT_EQ(client.page({6, 0, 1})[1], 200);
+    EXPECT_EQ(200, client.page({6, 0, 1})[1]);
     daemon.call("rebuild", {{"list", "scan"}});
-    EXPECT_EQ(client.page({4, 0, 1})[1], 1);
+    EXPECT_EQ(1, client.page({4, 0, 1})[1]);
     daemon.call("pairing_status", {{"status", 77}});
-    EXPECT_EQ(client.ask({9}), byteReply(77));
+    EXPECT_EQ(byteReply(77), client.ask({9}));
     daemon.call("pairing_start", {{"address", "000000000077"}});
     daemon.call("pairing_end", {{"outcome", "failure"}});
-    EXPECT_EQ(client.ask({9}), byteReply(3));
+    EXPECT_EQ(byteReply(3), client.ask({9}));
     daemon.call("device_set", {{"device", {{"address", "a1b2c3d4e5f6"}, {"rssi", -20}}}});
     daemon.call("scan", {{"mode", 2}});
     const zvcam::Json state = daemon.call("ble");
-    EXPECT_EQ(state.at("devices")[0].at("rssi"), -20);
-    EXPECT_EQ(state.at("devices")[0].at("name"), "One"); // what was not named stays
-    EXPECT_EQ(state.at("scan").at("mode"), 2);
-    EXPECT_EQ(state.at("settings").at("seed"), 9);
+    EXPECT_EQ(-20, state.at("devices")[0].at("rssi"));
+    EXPECT_EQ("One", state.at("devices")[0].at("name")); // what was not named stays
+    EXPECT_EQ(2, state.at("scan").at("mode"));
+    EXPECT_EQ(9, state.at("settings").at("seed"));
     daemon.call("device_remove", {{"address", "a1b2c3d4e5f6"}});
     EXPECT_TRUE(daemon.call("ble").at("devices").empty());
 }
@@ -199,7 +199,7 @@ TEST(ZvBleD, RefusesTheToolsWrongValues) {
     for (const auto& [op, arguments] : wrong) {
         EXPECT_THROW(daemon.call(op, arguments), std::runtime_error) << op << arguments;
     }
-    EXPECT_EQ(daemon.call("ble").at("whitelist").at("slots").size(), 1U);
+    EXPECT_EQ(1U, daemon.call("ble").at("whitelist").at("slots").size());
 }
 
 TEST(ZvBleD, SpoilsRepliesOnDemand) {
@@ -209,18 +209,18 @@ TEST(ZvBleD, SpoilsRepliesOnDemand) {
                   {"command":"config_get","fault":"missing","count":1}]})");
     Client client;
     const std::uint8_t id = client.page({6, 0, 255})[1];
-    EXPECT_EQ(client.page({6, 2, 1})[1], id + 1);
-    EXPECT_EQ(client.page({6, 0, 255})[1], id + 1);
-    EXPECT_EQ(client.page({6, 2, 1})[1], id + 1);
-    EXPECT_EQ(client.ask({10}, milliseconds(100)), std::nullopt);
-    EXPECT_EQ(client.ask({10}), byteReply(1));
+    EXPECT_EQ(id + 1, client.page({6, 2, 1})[1]);
+    EXPECT_EQ(id + 1, client.page({6, 0, 255})[1]);
+    EXPECT_EQ(id + 1, client.page({6, 2, 1})[1]);
+    EXPECT_EQ(std::nullopt, client.ask({10}, milliseconds(100)));
+    EXPECT_EQ(byteReply(1), client.ask({10}));
     daemon.call("fault_add", {{"command", "config_set"}, {"fault", "refused"}, {"status", 5}});
-    EXPECT_EQ(client.ask({8, 0, 0}), statusReply(5));
-    EXPECT_EQ(client.ask({10}), byteReply(1)); // refused: not carried out
+    EXPECT_EQ(statusReply(5), client.ask({8, 0, 0}));
+    EXPECT_EQ(byteReply(1), client.ask({10})); // refused: not carried out
     daemon.call("fault_clear");
     daemon.call("fault_add", {{"command", 10}, {"fault", "truncated"}, {"bytes", 6}, {"count", 1}});
-    EXPECT_EQ(client.ask({10}), (Bytes{0x00, 0x0e, 0x00, 0x03, 0x00, 0x00}));
-    EXPECT_EQ(client.ask({10}), byteReply(1));
+    EXPECT_EQ((Bytes{0x00, 0x0e, 0x00, 0x03, 0x00, 0x00}), client.ask({10}));
+    EXPECT_EQ(byteReply(1), client.ask({10}));
 }
 
 TEST(ZvBleD, ToolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
@@ -228,7 +228,7 @@ TEST(ZvBleD, ToolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
         "whitelist":[{"address":"000000000001"},{"address":"000000000002"}]},
         "faults":[{"command":"*","fault":"list_id","by":5}]})");
     Client client;
-    EXPECT_EQ(client.ask({1, 1}), statusReply(0));
+    EXPECT_EQ(statusReply(0), client.ask({1, 1}));
     struct List {
         const char* name;
         std::uint8_t code;
@@ -236,13 +236,13 @@ TEST(ZvBleD, ToolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
     };
     for (const List& list : {List{"whitelist", 6, 2}, List{"scan", 4, 1}}) {
         const auto shown = [&] { return daemon.call("ble").at(list.name).at("list_id"); };
-        EXPECT_EQ(client.page({list.code, 0, 255})[1], list.id);
-        EXPECT_EQ(client.page({list.code, 1, 255})[1], list.id + 5);
-        EXPECT_EQ(shown(), list.id + 5);
+        EXPECT_EQ(list.id, client.page({list.code, 0, 255})[1]);
+        EXPECT_EQ(list.id + 5, client.page({list.code, 1, 255})[1]);
+        EXPECT_EQ(list.id + 5, shown());
         daemon.call("rebuild", {{"list", list.name}, {"id", 255}});
-        EXPECT_EQ(client.page({list.code, 0, 255})[1], 255);
-        EXPECT_EQ(client.page({list.code, 1, 255})[1], 4);
-        EXPECT_EQ(shown(), 4);
+        EXPECT_EQ(255, client.page({list.code, 0, 255})[1]);
+        EXPECT_EQ(4, client.page({list.code, 1, 255})[1]);
+        EXPECT_EQ(4, shown());
     }
     daemon.call("fault_clear");
     EXPECT_EQ(client.page({6, 1, 255})[1], daemon.call("ble").at("whitelist").at("list_id"));
@@ -252,22 +252,23 @@ TEST(ZvBleD, AStatusSetByHandHoldsAndHindersNoPairing) {
     DaemonProcess daemon("zvBleD", scenario);
     Client client;
     daemon.call("pairing_status", {{"status", 1}});
-    EXPECT_EQ(client.ask({9}), byteReply(1));
-    EXPECT_EQ(client.ask({9}), byteReply(1));
+    EXPECT_EQ(byteReply(1), client.ask({9}));
+    EXPECT_EQ(byteReply(1), client.ask({9}));
     EXPECT_THROW(daemon.call("pairing_end", {{"outcome", "success"}}), std::runtime_error);
-    EXPECT_EQ(client.ask(pairOne), statusReply(0));
-    EXPECT_EQ(client.waitForPairing(2), 2);
+    EXPECT_EQ(statusReply(0), client.ask(pairOne));
+    EXPECT_EQ(2, client.waitForPairing(2));
     daemon.call("pairing_status", {{"status", 1}});
-    EXPECT_EQ(client.ask({9}), byteReply(1));
-    EXPECT_EQ(daemon.call("ble").at("pairing"), (zvcam::Json{{"status", 1},
-                                                             {"meaning", "pairing"},
-                                                             {"by_hand", true},
-                                                             {"own_status", 2},
-                                                             {"own_meaning", "paired"},
-                                                             {"address", "a1b2c3d4e5f6"},
-                                                             {"address_type", 1}}));
+    EXPECT_EQ(byteReply(1), client.ask({9}));
+    EXPECT_EQ((zvcam::Json{{"status", 1},
+                           {"meaning", "pairing"},
+                           {"by_hand", true},
+                           {"own_status", 2},
+                           {"own_meaning", "paired"},
+                           {"address", "a1b2c3d4e5f6"},
+                           {"address_type", 1}}),
+              daemon.call("ble").at("pairing"));
     daemon.call("pairing_status", {{"status", nullptr}});
-    EXPECT_EQ(client.ask({9}), byteReply(2));
+    EXPECT_EQ(byteReply(2), client.ask({9}));
 }
 
 TEST(ZvBleD, ADeviceThatIsSetPresentIsHeardWhateverItsTimes) {
@@ -276,13 +277,13 @@ TEST(ZvBleD, ADeviceThatIsSetPresentIsHeardWhateverItsTimes) {
     daemon.call("scan", {{"mode", 1}});
     EXPECT_TRUE(daemon.call("ble").at("scan").at("found").empty());
     daemon.call("device_set", {{"device", {{"address", "000000000001"}, {"presence", "present"}}}});
-    EXPECT_EQ(daemon.call("ble").at("scan").at("found").size(), 1U);
+    EXPECT_EQ(1U, daemon.call("ble").at("scan").at("found").size());
 }
 
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
     const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
-    EXPECT_EQ(send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL), static_cast<ssize_t>(line.size()));
+    EXPECT_EQ(static_cast<ssize_t>(line.size()), send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL));
     char answer[256];
     const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);
     return {answer, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
@@ -295,18 +296,18 @@ std::string nested(std::size_t depth) {
 TEST(ZvBleD, RequestsNestedTooDeepAreRefused) {
     DaemonProcess daemon("zvBleD");
     for (const char* op : {"fault_add", "ble_set", "device_set", "whitelist_set", "pairing_end"}) {
-        EXPECT_EQ(rawAnswer("{\"op\":\"" + std::string(op) + "\",\"x\":" + nested(32000) + "}\n"),
-                  "{\"error\":\"nested deeper than 16\",\"ok\":false}\n");
+        EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n",
+                  rawAnswer("{\"op\":\"" + std::string(op) + "\",\"x\":" + nested(32000) + "}\n"));
     }
-    EXPECT_EQ(daemon.end(SIGTERM), 0);
+    EXPECT_EQ(0, daemon.end(SIGTERM));
 }
 
 TEST(ZvBleD, AScenarioNestedTooDeepIsAClearError) {
     std::ofstream("/tmp/deep.json") << "{\"ble\":{\"devices\":" << nested(1000000) << "}}";
-    ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
+    ASSERT_EQ(0, std::system("mkdir -p /run/zarvo"));
     const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/deep.json"});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.error, "zvBleD: /tmp/deep.json: nested deeper than 16\n");
+    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ("zvBleD: /tmp/deep.json: nested deeper than 16\n", ended.error);
 }
 
 TEST(ZvBleD, ALateReplyHoldsNoOther) {
@@ -314,8 +315,8 @@ TEST(ZvBleD, ALateReplyHoldsNoOther) {
     daemon.call("fault_add", {{"command", "config_get"}, {"fault", "late"}, {"ms", 300}, {"count", 1}});
     Client client;
     ASSERT_TRUE(sendTo(ble, request("BL", {10}, reply, ble)));
-    EXPECT_EQ(client.ask({9}), byteReply(0));
-    EXPECT_EQ(client.answers.receive(), byteReply(1));
+    EXPECT_EQ(byteReply(0), client.ask({9}));
+    EXPECT_EQ(byteReply(1), client.answers.receive());
 }
 
 TEST(ZvBleD, StandsThousandsOfMalformedMessages) {
@@ -339,15 +340,15 @@ TEST(ZvBleD, StandsThousandsOfMalformedMessages) {
         }
         ASSERT_TRUE(sendTo(ble, bytes));
     }
-    EXPECT_EQ(daemon.waitForCount("received", 3000), 3000U);
-    EXPECT_EQ(client.ask({5}), statusReply(1));
+    EXPECT_EQ(3000U, daemon.waitForCount("received", 3000));
+    EXPECT_EQ(statusReply(1), client.ask({5}));
 }
 
 TEST(ZvBleD, LogsAndSkipsOversizedMessages) {
     SyslogCapture log;
     DaemonProcess daemon("zvBleD");
     ASSERT_TRUE(sendTo(ble, Bytes(1501)));
-    EXPECT_EQ(daemon.waitForCount("skipped", 1), 1U);
+    EXPECT_EQ(1U, daemon.waitForCount("skipped", 1));
     EXPECT_THAT(log.texts(), testing::Contains("/to_ble: oversized message of 1501 bytes skipped"));
 }
 
@@ -357,36 +358,36 @@ TEST(ZvBleD, AFullReplyQueueDropsTheReply) {
     for (int i = 0; i < 4; ++i) {
         ASSERT_TRUE(sendTo(ble, request("BL", {10}, reply, ble)));
     }
-    EXPECT_EQ(daemon.waitForCount("unanswered", 2), 2U);
-    EXPECT_EQ(client.answers.receive(), byteReply(1));
-    EXPECT_EQ(client.answers.receive(), byteReply(1));
-    EXPECT_EQ(client.answers.receive(milliseconds(20)), std::nullopt);
-    EXPECT_EQ(client.ask({10}), byteReply(1));
+    EXPECT_EQ(2U, daemon.waitForCount("unanswered", 2));
+    EXPECT_EQ(byteReply(1), client.answers.receive());
+    EXPECT_EQ(byteReply(1), client.answers.receive());
+    EXPECT_EQ(std::nullopt, client.answers.receive(milliseconds(20)));
+    EXPECT_EQ(byteReply(1), client.ask({10}));
 }
 
 TEST(ZvBleD, EndsOnSigtermAndRemovesItsQueueAndSocket) {
     DaemonProcess daemon("zvBleD");
     EXPECT_TRUE(queueExists(ble));
-    EXPECT_EQ(daemon.end(SIGTERM), 0);
+    EXPECT_EQ(0, daemon.end(SIGTERM));
     EXPECT_FALSE(queueExists(ble));
-    EXPECT_NE(access("/run/zarvo/zvBleD.admin", F_OK), 0);
+    EXPECT_NE(0, access("/run/zarvo/zvBleD.admin", F_OK));
 }
 
 TEST(ZvBleD, ASecondOneDoesNotTakeTheQueueAway) {
     DaemonProcess daemon("zvBleD");
     const Ended second = runToEnd("zvBleD", {});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.error, "zvBleD: /run/zarvo/zvBleD.admin is served by another process\n");
+    EXPECT_EQ(1, second.status);
+    EXPECT_EQ("zvBleD: /run/zarvo/zvBleD.admin is served by another process\n", second.error);
     Client client;
-    EXPECT_EQ(client.ask({10}), byteReply(1));
+    EXPECT_EQ(byteReply(1), client.ask({10}));
 }
 
 TEST(ZvBleD, AWrongScenarioIsAClearError) {
     std::ofstream("/tmp/wrong.json") << R"({"ble":{"devices":[{"address":"00"}]}})";
-    ASSERT_EQ(std::system("mkdir -p /run/zarvo"), 0);
+    ASSERT_EQ(0, std::system("mkdir -p /run/zarvo"));
     const Ended ended = runToEnd("zvBleD", {"--scenario", "/tmp/wrong.json"});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.error, "zvBleD: ble.devices[0].address: an address has twelve hexadecimal digits: 00\n");
+    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ("zvBleD: ble.devices[0].address: an address has twelve hexadecimal digits: 00\n", ended.error);
     EXPECT_FALSE(queueExists(ble));
 }
 

@@ -33,16 +33,16 @@ TEST(Scan, ResultsArriveOverTimeInTheOrderInWhichTheyAreHeard) {
     radio.setDevice(device("000000000002", 300));
     radio.setDevice(device("000000000003", 600));
     radio.advance(5000);
-    EXPECT_EQ(found(radio), "");
+    EXPECT_EQ("", found(radio));
     radio.startScan(1, 10000);
-    EXPECT_EQ(radio.scan().listId, 1);
+    EXPECT_EQ(1, radio.scan().listId);
     radio.advance(10299);
-    EXPECT_EQ(found(radio), "");
+    EXPECT_EQ("", found(radio));
     radio.advance(10300);
-    EXPECT_EQ(found(radio), "N2");
+    EXPECT_EQ("N2", found(radio));
     radio.advance(11000);
-    EXPECT_EQ(found(radio), "N2N3N1");
-    EXPECT_EQ(radio.scan().listId, 1);
+    EXPECT_EQ("N2N3N1", found(radio));
+    EXPECT_EQ(1, radio.scan().listId);
 }
 
 TEST(Scan, StoppingKeepsTheListAndStartingMakesANewOne) {
@@ -50,14 +50,14 @@ TEST(Scan, StoppingKeepsTheListAndStartingMakesANewOne) {
     radio.setDevice(device("000000000001", 100));
     radio.setDevice(device("000000000002", 700));
     radio.startScan(3, 0);
-    EXPECT_EQ(radio.scan().mode, 3);
+    EXPECT_EQ(3, radio.scan().mode);
     radio.stopScan(200);
     radio.advance(5000);
     EXPECT_FALSE(radio.scan().running);
-    EXPECT_EQ(found(radio), "N1");
+    EXPECT_EQ("N1", found(radio));
     radio.startScan(1, 6000);
-    EXPECT_EQ(found(radio), "");
-    EXPECT_EQ(radio.scan().listId, 2);
+    EXPECT_EQ("", found(radio));
+    EXPECT_EQ(2, radio.scan().listId);
 }
 
 TEST(Scan, EndsByItselfAfterItsTime) {
@@ -68,7 +68,7 @@ TEST(Scan, EndsByItselfAfterItsTime) {
     radio.startScan(1, 0);
     radio.advance(9000);
     EXPECT_FALSE(radio.scan().running);
-    EXPECT_EQ(found(radio), "N1");
+    EXPECT_EQ("N1", found(radio));
 }
 
 TEST(Scan, ADeviceThatIsLostLeavesAListWithANewId) {
@@ -82,19 +82,19 @@ TEST(Scan, ADeviceThatIsLostLeavesAListWithANewId) {
     for (Millis now = 0; now <= 4900; now += 100) {
         radio.advance(now);
     }
-    EXPECT_EQ(found(radio), "N1N2");
-    EXPECT_EQ(radio.scan().listId, 1);
+    EXPECT_EQ("N1N2", found(radio));
+    EXPECT_EQ(1, radio.scan().listId);
     radio.advance(5000);
-    EXPECT_EQ(found(radio), "N2");
-    EXPECT_EQ(radio.scan().listId, 2);
+    EXPECT_EQ("N2", found(radio));
+    EXPECT_EQ(2, radio.scan().listId);
 }
 
 TEST(Scan, TheListIdIsOneByte) {
     Radio radio;
     radio.rebuildScan(255);
-    EXPECT_EQ(radio.scan().listId, 255);
+    EXPECT_EQ(255, radio.scan().listId);
     radio.rebuildScan();
-    EXPECT_EQ(radio.scan().listId, 0);
+    EXPECT_EQ(0, radio.scan().listId);
 }
 
 TEST(Device, IsInRangeBetweenItsTimesAndAgainInEveryPeriod) {
@@ -108,7 +108,7 @@ TEST(Device, IsInRangeBetweenItsTimesAndAgainInEveryPeriod) {
     EXPECT_FALSE(one.inRange(6000));
     one.period = 5000;
     EXPECT_TRUE(one.inRange(6000));
-    EXPECT_EQ(one.inRangeSince(7500), 6000);
+    EXPECT_EQ(6000, one.inRangeSince(7500));
     EXPECT_FALSE(one.inRange(8000));
     one.presence = Presence::Present;
     EXPECT_TRUE(one.inRange(8000));
@@ -128,9 +128,9 @@ TEST(Device, ThatIsSetPresentIsHeardAWhileAfterThatWhateverItsTimes) {
     one.presence = Presence::Present;
     radio.setDevice(one, 10000);
     radio.advance(11999);
-    EXPECT_EQ(found(radio), "");
+    EXPECT_EQ("", found(radio));
     radio.advance(12000);
-    EXPECT_EQ(found(radio), "N1");
+    EXPECT_EQ("N1", found(radio));
 }
 
 TEST(Device, ThatIsSetPresentStaysInRangeWhenItWas) {
@@ -142,7 +142,7 @@ TEST(Device, ThatIsSetPresentStaysInRangeWhenItWas) {
     one.presence = Presence::Present;
     radio.setDevice(one, 1500);
     radio.advance(2500); // two seconds after it came
-    EXPECT_EQ(found(radio), "N1");
+    EXPECT_EQ("N1", found(radio));
 }
 
 TEST(Device, ThatIsScheduledAgainIsHeardAWhileAfterThat) {
@@ -153,14 +153,14 @@ TEST(Device, ThatIsScheduledAgainIsHeardAWhileAfterThat) {
     radio.startScan(1, 0);
     one.presence = Presence::Scheduled; // from 0 on
     radio.setDevice(one, 10000);
-    EXPECT_EQ(radio.devices()[0].inRangeSince(10000), 10000);
+    EXPECT_EQ(10000, radio.devices()[0].inRangeSince(10000));
     one.from = 11000;
     radio.setDevice(one, 10500);
-    EXPECT_EQ(radio.devices()[0].inRangeSince(11000), 11000);
+    EXPECT_EQ(11000, radio.devices()[0].inRangeSince(11000));
     radio.advance(12999);
-    EXPECT_EQ(found(radio), "");
+    EXPECT_EQ("", found(radio));
     radio.advance(13000);
-    EXPECT_EQ(found(radio), "N1");
+    EXPECT_EQ("N1", found(radio));
 }
 
 TEST(Rssi, VariesWithinItsBoundsOnceASecondTheSameForTheSameSeed) {
@@ -195,27 +195,27 @@ TEST(Pairing, TakesItsTimeAndPutsTheDeviceIntoTheWhitelist) {
     one.addressType = 1;
     one.mitm = true;
     radio.setDevice(one);
-    EXPECT_EQ(radio.pairing().status, PairingStatus::Idle);
-    EXPECT_EQ(radio.startPairing(one.address, 1, 1000), Status::Ok);
+    EXPECT_EQ(PairingStatus::Idle, radio.pairing().status);
+    EXPECT_EQ(Status::Ok, radio.startPairing(one.address, 1, 1000));
     radio.advance(2999);
-    EXPECT_EQ(radio.pairing().status, running);
-    EXPECT_EQ(radio.whitelist.slots().size(), 0U);
+    EXPECT_EQ(running, radio.pairing().status);
+    EXPECT_EQ(0U, radio.whitelist.slots().size());
     const std::uint8_t before = radio.whitelist.listId();
     radio.advance(3000);
-    EXPECT_EQ(radio.pairing().status, paired);
-    ASSERT_EQ(radio.whitelist.slots().size(), 1U);
-    EXPECT_EQ(radio.whitelist.slots()[0].flags(), 0x005a); // in use, connected, mitm, auto connect
-    EXPECT_EQ(radio.whitelist.slots()[0].name, "N6");
-    EXPECT_EQ(radio.whitelist.listId(), before + 1);
+    EXPECT_EQ(paired, radio.pairing().status);
+    ASSERT_EQ(1U, radio.whitelist.slots().size());
+    EXPECT_EQ(0x005a, radio.whitelist.slots()[0].flags()); // in use, connected, mitm, auto connect
+    EXPECT_EQ("N6", radio.whitelist.slots()[0].name);
+    EXPECT_EQ(before + 1, radio.whitelist.listId());
 }
 
 TEST(Pairing, ASecondOneIsRefusedWhileOneIsUnderWay) {
     Radio radio;
     radio.setDevice(device("000000000001"));
-    EXPECT_EQ(radio.startPairing(parseAddress("000000000001"), 0, 0), Status::Ok);
-    EXPECT_EQ(radio.startPairing(parseAddress("000000000002"), 0, 10), Status::Busy);
+    EXPECT_EQ(Status::Ok, radio.startPairing(parseAddress("000000000001"), 0, 0));
+    EXPECT_EQ(Status::Busy, radio.startPairing(parseAddress("000000000002"), 0, 10));
     radio.advance(2000);
-    EXPECT_EQ(radio.startPairing(parseAddress("000000000002"), 0, 2000), Status::Ok);
+    EXPECT_EQ(Status::Ok, radio.startPairing(parseAddress("000000000002"), 0, 2000));
 }
 
 TEST(Pairing, FailsWithADeviceThatRefuses) {
@@ -226,7 +226,7 @@ TEST(Pairing, FailsWithADeviceThatRefuses) {
     radio.setDevice(one);
     radio.startPairing(one.address, 0, 0);
     radio.advance(300);
-    EXPECT_EQ(radio.pairing().status, failed);
+    EXPECT_EQ(failed, radio.pairing().status);
     EXPECT_TRUE(radio.whitelist.slots().empty());
 }
 
@@ -241,9 +241,9 @@ TEST(Pairing, TimesOutWithoutAnAnswer) {
         radio.setDevice(away);
         radio.startPairing(parseAddress(address), 0, 0);
         radio.advance(14999);
-        EXPECT_EQ(radio.pairing().status, running) << address;
+        EXPECT_EQ(running, radio.pairing().status) << address;
         radio.advance(15000);
-        EXPECT_EQ(radio.pairing().status, timedOut) << address;
+        EXPECT_EQ(timedOut, radio.pairing().status) << address;
     }
 }
 
@@ -252,25 +252,25 @@ TEST(Pairing, ADeviceOfAnotherAddressTypeIsAnotherDevice) {
     radio.setDevice(device("000000000001"));
     radio.startPairing(parseAddress("000000000001"), 1, 0);
     radio.advance(15000);
-    EXPECT_EQ(radio.pairing().status, timedOut);
+    EXPECT_EQ(timedOut, radio.pairing().status);
 }
 
 TEST(Pairing, IsCancelledByItsAddressAndType) {
     Radio radio;
     radio.setDevice(device("000000000001"));
     const Address address = parseAddress("000000000001");
-    EXPECT_EQ(radio.cancelPairing(address, 0, 0), Status::NotFound);
+    EXPECT_EQ(Status::NotFound, radio.cancelPairing(address, 0, 0));
     radio.startPairing(address, 0, 0);
-    EXPECT_EQ(radio.cancelPairing(parseAddress("000000000002"), 0, 10), Status::NotFound);
-    EXPECT_EQ(radio.cancelPairing(address, 1, 10), Status::NotFound);
-    EXPECT_EQ(radio.cancelPairing(address, 0, 10), Status::Ok);
-    EXPECT_EQ(radio.pairing().status, cancelled);
+    EXPECT_EQ(Status::NotFound, radio.cancelPairing(parseAddress("000000000002"), 0, 10));
+    EXPECT_EQ(Status::NotFound, radio.cancelPairing(address, 1, 10));
+    EXPECT_EQ(Status::Ok, radio.cancelPairing(address, 0, 10));
+    EXPECT_EQ(cancelled, radio.pairing().status);
     radio.advance(20000);
-    EXPECT_EQ(radio.pairing().status, cancelled);
+    EXPECT_EQ(cancelled, radio.pairing().status);
     EXPECT_TRUE(radio.whitelist.slots().empty());
     radio.startPairing(address, 0, 30000);
-    EXPECT_EQ(radio.cancelPairing(address, 0, 32000), Status::NotFound); // it was done before
-    EXPECT_EQ(radio.pairing().status, paired);
+    EXPECT_EQ(Status::NotFound, radio.cancelPairing(address, 0, 32000)); // it was done before
+    EXPECT_EQ(paired, radio.pairing().status);
 }
 
 TEST(Pairing, NeedsRoomInTheWhitelist) {
@@ -280,11 +280,11 @@ TEST(Pairing, NeedsRoomInTheWhitelist) {
     radio.setDevice(device("000000000002"));
     radio.startPairing(parseAddress("000000000001"), 0, 0);
     radio.advance(2000);
-    EXPECT_EQ(radio.startPairing(parseAddress("000000000002"), 0, 3000), Status::NoRoom);
-    EXPECT_EQ(radio.pairing().status, paired);
-    EXPECT_EQ(radio.startPairing(parseAddress("000000000001"), 0, 3000), Status::Ok); // once more
+    EXPECT_EQ(Status::NoRoom, radio.startPairing(parseAddress("000000000002"), 0, 3000));
+    EXPECT_EQ(paired, radio.pairing().status);
+    EXPECT_EQ(Status::Ok, radio.startPairing(parseAddress("000000000001"), 0, 3000)); // once more
     radio.advance(5000);
-    EXPECT_EQ(radio.whitelist.slots().size(), 1U);
+    EXPECT_EQ(1U, radio.whitelist.slots().size());
 }
 
 class Connections : public testing::Test {
@@ -349,7 +349,7 @@ TEST(Radio, HoldsNoMoreDevicesThanAListCan) {
     more.address = {7};
     more.name = "changed";
     radio.setDevice(more);
-    EXPECT_EQ(radio.findDevice(more.address)->name, "changed");
+    EXPECT_EQ("changed", radio.findDevice(more.address)->name);
     EXPECT_TRUE(radio.removeDevice(more.address));
     EXPECT_FALSE(radio.removeDevice(more.address));
 }

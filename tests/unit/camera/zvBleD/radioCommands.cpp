@@ -30,9 +30,9 @@ protected:
 };
 
 TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
-    EXPECT_EQ(run({}), refused(Status::UnknownCommand));
+    EXPECT_EQ(refused(Status::UnknownCommand), run({}));
     for (const std::uint8_t code : Bytes{0, 5, 11, 255}) {
-        EXPECT_EQ(run({code, 0, 0}), refused(Status::UnknownCommand)) << int{code};
+        EXPECT_EQ(refused(Status::UnknownCommand), run({code, 0, 0})) << int{code};
     }
     for (const CommandInfo& info : bleCommands) {
         const auto code = static_cast<std::uint8_t>(info.code);
@@ -40,28 +40,28 @@ TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
             Bytes data(size);
             data[0] = code;
             if (size != info.dataSize) {
-                EXPECT_EQ(run(data), refused(Status::BadParameters)) << info.name << " " << size;
+                EXPECT_EQ(refused(Status::BadParameters), run(data)) << info.name << " " << size;
             }
         }
     }
-    EXPECT_EQ(radio.pairing().status, PairingStatus::Idle);
-    EXPECT_EQ(radio.autoConnect, 1);
+    EXPECT_EQ(PairingStatus::Idle, radio.pairing().status);
+    EXPECT_EQ(1, radio.autoConnect);
 }
 
 TEST_F(Commands, ScanStartsWithAModeAndStopsWithZero) {
-    EXPECT_EQ(run({1, 2}), ok());
+    EXPECT_EQ(ok(), run({1, 2}));
     EXPECT_TRUE(radio.scan().running);
-    EXPECT_EQ(radio.scan().mode, 2);
-    EXPECT_EQ(run({1, 0}), ok());
+    EXPECT_EQ(2, radio.scan().mode);
+    EXPECT_EQ(ok(), run({1, 0}));
     EXPECT_FALSE(radio.scan().running);
 }
 
 TEST_F(Commands, ConfigurationIsSetAndRead) {
-    EXPECT_EQ(run({10}), ok({1}));
-    EXPECT_EQ(run({8, 0, 0}), ok());
-    EXPECT_EQ(run({10}), ok({0}));
-    EXPECT_EQ(run({8, 0, 255}), ok());
-    EXPECT_EQ(run({10}), ok({255}));
+    EXPECT_EQ(ok({1}), run({10}));
+    EXPECT_EQ(ok(), run({8, 0, 0}));
+    EXPECT_EQ(ok({0}), run({10}));
+    EXPECT_EQ(ok(), run({8, 0, 255}));
+    EXPECT_EQ(ok({255}), run({10}));
 }
 
 TEST_F(Commands, PairingRunsThroughItsStatusValues) {
@@ -69,21 +69,21 @@ TEST_F(Commands, PairingRunsThroughItsStatusValues) {
     one.address = parseAddress("a1b2c3d4e5f6");
     one.addressType = 1;
     radio.setDevice(one);
-    EXPECT_EQ(run({9}), ok({0}));
-    EXPECT_EQ(run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}), ok());
-    EXPECT_EQ(run({9}), ok({1}));
-    EXPECT_EQ(run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}), refused(Status::Busy));
-    EXPECT_EQ(run({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 0}), refused(Status::NotFound));
-    EXPECT_EQ(run({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}), ok());
-    EXPECT_EQ(run({9}), ok({4}));
-    EXPECT_EQ(run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}), ok());
+    EXPECT_EQ(ok({0}), run({9}));
+    EXPECT_EQ(ok(), run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
+    EXPECT_EQ(ok({1}), run({9}));
+    EXPECT_EQ(refused(Status::Busy), run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
+    EXPECT_EQ(refused(Status::NotFound), run({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 0}));
+    EXPECT_EQ(ok(), run({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
+    EXPECT_EQ(ok({4}), run({9}));
+    EXPECT_EQ(ok(), run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
     now = 2000;
-    EXPECT_EQ(run({9}), ok({2}));
+    EXPECT_EQ(ok({2}), run({9}));
 }
 
 TEST_F(Commands, AnEmptyListIsOnePageOfNothing) {
-    EXPECT_EQ(run({4, 0, 15}), ok({0, 0, 0, 0}));
-    EXPECT_EQ(run({6, 0, 255}), ok({1, 0, 0, 0}));
+    EXPECT_EQ(ok({0, 0, 0, 0}), run({4, 0, 15}));
+    EXPECT_EQ(ok({1, 0, 0, 0}), run({6, 0, 255}));
 }
 
 TEST_F(Commands, AWhitelistPageHoldsItsEntries) {
@@ -92,11 +92,11 @@ TEST_F(Commands, AWhitelistPageHoldsItsEntries) {
     expected.resize(4 + 41);
     expected.insert(expected.end(), {0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0, 0, 10, 1, 'S'});
     expected.resize(4 + 82);
-    EXPECT_EQ(run({6, 0, 255}), ok(expected));
+    EXPECT_EQ(ok(expected), run({6, 0, 255}));
     expected.erase(expected.begin() + 4, expected.begin() + 4 + 41);
     expected[2] = 1;
     expected[3] = 1;
-    EXPECT_EQ(run({6, 1, 255}), ok(expected));
+    EXPECT_EQ(ok(expected), run({6, 1, 255}));
 }
 
 TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
@@ -104,27 +104,27 @@ TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
     radio.whitelist.assign(std::vector<Slot>(50, slot("060504030201")));
     CommandResult page = run({6, 0, 255});
     EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 4), (Bytes{2, 50, 0, 30}));
-    EXPECT_EQ(page.data.size(), 4U + 30 * 41);
+    EXPECT_EQ(4U + 30 * 41, page.data.size());
     page = run({6, 30, 20});
     EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 4), (Bytes{2, 50, 30, 20}));
-    EXPECT_EQ(page.data.size(), 4U + 20 * 41);
+    EXPECT_EQ(4U + 20 * 41, page.data.size());
 }
 
 TEST_F(Commands, APageFitsIntoAMessage) {
     radio.whitelist.assign(std::vector<Slot>(255, slot("060504030201")));
     const CommandResult page = run({6, 0, 255});
-    EXPECT_EQ(page.data[1], 255);
-    EXPECT_EQ(page.data[3], 36);
+    EXPECT_EQ(255, page.data[1]);
+    EXPECT_EQ(36, page.data[3]);
     EXPECT_LE(page.data.size() + 13, 1500U);
 }
 
 TEST_F(Commands, APageHoldsNoMoreThanAskedFor) {
     radio.whitelist.assign(std::vector<Slot>(5, slot("060504030201")));
-    EXPECT_EQ(run({6, 1, 2}).data[3], 2);
-    EXPECT_EQ(run({6, 4, 2}).data[3], 1);
-    EXPECT_EQ(run({6, 0, 0}), ok({2, 5, 0, 0}));
-    EXPECT_EQ(run({6, 5, 9}), ok({2, 5, 5, 0}));
-    EXPECT_EQ(run({6, 200, 9}), ok({2, 5, 200, 0}));
+    EXPECT_EQ(2, run({6, 1, 2}).data[3]);
+    EXPECT_EQ(1, run({6, 4, 2}).data[3]);
+    EXPECT_EQ(ok({2, 5, 0, 0}), run({6, 0, 0}));
+    EXPECT_EQ(ok({2, 5, 5, 0}), run({6, 5, 9}));
+    EXPECT_EQ(ok({2, 5, 200, 0}), run({6, 200, 9}));
 }
 
 TEST_F(Commands, AScanPageHoldsItsEntries) {
@@ -140,33 +140,33 @@ TEST_F(Commands, AScanPageHoldsItsEntries) {
     now = 100;
     const CommandResult page = run({4, 0, 15});
     EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 12), (Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}));
-    EXPECT_EQ(page.data.size(), 4U + 15 * 82);
-    EXPECT_EQ(run({4, 0, 255}).data[3], 18);
-    EXPECT_EQ(run({4, 15, 15}).data[3], 5);
+    EXPECT_EQ(4U + 15 * 82, page.data.size());
+    EXPECT_EQ(18, run({4, 0, 255}).data[3]);
+    EXPECT_EQ(5, run({4, 15, 15}).data[3]);
 }
 
 TEST_F(Commands, RemovingFreesTheSlotInPlace) {
     radio.whitelist.assign({slot("000000000001"), slot("060504030201"), slot("000000000003")});
-    EXPECT_EQ(run({7, 0, 0, 1, 2, 3, 4, 5, 6}), ok());
+    EXPECT_EQ(ok(), run({7, 0, 0, 1, 2, 3, 4, 5, 6}));
     const CommandResult page = run({6, 0, 255});
-    EXPECT_EQ(page.data[0], 3); // rebuilt
-    EXPECT_EQ(page.data[1], 3);
-    EXPECT_EQ(page.data[4 + 41 + 6] & 0x40, 0);
-    EXPECT_EQ(page.data[4 + 41], 1); // what it held is still there
-    EXPECT_EQ(run({7, 0, 0, 1, 2, 3, 4, 5, 6}), refused(Status::NotFound));
-    EXPECT_EQ(run({7, 4, 1, 1, 2, 3, 4, 5, 6}), refused(Status::NotFound));
+    EXPECT_EQ(3, page.data[0]); // rebuilt
+    EXPECT_EQ(3, page.data[1]);
+    EXPECT_EQ(0, page.data[4 + 41 + 6] & 0x40);
+    EXPECT_EQ(1, page.data[4 + 41]); // what it held is still there
+    EXPECT_EQ(refused(Status::NotFound), run({7, 0, 0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(refused(Status::NotFound), run({7, 4, 1, 1, 2, 3, 4, 5, 6}));
     radio.whitelist.take(slot("0000000000ff"), 64);
-    EXPECT_EQ(run({6, 0, 255}).data[4 + 41], 0xff); // the free slot is taken first
+    EXPECT_EQ(0xff, run({6, 0, 255}).data[4 + 41]); // the free slot is taken first
 }
 
 TEST_F(Commands, AutoConnectIsSetByAnyValueButZero) {
     radio.whitelist.assign({slot("060504030201")});
-    EXPECT_EQ(run({7, 4, 7, 1, 2, 3, 4, 5, 6}), ok());
-    EXPECT_EQ(run({6, 0, 255}).data[4 + 6], 0x50);
-    EXPECT_EQ(run({7, 4, 0, 1, 2, 3, 4, 5, 6}), ok());
-    EXPECT_EQ(run({6, 0, 255}).data[4 + 6], 0x40);
-    EXPECT_EQ(run({6, 0, 255}).data[0], 2); // not rebuilt
-    EXPECT_EQ(run({7, 1, 1, 1, 2, 3, 4, 5, 6}), refused(Status::BadParameters));
+    EXPECT_EQ(ok(), run({7, 4, 7, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(0x50, run({6, 0, 255}).data[4 + 6]);
+    EXPECT_EQ(ok(), run({7, 4, 0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(0x40, run({6, 0, 255}).data[4 + 6]);
+    EXPECT_EQ(2, run({6, 0, 255}).data[0]); // not rebuilt
+    EXPECT_EQ(refused(Status::BadParameters), run({7, 1, 1, 1, 2, 3, 4, 5, 6}));
 }
 
 TEST_F(Commands, AStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
@@ -176,12 +176,12 @@ TEST_F(Commands, AStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
     for (const std::uint8_t byte : Bytes{1, 77}) {
         radio.setPairingStatus(byte);
         now += 20000; // long enough for any pairing to end
-        EXPECT_EQ(run({9}), ok({byte}));
-        EXPECT_EQ(run({3, 0, 0, 0, 0, 0, 0, 0}), refused(Status::NotFound)); // there is nothing to cancel
-        EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), ok());
-        EXPECT_EQ(run({9}), ok({1}));
+        EXPECT_EQ(ok({byte}), run({9}));
+        EXPECT_EQ(refused(Status::NotFound), run({3, 0, 0, 0, 0, 0, 0, 0})); // there is nothing to cancel
+        EXPECT_EQ(ok(), run({2, 1, 2, 3, 4, 5, 6, 0}));
+        EXPECT_EQ(ok({1}), run({9}));
         now += 2000;
-        EXPECT_EQ(run({9}), ok({2}));
+        EXPECT_EQ(ok({2}), run({9}));
     }
 }
 
@@ -189,23 +189,23 @@ TEST_F(Commands, APairingGoesOnBelowAStatusSetByHand) {
     Device one;
     one.address = parseAddress("060504030201");
     radio.setDevice(one);
-    EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), ok());
+    EXPECT_EQ(ok(), run({2, 1, 2, 3, 4, 5, 6, 0}));
     radio.setPairingStatus(77);
-    EXPECT_EQ(run({2, 1, 2, 3, 4, 5, 6, 0}), refused(Status::Busy));
+    EXPECT_EQ(refused(Status::Busy), run({2, 1, 2, 3, 4, 5, 6, 0}));
     now = 2000;
-    EXPECT_EQ(run({9}), ok({77}));
-    EXPECT_EQ(radio.whitelist.slots().size(), 1U);
+    EXPECT_EQ(ok({77}), run({9}));
+    EXPECT_EQ(1U, radio.whitelist.slots().size());
     radio.setPairingStatus(std::nullopt);
-    EXPECT_EQ(run({9}), ok({2}));
+    EXPECT_EQ(ok({2}), run({9}));
 }
 
 TEST_F(Commands, AListIsRebuiltByTheCommandOfItsPages) {
     radio.rebuildScan(250);
     rebuildList(radio, "scan_list", 7);
-    EXPECT_EQ(run({4, 0, 15}), ok({1, 0, 0, 0}));
+    EXPECT_EQ(ok({1, 0, 0, 0}), run({4, 0, 15}));
     rebuildList(radio, "whitelist_list", 3);
-    EXPECT_EQ(run({6, 0, 15}), ok({4, 0, 0, 0}));
-    EXPECT_EQ(radio.scan().listId, 1);
+    EXPECT_EQ(ok({4, 0, 0, 0}), run({6, 0, 15}));
+    EXPECT_EQ(1, radio.scan().listId);
 }
 
 } // namespace

@@ -26,48 +26,48 @@ TEST(RadioState, ReadsSettingsDevicesAndWhitelist) {
                     "uuid128":["00112233-4455-6677-8899-aabbccddeeff"],"presence":"away","pairing":"failure",
                     "mitm":true,"from_ms":1,"to_ms":2,"period_ms":3,"found_after_ms":4,"pairing_ms":6}],
         "whitelist":[null,{"address":"000000000001","name":"W","auto_connect":true}]})"));
-    EXPECT_EQ(radio.settings.seed, 7U);
-    EXPECT_EQ(radio.autoConnect, 0);
-    EXPECT_EQ(radio.settings.whitelistPage, 30U);
-    ASSERT_EQ(radio.devices().size(), 1U);
+    EXPECT_EQ(7U, radio.settings.seed);
+    EXPECT_EQ(0, radio.autoConnect);
+    EXPECT_EQ(30U, radio.settings.whitelistPage);
+    ASSERT_EQ(1U, radio.devices().size());
     const Json state = radioState(radio, 0);
-    EXPECT_EQ(state.at("devices")[0].at("uuid16"), Json::array({"180d"}));
-    EXPECT_EQ(state.at("devices")[0].at("uuid128"), Json::array({"00112233445566778899aabbccddeeff"}));
-    EXPECT_EQ(state.at("devices")[0].at("pairing"), "failure");
-    EXPECT_EQ(state.at("devices")[0].at("in_range"), false);
-    EXPECT_EQ(state.at("whitelist").at("slots")[0].at("in_use"), false);
-    EXPECT_EQ(state.at("whitelist").at("slots")[1].at("name"), "W");
-    EXPECT_EQ(state.at("pairing").at("meaning"), "idle");
+    EXPECT_EQ(Json::array({"180d"}), state.at("devices")[0].at("uuid16"));
+    EXPECT_EQ(Json::array({"00112233445566778899aabbccddeeff"}), state.at("devices")[0].at("uuid128"));
+    EXPECT_EQ("failure", state.at("devices")[0].at("pairing"));
+    EXPECT_EQ(false, state.at("devices")[0].at("in_range"));
+    EXPECT_EQ(false, state.at("whitelist").at("slots")[0].at("in_use"));
+    EXPECT_EQ("W", state.at("whitelist").at("slots")[1].at("name"));
+    EXPECT_EQ("idle", state.at("pairing").at("meaning"));
 }
 
 TEST(RadioState, NamesWhatIsWrong) {
-    EXPECT_EQ(errorOf(R"({"speed":1})"), "ble.speed: unknown key");
-    EXPECT_EQ(errorOf(R"({"whitelist_page":37})"), "ble.whitelist_page: must be a whole number from 1 to 36");
-    EXPECT_EQ(errorOf(R"({"devices":[{}]})"), "ble.devices[0].address: missing");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","nmae":"x"}]})"), "ble.devices[0].nmae: unknown key");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","rssi":99}]})"),
-              "ble.devices[0].rssi: must be a whole number from -127 to 20");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","pairing":"no"}]})"),
-              "ble.devices[0].pairing: must be one of success, failure, silent");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001"},{"address":"000000000001"}]})"),
-              "ble.devices[1].address: a device with this address stands before");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","uuid16":["180"]}]})").substr(0, 24),
-              "ble.devices[0].uuid16[0]");
-    EXPECT_EQ(errorOf(R"({"devices":[{"address":"000000000001","from_ms":9,"to_ms":3}]})"),
-              "ble.devices[0].to_ms: lies before from_ms");
-    EXPECT_EQ(errorOf(R"({"whitelist_slots":1,"whitelist":[null,null]})"),
-              "ble.whitelist: more slots than whitelist_slots, 1");
+    EXPECT_EQ("ble.speed: unknown key", errorOf(R"({"speed":1})"));
+    EXPECT_EQ("ble.whitelist_page: must be a whole number from 1 to 36", errorOf(R"({"whitelist_page":37})"));
+    EXPECT_EQ("ble.devices[0].address: missing", errorOf(R"({"devices":[{}]})"));
+    EXPECT_EQ("ble.devices[0].nmae: unknown key", errorOf(R"({"devices":[{"address":"000000000001","nmae":"x"}]})"));
+    EXPECT_EQ("ble.devices[0].rssi: must be a whole number from -127 to 20",
+              errorOf(R"({"devices":[{"address":"000000000001","rssi":99}]})"));
+    EXPECT_EQ("ble.devices[0].pairing: must be one of success, failure, silent",
+              errorOf(R"({"devices":[{"address":"000000000001","pairing":"no"}]})"));
+    EXPECT_EQ("ble.devices[1].address: a device with this address stands before",
+              errorOf(R"({"devices":[{"address":"000000000001"},{"address":"000000000001"}]})"));
+    EXPECT_EQ("ble.devices[0].uuid16[0]",
+              errorOf(R"({"devices":[{"address":"000000000001","uuid16":["180"]}]})").substr(0, 24));
+    EXPECT_EQ("ble.devices[0].to_ms: lies before from_ms",
+              errorOf(R"({"devices":[{"address":"000000000001","from_ms":9,"to_ms":3}]})"));
+    EXPECT_EQ("ble.whitelist: more slots than whitelist_slots, 1",
+              errorOf(R"({"whitelist_slots":1,"whitelist":[null,null]})"));
     const std::string longName(53, 'n');
     EXPECT_EQ(
+        "ble.devices[0]: name and UUIDs take more than the 68 bytes that a scan entry holds",
         errorOf((R"({"devices":[{"address":"000000000001","uuid128":["00112233445566778899aabbccddeeff"],"name":")" +
                  longName + "\"}]}")
-                    .c_str()),
-        "ble.devices[0]: name and UUIDs take more than the 68 bytes that a scan entry holds");
+                    .c_str()));
 }
 
 TEST(RadioState, EveryScenarioOfTheCameraIsReadable) {
     DIR* folder = opendir(ZV_SCENARIOS);
-    ASSERT_NE(folder, nullptr);
+    ASSERT_NE(nullptr, folder);
     int count = 0;
     while (const dirent* entry = readdir(folder)) {
         const std::string name = entry->d_name;

@@ -46,14 +46,14 @@ TEST(WhitelistFile, KeepsSlotsFreeOnesAndTheSettingButNoConnections) {
     saveWhitelist(path, {0, {slot(), free, Slot()}});
     const std::optional<KeptWhitelist> kept = loadWhitelist(path);
     ASSERT_TRUE(kept);
-    EXPECT_EQ(kept->autoConnect, 0);
-    ASSERT_EQ(kept->slots.size(), 3U);
-    EXPECT_EQ(kept->slots[0].flags(), 0x0058);
-    EXPECT_EQ(kept->slots[0].name, "Name \"quoted\"");
-    EXPECT_EQ(kept->slots[0].addressType, 1);
-    EXPECT_EQ(kept->slots[0].address, slot().address);
+    EXPECT_EQ(0, kept->autoConnect);
+    ASSERT_EQ(3U, kept->slots.size());
+    EXPECT_EQ(0x0058, kept->slots[0].flags());
+    EXPECT_EQ("Name \"quoted\"", kept->slots[0].name);
+    EXPECT_EQ(1, kept->slots[0].addressType);
+    EXPECT_EQ(slot().address, kept->slots[0].address);
     EXPECT_FALSE(kept->slots[1].inUse);
-    EXPECT_EQ(kept->slots[1].address, slot().address);
+    EXPECT_EQ(slot().address, kept->slots[1].address);
     EXPECT_FALSE(kept->slots[2].inUse);
 }
 
@@ -74,34 +74,34 @@ TEST(WhitelistFile, ALongNameIsCutBetweenItsCharacters) {
     const std::string two = "\xc3\xa9";
     const std::string three = "\xe2\x82\xac";
     const std::string four = "\xf0\x9f\x8e\xa5";
-    EXPECT_EQ(keptName(std::string(40, 'a')), std::string(31, 'a'));
-    EXPECT_EQ(keptName(std::string(29, 'a') + two), std::string(29, 'a') + two);
-    EXPECT_EQ(keptName(std::string(30, 'a') + two), std::string(30, 'a'));
-    EXPECT_EQ(keptName(std::string(28, 'a') + three + "b"), std::string(28, 'a') + three);
-    EXPECT_EQ(keptName(std::string(29, 'a') + three), std::string(29, 'a'));
-    EXPECT_EQ(keptName(std::string(30, 'a') + three), std::string(30, 'a'));
-    EXPECT_EQ(keptName(std::string(28, 'a') + four), std::string(28, 'a'));
-    EXPECT_EQ(keptName(std::string(30, 'a') + four), std::string(30, 'a'));
+    EXPECT_EQ(std::string(31, 'a'), keptName(std::string(40, 'a')));
+    EXPECT_EQ(std::string(29, 'a') + two, keptName(std::string(29, 'a') + two));
+    EXPECT_EQ(std::string(30, 'a'), keptName(std::string(30, 'a') + two));
+    EXPECT_EQ(std::string(28, 'a') + three, keptName(std::string(28, 'a') + three + "b"));
+    EXPECT_EQ(std::string(29, 'a'), keptName(std::string(29, 'a') + three));
+    EXPECT_EQ(std::string(30, 'a'), keptName(std::string(30, 'a') + three));
+    EXPECT_EQ(std::string(28, 'a'), keptName(std::string(28, 'a') + four));
+    EXPECT_EQ(std::string(30, 'a'), keptName(std::string(30, 'a') + four));
 }
 
 TEST(WhitelistFile, IsReplacedInOneStep) {
     saveWhitelist(path, {1, {slot()}});
     const std::string link = folder + "/old";
-    ASSERT_EQ(::link(path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(0, ::link(path.c_str(), link.c_str()));
     saveWhitelist(path, {1, {}});
-    EXPECT_EQ(loadWhitelist(link)->slots.size(), 1U); // the old file was not written to
-    EXPECT_EQ(loadWhitelist(path)->slots.size(), 0U);
+    EXPECT_EQ(1U, loadWhitelist(link)->slots.size()); // the old file was not written to
+    EXPECT_EQ(0U, loadWhitelist(path)->slots.size());
     struct stat status {};
-    EXPECT_NE(stat((path + ".new").c_str(), &status), 0);
+    EXPECT_NE(0, stat((path + ".new").c_str(), &status));
 }
 
 TEST(WhitelistFile, WhatItCannotReadIsNamed) {
-    EXPECT_NE(errorOf("{"), "");
-    EXPECT_EQ(errorOf("[]"), path + ": the document: must be an object");
-    EXPECT_EQ(errorOf(R"({"slots":[{"address":"xyz"}]})"),
-              path + ": slots[0].address: odd number of hexadecimal digits");
-    EXPECT_EQ(errorOf(R"({"slots":[{}]})"), path + ": slots[0].address: missing");
-    EXPECT_EQ(errorOf(R"({"slot":[]})"), path + ": slot: unknown key");
+    EXPECT_NE("", errorOf("{"));
+    EXPECT_EQ(path + ": the document: must be an object", errorOf("[]"));
+    EXPECT_EQ(path + ": slots[0].address: odd number of hexadecimal digits",
+              errorOf(R"({"slots":[{"address":"xyz"}]})"));
+    EXPECT_EQ(path + ": slots[0].address: missing", errorOf(R"({"slots":[{}]})"));
+    EXPECT_EQ(path + ": slot: unknown key", errorOf(R"({"slot":[]})"));
 }
 
 TEST(WhitelistFile, AFolderThatCannotBeMadeIsAnError) {

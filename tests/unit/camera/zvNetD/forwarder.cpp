@@ -24,12 +24,12 @@ TEST(Forwarder, GivesUpWhatAFullQueueHasNotTakenInTime) {
         request.raw = {first};
         forwarder.forward(request);
     }
-    EXPECT_EQ(forwarder.backlog(), 2U);
-    EXPECT_EQ(settled, "");
+    EXPECT_EQ(2U, forwarder.backlog());
+    EXPECT_EQ("", settled);
     for (int i = 0; i < 400 && forwarder.backlog() > 0; ++i) {
         loop.runOnce(milliseconds(20));
     }
-    EXPECT_EQ(settled, "7queue full;8queue full;");
+    EXPECT_EQ("7queue full;8queue full;", settled);
 }
 
 } // namespace

@@ -38,18 +38,18 @@ TEST(ZvNetD, PairingPhaseSetsTheAccessPointsState) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, enter));
-    EXPECT_EQ(answers.receive(), statusReply(0));
-    EXPECT_EQ(pairingState(control), 1);
+    EXPECT_EQ(statusReply(0), answers.receive());
+    EXPECT_EQ(1, pairingState(control));
     ASSERT_TRUE(sendTo(net, leave));
-    EXPECT_EQ(answers.receive(), statusReply(0));
-    EXPECT_EQ(pairingState(control), 0);
+    EXPECT_EQ(statusReply(0), answers.receive());
+    EXPECT_EQ(0, pairingState(control));
 }
 
 TEST(ZvNetD, WithoutZvControlDThePairingPhaseIsUnreachable) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, enter));
-    EXPECT_EQ(answers.receive(), statusReply(6));
+    EXPECT_EQ(statusReply(6), answers.receive());
 }
 
 TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
@@ -59,8 +59,8 @@ TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
     TestQueue others("/to_ZVCC13");
     ASSERT_TRUE(sendTo(net, enter));
     ASSERT_TRUE(sendTo(net, request("??", {}, "/to_ZVCC13", net)));
-    EXPECT_EQ(others.receive(milliseconds(2000)), statusReply(1));
-    EXPECT_EQ(answers.receive(milliseconds(8000)), statusReply(6)); // after its five seconds
+    EXPECT_EQ(statusReply(1), others.receive(milliseconds(2000)));
+    EXPECT_EQ(statusReply(6), answers.receive(milliseconds(8000))); // after its five seconds
 }
 
 TEST(ZvNetD, MoreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
@@ -73,10 +73,10 @@ TEST(ZvNetD, MoreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
     }
     ASSERT_TRUE(sendTo(net, request("PD", {1, 3}, refused.name(), net)));
     ASSERT_TRUE(sendTo(net, request("PX", {}, refused.name(), net)));
-    EXPECT_EQ(refused.receive(milliseconds(2000)), statusReply(6));
-    EXPECT_EQ(refused.receive(milliseconds(2000)), statusReply(6));
-    EXPECT_EQ(waiting.receive(milliseconds(0)), std::nullopt); // the others still wait
-    EXPECT_EQ(waiting.receive(milliseconds(8000)), statusReply(6));
+    EXPECT_EQ(statusReply(6), refused.receive(milliseconds(2000)));
+    EXPECT_EQ(statusReply(6), refused.receive(milliseconds(2000)));
+    EXPECT_EQ(std::nullopt, waiting.receive(milliseconds(0))); // the others still wait
+    EXPECT_EQ(statusReply(6), waiting.receive(milliseconds(8000)));
 }
 
 TEST(ZvNetD, PassesRequestsForTheBleDaemonOnUnchanged) {
@@ -84,14 +84,14 @@ TEST(ZvNetD, PassesRequestsForTheBleDaemonOnUnchanged) {
     TestQueue ble("/to_ble", 10, 2048);
     const Bytes message = request("BL", {9}, reply, "/to_ble");
     ASSERT_TRUE(sendTo(net, message));
-    EXPECT_EQ(ble.receive(), message);
+    EXPECT_EQ(message, ble.receive());
 }
 
 TEST(ZvNetD, RefusesAtOnceWhenTheBleDaemonIsAbsent) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, "/to_ble")));
-    EXPECT_EQ(answers.receive(), statusReply(6));
+    EXPECT_EQ(statusReply(6), answers.receive());
 }
 
 TEST(ZvNetD, KeepsABacklogInOrderForAFullQueueAndThenRefuses) {
@@ -103,26 +103,26 @@ TEST(ZvNetD, KeepsABacklogInOrderForAFullQueueAndThenRefuses) {
         ASSERT_TRUE(sendTo(net, request("BL", {9, i}, reply, "/to_ble")));
     }
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(answers.receive(), statusReply(6));
+        EXPECT_EQ(statusReply(6), answers.receive());
     }
-    EXPECT_EQ(daemon.call("backlog"), 64);
+    EXPECT_EQ(64, daemon.call("backlog"));
     for (std::uint8_t i = 0; i < room; ++i) {
-        EXPECT_EQ(ble.receive(), request("BL", {9, i}, reply, "/to_ble"));
+        EXPECT_EQ(request("BL", {9, i}, reply, "/to_ble"), ble.receive());
     }
-    EXPECT_EQ(answers.receive(milliseconds(50)), std::nullopt);
+    EXPECT_EQ(std::nullopt, answers.receive(milliseconds(50)));
 }
 
 TEST(ZvNetD, UnknownTagsAndDestinationsAreRefused) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, net)));
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, "/to_other")));
-    EXPECT_EQ(answers.receive(), statusReply(2));
+    EXPECT_EQ(statusReply(2), answers.receive());
     ASSERT_TRUE(sendTo(net, zvcam::encodeMessage({2, {{65, {'P', 'D'}}, {68, Bytes(reply, reply + 10)}, {238, {}}}})));
-    EXPECT_EQ(answers.receive(), statusReply(2));
+    EXPECT_EQ(statusReply(2), answers.receive());
 }
 
 TEST(ZvNetD, LogsAndSkipsWhatIsNoRequest) {
@@ -130,7 +130,7 @@ TEST(ZvNetD, LogsAndSkipsWhatIsNoRequest) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     const Bytes large = request("PZ", Bytes(1456), reply, net);
-    ASSERT_EQ(large.size(), 1501U);
+    ASSERT_EQ(1501U, large.size());
     ASSERT_TRUE(sendTo(net, large));
     Bytes cut = enter;
     cut.resize(20);
@@ -139,15 +139,15 @@ TEST(ZvNetD, LogsAndSkipsWhatIsNoRequest) {
     Bytes answer = enter;
     answer[3] = 3;
     ASSERT_TRUE(sendTo(net, answer));
-    EXPECT_EQ(daemon.waitForCount("skipped", 4), 4U);
+    EXPECT_EQ(4U, daemon.waitForCount("skipped", 4));
     EXPECT_THAT(log.texts(),
                 testing::IsSupersetOf({"/to_zvnet: oversized message of 1501 bytes skipped",
                                        "/to_zvnet: malformed message: element cut short skipped",
                                        "/to_zvnet: malformed message: shorter than a message header skipped",
                                        "/to_zvnet: message of category 3 is no request skipped"}));
-    EXPECT_EQ(answers.receive(milliseconds(20)), std::nullopt);
+    EXPECT_EQ(std::nullopt, answers.receive(milliseconds(20)));
     ASSERT_TRUE(sendTo(net, request("PZ", Bytes(1455), reply, net))); // 1500 bytes are none too many
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
 }
 
 TEST(ZvNetD, AReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
@@ -163,15 +163,15 @@ TEST(ZvNetD, AReplyQueueThatDoesNotTakeItsReplyIsLoggedAndSkipped) {
     TestQueue small("/to_small", 1, 4);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, "/to_small", net)));
     ASSERT_TRUE(sendTo(net, request("PZ", {}, net, net))); // its own queue: a reply is no request
-    EXPECT_EQ(daemon.waitForCount("unanswered", 6), 6U);
-    EXPECT_EQ(daemon.waitForCount("skipped", 1), 1U);
+    EXPECT_EQ(6U, daemon.waitForCount("unanswered", 6));
+    EXPECT_EQ(1U, daemon.waitForCount("skipped", 1));
     EXPECT_THAT(log.texts(), testing::IsSupersetOf({"/to_zvnet: no answer to /to_absent: no such queue",
                                                     "/to_zvnet: request without a usable reply queue, no answer",
                                                     "/to_zvnet: no answer to /to_full: queue full",
                                                     "/to_zvnet: no answer to /to_small: refused by the queue"}));
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
 }
 
 TEST(ZvNetD, StandsThousandsOfMalformedMessages) {
@@ -192,54 +192,54 @@ TEST(ZvNetD, StandsThousandsOfMalformedMessages) {
         while (ble.receive(milliseconds(0))) {
         }
     }
-    EXPECT_EQ(daemon.waitForCount("received", 3000), 3000U);
+    EXPECT_EQ(3000U, daemon.waitForCount("received", 3000));
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
 }
 
 TEST(ZvNetD, FaultsSpoilThePairingPhasesReplies) {
     DaemonProcess control("zvControlD");
     DaemonProcess daemon("zvNetD", R"({"faults":[{"command":"PD","fault":"refused","status":9,"count":1},
         {"command":"PX","fault":"late","ms":300,"count":1},{"command":"scan","fault":"missing"}]})");
-    EXPECT_EQ(daemon.call("fault_list").size(), 2U);
+    EXPECT_EQ(2U, daemon.call("fault_list").size());
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, enter));
-    EXPECT_EQ(answers.receive(), statusReply(9));
-    EXPECT_EQ(pairingState(control), 0); // refused: not carried out
+    EXPECT_EQ(statusReply(9), answers.receive());
+    EXPECT_EQ(0, pairingState(control)); // refused: not carried out
     ASSERT_TRUE(sendTo(net, leave));
-    EXPECT_EQ(answers.receive(milliseconds(150)), std::nullopt);
-    EXPECT_EQ(answers.receive(), statusReply(0));
+    EXPECT_EQ(std::nullopt, answers.receive(milliseconds(150)));
+    EXPECT_EQ(statusReply(0), answers.receive());
     daemon.call("fault_add", {{"command", "PD"}, {"fault", "missing"}, {"count", 1}});
     ASSERT_TRUE(sendTo(net, enter));
-    EXPECT_EQ(answers.receive(milliseconds(150)), std::nullopt);
-    EXPECT_EQ(pairingState(control), 1); // missing: carried out
+    EXPECT_EQ(std::nullopt, answers.receive(milliseconds(150)));
+    EXPECT_EQ(1, pairingState(control)); // missing: carried out
 }
 
 TEST(ZvNetD, TracesWhatComesAndGoes) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
     zvcam::AdminClient follower("/run/zarvo/zvNetD.admin");
-    EXPECT_EQ(follower.call("trace_follow"), zvcam::Json::array());
+    EXPECT_EQ(zvcam::Json::array(), follower.call("trace_follow"));
     const Bytes message = request("BL", {9}, reply, "/to_ble");
     ASSERT_TRUE(sendTo(net, message));
     const zvcam::Json in = follower.nextEvent(milliseconds(5000));
-    EXPECT_EQ(in.at("direction"), "in");
-    EXPECT_EQ(in.at("queue"), net);
-    EXPECT_EQ(in.at("hex"), zvcam::toHex(message));
+    EXPECT_EQ("in", in.at("direction"));
+    EXPECT_EQ(net, in.at("queue"));
+    EXPECT_EQ(zvcam::toHex(message), in.at("hex"));
     const zvcam::Json out = follower.nextEvent(milliseconds(5000));
-    EXPECT_EQ(out.at("direction"), "out");
-    EXPECT_EQ(out.at("queue"), "/to_ble");
-    EXPECT_EQ(out.at("note"), "sent");
-    EXPECT_EQ(daemon.call("trace").size(), 2U);
+    EXPECT_EQ("out", out.at("direction"));
+    EXPECT_EQ("/to_ble", out.at("queue"));
+    EXPECT_EQ("sent", out.at("note"));
+    EXPECT_EQ(2U, daemon.call("trace").size());
 }
 
 TEST(ZvNetD, EndsOnSignalsAndRemovesItsQueueAndSocket) {
     for (const int number : {SIGTERM, SIGINT}) {
         DaemonProcess daemon("zvNetD");
         EXPECT_TRUE(queueExists(net));
-        EXPECT_EQ(daemon.end(number), 0);
+        EXPECT_EQ(0, daemon.end(number));
         EXPECT_FALSE(queueExists(net));
-        EXPECT_NE(access("/run/zarvo/zvNetD.admin", F_OK), 0);
+        EXPECT_NE(0, access("/run/zarvo/zvNetD.admin", F_OK));
     }
 }
 
@@ -249,16 +249,16 @@ TEST(ZvNetD, StartsAgainAfterItWasKilled) {
     DaemonProcess daemon("zvNetD");
     TestQueue answers(reply);
     ASSERT_TRUE(sendTo(net, request("PZ", {}, reply, net)));
-    EXPECT_EQ(answers.receive(), statusReply(1));
+    EXPECT_EQ(statusReply(1), answers.receive());
 }
 
 TEST(ZvNetD, WrongOptionsAndScenariosAreClearErrors) {
-    EXPECT_EQ(runToEnd("zvNetD", {"--nonsense"}).status, 2);
+    EXPECT_EQ(2, runToEnd("zvNetD", {"--nonsense"}).status);
     Ended ended = runToEnd("zvNetD", {"--scenario", "/none"});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.error, "zvNetD: /none: cannot be opened\n");
+    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ("zvNetD: /none: cannot be opened\n", ended.error);
     ended = runToEnd("zvNetD", {"--run-dir", "/nowhere"});
-    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(1, ended.status);
     EXPECT_THAT(ended.error, HasSubstr("/nowhere/zvNetD.admin"));
     EXPECT_FALSE(queueExists(net));
 }

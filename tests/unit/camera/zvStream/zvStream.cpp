@@ -40,7 +40,7 @@ protected:
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-        EXPECT_EQ(all.size(), lines);
+        EXPECT_EQ(lines, all.size());
         all.resize(lines);
         return all;
     }
@@ -54,12 +54,12 @@ protected:
 TEST_F(ZvStream, LogsStartWithItsArgumentsAndRuns) {
     const pid_t process = startProgram("zvStream", {"-x", "a b", ""}, {});
     const Json start = log(1)[0];
-    EXPECT_EQ(start["event"], "start");
-    EXPECT_EQ(start["pid"], process);
-    EXPECT_EQ(start["arguments"], (Json{"-x", "a b", ""}));
+    EXPECT_EQ("start", start["event"]);
+    EXPECT_EQ(process, start["pid"]);
+    EXPECT_EQ((Json{"-x", "a b", ""}), start["arguments"]);
     EXPECT_THAT(start["time"].get<std::string>(),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3}Z"));
-    EXPECT_EQ(kill(process, 0), 0);
+    EXPECT_EQ(0, kill(process, 0));
     stop(process, SIGKILL);
 }
 
@@ -80,32 +80,32 @@ TEST_F(ZvStream, LinesAreWrittenAsDocumented) {
 TEST_F(ZvStream, EndsCleanlyOnSigint) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
-    EXPECT_EQ(stop(process, SIGINT), 0);
+    EXPECT_EQ(0, stop(process, SIGINT));
     const Json end = log(2)[1];
-    EXPECT_EQ(end["event"], "end");
-    EXPECT_EQ(end["pid"], process);
-    EXPECT_EQ(end["reason"], "SIGINT");
+    EXPECT_EQ("end", end["event"]);
+    EXPECT_EQ(process, end["pid"]);
+    EXPECT_EQ("SIGINT", end["reason"]);
 }
 
 TEST_F(ZvStream, EndsCleanlyOnSigterm) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
-    EXPECT_EQ(stop(process, SIGTERM), 0);
-    EXPECT_EQ(log(2)[1]["reason"], "SIGTERM");
+    EXPECT_EQ(0, stop(process, SIGTERM));
+    EXPECT_EQ("SIGTERM", log(2)[1]["reason"]);
 }
 
 TEST_F(ZvStream, EndsOnSigintAlsoWhenAShellStartedItWithSigintIgnored) {
     std::signal(SIGINT, SIG_IGN);
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
-    EXPECT_EQ(stop(process, SIGINT), 0);
-    EXPECT_EQ(log(2)[1]["reason"], "SIGINT");
+    EXPECT_EQ(0, stop(process, SIGINT));
+    EXPECT_EQ("SIGINT", log(2)[1]["reason"]);
 }
 
 TEST_F(ZvStream, AKilledOneLeavesNoEnd) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
-    EXPECT_EQ(stop(process, SIGKILL), 128 + SIGKILL);
+    EXPECT_EQ(128 + SIGKILL, stop(process, SIGKILL));
     log(1);
 }
 
@@ -117,14 +117,14 @@ TEST_F(ZvStream, SeveralAppendToOneLog) {
     stop(first, SIGINT);
     stop(second, SIGINT);
     const auto lines = log(4);
-    EXPECT_EQ(lines[1]["arguments"], Json{"2"});
-    EXPECT_EQ(lines[2]["pid"], first);
-    EXPECT_EQ(lines[3]["pid"], second);
+    EXPECT_EQ(Json{"2"}, lines[1]["arguments"]);
+    EXPECT_EQ(first, lines[2]["pid"]);
+    EXPECT_EQ(second, lines[3]["pid"]);
 }
 
 TEST_F(ZvStream, ShowsBytesThatAreNoUtf8AsTheReplacementCharacter) {
     const pid_t process = startProgram("zvStream", {"a\xFFz"}, {});
-    EXPECT_EQ(log(1)[0]["arguments"], Json{"a\uFFFDz"});
+    EXPECT_EQ(Json{"a\uFFFDz"}, log(1)[0]["arguments"]);
     stop(process, SIGINT);
 }
 
@@ -135,24 +135,24 @@ TEST_F(ZvStream, RunsWithoutItsLogAndSaysSo) {
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(errors.text(), "/tmp/fuse_d/ZvStream.log: No such file or directory\n");
-    EXPECT_EQ(kill(process, 0), 0);
-    EXPECT_EQ(stop(process, SIGINT), 0);
+    EXPECT_EQ("/tmp/fuse_d/ZvStream.log: No such file or directory\n", errors.text());
+    EXPECT_EQ(0, kill(process, 0));
+    EXPECT_EQ(0, stop(process, SIGINT));
 }
 
 TEST_F(ZvStream, ALogWithoutRoomForTheWholeLineIsTold) {
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const rlimit room{60, RLIM_INFINITY}; // more than the message, less than the line
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &room));
     const pid_t process = startProgram("zvStream", {}, {});
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(errors.text(), "/tmp/fuse_d/ZvStream.log: No space left on device\n");
-    EXPECT_EQ(std::filesystem::file_size(path), 60U);
-    EXPECT_EQ(stop(process, SIGKILL), 128 + SIGKILL);
+    EXPECT_EQ("/tmp/fuse_d/ZvStream.log: No space left on device\n", errors.text());
+    EXPECT_EQ(60U, std::filesystem::file_size(path));
+    EXPECT_EQ(128 + SIGKILL, stop(process, SIGKILL));
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &unlimited));
 }
 
 } // namespace
