@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -101,7 +102,7 @@ int zvMbox_send(const void* message, int length, zvMbox_attr* zvattr) {
     return mq_send(zvattr->mqd, static_cast<const char*>(message), static_cast<std::size_t>(length), priority);
 }
 
-int snzvMbox_receive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
+int snzvMbox_receive(void* buffer, std::uint32_t size, zvMbox_attr* zvattr) {
     const ssize_t length = mq_receive(zvattr->mqd, static_cast<char*>(buffer), size, nullptr);
     if (length < 0) {
         zv::assertFailed(modulePath, "snzvMbox_receive", 124, "(len = mq_receive(zvattr->mqd, buf, size, NULL)) >= 0");
@@ -109,7 +110,7 @@ int snzvMbox_receive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
     return static_cast<int>(length);
 }
 
-int snzvMbox_timedreceive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
+int snzvMbox_timedreceive(void* buffer, std::uint32_t size, zvMbox_attr* zvattr) {
     timeval now{};
     gettimeofday(&now, nullptr);
     timespec deadline{};

@@ -4,6 +4,7 @@
 #include "bleMessages.h"
 #include "zvErrno.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -35,7 +36,7 @@ public:
             return nullptr;
         }
         if (element->getLength() == 0) {
-            BLE_LOG(UTIL_LOG_ERROR, "ERROR: typeRSP did not contain enough bytes for int8_t (got %d)\n",
+            BLE_LOG(UTIL_LOG_ERROR, "ERROR: typeRSP did not contain enough bytes for std::int8_t (got %d)\n",
                     element->getLength());
             return nullptr;
         }

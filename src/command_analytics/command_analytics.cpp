@@ -39,7 +39,7 @@ int answerNoContent(int line) {
 }
 
 // Both fields deliberately stand in one line, with no status line: exactly this is the interface.
-void sendHeader(int32_t size) {
+void sendHeader(std::int32_t size) {
     char header[96];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
@@ -51,7 +51,7 @@ int answerFile(const char* path) {
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
-    int32_t size = 0;
+    std::int32_t size = 0;
     if (analytics_seek_end(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
     }
@@ -68,7 +68,7 @@ int answerFile(const char* path) {
 
 int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
     int returned = 0;
-    int32_t recording = 0;
+    std::int32_t recording = 0;
     if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
         return ZV_ERR;
     }

@@ -4,6 +4,7 @@
 #include "zvCtrlD.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -31,14 +32,14 @@ bool makeKey(char (&key)[keySize], char letter, int number) {
     return length > 0 && length != keySize;
 }
 
-int readAction(const std::string& text, int32_t& action) {
+int readAction(const std::string& text, std::int32_t& action) {
     static constexpr const char* names[] = {"start", "stop", "restart"};
     static_assert(exec_start == 0 && exec_stop == 1 && exec_restart == 2);
     const auto* const found = std::find(std::begin(names), std::end(names), text);
     if (found == std::end(names)) {
         return -1;
     }
-    action = static_cast<int32_t>(found - std::begin(names));
+    action = static_cast<std::int32_t>(found - std::begin(names));
     return 0;
 }
 

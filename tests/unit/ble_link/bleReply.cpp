@@ -2,6 +2,7 @@
 
 #include "bleTest.h"
 
+#include <cstdint>
 #include <numeric>
 
 using testing::ElementsAre;
@@ -89,7 +90,7 @@ TEST_F(Reply, WithoutAResponseElement) {
 }
 
 TEST_F(Reply, EmptyResponseElement) {
-    expectFailure({0, 8, 0, 3, 0, 0, 0, 69}, {"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
+    expectFailure({0, 8, 0, 3, 0, 0, 0, 69}, {"ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n"});
 }
 
 TEST_F(Reply, NothingAtAll) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -144,7 +145,7 @@ protected:
     AnalyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
     ~AnalyticsSend() override { close(out); }
 
-    int send(int32_t limit) {
+    int send(std::int32_t limit) {
         std::FILE* const file = analytics_open(path);
         EXPECT_NE(nullptr, file);
         const int result = analytics_send(out, file, limit);
@@ -195,7 +196,7 @@ TEST_F(AnalyticsSend, EverySizeAroundTheLimitsArrivesWhole) {
             ASSERT_EQ(0, lseek(out, 0, SEEK_SET));
             const std::string bytes = pattern(size);
             writeFile(bytes);
-            EXPECT_EQ(0, send(static_cast<int32_t>(size)));
+            EXPECT_EQ(0, send(static_cast<std::int32_t>(size)));
             EXPECT_EQ(bytes, sent()) << size;
         }
     }
@@ -246,7 +247,7 @@ TEST_F(AnalyticsSend, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
-int seekEnd(const char* file, int32_t& size) {
+int seekEnd(const char* file, std::int32_t& size) {
     std::FILE* const stream = analytics_open(file);
     EXPECT_NE(nullptr, stream);
     const int result = analytics_seek_end(stream, size);
@@ -262,7 +263,7 @@ TEST(AnalyticsOpen, FindsNoFile) {
 TEST(AnalyticsSeek, TellsTheSizeAndGoesBackToTheStart) {
     writeFile("0123456789");
     std::FILE* const file = analytics_open(path);
-    int32_t size = -1;
+    std::int32_t size = -1;
     EXPECT_EQ(0, analytics_seek_end(file, size));
     EXPECT_EQ(10, size);
     EXPECT_EQ(EOF, std::fgetc(file));
@@ -273,13 +274,13 @@ TEST(AnalyticsSeek, TellsTheSizeAndGoesBackToTheStart) {
 
 TEST(AnalyticsSeek, FailsForAPipeWithoutWaitingForAWriter) {
     ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
-    int32_t size = -5;
+    std::int32_t size = -5;
     EXPECT_EQ(-1, seekEnd("/tmp/pipe", size));
     EXPECT_EQ(-5, size);
 }
 
 TEST(AnalyticsSeek, FailsForADirectory) {
-    int32_t size = -5;
+    std::int32_t size = -5;
     EXPECT_EQ(-1, seekEnd("/tmp", size));
     EXPECT_EQ(-1, seekEnd("/usr", size));
     EXPECT_EQ(-5, size);
@@ -288,7 +289,7 @@ TEST(AnalyticsSeek, FailsForADirectory) {
 TEST(AnalyticsSeek, NamesSizesUpToTheLastOf32Bits) {
     writeFile("");
     ASSERT_EQ(0, truncate(path, 0x7FFFFFFF));
-    int32_t size = 0;
+    std::int32_t size = 0;
     EXPECT_EQ(0, seekEnd(path, size));
     EXPECT_EQ(2147483647, size);
 }
@@ -296,7 +297,7 @@ TEST(AnalyticsSeek, NamesSizesUpToTheLastOf32Bits) {
 TEST(AnalyticsSeek, FailsForFilesOf2GibibytesAndMore) {
     writeFile("");
     ASSERT_EQ(0, truncate(path, off_t{1} << 31));
-    int32_t size = -5;
+    std::int32_t size = -5;
     EXPECT_EQ(-1, seekEnd(path, size));
     ASSERT_EQ(0, truncate(path, (off_t{1} << 32) + 5));
     EXPECT_EQ(-1, seekEnd(path, size));

@@ -2,6 +2,7 @@
 #include "csi.h"
 
 #include <chrono>
+#include <cstdint>
 #include <fcntl.h>
 #include <limits>
 #include <map>
@@ -175,7 +176,7 @@ TEST_F(PairingPhase, BadReplies) {
                                       "ble_pairing_phase p=0 command failed"));
     peer.reply(message(3, element(69, {})));
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=0"));
-    EXPECT_THAT(logged(), ElementsAre("ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n",
+    EXPECT_THAT(logged(), ElementsAre("ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n",
                                       "ble_pairing_phase p=0 command failed"));
 }
 

@@ -3,6 +3,7 @@
 #include "wrappedSystem.h"
 
 #include <chrono>
+#include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -36,7 +37,7 @@ Done execute(ExecEntry& entry) {
     return {result, stream.str()};
 }
 
-Done execute(const std::string& program, const std::string& arguments, int32_t action) {
+Done execute(const std::string& program, const std::string& arguments, std::int32_t action) {
     ExecEntry entry{program, arguments, action};
     return execute(entry);
 }
@@ -107,7 +108,7 @@ TEST(ExecuteCommand, APipeInTheInstallationIsNotWaitedFor) {
 
 TEST(ExecuteCommand, ADirectoryOfTheInstallationCanBeReadAndIsNotWhitelisted) {
     const Installation installation;
-    for (const int32_t action : {exec_stop, exec_start}) {
+    for (const std::int32_t action : {exec_stop, exec_start}) {
         const Done done = execute(".", "", action);
         EXPECT_EQ(-1, done.result);
         EXPECT_EQ(done.text, action == exec_stop ? failure("stop: not in whitelist", "stopProg", 339)
@@ -118,7 +119,7 @@ TEST(ExecuteCommand, ADirectoryOfTheInstallationCanBeReadAndIsNotWhitelisted) {
 TEST(ExecuteCommand, AnInstalledProgramThatIsNotWhitelistedIsNeitherStartedNorStopped) {
     const Installation installation;
     Installation::addFile("other");
-    for (const int32_t action : {exec_stop, exec_restart}) {
+    for (const std::int32_t action : {exec_stop, exec_restart}) {
         const Done done = execute("other", "", action);
         EXPECT_EQ(-1, done.result);
         EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), done.text);
@@ -131,7 +132,7 @@ TEST(ExecuteCommand, AnInstalledProgramThatIsNotWhitelistedIsNeitherStartedNorSt
 
 TEST(ExecuteCommand, RefusesActionsOutOfRange) {
     const Installation installation;
-    for (const int32_t action : {-1, 3}) {
+    for (const std::int32_t action : {-1, 3}) {
         const Done done = execute("zvStream", "", action);
         EXPECT_EQ(-1, done.result);
         EXPECT_EQ(failure("invalid command " + std::to_string(action), "executeCommand", 305), done.text);

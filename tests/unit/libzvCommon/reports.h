@@ -5,6 +5,7 @@
 #include "syslogCapture.h"
 #include "zvLog.h"
 
+#include <cstdint>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,8 +13,8 @@
 namespace zvtest {
 
 constexpr const char* wifiLog = "/tmp/fuse_d/wifi_log.txt";
-constexpr uint32_t toFile = 0x20000000;
-constexpr uint32_t toStdout = 0x40000000;
+constexpr std::uint32_t toFile = 0x20000000;
+constexpr std::uint32_t toStdout = 0x40000000;
 
 inline bool exists(const char* path) {
     return access(path, F_OK) == 0;
@@ -48,7 +49,7 @@ struct Reported {
 
 // Runs the piece in a child with the switch word and tells everything it reported.
 template<typename Piece>
-Reported reported(uint32_t switches, Piece piece) {
+Reported reported(std::uint32_t switches, Piece piece) {
     mkdir("/tmp/fuse_d", 0777);
     unlink(wifiLog);
     Child child([&] {

@@ -12,7 +12,7 @@
 
 namespace zvtest {
 
-using Bytes = std::vector<uint8_t>;
+using Bytes = std::vector<std::uint8_t>;
 
 // Memory of some bytes that ends at an inaccessible page.
 class GuardedBuffer {
@@ -21,7 +21,7 @@ public:
         const std::size_t pages = size / page_ + 1;
         total_ = (pages + 1) * page_;
         void* map = mmap(nullptr, total_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        base_ = static_cast<uint8_t*>(map);
+        base_ = static_cast<std::uint8_t*>(map);
         mprotect(base_ + pages * page_, page_, PROT_NONE);
         end_ = base_ + pages * page_;
         size_ = size;
@@ -31,10 +31,10 @@ public:
     GuardedBuffer& operator=(const GuardedBuffer&) = delete;
 
     // The last size bytes before the inaccessible page.
-    uint8_t* last(std::size_t size) { return end_ - size; }
-    uint8_t* data() { return last(size_); }
+    std::uint8_t* last(std::size_t size) { return end_ - size; }
+    std::uint8_t* data() { return last(size_); }
     // The bytes placed so that they end at the inaccessible page.
-    uint8_t* place(const Bytes& bytes) {
+    std::uint8_t* place(const Bytes& bytes) {
         return std::copy(bytes.begin(), bytes.end(), last(bytes.size())) - bytes.size();
     }
 
@@ -42,8 +42,8 @@ private:
     std::size_t page_;
     std::size_t total_ = 0;
     std::size_t size_ = 0;
-    uint8_t* base_ = nullptr;
-    uint8_t* end_ = nullptr;
+    std::uint8_t* base_ = nullptr;
+    std::uint8_t* end_ = nullptr;
 };
 
 struct Found {
@@ -74,7 +74,7 @@ inline Elements elementsOf(const Bytes& message) {
     return elements;
 }
 
-inline std::optional<Found> firstOf(const Bytes& message, uint8_t tag) {
+inline std::optional<Found> firstOf(const Bytes& message, std::uint8_t tag) {
     for (const Found& found : elementsOf(message).all) {
         if (message[found.offset + 3] == tag) {
             return found;

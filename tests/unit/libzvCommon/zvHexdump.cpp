@@ -1,5 +1,6 @@
 #include "zvHexdump.h"
 
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
@@ -32,9 +33,9 @@ private:
     char* start_ = nullptr;
 };
 
-using Dump = int (*)(char*, uint32_t, const void*, uint32_t, const char*);
+using Dump = int (*)(char*, std::uint32_t, const void*, std::uint32_t, const char*);
 
-std::string dump(Dump function, const void* address, uint32_t length, const char* prefix = "") {
+std::string dump(Dump function, const void* address, std::uint32_t length, const char* prefix = "") {
     char text[4096];
     const int count = function(text, sizeof text, address, length, prefix);
     EXPECT_EQ(std::strlen(text), static_cast<std::size_t>(count));
@@ -192,7 +193,7 @@ TEST(ZvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
     const KnownMemory memory;
     const void* const address = memory.put(0, std::string(48, 'e') + letters);
     const std::string whole = dump(snhexdump0, address, 68, "p");
-    for (uint32_t size = 0; size <= whole.size() + 2; ++size) {
+    for (std::uint32_t size = 0; size <= whole.size() + 2; ++size) {
         // Of exactly that size, so that a sanitizer sees every byte too many.
         const auto text = std::make_unique<char[]>(size + 1);
         text[size] = '#';

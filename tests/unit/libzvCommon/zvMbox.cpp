@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/time.h>
@@ -15,7 +16,7 @@ using Texts = std::vector<std::string>;
 
 namespace {
 
-constexpr uint32_t atMailbox = 16; // the verbosity from which mailboxes report
+constexpr std::uint32_t atMailbox = 16; // the verbosity from which mailboxes report
 
 constexpr const char* oversized = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m";
 constexpr const char* full = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
@@ -141,8 +142,8 @@ TEST(ZvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     const std::string tx = "[   zvMbox_txopen:  76] mbox=/none errno=No such file or directory\n";
     const std::string rx = "[zvMbox_rxopen_ext:  58] mbox=noslash errno=Invalid argument\n";
     const std::string both = std::string("@").append(tx).append("@").append(rx);
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = reported(atMailbox | file | out, [] {
                 zvMbox_attr box;
                 EXPECT_EQ(-1, zvMbox_txopen("/none", &box));
@@ -294,8 +295,8 @@ TEST(ZvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits)
     ASSERT_EQ(0, zvMbox_send("1", 1, &pair.tx));
     ASSERT_EQ(0, zvMbox_send("2", 1, &pair.tx));
     const std::string report = "[     zvMbox_send: 114] Mailbox Full: mbox=/full >= 2 messages\n";
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = reported(atMailbox | file | out, [&] { zvMbox_send("3", 1, &pair.tx); });
             EXPECT_EQ(255, all.ended.status);
             ASSERT_EQ((Texts{report, full}), texts(all));

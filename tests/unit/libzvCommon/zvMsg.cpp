@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -22,7 +23,7 @@ constexpr const char* end = "\n\033[0m";
 // A holder with room for the largest answer, whatever capacity it claims.
 class Holder {
 public:
-    explicit Holder(uint32_t capacity = ZVMSG_MAX) : storage_(ZVMSG_HOLDER_SIZE(3000)) {
+    explicit Holder(std::uint32_t capacity = ZVMSG_MAX) : storage_(ZVMSG_HOLDER_SIZE(3000)) {
         holder()->capacity = capacity;
     }
     zvmsg_holder* holder() { return reinterpret_cast<zvmsg_holder*>(storage_.data()); }
@@ -37,13 +38,13 @@ private:
 // A holder that ends, after its capacity + 4 bytes, at an inaccessible page.
 class GuardedHolder {
 public:
-    GuardedHolder(uint32_t capacity, const Bytes& message, int32_t length)
+    GuardedHolder(std::uint32_t capacity, const Bytes& message, std::int32_t length)
         : memory_(ZVMSG_HOLDER_SIZE(capacity)),
           holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
         EXPECT_EQ(0U, capacity % alignof(zvmsg_holder));
         holder_->capacity = capacity;
         holder_->length = length;
-        std::fill_n(holder_->buf, capacity + 4, uint8_t{0});
+        std::fill_n(holder_->buf, capacity + 4, std::uint8_t{0});
         std::copy(message.begin(), message.end(), holder_->buf);
     }
     zvmsg_holder* operator->() { return holder_; }
@@ -54,7 +55,7 @@ private:
     zvmsg_holder* holder_;
 };
 
-Holder request(uint32_t capacity = ZVMSG_MAX) {
+Holder request(std::uint32_t capacity = ZVMSG_MAX) {
     Holder message(capacity);
     zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7);
     return message;
@@ -65,7 +66,7 @@ const Bytes requestBytes = {0, 35, 0,  7,   0,   0,   2, 65, 'P', 'D', 0,   0,  
                             0, 3,  68, '/', 'm', 'e', 0, 0,  3,   67,  '/', 't', 'o', 0,  0, 0, 238};
 
 Bytes received(zvMbox_attr& box) {
-    uint8_t buffer[ZVMSG_MAX];
+    std::uint8_t buffer[ZVMSG_MAX];
     g_timedreceive = 0;
     const int length = snzvMbox_timedreceive(buffer, sizeof buffer, &box);
     return length < 0 ? Bytes{} : Bytes(buffer, buffer + length);
@@ -73,9 +74,10 @@ Bytes received(zvMbox_attr& box) {
 
 // An answer of type 8 with response data.
 Bytes answer(const std::string& data) {
-    Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0, 0, static_cast<uint8_t>(data.size()), 69};
+    Bytes bytes = {0, static_cast<std::uint8_t>(12 + data.size()), 0, 8, 0,
+                   0, static_cast<std::uint8_t>(data.size()),      69};
     for (const char byte : data) {
-        bytes.push_back(static_cast<uint8_t>(byte));
+        bytes.push_back(static_cast<std::uint8_t>(byte));
     }
     bytes.insert(bytes.end(), {0, 0, 0, 238});
     return bytes;
@@ -88,7 +90,7 @@ pid_t peer(zvMbox_attr& inbox, const std::vector<Bytes>& answers, Check check) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        uint8_t buffer[ZVMSG_MAX];
+        std::uint8_t buffer[ZVMSG_MAX];
         const int length = snzvMbox_receive(buffer, sizeof buffer, &inbox);
         char name[64] = {};
         sntlv_find(name, sizeof name, ZVTLV_SRC, buffer);
@@ -231,7 +233,7 @@ TEST(ZvMsg, MissingMailboxEndsTheSender) {
 TEST(ZvMsg, OversizedMessageEndsTheSender) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const auto send = [](uint32_t payload) {
+    const auto send = [](std::uint32_t payload) {
         return [payload] {
             const std::string data(payload, 'x');
             Holder message(2900);
@@ -299,7 +301,7 @@ TEST(ZvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const Bytes start(requestBytes.begin(), requestBytes.begin() + 17);
-    const auto send = [&](int32_t length) {
+    const auto send = [&](std::int32_t length) {
         return reported(0x308, [&start, length] {
             Bytes message = start;
             message[1] = 17;
@@ -316,14 +318,14 @@ TEST(ZvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     Bytes expected = requestBytes;
     expected.resize(44);
     EXPECT_EQ(expected, received(inbox));
-    for (const int32_t length : {1501, INT_MAX - 20, INT_MAX}) { // the sum stops at the largest number
+    for (const std::int32_t length : {1501, INT_MAX - 20, INT_MAX}) { // the sum stops at the largest number
         const Reported all = send(length);
         EXPECT_EQ(255, all.ended.status);
         ASSERT_EQ(5U, all.lines.size()) << length;
         EXPECT_EQ("\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m",
                   all.lines.back().text);
     }
-    for (const int32_t length : {-100, INT_MIN}) {
+    for (const std::int32_t length : {-100, INT_MIN}) {
         const Reported all = send(length);
         EXPECT_EQ(0, all.ended.status);
         EXPECT_EQ(Texts{"\n"}, texts(all)) << length;
@@ -332,9 +334,9 @@ TEST(ZvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
 }
 
 TEST(ZvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
-    for (const uint16_t total : {uint16_t{45}, uint16_t{0x7000}, uint16_t{0x7FFF}}) {
+    for (const std::uint16_t total : {std::uint16_t{45}, std::uint16_t{0x7000}, std::uint16_t{0x7FFF}}) {
         const Reported all = reported(0x108, [total] {
-            const Bytes message = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 7};
+            const Bytes message = {static_cast<std::uint8_t>(total >> 8), static_cast<std::uint8_t>(total), 0, 7};
             GuardedHolder holder(40, message, total);
             zvmsg_send(holder, "/me", "/to", nullptr, 25);
         });
@@ -373,8 +375,8 @@ TEST(ZvMsg, ExchangeReplacesTheRequestByTheAnswer) {
     EXPECT_EQ(answer("hello"), message.bytes());
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 8, data);
     EXPECT_EQ(5, length);
@@ -398,8 +400,8 @@ TEST(ZvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
     EXPECT_EQ(1500, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_EQ(0, ended(child));
     EXPECT_EQ(Bytes(1500, 0xAB), message.bytes());
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
 }
 
@@ -408,14 +410,14 @@ TEST(ZvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
 // claims some total length.
 class CutAnswer : public testing::Test {
 protected:
-    void exchange(std::size_t size, uint16_t total) {
+    void exchange(std::size_t size, std::uint16_t total) {
         zvMbox_attr inbox;
         ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-        Bytes bytes = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 8, 0, 0, 9, 66};
+        Bytes bytes = {static_cast<std::uint8_t>(total >> 8), static_cast<std::uint8_t>(total), 0, 8, 0, 0, 9, 66};
         bytes.resize(17, 0xAB);
         bytes.resize(size);
         const pid_t child = peer(inbox, {bytes}, always);
-        std::fill_n(message->buf, 1505, uint8_t{0x55}); // from earlier messages
+        std::fill_n(message->buf, 1505, std::uint8_t{0x55}); // from earlier messages
         for (std::size_t at = 100; at < 1504; at += 4) {
             std::copy_n("\0\0\0\x45", 4, message->buf + at); // empty response elements
         }
@@ -430,13 +432,13 @@ protected:
     Bytes between(std::size_t from, std::size_t to) { return Bytes(message->buf + from, message->buf + to); }
 
     Holder message;
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
 };
 
 TEST_F(CutAnswer, HasNoElementOfTheRequest) {
     for (const std::size_t size : {0U, 1U, 2U, 4U, 8U, 16U, 17U}) {
-        for (const uint16_t total : {uint16_t{17}, uint16_t{21}, uint16_t{25}, uint16_t{43}}) {
+        for (const std::uint16_t total : {std::uint16_t{17}, std::uint16_t{21}, std::uint16_t{25}, std::uint16_t{43}}) {
             SCOPED_TRACE(testing::Message() << size << ' ' << total);
             exchange(size, total);
             EXPECT_EQ(Bytes(43 - size, 0), between(size, 43));
@@ -449,7 +451,8 @@ TEST_F(CutAnswer, HasNoElementOfTheRequest) {
 }
 
 TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
-    for (const uint16_t total : {uint16_t{104}, uint16_t{1500}, uint16_t{1504}, uint16_t{0x7FFF}}) {
+    for (const std::uint16_t total :
+         {std::uint16_t{104}, std::uint16_t{1500}, std::uint16_t{1504}, std::uint16_t{0x7FFF}}) {
         SCOPED_TRACE(total);
         exchange(17, total);
         const std::size_t claimed = std::min<std::size_t>(total, 1504);
@@ -515,15 +518,15 @@ TEST(ZvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     EXPECT_EQ(-2, message->length);
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
 }
 
 TEST(ZvMsg, ExchangeChecksEndTheProcess) {
     const std::string function = module + std::string("zvmsg_send_timedreceive:");
     const struct {
-        uint32_t capacity;
+        std::uint32_t capacity;
         const char* from;
         const char* to;
         const char* via;
@@ -590,14 +593,14 @@ TEST(ZvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
 TEST(ZvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const auto send = [](int direction, uint32_t classes) {
+    const auto send = [](int direction, std::uint32_t classes) {
         return [=] {
             g_debug = classes;
             Holder message = request();
             zvmsg_send(message, "/me", "/to", nullptr, direction);
         };
     };
-    const auto linesOf = [&](uint32_t switches, int direction, uint32_t classes) {
+    const auto linesOf = [&](std::uint32_t switches, int direction, std::uint32_t classes) {
         const Reported all = reported(switches, send(direction, classes));
         EXPECT_EQ(0, all.ended.status);
         EXPECT_EQ(requestBytes, received(inbox));
@@ -623,8 +626,8 @@ TEST(ZvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
 TEST(ZvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const uint32_t initial = g_debug_level;
-    const auto sweep = [&inbox](uint32_t switches) {
+    const std::uint32_t initial = g_debug_level;
+    const auto sweep = [&inbox](std::uint32_t switches) {
         const Reported all = reported(switches, [&inbox] {
             for (int direction = 0; direction < ZVMSG_DIRECTIONS; ++direction) {
                 Holder message = request();
@@ -664,9 +667,9 @@ TEST(ZvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
 
 TEST(ZvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
     Holder message = request();
-    uint8_t byte = 0;
-    uint8_t* data = &byte;
-    uint16_t length = 4711;
+    std::uint8_t byte = 0;
+    std::uint8_t* data = &byte;
+    std::uint16_t length = 4711;
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
     EXPECT_EQ(&byte, data);
     EXPECT_EQ(4711, length);
@@ -676,9 +679,9 @@ TEST(ZvMsg, ResponseMayBeEmpty) {
     Holder message;
     const Bytes empty = answer("");
     std::copy(empty.begin(), empty.end(), message->buf);
-    message->length = static_cast<int32_t>(empty.size());
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
+    message->length = static_cast<std::int32_t>(empty.size());
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
     EXPECT_NE(nullptr, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 8, data);
     EXPECT_EQ(0, length);
@@ -686,9 +689,9 @@ TEST(ZvMsg, ResponseMayBeEmpty) {
 
 TEST(ZvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     const Bytes message = answer("hello"); // 17 bytes
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
-    for (const int32_t current : {0, 1, 12, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
+    for (const std::int32_t current : {0, 1, 12, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
         GuardedHolder holder(20, message, current);
         EXPECT_EQ(holder->buf + 4, zvmsg_response(holder, &data, &length)) << current;
         EXPECT_EQ(holder->buf + 8, data);
@@ -702,8 +705,8 @@ TEST(ZvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
     EXPECT_EQ(8, sntlv_add_bin(message->buf, message->capacity, 69, 4, "pong"));
     EXPECT_EQ(4, sntlv_add_dat(message->buf, message->capacity, 238, 0));
     EXPECT_EQ(14, message->length); // as the build left it
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(message->buf + 14, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 18, data);
     EXPECT_EQ(4, length);
@@ -713,15 +716,15 @@ TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKn
     const Bytes bytes = answer("hello"); // the data end at 13, the message at 17
     Holder message(0);
     std::copy(bytes.begin(), bytes.end(), message->buf);
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
-    for (const int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
+    for (const std::int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
         message->length = current;
         EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
     }
     EXPECT_EQ(nullptr, data);
     EXPECT_EQ(4711, length);
-    for (const int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
+    for (const std::int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
         message->length = current;
         data = nullptr;
         EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length)) << current;
@@ -729,16 +732,16 @@ TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKn
         EXPECT_EQ(5, length);
     }
     message->buf[1] = 12; // a total length that cuts the data off
-    for (const int32_t current : {0, 17, 1500}) {
+    for (const std::int32_t current : {0, 17, 1500}) {
         message->length = current;
         EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
     }
 }
 
 TEST(ZvMsg, ResponseIsNullWithoutAnAnswer) {
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
-    for (const int32_t current : {-1, -2, INT_MIN}) {
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
+    for (const std::int32_t current : {-1, -2, INT_MIN}) {
         GuardedHolder holder(20, answer("hello"), current);
         EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << current;
     }
@@ -750,13 +753,14 @@ TEST(ZvMsg, ResponseIsNullWithoutAnAnswer) {
 TEST(ZvMsg, ResponseIsNotLookedForBehindTheHolder) {
     for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
         for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
-            for (const int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
-                const Bytes message = {static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
-                                       static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
+            for (const std::int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
+                const Bytes message = {
+                    static_cast<std::uint8_t>(total >> 8),   static_cast<std::uint8_t>(total),   0, 8, 0,
+                    static_cast<std::uint8_t>(element >> 8), static_cast<std::uint8_t>(element), 69};
                 GuardedHolder holder(12, message, current);
                 const int limit = total < 0x8000 ? std::min(total, 16) : 0;
-                uint8_t* data = nullptr;
-                uint16_t length = 4711;
+                std::uint8_t* data = nullptr;
+                std::uint16_t length = 4711;
                 const bool found = zvmsg_response(holder, &data, &length) != nullptr;
                 EXPECT_EQ(8 <= limit && 8 + element <= limit, found) << total << ' ' << element << ' ' << current;
                 EXPECT_EQ(found ? element : 4711, length);

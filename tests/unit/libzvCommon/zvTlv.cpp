@@ -6,6 +6,7 @@
 
 #include <array>
 #include <bit>
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -14,10 +15,10 @@ using namespace zvtest;
 namespace {
 
 // Type 1, elements 65 "PD", 66 "xyz", end marker.
-constexpr std::array<uint8_t, 21> sample = {0, 21, 0,  1,   0,   0,   2, 65, 'P', 'D', 0,
-                                            0, 3,  66, 'x', 'y', 'z', 0, 0,  0,   238};
+constexpr std::array<std::uint8_t, 21> sample = {0, 21, 0,  1,   0,   0,   2, 65, 'P', 'D', 0,
+                                                 0, 3,  66, 'x', 'y', 'z', 0, 0,  0,   238};
 
-Bytes bytesOf(const uint8_t* from, std::size_t count) {
+Bytes bytesOf(const std::uint8_t* from, std::size_t count) {
     return Bytes(from, from + count);
 }
 
@@ -28,23 +29,23 @@ int verdict(Bytes message) {
 } // namespace
 
 TEST(ZvTlv, FreshMessageIsFourBytes) {
-    uint8_t buffer[5] = {9, 9, 9, 9, 9};
+    std::uint8_t buffer[5] = {9, 9, 9, 9, 9};
     EXPECT_EQ(4, sntlv_msg_init(buffer, 0, 7));
     EXPECT_EQ((Bytes{0, 4, 0, 7, 9}), bytesOf(buffer, 5));
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
 TEST(ZvTlv, LengthIsReadAsSigned16Bits) {
-    const uint8_t most[] = {0x7f, 0xff, 0, 0};
-    const uint8_t least[] = {0x80, 0x00, 0, 0};
-    const uint8_t minusOne[] = {0xff, 0xff, 0, 0};
+    const std::uint8_t most[] = {0x7f, 0xff, 0, 0};
+    const std::uint8_t least[] = {0x80, 0x00, 0, 0};
+    const std::uint8_t minusOne[] = {0xff, 0xff, 0, 0};
     EXPECT_EQ(32767, sntlv_msg_len(most));
     EXPECT_EQ(-32768, sntlv_msg_len(least));
     EXPECT_EQ(-1, sntlv_msg_len(minusOne));
 }
 
 TEST(ZvTlv, AppendedElementFollowsInBigEndianOrder) {
-    uint8_t buffer[32];
+    std::uint8_t buffer[32];
     sntlv_msg_init(buffer, 32, 2);
     EXPECT_EQ(6, sntlv_add_bin(buffer, 28, 65, 2, "\x12\x34"));
     EXPECT_EQ((Bytes{0, 10, 0, 2, 0, 0, 2, 65, 0x12, 0x34}), bytesOf(buffer, 10));
@@ -65,14 +66,14 @@ TEST(ZvTlv, LongElementUsesBothLengthBytes) {
 TEST(ZvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
     // Total 4 and 6 bytes of data against capacity 10: fits, ends at 14.
     GuardedBuffer memory(14);
-    uint8_t* const buffer = memory.data();
+    std::uint8_t* const buffer = memory.data();
     sntlv_msg_init(buffer, 10, 1);
     EXPECT_EQ(10, sntlv_add_bin(buffer, 10, 66, 6, "abcdef"));
     EXPECT_EQ((Bytes{0, 14, 0, 1, 0, 0, 6, 66, 'a', 'b', 'c', 'd', 'e', 'f'}), bytesOf(buffer, 14));
 }
 
 TEST(ZvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
-    uint8_t buffer[16];
+    std::uint8_t buffer[16];
     std::memset(buffer, 0xCC, sizeof buffer);
     sntlv_msg_init(buffer, 10, 1);
     EXPECT_EQ(0, sntlv_add_bin(buffer, 10, 66, 7, "abcdefg"));
@@ -85,9 +86,9 @@ TEST(ZvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
 }
 
 TEST(ZvTlv, HugeLengthsDoNotWrapIntoFitting) {
-    uint8_t buffer[16];
+    std::uint8_t buffer[16];
     sntlv_msg_init(buffer, 12, 1);
-    for (const uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
+    for (const std::uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
         EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, length, "x")) << length;
         EXPECT_EQ(0, sntlv_add_dat(buffer, 12, 66, length, 1)) << length;
     }
@@ -95,23 +96,23 @@ TEST(ZvTlv, HugeLengthsDoNotWrapIntoFitting) {
 }
 
 TEST(ZvTlv, TotalBehindTheCapacityTakesNothing) {
-    uint8_t near[20] = {};
-    for (uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
+    std::uint8_t near[20] = {};
+    for (std::uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
         near[1] = total;
         EXPECT_EQ(0, sntlv_add_bin(near, 12, 66, 0, nullptr)) << int(total);
         EXPECT_EQ(0, sntlv_add_dat(near, 12, 238, 0)) << int(total);
         EXPECT_EQ(total, near[1]);
     }
-    uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
+    std::uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
     buffer[0] = 0xff;
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
 }
 
 TEST(ZvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
-    for (uint8_t total = 0; total < 4; ++total) {
+    for (std::uint8_t total = 0; total < 4; ++total) {
         GuardedBuffer memory(12);
-        uint8_t* const buffer = memory.data();
+        std::uint8_t* const buffer = memory.data();
         buffer[1] = total;
         EXPECT_EQ(0, sntlv_add_bin(buffer, 8, 66, 9, "123456789"));
         EXPECT_EQ(8, sntlv_add_bin(buffer, 8, 66, 4, "1234"));
@@ -135,7 +136,7 @@ TEST(ZvTlv, SizesAndTotalsAreCutTo16Bits) {
 }
 
 TEST(ZvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
-    constexpr uint32_t length = 0xFFFC; // with its header 0x10000 bytes
+    constexpr std::uint32_t length = 0xFFFC; // with its header 0x10000 bytes
     Bytes buffer(70010, 0xAA);
     const Bytes data(length, 0x55);
     sntlv_msg_init(buffer.data(), 70000, 1);
@@ -147,7 +148,7 @@ TEST(ZvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
 }
 
 TEST(ZvTlv, ValuesAreTakenInTheirOrderInMemory) {
-    uint8_t buffer[64];
+    std::uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     EXPECT_EQ(6, sntlv_add_dat(buffer, 60, 65, 2, 0x1234));
     EXPECT_EQ(8, sntlv_add_dat(buffer, 60, 66, 4, 0x11223344));
@@ -162,7 +163,7 @@ TEST(ZvTlv, ValuesAreTakenInTheirOrderInMemory) {
 }
 
 TEST(ZvTlv, FindGivesTheFirstElementWithTheTag) {
-    uint8_t buffer[64];
+    std::uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     sntlv_add_bin(buffer, 60, 65, 1, "a");
     sntlv_add_bin(buffer, 60, 66, 1, "b");
@@ -173,7 +174,7 @@ TEST(ZvTlv, FindGivesTheFirstElementWithTheTag) {
 }
 
 TEST(ZvTlv, FindInAnEmptyMessageGivesNull) {
-    uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
+    std::uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
     EXPECT_EQ(nullptr, tlv_find(buffer, 65));
 }
 
@@ -219,7 +220,7 @@ TEST(ZvTlv, EarlierEndMarkerIsInvalid) {
 }
 
 TEST(ZvTlv, NonsenseTotalsAreInvalid) {
-    for (uint8_t total = 0; total < 8; ++total) {
+    for (std::uint8_t total = 0; total < 8; ++total) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-1, tlv_validate(memory.place({0, total, 0, 238, 0, 0, 0, 238}))) << int(total);
     }
@@ -232,7 +233,7 @@ TEST(ZvTlv, NonsenseTotalsAreInvalid) {
 // The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not add
 // up, whatever the type.
 TEST(ZvTlv, TotalsTooShortForAnElementAreUnbalanced) {
-    for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
+    for (const std::uint8_t type : {std::uint8_t{1}, std::uint8_t{2}}) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-3, tlv_validate(memory.place({0, 5, 0, type, 238})));
         EXPECT_EQ(-3, tlv_validate(memory.place({0, 6, 0, type, 0, 238})));
@@ -251,7 +252,7 @@ TEST(ZvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     for (int type = 0; type < 256; ++type) {
         const bool answering =
             type == 1 || type == 3 || type == 5 || type == 7 || type == 9 || type == 11 || type == 13;
-        const auto t = static_cast<uint8_t>(type);
+        const auto t = static_cast<std::uint8_t>(type);
         const Bytes neither = {0, 13, 0, t, 0, 0, 2, 65, 1, 0, 0, 0, 238};
         const Bytes payload = {0, 14, 0, t, 0, 0, 3, 66, 1, 2, 0, 0, 0, 238};
         const Bytes response = {0, 14, 0, t, 0, 0, 3, 69, 1, 2, 0, 0, 0, 238};
@@ -294,7 +295,7 @@ TEST(ZvTlv, BlankedElementKeepsItsPlace) {
 }
 
 TEST(ZvTlv, RemovingTheLastElementAllowsAppending) {
-    uint8_t message[64];
+    std::uint8_t message[64];
     std::memcpy(message, sample.data(), sample.size());
     EXPECT_EQ(-4, sntlv_remove(message, 60, 238));
     EXPECT_EQ(17, sntlv_msg_len(message));
@@ -357,10 +358,10 @@ TEST(ZvTlv, NumbersOfOtherWidthsAreNotWritten) {
 }
 
 TEST(ZvTlv, NumbersStayInsideTheirRoom) {
-    const auto written = [](uint32_t size, int count, uint32_t value) {
+    const auto written = [](std::uint32_t size, int count, std::uint32_t value) {
         GuardedBuffer memory(4);
         memory.place({0xEE, 0xEE, 0xEE, 0xEE});
-        uint8_t* const destination = memory.last(size);
+        std::uint8_t* const destination = memory.last(size);
         // What the formatted writes report: all characters, stored or not.
         EXPECT_EQ(count, snLoclItoI(reinterpret_cast<char*>(destination), size, count, value));
         EXPECT_EQ(Bytes(4 - size, 0xEE), bytesOf(memory.data(), 4 - size));

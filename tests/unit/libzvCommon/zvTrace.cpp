@@ -4,6 +4,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,25 +18,25 @@ namespace {
 
 constexpr const char* marker = "DB>         ";
 
-std::array<uint8_t, 300> counting() {
-    std::array<uint8_t, 300> bytes{};
-    std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+std::array<std::uint8_t, 300> counting() {
+    std::array<std::uint8_t, 300> bytes{};
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
     return bytes;
 }
 
 struct Line {
     std::string text;
-    uint32_t address;
+    std::uint32_t address;
     int index;
 };
 
-Line line(uint32_t address, int index, const void* data, int length, const char* mark = marker) {
+Line line(std::uint32_t address, int index, const void* data, int length, const char* mark = marker) {
     char text[ZVMSG_TRACE_LINE_SIZE];
     hexline(text, sizeof text, mark, &address, &index, data, length);
     return {text, address, index};
 }
 
-Reported traced(uint32_t switches, int length, uint32_t address = 0) {
+Reported traced(std::uint32_t switches, int length, std::uint32_t address = 0) {
     return reported(switches, [=] {
         const auto bytes = counting();
         hexprint(marker, address, bytes.data(), length);
@@ -58,7 +59,7 @@ Texts labels(const Reported& all) {
 TEST(ZvTrace, MarkersAndClassesStandInTheirRows) {
     struct {
         const char* marker;
-        uint32_t traceClass;
+        std::uint32_t traceClass;
     } const rows[] = {
         {"            ", 0},          {">Hb         ", 0x00000001},
         {" Hb>        ", 0x00000002}, {" Hb<        ", 0x00000004},
@@ -124,7 +125,7 @@ TEST(ZvTrace, IndexStopsAtTheLargest) {
 }
 
 TEST(ZvTrace, MarkerHasAtLeastElevenColumns) {
-    const uint8_t byte = 'A';
+    const std::uint8_t byte = 'A';
     EXPECT_EQ("           00000000  41                                   A               ",
               line(0, 0, &byte, 1, "").text);
     EXPECT_EQ("ab         abcdef00  41                                   A               ",
@@ -135,10 +136,10 @@ TEST(ZvTrace, MarkerHasAtLeastElevenColumns) {
 TEST(ZvTrace, LineStaysInsideItsBuffer) {
     const auto bytes = counting();
     const std::string whole = line(0, 0, bytes.data(), 16).text;
-    for (uint32_t size = 0; size <= 98; ++size) {
+    for (std::uint32_t size = 0; size <= 98; ++size) {
         const auto text = std::make_unique<char[]>(size + 1);
         text[size] = '#';
-        uint32_t address = 0;
+        std::uint32_t address = 0;
         int index = 0;
         hexline(text.get(), size, marker, &address, &index, bytes.data(), 16);
         EXPECT_EQ('#', text[size]);
@@ -153,8 +154,8 @@ TEST(ZvTrace, LineStaysInsideItsBuffer) {
 TEST(ZvTrace, GoesToEveryOutputUnderItsBit) {
     const std::string first = "DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................\n";
     const std::string second = "DB>         00000010  1011                                 ..              \n";
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = traced(8 | file | out, 18);
             ASSERT_EQ((Texts{"\n", first, second}), texts(all));
             for (const LogLine& each : all.lines) {
@@ -171,7 +172,7 @@ TEST(ZvTrace, GoesToEveryOutputUnderItsBit) {
 }
 
 TEST(ZvTrace, IsSilentUpToVerbosity7) {
-    for (const uint32_t verbosity : {0U, 7U, 0xFFFFFF07U}) {
+    for (const std::uint32_t verbosity : {0U, 7U, 0xFFFFFF07U}) {
         const Reported all = traced(verbosity, 200);
         EXPECT_EQ(Texts{}, texts(all));
         EXPECT_EQ("", all.ended.out);
