@@ -1,7 +1,7 @@
-# In a cross build: emulated/NAME, for each program of the camera, is the script that stands for it in the simulated
-# camera and starts it by the emulator. The emulator is found under the program's own name there, because "killall" goes by
-# the name of what runs (camera/launcher/zvcamera/namespace.py puts all of it in place). A toolchain file without emulator
-# builds what is installed and packed; it cannot be run here.
+# In a cross build, each program of the camera has a script emulated/NAME. In the simulated camera the script takes the
+# program's place and starts it in the emulator. The emulator has the program's own name there, because "killall" goes
+# by the name of the running file (camera/launcher/zvcamera/namespace.py puts all of it in place). With a toolchain file
+# that names no emulator, the programs can be built, installed and packed, but not run here.
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   list(GET CMAKE_CROSSCOMPILING_EMULATOR 0 ZV_EMULATOR)
   find_program(ZV_EMULATOR_PATH ${ZV_EMULATOR} REQUIRED)
@@ -20,8 +20,8 @@ exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../zvcam" "$@"
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endif()
 
-# ZV_RUNNABLE_DIR: where tests find the camera's programs to start them by their path; in a cross build these are scripts
-# that start them by the emulator.
+# ZV_RUNNABLE_DIR: the folder from which tests start the camera's programs. In a cross build it holds scripts that start
+# them in the emulator.
 set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR}/runnable)

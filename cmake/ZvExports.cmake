@@ -1,5 +1,5 @@
-# zv_export_names(TARGET LIST): makes the executable TARGET export the names listed in the file LIST, one a
-# line ("#" starts a comment), to the shared libraries loaded beside it, and nothing else of its own.
+# zv_export_names(TARGET LIST): makes the executable TARGET export the names in the file LIST, and no others, to the
+# shared libraries that are loaded beside it. LIST has one name a line; "#" starts a comment.
 function(zv_export_names target list)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
   file(STRINGS ${list} lines)

@@ -1,6 +1,6 @@
-# The libraries that are headers alone (JSON, command line) come from the building machine also in a cross build. Its
-# /usr/include must stay out of sight of the cross compiler, so their folders are linked into a folder of their own, and
-# find_package is led to configurations that name this one (cmake/header-only).
+# Some libraries are only headers (JSON, command line). A cross build takes them from the building machine, too. The
+# cross compiler must not see that machine's /usr/include, so a folder of its own holds links to the libraries' folders.
+# The configurations in cmake/header-only lead find_package to that folder.
 if(CMAKE_CROSSCOMPILING)
   set(ZV_HEADER_ONLY ${CMAKE_BINARY_DIR}/header-only)
   file(MAKE_DIRECTORY ${ZV_HEADER_ONLY})

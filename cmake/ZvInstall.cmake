@@ -1,13 +1,16 @@
-# What is installed, in four components, and the Debian packages of them (cpack, into packages/ of the build folder):
-# gateway (the control program and web server snippets), platform (replacements of the closed libraries, for cameras
-# that do not bring the maker's), camera (the simulated camera) and development (headers, libzvCommon).
+# The installation has four components. cpack makes a Debian package of each, in packages/ of the build folder:
 #
-# The programs look for each other and for their settings below one fixed folder, so the prefix is not a matter of taste.
+#   gateway       the control program and web server snippets
+#   platform      replacements of the closed libraries, for cameras without the maker's
+#   camera        the simulated camera
+#   development   headers, libzvCommon
+#
+# Fixed: the prefix. The programs look below this folder for each other and for their settings.
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
   set(CMAKE_INSTALL_PREFIX /usr/local/zarvo CACHE PATH "Where the camera has its programs" FORCE)
 endif()
 
-# Not USE_SOURCE_PERMISSIONS: those are as the umask left them when the sources were fetched.
+# Not USE_SOURCE_PERMISSIONS: the sources have the permissions that the umask left when they were fetched.
 set(executable PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -47,8 +50,9 @@ if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${ZV_DEBIAN_ARCHITECTURE})
 endif()
 
-# The versions are those of the distribution that is built on. They are not computed: the machine that builds for another
-# processor has no package of that processor to ask. tests/e2e/test_packages.py runs the programs with just these.
+# These are the versions of the distribution that builds the packages. They are written down, not computed: a machine
+# that builds for another processor has no packages of that processor to ask. tests/e2e/test_packages.py runs the
+# programs with only these packages.
 set(runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway)
@@ -60,11 +64,11 @@ if(ZV_STANDALONE)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS psmisc)
 else()
   set(other_shape zvcontrol-gateway-standalone)
-  # The libraries may as well be the maker's, and killall that of busybox: they belong to no package.
+  # Recommended only: the libraries may be the maker's and killall that of busybox, and those belong to no package.
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS "${runtime}")
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS "zvcontrol-platform, psmisc")
 endif()
-# Both have the program in the same place: installing the one takes the other away.
+# Both packages have the program in the same place, so installing one removes the other.
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONFLICTS ${other_shape})
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_REPLACES ${other_shape})
 

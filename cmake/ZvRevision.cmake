@@ -1,11 +1,11 @@
 # zv_build_revision(TARGET): a static library that defines build_revision (buildRevision.h), the revision of the
-# sources. Every build asks for it anew; the generated source, and what is linked with it, changes only when the
-# revision does.
+# sources. Every build looks the revision up again. The generated source, and the programs linked with it, change only
+# when the revision does.
 #
-# Run as a script (cmake -P) with ZV_SOURCE and ZV_OUTPUT it writes that source.
+# Run as a script (cmake -P) with ZV_SOURCE and ZV_OUTPUT, this file writes the generated source.
 if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
   cmake_minimum_required(VERSION 3.25)
-  # A hook of another repository may have left its own in the environment.
+  # A hook of another repository may have left variables for that repository in the environment.
   foreach(variable GIT_DIR GIT_WORK_TREE GIT_INDEX_FILE GIT_OBJECT_DIRECTORY GIT_ALTERNATE_OBJECT_DIRECTORIES
       GIT_COMMON_DIR GIT_CEILING_DIRECTORIES)
     unset(ENV{${variable}})
@@ -14,7 +14,8 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
   set(revision "")
   set(cause "The sources stand in no repository (or git is missing)")
   if(git)
-    # The sources may belong to another user; this only reads. A repository around them is theirs only if it tracks them.
+    # safe.directory: the sources may belong to another user; this only reads. ls-files: a repository around the sources
+    # is theirs only if it tracks them.
     execute_process(COMMAND "${git}" -c safe.directory=* -C "${ZV_SOURCE}" ls-files --error-unmatch CMakeLists.txt
       RESULT_VARIABLE tracked OUTPUT_QUIET ERROR_QUIET)
     if(tracked EQUAL 0)

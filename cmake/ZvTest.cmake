@@ -1,9 +1,8 @@
-# zv_unit_test(NAME SOURCES ... [LIBS ...]): a GoogleTest program. Each of its tests runs as a
-# process of its own inside private IPC, process and mount namespaces (tests/support/in-namespace): its own message
-# queues, its own /dev/log, /tmp, /run and /usr/local. With ZV_STANDALONE it is one static program, like the gateway.
+# zv_unit_test(NAME SOURCES ... [LIBS ...]): a GoogleTest program. Each of its tests runs as a process of its own, in
+# private IPC, process and mount namespaces (tests/support/in-namespace). So it has message queues, /dev/log, /tmp, /run
+# and /usr/local of its own. With ZV_STANDALONE it is one static program, like the gateway.
 if(CMAKE_CROSSCOMPILING)
-  # Debian's source package of the same library, since there is none of it for the target. Its own files are not ours
-  # to warn about.
+  # Debian has no package of this library for the target, so its source package is built here, without our warnings.
   set(BUILD_GMOCK ON)
   set(INSTALL_GTEST OFF)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
@@ -12,15 +11,16 @@ else()
 endif()
 include(GoogleTest)
 
-# The headers that every test includes, compiled once. Tests are compiled without optimisation in every preset: what they
-# test is optimised, and most of a build's time goes into them. -fpch-preprocess lets ccache keep them.
+# The headers that every test includes, compiled once. Tests are compiled without optimisation in every preset, because
+# they take most of a build's time. The code under test is compiled with the preset's options. With
+# -fpch-preprocess, ccache keeps what includes them.
 add_executable(zv_test_headers EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/support/headers.cpp)
 target_link_libraries(zv_test_headers PRIVATE zv_compile GTest::gmock GTest::gtest_main)
 set(ZV_TEST_OPTIONS -O0 $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 target_compile_options(zv_test_headers PRIVATE ${ZV_TEST_OPTIONS})
 target_precompile_headers(zv_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>)
 
-# All of them, and what they start.
+# All unit tests, and the programs that they start.
 add_custom_target(unit_tests)
 
 set(ZV_TEST_LAUNCHER ${CMAKE_SOURCE_DIR}/tests/support/in-namespace)

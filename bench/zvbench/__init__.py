@@ -1,1 +1,1 @@
-"""Measures the gateway against what its start, its answer and its copying could cost at least."""
+"""Measures the gateway against the least that its start, its answer and its copying can cost."""

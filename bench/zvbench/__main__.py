@@ -1,4 +1,4 @@
-"""Measures the gateway, in both shapes, against what its start, its answer and its copying could cost at least."""
+"""Measures the gateway, in both shapes, against the least that its start, its answer and its copying can cost."""
 
 import argparse
 import os
@@ -13,7 +13,7 @@ from zvcamera.camera import SOURCE_DIR, CameraError
 
 from . import measures, stand
 
-# Preset and targets. The ARM programs are for the table of sizes.
+# Each: a preset and its targets. Only the table of sizes needs the ARM programs.
 _BUILDS = (("release", "simulated_camera", "bench"), ("standalone", "zvControl-cgi-bin"),
            ("arm", "zvControl-cgi-bin", "zvCtrlD", "csi"), ("arm-standalone", "zvControl-cgi-bin"))
 
@@ -60,13 +60,13 @@ def main():
         if arguments.output:
             print(text, file=arguments.output, flush=True)
 
-    # Whatever ends it: cameras and files are taken away on the way out.
+    # Signals end the run like an error, so that cameras and files are removed on the way out.
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda number, _: sys.exit(128 + number))
     try:
         for build in _BUILDS:
             if subprocess.run([os.path.join(SOURCE_DIR, "scripts", "build"), *build], check=False).returncode != 0:
-                return 1  # it has told why
+                return 1  # scripts/build has printed why
         _measure(arguments.quick, say)
     except (CameraError, stand.MeasureError, AdminError, OSError, HTTPException, subprocess.SubprocessError) as error:
         print(f"bench/run: {error}", file=sys.stderr)

@@ -17,7 +17,7 @@ _GATEWAYS = (STAND_ALONE, CAMERA_SHAPE)
 
 
 def _first(path, start, separator):
-    """What stands behind the separator in the first line of a file that begins with start."""
+    """Returns the text behind the separator, in the first line of the file that begins with start."""
     with contextlib.suppress(OSError), open(path, encoding="utf-8") as lines:
         for line in lines:
             if line.startswith(start):
@@ -35,14 +35,14 @@ def _revision():
 
 
 def _versions(*packages):
-    """Of Debian packages."""
+    """Returns Debian packages with their versions, as a text."""
     listed = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", *packages], capture_output=True, text=True,
                             check=False)
     return listed.stdout.removesuffix(", ")
 
 
 def machine():
-    """What was measured, and where."""
+    """Describes what was measured, and on which machine."""
     kernel = os.uname()
     memory = int(_first("/proc/meminfo", "MemTotal", ":").split()[0]) / (1 << 20)
     return f"{_revision()}; {os.cpu_count()} processors, {_first('/proc/cpuinfo', 'model name', ':')}, " \
@@ -55,7 +55,7 @@ def _name(request):
 
 
 def start_and_memory(running, rounds):
-    """(a) and (d): from spawn to exit, and peak memory. The floors run between the requests, in the same rounds."""
+    """(a) and (d): times from spawn to exit, and peak memory. Floors and gateways run in the same rounds."""
     rows = []
     for request, programs in ((AVAILABLE, (*_FLOORS, *_GATEWAYS)), (STATUS, (DYNAMIC_C, *_GATEWAYS))):
         results = stand.spawn(running, programs, request, rounds)
@@ -72,7 +72,7 @@ def start_and_memory(running, rounds):
 
 
 def turns_with_hello(rounds):
-    """(a) once more: each program in turns with the dynamic C hello alone, on all processors and on one."""
+    """(a) once more: each program in turns with only the dynamic C hello, on all processors and on one."""
     rows = []
     for processors, place in (("", contextlib.nullcontext()), (", one processor", stand.one_processor())):
         with place, stand.camera() as running:
@@ -87,7 +87,7 @@ def turns_with_hello(rounds):
 
 
 def instructions(running):
-    """(b): user instructions. They hardly vary, so one run does."""
+    """(b): user instructions. They hardly vary, so one run is enough."""
     floors = (STATIC_C, DYNAMIC_C, EMPTY_CPP, EMPTY_ORDERED, DYNAMIC_CPP, SHELL, PYTHON)
     counts = {NAMES[p]: stand.instructions(running, p, AVAILABLE) for p in floors}
     for request in (AVAILABLE, STATUS):
@@ -99,8 +99,11 @@ def instructions(running):
 
 
 def requests_per_second(seconds, repeats):
-    """(c): every program behind a web server of its own. They take turns, so that a slow minute of the machine hits them alike;
-    who has no turn does nothing. The load generator's part of the processors is told, since it is part of every ratio."""
+    """(c): every program behind a web server of its own.
+
+    They are loaded in turns, one at a time, so that a slow minute of the machine hits all of them alike. The table
+    shows the load generator's own processor time, because it is part of every ratio.
+    """
     programs = (STATIC_C, DYNAMIC_C, SHELL, PYTHON, STAND_ALONE, CAMERA_SHAPE)
     rates, generator = {}, {}
     with contextlib.ExitStack() as cameras:
@@ -108,7 +111,7 @@ def requests_per_second(seconds, repeats):
         for _ in range(repeats):
             for clients in (1, 4, 16):
                 for program in programs:
-                    stand.load_hello(running[program], program, AVAILABLE, clients, 0)  # warm
+                    stand.load_hello(running[program], program, AVAILABLE, clients, 0)  # warms up
                     result = stand.load_hello(running[program], program, AVAILABLE, clients, seconds)
                     rates.setdefault((program, clients), []).append(result["good"] / result["seconds"])
                     generator.setdefault(program, []).append(result["cpu"] / result["good"] * 1e6)
@@ -121,7 +124,7 @@ def requests_per_second(seconds, repeats):
 
 
 def _write_sparse(path, size):
-    """A file with something at both ends, and nothing between: no disk is measured."""
+    """Writes a file with data at both ends and a hole between, so that no disk is measured."""
     end = os.urandom(min(size, 1024))
     with open(path, "wb") as file:
         file.write(end)
@@ -131,7 +134,7 @@ def _write_sparse(path, size):
 
 
 def _compare(running, path, file):
-    """Fetches the file once and looks at every byte of it, which also warms everything up."""
+    """Fetches the file once and compares every byte, which also warms everything up."""
     connection = http.client.HTTPConnection("127.0.0.1", running.port, timeout=60)
     with contextlib.closing(connection), open(file, "rb") as expected:
         connection.request("GET", "/control" + path)
@@ -145,7 +148,7 @@ def _compare(running, path, file):
 
 
 def analytics(sizes, repeats):
-    """(e): the file through the web server. The programs take turns."""
+    """(e): fetches the file through the web server. The programs take turns."""
     path, times = "/analytics/get", {}
     with tempfile.TemporaryDirectory(dir=os.environ.get("TMPDIR") or "/var/tmp") as storage, contextlib.ExitStack() as cameras:
         os.mkdir(f"{storage}/analytics")
@@ -169,7 +172,7 @@ def analytics(sizes, repeats):
 
 
 def whitelist(running, rounds):
-    """(f): a device that is not in the whitelist, so that every page is fetched."""
+    """(f): asks for a device that is not in the whitelist, so that the gateway fetches every page."""
     running.admin("zvBleD", "whitelist_clear")
     running.admin("zvBleD", "ble_set", settings={"whitelist_slots": 255})
     rows, devices = [], 0
@@ -188,7 +191,7 @@ def whitelist(running, rounds):
 
 
 def parts():
-    """(g): medians of repetitions, each the mean of many turns. Nothing is compared; they tell where work would pay."""
+    """(g): medians of repetitions; a repetition is the mean of many turns. They show where work would pay."""
     program = os.path.join(stand.RELEASE, "bench", "bench_micro")
     done = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=5", "--benchmark_min_time=0.05",
                            "--benchmark_report_aggregates_only=true"], stdout=subprocess.PIPE, check=True)
@@ -198,7 +201,7 @@ def parts():
 
 
 def sizes():
-    """Sizes of the programs and of what stands beside them, stripped."""
+    """Sizes of the programs and the libraries beside them, stripped."""
     builds = (("release", "strip", True), ("standalone", "strip", False), ("arm", "arm-linux-gnueabihf-strip", True),
               ("arm-standalone", "arm-linux-gnueabihf-strip", False))
     rows = []

@@ -1,4 +1,4 @@
-"""The test stand: cameras with everything that is compared inside, and the measuring programs."""
+"""The test stand: cameras that hold all the programs to compare, and the measuring programs."""
 
 import atexit
 import contextlib
@@ -17,7 +17,7 @@ STANDALONE = os.path.join(SOURCE_DIR, "build", "standalone")
 _PLACE = "/usr/local/zarvo/bench"
 _CGI = os.path.join(SOURCE_DIR, "bench", "cgi")
 
-# What is compared, by the names that the tables show, as the camera has it.
+# The programs to compare, by their paths in the camera; NAMES holds what the tables call them.
 STATIC_C, DYNAMIC_C, DYNAMIC_CPP = f"{_PLACE}/hello_c_static", f"{_PLACE}/hello_c", f"{_PLACE}/hello_cpp"
 EMPTY_CPP, EMPTY_ORDERED = f"{_PLACE}/empty_cpp", f"{_PLACE}/empty_cpp_ordered"
 SHELL, PYTHON, CAT = f"{_PLACE}/hello.sh", f"{_PLACE}/hello.py", f"{_PLACE}/cat.sh"
@@ -29,7 +29,7 @@ NAMES = {
     STAND_ALONE: "gateway, stand-alone", CAMERA_SHAPE: "gateway, camera shape", CAT: "cat",
 }
 
-# Path, query and the body of the right answer. The device is in no list, so that all of the list is asked for.
+# Path, query and the body of the right answer. The device is in no list, so that the gateway asks for the whole list.
 AVAILABLE = ("/command/ble/pairing_available", "", "{}")
 STATUS = ("/command/ble/pair/status", "", '\n{"pairing_status":0}\n')
 ABSENT_DEVICE = ("/command/ble/whitelist/device", "address=ffffffffffff", "\n{}\n")
@@ -38,13 +38,16 @@ _HEAD = "Status: 200 OK\r\nContent-Type: application/json\r\n\r\n"
 
 
 class MeasureError(Exception):
-    """Something did not do what it is measured at."""
+    """A program did not do the work that is measured."""
 
 
 @functools.cache
 def _installed():
-    """A folder with copies of what is compared. A file as the linker has left it, written here and there, lies in the system's
-    memory in more and smaller pieces than one that was installed, and is slower to map."""
+    """Returns a folder with copies of the programs to compare.
+
+    The linker writes a file here and there. Such a file lies in the system's memory in more and smaller pieces than an
+    installed one, and is slower to map.
+    """
     folder = tempfile.mkdtemp(prefix="zvbench-", dir="/var/tmp")
     atexit.register(shutil.rmtree, folder, ignore_errors=True)
     for built in (os.path.join(RELEASE, "bench"), _CGI):
@@ -56,7 +59,7 @@ def _installed():
 
 
 def camera(program=CAMERA_SHAPE, **more):
-    """A camera whose web server starts program; all the others are there too."""
+    """Returns a camera whose web server starts program. The camera also holds all the others."""
     folder = _installed()
     files = [(os.path.join(folder, name), f"{_PLACE}/{name}") for name in sorted(os.listdir(folder))]
     return Camera(RELEASE, control_program=program, more=files, **more)
@@ -64,7 +67,7 @@ def camera(program=CAMERA_SHAPE, **more):
 
 @contextlib.contextmanager
 def one_processor():
-    """What is started meanwhile stays on one processor, as on a camera that has no more; the caller too."""
+    """During the block, the caller and whatever it starts stay on one processor, as on a camera that has only one."""
     all_of_them = os.sched_getaffinity(0)
     os.sched_setaffinity(0, {max(all_of_them)})
     try:
@@ -89,7 +92,7 @@ def _judge(program, request, done):
 
 
 def spawn(running, programs, request, rounds):
-    """For each program: its times from spawn to exit in microseconds ("us"), and its peak memory ("peak_kib")."""
+    """Returns for each program its times from spawn to exit in microseconds ("us") and its peak memory ("peak_kib")."""
     for program in programs:
         _judge(program, request, running.run([program], _environment(request)))
     done = running.run([f"{_PLACE}/bench_spawn", str(rounds), *programs], _environment(request), timeout=1800)
@@ -99,7 +102,7 @@ def spawn(running, programs, request, rounds):
 
 
 def instructions(running, program, request):
-    """User instructions of one run, by callgrind: those of the program itself, from its loader's first to its last."""
+    """Counts the user instructions of one run of the program by callgrind, its loader included."""
     done = running.run(["/usr/bin/valgrind", "--tool=callgrind", "--trace-children=no", "--callgrind-out-file=/dev/null",
                         program], _environment(request), timeout=600)
     _judge(program, request, done)
@@ -110,7 +113,7 @@ def instructions(running, program, request):
 
 
 def asked(running, command, request):
-    """How often the gateway asks the BLE daemon this command for one request."""
+    """Counts how often the gateway sends this command to the BLE daemon for one request."""
     before = max((record["number"] for record in running.admin("zvBleD", "trace")), default=-1)
     _judge(CAMERA_SHAPE, request, running.run([CAMERA_SHAPE], _environment(request)))
     return sum(record["number"] > before and record["direction"] == "in" and record["command"] == command
@@ -118,8 +121,11 @@ def asked(running, command, request):
 
 
 def load(running, path, clients, seconds, size, text=None):
-    """So many clients at once for so many seconds (0: one request each): good and bad answers, seconds, and the generator's
-    own seconds of processor time ("cpu"). Good is status 200 and a complete body of that size, and of that text if given."""
+    """Lets so many clients ask at once, for so many seconds (0: one request each).
+
+    Returns the numbers of good and bad answers, the seconds, and the seconds of processor time of the load generator
+    itself ("cpu"). An answer is good when its status is 200 and its body has this size, and this text if one is given.
+    """
     line = [os.path.join(RELEASE, "bench", "bench_http"), str(running.port), "/control" + path, str(clients), str(seconds),
             str(size)] + ([] if text is None else [text])
     done = subprocess.run(line, stdout=subprocess.PIPE, check=False)
@@ -132,6 +138,6 @@ def load(running, path, clients, seconds, size, text=None):
 
 
 def load_hello(running, program, request, clients, seconds):
-    """The same for a short answer, whose text is looked at."""
+    """The same for a short answer, whose text is compared."""
     body = _body(program, request)
     return load(running, request[0], clients, seconds, len(body), body)

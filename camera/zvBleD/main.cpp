@@ -1,5 +1,5 @@
-#include "BleDaemon.h"
-#include "Daemon.h"
+#include "bleDaemon.h"
+#include "daemon.h"
 
 int main(int argc, char** argv) {
     using namespace zvcam;

@@ -1,6 +1,6 @@
 // zvControlD: holds the camera's state and collects its analytics.
-#include "Control.h"
-#include "Daemon.h"
+#include "control.h"
+#include "daemon.h"
 
 int main(int argc, char** argv) {
     return zvcam::daemonMain(

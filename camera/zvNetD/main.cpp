@@ -1,5 +1,5 @@
-#include "Daemon.h"
-#include "NetDaemon.h"
+#include "daemon.h"
+#include "netDaemon.h"
 
 int main(int argc, char** argv) {
     using namespace zvcam;

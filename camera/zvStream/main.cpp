@@ -1,8 +1,7 @@
 /*
- * The camera's streaming program, as far as starting and stopping it goes: it runs until SIGINT or SIGTERM
- * tells it to stop, ends with status 0 then, and keeps a log of when it ran with which arguments
- * (streamLog.h). It takes any arguments. A log that cannot be written is reported on standard error and does
- * not keep it from running.
+ * The camera's streaming program, as far as starting and stopping it goes: it runs until SIGINT or SIGTERM tells it to
+ * stop, ends with status 0 then, and keeps a log of when it ran with which arguments (streamLog.h). It takes any
+ * arguments. A log that cannot be written is reported on standard error and does not keep it from running.
  */
 #include "streamLog.h"
 

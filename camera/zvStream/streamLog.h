@@ -4,8 +4,8 @@
  *   {"event":"start","pid":123,"time":"2026-11-21T03:10:00.123Z","arguments":["-x","1"]}
  *   {"event":"end","pid":123,"time":"2026-11-21T03:11:00.456Z","reason":"SIGINT"}
  *
- * Arguments stand there without the program's own name; bytes that are not UTF-8 are shown as U+FFFD. A
- * program that was killed leaves no end.
+ * Arguments stand there without the program's own name; bytes that are not UTF-8 are shown as U+FFFD. A program that
+ * was killed leaves no end.
  */
 #pragma once
 

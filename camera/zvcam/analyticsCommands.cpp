@@ -32,9 +32,7 @@ void addBytes(CLI::App& app, Tool& tool, const std::string& name, const std::str
     auto* command = app.add_subcommand(name, description);
     auto bytes = std::make_shared<std::int64_t>(0);
     command->add_option("bytes", *bytes)->required();
-    command->callback([&tool, name, bytes] {
-        tool.does([&tool, name, bytes] { ask(tool, name, {{name, *bytes}}); });
-    });
+    command->callback([&tool, name, bytes] { tool.does([&tool, name, bytes] { ask(tool, name, {{name, *bytes}}); }); });
 }
 
 void addAppend(CLI::App& app, Tool& tool) {
@@ -51,8 +49,7 @@ void addAppend(CLI::App& app, Tool& tool) {
 }
 
 void addPath(CLI::App& app, Tool& tool) {
-    auto* command =
-        app.add_subcommand("path", "Show the path that is answered for the file, or answer another one");
+    auto* command = app.add_subcommand("path", "Show the path that is answered for the file, or answer another one");
     auto path = std::make_shared<std::string>();
     auto own = std::make_shared<bool>(false);
     auto* given = command->add_option("path", *path);
@@ -69,13 +66,10 @@ void addPath(CLI::App& app, Tool& tool) {
 }
 
 void addOnClear(CLI::App& app, Tool& tool) {
-    auto* command =
-        app.add_subcommand("on-clear", "What clearing does: empty the file, remove it or keep it as it is");
+    auto* command = app.add_subcommand("on-clear", "What clearing does: empty the file, remove it or keep it as it is");
     auto what = std::make_shared<std::string>();
     command->add_option("what", *what)->required()->check(CLI::IsMember({"empty", "remove", "keep"}));
-    command->callback([&tool, what] {
-        tool.does([&tool, what] { ask(tool, "on_clear", {{"what", *what}}); });
-    });
+    command->callback([&tool, what] { tool.does([&tool, what] { ask(tool, "on_clear", {{"what", *what}}); }); });
 }
 
 } // namespace

@@ -22,8 +22,7 @@ using Action = std::function<void(Tool& tool, const Words& words)>;
 using WordsPtr = std::shared_ptr<Words>;
 
 void act(CLI::App* command, Tool& tool, const WordsPtr& words, const Action& action) {
-    command->callback(
-        [&tool, words, action] { tool.does([&tool, words, action] { action(tool, *words); }); });
+    command->callback([&tool, words, action] { tool.does([&tool, words, action] { action(tool, *words); }); });
 }
 
 void call(Tool& tool, const char* op, const Json& arguments = Json::object()) {
@@ -69,17 +68,14 @@ void addDevices(CLI::App& ble, Tool& tool) {
     });
     auto* remove = group->add_subcommand("remove", "Remove a device");
     remove->add_option("address", words->address)->required();
-    act(remove, tool, words, [](Tool& t, const Words& w) {
-        call(t, "device_remove", {{"address", w.address}});
-    });
+    act(remove, tool, words, [](Tool& t, const Words& w) { call(t, "device_remove", {{"address", w.address}}); });
 }
 
 void addWhitelist(CLI::App& ble, Tool& tool) {
     auto* group = addGroup(ble, tool, "whitelist", "The paired devices (alone: list them)", "whitelist");
     const auto words = std::make_shared<Words>();
-    auto* set = group->add_subcommand(
-        "set", "Add or change a paired device: address_type, name, mitm, auto_connect,\n"
-               "connected, in_use (0 frees the slot)");
+    auto* set = group->add_subcommand("set", "Add or change a paired device: address_type, name, mitm, auto_connect,\n"
+                                             "connected, in_use (0 frees the slot)");
     set->add_option("address", words->address)->required();
     set->add_option("key=value", words->pairs);
     act(set, tool, words, [](Tool& t, const Words& w) {
@@ -89,9 +85,7 @@ void addWhitelist(CLI::App& ble, Tool& tool) {
     });
     auto* remove = group->add_subcommand("remove", "Free the slot of a device");
     remove->add_option("address", words->address)->required();
-    act(remove, tool, words, [](Tool& t, const Words& w) {
-        call(t, "whitelist_remove", {{"address", w.address}});
-    });
+    act(remove, tool, words, [](Tool& t, const Words& w) { call(t, "whitelist_remove", {{"address", w.address}}); });
     act(group->add_subcommand("clear", "Drop all slots"), tool, words,
         [](Tool& t, const Words&) { call(t, "whitelist_clear"); });
     act(group->add_subcommand("reset", "Take the scenario's whitelist again"), tool, words,
@@ -112,8 +106,7 @@ void addPairing(CLI::App& ble, Tool& tool) {
         ->required()
         ->check(CLI::IsMember({"success", "failure", "timeout", "cancel"}));
     act(end, tool, words, [](Tool& t, const Words& w) { call(t, "pairing_end", {{"outcome", w.word}}); });
-    auto* status =
-        group->add_subcommand("status", "Set the status byte that clients are told until the next start");
+    auto* status = group->add_subcommand("status", "Set the status byte that clients are told until the next start");
     status->require_option(1);
     status->add_option("status", words->number)->check(CLI::Range(0, 255));
     status->add_flag("--own", words->own, "Tell the pairing's own status again");
@@ -129,10 +122,9 @@ void addScan(CLI::App& ble, Tool& tool) {
     words->number = 1;
     start->add_option("mode", words->number, "1 to 255, default 1")->check(CLI::Range(1, 255));
     act(start, tool, words, [](Tool& t, const Words& w) { call(t, "scan", {{"mode", w.number}}); });
-    act(group->add_subcommand("stop", "Stop the scan; its list stays"), tool, words,
-        [](Tool& t, const Words&) {
-            call(t, "scan", {{"mode", 0}});
-        });
+    act(group->add_subcommand("stop", "Stop the scan; its list stays"), tool, words, [](Tool& t, const Words&) {
+        call(t, "scan", {{"mode", 0}});
+    });
 }
 
 void addRebuild(CLI::App& ble, Tool& tool) {
@@ -152,9 +144,8 @@ void addRebuild(CLI::App& ble, Tool& tool) {
 void addConnections(CLI::App& ble, Tool& tool) {
     for (const bool connected : {true, false}) {
         const auto words = std::make_shared<Words>();
-        auto* command =
-            ble.add_subcommand(connected ? "connect" : "disconnect",
-                               connected ? "Connect a paired device" : "Disconnect a paired device");
+        auto* command = ble.add_subcommand(connected ? "connect" : "disconnect",
+                                           connected ? "Connect a paired device" : "Disconnect a paired device");
         command->add_option("address", words->address)->required();
         act(command, tool, words, [connected](Tool& t, const Words& w) {
             call(t, "connection", {{"address", w.address}, {"connected", connected}});
@@ -171,9 +162,7 @@ void addBleCommands(CLI::App& app, Tool& tool) {
         "set", "Change settings: auto_connect, seed, scan_page, whitelist_page, whitelist_slots, scan_ms,\n"
                "lost_ms, pairing_ms, pairing_timeout_ms, connect_ms");
     set->add_option("key=value", words->pairs)->required();
-    act(set, tool, words, [](Tool& t, const Words& w) {
-        call(t, "ble_set", {{"settings", readPairs(w.pairs)}});
-    });
+    act(set, tool, words, [](Tool& t, const Words& w) { call(t, "ble_set", {{"settings", readPairs(w.pairs)}}); });
     addDevices(*ble, tool);
     addWhitelist(*ble, tool);
     addScan(*ble, tool);

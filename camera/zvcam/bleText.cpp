@@ -1,8 +1,8 @@
 #include "bleText.h"
 
-#include <cstdio>
+#include "explain.h"
 
-#include "Explain.h"
+#include <cstdio>
 
 namespace zvcam {
 namespace {
@@ -44,10 +44,9 @@ std::string settingsOf(const Json& device) {
 
 std::string scanText(const Json& scan) {
     const bool running = scan.at("running").get<bool>();
-    std::string text =
-        "scan: " + (running ? "running, mode " + textOf(scan.at("mode")) : std::string("stopped")) +
-        ", list id " + textOf(scan.at("list_id")) + ", " + std::to_string(scan.at("found").size()) +
-        " found\n";
+    std::string text = "scan: " + (running ? "running, mode " + textOf(scan.at("mode")) : std::string("stopped")) +
+                       ", list id " + textOf(scan.at("list_id")) + ", " + std::to_string(scan.at("found").size()) +
+                       " found\n";
     for (const Json& found : scan.at("found")) {
         text += aired(found, "rssi") + ", heard at " + textOf(found.at("seen_ms")) + " ms\n";
     }
@@ -59,8 +58,7 @@ std::string pairingText(const Json& pairing) {
         return textOf(pairing.at(number)) + " (" + textOf(pairing.at(meaning)) + ")";
     };
     return "pairing: " + status("status", "meaning") +
-           (pairing.at("by_hand").get<bool>() ? " by hand, its own " + status("own_status", "own_meaning")
-                                              : "") +
+           (pairing.at("by_hand").get<bool>() ? " by hand, its own " + status("own_status", "own_meaning") : "") +
            ", device " + textOf(pairing.at("address")) + " type " + textOf(pairing.at("address_type")) + "\n";
 }
 
@@ -87,11 +85,9 @@ std::string whitelistText(const Json& whitelist) {
 std::string devicesText(const Json& devices) {
     std::string text = "devices: " + std::to_string(devices.size()) + "\n";
     for (const Json& device : devices) {
-        text += aired(device, "rssi_now") +
-                (device.at("in_range").get<bool>() ? ", in range" : ", out of range") + ", " +
-                textOf(device.at("presence")) + ", pairing " + textOf(device.at("pairing")) +
-                (device.at("mitm").get<bool>() ? ", mitm" : "") + "\n                " + settingsOf(device) +
-                "\n";
+        text += aired(device, "rssi_now") + (device.at("in_range").get<bool>() ? ", in range" : ", out of range") +
+                ", " + textOf(device.at("presence")) + ", pairing " + textOf(device.at("pairing")) +
+                (device.at("mitm").get<bool>() ? ", mitm" : "") + "\n                " + settingsOf(device) + "\n";
     }
     return text;
 }

@@ -1,9 +1,9 @@
 // The radio's state for a terminal.
 #pragma once
 
-#include <string>
+#include "jsonReader.h"
 
-#include "JsonReader.h"
+#include <string>
 
 namespace zvcam {
 

@@ -1,9 +1,9 @@
 // daemon ...: the camera's programs; log: what they say. By way of the supervisor.
-#include <cstdio>
-#include <thread>
-
 #include "groups.h"
 #include "printable.h"
+
+#include <cstdio>
+#include <thread>
 
 namespace zvcam {
 namespace {

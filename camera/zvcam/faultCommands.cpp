@@ -1,9 +1,9 @@
 // fault ...: replies spoilt on demand, by zvBleD and zvNetD.
+#include "faults.h"
+#include "groups.h"
+
 #include <algorithm>
 #include <vector>
-
-#include "Faults.h"
-#include "groups.h"
 
 namespace zvcam {
 namespace {
@@ -42,14 +42,13 @@ std::vector<const char*> daemonsFor(const std::string& command) {
 }
 
 std::string prefixOf(const std::string& daemon) {
-    const auto owner = std::find_if(std::begin(owners), std::end(owners),
-                                    [&](const Owner& one) { return daemon == one.daemon; });
+    const auto owner =
+        std::find_if(std::begin(owners), std::end(owners), [&](const Owner& one) { return daemon == one.daemon; });
     return owner->prefix;
 }
 
 Json ruleOf(const Words& words) {
-    Json rule{
-        {"command", words.command}, {"fault", words.fault}, {"count", words.count}, {"skip", words.skip}};
+    Json rule{{"command", words.command}, {"fault", words.fault}, {"count", words.count}, {"skip", words.skip}};
     if (words.value) {
         const std::string parameter = faultParameter(words.fault);
         if (parameter.empty()) {
@@ -62,8 +61,7 @@ Json ruleOf(const Words& words) {
 
 void add(Tool& tool, const Words& words) {
     const Json rule = ruleOf(words);
-    const std::string command =
-        readFaultRule(rule, "").command; // what is wrong is said before anybody is asked
+    const std::string command = readFaultRule(rule, "").command; // what is wrong is said before anybody is asked
     Json ids = Json::array();
     tool.callEach(daemonsFor(command), "fault_add", rule, [&](const std::string& daemon, const Json& added) {
         ids.push_back(prefixOf(daemon) + added.at("id").dump());
@@ -124,19 +122,15 @@ void addFaultCommands(CLI::App& app, Tool& tool) {
     group->require_subcommand(1);
     const auto words = std::make_shared<Words>();
     auto* adding = group->add_subcommand(
-        "add",
-        "Add a rule: late MS, missing, refused STATUS, category CATEGORY, no_response, truncated BYTES,\n"
-        "short BYTES, index BY, too_many BY, list_id BY, extra BYTES, garbage BYTES");
-    adding->add_option("command", words->command, "A BLE command by name or code, PD, PX, or * for all")
-        ->required();
+        "add", "Add a rule: late MS, missing, refused STATUS, category CATEGORY, no_response, truncated BYTES,\n"
+               "short BYTES, index BY, too_many BY, list_id BY, extra BYTES, garbage BYTES");
+    adding->add_option("command", words->command, "A BLE command by name or code, PD, PX, or * for all")->required();
     adding->add_option("fault", words->fault)->required();
     adding->add_option("value", words->value, "The fault's parameter");
     adding->add_option("--count", words->count, "Replies to hit; 0: all");
     adding->add_option("--skip", words->skip, "Replies to let pass first");
     adding->callback([&tool, words] { tool.does([&tool, words] { add(tool, *words); }); });
-    group->add_subcommand("list", "List the rules")->callback([&tool] {
-        tool.does([&tool] { list(tool); });
-    });
+    group->add_subcommand("list", "List the rules")->callback([&tool] { tool.does([&tool] { list(tool); }); });
     auto* removing = group->add_subcommand("remove", "Remove a rule");
     removing->add_option("id", words->id)->required();
     removing->callback([&tool, words] { tool.does([&tool, words] { remove(tool, words->id); }); });

@@ -1,7 +1,7 @@
 // The groups of subcommands; each in a source file of its own.
 #pragma once
 
-#include "Tool.h"
+#include "tool.h"
 
 namespace zvcam {
 

@@ -1,5 +1,5 @@
 // zvcam: shows and changes the state of a running camera.
-#include "Tool.h"
+#include "tool.h"
 
 #include <cstdio>
 #include <exception>

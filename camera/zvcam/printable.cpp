@@ -23,8 +23,7 @@ std::string printable(std::string_view text) {
         } else if (byte < 0x20 || byte == 0x7f) {
             out += number(byte);
         } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) {
-            out +=
-                number(static_cast<unsigned char>(next)); // U+0080 to U+009F are control characters as well
+            out += number(static_cast<unsigned char>(next)); // U+0080 to U+009F are control characters as well
             ++i;
         } else {
             out += text[i];

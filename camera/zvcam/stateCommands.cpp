@@ -1,8 +1,8 @@
 // show, set, fail, unfail: the camera's state as zvControlD holds it.
-#include <charconv>
-
 #include "groups.h"
 #include "zvErrno.h"
+
+#include <charconv>
 
 namespace zvcam {
 namespace {
@@ -19,8 +19,7 @@ std::int32_t failureCode(const std::string& text) {
     std::int32_t code = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
     if (error != std::errc() || end != text.data() + text.size() || code >= 0) {
-        throw CLI::ValidationError("code",
-                                   "must be a negative number or the name of a result code, not " + text);
+        throw CLI::ValidationError("code", "must be a negative number or the name of a result code, not " + text);
     }
     return code;
 }
@@ -36,8 +35,7 @@ void addShow(CLI::App& app, Tool& tool) {
     command->add_option("item", words->item, "The item alone");
     command->callback([&tool, words] {
         tool.does([&tool, words] {
-            tool.print(tool.call(daemon, "show",
-                                 words->item.empty() ? Json::object() : Json{{"item", words->item}}));
+            tool.print(tool.call(daemon, "show", words->item.empty() ? Json::object() : Json{{"item", words->item}}));
         });
     });
 }
@@ -51,8 +49,7 @@ void addSet(CLI::App& app, Tool& tool) {
     command->add_option("value", words->value)->required();
     command->callback([&tool, words] {
         tool.does([&tool, words] {
-            tool.print(
-                {{words->item, tool.call(daemon, "set", {{"item", words->item}, {"value", words->value}})}});
+            tool.print({{words->item, tool.call(daemon, "set", {{"item", words->item}, {"value", words->value}})}});
         });
     });
 }
@@ -77,9 +74,7 @@ void addUnfail(CLI::App& app, Tool& tool) {
     auto words = std::make_shared<Words>();
     command->add_option("item", words->item, "The item, or all")->required();
     command->callback([&tool, words] {
-        tool.does([&tool, words] {
-            tool.print({{"failures", tool.call(daemon, "unfail", {{"item", words->item}})}});
-        });
+        tool.does([&tool, words] { tool.print({{"failures", tool.call(daemon, "unfail", {{"item", words->item}})}}); });
     });
 }
 

@@ -1,8 +1,9 @@
-// stream ...: the streaming program, which is no daemon: the control program starts and stops it. By way of the supervisor.
-#include <cstdio>
-
+// stream ...: the streaming program, which is no daemon: the control program starts and stops it. By way of the
+// supervisor.
 #include "groups.h"
 #include "printable.h"
+
+#include <cstdio>
 
 namespace zvcam {
 namespace {
@@ -71,8 +72,7 @@ void addStreamCommands(CLI::App& app, Tool& tool) {
             tool.does([&tool] { ask(tool, "stream"); });
         }
     });
-    auto* start =
-        group->add_subcommand("start", "Start it, once more if it runs; what follows are its arguments");
+    auto* start = group->add_subcommand("start", "Start it, once more if it runs; what follows are its arguments");
     // As they stand: none of them is an option of this tool, and no list is read into one.
     start->prefix_command()->fallthrough(false);
     start->callback([&tool, start] {

@@ -1,12 +1,12 @@
 // trace, decode: the messages of the queues, field by field.
+#include "groups.h"
+#include "scenario.h"
+#include "trace.h"
+#include "traceFollower.h"
+
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-
-#include "Scenario.h"
-#include "Trace.h"
-#include "TraceFollower.h"
-#include "groups.h"
 
 namespace zvcam {
 namespace {
@@ -81,8 +81,7 @@ void addTraceCommands(CLI::App& app, Tool& tool) {
     tracing->add_flag("--follow,-f", words->follow, "Go on with what comes, until interrupted");
     tracing->add_flag("--brief,-b", words->brief, "One line a message");
     tracing->add_option("--file", words->file, "Write JSON lines with the raw bytes to this file instead");
-    tracing->add_flag("--clear", words->clear, "Forget the messages so far instead")
-        ->excludes("--follow", "--file");
+    tracing->add_flag("--clear", words->clear, "Forget the messages so far instead")->excludes("--follow", "--file");
     tracing->callback([&tool, words] { tool.does([&tool, words] { trace(tool, *words); }); });
 
     const auto decoded = std::make_shared<Words>();

@@ -1,6 +1,6 @@
 /*
- * Result codes: the one vocabulary of failure of the system. Every operation that can fail returns a signed
- * 32-bit result, 0 for success and one of these negative codes otherwise.
+ * Result codes: the one vocabulary of failure of the system. Every operation that can fail returns a signed 32-bit
+ * result, 0 for success and one of these negative codes otherwise.
  */
 #ifndef ZV_ERRNO_H
 #define ZV_ERRNO_H

@@ -1,6 +1,6 @@
 /*
- * Hex dumps: memory as text in the caller's buffer, and the trace of messages on the diagnostic outputs.
- * Nothing is allocated.
+ * Hex dumps: memory as text in the caller's buffer, and the trace of messages on the diagnostic outputs. Nothing is
+ * allocated.
  */
 #ifndef ZV_HEXDUMP_H
 #define ZV_HEXDUMP_H
@@ -15,8 +15,8 @@ extern "C" {
 #define ZVMSG_TRACE_LINE_SIZE 98 /* buffer for one line of a trace */
 
 /*
- * Directions of a message, by index: the marker under which it is traced, and its trace class. A message is
- * traced only when its class has a bit in common with g_debug; class 0 (rows 0 and 27) never has.
+ * Directions of a message, by index: the marker under which it is traced, and its trace class. A message is traced only
+ * when its class has a bit in common with g_debug; class 0 (rows 0 and 27) never has.
  */
 extern const char* const s_dmsgstr[ZVMSG_DIRECTIONS];
 extern const uint32_t s_dmsghex[ZVMSG_DIRECTIONS];
@@ -28,10 +28,10 @@ extern const uint32_t s_dmsghex[ZVMSG_DIRECTIONS];
  * one before it is left out; a line "..." stands for one or more of them before the next line. 0 bytes give
  * the address alone ("%p") and a line end.
  *
- * Writes at most size bytes, the terminating zero included. Returns the number of characters of the whole
- * text, like snprintf: a result of size or more means that the text was cut; INT_MAX stands for all larger
- * ones. Only the length bytes at address are read. A null prefix is an empty one; buffer may be null when size is
- * 0, address when length is 0.
+ * Writes at most size bytes, the terminating zero included. Returns the number of characters of the whole text, like
+ * snprintf: a result of size or more means that the text was cut; INT_MAX stands for all larger ones. Only the length
+ * bytes at address are read. A null prefix is an empty one; buffer may be null when size is 0, address when length is
+ * 0.
  */
 int snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix);
 
@@ -39,8 +39,7 @@ int snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length,
 int snhexdump0(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix);
 
 /* Either: as snhexdump when aligned is not 0, as snhexdump0 when it is. */
-int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned,
-               const char* prefix);
+int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned, const char* prefix);
 
 /*
  * Writes one line of a trace, of at most size - 1 characters (75 with a marker of 12), without line end:
@@ -49,14 +48,13 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
  * The slots show data[*index] and the following; those outside 0 to length - 1 stay blank. Both counters
  * advance by 16; the index stops at INT_MAX.
  */
-void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index,
-             const void* data, int length);
+void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index, const void* data,
+             int length);
 
 /*
- * Prints the trace of a message on the diagnostic outputs that g_debug_level selects (zvLog.h), syslog
- * included; nothing at a verbosity of 7 or less. address labels the first byte. Without bit 9 of
- * g_debug_level a long message shows its first 64 bytes, then its last lines only, from the line after which
- * fewer than 32 bytes remain.
+ * Prints the trace of a message on the diagnostic outputs that g_debug_level selects (zvLog.h), syslog included;
+ * nothing at a verbosity of 7 or less. address labels the first byte. Without bit 9 of g_debug_level a long message
+ * shows its first 64 bytes, then its last lines only, from the line after which fewer than 32 bytes remain.
  */
 void hexprint(const char* marker, uint32_t address, const void* data, int length);
 

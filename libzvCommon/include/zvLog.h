@@ -1,9 +1,8 @@
 /*
- * Logging of the support library: the process-wide log level, the diagnostic switch words and the emitting
- * call.
+ * Logging of the support library: the process-wide log level, the diagnostic switch words and the emitting call.
  *
- * All names are exported by the program; closed libraries loaded beside it bind to them by name, so names,
- * types and initial values never change.
+ * All names are exported by the program; closed libraries loaded beside it bind to them by name, so names, types and
+ * initial values never change.
  */
 #ifndef ZV_LOG_H
 #define ZV_LOG_H
@@ -55,9 +54,9 @@ void zvUtilSetLogLevel(unsigned level);
  *   file   base name of the caller's source file, without its ending
  *   fmt    printf format of the message and its arguments
  *
- * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG_AT). Level name, colon and message
- * are cut to 349 characters; where the suffix does not fit behind them, a single blank stands for it. No line
- * end is added or removed. Needs no heap and never fails visibly.
+ * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG_AT). Level name, colon and message are
+ * cut to 349 characters; where the suffix does not fit behind them, a single blank stands for it. No line end is added
+ * or removed. Needs no heap and never fails visibly.
  */
 #ifdef __GNUC__
 __attribute__((format(printf, 4, 5)))
@@ -69,11 +68,11 @@ void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, 
 #endif
 
 /* Logs when the level is let through; file is the caller's source name, line its line number. */
-#define ZV_LOG_AT(level, line, file, ...)                                                                    \
-    do {                                                                                                     \
-        if (g_logLevel > (level)-1) {                                                                        \
-            zvUtilKlogMsgLevel((level), (line), (file), __VA_ARGS__);                                        \
-        }                                                                                                    \
+#define ZV_LOG_AT(level, line, file, ...)                                                                              \
+    do {                                                                                                               \
+        if (g_logLevel > (level)-1) {                                                                                  \
+            zvUtilKlogMsgLevel((level), (line), (file), __VA_ARGS__);                                                  \
+        }                                                                                                              \
     } while (0)
 
 #endif

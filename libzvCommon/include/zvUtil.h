@@ -9,16 +9,16 @@ extern "C" {
 #define ZV_CARD_ID_SIZE 32 /* least size of the buffer for getCardIDStr */
 
 /*
- * The first character of s that is neither space nor tab; null when there is none, or s is null. Points into
- * s, which is not changed.
+ * The first character of s that is neither space nor tab; null when there is none, or s is null. Points into s, which
+ * is not changed.
  */
 char* trim(char* s);
 
 /*
- * Puts the process into the background: the parent ends with status 0, without exit handlers and without
- * writing what its stdio buffers hold, which is left to the child; the child leads a new session, stands in "/"
- * and has file creation mask 0. Returns, in the child, the result of changing the directory (0, or -1 with
- * errno); 0 at once, nothing done, when the parent of the process is init already; -1 when the fork fails.
+ * Puts the process into the background: the parent ends with status 0, without exit handlers and without writing what
+ * its stdio buffers hold, which is left to the child; the child leads a new session, stands in "/" and has file
+ * creation mask 0. Returns, in the child, the result of changing the directory (0, or -1 with errno); 0 at once,
+ * nothing done, when the parent of the process is init already; -1 when the fork fails.
  */
 int daemon_init(void);
 
@@ -28,9 +28,8 @@ int daemon_init(void);
  * number. When there is nothing to read, a new random number in decimal digits, which is stored there without line
  * end. The folder is created when missing, its parent is not.
  *
- * Returns 0; -1 with one line on standard error when out is null, the folder or the file cannot be created or
- * written, or no number could be drawn. Then out, unless null, holds "0", or the new identifier when only the
- * writing failed.
+ * Returns 0; -1 with one line on standard error when out is null, the folder or the file cannot be created or written,
+ * or no number could be drawn. Then out, unless null, holds "0", or the new identifier when only the writing failed.
  */
 int getCardIDStr(char* out);
 

@@ -1,6 +1,6 @@
 #include "zvErrno.h"
 
-#define ROW(code)                                                                                            \
+#define ROW(code)                                                                                                      \
     { #code, code }
 
 constexpr zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS] = {

@@ -2,36 +2,35 @@
 
 #include "zvText.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace {
 
-constexpr uint32_t lineBytes = 16;
+constexpr std::uint32_t lineBytes = 16;
 
 // The memory that is dumped, as lines of 16 slots: the first line starts lead bytes before it.
 struct Range {
-    const uint8_t* bytes;
-    uint32_t length;
-    uint32_t lead;
+    const std::uint8_t* bytes;
+    std::uint32_t length;
+    std::uint32_t lead;
 
     // Slots count from the start of the first line.
-    uint64_t end() const { return uint64_t{lead} + length; }
-    bool holds(uint64_t slot) const { return slot >= lead && slot < end(); }
-    uint8_t at(uint64_t slot) const { return bytes[slot - lead]; }
+    std::uint64_t end() const { return std::uint64_t{lead} + length; }
+    bool holds(std::uint64_t slot) const { return slot >= lead && slot < end(); }
+    std::uint8_t at(std::uint64_t slot) const { return bytes[slot - lead]; }
 };
 
-// Whether the line at start repeats the one before it. Only whole lines do: a slot outside the range has no
-// byte.
-bool repeats(const Range& range, uint64_t start) {
+// Whether the line at start repeats the one before it. Only whole lines do: a slot outside the range has no byte.
+bool repeats(const Range& range, std::uint64_t start) {
     return start >= lineBytes && range.holds(start - lineBytes) && range.holds(start + lineBytes - 1) &&
-           std::memcmp(&range.bytes[start - range.lead], &range.bytes[start - lineBytes - range.lead],
-                       lineBytes) == 0;
+           std::memcmp(&range.bytes[start - range.lead], &range.bytes[start - lineBytes - range.lead], lineBytes) == 0;
 }
 
-void putLine(zv::Text& text, const Range& range, uint64_t start, uint32_t label, const char* prefix) {
+void putLine(zv::Text& text, const Range& range, std::uint64_t start, std::uint32_t label, const char* prefix) {
     text.put("%s%0*X", prefix, 8, label);
     text.put("  ");
-    for (uint64_t slot = start; slot < start + lineBytes; ++slot) {
+    for (std::uint64_t slot = start; slot < start + lineBytes; ++slot) {
         if (range.holds(slot)) {
             text.put("%0*X", 2, unsigned{range.at(slot)});
         } else {
@@ -39,7 +38,7 @@ void putLine(zv::Text& text, const Range& range, uint64_t start, uint32_t label,
         }
         text.put((slot - start) % 4 == 3 ? "  " : " ");
     }
-    for (uint64_t slot = start; slot < start + lineBytes; ++slot) {
+    for (std::uint64_t slot = start; slot < start + lineBytes; ++slot) {
         text.put("%c", range.holds(slot) ? zv::printable(range.at(slot)) : ' ');
     }
     text.put("\n");
@@ -47,7 +46,7 @@ void putLine(zv::Text& text, const Range& range, uint64_t start, uint32_t label,
 
 } // namespace
 
-int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned,
+int _snhexdump(char* buffer, std::uint32_t size, const void* address, std::uint32_t length, int aligned,
                const char* prefix) {
     zv::Text text(buffer, size);
     if (length == 0) {
@@ -55,12 +54,12 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
         return text.length();
     }
     const auto place = reinterpret_cast<std::uintptr_t>(address);
-    const uint32_t lead = aligned != 0 ? static_cast<uint32_t>(place % lineBytes) : 0;
-    const Range range{static_cast<const uint8_t*>(address), length, lead};
-    const auto firstLabel = aligned != 0 ? static_cast<uint32_t>(place - lead) : 0;
+    const std::uint32_t lead = aligned != 0 ? static_cast<std::uint32_t>(place % lineBytes) : 0;
+    const Range range{static_cast<const std::uint8_t*>(address), length, lead};
+    const auto firstLabel = aligned != 0 ? static_cast<std::uint32_t>(place - lead) : 0;
 
     bool skipped = false;
-    for (uint64_t start = 0; start < range.end(); start += lineBytes) {
+    for (std::uint64_t start = 0; start < range.end(); start += lineBytes) {
         if (repeats(range, start)) {
             skipped = true;
             continue;
@@ -69,16 +68,15 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
             text.put("...%s", "\n");
             skipped = false;
         }
-        putLine(text, range, start, firstLabel + static_cast<uint32_t>(start),
-                prefix != nullptr ? prefix : "");
+        putLine(text, range, start, firstLabel + static_cast<std::uint32_t>(start), prefix != nullptr ? prefix : "");
     }
     return text.length();
 }
 
-int snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix) {
+int snhexdump(char* buffer, std::uint32_t size, const void* address, std::uint32_t length, const char* prefix) {
     return _snhexdump(buffer, size, address, length, 1, prefix);
 }
 
-int snhexdump0(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix) {
+int snhexdump0(char* buffer, std::uint32_t size, const void* address, std::uint32_t length, const char* prefix) {
     return _snhexdump(buffer, size, address, length, 0, prefix);
 }

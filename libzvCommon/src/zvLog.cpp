@@ -2,13 +2,14 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <syslog.h>
 
-int32_t g_logLevel = UTIL_LOG_ERROR;
-uint32_t g_debug_level = 0x00281420;
-uint32_t g_debug = 0x30000000;
-int32_t g_timedreceive = 10;
+std::int32_t g_logLevel = UTIL_LOG_ERROR;
+std::uint32_t g_debug_level = 0x00281420;
+std::uint32_t g_debug = 0x30000000;
+std::int32_t g_timedreceive = 10;
 
 namespace {
 
@@ -27,7 +28,7 @@ constexpr std::size_t suffixEnd = 440;
 
 void zvUtilSetLogLevel(unsigned level) {
     if (level <= UTIL_LOG_TRACE) {
-        g_logLevel = static_cast<int32_t>(level);
+        g_logLevel = static_cast<std::int32_t>(level);
     }
 }
 

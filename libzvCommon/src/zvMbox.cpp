@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -92,27 +93,24 @@ int zvMbox_send(const void* message, int length, zvMbox_attr* zvattr) {
             zv::report("[%16s:%4d] Mailbox Full: mbox=%s >= %ld messages\n", "zvMbox_send", 114, zvattr->name,
                        zvattr->attr.mq_maxmsg);
         }
-        // The same two counts once more, deliberately without reading them again: a full mailbox ends the
-        // sender, so that a stuck receiver is noticed at once instead of holding or losing messages.
+        // The same two counts once more, deliberately without reading them again: a full mailbox ends the sender, so
+        // that a stuck receiver is noticed at once instead of holding or losing messages.
         if (!hasRoom(zvattr)) {
-            zv::assertFailed(modulePath, "zvMbox_send", 116,
-                             "(zvattr->attr.mq_curmsgs) < zvattr->attr.mq_maxmsg");
+            zv::assertFailed(modulePath, "zvMbox_send", 116, "(zvattr->attr.mq_curmsgs) < zvattr->attr.mq_maxmsg");
         }
     }
-    return mq_send(zvattr->mqd, static_cast<const char*>(message), static_cast<std::size_t>(length),
-                   priority);
+    return mq_send(zvattr->mqd, static_cast<const char*>(message), static_cast<std::size_t>(length), priority);
 }
 
-int snzvMbox_receive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
+int snzvMbox_receive(void* buffer, std::uint32_t size, zvMbox_attr* zvattr) {
     const ssize_t length = mq_receive(zvattr->mqd, static_cast<char*>(buffer), size, nullptr);
     if (length < 0) {
-        zv::assertFailed(modulePath, "snzvMbox_receive", 124,
-                         "(len = mq_receive(zvattr->mqd, buf, size, NULL)) >= 0");
+        zv::assertFailed(modulePath, "snzvMbox_receive", 124, "(len = mq_receive(zvattr->mqd, buf, size, NULL)) >= 0");
     }
     return static_cast<int>(length);
 }
 
-int snzvMbox_timedreceive(void* buffer, uint32_t size, zvMbox_attr* zvattr) {
+int snzvMbox_timedreceive(void* buffer, std::uint32_t size, zvMbox_attr* zvattr) {
     timeval now{};
     gettimeofday(&now, nullptr);
     timespec deadline{};

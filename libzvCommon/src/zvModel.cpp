@@ -9,13 +9,11 @@ struct Model {
 
 constexpr int endOfTable = -1;
 
-// 5 to 9 and 20 are deliberately absent: a camera with such a number is described by the settings of
-// model 13.
+// 5 to 9 and 20 are deliberately absent: a camera with such a number is described by the settings of model 13.
 constexpr Model models[] = {
-    {0, "orin1"},        {1, "orin2"},          {2, "varlo"},     {3, "quenta"},    {4, "mirel"},
-    {10, "zephan"},      {11, "korru"},         {12, "tessilon"}, {13, "abru"},     {14, "ferrow"},
-    {15, "lumina"},      {16, "grandelle"},     {17, "ostrival"}, {18, "pemberly"}, {19, "wenlow"},
-    {21, "calder_vale"}, {endOfTable, nullptr},
+    {0, "orin1"},     {1, "orin2"},     {2, "varlo"},   {3, "quenta"},       {4, "mirel"},          {10, "zephan"},
+    {11, "korru"},    {12, "tessilon"}, {13, "abru"},   {14, "ferrow"},      {15, "lumina"},        {16, "grandelle"},
+    {17, "ostrival"}, {18, "pemberly"}, {19, "wenlow"}, {21, "calder_vale"}, {endOfTable, nullptr},
 };
 
 } // namespace

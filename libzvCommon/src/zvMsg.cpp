@@ -9,39 +9,40 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace {
 
 constexpr const char* modulePath = "libzvCommon/src/zvMsg";
-constexpr uint32_t codeSize = 2;
+constexpr std::uint32_t codeSize = 2;
 
 // The current length is the caller's word: it is counted on, but nothing is read or added up beyond its limits.
 void grow(zvmsg_holder* iobuf, int size) {
-    const int64_t sum = int64_t{iobuf->length} + size;
-    iobuf->length = static_cast<int32_t>(std::clamp<int64_t>(sum, INT32_MIN, INT32_MAX));
+    const std::int64_t sum = std::int64_t{iobuf->length} + size;
+    iobuf->length = static_cast<std::int32_t>(std::clamp<std::int64_t>(sum, INT32_MIN, INT32_MAX));
 }
 
 // The bytes that a holder has for a message.
-int64_t storage(const zvmsg_holder* iobuf) {
-    return int64_t{iobuf->capacity} + ZVTLV_HEADER_SIZE;
+std::int64_t storage(const zvmsg_holder* iobuf) {
+    return std::int64_t{iobuf->capacity} + ZVTLV_HEADER_SIZE;
 }
 
 // The bytes of the message that are in the holder.
 int present(const zvmsg_holder* iobuf) {
-    return static_cast<int>(std::min<int64_t>(iobuf->length, storage(iobuf)));
+    return static_cast<int>(std::min<std::int64_t>(iobuf->length, storage(iobuf)));
 }
 
 // Makes the bytes from one offset to another zero, as far as the holder has them.
-void clear(zvmsg_holder* iobuf, int from, int64_t to) {
-    const int64_t end = std::min(to, storage(iobuf));
+void clear(zvmsg_holder* iobuf, int from, std::int64_t to) {
+    const std::int64_t end = std::min(to, storage(iobuf));
     if (from < end) {
         std::memset(iobuf->buf + from, 0, static_cast<std::size_t>(end - from));
     }
 }
 
-void addName(zvmsg_holder* iobuf, uint8_t tag, const char* name) {
-    const auto length = static_cast<uint32_t>(std::strlen(name));
+void addName(zvmsg_holder* iobuf, std::uint8_t tag, const char* name) {
+    const auto length = static_cast<std::uint32_t>(std::strlen(name));
     grow(iobuf, sntlv_add_bin(iobuf->buf, iobuf->capacity, tag, length, name));
 }
 
@@ -73,8 +74,8 @@ void checkMessage(zvmsg_holder* iobuf, const Caller& caller) {
     }
 }
 
-// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what
-// can go wrong ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
+// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what can go wrong
+// ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
 int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& caller) {
     zvMbox_attr txq;
     if (zvMbox_txopen(mailbox, &txq) != 0) {
@@ -99,8 +100,9 @@ int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
 }
 
 // The bytes in which a response is looked for, by what the holder says. The current length limits them only where no
-// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended since.
-int64_t searchLimit(const zvmsg_holder* iobuf) {
+// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended
+// since.
+std::int64_t searchLimit(const zvmsg_holder* iobuf) {
     if (iobuf->capacity > 0) {
         return storage(iobuf);
     }
@@ -109,8 +111,8 @@ int64_t searchLimit(const zvmsg_holder* iobuf) {
 
 } // namespace
 
-int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length,
-                uint8_t type) {
+int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, std::uint32_t payload_length,
+                std::uint8_t type) {
     iobuf->length = sntlv_msg_init(iobuf->buf, iobuf->capacity, type);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_CODE, codeSize, code);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payload_length, payload);
@@ -124,8 +126,7 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
     return sendThrough(iobuf, via != nullptr ? via : to, caller);
 }
 
-int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via,
-                            int direction) {
+int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction) {
     constexpr Caller caller{"zvmsg_send_timedreceive", 66, 73};
     address(iobuf, from, to, direction);
     checkMessage(iobuf, caller);
@@ -133,8 +134,7 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
     zvMbox_unlink(from);
     zvMbox_attr rxq;
     if (zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) != 0) {
-        zv::assertFailed(modulePath, caller.function, 70,
-                         "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
+        zv::assertFailed(modulePath, caller.function, 70, "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
     }
     sendThrough(iobuf, via != nullptr ? via : to, caller);
     iobuf->length = receiveAnswer(iobuf, &rxq);
@@ -143,13 +143,13 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
     return iobuf->length;
 }
 
-uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length) {
+std::uint8_t* zvmsg_response(zvmsg_holder* iobuf, std::uint8_t** data, std::uint16_t* length) {
     if (iobuf->length < 0) {
         return nullptr; // no answer
     }
-    const int64_t limit = searchLimit(iobuf);
+    const std::int64_t limit = searchLimit(iobuf);
     const int total =
-        limit < ZVTLV_HEADER_SIZE ? 0 : static_cast<int>(std::min<int64_t>(sntlv_msg_len(iobuf->buf), limit));
+        limit < ZVTLV_HEADER_SIZE ? 0 : static_cast<int>(std::min<std::int64_t>(sntlv_msg_len(iobuf->buf), limit));
     const zv::Element element = zv::findElement(iobuf->buf, total, ZVTLV_RSP);
     if (element.address == nullptr || element.cut()) {
         return nullptr;

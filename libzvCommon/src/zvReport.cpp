@@ -29,8 +29,8 @@ std::size_t formatTime(char (&text)[timeSize]) {
     return std::strftime(text, sizeof text, "%b%d %H:%M:%S", &local);
 }
 
-// The text of a report, after the local time and a blank. A report that a mailbox's name makes too long for the stack has
-// pages of its own: the heap is left alone, since a process may report on its way out.
+// The text of a report, after the local time and a blank. A report that a mailbox's name makes too long for the stack
+// has pages of its own: the heap is left alone, since a process may report on its way out.
 class TimedText {
 public:
     TimedText(const char* fmt, std::va_list args) {
@@ -76,8 +76,8 @@ private:
     std::size_t start_ = 0;
 };
 
-// Opened and closed for every report: a report is rare, and the storage may be taken out at any time. A file
-// that cannot be opened or written is passed over without a word.
+// Opened and closed for every report: a report is rare, and the storage may be taken out at any time. A file that
+// cannot be opened or written is passed over without a word.
 void appendToFile(const char* text, std::size_t length) {
     const int file = open(logFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (file < 0) {

@@ -1,5 +1,5 @@
-// Diagnostic reports of the support library: assertion failures, mailbox reports and message traces.
-// Internal: not among the names that the program exports.
+// Diagnostic reports of the support library: assertion failures, mailbox reports and message traces. Internal: not
+// among the names that the program exports.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +20,9 @@ constexpr unsigned assertVerbosity = 8;
 constexpr unsigned traceVerbosity = 8;
 constexpr unsigned mailboxVerbosity = 16;
 
-// Issues a report whatever the verbosity: to syslog at LOG_DEBUG (and to standard error, which syslog is
-// asked for), and with the local time and a blank before it to standard output and to the log file, each
-// under its bit. Whole, however long; cut to 1023 characters only without memory for more. Does not use the heap
-// itself.
+// Issues a report whatever the verbosity: to syslog at LOG_DEBUG (and to standard error, which syslog is asked for),
+// and with the local time and a blank before it to standard output and to the log file, each under its bit. Whole,
+// however long; cut to 1023 characters only without memory for more. Does not use the heap itself.
 __attribute__((format(printf, 1, 2))) void report(const char* fmt, ...);
 
 // Reports a failed check when the verbosity lets it through, and ends the process with status 255 in any

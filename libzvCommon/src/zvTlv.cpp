@@ -5,57 +5,58 @@
 #include "zvTlvWalk.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 
 namespace {
 
 constexpr const char* modulePath = "libzvCommon/src/zvTlv";
-constexpr uint8_t blanked = 'W';
+constexpr std::uint8_t blanked = 'W';
 
-void putLength(uint8_t* at, uint32_t length) {
-    at[0] = static_cast<uint8_t>(length >> 8);
-    at[1] = static_cast<uint8_t>(length);
+void putLength(std::uint8_t* at, std::uint32_t length) {
+    at[0] = static_cast<std::uint8_t>(length >> 8);
+    at[1] = static_cast<std::uint8_t>(length);
 }
 
-// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the
-// room behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has
-// 64 bits, so that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond
-// capacity + 4, or with a length near 2^32.
-bool fits(uint32_t total, uint32_t length, uint32_t capacity) {
-    return uint64_t{total} + length <= capacity;
+// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the room
+// behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has 64 bits, so
+// that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond capacity + 4, or
+// with a length near 2^32.
+bool fits(std::uint32_t total, std::uint32_t length, std::uint32_t capacity) {
+    return std::uint64_t{total} + length <= capacity;
 }
 
-// Writes header and new total length around data that the caller puts at the element's fifth byte. total is
-// given because the header of a message shorter than itself is overwritten by what is appended.
-void writeElementHeader(uint8_t* buffer, uint32_t total, uint8_t tag, uint32_t length) {
-    uint8_t* const element = buffer + total;
+// Writes header and new total length around data that the caller puts at the element's fifth byte. total is given
+// because the header of a message shorter than itself is overwritten by what is appended.
+void writeElementHeader(std::uint8_t* buffer, std::uint32_t total, std::uint8_t tag, std::uint32_t length) {
+    std::uint8_t* const element = buffer + total;
     element[0] = 0;
     putLength(element + 1, length);
     element[3] = tag;
 }
 
-// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind
-// to.
-int finishElement(uint8_t* buffer, uint32_t total, uint32_t length) {
+// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind to.
+int finishElement(std::uint8_t* buffer, std::uint32_t total, std::uint32_t length) {
     putLength(buffer, total + length + ZVTLV_HEADER_SIZE);
-    return static_cast<int16_t>(length + ZVTLV_HEADER_SIZE);
+    return static_cast<std::int16_t>(length + ZVTLV_HEADER_SIZE);
 }
 
 } // namespace
 
-int sntlv_msg_init(uint8_t* buffer, uint32_t /*capacity*/, uint8_t type) {
+int sntlv_msg_init(std::uint8_t* buffer, std::uint32_t /*capacity*/, std::uint8_t type) {
     putLength(buffer, ZVTLV_HEADER_SIZE);
     buffer[2] = 0;
     buffer[3] = type;
     return ZVTLV_HEADER_SIZE;
 }
 
-int sntlv_msg_len(const uint8_t* buffer) {
-    return static_cast<int16_t>(zv::tlvLength(buffer));
+int sntlv_msg_len(const std::uint8_t* buffer) {
+    return static_cast<std::int16_t>(zv::tlvLength(buffer));
 }
 
-int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, const void* data) {
-    const uint32_t total = zv::tlvLength(buffer);
+int sntlv_add_bin(std::uint8_t* buffer, std::uint32_t capacity, std::uint8_t tag, std::uint32_t length,
+                  const void* data) {
+    const std::uint32_t total = zv::tlvLength(buffer);
     if (!fits(total, length, capacity)) {
         return 0;
     }
@@ -66,18 +67,18 @@ int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t leng
     return finishElement(buffer, total, length);
 }
 
-int sntlv_add_dat(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, ...) {
-    const uint32_t total = zv::tlvLength(buffer);
+int sntlv_add_dat(std::uint8_t* buffer, std::uint32_t capacity, std::uint8_t tag, std::uint32_t length, ...) {
+    const std::uint32_t total = zv::tlvLength(buffer);
     if (!fits(total, length, capacity)) {
         return 0;
     }
     writeElementHeader(buffer, total, tag, length);
-    uint8_t* const data = buffer + total + ZVTLV_HEADER_SIZE;
+    std::uint8_t* const data = buffer + total + ZVTLV_HEADER_SIZE;
     std::va_list args;
     va_start(args, length);
-    for (uint32_t done = 0; done < length;) {
+    for (std::uint32_t done = 0; done < length;) {
         const unsigned value = va_arg(args, unsigned);
-        const uint32_t part = length - done < sizeof value ? length - done : uint32_t{sizeof value};
+        const std::uint32_t part = length - done < sizeof value ? length - done : std::uint32_t{sizeof value};
         std::memcpy(data + done, &value, part);
         done += part;
     }
@@ -85,11 +86,11 @@ int sntlv_add_dat(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t leng
     return finishElement(buffer, total, length);
 }
 
-uint8_t* tlv_find(uint8_t* buffer, uint8_t tag) {
+std::uint8_t* tlv_find(std::uint8_t* buffer, std::uint8_t tag) {
     return zv::findElement(buffer, sntlv_msg_len(buffer), tag).address;
 }
 
-int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_t* buffer) {
+int sntlv_find(void* destination, std::uint32_t destination_size, std::uint8_t tag, std::uint8_t* buffer) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr || element.cut() || element.length >= destination_size) {
         return 0;
@@ -100,7 +101,7 @@ int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_
     return element.length;
 }
 
-void sntlv_void(uint8_t* buffer, uint8_t tag) {
+void sntlv_void(std::uint8_t* buffer, std::uint8_t tag) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr) {
         zv::assertFailed(modulePath, "sntlv_void", 221, "tlv != NULL");
@@ -109,31 +110,31 @@ void sntlv_void(uint8_t* buffer, uint8_t tag) {
     std::memset(element.data(), 0, element.present());
 }
 
-// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle
-// takes the message's tail with it.
-int sntlv_remove(uint8_t* buffer, uint32_t /*capacity*/, uint8_t tag) {
+// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle takes the
+// message's tail with it.
+int sntlv_remove(std::uint8_t* buffer, std::uint32_t /*capacity*/, std::uint8_t tag) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr) {
         zv::assertFailed(modulePath, "sntlv_remove", 238, "tlvend != NULL");
     }
-    const uint32_t size = element.present() + ZVTLV_HEADER_SIZE;
+    const std::uint32_t size = element.present() + ZVTLV_HEADER_SIZE;
     putLength(buffer, zv::tlvLength(buffer) - size);
     return -static_cast<int>(size);
 }
 
-int snLoclItoI(char* destination, uint32_t size, int count, uint32_t value) {
+int snLoclItoI(char* destination, std::uint32_t size, int count, std::uint32_t value) {
     if (count < 1 || count > 4) {
         return 0;
     }
     // The result is what the writes report, as with every piece of text of this library; what is stored is bounded.
     zv::Text text(destination, size);
     for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) {
-        text.put("%c", static_cast<uint8_t>(value >> shift));
+        text.put("%c", static_cast<std::uint8_t>(value >> shift));
     }
     return text.length();
 }
 
-int snLoclbin(void* destination, uint32_t destination_size, uint32_t length, const void* source) {
+int snLoclbin(void* destination, std::uint32_t destination_size, std::uint32_t length, const void* source) {
     if (length > destination_size) {
         return 0;
     }

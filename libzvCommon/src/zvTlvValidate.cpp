@@ -1,29 +1,31 @@
 #include "zvTlv.h"
 #include "zvTlvWalk.h"
 
+#include <cstdint>
+
 namespace {
 
 constexpr int noEndMarker = -1;
 constexpr int unbalanced = -2;
 constexpr int unbalancedElse = -3;
 
-bool has(uint8_t* buffer, uint8_t tag) {
+bool has(std::uint8_t* buffer, std::uint8_t tag) {
     return tlv_find(buffer, tag) != nullptr;
 }
 
 // Types of messages that carry a payload and a response.
-bool expectsResponse(uint8_t type) {
+bool expectsResponse(std::uint8_t type) {
     return type <= 13 && type % 2 == 1;
 }
 
-int unbalancedResult(uint8_t* buffer) {
+int unbalancedResult(std::uint8_t* buffer) {
     const bool response = has(buffer, ZVTLV_RSP);
     return has(buffer, ZVTLV_DATA) && response == expectsResponse(buffer[3]) ? unbalanced : unbalancedElse;
 }
 
 } // namespace
 
-int tlv_validate(uint8_t* buffer) {
+int tlv_validate(std::uint8_t* buffer) {
     const int total = sntlv_msg_len(buffer);
     if (total <= ZVTLV_HEADER_SIZE || buffer[total - 1] != ZVTLV_TAIL) {
         return noEndMarker;
@@ -34,7 +36,7 @@ int tlv_validate(uint8_t* buffer) {
             return element.length == 0 && element.room == 0 ? 0 : noEndMarker;
         }
     }
-    // The last byte passes for an end marker, but no element starts there: either it is data of the last
-    // element, or a length is wrong somewhere.
+    // The last byte passes for an end marker, but no element starts there: either it is data of the last element, or a
+    // length is wrong somewhere.
     return walk.atEnd() ? noEndMarker : unbalancedResult(buffer);
 }

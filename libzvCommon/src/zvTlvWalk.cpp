@@ -1,5 +1,7 @@
 #include "zvTlvWalk.h"
 
+#include <cstdint>
+
 namespace zv {
 
 Element ElementWalk::next() {
@@ -9,13 +11,13 @@ Element ElementWalk::next() {
     }
     Element element;
     element.address = buffer_ + offset_;
-    element.length = static_cast<uint16_t>(element.address[1] << 8 | element.address[2]);
+    element.length = static_cast<std::uint16_t>(element.address[1] << 8 | element.address[2]);
     element.room = total_ - offset_ - ZVTLV_HEADER_SIZE;
-    offset_ += element.length + uint32_t{ZVTLV_HEADER_SIZE};
+    offset_ += element.length + std::uint32_t{ZVTLV_HEADER_SIZE};
     return element;
 }
 
-Element findElement(uint8_t* buffer, int total, uint8_t tag) {
+Element findElement(std::uint8_t* buffer, int total, std::uint8_t tag) {
     ElementWalk walk(buffer, total);
     for (Element element = walk.next(); element.address != nullptr; element = walk.next()) {
         if (element.address[3] == tag) {

@@ -8,27 +8,27 @@
 namespace zv {
 
 // The total length in a message's header.
-inline uint32_t tlvLength(const uint8_t* buffer) {
-    return static_cast<uint32_t>(buffer[0]) << 8 | buffer[1];
+inline std::uint32_t tlvLength(const std::uint8_t* buffer) {
+    return static_cast<std::uint32_t>(buffer[0]) << 8 | buffer[1];
 }
 
 struct Element {
-    uint8_t* address = nullptr; // null: no such element
-    uint16_t length = 0;        // of the data, as its header says
-    uint32_t room = 0;          // bytes of the message behind its header
+    std::uint8_t* address = nullptr; // null: no such element
+    std::uint16_t length = 0;        // of the data, as its header says
+    std::uint32_t room = 0;          // bytes of the message behind its header
 
-    uint8_t* data() const { return address + ZVTLV_HEADER_SIZE; }
+    std::uint8_t* data() const { return address + ZVTLV_HEADER_SIZE; }
     // Whether the end of the message cuts the data off, and the bytes of them that are there.
     bool cut() const { return length > room; }
-    uint32_t present() const { return cut() ? room : length; }
+    std::uint32_t present() const { return cut() ? room : length; }
 };
 
 // Goes from element to element of a message of total bytes, as far as their headers lie inside it.
 class ElementWalk {
 public:
-    ElementWalk(uint8_t* buffer, int total)
+    ElementWalk(std::uint8_t* buffer, int total)
         : buffer_(buffer),
-          total_(total > ZVTLV_HEADER_SIZE ? static_cast<uint32_t>(total) : ZVTLV_HEADER_SIZE) {}
+          total_(total > ZVTLV_HEADER_SIZE ? static_cast<std::uint32_t>(total) : ZVTLV_HEADER_SIZE) {}
 
     // The next element; one without address when there is none.
     Element next();
@@ -36,12 +36,12 @@ public:
     bool atEnd() const { return offset_ == total_; }
 
 private:
-    uint8_t* buffer_;
-    uint32_t total_;
-    uint32_t offset_ = ZVTLV_HEADER_SIZE;
+    std::uint8_t* buffer_;
+    std::uint32_t total_;
+    std::uint32_t offset_ = ZVTLV_HEADER_SIZE;
 };
 
 // The first element with the tag in a message of total bytes.
-Element findElement(uint8_t* buffer, int total, uint8_t tag);
+Element findElement(std::uint8_t* buffer, int total, std::uint8_t tag);
 
 } // namespace zv

@@ -5,19 +5,17 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 
 constexpr const char* s_dmsgstr[ZVMSG_DIRECTIONS] = {
-    "            ", ">Hb         ", " Hb>        ", " Hb<        ",
-    "<Hb         ", ">Hc         ", " Hc>        ", " Hc<        ",
-    "<Hc         ", ">UD         ", " UD>        ", " UD<        ",
-    "<UD         ", "    >GN     ", "     GN>    ", "     GN<    ",
-    "    <GN     ", "        >RT ", "         RT>", "         RT<",
-    "        <RT ", "        >WI ", "        <WI ", "        >BT ",
-    "        <BT ", "DB>         ", "DB<         ", "",
+    "            ", ">Hb         ", " Hb>        ", " Hb<        ", "<Hb         ", ">Hc         ", " Hc>        ",
+    " Hc<        ", "<Hc         ", ">UD         ", " UD>        ", " UD<        ", "<UD         ", "    >GN     ",
+    "     GN>    ", "     GN<    ", "    <GN     ", "        >RT ", "         RT>", "         RT<", "        <RT ",
+    "        >WI ", "        <WI ", "        >BT ", "        <BT ", "DB>         ", "DB<         ", "",
 };
 
 // Bits 12 to 15 are deliberately unused: masks in g_debug are written with them in mind.
-constexpr uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
+constexpr std::uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
     0,          0x00000001, 0x00000002, 0x00000004, 0x00000008, 0x00000010, 0x00000020,
     0x00000040, 0x00000080, 0x00000100, 0x00000200, 0x00000400, 0x00000800, 0x00010000,
     0x00020000, 0x00040000, 0x00080000, 0x00100000, 0x00200000, 0x00400000, 0x00800000,
@@ -25,15 +23,13 @@ constexpr uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
 };
 
 // Every row is there: one that is missing would move the last ones up.
-static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS,
-                           [](const char* row) { return row == nullptr; }));
+static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS, [](const char* row) { return row == nullptr; }));
 static_assert(s_dmsgstr[ZVMSG_DIRECTIONS - 1][0] == '\0' && s_dmsghex[ZVMSG_DIRECTIONS - 2] == 0x20000000);
 
 namespace {
 
 constexpr int lineBytes = 16;
-// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this
-// remain.
+// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this remain.
 constexpr int headEnd = 79;
 constexpr int tailBytes = 32;
 
@@ -43,14 +39,14 @@ bool shown(int indexAfter, int length) {
 
 } // namespace
 
-void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index,
+void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t* address_counter, int* index,
              const void* data, int length) {
-    const auto* const bytes = static_cast<const uint8_t*>(data);
+    const auto* const bytes = static_cast<const std::uint8_t*>(data);
     zv::Text text(buffer, size);
     text.put("%-11s%08x  ", marker, *address_counter & ~15U);
     char characters[lineBytes + 1] = {};
     for (int slot = 0; slot < lineBytes; ++slot) {
-        const int64_t at = int64_t{*index} + slot;
+        const std::int64_t at = std::int64_t{*index} + slot;
         const bool inside = at >= 0 && at < length;
         if (inside) {
             text.put("%02x", unsigned{bytes[at]});
@@ -67,7 +63,7 @@ void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_
     *address_counter += lineBytes;
 }
 
-void hexprint(const char* marker, uint32_t address, const void* data, int length) {
+void hexprint(const char* marker, std::uint32_t address, const void* data, int length) {
     if (zv::verbosity() < zv::traceVerbosity) {
         return;
     }

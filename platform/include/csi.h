@@ -21,8 +21,8 @@ extern "C" {
  *   returned  receives the number of bytes stored; may be null
  *   value     receives the item, in the processor's byte order; untouched on failure
  *
- * 0 on success, a negative result code otherwise: ZV_ERR_INVALID_PARAM for an unknown item, a wrong size or a
- * null value, ZV_ERR when the control daemon does not answer.
+ * 0 on success, a negative result code otherwise: ZV_ERR_INVALID_PARAM for an unknown item, a wrong size or a null
+ * value, ZV_ERR when the control daemon does not answer.
  */
 int csi_get(int item, int size, int* returned, void* value);
 

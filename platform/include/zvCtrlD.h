@@ -1,6 +1,6 @@
 /*
- * The closed control library libzvCtrlD: URI interface and dispatcher, daemon commands, camera state, HTTP
- * output and the messages of the camera's queues. The first part compiles as C.
+ * The closed control library libzvCtrlD: URI interface and dispatcher, daemon commands, camera state, HTTP output and
+ * the messages of the camera's queues. The first part compiles as C.
  *
  * Results are the result codes of zvErrno.h: 0 on success, negative otherwise.
  */
@@ -27,18 +27,17 @@ int zvcontrol_uri_interface_open(void);
 int zvcontrol_uri_interface_close(void);
 
 /*
- * Registers a handler for a URI, which is relative and without leading slash; the text must stay alive until
- * the interface is closed. Hooks may be null. ZV_ERR_INVALID_PARAM for a null uri or handler, ZV_ERR when the
- * interface is not open.
+ * Registers a handler for a URI, which is relative and without leading slash; the text must stay alive until the
+ * interface is closed. Hooks may be null. ZV_ERR_INVALID_PARAM for a null uri or handler, ZV_ERR when the interface is
+ * not open.
  */
 int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
                               zvcontrol_hook close_hook);
 
 /*
- * Serves a request: finds the handler whose URI equals path without one leading slash, calls its open hook,
- * itself and its close hook. The result is the handler's; when the open hook fails, handler and close hook
- * are skipped and the hook's code is the result. ZV_ERR_NOT_SUPPORTED when no handler serves the path. path
- * and params may be null.
+ * Serves a request: finds the handler whose URI equals path without one leading slash, calls its open hook, itself and
+ * its close hook. The result is the handler's; when the open hook fails, handler and close hook are skipped and the
+ * hook's code is the result. ZV_ERR_NOT_SUPPORTED when no handler serves the path. path and params may be null.
  */
 int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size);
 
@@ -47,17 +46,17 @@ int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* r
 #define ZVCONTROL_CMD_ANALYTICS_CLEAR 39 /* no parameter, no answer */
 
 /*
- * Sends a command with its parameter bytes to the control daemon and waits for the answer, at most 5 seconds.
- * The answer is left in response as a zero-terminated text, cut to response_size - 1 characters; a null
- * response or a size of 0 drops it. On failure response is untouched and the daemon's code (or ZV_ERR when it
- * does not answer) is the result.
+ * Sends a command with its parameter bytes to the control daemon and waits for the answer, at most 5 seconds. The
+ * answer is left in response as a zero-terminated text, cut to response_size - 1 characters; a null response or a size
+ * of 0 drops it. On failure response is untouched and the daemon's code (or ZV_ERR when it does not answer) is the
+ * result.
  */
-int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length,
-                                          char* response, int response_size);
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
+                                          int response_size);
 
 /*
- * Camera state. The text getters leave a zero-terminated text of at most size - 1 characters. 0 on success;
- * otherwise a negative code, and the output is untouched.
+ * Camera state. The text getters leave a zero-terminated text of at most size - 1 characters. 0 on success; otherwise a
+ * negative code, and the output is untouched.
  */
 int zvc_state_get_model_number(unsigned char* number);
 int zvc_state_get_model_name(char* text, int size);
@@ -83,25 +82,25 @@ void http_output_success_header(std::ostream& stream);
 void http_output_empty_json(std::ostream& stream);
 
 /*
- * Writes a complete error answer: header with the HTTP status, and a JSON object with the members "status"
- * (the message), "zverr", "_function", "_line", "path" and "query", in this order. A null text counts as
- * empty. Texts are escaped so that a JSON parser accepts them whatever their bytes; what is not UTF-8 becomes
- * U+FFFD. A http_status outside 100 to 599 is answered as 500.
+ * Writes a complete error answer: header with the HTTP status, and a JSON object with the members "status" (the
+ * message), "zverr", "_function", "_line", "path" and "query", in this order. A null text counts as empty. Texts are
+ * escaped so that a JSON parser accepts them whatever their bytes; what is not UTF-8 becomes U+FFFD. A http_status
+ * outside 100 to 599 is answered as 500.
  */
 void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
                                   int error_code, const char* message, const char* function, int line);
 
 /*
- * Finds a parameter in a query text ("a=1&b=2"). key includes its equals sign and matches only at the start
- * of a parameter; the value reaches to the next "&" and has its %XX escapes decoded (one that is malformed or
- * stands for a zero byte stays as it is, "+" stays "+"). The first match wins. 1 when found; 0 otherwise,
- * also for null params and for a null or empty key, and value is untouched.
+ * Finds a parameter in a query text ("a=1&b=2"). key includes its equals sign and matches only at the start of a
+ * parameter; the value reaches to the next "&" and has its %XX escapes decoded (one that is malformed or stands for a
+ * zero byte stays as it is, "+" stays "+"). The first match wins. 1 when found; 0 otherwise, also for null params and
+ * for a null or empty key, and value is untouched.
  */
 int parseParam(const char* params, const char* key, std::string& value);
 
 /*
- * A byte stream over the caller's buffer: writing appends from its start, reading takes from its start, both
- * within the capacity. An operation that does not fit does nothing and sets the failure state, which stays.
+ * A byte stream over the caller's buffer: writing appends from its start, reading takes from its start, both within the
+ * capacity. An operation that does not fit does nothing and sets the failure state, which stays.
  */
 class MemStream {
 public:
@@ -138,9 +137,9 @@ MemStream& operator>>(MemStream& stream, unsigned char& byte);
 class MsgElement {
 public:
     /*
-     * borrow: true leaves the data with the caller, who keeps them alive until the message has been written;
-     * false makes the element copy and own what it is given. Null data count as none, whatever the length; so
-     * do data that cannot be copied for want of memory.
+     * borrow: true leaves the data with the caller, who keeps them alive until the message has been written; false
+     * makes the element copy and own what it is given. Null data count as none, whatever the length; so do data that
+     * cannot be copied for want of memory.
      */
     MsgElement(unsigned char type, bool borrow);
     MsgElement(unsigned char type, unsigned short length, unsigned char* data, bool borrow);
@@ -164,9 +163,8 @@ public:
 };
 
 /*
- * A message: a category and a list of elements. On a queue it is 4 header bytes (total length big-endian, 0,
- * the category) and its elements in order, each 4 header bytes (0, data length big-endian, the type) and the
- * data.
+ * A message: a category and a list of elements. On a queue it is 4 header bytes (total length big-endian, 0, the
+ * category) and its elements in order, each 4 header bytes (0, data length big-endian, the type) and the data.
  */
 class Msg {
 public:
@@ -190,9 +188,9 @@ public:
     virtual void dump(const char* title) const;
 
     /*
-     * Appends an element, which stays the caller's and must outlive the message or its next clear(). Null is
-     * ignored. The first 8 elements need no heap; when there is no memory for a further one, the message is
-     * incomplete until its next clear() and cannot be written.
+     * Appends an element, which stays the caller's and must outlive the message or its next clear(). Null is ignored.
+     * The first 8 elements need no heap; when there is no memory for a further one, the message is incomplete until its
+     * next clear() and cannot be written.
      */
     void addElement(MsgElement* element);
 
@@ -230,11 +228,10 @@ private:
 MemStream& operator<<(MemStream& stream, const Msg& message);
 
 /*
- * Reads the message that fills the rest of the stream: its total length is exactly what is left, and its
- * elements add up to it. An end marker (238) may be absent; where there is one, it is empty and the last
- * element. The elements point into the stream's buffer, which must outlive them. What is cut short, overlong
- * or inconsistent sets the stream's failure state, takes nothing from it, and leaves the message empty, with
- * the category that it was constructed with.
+ * Reads the message that fills the rest of the stream: its total length is exactly what is left, and its elements add
+ * up to it. An end marker (238) may be absent; where there is one, it is empty and the last element. The elements point
+ * into the stream's buffer, which must outlive them. What is cut short, overlong or inconsistent sets the stream's
+ * failure state, takes nothing from it, and leaves the message empty, with the category that it was constructed with.
  */
 MemStream& operator>>(MemStream& stream, Msg& message);
 #endif

@@ -1,6 +1,6 @@
 #include "csi.h"
 
-#include "ControlClient.h"
+#include "controlClient.h"
 #include "zvErrno.h"
 
 #include <cstdint>

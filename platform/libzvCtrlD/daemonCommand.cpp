@@ -1,13 +1,12 @@
+#include "controlClient.h"
 #include "zvCtrlD.h"
-
-#include "ControlClient.h"
 #include "zvErrno.h"
 
 #include <algorithm>
 #include <cstring>
 
-int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length,
-                                          char* response, int response_size) {
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
+                                          int response_size) {
     if (param_length < 0 || (param == nullptr && param_length > 0) || response_size < 0) {
         return ZV_ERR_INVALID_PARAM;
     }

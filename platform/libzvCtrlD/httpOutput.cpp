@@ -1,7 +1,6 @@
-#include "zvCtrlD.h"
-
 #include "httpStatus.h"
 #include "jsonText.h"
+#include "zvCtrlD.h"
 
 #include <exception>
 #include <ostream>

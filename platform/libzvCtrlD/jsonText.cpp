@@ -4,8 +4,8 @@
 
 namespace {
 
-// First byte of a UTF-8 sequence: which, how long, and what the second byte may be. The ranges leave out
-// overlong forms, surrogates and what lies beyond U+10FFFF.
+// First byte of a UTF-8 sequence: which, how long, and what the second byte may be. The ranges leave out overlong
+// forms, surrogates and what lies beyond U+10FFFF.
 struct Lead {
     unsigned char first, last;
     unsigned char length;

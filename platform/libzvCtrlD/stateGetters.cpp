@@ -1,6 +1,5 @@
+#include "controlClient.h"
 #include "zvCtrlD.h"
-
-#include "ControlClient.h"
 #include "zvErrno.h"
 
 #include <algorithm>

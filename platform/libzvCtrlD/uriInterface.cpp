@@ -1,6 +1,5 @@
+#include "controlClient.h"
 #include "zvCtrlD.h"
-
-#include "ControlClient.h"
 #include "zvErrno.h"
 
 #include <cstring>
@@ -59,8 +58,7 @@ int zvcontrol_uri_interface_open(void) {
     zvcontrol::Answer answer;
     const int result = zvcontrol::exchange(zvcontrol::Operation::Open, 0, {}, answer);
     interface.open = result == ZV_OK;
-    interface.closesUnasked =
-        interface.open && answer.length == 1 && answer.data[0] == zvcontrol::closesUnasked;
+    interface.closesUnasked = interface.open && answer.length == 1 && answer.data[0] == zvcontrol::closesUnasked;
     return result;
 }
 

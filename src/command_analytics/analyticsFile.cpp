@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
@@ -12,13 +13,13 @@
 namespace {
 
 // Reads pieces of as many bytes as size says, into room, and hands them to sink, up to limit bytes in all. Nothing read
-// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do not
-// change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
+// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do
+// not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
 // piece, unless it was handed down ignored.)
 template<typename Size, typename Sink>
-int copyPieces(std::FILE* source, int64_t limit, char* room, Size size, Sink sink) {
+int copyPieces(std::FILE* source, std::int64_t limit, char* room, Size size, Sink sink) {
     while (limit > 0) {
-        const auto most = static_cast<std::size_t>(std::min<int64_t>(limit, size()));
+        const auto most = static_cast<std::size_t>(std::min<std::int64_t>(limit, size()));
         const std::size_t length = std::fread(room, 1, most, source);
         if (length == 0) {
             return 0;
@@ -27,7 +28,7 @@ int copyPieces(std::FILE* source, int64_t limit, char* room, Size size, Sink sin
         if (std::ferror(source) != 0) {
             return -1;
         }
-        limit -= static_cast<int64_t>(length);
+        limit -= static_cast<std::int64_t>(length);
     }
     return 0;
 }
@@ -51,16 +52,16 @@ std::FILE* analytics_open(const char* path) {
     return file;
 }
 
-int analytics_seek_end(std::FILE* file, int32_t& size) {
+int analytics_seek_end(std::FILE* file, std::int32_t& size) {
     // Some file systems let a directory be sought through, but none lets it be read.
     if (isDirectory(file) || fseeko(file, 0, SEEK_END) != 0) {
         return -1;
     }
     const off_t end = ftello(file);
-    if (end < 0 || end > std::numeric_limits<int32_t>::max()) {
+    if (end < 0 || end > std::numeric_limits<std::int32_t>::max()) {
         return -1;
     }
-    size = static_cast<int32_t>(end);
+    size = static_cast<std::int32_t>(end);
     return 0;
 }
 
@@ -71,21 +72,20 @@ int analytics_seek_start(std::FILE* file) {
 int analytics_copy(std::FILE* destination, std::FILE* source) {
     char block[analytics_block_size];
     return copyPieces(
-        source, std::numeric_limits<int64_t>::max(), block, [] { return sizeof block; },
+        source, std::numeric_limits<std::int64_t>::max(), block, [] { return sizeof block; },
         [destination](const char* piece, std::size_t length) {
             static_cast<void>(std::fwrite(piece, 1, length, destination));
         });
 }
 
-int analytics_send(int descriptor, std::FILE* source, int32_t limit) {
+int analytics_send(int descriptor, std::FILE* source, std::int32_t limit) {
     char pieces[analytics_gathered_size];
     int direct = analytics_direct_blocks;
-    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one has
-    // something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
+    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one
+    // has something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
     // block. Read that many at a time, they pass through no other buffer.
     return copyPieces(
-        source, limit, pieces,
-        [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
+        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
             static_cast<void>(write_all(descriptor, {piece, length}));
         });

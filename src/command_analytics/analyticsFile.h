@@ -17,17 +17,17 @@ inline constexpr std::size_t analytics_gathered_size = 32 * analytics_block_size
 std::FILE* analytics_open(const char* path);
 
 /*
- * Moves to the file's end. -1 when that is not possible: a pipe, a directory, or an end beyond what a signed
- * 32-bit count of bytes can name (2 GiB and more).
+ * Moves to the file's end. -1 when that is not possible: a pipe, a directory, or an end beyond what a signed 32-bit
+ * count of bytes can name (2 GiB and more).
  */
-int analytics_seek_end(std::FILE* file, int32_t& size);
+int analytics_seek_end(std::FILE* file, std::int32_t& size);
 
 /* Moves to the file's start; -1 when that is not possible. */
 int analytics_seek_start(std::FILE* file);
 
 /*
- * Copies source to destination in blocks until the source is exhausted. 0 then, -1 when the source's error
- * indicator is set after a block. Write errors are not checked.
+ * Copies source to destination in blocks until the source is exhausted. 0 then, -1 when the source's error indicator is
+ * set after a block. Write errors are not checked.
  */
 int analytics_copy(std::FILE* destination, std::FILE* source);
 
@@ -35,4 +35,4 @@ int analytics_copy(std::FILE* destination, std::FILE* source);
  * The same towards a descriptor, written whole: each of the first blocks by itself, the later ones together. The one
  * difference in what arrives: this one stops after limit bytes at the latest.
  */
-int analytics_send(int descriptor, std::FILE* source, int32_t limit);
+int analytics_send(int descriptor, std::FILE* source, std::int32_t limit);

@@ -29,8 +29,8 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 int answerError(int status, const char* message, int line) {
     std::stringstream stream;
-    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status,
-                                 ZV_ERR, message, "handle_command_analytics", line);
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status, ZV_ERR, message,
+                                 "handle_command_analytics", line);
     return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 }
 
@@ -39,10 +39,10 @@ int answerNoContent(int line) {
 }
 
 // Both fields deliberately stand in one line, with no status line: exactly this is the interface.
-void sendHeader(int32_t size) {
+void sendHeader(std::int32_t size) {
     char header[96];
-    std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n",
-                  "Content-Length: ", size, "Content-Type: ");
+    std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
+                  "Content-Type: ");
     write_all(STDOUT_FILENO, header);
 }
 
@@ -51,7 +51,7 @@ int answerFile(const char* path) {
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
-    int32_t size = 0;
+    std::int32_t size = 0;
     if (analytics_seek_end(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
     }
@@ -68,7 +68,7 @@ int answerFile(const char* path) {
 
 int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
     int returned = 0;
-    int32_t recording = 0;
+    std::int32_t recording = 0;
     if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
         return ZV_ERR;
     }
@@ -76,8 +76,7 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
         return answerError(403, "busy", lineBusy);
     }
     char path[257] = {};
-    const int asked =
-        zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_GET, nullptr, 0, path, sizeof path);
+    const int asked = zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_GET, nullptr, 0, path, sizeof path);
     if (asked != ZV_OK) {
         return asked;
     }
@@ -89,7 +88,6 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
 }
 
 int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
-    static_cast<void>(
-        zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
+    static_cast<void>(zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
     return ZV_OK;
 }

@@ -1,6 +1,6 @@
 /*
- * The custom URIs "analytics/get" and "analytics/clear": they fetch and discard the analytics file, which the
- * control daemon collects and owns.
+ * The custom URIs "analytics/get" and "analytics/clear": they fetch and discard the analytics file, which the control
+ * daemon collects and owns.
  *
  * Both are handlers of the URI dispatcher; they ignore query text, response buffer and size.
  */

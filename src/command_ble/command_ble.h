@@ -1,33 +1,24 @@
 /*
  * The commands under "command/ble/" and the hooks that open and close the link to the BLE daemon around them.
  *
- * Every handler takes the request's query text (null counts as empty), the response buffer (null: the answer
- * is composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text
- * in the buffer, or nothing where it has nothing to say; on failure the buffer is untouched. Results are
- * codes of zvErrno.h: 0, -1 (the daemon refused or did not answer, its reply was malformed, the answer did
- * not fit) or -3 (a missing or unusable parameter). Never -4, deliberately: a bad
- * parameter is answered with 500 as well, not with 400.
+ * Every handler takes the request's query text (null counts as empty), the response buffer (null: the answer is
+ * composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text in the buffer,
+ * or nothing where it has nothing to say; on failure the buffer is untouched. Results are codes of zvErrno.h: 0, -1
+ * (the daemon refused or did not answer, its reply was malformed, the answer did not fit) or -3 (a missing or unusable
+ * parameter). Never -4, deliberately: a bad parameter is answered with 500 as well, not with 400.
  *
  * Causes are logged at error level under the source name "command_ble".
  *
- * This header gives the whole interface of the BLE module: with the commands come the link that they go
- * over, the messages, the checks of a reply and the device address. Those headers never include this one.
+ * This header gives the whole interface of the BLE module: with the commands come the link that they go over, the
+ * messages, the checks of a reply and the device address. Those headers never include this one.
  */
 #pragma once
 
-#include "ble_link.h"
-#include "ble_messages.h"
-#include "ble_reply.h"
-#include "device_address.h"
-
-/*
- * Opens the link: creates this process's reply queue and opens the network daemon's queue. 0; -1 when it is
- * open already or a queue cannot be opened; -2 out of memory. A link that opens only in part is closed again.
- */
-int ble_interface_open();
-
-/* Closes the link and removes the reply queue; it is closed afterwards in any case. 0, or what failed. */
-int ble_interface_close();
+#include "bleInterface.h"
+#include "bleLink.h"
+#include "bleMessages.h"
+#include "bleReply.h"
+#include "deviceAddress.h"
 
 /* "command/ble/pairing_available": 0 when a pairing may start. Needs no link, so its row has no hooks. */
 int ble_pairing_available(const char* params, char* response, int response_size);

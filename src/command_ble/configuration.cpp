@@ -1,11 +1,10 @@
 // The BLE configuration (its one setting is auto-connect) and the start of a scan.
+#include "bleCommand.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleQuery.h"
+#include "bleReply.h"
 #include "command_ble.h"
-
-#include "ble_command.h"
-#include "ble_link.h"
-#include "ble_log.h"
-#include "ble_query.h"
-#include "ble_reply.h"
 #include "zvErrno.h"
 
 #include <cstdint>

@@ -1,12 +1,11 @@
 // Pairing of one BLE device: start, cancel and status.
+#include "bleCommand.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleQuery.h"
+#include "bleReply.h"
 #include "command_ble.h"
-
-#include "ble_command.h"
-#include "ble_link.h"
-#include "ble_log.h"
-#include "ble_query.h"
-#include "ble_reply.h"
-#include "device_address.h"
+#include "deviceAddress.h"
 #include "zvErrno.h"
 
 #include <array>
@@ -55,8 +54,8 @@ int readDevice(const char* query, PairBlock& block) {
     return ZV_OK;
 }
 
-// Sends a pair start or cancel. The address type is looked at first: when both parameters are bad, it is the
-// one that the log names.
+// Sends a pair start or cancel. The address type is looked at first: when both parameters are bad, it is the one that
+// the log names.
 int pair(std::uint8_t command, const char* query) {
     PairBlock block{};
     block[0] = command;

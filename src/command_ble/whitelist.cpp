@@ -1,12 +1,11 @@
 // The whitelist: the devices that are paired with the camera, all of them or one.
+#include "bleCommand.h"
+#include "bleLog.h"
+#include "bleQuery.h"
 #include "command_ble.h"
-
-#include "ble_command.h"
-#include "ble_log.h"
-#include "ble_query.h"
-#include "device_address.h"
-#include "list_entry.h"
-#include "paged_list.h"
+#include "deviceAddress.h"
+#include "listEntry.h"
+#include "pagedList.h"
 #include "zvErrno.h"
 
 #include <algorithm>
@@ -18,8 +17,8 @@
 
 namespace {
 
-// Offsets within an entry of 41 bytes. The name stands in its last 31 bytes; its offset counts from the start
-// of the entry.
+// Offsets within an entry of 41 bytes. The name stands in its last 31 bytes; its offset counts from the start of the
+// entry.
 constexpr std::size_t flagsOffset = 6; // 16 bits, low byte first
 constexpr std::size_t nameOffset = 8;
 constexpr std::size_t nameSize = 9;
@@ -61,8 +60,8 @@ BleEntry entryAt(const BlePage& page, int number) {
 
 class Whitelist : public BleListSink {
 public:
-    // The devices of an attempt that was abandoned stay in the text, and the first of the new attempt follows
-    // them without a separator: deliberately, it is part of the interface.
+    // The devices of an attempt that was abandoned stay in the text, and the first of the new attempt follows them
+    // without a separator: deliberately, it is part of the interface.
     void begin(const BleListHeader& header) override {
         header_ = header;
         skipped_ = 0;
@@ -87,8 +86,8 @@ public:
         return "\n{\"list_id\":" + std::to_string(header_.id) +
                ",\"total\":" + std::to_string(header_.total - skipped_) +
                ",\"index\":" + std::to_string(header_.index) +
-               ",\"index_count\":" + std::to_string(header_.wanted - skipped_) + ",\"device_array\":[" +
-               devices_ + "]\n}\n";
+               ",\"index_count\":" + std::to_string(header_.wanted - skipped_) + ",\"device_array\":[" + devices_ +
+               "]\n}\n";
     }
 
 private:

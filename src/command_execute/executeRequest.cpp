@@ -4,6 +4,7 @@
 #include "zvCtrlD.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -31,19 +32,19 @@ bool makeKey(char (&key)[keySize], char letter, int number) {
     return length > 0 && length != keySize;
 }
 
-int readAction(const std::string& text, int32_t& action) {
+int readAction(const std::string& text, std::int32_t& action) {
     static constexpr const char* names[] = {"start", "stop", "restart"};
     static_assert(exec_start == 0 && exec_stop == 1 && exec_restart == 2);
     const auto* const found = std::find(std::begin(names), std::end(names), text);
     if (found == std::end(names)) {
         return -1;
     }
-    action = static_cast<int32_t>(found - std::begin(names));
+    action = static_cast<std::int32_t>(found - std::begin(names));
     return 0;
 }
 
-// Deliberately bounded by the length of the arguments while looking at the program's characters, never at
-// those of the arguments: what it lets through is part of the interface.
+// Deliberately bounded by the length of the arguments while looking at the program's characters, never at those of the
+// arguments: what it lets through is part of the interface.
 bool hasShellCharacter(const ExecEntry& entry) {
     const std::size_t end = std::min(entry.arguments.size(), entry.program.size());
     return entry.program.substr(0, end).find_first_of(";|<>&") != std::string::npos;
@@ -68,8 +69,8 @@ int validate(ExecEntry& entry, const std::string& action, std::ostream& stream) 
     return 0;
 }
 
-// 1: read, 0: there is no such command, -1: failed. The scratch text is one and the same for the whole
-// request: a later command without c<n> deliberately finds the value of its p<n> there.
+// 1: read, 0: there is no such command, -1: failed. The scratch text is one and the same for the whole request: a later
+// command without c<n> deliberately finds the value of its p<n> there.
 int readEntry(const char* params, int number, ExecEntry& entry, std::string& scratch, std::ostream& stream) {
     char key[keySize];
     if (!makeKey(key, 'p', number)) {

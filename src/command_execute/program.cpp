@@ -55,8 +55,8 @@ bool isInstalled(const char* program) {
     return length > 0 && length != pathSize && isReadable(path);
 }
 
-// The text deliberately keeps its length: behind the characters moved left, the last ones stay as they were,
-// and the shell gets to see them.
+// The text deliberately keeps its length: behind the characters moved left, the last ones stay as they were, and the
+// shell gets to see them.
 void removeQuotes(std::string& text) {
     std::size_t kept = 0;
     for (const char character : text) {
@@ -66,8 +66,8 @@ void removeQuotes(std::string& text) {
     }
 }
 
-// A program in the background must not hold a connection of the web server or of a daemon open. A kernel that cannot
-// do this (before 5.11) leaves them as they are; that is no reason to refuse the request.
+// A program in the background must not hold a connection of the web server or of a daemon open. A kernel that cannot do
+// this (before 5.11) leaves them as they are; that is no reason to refuse the request.
 void keepDescriptorsFromPrograms() {
     static_cast<void>(close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC));
 }
@@ -106,8 +106,7 @@ int executeCommand(ExecEntry* entry, std::ostream& stream) {
         }
         return startProg(program, entry->arguments.c_str(), stream);
     default:
-        return fail(stream, format_message("invalid command %d", entry->action), "executeCommand",
-                    lineActionRange);
+        return fail(stream, format_message("invalid command %d", entry->action), "executeCommand", lineActionRange);
     }
 }
 

@@ -10,8 +10,8 @@
 #include <iosfwd>
 
 /*
- * Checks that the entry's program exists in the installation directory and can be read, removes the double
- * quotes from its arguments (in place) and carries out its action. A null entry is a failure.
+ * Checks that the entry's program exists in the installation directory and can be read, removes the double quotes from
+ * its arguments (in place) and carries out its action. A null entry is a failure.
  */
 int executeCommand(ExecEntry* entry, std::ostream& stream);
 
@@ -19,11 +19,11 @@ int executeCommand(ExecEntry* entry, std::ostream& stream);
 int stopProg(const char* program, std::ostream& stream);
 
 /*
- * Starts a whitelisted program in the background, without waiting for it; arguments may be null. Where the
- * kernel can close descriptors on execution by range (5.11 and later), the program keeps none of this process's.
- * Its own exit status is never seen.
+ * Starts a whitelisted program in the background, without waiting for it; arguments may be null. Where the kernel can
+ * close descriptors on execution by range (5.11 and later), the program keeps none of this process's. Its own exit
+ * status is never seen.
  *
- * The shell command is cut to 1023 characters. Arguments that leave no room for its end, or that comment it
- * out, make the shell wait for the program.
+ * The shell command is cut to 1023 characters. Arguments that leave no room for its end, or that comment it out, make
+ * the shell wait for the program.
  */
 int startProg(const char* program, const char* arguments, std::ostream& stream);

@@ -17,8 +17,8 @@ void write_header(std::ostream& stream) {
 }
 
 void write_status_error(std::ostream& stream, const char* message, const char* function, int line) {
-    // Status and code are deliberately the same for every failure; the message, function and
-    // line behind them tell failures apart.
+    // Status and code are deliberately the same for every failure; the message, function and line behind them tell
+    // failures apart.
     stream << "Status: " << 400 << "\n\n"
            << "{\n"
            << "\"status\":\"" << message << "\",\n"

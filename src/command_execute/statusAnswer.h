@@ -9,8 +9,8 @@
 void write_header(std::ostream& stream);
 
 /*
- * Appends a failure: HTTP status 400 and error code -3, whatever it was; message, function name and line
- * number tell failures apart. The message is not escaped.
+ * Appends a failure: HTTP status 400 and error code -3, whatever it was; message, function name and line number tell
+ * failures apart. The message is not escaped.
  */
 void write_status_error(std::ostream& stream, const char* message, const char* function, int line);
 
@@ -18,7 +18,7 @@ void write_status_error(std::ostream& stream, const char* message, const char* f
 void write_status_ok(std::ostream& stream);
 
 /*
- * Formats a failure message with a variable part, cut to 511 characters, into a buffer of the process. The
- * result points into it and holds until the next call.
+ * Formats a failure message with a variable part, cut to 511 characters, into a buffer of the process. The result
+ * points into it and holds until the next call.
  */
 __attribute__((format(printf, 1, 2))) const char* format_message(const char* format, ...);

@@ -1,6 +1,6 @@
 /*
- * Delivery of a composed response: everything that the program answers is put together in memory first and
- * then handed to standard output in one piece.
+ * Delivery of a composed response: everything that the program answers is put together in memory first and then handed
+ * to standard output in one piece.
  */
 #pragma once
 
@@ -8,10 +8,10 @@
 #include <string_view>
 
 /*
- * Writes the whole text to a descriptor with write(2), however little each call takes; an interrupted call is
- * repeated, and a descriptor that would block is waited for. False when the descriptor refuses (the rest is
- * then not written); nothing is logged. A pipe without a reader refuses only where SIGPIPE is ignored; elsewhere the
- * signal ends the process.
+ * Writes the whole text to a descriptor with write(2), however little each call takes; an interrupted call is repeated,
+ * and a descriptor that would block is waited for. False when the descriptor refuses (the rest is then not written);
+ * nothing is logged. A pipe without a reader refuses only where SIGPIPE is ignored; elsewhere the signal ends the
+ * process.
  */
 bool write_all(int descriptor, std::string_view text);
 

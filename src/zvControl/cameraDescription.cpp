@@ -1,7 +1,7 @@
 #include "cameraDescription.h"
 
 #include "buildRevision.h"
-#include "cameraState.h"
+#include "cameraIdentity.h"
 #include "settingsFile.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
@@ -53,7 +53,7 @@ void writeMember(std::ostream& stream, const char* key, const char* value) {
     stream << ",\"" << key << "\":\"" << value << '"';
 }
 
-void writeInfo(std::ostream& stream, const CameraState& state) {
+void writeInfo(std::ostream& stream, const CameraIdentity& state) {
     stream << ",\n\"info\":{"
            << "\"model_number\":" << static_cast<int>(state.model_number);
     writeMember(stream, "model_name", state.model_name);
@@ -69,7 +69,7 @@ void writeInfo(std::ostream& stream, const CameraState& state) {
 }
 
 int describe(std::stringstream& stream) {
-    CameraState state;
+    CameraIdentity state;
     int result = read_model_number(state, stream);
     if (result != ZV_OK) {
         return result;

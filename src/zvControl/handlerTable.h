@@ -18,7 +18,7 @@ struct CustomHandler {
 std::span<const CustomHandler> custom_handlers();
 
 /*
- * Registers all rows with the dispatcher, whose URI interface is open. The first result that is not 0 stops
- * the registration and is returned; rows registered before it stay until the interface is closed.
+ * Registers all rows with the dispatcher, whose URI interface is open. The first result that is not 0 stops the
+ * registration and is returned; rows registered before it stay until the interface is closed.
  */
 int register_custom_handlers();

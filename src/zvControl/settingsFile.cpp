@@ -52,8 +52,7 @@ void find_settings(const char* model, const char* default_model, char (&path)[se
 }
 
 // A pipe in the place of the file must not be waited for.
-SettingsFile::SettingsFile(const char* path)
-    : descriptor_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
+SettingsFile::SettingsFile(const char* path) : descriptor_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
 
 SettingsFile::~SettingsFile() {
     if (isOpen()) {

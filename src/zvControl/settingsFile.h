@@ -12,15 +12,15 @@ inline constexpr int settings_path_size = 256;
 inline constexpr std::size_t settings_max_size = std::size_t{16} << 20;
 
 /*
- * Builds the path of a model's settings file, cut to 255 characters: of the model with that code name, or,
- * when there is no such file (logged at warning level), of the default one.
+ * Builds the path of a model's settings file, cut to 255 characters: of the model with that code name, or, when there
+ * is no such file (logged at warning level), of the default one.
  */
 void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]);
 
 /*
- * The settings file, opened for reading. read_lines appends its lines to the stream, joined with nothing
- * between them; false when the file cannot be read to its end or is beyond settings_max_size, and when the stream is
- * bad, as it is when it got no memory. What was read until then stays in the stream.
+ * The settings file, opened for reading. read_lines appends its lines to the stream, joined with nothing between them;
+ * false when the file cannot be read to its end or is beyond settings_max_size, and when the stream is bad, as it is
+ * when it got no memory. What was read until then stays in the stream.
  */
 class SettingsFile {
 public:

@@ -29,8 +29,7 @@ bool openInterface(int& result) {
     }
     result = register_custom_handlers();
     if (result != ZV_OK) {
-        ZV_LOG_AT(UTIL_LOG_ERROR, 128, logSource, "Unable to add custom handlers err:%d at line:%d\n", result,
-                  128);
+        ZV_LOG_AT(UTIL_LOG_ERROR, 128, logSource, "Unable to add custom handlers err:%d at line:%d\n", result, 128);
         static_cast<void>(zvcontrol_uri_interface_close());
         return false;
     }
@@ -53,8 +52,7 @@ void answerError(std::ostream& stream, int result) {
     const char* const params = std::getenv("QUERY_STRING");
     if (result == ZV_ERR_NOT_SUPPORTED) {
         // Deliberately reported under another code, with a fixed text: both are part of the interface.
-        http_print_error_response_ex(stream, path, params, 400, ZV_ERR_INVALID_PARAM, "unknown request",
-                                     "main", 143);
+        http_print_error_response_ex(stream, path, params, 400, ZV_ERR_INVALID_PARAM, "unknown request", "main", 143);
         return;
     }
     const int status = result == ZV_ERR_INCOMPLETE_CGI_PARAM ? 400 : 500;
@@ -82,8 +80,7 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
     result = zvcontrol_uri_handle_uri_param(path, params, response, sizeof response);
     const int ending = answer(stream, result);
     if (zvcontrol_uri_interface_close() != ZV_OK) {
-        // Deliberately the dispatcher's result, not that of closing: it tells which answer the failure belongs
-        // to.
+        // Deliberately the dispatcher's result, not that of closing: it tells which answer the failure belongs to.
         std::fprintf(stderr, "Error[%d] closing the daemon interface\n", result);
     }
     return ending;
@@ -97,8 +94,7 @@ int zv_control_main() try {
     std::fill(std::begin(response), std::end(response), '\0');
     const char* const path = std::getenv("PATH_INFO");
     const char* const params = std::getenv("QUERY_STRING");
-    ZV_LOG_AT(UTIL_LOG_DEBUG, 100, logSource, "Executing zvControl-cgi-bin path[%s] params[%s]\n", path,
-              params);
+    ZV_LOG_AT(UTIL_LOG_DEBUG, 100, logSource, "Executing zvControl-cgi-bin path[%s] params[%s]\n", path, params);
     if (path == nullptr || *path == '\0') {
         static_cast<void>(camera_description_output_json(stream));
         return write_answer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;

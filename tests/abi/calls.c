@@ -21,12 +21,12 @@
 
 static int failures = 0;
 
-#define CHECK(condition)                                                                                     \
-    do {                                                                                                     \
-        if (!(condition)) {                                                                                  \
-            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition);                                  \
-            ++failures;                                                                                      \
-        }                                                                                                    \
+#define CHECK(condition)                                                                                               \
+    do {                                                                                                               \
+        if (!(condition)) {                                                                                            \
+            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition);                                            \
+            ++failures;                                                                                                \
+        }                                                                                                              \
     } while (0)
 
 _Static_assert(sizeof g_logLevel == 4 && sizeof g_timedreceive == 4, "signed words");

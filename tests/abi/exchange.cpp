@@ -1,5 +1,5 @@
 // A library that knows only names, loaded beside the program: it must bind to the program's own copies.
-#include "SyslogCapture.h"
+#include "syslogCapture.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -61,8 +61,8 @@ pid_t startPeer() {
     return peer;
 }
 
-// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread of
-// the test, whose locks it would inherit.
+// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread
+// of the test, whose locks it would inherit.
 class Program {
 public:
     explicit Program(const char* role = "ask") {
@@ -120,7 +120,7 @@ std::vector<std::string> reportOf(const char* path) {
 
 } // namespace
 
-TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
+TEST(ExportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
     const pid_t peer = startPeer();
     Program program;
     const int status = statusOf(program.letGo());
@@ -143,7 +143,7 @@ TEST(exportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
 
 // Two instances of the program, each with the stranger beside it: one asks, the other one answers, and nothing but the
 // program's own calls lies between them.
-TEST(exportedExchange, StrangersExchangeMessagesWithEachOther) {
+TEST(ExportedExchange, StrangersExchangeMessagesWithEachOther) {
     makePeersMailbox();
     Program answerer("answer");
     Program asker("ask");
@@ -166,7 +166,7 @@ TEST(exportedExchange, StrangersExchangeMessagesWithEachOther) {
     EXPECT_EQ("exchange -1 none", asked[5]);
 }
 
-TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
+TEST(ExportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
     const pid_t peer = startPeer();
     Program program;
     zvtest::SyslogCapture log;
@@ -174,6 +174,6 @@ TEST(exportedExchange, StrangersLinesAndTracesReachTheSystemLog) {
     statusOf(peer);
     const auto lines = log.texts();
     EXPECT_THAT(lines, testing::Contains("UTIL_LOG_WARN :hello camera\n @stranger:77"));
-    EXPECT_THAT(lines, testing::Contains(
-                           "DB>         00000000  002c0001 00000241 41420000 04427069  .,.....AAB...Bpi\n"));
+    EXPECT_THAT(lines,
+                testing::Contains("DB>         00000000  002c0001 00000241 41420000 04427069  .,.....AAB...Bpi\n"));
 }

@@ -1,8 +1,8 @@
 /*
- * Stands for a closed library on the camera: it was built without the support library's headers and without the program,
- * and knows only names. Loaded beside the program, it does its part before the program's main:
- *   ZV_STRANGER=ask      exchanges a message with the process behind "/peer"; what it found: /tmp/stranger.txt
- *   ZV_STRANGER=answer   is that process, for one message; what it found: /tmp/answerer.txt
+ * Stands for a closed library on the camera: it was built without the support library's headers and without the
+ * program, and knows only names. Loaded beside the program, it does its part before the program's main: ZV_STRANGER=ask
+ * exchanges a message with the process behind "/peer"; what it found: /tmp/stranger.txt ZV_STRANGER=answer   is that
+ * process, for one message; what it found: /tmp/answerer.txt
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -99,8 +99,7 @@ static void ask(FILE* report) {
     fprintf(report, "owners %s %s %s %s\n", owner(dlsym(RTLD_DEFAULT, "zvmsg_send_timedreceive")),
             owner(dlsym(RTLD_DEFAULT, "zvUtilKlogMsgLevel")), owner(&g_logLevel), owner(s_dmsgstr));
     fprintf(report, "words %d 0x%08x 0x%08x %d\n", g_logLevel, g_debug_level, g_debug, g_timedreceive);
-    fprintf(report, "tables %s%08x %s %s\n", s_dmsgstr[25], s_dmsghex[25], zvErrno2Str(-17),
-            get_model_name(13));
+    fprintf(report, "tables %s%08x %s %s\n", s_dmsgstr[25], s_dmsghex[25], zvErrno2Str(-17), get_model_name(13));
     zvUtilSetLogLevel(3);
     fprintf(report, "level %d\n", g_logLevel);
     if (g_logLevel > 2) {

@@ -53,7 +53,7 @@ def build_dir(request):
 
 @pytest.fixture(scope="session", autouse=True)
 def gateway_dir(request, build_dir):
-    """Build folder of the control program; every camera of the tests takes it from there."""
+    """Build folder of the control program. Every camera of the tests takes the program from there."""
     house.TestCamera.default_gateway_dir = os.path.abspath(request.config.getoption("--gateway-dir") or build_dir)
     return house.TestCamera.default_gateway_dir
 
@@ -65,7 +65,7 @@ def sanitized(build_dir):
 
 
 def _judge(camera, queues):
-    """What no test may leave behind, whatever it did."""
+    """Checks what a test has left behind: no misdeeds, no reply queues, no sanitizer reports."""
     records = camera.records
     assert camera.misdeeds == []
     assert [name for name in queues if name not in ("to_ble", "to_zvnet")] == []
@@ -85,7 +85,7 @@ def _serve(build_dir, **options):
 
 @pytest.fixture(scope="module")
 def shared_camera(build_dir):
-    """One camera for all tests of a file; they leave it as they found it."""
+    """One camera for all tests of a file. Each test leaves it as it found it."""
     yield from _serve(build_dir)
 
 
@@ -118,7 +118,7 @@ def _maker(build_dir):
 
 @pytest.fixture
 def make_camera(build_dir):
-    """Function that starts further cameras, with the options of zvcamera.camera.Camera."""
+    """A function that starts further cameras, with the options of zvcamera.camera.Camera."""
     yield from _maker(build_dir)
 
 

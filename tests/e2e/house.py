@@ -1,4 +1,4 @@
-"""The camera as the tests handle it, and what they expect of its answers."""
+"""The camera as the tests use it, and what they expect of its answers."""
 
 import concurrent.futures
 import contextlib
@@ -43,7 +43,7 @@ class TestCamera(Camera):
                          **{"gateway_dir": self.default_gateway_dir, **options})
 
     def tool(self, *words):
-        """The camera's tool, as its user calls it; its output."""
+        """Runs the camera's tool as a user would, and returns its output."""
         folder = os.path.join(self.build_dir, "emulated") if emulated(self.build_dir) else self.build_dir
         done = subprocess.run([os.path.join(folder, "zvcam"), "--run-dir", self.run_dir, *words],
                               capture_output=True, text=True, check=False, timeout=60)
@@ -52,7 +52,7 @@ class TestCamera(Camera):
 
     @contextlib.contextmanager
     def new_lines(self):
-        """Collects the control program's log lines of the block in the list that it yields."""
+        """Yields a list. After the block, the list holds the lines that the control program logged during the block."""
         lines = []
         start = self.log()[1]
         yield lines
@@ -60,7 +60,7 @@ class TestCamera(Camera):
 
     @contextlib.contextmanager
     def new_errors(self, source="command_ble"):
-        """The same for the messages of error level alone, as texts; all of them have to be of this source."""
+        """The same, but only the texts of error lines. All of these lines must come from source."""
         errors = []
         with self.new_lines() as lines:
             yield errors
@@ -68,13 +68,13 @@ class TestCamera(Camera):
         assert {line.source for line in lines if line.level == "ERROR"} <= {source}
 
     def asked(self, command):
-        """Data elements of the requests of a command that the BLE daemon has taken so far."""
+        """Returns the data elements of the requests with this command that the BLE daemon has received so far."""
         records = self.admin("zvBleD", "trace")
         return [bytes.fromhex(record["hex"])[14:][:_length(record["hex"])] for record in records
                 if record["direction"] == "in" and record["command"] == command]
 
     def spoil(self, command, fault, daemon="zvBleD", **parameters):
-        """Makes replies to a command go wrong; see the daemons' faults."""
+        """Spoils replies to a command by one of the daemons' faults."""
         self.admin(daemon, "fault_add", command=command, fault=fault, **parameters)
 
     def reply_queues(self):
@@ -82,7 +82,7 @@ class TestCamera(Camera):
 
     @contextlib.contextmanager
     def without(self, name):
-        """The block runs with a program of the camera ended."""
+        """Ends a program of the camera during the block."""
         self.program(name, "term")
         try:
             yield
@@ -91,7 +91,7 @@ class TestCamera(Camera):
 
     @contextlib.contextmanager
     def stopped(self, name):
-        """The block runs with a program of the camera standing still."""
+        """Stops a program of the camera, by a signal, during the block."""
         self.program(name, "stop")
         try:
             yield
@@ -100,32 +100,32 @@ class TestCamera(Camera):
 
 
 def _length(request):
-    """Of a request's second element; the first holds the command's tag, two bytes."""
+    """Length of a request's second element. The first element holds the command's tag, of two bytes."""
     return int(request[22:26], 16)
 
 
 def assert_empty(answer):
-    """200 and an empty JSON document."""
+    """Expects status 200 and an empty JSON document."""
     assert (answer.status, answer.headers["content-type"], answer.body) == (200, "application/json", EMPTY)
 
 
 def assert_refused(answer, path, query, code):
-    """The error document of a handler that failed with this code."""
+    """Expects the error document of a handler that failed with this code."""
     assert (answer.status, answer.headers["content-type"]) == (500, "application/json")
     assert answer.json() == {"status": path, "zverr": code, "_function": "main", "_line": 150, "path": path,
                              "query": query}
 
 
 def at_once(count, call):
-    """call(0) to call(count - 1) at the same time; their results in this order."""
+    """Does call(0) to call(count - 1) at the same time, and returns their results in this order."""
     with concurrent.futures.ThreadPoolExecutor(count) as pool:
         return list(pool.map(call, range(count)))
 
 
 class QueuePeer:
-    """Stands in for the network daemon: answers the requests of the block with the given replies, in their order.
+    """Stands in for the network daemon: answers the requests of the block with the given replies, in this order.
 
-    requests: the messages that came, complete after the block.
+    requests: the messages that came; complete after the block.
     """
 
     def __init__(self, camera, *replies):
@@ -161,5 +161,5 @@ def message(category, *elements):
 
 
 def reply(status, data=b""):
-    """A well-formed reply."""
+    """Makes a well-formed reply."""
     return message(3, element(69, bytes([status]) + data), element(238, b""))

@@ -1,5 +1,7 @@
-"""Runs inside a camera in place of the network daemon: takes one message from "/to_zvnet" after the other, prints it in
-hexadecimal, and sends the next of the given replies to the queue that the message names.
+"""Runs inside a camera in place of the network daemon.
+
+Takes the messages from "/to_zvnet" one by one. Prints each in hexadecimal, and sends the next of the given replies to
+the queue that the message names.
 
     queue_peer.py REPLY...      each in hexadecimal; "-" sends nothing
 """
@@ -26,7 +28,7 @@ def checked(result, what):
 
 
 def reply_queue(message):
-    """Data of the message's element 68."""
+    """Returns the data of the message's element 68."""
     at = 4
     while at + 4 <= len(message):
         length = int.from_bytes(message[at + 1:at + 3], "big")

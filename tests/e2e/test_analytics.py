@@ -25,7 +25,7 @@ def _write(camera, content):
 
 
 def _fetch(camera):
-    """Status, size and digest of what comes; nothing is kept."""
+    """Returns status, size and digest of the answer, without keeping its body."""
     connection = http.client.HTTPConnection("127.0.0.1", camera.port, timeout=120)
     connection.request("GET", "/control/analytics/get")
     response = connection.getresponse()
@@ -51,9 +51,11 @@ def test_file_arrives_byte_for_byte(shared_camera, size):
     assert (done.status, done.stdout, done.stderr) == (238, header + content, b"")
 
 
-# Starts the program on a pipe of one page, filled beforehand so far that the last block of the output (of so many bytes
-# in all) does not fit, takes what comes before, and reads the program's peak while it waits there. The peak that the
-# kernel tells when the program has ended would be that of the process before it became the program, too.
+# Reads the program's peak memory while the program waits to write the last block of its output. Arguments: the length
+# of the whole output, and that of the last block. The program writes to a pipe of one page. For a short output, the
+# script fills the pipe beforehand, so that the last block does not fit; of a longer one, it takes the earlier blocks
+# out. After the end it would be too late: the peak that the kernel reports then includes the process before it became
+# the program.
 PEAK = """
 import array, fcntl, os, re, subprocess, sys, termios, time
 total, last = map(int, sys.argv[1:])
@@ -91,7 +93,7 @@ assert program.wait() == 238
 
 
 def _peak(camera, size):
-    """Peak memory in kilobytes of the program while it serves the file, of so many bytes."""
+    """Returns the peak memory of the program, in kilobytes, while it serves the file of this size."""
     header = len(b"Content-Length:  %d Content-Type:  application/octet-stream\r\n\r\n" % size)
     last = size % 1024 or min(size, 1024) or header
     done = camera.run(["/usr/bin/python3", "-c", PEAK, str(header + size), str(last)], timeout=300)
@@ -114,14 +116,14 @@ def test_a_gigabyte_takes_no_more_memory_than_nothing(camera):
         _write(camera, os.urandom(size))
         peaks[size] = _peak(camera, size)
     _write(camera, b"")
-    os.truncate(_path(camera), GIGABYTE)  # sparse, with something to be mistaken about here and there
+    os.truncate(_path(camera), GIGABYTE)  # sparse, with data in three places that an answer could get wrong
     with open(_path(camera), "r+b") as file:
         for place in (0, GIGABYTE // 2 - 300, GIGABYTE - 1500):
             file.seek(place)
             file.write(os.urandom(1500))
     assert _fetch(camera) == (200, GIGABYTE, _digest(_path(camera)))
     peaks[GIGABYTE] = _peak(camera, GIGABYTE)
-    # Page granularity and the loader's moods; the file is a thousand times this.
+    # Pages and the loader make peaks vary by less than this. The file is a thousand times as large.
     assert max(peaks.values()) - min(peaks.values()) < 1024, peaks
     server = camera.admin("supervisor", "status")["lighttpd"]["pid"]
     memory = camera.run(["/bin/cat", f"/proc/{server}/status"]).stdout.decode()
@@ -165,7 +167,7 @@ def test_no_file(camera):
 def test_file_without_positions(camera):
     camera.run(["/usr/bin/mkfifo", "/tmp/fifo"])
     camera.tool("analytics", "path", "/tmp/fifo")
-    # A pipe opens, without anybody at its other end, and has no end to seek to.
+    # A named pipe opens even when no writer has it open, and it has no end to seek to.
     done = camera.request("/analytics/get")
     body = json.loads(done.stdout.partition(b"\r\n\r\n")[2])
     assert (body["status"], body["_line"]) == ("no content", 83)

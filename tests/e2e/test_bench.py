@@ -1,4 +1,4 @@
-"""bench/run, and that its measuring programs take nothing wrong for something fast."""
+"""bench/run, and that its measuring programs do not take a wrong answer for a fast one."""
 
 import contextlib
 import json
@@ -34,7 +34,7 @@ def _bench(folder, *options, **more):
 
 
 def _rows(text, heading):
-    """Cells of the table with this heading, by the first of each row."""
+    """Returns the table with this heading: the first cell of each row -> the other cells."""
     table = re.search(rf"^### {re.escape(heading)}.*?\n\n(.*?)\n\n", text, re.MULTILINE | re.DOTALL)[1]
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines()[2:]]
     return {row[0]: row[1:] for row in rows}
@@ -86,8 +86,8 @@ def test_the_empty_program_takes_the_gateways_libraries(tools, build_dir):
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_nothing_is_left_by_a_run_that_is_ended(tools, open_path, number):
-    """In the midst of it, with three cameras and a folder for their file."""
-    # "env": a shell starts what is in its background with SIGINT ignored.
+    """The signal comes in the middle of a run, while three cameras and a folder for their file exist."""
+    # "env": a shell in the background starts its programs with SIGINT ignored.
     with open(open_path / "output", "wb") as output:
         bench = subprocess.Popen(["env", "--default-signal", RUN, "--quick"], env={**os.environ, "TMPDIR": str(open_path)},
                                  stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
@@ -98,7 +98,7 @@ def test_nothing_is_left_by_a_run_that_is_ended(tools, open_path, number):
     bench.send_signal(number)
     assert bench.wait(60) == 128 + number
     assert "Traceback" not in (open_path / "output").read_text()
-    # A camera that is ended leaves its folder to a helper of its own.
+    # An ended camera leaves its folder to a helper process, which removes it.
     deadline = time.monotonic() + 20
     while os.listdir(open_path) != ["output"] and time.monotonic() < deadline:
         time.sleep(0.05)
@@ -174,7 +174,7 @@ def test_spawn_takes_no_failure_for_a_time(tools, open_path):
 
 @contextlib.contextmanager
 def _server(answer):
-    """A port that gives every request this answer and closes the connection."""
+    """Yields a port of a server that gives every request this answer and closes the connection."""
     with socket.create_server(("127.0.0.1", 0)) as listener:
         def serve():
             with contextlib.suppress(OSError):
@@ -204,7 +204,7 @@ CHUNKED = OK + b"Transfer-Encoding: chunked\r\n\r\n"
 @pytest.mark.parametrize(("answer", "good"), [
     (OK + b"Content-Length: 5\r\n\r\nhello", True),
     (OK + b"content-length:5\r\nX: y\r\n\r\nhello", True),
-    (OK + b"\r\nhello", True),  # its end is that of the connection
+    (OK + b"\r\nhello", True),  # the end of the connection ends the answer
     (CHUNKED + b"2\r\nhe\r\n3;x=y\r\nllo\r\n0\r\n\r\n", True),
     (CHUNKED + b"5\r\nhello\r\n0\r\nX: y\r\n\r\n", True),
     (b"HTTP/1.1 500 Internal Server Error\r\nContent-Length: 5\r\n\r\nhello", False),
@@ -251,10 +251,10 @@ def test_every_client_asks_until_the_time_is_over(tools):
         assert _load(tools, unheard.getsockname()[1], 2, 0, 2)["bad"] == 2
 
 
-# What the measurements themselves accept
+# Which answers the measurements accept
 
 def _stand(build_dir, program):
-    """Runs program, in which "running" is a camera; its outcome."""
+    """Runs a program text in which "running" is a camera, and returns the finished process."""
     text = f"from zvbench import measures, stand\nwith stand.camera() as running:\n    {program}\n"
     path = f"{house.ROOT}/camera/launcher:{house.ROOT}/bench"
     return subprocess.run([sys.executable, "-B", "-c", text], env={**os.environ, "PYTHONPATH": path},

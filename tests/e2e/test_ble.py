@@ -30,7 +30,7 @@ KNOWN = [b'{"address":"58a1b2c3d4e5","name":"Wheel Sensor","mitm_paired":0,"auto
 
 @pytest.fixture
 def radio(make_camera, open_path):
-    """Function that starts a camera with such a radio."""
+    """A function that starts a camera whose radio has these settings."""
     def make(**ble):
         scenario = open_path / "scenario.json"
         scenario.write_text(json.dumps({"ble": ble}))
@@ -40,7 +40,7 @@ def radio(make_camera, open_path):
 
 @pytest.fixture
 def scenario(make_camera):
-    """Function that starts a camera with one of the scenarios that come with it."""
+    """A function that starts a camera with one of its own scenarios."""
     return lambda name: make_camera(scenario=f"{house.ROOT}/camera/scenarios/{name}.json")
 
 
@@ -71,7 +71,7 @@ def test_configuration_is_read_and_set(radio):
     for value, shown in (("0", 0), ("257", 1), ("-1", 255), ("7x", 7)):
         house.assert_empty(camera.get(f"{BLE}/configure?auto_connect={value}"))
         assert camera.get(f"{BLE}/configure").body == b'\n{"auto_connect":%d}\n' % shown
-    done = camera.request(f"{BLE}/configure")  # without any query
+    done = camera.request(f"{BLE}/configure")  # without a query
     assert done.stdout.endswith(b'\r\n\r\n\n{"auto_connect":7}\n')
 
 
@@ -97,7 +97,7 @@ def test_scan(radio):
     assert _list("scan", camera, "?p=1").body == _document(1, 3, 1, 2, SEEN[1:])
     assert _list("scan", camera, "?p=3").body == _document(1, 3, 3, 0, [])
     house.assert_empty(camera.get(f"{BLE}/scan?p=0"))
-    assert _list("scan", camera).body == _document(1, 3, 0, 3, SEEN)  # the list outlives its scan
+    assert _list("scan", camera).body == _document(1, 3, 0, 3, SEEN)  # the list stays after its scan
     house.assert_empty(camera.get(f"{BLE}/scan?p=1"))
     assert _list("scan", camera).json()["list_id"] == 2
     assert camera.asked("scan") == [b"\1\1", b"\1\0", b"\1\1"]
@@ -136,7 +136,7 @@ def test_scan_list_over_several_pages(radio):
     document = _list("scan", camera).json()
     assert (document["total"], document["index"], document["index_count"]) == (40, 0, 40)
     assert [device["address"] for device in document["device_array"]] == [device["address"] for device in devices]
-    # Fifteen are asked for at first, and then what is still wanted.
+    # The program asks for fifteen first, then for as many as are still missing.
     asked = [(request[1], request[2]) for request in camera.asked("scan_list")]
     assert asked == [(0, 15)] + [(start, 40 - start) for start in range(6, 40, 6)]
     page = _list("scan", camera, "?p=12").json()
@@ -252,7 +252,7 @@ def test_whitelist_device(radio):
     assert camera.get(f"{BLE}/whitelist/device?address=58A1B2C3D4E5").body == b'\n{"device":%s}\n' % KNOWN[0]
     assert camera.get(f"{BLE}/whitelist/device?address=58a1b2c3d4e6").body == b"\n{}\n"
     house.assert_empty(camera.get(f"{BLE}/whitelist/configure?device=58a1b2c3d4e5&remove=1"))
-    # Its slot still holds it, but is free.
+    # The slot still holds the device, but is free.
     assert camera.get(f"{BLE}/whitelist/device?address=58a1b2c3d4e5").body == b"\n{}\n"
 
 
@@ -292,7 +292,7 @@ def test_whitelist_configure(radio):
     uri = f"{BLE}/whitelist/configure"
     house.assert_empty(camera.get(f"{uri}?device=58a1b2c3d4e5&auto_connect=0"))
     assert camera.get(f"{BLE}/whitelist/device?address=58a1b2c3d4e5").json()["device"]["auto_connect"] == 0
-    # The later setting wins over the removal.
+    # auto_connect wins over the removal.
     house.assert_empty(camera.get(f"{uri}?remove=1&auto_connect=1&device=58a1b2c3d4e5"))
     assert camera.get(f"{BLE}/whitelist/device?address=58a1b2c3d4e5").json()["device"]["auto_connect"] == 1
     house.assert_empty(camera.get(f"{uri}?device=58a1b2c3d4e5&remove=1"))
@@ -351,7 +351,7 @@ def test_thirty_two_whitelist_lists_at_once(scenario):
     assert camera.reply_queues() == []
 
 
-# The response buffer has 4096 bytes, one of them for the zero behind the text.
+# The response buffer has 4096 bytes. One is for the zero behind the text.
 @pytest.mark.parametrize("length", [4095, 4096])
 @pytest.mark.parametrize(("uri", "setting", "list_id", "form"), [
     ("scan", "devices", 1, b'{"address":"%012x","address_type":0,"rssi":-50,"name":"%s"}'),
@@ -388,11 +388,11 @@ def test_list_rebuilt_once_between_its_pages(radio):
         answer = _list("whitelist", camera)
     assert [line.message for line in lines if line.level == "WARN"] == \
         ["list_id changed on attempt:0 from 2 to 3 while acquiring list. Reacquiring!"]
-    # The devices of the abandoned attempt stay, and those of the new one follow them without a separator.
+    # The devices of the first attempt stay. Those of the second follow them without a separator.
     one, three, four, five = (b'{"address":"%012x","name":"n","mitm_paired":0,"auto_connect":0,"connected":0}' % number
                               for number in (1, 3, 4, 5))
     assert answer.body == _document(3, 4, 0, 4, [one, three + one, three, four, five])
-    # The repeated first request asks for what was missing, and so needs one page more.
+    # The second attempt first asks for only as many as were missing, so it needs one page more.
     assert [(request[1], request[2]) for request in camera.asked("whitelist_list")] == \
         [(0, 255), (3, 2), (0, 2), (2, 3)]
 

@@ -64,7 +64,7 @@ def test_every_model_has_its_settings(camera):
     assert len(models) == 16
     assert sorted(set(shown.values())) == sorted(models)
     assert shown[13] == "abru"
-    # Numbers without a model have the settings of model 13.
+    # Numbers without a model get the settings of model 13.
     assert sum(1 for model in shown.values() if model == "abru") == 256 - 15
 
 

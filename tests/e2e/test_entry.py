@@ -11,7 +11,7 @@ UNKNOWN = {"status": "unknown request", "zverr": -3, "_function": "main", "_line
 
 
 def _split(output):
-    """Header lines and body of what a CGI program has written."""
+    """Splits the output of a CGI program into header lines and body."""
     header, _, body = output.partition(b"\r\n\r\n")
     return header.split(b"\r\n"), body
 
@@ -27,7 +27,7 @@ def test_unknown_request(shared_camera):
 def test_paths_match_exactly(shared_camera):
     for path in ("/", "/execute/", "/Execute", "//execute", "/command/ble", "/command/ble/scan/lis",
                  "/command/ble/pairing_available/x"):
-        # Run directly: a web server may tidy a path up before it gets here.
+        # Without the web server, which might change the path.
         done = shared_camera.request(path)
         header, body = _split(done.stdout)
         assert header == [b"Status: 400 Bad Request", b"Content-Type: application/json"], path

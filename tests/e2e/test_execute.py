@@ -20,7 +20,7 @@ def _failure(message, function, line):
 
 
 def _execute(camera, *commands, **raw):
-    """Commands (program, action, arguments) as one request."""
+    """Sends commands (program, action, arguments) in one request."""
     words = list(raw.items())
     for number, (program, action, arguments) in enumerate(commands, start=1):
         words += [(f"p{number}", program), (f"c{number}", action)]
@@ -36,7 +36,7 @@ def _assert_refused(answer, message, function, line):
 
 
 def _streams(camera):
-    """Process ids of the streaming program."""
+    """Returns the process ids of the streaming program."""
     done = camera.run(["/bin/pidof", "zvStream"])
     return sorted(int(pid) for pid in done.stdout.split())
 
@@ -46,7 +46,7 @@ def _wait_for_streams(camera, count):
 
 
 def _history(camera):
-    """What the streaming program has written down: starts with their arguments, ends with their reason."""
+    """Returns what the streaming program has logged: the arguments of a start, the reason of an end."""
     path = os.path.join(camera.storage, "zvStream.log")
     if not os.path.exists(path):
         return []
@@ -62,7 +62,7 @@ def _wait_for_history(camera, expected):
 
 @pytest.fixture
 def idle(shared_camera):
-    """The file's camera, without streaming program and its history."""
+    """The file's camera, with no streaming program and no history of it."""
     shared_camera.run(["/usr/bin/killall", "-q", "-9", "zvStream"])
     _wait_for_streams(shared_camera, 0)
     path = os.path.join(shared_camera.storage, "zvStream.log")
@@ -76,7 +76,7 @@ def idle(shared_camera):
 def test_start_restart_stop(idle):
     start = time.monotonic()
     answer = _execute(idle, ("zvStream", "start", "-x"))
-    assert time.monotonic() - start < 2  # nobody waits for the program
+    assert time.monotonic() - start < 2  # the request does not wait for the program
     assert (answer.status, answer.headers["content-type"], answer.body) == (200, "application/json", SUCCESS)
     first = _wait_for_streams(idle, 1)
     _wait_for_history(idle, [["-x"]])
@@ -127,7 +127,7 @@ def test_no_action(idle):
 def test_later_command_without_action_shows_its_program(idle):
     answer = idle.get("/execute?p1=zvStream&c1=start&p2=zvStream")
     _assert_refused(answer, "invalid command zvStream", "handle_command_execute", 162)
-    assert _streams(idle) == []  # nothing is carried out before all is read
+    assert _streams(idle) == []  # no command is carried out before all are read
 
 
 def test_unknown_action(idle):
@@ -145,7 +145,7 @@ def test_shell_characters_of_the_program_name_as_far_as_the_arguments_reach(idle
     for mark in ";|<>&":
         name = f"a{mark}b"
         _assert_refused(_execute(idle, (name, "start", "xx")), f"invalid program {name}", "handle_command_execute", 194)
-        # One argument character reaches the name's first character alone.
+        # With one character of arguments, only the first character of the name is checked.
         _assert_refused(_execute(idle, (name, "start", "x")), f"file not found {name}", "executeCommand", 255)
         _assert_refused(_execute(idle, (name, "start", None)), f"file not found {name}", "executeCommand", 255)
     _assert_refused(_execute(idle, ("a", "start", "long;arguments|pass<this>test&")), "file not found a",
@@ -161,13 +161,13 @@ def test_arguments_are_the_shells(idle):
 
 def test_quotes_of_the_arguments_go_and_the_tail_stays(idle):
     for arguments, expected in (('""ab', ["abab"]), ('a""', ["a"]), ('""', [""]), ('-x "y" z', ["-x", "y", "z", "z"])):
-        # The last one: -x y z, and the old tail " z" behind it.
+        # The last case gives -x y z, with the old tail " z" behind it.
         _execute(idle, ("zvStream", "start", arguments))
         _wait_for_history(idle, [expected])
         _execute(idle, ("zvStream", "stop", None))
         _wait_for_streams(idle, 0)
         os.remove(os.path.join(idle.storage, "zvStream.log"))
-    # Here a quote stays in the tail: the shell has no command to run, and nobody learns of it.
+    # Here a quote stays in the tail. The shell refuses the command line, but the answer does not show it.
     assert _execute(idle, ("zvStream", "start", '"-x"')).body == SUCCESS
     assert _streams(idle) == []
 
@@ -183,7 +183,7 @@ def test_program_that_is_there_but_not_allowed(idle):
 
 def test_path_of_49_50_and_51_characters(idle):
     names = {size: "n" * (size - len(BIN) - 1) for size in (49, 50, 51)}
-    # 49 fit, and 50 is the one length that is caught; of 51 the first 49 are tested.
+    # A path of 49 characters fits, and one of 50 is refused. One of 51 is cut, and its first 49 are looked for.
     idle.run(["/bin/touch", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
     try:
         _assert_refused(_execute(idle, (names[49], "start", None)), "start: not in whitelist", "startProg", 379)
@@ -221,7 +221,7 @@ def test_first_failure_ends_the_run_and_what_is_done_stays_done(idle):
 def test_long_names_are_cut_in_the_message(idle):
     name = "x" * 3000
     answer = _execute(idle, (name, "start", None))
-    # 511 characters of message; whether the cut path exists decides, and it does not.
+    # The message has 511 characters. The program looks for the cut path, which does not exist.
     _assert_refused(answer, "file not found " + "x" * (511 - 15), "executeCommand", 255)
 
 
@@ -269,7 +269,7 @@ def test_tool_starts_and_stops(idle):
     assert (stopped["running"], stopped["processes"]) == (False, [])
     assert _streams(idle) == []
     assert sorted(entry.get("reason", "") for entry in stopped["log"]) == ["", "", "SIGINT", "SIGINT"]
-    assert json.loads(idle.tool("--json", "stream", "stop")) == stopped  # nothing to stop is nothing wrong
+    assert json.loads(idle.tool("--json", "stream", "stop")) == stopped  # no failure when nothing runs
 
 
 def test_tool_stops_what_does_not_listen(idle):

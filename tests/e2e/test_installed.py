@@ -1,4 +1,4 @@
-"""The simulated camera where it has been installed, away from its sources."""
+"""The installed simulated camera, without its sources."""
 
 import os
 import re
@@ -11,7 +11,7 @@ pytestmark = [pytest.mark.thorough, pytest.mark.xdist_group("installation")]
 
 @pytest.fixture(scope="module")
 def zvcamera(build_dir, tmp_path_factory):
-    """The installed launcher, by a link as in a folder of the user's search path."""
+    """A link to the installed launcher, as a user may have one in a folder of the search path."""
     root = tmp_path_factory.mktemp("root")
     subprocess.run(["cmake", "--install", build_dir], env=dict(os.environ, DESTDIR=str(root)), check=True, capture_output=True)
     link = tmp_path_factory.mktemp("bin") / "zvcamera"

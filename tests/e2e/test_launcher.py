@@ -1,4 +1,4 @@
-"""What the launcher keeps of a camera: its log, its folder, its reports; whatever happens to them."""
+"""What the launcher keeps of a camera, even when things go wrong: its log, its folder, its reports."""
 
 import json
 import os
@@ -14,7 +14,7 @@ LAUNCHER = os.path.join(house.ROOT, "camera", "launcher")
 
 
 def _python(program, *arguments, **options):
-    """A process that runs the program text with the launcher's modules."""
+    """Starts a process that runs a program text with the launcher's modules."""
     environment = {"PATH": os.environ["PATH"], "PYTHONPATH": LAUNCHER, "PYTHONDONTWRITEBYTECODE": "1"}
     return subprocess.Popen([sys.executable, "-c", program, *map(str, arguments)],
                             env={**environment, **options.pop("environment", {})}, **options)
@@ -41,7 +41,7 @@ def _send_to_log(camera, *packets):
 def test_no_datagram_ends_the_log(shared_camera, packet):
     start = shared_camera.log()[1]
     _send_to_log(shared_camera, packet, b"<14>after: it[7]")
-    for _ in range(30):  # more lines than the socket keeps when nobody reads it
+    for _ in range(30):  # more lines than the socket holds unread
         assert shared_camera.get("/nothing_here", timeout=10).status == 400
     records = shared_camera.log(start)[0]
     assert [record["text"] for record in records if record["source"] == "after"] == ["it[7]"]
@@ -139,7 +139,7 @@ print(child.misdeeds, child.state())
 
 @pytest.mark.parametrize("before", ["running", "stopped"])
 def test_program_is_woken_before_it_is_ended(before):
-    """A sanitizer's leak check would not survive the signal that wakes it."""
+    """SIGCONT comes first: during a sanitizer's leak check it would do harm."""
     with _python(ENDING, before, stdout=subprocess.PIPE, text=True) as process:
         assert process.communicate(timeout=30)[0] == "SIGCONT\nSIGTERM\n[] ended\n"
 
@@ -168,7 +168,7 @@ def test_last_report_arrives_behind_more_records_than_there_is_room_for():
     with _python(REPORTS, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
         try:
             assert process.stderr.readline() == b"sent\n"
-            time.sleep(0.5)  # it is at the end, and has to make room
+            time.sleep(0.5)  # meanwhile finish() has to make room
             lines = process.stdout.read().splitlines()
             assert process.wait(30) == 0
         finally:

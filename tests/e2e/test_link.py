@@ -1,4 +1,4 @@
-"""The way of a request over the message queues: its bytes, its replies, many at once, cameras side by side."""
+"""A request on the message queues: its bytes, its replies, many requests at once, cameras side by side."""
 
 import json
 import os
@@ -17,7 +17,7 @@ PHASE = "/command/ble/pairing_phase"
 
 
 def _split(request):
-    """(category, [(type, data)...]) of a message, every length checked."""
+    """Returns (category, [(type, data)...]) of a message, and checks every length."""
     assert int.from_bytes(request[0:2], "big") == len(request)
     assert request[2] == 0
     elements = []
@@ -109,7 +109,7 @@ def test_other_elements_of_a_reply_are_ignored(camera):
 
 
 def _burst(camera):
-    """64 requests at once, half of them through both daemons."""
+    """Sends 64 requests at once, half of them through both daemons."""
     def one(number):
         if number % 2:
             return camera.get("/command/ble/configure")
@@ -138,7 +138,7 @@ def _copy_programs(build_dir, target):
 
 
 def _copy_for_others(build_dir, gateway_dir, target):
-    """What a camera needs, where any user can read it."""
+    """Copies what a camera needs to a place where any user can read it."""
     _copy_programs(build_dir, target / "build")
     _copy_programs(gateway_dir, target / "gateway")
     shutil.copytree(os.path.join(house.ROOT, "camera"), target / "camera")
@@ -187,7 +187,7 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
 
 
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """Its queue stays until a process of the same number comes; the daemons skip the dead."""
+    """The queue of a killed request stays until a process of the same number comes. The daemons pass over it."""
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})

@@ -1,4 +1,4 @@
-"""One request of each kind under the eyes of valgrind; programs with sanitizers watch themselves."""
+"""One request of each kind under valgrind. Programs with sanitizers run without it and check themselves."""
 
 import house
 import pytest
@@ -11,7 +11,7 @@ FINDINGS = "/tmp/findings"
 VALGRIND = ["/usr/bin/valgrind", "-q", "--vgdb=no", "--error-exitcode=99", "--leak-check=full",
             "--errors-for-leak-kinds=definite,indirect,possible", f"--log-file={FINDINGS}"]
 
-# Path, query and exit status: each kind of request once well and once badly.
+# Path, query and exit status: each kind of request, right and wrong.
 REQUESTS = [
     (None, None, 0),
     ("/nothing", "a=1", 236),
@@ -38,7 +38,7 @@ REQUESTS = [
 def watched(make_module_camera):
     camera = make_module_camera(scenario=f"{house.ROOT}/camera/scenarios/default.json")
     camera.tool("analytics", "append", "3")
-    camera.admin("zvBleD", "ble_set", settings={"pairing_ms": 60000})  # valgrind takes its time
+    camera.admin("zvBleD", "ble_set", settings={"pairing_ms": 60000})  # long enough for valgrind, which is slow
     camera.get(f"{BLE}/scan?p=1")
     camera.wait_for(lambda: camera.get(f"{BLE}/scan/list").json()["total"] > 2)
     return camera
@@ -67,7 +67,7 @@ def test_no_error_and_no_leak_when_nobody_answers(camera, sanitized):
 
 
 def test_errors_would_be_seen(shared_camera, sanitized):
-    """The eyes are open: a program that leaks does not pass."""
+    """The checks work: a program that leaks is found."""
     leak = "import ctypes; ctypes.CDLL(None).malloc(4096)"
     if sanitized:
         done = shared_camera.run([PROGRAM], {"ASAN_OPTIONS": "no_such_option_at_all=1:verbosity=1"})

@@ -1,4 +1,4 @@
-"""The Debian packages and `cmake --install`: what they hold, and that it runs where there is nothing else.
+"""The Debian packages and `cmake --install`: what they hold, and that the programs need nothing else to run.
 
 The root of the test holds the packages, the libraries that they depend on, and busybox as shell, killall and web server.
 """
@@ -19,7 +19,7 @@ GATEWAY = {"bin/zvControl-cgi-bin", "share/web/busybox-control", "share/web/ligh
 PLATFORM = {"lib/libzvCtrlD.so", "lib/libcsi.so"}
 PROGRAMS = {"bin/zvControlD", "bin/zvNetD", "bin/zvBleD", "bin/zvStream", "bin/zvcam", "bin/zvcamera"}
 
-# Runs inside the root. Each answer stands between its marks.
+# Runs inside the root. Prints each answer between marks.
 SCRIPT = """
 cd /tmp
 $EMULATOR /usr/local/zarvo/bin/zvControlD & control=$!
@@ -79,12 +79,12 @@ def standalone(gateway_dir):
 
 @pytest.fixture(scope="module")
 def packages(gateway_dir, tmp_path_factory):
-    """The packages, by their names."""
+    """Name -> package file."""
     return packed(gateway_dir, tmp_path_factory.mktemp("packages"))
 
 
 def packed(gateway_dir, folder):
-    """Made by somebody whose files are nobody else's business, at a fixed time."""
+    """Makes the packages at a fixed time, as a user whose umask keeps everybody else out."""
     run("cpack", "-B", str(folder), cwd=gateway_dir, umask=0o077, env=dict(os.environ, SOURCE_DATE_EPOCH="1700000000"))
     return {run("dpkg-deb", "-f", str(path), "Package").strip(): path for path in folder.glob("*.deb")}
 
@@ -121,7 +121,7 @@ def test_packages_are_for_the_processor_they_were_built_for(packages, cross):
 
 
 def names(package, relation):
-    """Packages of a field, without versions."""
+    """Names of the packages in a field, without versions."""
     return re.findall(r"(?:^|[,|] )([a-z0-9.+-]+)", field(package, relation))
 
 
@@ -174,7 +174,7 @@ def test_packing_again_makes_the_same_packages(gateway_dir, packages, tmp_path):
 
 
 def empty_root(folder):
-    """Where dpkg can install, with nothing in it."""
+    """Makes an empty root in which dpkg can install."""
     for name in ("updates", "info"):
         (folder / "var/lib/dpkg" / name).mkdir(parents=True)
     (folder / "var/lib/dpkg/status").touch()
@@ -182,7 +182,7 @@ def empty_root(folder):
 
 
 def dpkg(root, *words):
-    # The packages that they depend on are those of a real system; here are none.
+    # --force-depends: the packages depend on others, and this root has none.
     return run("bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--bind", "/", "/", "--dev", "/dev", "--",
                "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root", "--log=/dev/null",
                *words, env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
@@ -195,7 +195,7 @@ def files_below(root):
 
 def test_upgrade_and_removal(packages, standalone, tmp_path):
     root = empty_root(tmp_path / "root")
-    # The gateway of the other shape is there already, at the same place.
+    # The gateway of the other shape is installed already, in the same place.
     other = "zvcontrol-gateway" if standalone else "zvcontrol-gateway-standalone"
     before = tmp_path / "other"
     for name in ("DEBIAN", f"{PREFIX}/bin"):
@@ -252,7 +252,7 @@ def test_install_with_destdir_puts_the_same_files_in_place(gateway_dir, packages
 
 
 def copy_native(root, program):
-    """A program of this machine with its libraries."""
+    """Copies a program of this machine, with its libraries."""
     listed = run("ldd", program)
     for path in [program, *re.findall(r"(/\S+) \(0x", listed)]:
         target = root / path[1:]
@@ -262,7 +262,7 @@ def copy_native(root, program):
 
 
 def copy_runtime(root, cross):
-    """libc6, libgcc-s1 and libstdc++6, as a Debian system of that processor has them."""
+    """Copies libc6, libgcc-s1 and libstdc++6 to where a Debian system of that processor has them."""
     if not cross:
         for name in ("libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6"):
             path = run("gcc", f"-print-file-name={name}").strip()

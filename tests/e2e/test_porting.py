@@ -1,4 +1,4 @@
-"""The commands of docs/porting.md, as somebody would give them who has got a camera's libraries."""
+"""The commands of docs/porting.md, as somebody with a camera's libraries would give them."""
 
 import os
 import re
@@ -17,7 +17,7 @@ def page():
 
 
 def block(part):
-    """The block of commands that has this part, without the indentation of the list that it may stand in."""
+    """Returns the block of commands that holds this part, without the indentation of a list around it."""
     blocks = re.findall(r"^( *)```sh\n(.*?)^\1```$", page(), re.DOTALL | re.MULTILINE)
     indent, text = next(found for found in blocks if part in found[1])
     return re.sub(f"^{indent}", "", text, flags=re.MULTILINE)
@@ -31,7 +31,7 @@ def run(script, folder, status=0):
 
 
 class Fit:
-    """A folder with libraries that might be the maker's, and the page's commands for them."""
+    """A folder with libraries that stand for the maker's. Calling it runs the page's commands on them."""
 
     def __init__(self, build_dir, folder):
         self.cross = os.path.isdir(os.path.join(build_dir, "emulated"))
@@ -99,7 +99,7 @@ def test_libraries_with_the_old_string_type_are_told(fit):
 
 
 def test_program_can_be_built_with_the_old_string_type(fit):
-    """What it does with streams, that is: those of that time can do less."""
+    """Only the sources that use streams are compiled: with the old type, streams can do less."""
     option = re.search(r"`-DCMAKE_CXX_FLAGS=(\S+)`", page())[1]
     sources = [os.path.join(folder, name) for folder, _, names in os.walk(os.path.join(house.ROOT, "src")) for name in names]
     folders = {os.path.dirname(path) for path in sources} | {
@@ -124,7 +124,7 @@ def test_slots_of_the_messages(fit):
 
 
 def test_sizes_of_the_messages(fit):
-    """Those of the page are for 32-bit ARM, where the arm part of ./test looks at them; they do not shrink elsewhere."""
+    """The page has the sizes for 32-bit ARM; ./test arm checks them. On other processors they are no smaller."""
     sizes = re.search(r"`Msg` has (\d+) bytes, `MsgElement` (\d+) and `MemStream` (\d+)", page()).groups()
     relation = "==" if fit.cross else ">="
     checks = "".join(f"static_assert(sizeof({name}) {relation} {size});\n"
@@ -148,7 +148,7 @@ def test_loader_finds_everything(fit, build_dir):
 
     assert f"libcsi.so => {fit.folder}/libcsi.so " in loaded()
     assert "not found" not in loaded() and "undefined" not in loaded()
-    # A library that theirs wants in turn, beside them: their own search path counts.
+    # One of the maker's libraries wants another one beside it: only its own search path helps to find that.
     fit.make_library("libfurther.so", "int further() { return 1; }")
     shutil.copy(fit.maker / "libfurther.so", fit.folder)
     source = 'int further(); extern "C" int csi_get() { return further(); }'
@@ -170,7 +170,7 @@ def test_requests_from_the_shell(camera):
 
 
 def test_another_library_in_the_simulated_camera(make_camera, fit):
-    """Its csi_get always says that the camera records."""
+    """The csi_get of this library always says that the camera records."""
     fit.make_library("libcsi.so", """
         extern "C" int csi_get(int, int, int*, void* value) { *static_cast<int*>(value) = 1; return 0; }
     """)
@@ -195,13 +195,13 @@ def test_libraries_beside_the_program_and_programs_of_their_own(gateway_dir, fit
 
 
 def test_build_commands_name_what_there_is(gateway_dir):
-    """The options and targets of the commands exist; a misspelt option would be taken silently."""
+    """The options and targets of the commands exist. CMake would accept a misspelt option without a word."""
     for part in ("cpack", "ZV_WARNINGS_AS_ERRORS=OFF"):
         for option in re.findall(r"-D(ZV_\w+)=", block(part)):
             with open(os.path.join(gateway_dir, "CMakeCache.txt"), encoding="utf-8") as cache:
                 assert re.search(f"^{option}:BOOL=", cache.read(), re.MULTILINE), option
         for target in re.findall(r"--target (\w\S*)", block(part)):
-            # Dry: says what it would do, or that there is no such target.
+            # A dry run prints what it would do, or that there is no such target.
             run(f"cmake --build '{gateway_dir}' --target {target} -- -n", gateway_dir)
     with open(os.path.join(house.ROOT, "CMakePresets.json"), encoding="utf-8") as presets:
         assert '"name": "arm"' in presets.read()

@@ -18,7 +18,7 @@ def _walk():
 
 
 def _steps(walk):
-    """Command lines of the walk, without comments."""
+    """Returns the command lines of the walk, without comments."""
     return [line for line in walk.splitlines() if line and not line.startswith("#")]
 
 
@@ -27,7 +27,7 @@ def test_walk(build_dir, make_camera):
     walk = _walk().replace("http://127.0.0.1:8080/control", camera.url)
     assert camera.url in walk
     walk = walk.replace("build/release/zvcam", f'"{build_dir}/zvcam" --run-dir "{camera.run_dir}"')
-    # Each step's output behind a mark.
+    # Prints a mark before each step's output.
     script = "\n".join(f"printf '\\n<<%d>>\\n' {number}; {line}" if not line.startswith("camera=") else line
                        for number, line in enumerate(_steps(walk)))
     done = subprocess.run(["bash", "-e", "-c", script], capture_output=True, text=True, timeout=120, check=False)
@@ -55,7 +55,7 @@ def test_walk(build_dir, make_camera):
 
 
 def test_commands_for_one_test(build_dir):
-    """They work in a fresh clone, in the order in which they stand, and there are such tests."""
+    """They work in a fresh clone, in their order, and name tests that exist."""
     build, unit, end_to_end = (shlex.split(line, comments=True)
                                for line in _part(r"One test runs with\n\n(.*?)\n\n").splitlines())
     assert build[0] == "scripts/build"

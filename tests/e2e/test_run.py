@@ -46,7 +46,7 @@ class Terminal:
 
 
 def _processes(folder):
-    """Command lines of the processes that have to do with the folder: their life line, their mounts or their arguments."""
+    """Returns the command lines of processes that have the folder among their mounts or in their arguments."""
     found = []
     for pid in os.listdir("/proc"):
         try:
@@ -56,7 +56,7 @@ def _processes(folder):
                 if f"{folder}/zvcam-" in mounts.read() or str(folder).encode() in command:
                     found.append(command.replace(b"\0", b" ").decode(errors="replace"))
         except OSError:
-            continue  # it has ended meanwhile, or is somebody else's
+            continue  # the process has ended meanwhile, or belongs to another user
     return found
 
 
@@ -100,7 +100,7 @@ def test_log_lines_are_shown(open_path, build_dir):
 
 
 def test_what_does_not_print_is_shown_as_numbers(open_path, build_dir):
-    """Parameters come from clients, decoded: none of them writes to the developer's terminal as it likes."""
+    """Clients send parameters, which are decoded. Their control codes must not reach the developer's terminal."""
     terminal = Terminal(open_path, build_dir, "--port", "0")
     port = terminal.port()
     shown = r"command [\x1b]0;title\x07\x7f\x9b\x08 ä\nzvBleD: b] @command_ble"
@@ -203,7 +203,7 @@ def test_two_at_once_and_the_tool_finds_them(open_path, build_dir):
     assert done.returncode == 0
     assert [_get(port, "/control/command/ble/pairing_available")[0] for port in ports] == [500, 200]
     done = subprocess.run([tool, "show"], env=env, capture_output=True, check=False)
-    assert done.returncode != 0  # which of the two?
+    assert done.returncode != 0  # two cameras run, and none was named
     first.end(signal.SIGINT)
     done = subprocess.run([tool, "show", "recording"], env=env, capture_output=True, text=True, check=False)
     assert (done.returncode, done.stdout.split()[-1]) == (0, "0")
@@ -211,7 +211,7 @@ def test_two_at_once_and_the_tool_finds_them(open_path, build_dir):
 
 
 def test_storage_that_stays(open_path, build_dir):
-    storage = open_path / "parent" / "my storage"  # which nobody has made
+    storage = open_path / "parent" / "my storage"  # does not exist yet
     folder = open_path / "tmp"
     folder.mkdir()
     device = "command/ble/whitelist/configure?device=58a1b2c3d4e5&remove=1"
@@ -310,7 +310,7 @@ def test_check(open_path, build_dir):
 
 @pytest.mark.slow
 def test_check_notices_what_is_wrong(open_path, build_dir):
-    """With a control program that answers everything alike."""
+    """The control program gives the same answer to everything."""
     programs = open_path / "build"
     programs.mkdir()
     for name in os.listdir(build_dir):

@@ -1,4 +1,4 @@
-"""What the web server makes of the program, and what it hands to it."""
+"""What the web server hands to the program, and what it makes of the program's answers."""
 
 import socket
 import time
@@ -18,7 +18,7 @@ exit $status
 
 
 def _raw(camera, request):
-    """The whole answer to bytes sent as they are."""
+    """Sends bytes as they are, and returns the whole answer."""
     with socket.create_connection(("127.0.0.1", camera.port), 30) as connection:
         connection.sendall(request)
         answer = b""
@@ -32,7 +32,7 @@ def test_exit_status_that_the_web_server_sees(make_camera, open_path):
     wrapper.write_text(WRAPPER)
     wrapper.chmod(0o755)
     camera = make_camera(storage=open_path, control_program="/tmp/fuse_d/wrapper")
-    camera.tool("analytics", "append", "1")  # a 204 has no body, and lighttpd does not wait for who writes one
+    camera.tool("analytics", "append", "1")  # lighttpd does not wait for a program that writes a body after a 204
     expected = []
     for uri, path, status in (("", "", 0), ("/execute?p1=zvStream&c1=stop", "/execute", 238), ("/execute", "/execute", 238),
                               ("/analytics/get", "/analytics/get", 238), ("/analytics/clear", "/analytics/clear", 0),
@@ -80,7 +80,7 @@ def test_a_client_that_goes_away_leaves_no_queue(camera):
 
 
 def test_slow_clients_hold_nobody_up(camera):
-    """Fetchers that do not read, with a file that fills every buffer on the way."""
+    """Clients ask for a file that fills every buffer on the way, and do not read it."""
     camera.tool("analytics", "size", str(64 << 20))
     idle = [socket.create_connection(("127.0.0.1", camera.port), 30) for _ in range(8)]
     for connection in idle:

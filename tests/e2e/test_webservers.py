@@ -1,4 +1,4 @@
-"""The control program behind each web server, with the configuration of its own: what arrives at the client."""
+"""The control program behind each web server, with that server's configuration: what arrives at the client."""
 
 import hashlib
 import http.client
@@ -28,7 +28,7 @@ def served(request, build_dir):
 
 
 def raw(camera, path, method="GET"):
-    """Header and body as they stand on the wire, to the end of the connection."""
+    """Returns header and body as they were sent, up to the end of the connection."""
     with socket.create_connection(("127.0.0.1", camera.port), 60) as connection:
         space = camera.url.partition(str(camera.port))[2]
         connection.sendall(f"{method} {space}{path} HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
@@ -66,7 +66,7 @@ def test_path_and_query_reach_the_program_as_they_were_sent(served):
     ("/a%0a%0a", "/a\n\n", ("nginx", "busybox")), ("//a", "/a", SERVERS), ("/x/../a", "/a", SERVERS), ("/./a", "/a", SERVERS),
     ("/a+b%2B%25%3f;c", "/a+b+%?;c", SERVERS), ("/a%e4", "/a\ufffd", SERVERS)])
 def test_path(served, path, seen, by):
-    """What the program sees of it, from those servers that hand it on in this form."""
+    """seen: the path as the program gets it. by: the servers that pass it on in this form."""
     answer = served.get(path)
     if served.web_server in by:
         assert (answer.status, answer.json()["status"], answer.json()["path"]) == (400, "unknown request", seen)
@@ -81,7 +81,7 @@ def test_query(served, query):
 
 
 def ask(camera, method, path, body=b"", **fields):
-    """An answer to any method; the fields replace those of the client."""
+    """Asks by any method and returns the answer. The fields replace the client's own."""
     connection = http.client.HTTPConnection("127.0.0.1", camera.port, timeout=60)
     space = camera.url.partition(str(camera.port))[2]
     connection.putrequest(method, space + path)
@@ -111,7 +111,7 @@ def test_head(served, path, status):
     put_analytics(served, b"x" * 2500)
     header, body = raw(served, path, "HEAD")
     assert (header[0].split()[1], body) == (str(status), b"")
-    # lighttpd tells the length when it had the whole answer before it began to send.
+    # lighttpd announces the length when it had the whole answer before it began to send.
     lengths = fields(header, "content-length")
     assert all(length.isdigit() for length in lengths)
     if path == "/analytics/get":
@@ -132,7 +132,7 @@ def test_next_request_of_a_client_that_keeps_its_connection(served):
 
 
 def test_requests_one_behind_the_other(served):
-    """Pipelining: all are answered, in their order; busybox answers the first alone."""
+    """Pipelining: all requests are answered, in their order. busybox answers only the first."""
     space = served.url.partition(str(served.port))[2]
     request = "".join(f"GET {space}/nothing?n={number} HTTP/1.1\r\nHost: camera\r\n"
                       f"{'Connection: close' if number == 2 else 'X: y'}\r\n\r\n" for number in range(3))
@@ -143,7 +143,7 @@ def test_requests_one_behind_the_other(served):
     assert re.findall(rb'"query":"(n=\d)"', answer) == expected
 
 
-# Tells of each process of the control program what it has mapped under that name, and its ancestors.
+# Prints, for each process of the control program, its ancestors and the files that it has mapped under that name.
 PROCESSES = """
 import hashlib, json, os, re, sys
 found = []
@@ -175,7 +175,7 @@ def digest(path):
 
 
 def processor(path):
-    """Of an ELF file: its word size in bits and its machine number (40: ARM, 62: x86-64)."""
+    """Returns the word size of an ELF file in bits, and its machine number (40: ARM, 62: x86-64)."""
     with open(path, "rb") as file:
         header = file.read(20)
     assert header[:4] == b"\x7fELF"
@@ -184,7 +184,7 @@ def processor(path):
 
 @pytest.mark.every_build
 def test_web_server_starts_the_program_under_test(served, gateway_dir, build_dir):
-    """The very file of the build folder, for the processor it was built for; so do the daemons."""
+    """It starts the file of the build folder, for that file's processor. The same holds for the daemons."""
     served.spoil("pair_status", "late", count=1, ms=3000)
     with socket.create_connection(("127.0.0.1", served.port), 60) as connection:
         space = served.url.partition(str(served.port))[2]
@@ -243,7 +243,7 @@ def test_analytics_arrive_byte_for_byte(served, size):
     assert re.match(r"HTTP/1\.[01] 200", header[0])
     assert body == content
     assert fields(header, "content-type") == (["application/octet-stream"] if served.web_server == "busybox" else [])
-    # lighttpd tells the length when it had the whole file before it began to send.
+    # lighttpd announces the length when it had the whole file before it began to send.
     assert fields(header, "content-length") in {"lighttpd": ([], [str(size)]), "nginx": ([],), "busybox": ([str(size)],)}[served.web_server]
     answer = served.get("/analytics/get")
     assert answer.body == content
@@ -251,7 +251,7 @@ def test_analytics_arrive_byte_for_byte(served, size):
 
 
 def peaks(camera):
-    """Peak memory in KiB of the web server's programs, the largest of each name."""
+    """Returns the peak memory of the web server's programs in KiB, the largest of each name."""
     script = 'for p in /proc/[0-9]*; do echo "$(cat $p/comm) $(grep VmHWM $p/status)"; done 2>/dev/null'
     found = {}
     for line in camera.run(["/bin/sh", "-c", script]).stdout.decode().splitlines():
@@ -262,7 +262,7 @@ def peaks(camera):
 
 
 def test_large_analytics_take_no_room_in_the_server(served):
-    """Nor do clients that do not read, nor those that go away in the middle."""
+    """Even when clients do not read, or go away in the middle."""
     size = 96 << 20
     put_analytics(served, b"")
     os.truncate(os.path.join(served.storage, "analytics", "analytics.bin"), size)
@@ -285,7 +285,7 @@ def test_large_analytics_take_no_room_in_the_server(served):
 
 
 def test_analytics_file_that_shrinks_while_it_is_sent(served):
-    """Only a length that was announced tells the client."""
+    """Only an announced length shows it to the client."""
     path = os.path.join(served.storage, "analytics", "analytics.bin")
     put_analytics(served, b"")
     os.truncate(path, 96 << 20)
@@ -304,7 +304,7 @@ def test_analytics_file_that_shrinks_while_it_is_sent(served):
 
 @pytest.mark.every_build
 def test_analytics_of_two_gibibytes(served):
-    """The largest file is sent with its length, or chunked; one byte more is no content."""
+    """The largest file is sent, with its length or chunked. For one byte more the answer is 204."""
     put_analytics(served, b"")
     path = os.path.join(served.storage, "analytics", "analytics.bin")
     os.truncate(path, (2 << 30) - 1)

@@ -1,4 +1,4 @@
-"""The control program behind each web server without what its configuration does about the program's answers."""
+"""The control program behind each web server, without the lines of the configuration that mend its answers."""
 
 import http.client
 import os
@@ -15,7 +15,7 @@ CONTENT = b"x" * 2500
 
 
 def _cut(name, *parts):
-    """A snippet without these parts, each from the first word of a pair to just before the second."""
+    """Returns a snippet without these parts. Each reaches from the first text of a pair to just before the second."""
     with open(os.path.join(house.ROOT, "camera", "web", "snippets", name), encoding="utf-8") as snippet:
         text = snippet.read()
     for first, last in parts:

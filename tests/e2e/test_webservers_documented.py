@@ -1,4 +1,4 @@
-"""The instructions of docs/web-servers.md, followed word by word inside a camera."""
+"""The instructions of docs/web-servers.md, followed to the letter inside a camera."""
 
 import os
 import re
@@ -26,7 +26,7 @@ http {
     include /etc/nginx/conf.d/*.conf;
 }
 """
-# The package's own main configuration: the documented part stands where it includes its further files.
+# As the package's main configuration. The documented part goes where that one includes further files.
 LIGHTTPD = """server.modules = ("mod_indexfile", "mod_access", "mod_alias", "mod_redirect")
 server.document-root = "/tmp"
 server.upload-dirs = ("/tmp")
@@ -42,20 +42,20 @@ server.modules += ("mod_dirlisting", "mod_staticfile")
 
 
 def blocks(chapter):
-    """The texts in fences of a chapter."""
+    """Returns the fenced blocks of a chapter."""
     with open(os.path.join(house.ROOT, "docs", "web-servers.md"), encoding="utf-8") as page:
         text = re.search(rf"^## {chapter}\n(.*?)(?=^## |\Z)", page.read(), re.DOTALL | re.MULTILINE)[1]
     return re.findall(r"^```\w*\n(.*?)^```", text, re.DOTALL | re.MULTILINE)
 
 
 def password_for(shell):
-    """The instructions with a password in them."""
+    """Returns the instructions with a real password in them."""
     assert "PASSWORD'" in shell
     return shell.replace("PASSWORD", PASSWORD.replace("'", "'\\''"))
 
 
 def without_users(shell):
-    """The camera has one user only, so nobody else can be become."""
+    """Returns the instructions without a change of user, because the camera has only one."""
     for words in ("runuser -u camera -- ", "-u camera "):
         if words in shell:
             return shell.replace(words, "")
@@ -82,7 +82,7 @@ class Site:
         assert done.status == 0, done.stderr
 
     def start(self, command):
-        """A server that stays in the foreground, or not."""
+        """Starts a server, whether it stays in the foreground or not."""
         self.shell(f"{command} </dev/null >>/tmp/site.log 2>&1 &")
 
     def status(self, path, password=None):
@@ -107,7 +107,7 @@ def site(make_camera):
     return make
 
 
-# Ways to write a path that is kept out.
+# Ways to write the path of execute, which must be kept out.
 EXECUTES = ("/execute?p1=zvStream&c1=start", "//execute?p1=zvStream&c1=start", "/./execute?p1=zvStream&c1=start",
             "/%65xecute?p1=zvStream&c1=start", "/x/../execute?p1=zvStream&c1=start", "/execute%0a?p1=zvStream&c1=start",
             "/execute%0a%0a?p1=zvStream&c1=start", "%2fexecute?p1=zvStream&c1=start", "/x%2f..%2fexecute?p1=zvStream&c1=start",
@@ -115,7 +115,7 @@ EXECUTES = ("/execute?p1=zvStream&c1=start", "//execute?p1=zvStream&c1=start", "
 
 
 def check(site):
-    """A password is asked for, the program answers who knows it, and nobody gets at execute."""
+    """Checks that only clients with the password get answers from the program, and that none reaches execute."""
     site.ready()
     for path in ("", "/", "/nothing", "/analytics/get", "/nothing%0a", "/nothing%e4", "/../control", "/execute%0a", "%2fexecute%0a"):
         for password in (None, "wrong"):
@@ -138,7 +138,7 @@ def check(site):
 
 @pytest.mark.parametrize("place", ("before", "behind"))
 def test_lighttpd(site, place):
-    """Where Debian puts it, and at the end of the main configuration, behind the modules that hand out files."""
+    """place: where Debian includes it, or at the end of the main configuration, behind modules that serve files."""
     here = site("lighttpd.conf", "/control")
     configuration, password = blocks("lighttpd")
     here.file("/etc/lighttpd/lighttpd.conf", LIGHTTPD.format(port=here.port, **{"before": "", "behind": "", place: configuration}))
@@ -158,7 +158,7 @@ def test_nginx(site):
     here.start("\n".join([*first, last]))
     here.camera.wait_for(lambda: here.camera.run(["/usr/bin/test", "-S", "/run/zvfcgi/socket"]).status == 0)
     mode = here.camera.run(["/usr/bin/stat", "-c", "%a", "/run/zvfcgi/socket"]).stdout
-    assert mode == b"770\n"  # nginx's group may write to it, others not
+    assert mode == b"770\n"  # nginx's group may write to the socket, others may not
     here.start("nginx -e stderr -c /etc/nginx/nginx.conf")
     check(here)
 

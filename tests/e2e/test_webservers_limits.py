@@ -1,4 +1,7 @@
-"""What each web server does with a program that is slow, dies or reads what it gets: a script in the control program's place."""
+"""What each web server does with a program that is slow or dies, and what such a program gets.
+
+A script takes the control program's place.
+"""
 
 import http.client
 import os
@@ -82,7 +85,7 @@ def test_longest_query(served, length):
 
 
 def test_program_that_dies_in_the_middle_of_its_answer(served):
-    """The answer ends like a whole one, unless its length was announced."""
+    """The answer ends like a whole one, except when its length was announced."""
     answer = served.get("/dies")
     assert (answer.status, answer.body) == (200, b"half")
     with pytest.raises(http.client.IncompleteRead) as failure:
@@ -107,13 +110,13 @@ def test_program_runs_to_its_end_though_the_client_hangs_up(served):
 
 
 def test_fcgiwrap_sends_no_signal_for_a_client_that_hangs_up(make_camera):
-    """It would send one to process 15, with the number of the control program."""
+    """The signal would go to process 15, and have the control program's process number."""
     camera = make_camera(web_server="nginx")
     assert int(camera.run(["/bin/sh", "-c", "echo $$"]).stdout) > 64
 
 
 def test_client_that_closes_its_direction_only(served):
-    """Takes the answer, except from nginx, which takes this for hanging up."""
+    """The client gets its answer, but not from nginx, which treats it as one that hangs up."""
     with ask(served, "/slow?1", "Connection: close\r\n") as connection:
         connection.shutdown(socket.SHUT_WR)
         answer = connection.makefile("rb").read()
@@ -121,7 +124,7 @@ def test_client_that_closes_its_direction_only(served):
 
 
 def test_requests_at_once(served):
-    """fcgiwrap has 16 processes; the further requests wait."""
+    """fcgiwrap has 16 processes. Further requests wait."""
     start = time.monotonic()
     answers = house.at_once(20, lambda _: served.get("/slow?3"))
     passed = time.monotonic() - start
@@ -133,7 +136,7 @@ def test_requests_at_once(served):
 
 
 def shorter(tmp_path_factory, server, limit, short):
-    """The server's snippet with a shorter time limit, where the camera has the snippet."""
+    """Writes the server's snippet with a shorter time limit, and returns it with its place in the camera."""
     with open(os.path.join(house.ROOT, "camera", "web", "snippets", f"{server}.conf"), encoding="utf-8") as snippet:
         text = snippet.read()
     assert text.count(limit) == 1

@@ -17,7 +17,7 @@ SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.
 
 
 class CameraError(Exception):
-    """The camera does not start, or has not behaved."""
+    """The camera does not start, or a wait for it was in vain."""
 
 
 class Finished:
@@ -55,14 +55,16 @@ def listen(port):
 
 
 class Camera:
-    """A camera on 127.0.0.1:port (0: any free one), from the programs in build_dir.
+    """A camera on 127.0.0.1:port (0: any free port), from the programs in build_dir.
 
+    scenario: file that the daemons read; None for their defaults.
+    storage: folder to use as the camera's storage. It is made when it is missing, and it stays. Without storage, the
+        camera's storage is removed with the camera.
+    control_program: what the web server starts instead of the control program (for example a wrapper of it).
+    web_server: lighttpd, nginx or busybox.
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
-    more: pairs (file of the machine, where the camera has it).
-    scenario: file that the daemons read; None for their defaults. storage: folder to use as the camera's storage,
-    which is made when it is not there, and stays; without it the storage goes with the camera. control_program: what
-    the web server starts instead of the control program (a wrapper of it). web_server: lighttpd, nginx or busybox.
-    on_record: called with each log record, from a thread.
+    more: pairs of paths (a file on the machine, its place in the camera).
+    on_record: a function; a thread calls it with each log record.
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
@@ -146,7 +148,7 @@ class Camera:
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
                                    camera_dir=os.path.join(SOURCE_DIR, "camera"), run_dir=self._folder.run,
                                    fuse_d=self.storage, scenario=self._scenario, more=self._more)
-        # Options go through a file in memory: process lists stay readable.
+        # bwrap reads its options from a file in memory: so process lists stay readable.
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))
         os.lseek(options, 0, os.SEEK_SET)
@@ -180,7 +182,7 @@ class Camera:
         return self._process is not None and self._process.poll() is None
 
     def stop(self):
-        """Ends everything and removes it from the disk. misdeeds then tells what went wrong on the way."""
+        """Ends the camera and removes it from the disk. Afterwards, misdeeds lists what went wrong since the start."""
         if self._process is None:
             return
         self._process.stdin.close()
@@ -199,7 +201,7 @@ class Camera:
     # Questions
 
     def get(self, path, timeout=60.0, method="GET"):
-        """HTTP request of path below the control URL space."""
+        """Sends an HTTP request for a path below the control URL space, and returns the answer."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
             connection.request(method, self._space + path)
@@ -208,11 +210,11 @@ class Camera:
             connection.close()
 
     def admin(self, daemon, op, /, timeout=60.0, **fields):
-        """A command to a daemon's admin socket."""
+        """Sends a command to a daemon's admin socket, and returns its result."""
         return admin.ask(os.path.join(self.run_dir, f"{daemon}.admin"), op, timeout=timeout, **fields)
 
     def run(self, argv, env=None, stdin=b"", timeout=60.0):
-        """Runs a command inside the camera, with exactly the given environment."""
+        """Runs a command inside the camera, with the given environment and nothing else in it."""
         return Finished(self.admin("supervisor", "run", timeout=timeout + 10, argv=argv, env=env or {},
                                    stdin=base64.b64encode(stdin).decode(), limit=timeout))
 
@@ -226,7 +228,7 @@ class Camera:
         return self.run([f"{namespace.INSTALLATION}/bin/zvControl-cgi-bin"], env, timeout=timeout)
 
     def program(self, name, op):
-        """stop, cont, kill, term or start a program of the camera; its state afterwards."""
+        """Does op (stop, cont, kill, term or start) to a program of the camera, and returns its new state."""
         return self.admin("supervisor", op, daemon=name)
 
     def queues(self):
@@ -234,7 +236,7 @@ class Camera:
         return self.run(["/bin/ls", "/dev/mqueue"]).stdout.decode().split()
 
     def log(self, since=0):
-        """(log records from number since on, number of the next one)."""
+        """Returns the log records from number since on, and the number of the next record."""
         answer = self.admin("supervisor", "log", since=since)
         return answer["records"], answer["next"]
 

@@ -9,7 +9,7 @@ import time
 from .camera import SOURCE_DIR, Camera
 
 _SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
-_DEVICE = "a1b2c3d4e5f6"  # stands in the scenario, and takes pairings
+_DEVICE = "a1b2c3d4e5f6"  # is in the scenario, and accepts pairings
 _ANALYTICS = bytes(range(256)) * 10
 _ADDRESS = re.compile(r"[0-9a-f]{12}")
 
@@ -25,7 +25,7 @@ def _is_empty(body):
 
 
 def source_revision():
-    """What the sources' build reports as its revision: the commit they stand at, 40 zeros outside a repository of theirs."""
+    """The revision that a build of the sources reports: their commit, or 40 zeros when no repository tracks them."""
     ask = ["git", "-c", "safe.directory=*", "-C", SOURCE_DIR]
     env = {name: value for name, value in os.environ.items() if not name.startswith("GIT_")}
     try:
@@ -91,7 +91,7 @@ def _is_error(code, message, function, line):
 
 
 def _is_failure(message, function, line):
-    """As the execute command words its failures."""
+    """A failure in the form that the execute command gives it."""
     expected = f'{{\n"status":"{message}",\n"zverr":-3,\n"_function":"{function}",\n"_line":{line}\n}}\n'
     return lambda body: body == expected.encode()
 
@@ -104,8 +104,8 @@ _BLE = "/command/ble"
 _SEEN = ("address", "address_type", "rssi", "name")
 _KNOWN = ("address", "name", "mitm_paired", "auto_connect", "connected")
 
-# In this order: URI below the control URL space, HTTP status, whether the body is right. A row with a patience is
-# asked again until it is right: scanning and pairing take their time.
+# Each row: URI below the control URL space, HTTP status, a function that says whether the body is right, patience. A
+# wrong answer is asked for again until the patience, in seconds, is over: scanning and pairing take their time.
 _ROWS = [
     ("", 200, _is_description, 0),
     (f"{_BLE}/pairing_available", 200, _is_empty, 0),
@@ -143,7 +143,7 @@ def _ask(camera, uri, status, is_right):
     try:
         right = answer.status == status and bool(is_right(answer.body))
     except (ValueError, TypeError, LookupError, AttributeError):
-        right = False  # no document, or not the one that was expected
+        right = False  # not a document, or another one than expected
     return answer, right
 
 
@@ -160,13 +160,13 @@ def _check_row(camera, uri, status, is_right, patience):
 
 
 def run(build_dir):
-    """0 when every answer is right and the camera has behaved from its start to its end."""
+    """Returns 0 when every answer is right and no program of the camera has misbehaved."""
     camera = Camera(build_dir, scenario=_SCENARIO)
     wrong = 0
     try:
         camera.start()
         print(f"camera at {camera.url}", flush=True)
-        # Empty, and collecting no more: what is appended is all that is there.
+        # Empties the file and stops the collecting: then the file holds only what is appended here.
         camera.admin("zvControlD", "analytics", action="size", size=0)
         camera.admin("zvControlD", "analytics", action="append", hex=_ANALYTICS.hex())
         for row in _ROWS:

@@ -1,4 +1,4 @@
-"""The programs that the supervisor keeps: three daemons and those of the web server (web.py)."""
+"""The programs that the supervisor starts and watches: the three daemons, and those of the web server (web.py)."""
 
 import contextlib
 import os
@@ -17,7 +17,7 @@ DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
 
 
 def _state(pid):
-    """What a process is doing, as far as the kernel tells."""
+    """What the kernel says about what a process is doing."""
     told = []
     for name, pattern in (("status", r"^State:\s*(.*)"), ("wchan", r"(.*)"), ("syscall", r"(.*)")):
         with contextlib.suppress(OSError), open(f"/proc/{pid}/{name}", encoding="utf-8") as file:
@@ -38,7 +38,7 @@ def _answers(name):
 
 
 class Child:
-    """One program. Its standard output and error go to the log. good_ends: its status after SIGTERM."""
+    """One program. Its standard output and error go to the log. good_ends: statuses that are right after SIGTERM."""
 
     def __init__(self, name, argv, log, *, ready, pass_fds=(), environment=None, good_ends=(0,)):
         self.name = name
@@ -50,7 +50,7 @@ class Child:
         self._good_ends = good_ends
         self._process = None
         self._expected = False
-        self.misdeeds = []  # what it did that no good program does: crashed, had to be killed
+        self.misdeeds = []  # what went wrong with it: for example that it crashed, or had to be killed
 
     @property
     def pid(self):
@@ -90,11 +90,11 @@ class Child:
         self._process.send_signal(number)
 
     def stop_and_wait(self, number=signal.SIGTERM, patience=10.0):
-        """Ends it; one that stands still is woken first, one that does not listen is killed."""
+        """Ends the program. Continues it first, in case it is stopped, and kills it when it does not end."""
         if not self.running():
             return
-        # Before the signal, not after it: a sanitizer's leak check at the end stops the program for itself by a SIGSTOP, which
-        # a SIGCONT at that moment takes back, and then waits for it for ever.
+        # SIGCONT goes before the signal, not after it. A sanitizer checks for leaks while the program ends, and stops
+        # the program by SIGSTOP for that. A SIGCONT then would undo the stop, and the check would wait for ever.
         if number != signal.SIGKILL:
             self.send(signal.SIGCONT)
         self.send(number)
@@ -109,7 +109,7 @@ class Child:
             self.misdeeds.append(f"{self.name} ended with status {status} on SIGTERM")
 
     def state(self):
-        """running, stopped (by a signal) or ended."""
+        """Returns "running", "stopped" (by a signal) or "ended"."""
         if not self.running():
             return "ended"
         with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:

@@ -1,4 +1,4 @@
-"""The camera's log: what its programs send to /dev/log or write to their standard error, in the order of arrival.
+"""The camera's log: the lines that its programs send to /dev/log or write to standard error, in order of arrival.
 
 A record is a dict: time (seconds since the epoch), source (identifier of the program), pid (or None), priority
 (syslog's severity, or None for standard error) and text.
@@ -14,16 +14,16 @@ import time
 import traceback
 
 _KEPT = 200_000
-# The socket holds 10 lines, then its writers wait: after half as many at once, more are to be expected.
+# The socket holds 10 lines; then writers wait. After half as many at once, more are expected: no rest then.
 _MANY = 5
 _REST = 0.001  # seconds
-# Numbers have no more digits than such a number may have: anybody in the camera may send anything.
+# Anybody in the camera may send anything, so the pattern limits the digits of a number.
 _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
                      re.ASCII | re.DOTALL)
 
 
 class Collector:
-    """Keeps the records; sink, if given, is called with each."""
+    """Keeps the records, and calls sink, if given, with each."""
 
     def __init__(self, sink=None, path="/dev/log"):
         self._sink = sink
@@ -31,7 +31,7 @@ class Collector:
         self._records = []
         self._dropped = 0
         self._changed = threading.Condition()
-        self._mark = b"\0mark %s " % secrets.token_hex(16).encode()  # nobody else can know it
+        self._mark = b"\0mark %s " % secrets.token_hex(16).encode()  # a random word, so that nobody else can send it
         self._marks = itertools.count()
         self._seen_mark = -1
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -54,7 +54,7 @@ class Collector:
                 self._sink(_read(record))
 
     def add_stream(self, source, stream):
-        """Records each line of a binary stream, in a thread of its own, until its end."""
+        """Starts a thread that records each line of a binary stream, until the stream ends."""
         def read():
             with stream:
                 for line in stream:
@@ -62,14 +62,14 @@ class Collector:
         threading.Thread(target=read, daemon=True).start()
 
     def since(self, start):
-        """(records from number start on, number of the next one); all that was sent before the call is there."""
+        """Returns the records from number start on, and the number of the next one. All lines sent before are in."""
         self._synchronise()
         with self._changed:
             return [_read(record) for record in self._records[max(0, start - self._dropped):]], \
                 self._dropped + len(self._records)
 
     def _synchronise(self):
-        # A datagram is queued before its send returns: once the mark is through, so is all that went before.
+        # A datagram is queued before its send returns. So when the mark arrives, all earlier lines have arrived.
         mark = next(self._marks)
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as out:
             out.sendto(b"%s%d" % (self._mark, mark), self._path)
@@ -84,7 +84,7 @@ class Collector:
                 self._take_guarded(packet)
                 taken += 1
                 packet = self._waiting()
-            # Meanwhile nobody who writes a line has to wake this thread, which costs the camera more than the line does.
+            # While this thread rests, no writer has to wake it. Waking it costs the camera more than the line itself.
             if taken < _MANY:
                 time.sleep(_REST)
 
@@ -97,7 +97,7 @@ class Collector:
     def _take_guarded(self, packet):
         try:
             self._take(packet)
-        except Exception:  # noqa: B902 - without this thread, whoever writes to the log would wait for ever
+        except Exception:  # noqa: B902 - without this thread, every writer to the log would wait for ever
             traceback.print_exc()
 
     def _take(self, packet):
@@ -106,7 +106,8 @@ class Collector:
                 self._seen_mark = max(self._seen_mark, int(packet[len(self._mark):]))
                 self._changed.notify_all()
             return
-        self._keep((time.time(), packet))  # read when somebody wants it: the log is not to slow the camera down
+        # Parsed only when somebody reads it, so that the log does not slow the camera down.
+        self._keep((time.time(), packet))
 
 
 def _read(record):

@@ -1,7 +1,8 @@
 """The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/, with run/ (sockets) and fuse_d/ (storage).
 
-It belongs to the camera from its making until the last process that holds its write end of the life line is gone. Then
-a janitor, a process of its own that survives Ctrl-C and the death of the launcher, removes it.
+The life line is a pipe. The folder belongs to the camera until the last process that holds the pipe's write end is
+gone. Then a janitor removes the folder. The janitor is a process of its own: it survives Ctrl-C and the death of the
+launcher.
 """
 
 import contextlib
@@ -15,7 +16,7 @@ import time
 
 
 class FolderError(Exception):
-    """The folder cannot be had."""
+    """The camera cannot have the folder."""
 
 
 def base():
@@ -32,7 +33,7 @@ def _make_private(path):
 
 
 def _try_claim(path):
-    """The descriptor that locks the new folder; None when somebody else has it (yet)."""
+    """Returns the descriptor that locks the new folder, or None while somebody else has the folder."""
     _make_private(os.path.dirname(path))
     try:
         os.mkdir(path, 0o700)
@@ -48,7 +49,7 @@ def _try_claim(path):
     try:
         fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         if not fresh:
-            # Nobody holds the lock: left behind by a camera whose janitor was killed too.
+            # Nobody holds the lock: a camera left the folder behind when its janitor was killed too.
             shutil.rmtree(path)
             raise BlockingIOError
     except BlockingIOError:
@@ -59,7 +60,7 @@ def _try_claim(path):
 
 @contextlib.contextmanager
 def _undisturbed():
-    """Puts off the signals that end the launcher: between a folder's making and its janitor's start nobody would remove it."""
+    """Blocks the signals that end the launcher: before its janitor starts, nobody would remove a new folder."""
     before = signal.pthread_sigmask(signal.SIG_BLOCK, (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
     try:
         yield
@@ -68,7 +69,7 @@ def _undisturbed():
 
 
 class CameraFolder:
-    """A claimed folder. life_line: descriptor to be inherited by all that use the folder."""
+    """A claimed folder. life_line: the descriptor that every process that uses the folder has to inherit."""
 
     def __init__(self, port, patience=5.0):
         self.path = os.path.join(base(), str(port))
@@ -81,7 +82,7 @@ class CameraFolder:
             time.sleep(0.02)
 
     def _make(self):
-        """False when somebody else has it (yet)."""
+        """Returns False while somebody else has the folder."""
         with _undisturbed():
             lock = _try_claim(self.path)
             if lock is not None:
@@ -93,8 +94,8 @@ class CameraFolder:
         os.mkdir(self.fuse_d, 0o755)
         end, self.life_line = os.pipe()
         os.set_inheritable(self.life_line, False)
-        # The janitor inherits the lock: nobody can claim the folder before it is removed. It keeps the signals blocked, and
-        # so does its work whatever else is told to end.
+        # The janitor inherits the lock, so nobody can claim the folder before it is removed. It also inherits the
+        # blocked signals, so it does its work even when everything else is told to end.
         script = 'cat >/dev/null; rm -rf -- "$1"; rmdir -- "$2" 2>/dev/null; :'
         self._janitor = subprocess.Popen(
             ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path)],
@@ -104,7 +105,7 @@ class CameraFolder:
         os.close(lock)
 
     def release(self):
-        """Lets go of the folder and waits until it is gone; all who inherited the life line have ended by then."""
+        """Lets go of the folder and waits until it is removed. By then, all that inherited the life line have ended."""
         if self.life_line >= 0:
             os.close(self.life_line)
             self.life_line = -1

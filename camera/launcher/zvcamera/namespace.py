@@ -1,7 +1,7 @@
 """The camera's view of the machine, as arguments of bubblewrap.
 
-Own process, message queue and mount namespaces; the network is the machine's. Nothing of the machine's files is
-visible but /usr (read-only) and what programs need to start.
+The camera has process, message queue and mount namespaces of its own, but shares the machine's network. Of the
+machine's files it sees only /usr (read-only) and those that programs need to start.
 """
 
 import os
@@ -9,8 +9,8 @@ import os
 INSTALLATION = "/usr/local/zarvo"
 CONTROL_PROGRAM = "zvControl-cgi-bin"
 PROGRAMS = (CONTROL_PROGRAM, "zvStream", "zvControlD", "zvNetD", "zvBleD")
-LIBRARIES = ("libzvCtrlD.so", "libcsi.so")  # absent where the program has them inside
-HOUSE = "/opt/zvcamera"  # what the simulation needs beside the camera's own files
+LIBRARIES = ("libzvCtrlD.so", "libcsi.so")  # missing where they are linked into the program
+HOUSE = "/opt/zvcamera"  # the files of the simulation that are not the camera's own
 
 ENVIRONMENT = {
     "PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
@@ -25,7 +25,7 @@ def _read_only(pairs):
 
 
 def find(build_dir, name):
-    """A program or library of a build folder, or of a place where one has been installed."""
+    """The path of a program or library in a build folder, or in a folder where it was installed."""
     for folder in ("", "bin", "lib"):
         path = os.path.join(build_dir, folder, name)
         if os.path.isfile(path):
@@ -44,7 +44,7 @@ def _installation(build_dir, gateway_dir):
 
 
 def emulated(build_dir):
-    """Whether the folder's programs are for another processor; it then has scripts that start them by the emulator."""
+    """Whether the folder's programs are for another processor: then scripts in it start them in the emulator."""
     return os.path.isdir(os.path.join(build_dir, "emulated"))
 
 
@@ -68,7 +68,7 @@ def _house(build_dir, camera_dir, scenario):
 
 
 def _machine():
-    """What of the machine's own files a program needs to start."""
+    """The machine's files that a program needs to start."""
     words = ["--ro-bind", "/usr", "/usr", "--tmpfs", "/usr/local"]
     for name in ("bin", "sbin", "lib", "lib32", "lib64", "libx32"):
         if os.path.islink(f"/{name}"):
@@ -79,7 +79,7 @@ def _machine():
 
 
 def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None, more=()):
-    """bubblewrap's options. more: pairs (file of the machine, where the camera has it)."""
+    """bubblewrap's options. more: pairs of paths (a file on the machine, its place in the camera)."""
     words = ["--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
     words += _machine()
     words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",

@@ -1,4 +1,7 @@
-"""The streaming program, which the control program starts and stops: what of it runs, what it has logged, and the same by hand."""
+"""The streaming program, which the control program starts and stops.
+
+Tells which processes of it run and what it has logged, and starts and stops it by hand.
+"""
 
 import io
 import json
@@ -10,11 +13,11 @@ import time
 
 _NAME = "zvStream"
 _PROGRAM = f"/usr/local/zarvo/bin/{_NAME}"
-# In a command line the arguments begin behind the program; with an emulator in front, that is the second one.
+# In a command line, the arguments begin behind one of these. The second one is the program behind an emulator.
 _PLACES = (_PROGRAM, f"/usr/local/zarvo/target/bin/{_NAME}")
 _LOG = f"/tmp/fuse_d/{_NAME}.log"
 _SHOWN = 10
-_READ = 1 << 16  # of the log's end
+_READ = 1 << 16  # bytes from the end of the log
 
 
 class StreamError(Exception):
@@ -28,7 +31,7 @@ def _words(line):
 
 
 def _processes():
-    """Process id -> arguments of what runs under the program's name, which is what killall goes by."""
+    """Process id -> arguments, of all processes under the program's name. killall goes by this name, too."""
     found = {}
     for pid in sorted(int(name) for name in os.listdir("/proc") if name.isdigit()):
         try:
@@ -37,12 +40,12 @@ def _processes():
                 if name == _NAME.encode() and rest.split()[0] not in b"ZX":
                     found[pid] = _words(line.read())
         except OSError:
-            continue  # it has ended meanwhile
+            continue  # the process has ended meanwhile
     return found
 
 
 def _is_entry(entry):
-    """The log lies in the camera's storage: anything may stand in it."""
+    """Checks an entry: the log is in the camera's storage, so anything may be in it."""
     if not isinstance(entry, dict) or type(entry.get("pid")) is not int or not isinstance(entry.get("time"), str):
         return False
     if entry.get("event") == "end":
@@ -69,7 +72,7 @@ def _entries():
             log.seek(max(0, log.seek(0, io.SEEK_END) - _READ))
             lines = log.read(_READ).splitlines()
     except OSError:
-        return []  # not there, or no file
+        return []  # missing, or not a file
     found = []
     for line in lines:
         try:
@@ -88,21 +91,21 @@ def _wait(condition, patience):
 
 
 def status():
-    """Whether it runs, its processes, and the last entries of its log, the oldest one first."""
+    """Returns whether it runs, its processes, and the last entries of its log, the oldest entry first."""
     found = _processes()
     return {"running": bool(found), "processes": [{"pid": pid, "arguments": words} for pid, words in found.items()],
             "log": _entries()}
 
 
 def start(arguments):
-    """Starts one more, with these arguments and its output discarded, as the control program does; the status then."""
+    """Starts one more, as the control program does: its output is discarded. Returns the new status."""
     if not isinstance(arguments, list) or not all(isinstance(word, str) for word in arguments):
         raise StreamError("arguments: must be a list of texts")
     size = _log_size()
     child = subprocess.Popen([_PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                              stderr=subprocess.DEVNULL, start_new_session=True)
     threading.Thread(target=child.wait, daemon=True).start()
-    # It runs without a log too, when that cannot be written.
+    # No new entry within 5 seconds is no failure: the program runs even when it cannot write its log.
     _wait(lambda: child.poll() is not None or _log_size() > size, 5)
     if child.poll() is not None:
         raise StreamError(f"{_NAME} ended with status {child.returncode} while starting")
@@ -110,7 +113,7 @@ def start(arguments):
 
 
 def stop():
-    """Ends all that run, by SIGINT first, as the control program does; the status then."""
+    """Ends all that run, first by SIGINT, as the control program does. Returns the new status."""
     running = set(_processes())
     for number in (signal.SIGINT, signal.SIGKILL):
         for pid in running:

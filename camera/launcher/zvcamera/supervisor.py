@@ -1,13 +1,18 @@
-"""Runs inside the camera's namespaces: starts and watches its programs, collects their log, serves commands.
+"""Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
-    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME] [--report-log]
+    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME]
+                                   [--report-log]
 
-Ends when its standard input ends. Standard output carries JSON lines: {"ready": true}, {"failed": text} and, last,
-{"ended": [misdeeds]}; with --report-log {"log": record} as well.
+It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
+the end, {"ended": [misdeeds]}; with --report-log also {"log": record}.
 
-Commands on /run/zarvo/supervisor.admin, beside "status": stop, cont, kill, term and start a program by its name;
-"run" runs a command with exactly the given environment; "log" gives the records from a number on; "stream",
-"stream_start" and "stream_stop" are for the streaming program, which is not the supervisor's.
+It takes these commands on /run/zarvo/supervisor.admin:
+
+    status                               the state of each program
+    stop, cont, kill, term, start        act on a program, given by its name
+    run                                  runs a command, with the given environment and nothing else in it
+    log                                  the log records from a number on
+    stream, stream_start, stream_stop    for the streaming program, which the supervisor does not start itself
 """
 
 import argparse
@@ -31,7 +36,7 @@ _ADMIN = f"{children.RUN_DIR}/supervisor.admin"
 
 
 class Reports:
-    """Writes the JSON lines from a thread of its own: a reader that stands still does not stop the camera."""
+    """Writes the JSON lines in a thread of its own, so that a reader that hangs does not block the camera."""
 
     def __init__(self):
         self._lines = queue.Queue(maxsize=100_000)
@@ -45,7 +50,7 @@ class Reports:
             pass  # the record stays in the collector
 
     def finish(self, **fields):
-        """The last line. It gets its place also when nobody reads; then the oldest of those that wait make room."""
+        """Writes the last line. When the queue is full because nobody reads, it drops the oldest waiting lines."""
         for line in (json.dumps(fields), None):
             self._put(line)
         self._thread.join(5)
@@ -60,7 +65,7 @@ class Reports:
             try:
                 self._lines.get_nowait()
             except queue.Empty:
-                pass  # the writer was faster
+                pass  # the writing thread was faster
 
     def _write(self):
         while (line := self._lines.get()) is not None:
@@ -71,7 +76,7 @@ class Reports:
 
 
 class Supervisor:
-    """The commands, by their names."""
+    """Carries out the commands."""
 
     def __init__(self, log, programs):
         self._log = log
@@ -125,7 +130,7 @@ def _serve(supervisor):
             for line in self.rfile:
                 try:
                     answer = {"ok": True, "result": supervisor.answer(json.loads(line))}
-                except Exception as error:  # noqa: B902 - whatever goes wrong is the client's answer
+                except Exception as error:  # noqa: B902 - the client gets whatever went wrong as its answer
                     answer = {"ok": False, "error": f"{type(error).__name__}: {error}"}
                 self.wfile.write(json.dumps(answer).encode() + b"\n")
 
@@ -138,10 +143,10 @@ def _serve(supervisor):
 
 
 def _listener(descriptor):
-    """The listening socket as descriptor 3, where the web server wants it."""
+    """Moves the listening socket to descriptor 3, where the web server expects it."""
     if descriptor != 3:
         try:
-            os.dup(3)  # whatever it is, it stays open: the folder's life line may be it
+            os.dup(3)  # keep it open, whatever it is: it may be the folder's life line
         except OSError:
             pass
         os.dup2(descriptor, 3)
@@ -150,7 +155,7 @@ def _listener(descriptor):
 
 
 def _copy_settings():
-    """The models' settings documents, where a test may change them."""
+    """Copies the models' settings documents to a place where a test may change them."""
     house = os.path.join(os.path.dirname(__file__), "..", "settings")
     for model in os.listdir(house):
         document = os.path.join(house, model, "settings.json")

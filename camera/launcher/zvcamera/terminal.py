@@ -11,7 +11,7 @@ import time
 from . import check, namespace
 from .camera import SOURCE_DIR, Camera, CameraError, listen
 
-_COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # as its user has called it
+_COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
 _NAME = os.path.basename(_COMMAND)
 _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
 
@@ -24,7 +24,7 @@ def _shown(character):
 
 
 def _printable(text):
-    """What does not print as \\n, \\xNN, \\uNNNN: clients write part of the log, and may send what moves a terminal."""
+    """Replaces what does not print by \\n, \\xNN or \\uNNNN: clients write part of the log, control codes included."""
     return "".join(map(_shown, text))
 
 
@@ -127,7 +127,7 @@ class _Ended(Exception):
 
 def _end(_number, _frame):
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, signal.SIG_IGN)  # the teardown is on its way, once is enough
+        signal.signal(number, signal.SIG_IGN)  # the camera is being ended already: further signals change nothing
     raise _Ended
 
 

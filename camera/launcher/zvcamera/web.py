@@ -1,4 +1,4 @@
-"""The web servers that the camera can run behind, each as the list of programs that it takes."""
+"""The web servers that the camera can run behind. Each is a list of programs."""
 
 import http.client
 import os
@@ -10,12 +10,12 @@ from .children import Child
 _CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "web")
 _FOLDER = "/tmp/web"
 
-# Where each has the control URL space: busybox starts programs below /cgi-bin only.
+# The control URL space of each. busybox starts programs only below /cgi-bin.
 URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
 
 
 def _serves(port):
-    """Tells whether the server answers; that the port takes connections says nothing, the launcher has opened it."""
+    """Tells whether the server answers. An accepted connection proves nothing: the launcher has opened the port."""
     def ready(_):
         connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2)
         try:
@@ -29,9 +29,9 @@ def _serves(port):
 
 
 def _lighttpd(listener, program, log):
-    """Takes over the listening socket that the launcher has opened, which is descriptor 3.
+    """Takes over the listening socket that the launcher has opened, as descriptor 3.
 
-    On SIGTERM it ends with 0 or 1, as the signal happens to meet its event loop.
+    On SIGTERM, lighttpd ends with 0 or 1, depending on where the signal meets its event loop.
     """
     port = listener.getsockname()[1]
     environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
@@ -43,14 +43,14 @@ def _lighttpd(listener, program, log):
 def _spend_process_ids():
     """Uses up the process numbers that are signal numbers as well.
 
-    fcgiwrap 1.1 means to end the program of a client that hangs up, but has the arguments of kill() the wrong way round: process
-    15 gets the signal that is numbered like the program. In a namespace as young as the camera's there would be such a signal.
+    When a client hangs up, fcgiwrap 1.1 tries to end the program, but swaps the arguments of kill(): it sends process
+    15 the signal that has the program's process number. The camera's young namespace has process numbers that low.
     """
     subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
 
 
 def _nginx(listener, program, log):
-    """Takes over the listening socket in the way in which nginx hands it to its next version."""
+    """Takes over the listening socket as nginx does when one version of it hands the socket to the next."""
     _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
     with open(f"{_CONFIGURATIONS}/nginx.conf", encoding="ascii") as template:
@@ -61,7 +61,7 @@ def _nginx(listener, program, log):
     with open(f"{_FOLDER}/nginx.conf", "w", encoding="ascii") as configuration:
         configuration.write(text)
     if os.geteuid() == 0:
-        # As root, nginx asks for the user to work as; the camera has no other.
+        # Started as root, nginx looks up the user to work as. root is the only user that the camera has.
         for path, line in (("/etc/passwd", "camera:x:0:0::/tmp:/bin/sh"), ("/etc/group", "camera:x:0:")):
             with open(path, "w", encoding="ascii") as users:
                 users.write(line + "\n")
@@ -74,7 +74,7 @@ def _nginx(listener, program, log):
 
 
 def _busybox(listener, program, log):
-    """Opens its own socket, so the launcher's is closed first."""
+    """Opens a socket of its own, so the launcher's is closed first."""
     address, port = listener.getsockname()
     os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
     os.symlink(f"{_CONFIGURATIONS}/snippets/busybox-control", f"{_FOLDER}/cgi-bin/control")
@@ -88,5 +88,5 @@ _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
 
 
 def servers(kind, listener, program, log):
-    """The programs of the web server kind, in the order in which they start; the listening socket is theirs."""
+    """Returns the programs of a kind of web server, in starting order. They take over the listening socket."""
     return _MAKERS[kind](listener, program, log)

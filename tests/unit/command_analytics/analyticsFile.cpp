@@ -1,9 +1,10 @@
 #include "analyticsFile.h"
 
-#include "WrappedWrite.h"
+#include "wrappedWrite.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -92,61 +93,61 @@ struct Streams {
     }
 };
 
-TEST(analyticsCopy, copies_in_blocks_of_at_most_1024_bytes_and_returns_0) {
+TEST(AnalyticsCopy, CopiesInBlocksOfAtMost1024BytesAndReturns0) {
     Streams streams;
     streams.source.bytes = pattern(2500);
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
-    EXPECT_EQ(streams.copied(), pattern(2500));
+    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(pattern(2500), streams.copied());
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 1024, 452));
 }
 
-TEST(analyticsCopy, copies_nothing_from_an_empty_source) {
+TEST(AnalyticsCopy, CopiesNothingFromAnEmptySource) {
     Streams streams;
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
-TEST(analyticsCopy, copies_exactly_one_block) {
+TEST(AnalyticsCopy, CopiesExactlyOneBlock) {
     Streams streams;
     streams.source.bytes = pattern(1024);
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), ElementsAre(1024));
 }
 
-TEST(analyticsCopy, returns_minus_1_when_the_source_fails_after_a_block) {
+TEST(AnalyticsCopy, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     Streams streams;
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), -1);
-    EXPECT_EQ(streams.copied(), pattern(5000).substr(0, 1500));
+    EXPECT_EQ(-1, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(pattern(5000).substr(0, 1500), streams.copied());
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 476));
 }
 
-TEST(analyticsCopy, a_source_that_gives_nothing_counts_as_exhausted) {
+TEST(AnalyticsCopy, ASourceThatGivesNothingCountsAsExhausted) {
     Streams streams;
     streams.source.bytes = pattern(100);
     streams.source.failAt = 0;
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
+    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
-TEST(analyticsCopy, does_not_look_at_write_errors) {
+TEST(AnalyticsCopy, DoesNotLookAtWriteErrors) {
     Streams streams;
     streams.source.bytes = pattern(2048);
     streams.destination.refuses = true;
-    EXPECT_EQ(analytics_copy(streams.out, streams.in), 0);
-    EXPECT_EQ(streams.source.at, 2048U);
+    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(2048U, streams.source.at);
 }
 
-class analyticsSend : public testing::Test {
+class AnalyticsSend : public testing::Test {
 protected:
-    analyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
-    ~analyticsSend() override { close(out); }
+    AnalyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
+    ~AnalyticsSend() override { close(out); }
 
-    int send(int32_t limit) {
+    int send(std::int32_t limit) {
         std::FILE* const file = analytics_open(path);
-        EXPECT_NE(file, nullptr);
+        EXPECT_NE(nullptr, file);
         const int result = analytics_send(out, file, limit);
         std::fclose(file);
         return result;
@@ -161,146 +162,146 @@ protected:
     int out;
 };
 
-TEST_F(analyticsSend, writes_every_block_as_it_was_read) {
+TEST_F(AnalyticsSend, WritesEveryBlockAsItWasRead) {
     writeFile(pattern(2500));
     EXPECT_EQ(send(2500), 0);
-    EXPECT_EQ(sent(), pattern(2500));
+    EXPECT_EQ(pattern(2500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 1024, 452));
 }
 
-TEST_F(analyticsSend, writes_the_blocks_behind_the_first_16_together) {
+TEST_F(AnalyticsSend, WritesTheBlocksBehindTheFirst16Together) {
     const std::string bytes = pattern(16384 + 32768 + 1024 + 7);
     writeFile(bytes);
     EXPECT_EQ(send(100000), 0);
-    EXPECT_EQ(sent(), bytes);
+    EXPECT_EQ(bytes, sent());
     std::vector<std::size_t> sizes(16, 1024);
     sizes.insert(sizes.end(), {32768, 1031});
     EXPECT_THAT(wrappedWrite().sizes, ElementsAreArray(sizes));
 }
 
-TEST_F(analyticsSend, writes_what_was_gathered_when_the_source_fails) {
+TEST_F(AnalyticsSend, WritesWhatWasGatheredWhenTheSourceFails) {
     Streams streams;
     streams.source.bytes = pattern(40000);
     streams.source.failAt = 16384 + 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(analytics_send(out, streams.in, 40000), -1);
-    EXPECT_EQ(sent(), pattern(40000).substr(0, 16384 + 1500));
-    EXPECT_EQ(wrappedWrite().sizes.back(), 1500U);
+    EXPECT_EQ(-1, analytics_send(out, streams.in, 40000));
+    EXPECT_EQ(pattern(40000).substr(0, 16384 + 1500), sent());
+    EXPECT_EQ(1500U, wrappedWrite().sizes.back());
 }
 
-TEST_F(analyticsSend, every_size_around_the_limits_arrives_whole) {
+TEST_F(AnalyticsSend, EverySizeAroundTheLimitsArrivesWhole) {
     for (const std::size_t limit : {1024U, 16384U, 16384U + 1024U, 16384U + 32768U, 16384U + 65536U}) {
         for (const std::size_t size : {limit - 1, limit, limit + 1}) {
-            ASSERT_EQ(ftruncate(out, 0), 0);
-            ASSERT_EQ(lseek(out, 0, SEEK_SET), 0);
+            ASSERT_EQ(0, ftruncate(out, 0));
+            ASSERT_EQ(0, lseek(out, 0, SEEK_SET));
             const std::string bytes = pattern(size);
             writeFile(bytes);
-            EXPECT_EQ(send(static_cast<int32_t>(size)), 0);
-            EXPECT_EQ(sent(), bytes) << size;
+            EXPECT_EQ(0, send(static_cast<std::int32_t>(size)));
+            EXPECT_EQ(bytes, sent()) << size;
         }
     }
 }
 
-TEST_F(analyticsSend, stops_at_the_limit_when_the_file_has_grown) {
+TEST_F(AnalyticsSend, StopsAtTheLimitWhenTheFileHasGrown) {
     writeFile(pattern(2500));
     EXPECT_EQ(send(1500), 0);
-    EXPECT_EQ(sent(), pattern(2500).substr(0, 1500));
+    EXPECT_EQ(pattern(2500).substr(0, 1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
-TEST_F(analyticsSend, stops_at_the_end_when_the_file_has_shrunk) {
+TEST_F(AnalyticsSend, StopsAtTheEndWhenTheFileHasShrunk) {
     writeFile(pattern(1100));
     EXPECT_EQ(send(5000), 0);
-    EXPECT_EQ(sent(), pattern(1100));
+    EXPECT_EQ(pattern(1100), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 76));
 }
 
-TEST_F(analyticsSend, sends_nothing_within_a_limit_of_0) {
+TEST_F(AnalyticsSend, SendsNothingWithinALimitOf0) {
     writeFile(pattern(10));
     EXPECT_EQ(send(0), 0);
     EXPECT_THAT(wrappedWrite().sizes, IsEmpty());
 }
 
-TEST_F(analyticsSend, completes_a_block_that_was_written_in_parts) {
+TEST_F(AnalyticsSend, CompletesABlockThatWasWrittenInParts) {
     writeFile(pattern(1500));
     wrappedWrite().script = {{1000, 0}, {0, EINTR}};
     EXPECT_EQ(send(1500), 0);
-    EXPECT_EQ(sent(), pattern(1500));
+    EXPECT_EQ(pattern(1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 24, 24, 476));
 }
 
-TEST_F(analyticsSend, goes_on_after_a_write_error) {
+TEST_F(AnalyticsSend, GoesOnAfterAWriteError) {
     writeFile(pattern(2500));
     wrappedWrite().script = {{0, EIO}};
     EXPECT_EQ(send(2500), 0);
-    EXPECT_EQ(sent(), pattern(2500).substr(1024));
+    EXPECT_EQ(pattern(2500).substr(1024), sent());
 }
 
-TEST_F(analyticsSend, returns_minus_1_when_the_source_fails_after_a_block) {
+TEST_F(AnalyticsSend, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     Streams streams;
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(analytics_send(out, streams.in, 5000), -1);
-    EXPECT_EQ(sent(), pattern(5000).substr(0, 1500));
+    EXPECT_EQ(-1, analytics_send(out, streams.in, 5000));
+    EXPECT_EQ(pattern(5000).substr(0, 1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
-int seekEnd(const char* file, int32_t& size) {
+int seekEnd(const char* file, std::int32_t& size) {
     std::FILE* const stream = analytics_open(file);
-    EXPECT_NE(stream, nullptr);
+    EXPECT_NE(nullptr, stream);
     const int result = analytics_seek_end(stream, size);
     std::fclose(stream);
     return result;
 }
 
-TEST(analyticsOpen, finds_no_file) {
-    EXPECT_EQ(analytics_open("/tmp/absent"), nullptr);
-    EXPECT_EQ(analytics_open(""), nullptr);
+TEST(AnalyticsOpen, FindsNoFile) {
+    EXPECT_EQ(nullptr, analytics_open("/tmp/absent"));
+    EXPECT_EQ(nullptr, analytics_open(""));
 }
 
-TEST(analyticsSeek, tells_the_size_and_goes_back_to_the_start) {
+TEST(AnalyticsSeek, TellsTheSizeAndGoesBackToTheStart) {
     writeFile("0123456789");
     std::FILE* const file = analytics_open(path);
-    int32_t size = -1;
-    EXPECT_EQ(analytics_seek_end(file, size), 0);
-    EXPECT_EQ(size, 10);
-    EXPECT_EQ(std::fgetc(file), EOF);
-    EXPECT_EQ(analytics_seek_start(file), 0);
-    EXPECT_EQ(std::fgetc(file), '0');
+    std::int32_t size = -1;
+    EXPECT_EQ(0, analytics_seek_end(file, size));
+    EXPECT_EQ(10, size);
+    EXPECT_EQ(EOF, std::fgetc(file));
+    EXPECT_EQ(0, analytics_seek_start(file));
+    EXPECT_EQ('0', std::fgetc(file));
     std::fclose(file);
 }
 
-TEST(analyticsSeek, fails_for_a_pipe_without_waiting_for_a_writer) {
-    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
-    int32_t size = -5;
-    EXPECT_EQ(seekEnd("/tmp/pipe", size), -1);
-    EXPECT_EQ(size, -5);
+TEST(AnalyticsSeek, FailsForAPipeWithoutWaitingForAWriter) {
+    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
+    std::int32_t size = -5;
+    EXPECT_EQ(-1, seekEnd("/tmp/pipe", size));
+    EXPECT_EQ(-5, size);
 }
 
-TEST(analyticsSeek, fails_for_a_directory) {
-    int32_t size = -5;
-    EXPECT_EQ(seekEnd("/tmp", size), -1);
-    EXPECT_EQ(seekEnd("/usr", size), -1);
-    EXPECT_EQ(size, -5);
+TEST(AnalyticsSeek, FailsForADirectory) {
+    std::int32_t size = -5;
+    EXPECT_EQ(-1, seekEnd("/tmp", size));
+    EXPECT_EQ(-1, seekEnd("/usr", size));
+    EXPECT_EQ(-5, size);
 }
 
-TEST(analyticsSeek, names_sizes_up_to_the_last_of_32_bits) {
+TEST(AnalyticsSeek, NamesSizesUpToTheLastOf32Bits) {
     writeFile("");
-    ASSERT_EQ(truncate(path, 0x7FFFFFFF), 0);
-    int32_t size = 0;
-    EXPECT_EQ(seekEnd(path, size), 0);
-    EXPECT_EQ(size, 2147483647);
+    ASSERT_EQ(0, truncate(path, 0x7FFFFFFF));
+    std::int32_t size = 0;
+    EXPECT_EQ(0, seekEnd(path, size));
+    EXPECT_EQ(2147483647, size);
 }
 
-TEST(analyticsSeek, fails_for_files_of_2_gibibytes_and_more) {
+TEST(AnalyticsSeek, FailsForFilesOf2GibibytesAndMore) {
     writeFile("");
-    ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
-    int32_t size = -5;
-    EXPECT_EQ(seekEnd(path, size), -1);
-    ASSERT_EQ(truncate(path, (off_t{1} << 32) + 5), 0);
-    EXPECT_EQ(seekEnd(path, size), -1);
-    EXPECT_EQ(size, -5);
+    ASSERT_EQ(0, truncate(path, off_t{1} << 31));
+    std::int32_t size = -5;
+    EXPECT_EQ(-1, seekEnd(path, size));
+    ASSERT_EQ(0, truncate(path, (off_t{1} << 32) + 5));
+    EXPECT_EQ(-1, seekEnd(path, size));
+    EXPECT_EQ(-5, size);
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "command_analytics.h"
 
-#include "FakePlatform.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
-#include "WrappedWrite.h"
+#include "fakePlatform.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
+#include "syslogCapture.h"
+#include "wrappedWrite.h"
 #include "zvLog.h"
 
 #include <algorithm>
@@ -58,14 +58,14 @@ std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
     return fopencookie(nullptr, mode, {readSome, nullptr, seekTo, closeDescriptor});
 }
 
-#define ZV_WRAP_SEEK(name)                                                                                   \
-    extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                 \
-    extern "C" int __wrap_##name(std::FILE* file, off_t offset, int whence) {                                \
-        if (startUnreachable && whence == SEEK_SET) {                                                        \
-            errno = EIO;                                                                                     \
-            return -1;                                                                                       \
-        }                                                                                                    \
-        return __real_##name(file, offset, whence);                                                          \
+#define ZV_WRAP_SEEK(name)                                                                                             \
+    extern "C" int __real_##name(std::FILE* file, off_t offset, int whence);                                           \
+    extern "C" int __wrap_##name(std::FILE* file, off_t offset, int whence) {                                          \
+        if (startUnreachable && whence == SEEK_SET) {                                                                  \
+            errno = EIO;                                                                                               \
+            return -1;                                                                                                 \
+        }                                                                                                              \
+        return __real_##name(file, offset, whence);                                                                    \
     }
 
 ZV_WRAP_SEEK(fseeko64)
@@ -86,9 +86,9 @@ struct Answered {
     std::string output;
 };
 
-class commandAnalytics : public testing::Test {
+class CommandAnalytics : public testing::Test {
 protected:
-    commandAnalytics() {
+    CommandAnalytics() {
         std::filesystem::create_directories("/tmp/fuse_d/analytics");
         fakePlatform().command_answer = path;
         setenv("PATH_INFO", "/analytics/get", 1);
@@ -101,7 +101,7 @@ protected:
         const zvtest::OutputCapture output(STDOUT_FILENO);
         char response[4096] = "untouched";
         const int result = handle_command_analytics("ignored=1", response, sizeof response);
-        EXPECT_STREQ(response, "untouched");
+        EXPECT_STREQ("untouched", response);
         return {result, output.text()};
     }
 
@@ -127,47 +127,47 @@ protected:
     }
 };
 
-TEST_F(commandAnalytics, an_empty_file_is_a_header_with_size_0) {
+TEST_F(CommandAnalytics, AnEmptyFileIsAHeaderWithSize0) {
     writeFile("");
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
-TEST_F(commandAnalytics, header_and_bytes_arrive_exactly) {
+TEST_F(CommandAnalytics, HeaderAndBytesArriveExactly) {
     writeFile(std::string("\0\r\n\xFF{}", 6));
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output,
-              std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ(std::string("Content-Length:  6 Content-Type:  application/octet-stream\r\n\r\n"
                           "\0\r\n\xFF{}",
-                          68));
+                          68),
+              answered.output);
 }
 
-TEST_F(commandAnalytics, sends_2500_bytes_in_blocks_of_1024_1024_and_452_bytes) {
+TEST_F(CommandAnalytics, Sends2500BytesInBlocksOf10241024And452Bytes) {
     writeFile(std::string(2500, 'x'));
-    EXPECT_EQ(get().output, "Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" +
-                                std::string(2500, 'x'));
+    EXPECT_EQ("Content-Length:  2500 Content-Type:  application/octet-stream\r\n\r\n" + std::string(2500, 'x'),
+              get().output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(65, 1024, 1024, 452));
 }
 
-TEST_F(commandAnalytics, sends_single_bytes_and_whole_blocks) {
+TEST_F(CommandAnalytics, SendsSingleBytesAndWholeBlocks) {
     writeFile("1");
-    EXPECT_EQ(get().output, "Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1");
+    EXPECT_EQ("Content-Length:  1 Content-Type:  application/octet-stream\r\n\r\n1", get().output);
     writeFile(std::string(1024, 'y'));
-    EXPECT_EQ(get().output, "Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" +
-                                std::string(1024, 'y'));
+    EXPECT_EQ("Content-Length:  1024 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1024, 'y'),
+              get().output);
 }
 
-TEST_F(commandAnalytics, completes_writes_that_were_partial_or_interrupted) {
+TEST_F(CommandAnalytics, CompletesWritesThatWerePartialOrInterrupted) {
     writeFile("0123456789");
     wrappedWrite().script = {{10, 0}, {0, EINTR}, {60, 0}, {3, 0}, {0, EINTR}};
-    EXPECT_EQ(get().output, "Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789");
+    EXPECT_EQ("Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789", get().output);
 }
 
-TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
+TEST_F(CommandAnalytics, MemoryDoesNotGrowWithTheFile) {
     writeFile("");
-    ASSERT_EQ(truncate(path, 64 << 20), 0);
+    ASSERT_EQ(0, truncate(path, 64 << 20));
     const auto peak = [] {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
@@ -180,104 +180,102 @@ TEST_F(commandAnalytics, memory_does_not_grow_with_the_file) {
     const int result = handle_command_analytics(nullptr, nullptr, 0);
     const long after = peak();
     dup2(saved, STDOUT_FILENO);
-    EXPECT_EQ(result, -18);
-    EXPECT_EQ(wrappedWrite().sizes.size(), 1U + 16U + 2048U); // header, first blocks, 32 KiB each
+    EXPECT_EQ(-18, result);
+    EXPECT_EQ(1U + 16U + 2048U, wrappedWrite().sizes.size()); // header, first blocks, 32 KiB each
     EXPECT_LT(after - before, 4096) << "kilobytes";
 }
 
-TEST_F(commandAnalytics, asks_for_the_recording_state_into_zeroed_words_then_for_the_path) {
+TEST_F(CommandAnalytics, AsksForTheRecordingStateIntoZeroedWordsThenForThePath) {
     writeFile("");
     get();
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
 }
 
-TEST_F(commandAnalytics, logs_the_path) {
+TEST_F(CommandAnalytics, LogsThePath) {
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     zvtest::SyslogCapture log;
     get();
-    EXPECT_THAT(log.texts(), ElementsAre(MatchesRegex(
-                                 "UTIL_LOG_DEBUG:Got Analytics file response "
-                                 "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
+    EXPECT_THAT(log.texts(),
+                ElementsAre(MatchesRegex("UTIL_LOG_DEBUG:Got Analytics file response "
+                                         "\\[/tmp/fuse_d/analytics/analytics.bin\\] \n @command_analytics:[0-9]+")));
 }
 
-TEST_F(commandAnalytics, logs_the_path_only_from_debug_level_on) {
+TEST_F(CommandAnalytics, LogsThePathOnlyFromDebugLevelOn) {
     zvtest::SyslogCapture log;
     g_logLevel = 3;
     get();
     EXPECT_THAT(log.texts(), IsEmpty());
     g_logLevel = 4;
     get();
-    EXPECT_EQ(log.texts().size(), 1U);
+    EXPECT_EQ(1U, log.texts().size());
 }
 
-TEST_F(commandAnalytics, an_unreadable_recording_state_prints_nothing_and_fails) {
+TEST_F(CommandAnalytics, AnUnreadableRecordingStatePrintsNothingAndFails) {
     fakePlatform().csi_result = -5;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -1);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ(-1, answered.result);
+    EXPECT_EQ("", answered.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
 }
 
-TEST_F(commandAnalytics, while_recording_answers_busy_without_asking_the_daemon) {
+TEST_F(CommandAnalytics, WhileRecordingAnswersBusyWithoutAskingTheDaemon) {
     writeFile("x");
     for (const int recording : {1, 2, -1}) {
         fakePlatform().calls.clear();
         fakePlatform().recording = recording;
         const Answered answered = get();
-        EXPECT_EQ(answered.result, -18);
-        EXPECT_EQ(answered.output, "<error /analytics/get|q=1|403|-1|busy|handle_command_analytics|57>");
+        EXPECT_EQ(-18, answered.result);
+        EXPECT_EQ("<error /analytics/get|q=1|403|-1|busy|handle_command_analytics|57>", answered.output);
         EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0"));
     }
 }
 
-TEST_F(commandAnalytics, returns_the_daemons_own_code_and_prints_nothing) {
+TEST_F(CommandAnalytics, ReturnsTheDaemonsOwnCodeAndPrintsNothing) {
     for (const int code : {-1, -17, -100, 4}) {
         fakePlatform().command_result = code;
         const Answered answered = get();
-        EXPECT_EQ(answered.result, code);
-        EXPECT_EQ(answered.output, "");
+        EXPECT_EQ(code, answered.result);
+        EXPECT_EQ("", answered.output);
     }
 }
 
-TEST_F(commandAnalytics, a_file_that_does_not_open_is_no_content) {
+TEST_F(CommandAnalytics, AFileThatDoesNotOpenIsNoContent) {
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>", answered.output);
 }
 
-TEST_F(commandAnalytics, an_empty_path_is_no_content) {
+TEST_F(CommandAnalytics, AnEmptyPathIsNoContent) {
     fakePlatform().command_answer = "";
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>", get().output);
 }
 
-TEST_F(commandAnalytics, a_directory_or_a_pipe_has_no_end_to_seek) {
+TEST_F(CommandAnalytics, ADirectoryOrAPipeHasNoEndToSeek) {
     fakePlatform().command_answer = "/tmp/fuse_d";
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
-    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", get().output);
+    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
     fakePlatform().command_answer = "/tmp/pipe";
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", answered.output);
 }
 
-TEST_F(commandAnalytics, a_file_beyond_32_bits_has_no_end_to_seek) {
+TEST_F(CommandAnalytics, AFileBeyond32BitsHasNoEndToSeek) {
     writeFile("");
-    ASSERT_EQ(truncate(path, off_t{1} << 31), 0);
-    EXPECT_EQ(get().output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>");
+    ASSERT_EQ(0, truncate(path, off_t{1} << 31));
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", get().output);
 }
 
-TEST_F(commandAnalytics, a_start_that_cannot_be_sought_is_no_content) {
+TEST_F(CommandAnalytics, AStartThatCannotBeSoughtIsNoContent) {
     writeFile("x");
     startUnreachable = true;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|93>", answered.output);
 }
 
-TEST_F(commandAnalytics, closes_the_file_in_every_case) {
-    const auto descriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
+TEST_F(CommandAnalytics, ClosesTheFileInEveryCase) {
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
     const auto before = descriptors();
     writeFile("x");
     get();
@@ -286,105 +284,106 @@ TEST_F(commandAnalytics, closes_the_file_in_every_case) {
     fakePlatform().command_answer = path;
     startUnreachable = true;
     get();
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(before, descriptors());
 }
 
-TEST_F(commandAnalytics, an_endless_device_does_not_run_for_ever) {
+TEST_F(CommandAnalytics, AnEndlessDeviceDoesNotRunForEver) {
     fakePlatform().command_answer = "/dev/zero";
     const auto answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
-TEST_F(commandAnalytics, errors_read_the_environment_at_that_moment) {
+TEST_F(CommandAnalytics, ErrorsReadTheEnvironmentAtThatMoment) {
     unsetenv("PATH_INFO");
     unsetenv("QUERY_STRING");
-    EXPECT_EQ(get().output, "<error (null)|(null)|204|-1|no content|handle_command_analytics|107>");
+    EXPECT_EQ("<error (null)|(null)|204|-1|no content|handle_command_analytics|107>", get().output);
 }
 
-TEST_F(commandAnalytics, a_path_of_256_characters_is_opened_whole) {
+TEST_F(CommandAnalytics, APathOf256CharactersIsOpenedWhole) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file;
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
-TEST_F(commandAnalytics, a_path_of_257_characters_is_cut_to_256) {
+TEST_F(CommandAnalytics, APathOf257CharactersIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().command_answer = file + "f";
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
-TEST_F(commandAnalytics, a_path_that_fills_257_bytes_without_an_end_is_cut_to_256) {
+TEST_F(CommandAnalytics, APathThatFills257BytesWithoutAnEndIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().unterminated = true;
     fakePlatform().command_answer = file + "f";
-    EXPECT_EQ(get().output, "Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole");
+    EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
-TEST_F(commandAnalytics, a_file_that_cannot_be_read_to_its_end_leaves_what_was_read_and_the_result) {
+TEST_F(CommandAnalytics, AFileThatCannotBeReadToItsEndLeavesWhatWasReadAndTheResult) {
     writeFile(std::string(1000, 'a') + std::string(4000, 'b'));
     readableBytes = 1500;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n" +
-                                   std::string(1000, 'a') + std::string(500, 'b'));
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n" + std::string(1000, 'a') +
+                  std::string(500, 'b'),
+              answered.output);
 }
 
-TEST_F(commandAnalytics, a_file_that_cannot_be_read_at_all_is_a_header_without_bytes) {
+TEST_F(CommandAnalytics, AFileThatCannotBeReadAtAllIsAHeaderWithoutBytes) {
     writeFile(std::string(5000, 'a'));
     readableBytes = 0;
     const Answered answered = get();
-    EXPECT_EQ(answered.result, -18);
-    EXPECT_EQ(answered.output, "Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n");
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  5000 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
 }
 
-TEST_F(commandAnalytics, clear_sends_its_command_and_answers_success) {
+TEST_F(CommandAnalytics, ClearSendsItsCommandAndAnswersSuccess) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
-    EXPECT_EQ(handle_command_analytics_clear("q", nullptr, 0), 0);
-    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(0, handle_command_analytics_clear("q", nullptr, 0));
+    EXPECT_EQ("", output.text());
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
-TEST_F(commandAnalytics, without_memory_no_error_answer_is_printed) {
+TEST_F(CommandAnalytics, WithoutMemoryNoErrorAnswerIsPrinted) {
     const Answered absent = getWithin(1);
-    EXPECT_EQ(absent.result, -2);
-    EXPECT_EQ(absent.output, "");
+    EXPECT_EQ(-2, absent.result);
+    EXPECT_EQ("", absent.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
     fakePlatform().command_answer = "/tmp/fuse_d"; // a directory
     const Answered endless = getWithin(1);
-    EXPECT_EQ(endless.result, -2);
-    EXPECT_EQ(endless.output, "");
+    EXPECT_EQ(-2, endless.result);
+    EXPECT_EQ("", endless.output);
     fakePlatform().recording = 1;
     const Answered busy = getWithin(1);
-    EXPECT_EQ(busy.result, -2);
-    EXPECT_EQ(busy.output, "");
+    EXPECT_EQ(-2, busy.result);
+    EXPECT_EQ("", busy.output);
 }
 
-TEST_F(commandAnalytics, without_memory_for_all_of_an_error_answer_no_half_of_it_is_printed) {
+TEST_F(CommandAnalytics, WithoutMemoryForAllOfAnErrorAnswerNoHalfOfItIsPrinted) {
     setenv("QUERY_STRING", std::string(4000, 'q').c_str(), 1);
     const Answered absent = getWithin(1024);
-    EXPECT_EQ(absent.result, -2);
-    EXPECT_EQ(absent.output, "");
+    EXPECT_EQ(-2, absent.result);
+    EXPECT_EQ("", absent.output);
 }
 
-TEST_F(commandAnalytics, clear_needs_no_memory) {
+TEST_F(CommandAnalytics, ClearNeedsNoMemory) {
     int cleared = 99;
     {
         const zvtest::ScarceMemory scarce(0);
         cleared = handle_command_analytics_clear(nullptr, nullptr, 0);
     }
-    EXPECT_EQ(cleared, 0);
+    EXPECT_EQ(0, cleared);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("command 39 null 0 null 0"));
 }
 
-TEST_F(commandAnalytics, clear_answers_success_whatever_the_daemon_says) {
+TEST_F(CommandAnalytics, ClearAnswersSuccessWhateverTheDaemonSays) {
     fakePlatform().command_result = -17;
     char response[16] = "untouched";
-    EXPECT_EQ(handle_command_analytics_clear(nullptr, response, sizeof response), 0);
-    EXPECT_STREQ(response, "untouched");
+    EXPECT_EQ(0, handle_command_analytics_clear(nullptr, response, sizeof response));
+    EXPECT_STREQ("untouched", response);
 }
 
 } // namespace

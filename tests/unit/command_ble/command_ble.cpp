@@ -1,9 +1,8 @@
 // The one header of the BLE commands gives their whole interface: nothing of theirs is included beside it.
 #include "command_ble.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <string>
 #include <type_traits>
 
@@ -29,8 +28,7 @@ static_assert(std::is_same_v<Handler, decltype(ble_whitelist_device)>);
 
 static_assert(std::is_same_v<int(const std::uint8_t*, std::uint32_t), decltype(ble_send)>);
 static_assert(std::is_same_v<int(std::uint8_t*, std::uint16_t*), decltype(ble_receive)>);
-static_assert(
-    std::is_same_v<int(const std::uint8_t*, std::uint32_t, std::uint16_t*), decltype(ble_send_receive)>);
+static_assert(std::is_same_v<int(const std::uint8_t*, std::uint32_t, std::uint16_t*), decltype(ble_send_receive)>);
 static_assert(std::is_same_v<int(const std::uint8_t*, std::uint32_t, std::uint8_t*, std::uint16_t*),
                              decltype(ble_send_receive_into)>);
 static_assert(std::is_same_v<std::uint8_t[1500], decltype(ble_msg_buffer)>);
@@ -43,14 +41,13 @@ static_assert(std::is_same_v<int(const std::uint8_t*, std::uint16_t, std::uint8_
 static_assert(std::is_same_v<int(const std::string&, std::uint8_t*), decltype(parse_device_address)>);
 
 static_assert(CAT_CGI_BP_REQ == 2 && CAT_CGI_BP_RSP == 3);
-static_assert(typeCMD == 65 && typeDATA == 66 && typeDST == 67 && typeSRC == 68 && typeRSP == 69 &&
-              typeTAIL == 238);
+static_assert(typeCMD == 65 && typeDATA == 66 && typeDST == 67 && typeSRC == 68 && typeRSP == 69 && typeTAIL == 238);
 static_assert(std::is_base_of_v<Msg, BLECommandMsg> && std::is_base_of_v<Msg, ZvNetMsg>);
 
 } // namespace
 
 // An interface that is whole can be called as well.
-TEST(command_ble, IsWholeByItsOneHeader) {
+TEST(CommandBle, IsWholeByItsOneHeader) {
     std::uint8_t address[6] = {};
     EXPECT_EQ(0, parse_device_address("A1B2C3D4E5F6", address));
     EXPECT_EQ(0xA1, address[5]);

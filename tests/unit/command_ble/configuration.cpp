@@ -1,4 +1,4 @@
-#include "BleTest.h"
+#include "bleTest.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -39,8 +39,7 @@ TEST_F(Configure, AnswerNeedsRoomForItsZero) {
     peer.reply(replyOf(0, {1}));
     EXPECT_EQ(-1, callWithRoom(ble_configure, "", 20));
     EXPECT_EQ("untouched", response());
-    EXPECT_THAT(logged(),
-                ElementsAre("Not enough room in buffer for response\n", "Failed to parse parameters in "));
+    EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n", "Failed to parse parameters in "));
 }
 
 TEST_F(Configure, GetRefused) {
@@ -62,12 +61,12 @@ TEST_F(Configure, GetReplyThatIsNotOneByte) {
     peer.reply(replyOf(0, {1, 0}));
     EXPECT_EQ(-1, call(ble_configure, ""));
     EXPECT_EQ("untouched", response());
-    EXPECT_THAT(logged(), ElementsAre("Expected 1 bytes of response to command, got 2",
-                                      "Failed to parse parameters in "));
+    EXPECT_THAT(logged(),
+                ElementsAre("Expected 1 bytes of response to command, got 2", "Failed to parse parameters in "));
     peer.reply(replyOf(0));
     EXPECT_EQ(-1, call(ble_configure, nullptr));
-    EXPECT_THAT(logged(), ElementsAre("Expected 1 bytes of response to command, got 0",
-                                      "Failed to parse parameters in "));
+    EXPECT_THAT(logged(),
+                ElementsAre("Expected 1 bytes of response to command, got 0", "Failed to parse parameters in "));
 }
 
 TEST_F(Configure, SetCarriesTheLowByteBehindAZero) {
@@ -91,8 +90,8 @@ TEST_F(Configure, SetCarriesTheLowByteBehindAZero) {
 TEST_F(Configure, SetNotANumber) {
     EXPECT_EQ(-3, call(ble_configure, "auto_connect=on"));
     EXPECT_EQ(-3, call(ble_configure, "auto_connect="));
-    EXPECT_THAT(logged(), ElementsAre("Error parsing auto_connect parameter [on]",
-                                      "Error parsing auto_connect parameter []"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Error parsing auto_connect parameter [on]", "Error parsing auto_connect parameter []"));
     EXPECT_THAT(sent(), IsEmpty());
 }
 
@@ -107,8 +106,8 @@ TEST_F(Configure, SetWithoutAReply) {
     peer.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_configure, "auto_connect=1"));
-    EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
-                                      "auto_connect=1 command failed"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed error:Connection timed out, timeout\n", noReply, "auto_connect=1 command failed"));
 }
 
 TEST_F(Configure, OtherParametersAlone) {
@@ -168,6 +167,6 @@ TEST_F(Scan, WithoutAReply) {
     peer.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_scan, "p=3"));
-    EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
-                                      "ble_scan p=3 command failed"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed error:Connection timed out, timeout\n", noReply, "ble_scan p=3 command failed"));
 }

@@ -1,7 +1,8 @@
 // What holds for every command that goes over the link: how a request that is not accepted ends.
-#include "Commands.h"
+#include "commands.h"
 
 #include <chrono>
+#include <cstdint>
 #include <thread>
 
 using testing::IsEmpty;
@@ -63,7 +64,7 @@ TEST_F(EveryCommand, FailsOnAReplyWithoutAResponse) {
 
 TEST_F(EveryCommand, FailsOnAnEmptyResponse) {
     alwaysReply(message(3, element(69, {})));
-    expectFailures({"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
+    expectFailures({"ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n"});
 }
 
 TEST_F(EveryCommand, FailsOnAnEmptyMessage) {

@@ -1,4 +1,4 @@
-#include "BleTest.h"
+#include "bleTest.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -33,18 +33,17 @@ TEST_F(PairStart, AddressAndType) {
 TEST_F(PairStart, TypeIsLookedAtFirst) {
     EXPECT_EQ(-3, call(ble_pair_start, "address_type=x&device=A1B2C3D4E5F6"));
     EXPECT_EQ(-3, call(ble_pair_start, "address_type="));
-    EXPECT_THAT(logged(), ElementsAre("Error parsing address_type parameter [x]",
-                                      "Error parsing address_type parameter []"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Error parsing address_type parameter [x]", "Error parsing address_type parameter []"));
     EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(PairStart, MissingDevice) {
     EXPECT_EQ(-3, call(ble_pair_start, "address_type=1"));
-    EXPECT_THAT(logged(), ElementsAre("Failed to parse required param device=",
-                                      "Failed to parse parameters in address_type=1"));
-    EXPECT_EQ(-3, call(ble_pair_start, nullptr));
     EXPECT_THAT(logged(),
-                ElementsAre("Failed to parse required param device=", "Failed to parse parameters in "));
+                ElementsAre("Failed to parse required param device=", "Failed to parse parameters in address_type=1"));
+    EXPECT_EQ(-3, call(ble_pair_start, nullptr));
+    EXPECT_THAT(logged(), ElementsAre("Failed to parse required param device=", "Failed to parse parameters in "));
     EXPECT_THAT(sent(), IsEmpty());
 }
 
@@ -52,10 +51,9 @@ TEST_F(PairStart, BadDevice) {
     EXPECT_EQ(-3, call(ble_pair_start, "device=A1:B2:C3:D4:E5:F6"));
     EXPECT_EQ(-3, call(ble_pair_start, "device=A1-B2-C3-D4-E5-F6&address_type=1"));
     EXPECT_EQ(-3, call(ble_pair_start, "device="));
-    EXPECT_THAT(logged(),
-                ElementsAre("Failed to parse device address from device=A1:B2:C3:D4:E5:F6",
-                            "Failed to parse device address from device=A1-B2-C3-D4-E5-F6&address_type=1",
-                            "Failed to parse device address from device="));
+    EXPECT_THAT(logged(), ElementsAre("Failed to parse device address from device=A1:B2:C3:D4:E5:F6",
+                                      "Failed to parse device address from device=A1-B2-C3-D4-E5-F6&address_type=1",
+                                      "Failed to parse device address from device="));
     EXPECT_THAT(sent(), IsEmpty());
 }
 
@@ -93,8 +91,8 @@ TEST_F(PairCancel, TypeIsCutToEightBits) {
 TEST_F(PairCancel, TypeIsLookedAtFirst) {
     EXPECT_EQ(-3, call(ble_pair_cancel, "address_type=x"));
     EXPECT_EQ(-3, call(ble_pair_cancel, "address_type=&device=zz"));
-    EXPECT_THAT(logged(), ElementsAre("Error parsing address_type parameter [x]",
-                                      "Error parsing address_type parameter []"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Error parsing address_type parameter [x]", "Error parsing address_type parameter []"));
     EXPECT_THAT(sent(), IsEmpty());
 }
 
@@ -136,9 +134,8 @@ TEST_F(PairStatus, AnswersTheStatusByte) {
     const struct {
         std::uint8_t status;
         const char* text;
-    } rows[] = {{0, "\n{\"pairing_status\":0}\n"},
-                {2, "\n{\"pairing_status\":2}\n"},
-                {255, "\n{\"pairing_status\":255}\n"}};
+    } rows[] = {
+        {0, "\n{\"pairing_status\":0}\n"}, {2, "\n{\"pairing_status\":2}\n"}, {255, "\n{\"pairing_status\":255}\n"}};
     for (const auto& row : rows) {
         peer.reply(replyOf(0, {row.status}));
         EXPECT_EQ(0, call(ble_pair_status, nullptr));
@@ -177,8 +174,7 @@ TEST_F(PairStatus, ReplyThatIsNotOneByte) {
     peer.reply(replyOf(0, {1, 2}));
     EXPECT_EQ(-1, call(ble_pair_status, ""));
     EXPECT_EQ("untouched", response());
-    EXPECT_THAT(logged(),
-                ElementsAre("Expected 1 bytes in response, got 0", "Expected 1 bytes in response, got 2"));
+    EXPECT_THAT(logged(), ElementsAre("Expected 1 bytes in response, got 0", "Expected 1 bytes in response, got 2"));
 }
 
 TEST_F(PairStatus, Refused) {
@@ -191,6 +187,6 @@ TEST_F(PairStatus, WithoutAReply) {
     peer.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_pair_status, ""));
-    EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
-                                      "ble_pair_status command failed"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed error:Connection timed out, timeout\n", noReply, "ble_pair_status command failed"));
 }

@@ -1,7 +1,7 @@
 // Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
 // failure, and neither reads nor writes where it should not (which the sanitizers tell).
-#include "Commands.h"
-#include "ListDaemon.h"
+#include "commands.h"
+#include "listDaemon.h"
 
 #include <algorithm>
 #include <chrono>
@@ -38,8 +38,8 @@ protected:
     }
 
     Bytes randomReply(const Bytes& request) {
-        Bytes reply = oneIn(3) ? replyOf(oneIn(4) ? byte() : std::uint8_t{0}, bytes(below(3)))
-                               : nearlyRightPage(request);
+        Bytes reply =
+            oneIn(3) ? replyOf(oneIn(4) ? byte() : std::uint8_t{0}, bytes(below(3))) : nearlyRightPage(request);
         if (oneIn(6)) {
             reply = bytes(below(1501));
         }
@@ -56,8 +56,7 @@ protected:
     void expectAnswer(int result) {
         if (result == 0) {
             const std::string text = response();
-            EXPECT_TRUE(text == "untouched" ||
-                        (text.size() < 4096 && text.front() == '\n' && text.back() == '\n'));
+            EXPECT_TRUE(text == "untouched" || (text.size() < 4096 && text.front() == '\n' && text.back() == '\n'));
         } else {
             EXPECT_EQ(-1, result);
             EXPECT_EQ("untouched", response());

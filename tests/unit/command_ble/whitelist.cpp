@@ -1,4 +1,4 @@
-#include "ListDaemon.h"
+#include "listDaemon.h"
 
 #include <algorithm>
 
@@ -34,8 +34,7 @@ LongList longList(std::size_t length) {
 TEST_F(WhitelistList, EmptyList) {
     peer.reply(replyOf(0, {3, 0, 0, 0}));
     EXPECT_EQ(0, call(ble_whitelist_list, nullptr));
-    EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n",
-              response());
+    EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
     EXPECT_THAT(logged(), IsEmpty());
 }
@@ -46,13 +45,12 @@ TEST_F(WhitelistList, SlotsThatAreNotInUseAreLeftOut) {
                                     whitelistEntry({9, 9, 9, 9, 9, 9}, 0xFFFF & ~inUse, "gone"),
                                     whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
-    EXPECT_EQ(
-        "\n{\"list_id\":4,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
-        "{\"address\":\"060504030201\",\"name\":\"Grip\",\"mitm_paired\":1,\"auto_connect\":1,\"connected\":"
-        "1},"
-        "{\"address\":\"a1b2c3d4e5f6\",\"name\":\"\",\"mitm_paired\":0,\"auto_connect\":0,\"connected\":0}"
-        "]\n}\n",
-        response());
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
+              "{\"address\":\"060504030201\",\"name\":\"Grip\",\"mitm_paired\":1,\"auto_connect\":1,\"connected\":"
+              "1},"
+              "{\"address\":\"a1b2c3d4e5f6\",\"name\":\"\",\"mitm_paired\":0,\"auto_connect\":0,\"connected\":0}"
+              "]\n}\n",
+              response());
     EXPECT_THAT(logged(), IsEmpty());
 }
 
@@ -74,8 +72,8 @@ TEST_F(WhitelistList, EveryFlagHasItsMember) {
 }
 
 TEST_F(WhitelistList, NameEndsAtItsFieldSize) {
-    peer.reply(replyOf(
-        0, pageData(4, 1, 0, 1, {put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse, "Remote control"), 9, {5})})));
+    peer.reply(
+        replyOf(0, pageData(4, 1, 0, 1, {put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse, "Remote control"), 9, {5})})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_THAT(response(), testing::HasSubstr("\"name\":\"Remot\","));
 }
@@ -122,8 +120,7 @@ TEST_F(WhitelistList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
 TEST_F(WhitelistList, FreeSlotsAreSubtractedEvenFromASmallerTotal) {
     peer.reply(replyOf(0, pageData(4, 1, 0, 3, std::vector<Bytes>(3, Bytes(41)))));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
-    EXPECT_EQ("\n{\"list_id\":4,\"total\":-2,\"index\":0,\"index_count\":-2,\"device_array\":[]\n}\n",
-              response());
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":-2,\"index\":0,\"index_count\":-2,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
     EXPECT_THAT(logged(), IsEmpty());
 }
@@ -132,8 +129,8 @@ TEST_F(WhitelistList, SinglePage) {
     peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_list, "p=49"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 49, 255}));
-    EXPECT_EQ("\n{\"list_id\":4,\"total\":50,\"index\":49,\"index_count\":1,\"device_array\":[" +
-                  whitelistObject(49) + "]\n}\n",
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":50,\"index\":49,\"index_count\":1,\"device_array\":[" + whitelistObject(49) +
+                  "]\n}\n",
               response());
 }
 
@@ -143,8 +140,8 @@ TEST_F(WhitelistList, FreeSlotOfASinglePageIsNotCounted) {
     peer.replyWith(daemon);
     EXPECT_EQ(0, call(ble_whitelist_list, "p=2"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 2, 255}));
-    EXPECT_EQ("\n{\"list_id\":4,\"total\":4,\"index\":2,\"index_count\":2,\"device_array\":[" +
-                  whitelistObject(2) + "," + whitelistObject(4) + "]\n}\n",
+    EXPECT_EQ("\n{\"list_id\":4,\"total\":4,\"index\":2,\"index_count\":2,\"device_array\":[" + whitelistObject(2) +
+                  "," + whitelistObject(4) + "]\n}\n",
               response());
     EXPECT_THAT(logged(), IsEmpty());
 }
@@ -208,22 +205,19 @@ TEST_F(WhitelistList, DocumentNeedsRoomForItsZero) {
 }
 
 TEST_F(WhitelistList, RebuiltListKeepsTheAbandonedAttemptInFront) {
-    peer.reply(
-        replyOf(0, pageData(1, 4, 0, 3,
-                            {whitelistEntry({0, 0, 0, 0, 0, 0}, inUse), whitelistEntry({8, 0, 0, 0, 0, 0}, 0),
-                             whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+    peer.reply(replyOf(0, pageData(1, 4, 0, 3,
+                                   {whitelistEntry({0, 0, 0, 0, 0, 0}, inUse), whitelistEntry({8, 0, 0, 0, 0, 0}, 0),
+                                    whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     peer.reply(replyOf(0, pageData(2, 4, 3, 1, {whitelistEntry({7, 0, 0, 0, 0, 0}, inUse)})));
     peer.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({2, 0, 0, 0, 0, 0}, inUse)})));
     peer.reply(replyOf(0, pageData(2, 2, 1, 1, {whitelistEntry({3, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 3, 1}, Bytes{6, 0, 1}, Bytes{6, 1, 1}));
-    EXPECT_EQ("\n{\"list_id\":2,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":[" +
-                  whitelistObject(0) + "," + whitelistObject(1) + whitelistObject(2) + "," +
-                  whitelistObject(3) + "]\n}\n",
+    EXPECT_EQ("\n{\"list_id\":2,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":[" + whitelistObject(0) +
+                  "," + whitelistObject(1) + whitelistObject(2) + "," + whitelistObject(3) + "]\n}\n",
               response());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(WhitelistList, RebuiltTwiceFails) {
@@ -233,11 +227,10 @@ TEST_F(WhitelistList, RebuiltTwiceFails) {
     }
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
-                    warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
-                    "Failed to get continuous list results after 2 attempts."));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!"),
+                            warning("list_id changed on attempt:1 from 3 to 4 while acquiring list. Reacquiring!"),
+                            "Failed to get continuous list results after 2 attempts."));
 }
 
 TEST_F(WhitelistList, NotANumber) {
@@ -259,20 +252,19 @@ TEST_F(WhitelistDevice, Found) {
                               {whitelistEntry({6, 5, 4, 3, 2, 1}, inUse, "other"),
                                whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, 0x0050, "Grip")}});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=A1B2C3D4E5F6"));
-    EXPECT_EQ(
-        "\n{\"device\":{\"address\":\"a1b2c3d4e5f6\",\"name\":\"Grip\",\"mitm_paired\":0,\"auto_connect\":1,"
-        "\"connected\":0}}\n",
-        response());
+    EXPECT_EQ("\n{\"device\":{\"address\":\"a1b2c3d4e5f6\",\"name\":\"Grip\",\"mitm_paired\":0,\"auto_connect\":1,"
+              "\"connected\":0}}\n",
+              response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
     EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(WhitelistDevice, FirstEntryInUseOfThatAddressCounts) {
-    peer.replyWith(ListDaemon{4,
-                              30,
-                              {whitelistEntry({1, 0, 0, 0, 0, 0}, 0, "free"),
-                               whitelistEntry({1, 0, 0, 0, 0, 0}, inUse, "one"),
-                               whitelistEntry({1, 0, 0, 0, 0, 0}, inUse, "two")}});
+    peer.replyWith(
+        ListDaemon{4,
+                   30,
+                   {whitelistEntry({1, 0, 0, 0, 0, 0}, 0, "free"), whitelistEntry({1, 0, 0, 0, 0, 0}, inUse, "one"),
+                    whitelistEntry({1, 0, 0, 0, 0, 0}, inUse, "two")}});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=1"));
     EXPECT_THAT(response(), testing::HasSubstr("\"name\":\"one\""));
     EXPECT_THAT(response(), testing::Not(testing::HasSubstr("two")));
@@ -302,9 +294,8 @@ TEST_F(WhitelistDevice, FoundAfterARebuild) {
     peer.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_device, "address=1"));
     EXPECT_EQ("\n{\"device\":" + whitelistObject(1) + "}\n", response());
-    EXPECT_THAT(
-        logged(),
-        ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
+    EXPECT_THAT(logged(),
+                ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. Reacquiring!")));
 }
 
 TEST_F(WhitelistDevice, NotFound) {
@@ -323,8 +314,8 @@ TEST_F(WhitelistDevice, SlotThatIsNotInUseIsNotFound) {
 TEST_F(WhitelistDevice, MissingAddress) {
     EXPECT_EQ(-3, call(ble_whitelist_device, "device=1"));
     EXPECT_EQ(-3, call(ble_whitelist_device, nullptr));
-    EXPECT_THAT(logged(), ElementsAre("Failed to parse required param address=",
-                                      "Failed to parse required param address="));
+    EXPECT_THAT(logged(),
+                ElementsAre("Failed to parse required param address=", "Failed to parse required param address="));
     EXPECT_THAT(sent(), IsEmpty());
 }
 

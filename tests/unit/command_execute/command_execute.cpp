@@ -1,10 +1,10 @@
 #include "command_execute.h"
 
-#include "Installation.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "WrappedWrite.h"
+#include "installation.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
 #include "wrappedSystem.h"
+#include "wrappedWrite.h"
 
 #include <cerrno>
 #include <csignal>
@@ -27,97 +27,98 @@ constexpr const char* success = "Content-type: application/json\nStatus: 200\n\n
 std::string answer(const std::string& params) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     char response[4096] = "untouched";
-    EXPECT_EQ(handle_command_execute(params.c_str(), response, sizeof response), -18);
-    EXPECT_STREQ(response, "untouched");
+    EXPECT_EQ(-18, handle_command_execute(params.c_str(), response, sizeof response));
+    EXPECT_STREQ("untouched", response);
     return output.text();
 }
 
-TEST(commandExecute, starting_answers_200) {
+TEST(CommandExecute, StartingAnswers200) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=start&a1=-x"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
-TEST(commandExecute, stopping_answers_200_also_when_nothing_runs) {
+TEST(CommandExecute, StoppingAnswers200AlsoWhenNothingRuns) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=stop"));
 }
 
-TEST(commandExecute, without_a_query_answers_400) {
+TEST(CommandExecute, WithoutAQueryAnswers400) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
-    EXPECT_EQ(handle_command_execute(nullptr, nullptr, 0), -18);
-    EXPECT_EQ(output.text(), "Content-type: application/json\nStatus: 400\n\n{\n"
-                             "\"status\":\"fail, invalid program name\",\n\"zverr\":-3,\n"
-                             "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n");
+    EXPECT_EQ(-18, handle_command_execute(nullptr, nullptr, 0));
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n"
+              "\"status\":\"fail, invalid program name\",\n\"zverr\":-3,\n"
+              "\"_function\":\"handle_command_execute\",\n\"_line\":134\n}\n",
+              output.text());
 }
 
-TEST(commandExecute, an_unknown_program_answers_400_with_its_name) {
-    EXPECT_EQ(answer("p1=absent&c1=start"), "Content-type: application/json\nStatus: 400\n\n{\n"
-                                            "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
-                                            "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+TEST(CommandExecute, AnUnknownProgramAnswers400WithItsName) {
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n"
+              "\"status\":\"file not found absent\",\n\"zverr\":-3,\n"
+              "\"_function\":\"executeCommand\",\n\"_line\":255\n}\n",
+              answer("p1=absent&c1=start"));
 }
 
-TEST(commandExecute, nothing_is_carried_out_when_any_command_is_invalid) {
+TEST(CommandExecute, NothingIsCarriedOutWhenAnyCommandIsInvalid) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
-              "\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":162\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"invalid command Start\",\n"
+              "\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":162\n}\n",
+              answer("p1=zvStream&c1=start&p2=zvStream&c2=Start"));
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(commandExecute, a_failure_stops_the_run_and_leaves_what_was_done) {
+TEST(CommandExecute, AFailureStopsTheRunAndLeavesWhatWasDone) {
     const Installation installation;
     Installation::addFile("other");
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: not in whitelist\",\n"
-              "\"zverr\":-3,\n\"_function\":\"startProg\",\n\"_line\":379\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: not in whitelist\",\n"
+              "\"zverr\":-3,\n\"_function\":\"startProg\",\n\"_line\":379\n}\n",
+              answer("p1=zvStream&c1=start&a1=1&p2=other&c2=start&p3=zvStream&c3=start&a3=3"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream 1 < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [1]"));
 }
 
-TEST(commandExecute, commands_are_carried_out_in_their_order) {
+TEST(CommandExecute, CommandsAreCarriedOutInTheirOrder) {
     const Installation installation;
-    EXPECT_EQ(answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"), success);
+    EXPECT_EQ(success, answer("a2=2&c2=start&p2=zvStream&p1=zvStream&c1=stop"));
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
                             "/usr/local/zarvo/bin/zvStream 2 < /dev/null > /dev/null 2>&1 &"));
 }
 
-TEST(commandExecute, a_gap_ends_the_request_and_what_came_before_is_carried_out) {
+TEST(CommandExecute, AGapEndsTheRequestAndWhatCameBeforeIsCarriedOut) {
     const Installation installation;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"), success);
-    EXPECT_EQ(wrappedSystem().commands.size(), 1U);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=start&a1=1&p3=zvStream&c3=start&a3=3"));
+    EXPECT_EQ(1U, wrappedSystem().commands.size());
 }
 
-TEST(commandExecute, of_seventeen_commands_sixteen_are_carried_out) {
+TEST(CommandExecute, OfSeventeenCommandsSixteenAreCarriedOut) {
     const Installation installation;
     std::string params;
     for (int n = 1; n <= 17; ++n) {
         const std::string number = std::to_string(n);
         params += "&p" + number + "=zvStream&c" + number + "=start&a" + number + "=" + number;
     }
-    EXPECT_EQ(answer(params.substr(1)), success);
-    ASSERT_EQ(wrappedSystem().commands.size(), 16U);
-    EXPECT_EQ(wrappedSystem().commands.back(),
-              "/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &");
+    EXPECT_EQ(success, answer(params.substr(1)));
+    ASSERT_EQ(16U, wrappedSystem().commands.size());
+    EXPECT_EQ("/usr/local/zarvo/bin/zvStream 16 < /dev/null > /dev/null 2>&1 &", wrappedSystem().commands.back());
 }
 
-TEST(commandExecute, a_shell_that_cannot_be_run_answers_400) {
+TEST(CommandExecute, AShellThatCannotBeRunAnswers400) {
     const Installation installation;
     wrappedSystem().failing = 1;
-    EXPECT_EQ(answer("p1=zvStream&c1=start&a1=-x"),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"start: system errno 12 cmd "
               "'/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &'\",\n\"zverr\":-3,\n"
-              "\"_function\":\"startProg\",\n\"_line\":388\n}\n");
+              "\"_function\":\"startProg\",\n\"_line\":388\n}\n",
+              answer("p1=zvStream&c1=start&a1=-x"));
 }
 
-TEST(commandExecute, a_shell_that_ran_is_no_failure_when_sigchld_was_handed_down_ignored) {
+TEST(CommandExecute, AShellThatRanIsNoFailureWhenSigchldWasHandedDownIgnored) {
     const Installation installation;
     std::signal(SIGCHLD, SIG_IGN);
-    EXPECT_EQ(answer("p1=zvStream&c1=restart&a1=-x"), success);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=restart&a1=-x"));
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
@@ -137,42 +138,41 @@ Answered answerWithin(std::size_t most, const std::string& params) {
     return {result, output.text()};
 }
 
-TEST(commandExecute, without_memory_for_an_answer_nothing_is_carried_out_and_nothing_printed) {
+TEST(CommandExecute, WithoutMemoryForAnAnswerNothingIsCarriedOutAndNothingPrinted) {
     const Installation installation;
     for (const char* params : {"p1=zvStream&c1=start", "p1=zvStream&c1=stop", "p1=zvStream&c1=Start"}) {
         const Answered answered = answerWithin(1, params);
-        EXPECT_EQ(answered.result, -2) << params;
-        EXPECT_EQ(answered.output, "") << params;
+        EXPECT_EQ(-2, answered.result) << params;
+        EXPECT_EQ("", answered.output) << params;
     }
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-TEST(commandExecute, without_memory_for_all_of_a_failure_no_half_of_it_is_printed) {
+TEST(CommandExecute, WithoutMemoryForAllOfAFailureNoHalfOfItIsPrinted) {
     // There is memory for the name, but not for it and what stands around it.
     const Answered answered = answerWithin(600, "p1=.." + std::string(500, 'x') + "&c1=start");
-    EXPECT_EQ(answered.result, -2);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ(-2, answered.result);
+    EXPECT_EQ("", answered.output);
 }
 
-TEST(commandExecute, the_answer_is_written_once_in_one_piece) {
+TEST(CommandExecute, TheAnswerIsWrittenOnceInOnePiece) {
     answer("p1=absent&c1=start");
-    EXPECT_EQ(wrappedWrite().sizes.size(), 1U);
+    EXPECT_EQ(1U, wrappedWrite().sizes.size());
 }
 
-TEST(commandExecute, the_answer_is_completed_when_write_takes_parts_or_is_interrupted) {
+TEST(CommandExecute, TheAnswerIsCompletedWhenWriteTakesPartsOrIsInterrupted) {
     const Installation installation;
     wrappedWrite().sizes.clear(); // linked statically, those of the installation's files are counted too
     wrappedWrite().script = {{5, 0}, {0, EINTR}, {1, 0}};
-    EXPECT_EQ(answer("p1=zvStream&c1=stop"), success);
-    EXPECT_EQ(wrappedWrite().sizes.size(), 4U);
+    EXPECT_EQ(success, answer("p1=zvStream&c1=stop"));
+    EXPECT_EQ(4U, wrappedWrite().sizes.size());
 }
 
-TEST(commandExecute, a_query_of_100_kilobytes_is_answered) {
+TEST(CommandExecute, AQueryOf100KilobytesIsAnswered) {
     const std::string name(100000, 'n');
-    EXPECT_EQ(answer("p1=" + name + "&c1=start&a1=" + name),
-              "Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " +
-                  name.substr(0, 496) +
-                  "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n");
+    EXPECT_EQ("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"file not found " + name.substr(0, 496) +
+                  "\",\n\"zverr\":-3,\n\"_function\":\"executeCommand\",\n\"_line\":255\n}\n",
+              answer("p1=" + name + "&c1=start&a1=" + name));
 }
 
 } // namespace

@@ -8,11 +8,10 @@ namespace {
 
 std::string failure(const std::string& message, int line) {
     return "Status: 400\n\n{\n\"status\":\"" + message +
-           "\",\n\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":" +
-           std::to_string(line) + "\n}\n";
+           "\",\n\"zverr\":-3,\n\"_function\":\"handle_command_execute\",\n\"_line\":" + std::to_string(line) + "\n}\n";
 }
 
-class executeRequest : public testing::Test {
+class ExecuteRequest : public testing::Test {
 protected:
     int read(const std::string& params) {
         entries = {};
@@ -22,7 +21,7 @@ protected:
     // The failure status of a request that is refused.
     std::string refused(const std::string& params) {
         stream.str("");
-        EXPECT_EQ(read(params), -1) << params;
+        EXPECT_EQ(-1, read(params)) << params;
         return stream.str();
     }
 
@@ -30,134 +29,132 @@ protected:
     std::stringstream stream;
 };
 
-TEST_F(executeRequest, reads_program_arguments_and_action) {
-    ASSERT_EQ(read("p1=zvStream&c1=start&a1=-x%201"), 1);
-    EXPECT_EQ(entries[0].program, "zvStream");
-    EXPECT_EQ(entries[0].arguments, "-x 1");
-    EXPECT_EQ(entries[0].action, 0);
-    EXPECT_EQ(stream.str(), "");
+TEST_F(ExecuteRequest, ReadsProgramArgumentsAndAction) {
+    ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=-x%201"));
+    EXPECT_EQ("zvStream", entries[0].program);
+    EXPECT_EQ("-x 1", entries[0].arguments);
+    EXPECT_EQ(0, entries[0].action);
+    EXPECT_EQ("", stream.str());
 }
 
-TEST_F(executeRequest, absent_arguments_are_empty) {
-    ASSERT_EQ(read("p1=zvStream&c1=restart"), 1);
-    EXPECT_EQ(entries[0].arguments, "");
-    EXPECT_EQ(entries[0].action, 2);
+TEST_F(ExecuteRequest, AbsentArgumentsAreEmpty) {
+    ASSERT_EQ(1, read("p1=zvStream&c1=restart"));
+    EXPECT_EQ("", entries[0].arguments);
+    EXPECT_EQ(2, entries[0].action);
 }
 
-TEST_F(executeRequest, actions_are_0_1_and_2) {
-    ASSERT_EQ(read("p1=a&c1=start&p2=b&c2=stop&p3=c&c3=restart"), 3);
-    EXPECT_EQ(entries[0].action, 0);
-    EXPECT_EQ(entries[1].action, 1);
-    EXPECT_EQ(entries[2].action, 2);
+TEST_F(ExecuteRequest, ActionsAre01And2) {
+    ASSERT_EQ(3, read("p1=a&c1=start&p2=b&c2=stop&p3=c&c3=restart"));
+    EXPECT_EQ(0, entries[0].action);
+    EXPECT_EQ(1, entries[1].action);
+    EXPECT_EQ(2, entries[2].action);
 }
 
-TEST_F(executeRequest, a_missing_first_program_is_an_empty_name) {
-    EXPECT_EQ(refused(""), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p2=zvStream&c2=start"), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p1=&c1=start"), failure("fail, invalid program name", 134));
+TEST_F(ExecuteRequest, AMissingFirstProgramIsAnEmptyName) {
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused(""));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p2=zvStream&c2=start"));
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=&c1=start"));
 }
 
-TEST_F(executeRequest, a_request_without_query_fails_the_same_way) {
-    EXPECT_EQ(read_entries(nullptr, entries, stream), -1);
-    EXPECT_EQ(stream.str(), failure("fail, invalid program name", 134));
+TEST_F(ExecuteRequest, ARequestWithoutQueryFailsTheSameWay) {
+    EXPECT_EQ(-1, read_entries(nullptr, entries, stream));
+    EXPECT_EQ(failure("fail, invalid program name", 134), stream.str());
 }
 
-TEST_F(executeRequest, a_later_empty_program_fails_too) {
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=&c2=stop"), failure("fail, invalid program name", 134));
+TEST_F(ExecuteRequest, ALaterEmptyProgramFailsToo) {
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=zvStream&c1=stop&p2=&c2=stop"));
 }
 
-TEST_F(executeRequest, a_missing_first_action_is_an_invalid_command) {
-    EXPECT_EQ(refused("p1=zvStream"), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=zvStream&c1="), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=zvStream&c2="), failure("fail, invalid command", 141));
+TEST_F(ExecuteRequest, AMissingFirstActionIsAnInvalidCommand) {
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream"));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream&c1="));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=zvStream&c1=stop&p2=zvStream&c2="));
 }
 
-TEST_F(executeRequest, a_later_missing_action_finds_the_program_in_its_place) {
-    EXPECT_EQ(refused("p1=zvStream&c1=stop&p2=other"), failure("invalid command other", 162));
+TEST_F(ExecuteRequest, ALaterMissingActionFindsTheProgramInItsPlace) {
+    EXPECT_EQ(failure("invalid command other", 162), refused("p1=zvStream&c1=stop&p2=other"));
     // Which is an action, if the program is named like one.
-    ASSERT_EQ(read("p1=zvStream&c1=stop&p2=restart"), 2);
-    EXPECT_EQ(entries[1].action, 2);
+    ASSERT_EQ(2, read("p1=zvStream&c1=stop&p2=restart"));
+    EXPECT_EQ(2, entries[1].action);
 }
 
-TEST_F(executeRequest, actions_are_compared_exactly) {
-    EXPECT_EQ(refused("p1=zvStream&c1=Start"), failure("invalid command Start", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=start%20"), failure("invalid command start ", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=star"), failure("invalid command star", 162));
-    EXPECT_EQ(refused("p1=zvStream&c1=starts"), failure("invalid command starts", 162));
+TEST_F(ExecuteRequest, ActionsAreComparedExactly) {
+    EXPECT_EQ(failure("invalid command Start", 162), refused("p1=zvStream&c1=Start"));
+    EXPECT_EQ(failure("invalid command start ", 162), refused("p1=zvStream&c1=start%20"));
+    EXPECT_EQ(failure("invalid command star", 162), refused("p1=zvStream&c1=star"));
+    EXPECT_EQ(failure("invalid command starts", 162), refused("p1=zvStream&c1=starts"));
 }
 
-TEST_F(executeRequest, two_consecutive_full_stops_are_refused_anywhere_in_the_program) {
-    EXPECT_EQ(refused("p1=../x&c1=start"), failure("invalid program ../x", 177));
-    EXPECT_EQ(refused("p1=zvStream..&c1=start"), failure("invalid program zvStream..", 177));
-    EXPECT_EQ(refused("p1=a%2e.b&c1=start"), failure("invalid program a..b", 177));
-    EXPECT_EQ(read("p1=a.b.c&c1=start&a1=.."), 1);
+TEST_F(ExecuteRequest, TwoConsecutiveFullStopsAreRefusedAnywhereInTheProgram) {
+    EXPECT_EQ(failure("invalid program ../x", 177), refused("p1=../x&c1=start"));
+    EXPECT_EQ(failure("invalid program zvStream..", 177), refused("p1=zvStream..&c1=start"));
+    EXPECT_EQ(failure("invalid program a..b", 177), refused("p1=a%2e.b&c1=start"));
+    EXPECT_EQ(1, read("p1=a.b.c&c1=start&a1=.."));
 }
 
-TEST_F(executeRequest, shell_characters_of_the_program_are_refused_as_far_as_the_arguments_reach) {
+TEST_F(ExecuteRequest, ShellCharactersOfTheProgramAreRefusedAsFarAsTheArgumentsReach) {
     for (const char* name : {";x", "|x", "<x", ">x"}) {
-        EXPECT_EQ(refused(std::string("p1=") + name + "&c1=start&a1=1"),
-                  failure(std::string("invalid program ") + name, 194));
+        EXPECT_EQ(failure(std::string("invalid program ") + name, 194),
+                  refused(std::string("p1=") + name + "&c1=start&a1=1"));
     }
-    EXPECT_EQ(refused("p1=%26x&c1=start&a1=1"), failure("invalid program &x", 194));
-    EXPECT_EQ(refused("p1=abc;&c1=start&a1=1234"), failure("invalid program abc;", 194));
+    EXPECT_EQ(failure("invalid program &x", 194), refused("p1=%26x&c1=start&a1=1"));
+    EXPECT_EQ(failure("invalid program abc;", 194), refused("p1=abc;&c1=start&a1=1234"));
 }
 
-TEST_F(executeRequest, shell_characters_beyond_the_arguments_length_go_through) {
-    EXPECT_EQ(read("p1=abc;&c1=start&a1=123"), 1);
-    EXPECT_EQ(read("p1=;|<>&c1=start"), 1);
+TEST_F(ExecuteRequest, ShellCharactersBeyondTheArgumentsLengthGoThrough) {
+    EXPECT_EQ(1, read("p1=abc;&c1=start&a1=123"));
+    EXPECT_EQ(1, read("p1=;|<>&c1=start"));
 }
 
-TEST_F(executeRequest, the_arguments_themselves_are_never_examined) {
-    ASSERT_EQ(read("p1=zvStream&c1=start&a1=;|<>%26..$(x)`y`"), 1);
-    EXPECT_EQ(entries[0].arguments, ";|<>&..$(x)`y`");
+TEST_F(ExecuteRequest, TheArgumentsThemselvesAreNeverExamined) {
+    ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=;|<>%26..$(x)`y`"));
+    EXPECT_EQ(";|<>&..$(x)`y`", entries[0].arguments);
 }
 
-TEST_F(executeRequest, arguments_longer_than_the_program_are_not_compared_beyond_its_end) {
-    EXPECT_EQ(read("p1=a&c1=start&a1=" + std::string(100000, 'x')), 1);
-    EXPECT_EQ(entries[0].arguments.size(), 100000U);
+TEST_F(ExecuteRequest, ArgumentsLongerThanTheProgramAreNotComparedBeyondItsEnd) {
+    EXPECT_EQ(1, read("p1=a&c1=start&a1=" + std::string(100000, 'x')));
+    EXPECT_EQ(100000U, entries[0].arguments.size());
 }
 
-TEST_F(executeRequest, reading_stops_at_the_first_gap) {
-    ASSERT_EQ(read("p1=one&c1=stop&p3=three&c3=stop"), 1);
-    EXPECT_EQ(entries[0].program, "one");
-    EXPECT_EQ(entries[2].program, "");
+TEST_F(ExecuteRequest, ReadingStopsAtTheFirstGap) {
+    ASSERT_EQ(1, read("p1=one&c1=stop&p3=three&c3=stop"));
+    EXPECT_EQ("one", entries[0].program);
+    EXPECT_EQ("", entries[2].program);
 }
 
-TEST_F(executeRequest, what_follows_a_gap_is_not_validated) {
-    EXPECT_EQ(read("p1=one&c1=stop&p3=..&c3=nonsense"), 1);
+TEST_F(ExecuteRequest, WhatFollowsAGapIsNotValidated) {
+    EXPECT_EQ(1, read("p1=one&c1=stop&p3=..&c3=nonsense"));
 }
 
-TEST_F(executeRequest, reads_sixteen_commands_and_ignores_the_seventeenth) {
+TEST_F(ExecuteRequest, ReadsSixteenCommandsAndIgnoresTheSeventeenth) {
     std::string params;
     for (int n = 1; n <= 16; ++n) {
         const std::string number = std::to_string(n);
-        params +=
-            "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
+        params += "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
     }
-    ASSERT_EQ(read(params.substr(1) + "&p17=..&c17=nonsense"), 16);
-    EXPECT_EQ(entries[0].program, "prog1");
-    EXPECT_EQ(entries[15].program, "prog16");
-    EXPECT_EQ(entries[15].arguments, "arg16");
-    EXPECT_EQ(entries[15].action, 1);
+    ASSERT_EQ(16, read(params.substr(1) + "&p17=..&c17=nonsense"));
+    EXPECT_EQ("prog1", entries[0].program);
+    EXPECT_EQ("prog16", entries[15].program);
+    EXPECT_EQ("arg16", entries[15].arguments);
+    EXPECT_EQ(1, entries[15].action);
 }
 
-TEST_F(executeRequest, the_first_failure_is_the_only_one_written) {
-    EXPECT_EQ(refused("p1=a&c1=x&p2=..&c2=y"), failure("invalid command x", 162));
-    EXPECT_EQ(refused("p1=a&c1=stop&p2=..&c2=stop&p3=&c3=z"), failure("invalid program ..", 177));
+TEST_F(ExecuteRequest, TheFirstFailureIsTheOnlyOneWritten) {
+    EXPECT_EQ(failure("invalid command x", 162), refused("p1=a&c1=x&p2=..&c2=y"));
+    EXPECT_EQ(failure("invalid program ..", 177), refused("p1=a&c1=stop&p2=..&c2=stop&p3=&c3=z"));
 }
 
-TEST_F(executeRequest, of_several_failures_of_a_command_the_first_in_the_fixed_order_counts) {
-    EXPECT_EQ(refused("p1=&a1=x&c1="), failure("fail, invalid program name", 134));
-    EXPECT_EQ(refused("p1=..&c1="), failure("fail, invalid command", 141));
-    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=Start"), failure("invalid command Start", 162));
-    EXPECT_EQ(refused("p1=..;&a1=xxx&c1=start"), failure("invalid program ..;", 177));
+TEST_F(ExecuteRequest, OfSeveralFailuresOfACommandTheFirstInTheFixedOrderCounts) {
+    EXPECT_EQ(failure("fail, invalid program name", 134), refused("p1=&a1=x&c1="));
+    EXPECT_EQ(failure("fail, invalid command", 141), refused("p1=..&c1="));
+    EXPECT_EQ(failure("invalid command Start", 162), refused("p1=..;&a1=xxx&c1=Start"));
+    EXPECT_EQ(failure("invalid program ..;", 177), refused("p1=..;&a1=xxx&c1=start"));
 }
 
-TEST_F(executeRequest, long_names_are_cut_in_the_message) {
-    EXPECT_EQ(refused("p1=.." + std::string(100000, 'x') + "&c1=start"),
-              failure("invalid program .." + std::string(493, 'x'), 177));
-    EXPECT_EQ(refused("p1=a&c1=" + std::string(100000, 'y')),
-              failure("invalid command " + std::string(495, 'y'), 162));
+TEST_F(ExecuteRequest, LongNamesAreCutInTheMessage) {
+    EXPECT_EQ(failure("invalid program .." + std::string(493, 'x'), 177),
+              refused("p1=.." + std::string(100000, 'x') + "&c1=start"));
+    EXPECT_EQ(failure("invalid command " + std::string(495, 'y'), 162), refused("p1=a&c1=" + std::string(100000, 'y')));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "wrappedSystem.h"
 
-#include "ScarceMemory.h"
+#include "scarceMemory.h"
 
 #include <cerrno>
 

@@ -1,5 +1,5 @@
 // The card identifier, in a private /tmp/fuse_d.
-#include "Reports.h"
+#include "reports.h"
 #include "zvUtil.h"
 
 #include <csignal>
@@ -88,13 +88,13 @@ void expect(int code, const std::string& id, const std::string& err, const Resul
 
 } // namespace
 
-TEST(getCardIDStr, RefusesNull) {
+TEST(GetCardIDStr, RefusesNull) {
     const Ended ended = inChild([] { EXPECT_EQ(-1, getCardIDStr(nullptr)); });
     EXPECT_EQ(0, ended.status);
     EXPECT_EQ("Cannot call with null pointer\n", ended.err);
 }
 
-TEST(getCardIDStr, MakesFolderAndFileAndStoresANewIdentifier) {
+TEST(GetCardIDStr, MakesFolderAndFileAndStoresANewIdentifier) {
     mkdir("/tmp/fuse_d", 0777);
     umask(022);
     drawn = {5};
@@ -105,7 +105,7 @@ TEST(getCardIDStr, MakesFolderAndFileAndStoresANewIdentifier) {
     EXPECT_EQ(0755U, found.st_mode & 07777);
 }
 
-TEST(getCardIDStr, FolderIsMadeWithMode0777) {
+TEST(GetCardIDStr, FolderIsMadeWithMode0777) {
     mkdir("/tmp/fuse_d", 0777);
     umask(0);
     getId();
@@ -114,7 +114,7 @@ TEST(getCardIDStr, FolderIsMadeWithMode0777) {
     EXPECT_EQ(0777U, found.st_mode & 07777);
 }
 
-TEST(getCardIDStr, GivesTheStoredIdentifierTheSecondTime) {
+TEST(GetCardIDStr, GivesTheStoredIdentifierTheSecondTime) {
     mkdir("/tmp/fuse_d", 0777);
     const Result first = getId();
     EXPECT_EQ(0, first.code);
@@ -124,7 +124,7 @@ TEST(getCardIDStr, GivesTheStoredIdentifierTheSecondTime) {
     EXPECT_EQ(1, draws);
 }
 
-TEST(getCardIDStr, IdentifierIsTheSquareOfTheDrawnNumberLess1) {
+TEST(GetCardIDStr, IdentifierIsTheSquareOfTheDrawnNumberLess1) {
     const struct {
         int number;
         const char* id;
@@ -137,7 +137,7 @@ TEST(getCardIDStr, IdentifierIsTheSquareOfTheDrawnNumberLess1) {
     }
 }
 
-TEST(getCardIDStr, DrawsAreSeededWithTheTime) {
+TEST(GetCardIDStr, DrawsAreSeededWithTheTime) {
     store("");
     const auto before = static_cast<unsigned>(std::time(nullptr));
     getId();
@@ -145,7 +145,7 @@ TEST(getCardIDStr, DrawsAreSeededWithTheTime) {
     EXPECT_GE(static_cast<unsigned>(std::time(nullptr)), seed);
 }
 
-TEST(getCardIDStr, StoredLineIsGivenAsItStands) {
+TEST(GetCardIDStr, StoredLineIsGivenAsItStands) {
     const std::string longId = "1234567890123456789012345678901"; // 31 characters
     const struct {
         std::string stored;
@@ -162,7 +162,7 @@ TEST(getCardIDStr, StoredLineIsGivenAsItStands) {
     EXPECT_EQ(0, draws);
 }
 
-TEST(getCardIDStr, EmptyOrMissingFileGetsANewIdentifier) {
+TEST(GetCardIDStr, EmptyOrMissingFileGetsANewIdentifier) {
     store("");
     drawn = {3};
     expect(0, "8", "", getId());
@@ -173,32 +173,32 @@ TEST(getCardIDStr, EmptyOrMissingFileGetsANewIdentifier) {
     EXPECT_EQ("15", fileText(card));
 }
 
-TEST(getCardIDStr, SomethingElseThanAFolderFails) {
+TEST(GetCardIDStr, SomethingElseThanAFolderFails) {
     mkdir("/tmp/fuse_d", 0777);
     close(open(folder, O_WRONLY | O_CREAT, 0666));
     expect(-1, "0", "Path:/tmp/fuse_d/MISC/ exists and is a NOT folder\n", getId());
 }
 
-TEST(getCardIDStr, MissingParentFails) {
+TEST(GetCardIDStr, MissingParentFails) {
     expect(-1, "0", "Failed to create folder:/tmp/fuse_d/MISC/\n", getId());
     EXPECT_FALSE(exists("/tmp/fuse_d"));
 }
 
-TEST(getCardIDStr, FileThatCannotBeCreatedFails) {
+TEST(GetCardIDStr, FileThatCannotBeCreatedFails) {
     store("");
     unlink(card);
     mkdir(card, 0777); // it opens, gives nothing to read, and cannot be written
     expect(-1, "0", "Failed to create file  /tmp/fuse_d/MISC/card\n", getId());
 }
 
-TEST(getCardIDStr, DrawsUpToTenTimesForANumberThatIsNot0) {
+TEST(GetCardIDStr, DrawsUpToTenTimesForANumberThatIsNot0) {
     store("");
     drawn = {0, 0, 0, 0, 0, 0, 0, 0, 0, 2};
     expect(0, "3", "", getId());
     EXPECT_EQ(10, draws);
 }
 
-TEST(getCardIDStr, TenZerosFailAndLeaveTheFileOpenAndEmpty) {
+TEST(GetCardIDStr, TenZerosFailAndLeaveTheFileOpenAndEmpty) {
     store("");
     const long before = openFiles();
     drawn = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2};
@@ -208,7 +208,7 @@ TEST(getCardIDStr, TenZerosFailAndLeaveTheFileOpenAndEmpty) {
     EXPECT_EQ(before + 1, openFiles());
 }
 
-TEST(getCardIDStr, ClosesTheFileOtherwise) {
+TEST(GetCardIDStr, ClosesTheFileOtherwise) {
     store("");
     const long before = openFiles();
     getId();
@@ -216,7 +216,7 @@ TEST(getCardIDStr, ClosesTheFileOtherwise) {
     EXPECT_EQ(before, openFiles());
 }
 
-TEST(getCardIDStr, FailedWriteKeepsTheNewIdentifierInTheBuffer) {
+TEST(GetCardIDStr, FailedWriteKeepsTheNewIdentifierInTheBuffer) {
     store("");
     int err[2];
     ASSERT_EQ(0, pipe(err)); // what a file takes is limited below

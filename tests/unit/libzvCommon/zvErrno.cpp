@@ -39,7 +39,7 @@ static_assert(count == 22);
 
 } // namespace
 
-TEST(zvErrno, TableKeepsOrderAndValues) {
+TEST(ZvErrno, TableKeepsOrderAndValues) {
     ASSERT_EQ(count, sizeof zvErrnoStrMap / sizeof zvErrnoStrMap[0]);
     for (std::size_t i = 0; i < count; ++i) {
         EXPECT_STREQ(rows[i].name, zvErrnoStrMap[i].name);
@@ -47,7 +47,7 @@ TEST(zvErrno, TableKeepsOrderAndValues) {
     }
 }
 
-TEST(zvErrno, EveryCodeHasItsName) {
+TEST(ZvErrno, EveryCodeHasItsName) {
     for (const auto& row : rows) {
         EXPECT_STREQ(row.name, zvErrno2Str(row.code));
     }
@@ -55,7 +55,7 @@ TEST(zvErrno, EveryCodeHasItsName) {
     EXPECT_STREQ("ZV_ERR_DOWNLOAD_FAILED", zvErrno2Str(-100));
 }
 
-TEST(zvErrno, AllOtherCodesAreUnknown) {
+TEST(ZvErrno, AllOtherCodesAreUnknown) {
     for (int code = -200; code <= 200; ++code) {
         if (code > 0 || (code < -20 && code != -100)) {
             EXPECT_STREQ("UNKNOWN", zvErrno2Str(code)) << code;
@@ -65,7 +65,7 @@ TEST(zvErrno, AllOtherCodesAreUnknown) {
     EXPECT_STREQ("UNKNOWN", zvErrno2Str(INT_MAX));
 }
 
-TEST(zvErrno, ConstantsHaveTheirCodes) {
+TEST(ZvErrno, ConstantsHaveTheirCodes) {
     const int constants[] = {
         ZV_OK,
         ZV_ERR,

@@ -1,5 +1,6 @@
 #include "zvHexdump.h"
 
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
@@ -17,8 +18,7 @@ public:
     KnownMemory() : size_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the address is what is wanted
         char* const before = reinterpret_cast<char*>(place - size_);
-        EXPECT_EQ(before, mmap(before, 3 * size_, PROT_NONE,
-                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
+        EXPECT_EQ(before, mmap(before, 3 * size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
         start_ = before + size_;
         EXPECT_EQ(0, mprotect(start_, size_, PROT_READ | PROT_WRITE));
     }
@@ -33,9 +33,9 @@ private:
     char* start_ = nullptr;
 };
 
-using Dump = int (*)(char*, uint32_t, const void*, uint32_t, const char*);
+using Dump = int (*)(char*, std::uint32_t, const void*, std::uint32_t, const char*);
 
-std::string dump(Dump function, const void* address, uint32_t length, const char* prefix = "") {
+std::string dump(Dump function, const void* address, std::uint32_t length, const char* prefix = "") {
     char text[4096];
     const int count = function(text, sizeof text, address, length, prefix);
     EXPECT_EQ(std::strlen(text), static_cast<std::size_t>(count));
@@ -46,7 +46,7 @@ constexpr const char* letters = "ABCDEFGHIJKLMNOPQRST";
 
 } // namespace
 
-TEST(zvHexdump, NoBytesGiveTheAddressAlone) {
+TEST(ZvHexdump, NoBytesGiveTheAddressAlone) {
     const KnownMemory memory;
     const void* const address = memory.put(8, "");
     EXPECT_EQ("0x20000008\n", dump(snhexdump, address, 0));
@@ -54,7 +54,7 @@ TEST(zvHexdump, NoBytesGiveTheAddressAlone) {
     EXPECT_EQ("(nil)\n", dump(snhexdump, nullptr, 0));
 }
 
-TEST(zvHexdump, FullLine) {
+TEST(ZvHexdump, FullLine) {
     const KnownMemory memory;
     const void* const address = memory.put(0, letters);
     EXPECT_EQ("20000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n",
@@ -63,21 +63,21 @@ TEST(zvHexdump, FullLine) {
               dump(snhexdump0, address, 16));
 }
 
-TEST(zvHexdump, AlignedLinesStandAtMultiplesOf16) {
+TEST(ZvHexdump, AlignedLinesStandAtMultiplesOf16) {
     const KnownMemory memory;
     EXPECT_EQ("20000000                            41 42 43 44  45 46 47 48          ABCDEFGH\n"
               "20000010  49 4A 4B 4C  4D 4E 4F 50  51 52 53 54               IJKLMNOPQRST    \n",
               dump(snhexdump, memory.put(8, letters), 20));
 }
 
-TEST(zvHexdump, UnalignedLinesStartAtTheFirstByte) {
+TEST(ZvHexdump, UnalignedLinesStartAtTheFirstByte) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
               "00000010  51 52 53 54                                         QRST            \n",
               dump(snhexdump0, memory.put(8, letters), 20));
 }
 
-TEST(zvHexdump, WorkerDoesEither) {
+TEST(ZvHexdump, WorkerDoesEither) {
     const KnownMemory memory;
     const void* const address = memory.put(4, letters);
     char text[4096];
@@ -87,13 +87,13 @@ TEST(zvHexdump, WorkerDoesEither) {
     EXPECT_EQ(dump(snhexdump0, address, 20, "p"), text);
 }
 
-TEST(zvHexdump, SingleByteInsideALine) {
+TEST(ZvHexdump, SingleByteInsideALine) {
     const KnownMemory memory;
     EXPECT_EQ("20000020                  7E                                       ~          \n",
               dump(snhexdump, memory.put(0x25, "~"), 1));
 }
 
-TEST(zvHexdump, PrefixStandsBeforeEveryLabel) {
+TEST(ZvHexdump, PrefixStandsBeforeEveryLabel) {
     const KnownMemory memory;
     const void* const address = memory.put(0, letters);
     EXPECT_EQ("> 00000000  41 42 43 44  45 46 47 48  49 4A 4B 4C  4D 4E 4F 50  ABCDEFGHIJKLMNOP\n"
@@ -104,13 +104,13 @@ TEST(zvHexdump, PrefixStandsBeforeEveryLabel) {
               dump(snhexdump0, address, 1, "%s"));
 }
 
-TEST(zvHexdump, OnlyCodes32To126AreShownAsCharacters) {
+TEST(ZvHexdump, OnlyCodes32To126AreShownAsCharacters) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  00 1F 20 25  7E 7F 80 FF  0A                        .. %~....       \n",
               dump(snhexdump0, memory.put(0, std::string("\0\x1F %~\x7F\x80\xFF\n", 9)), 9));
 }
 
-TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
+TEST(ZvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
     const KnownMemory memory;
     const std::string equal(16, 'e');
     EXPECT_EQ("20000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
@@ -119,7 +119,7 @@ TEST(zvHexdump, EqualLinesAreShownOnceAndThenAsDots) {
               dump(snhexdump, memory.put(0, equal + equal + equal + std::string(16, 'd')), 64));
 }
 
-TEST(zvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
+TEST(ZvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
     const KnownMemory memory;
     const std::string equal(16, 'e');
     const std::string other(16, 'o');
@@ -136,18 +136,17 @@ TEST(zvHexdump, DotsStandOnceForEveryRunOfEqualLines) {
               dump(snhexdump, memory.put(0, equal + equal + other + other + other + equal), 96));
 }
 
-TEST(zvHexdump, LabelsAreInCapitals) {
+TEST(ZvHexdump, LabelsAreInCapitals) {
     const KnownMemory memory;
     std::string bytes(246, '\0');
     std::iota(bytes.begin(), bytes.end(), '\0');
     const std::string offsets = dump(snhexdump0, memory.put(0, bytes), 246);
-    const char* const lastOffsets =
-        "000000A0  A0 A1 A2 A3  A4 A5 A6 A7  A8 A9 AA AB  AC AD AE AF  ................\n"
-        "000000B0  B0 B1 B2 B3  B4 B5 B6 B7  B8 B9 BA BB  BC BD BE BF  ................\n"
-        "000000C0  C0 C1 C2 C3  C4 C5 C6 C7  C8 C9 CA CB  CC CD CE CF  ................\n"
-        "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
-        "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
-        "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
+    const char* const lastOffsets = "000000A0  A0 A1 A2 A3  A4 A5 A6 A7  A8 A9 AA AB  AC AD AE AF  ................\n"
+                                    "000000B0  B0 B1 B2 B3  B4 B5 B6 B7  B8 B9 BA BB  BC BD BE BF  ................\n"
+                                    "000000C0  C0 C1 C2 C3  C4 C5 C6 C7  C8 C9 CA CB  CC CD CE CF  ................\n"
+                                    "000000D0  D0 D1 D2 D3  D4 D5 D6 D7  D8 D9 DA DB  DC DD DE DF  ................\n"
+                                    "000000E0  E0 E1 E2 E3  E4 E5 E6 E7  E8 E9 EA EB  EC ED EE EF  ................\n"
+                                    "000000F0  F0 F1 F2 F3  F4 F5                                  ......          \n";
     constexpr std::size_t lineSize = 79;
     ASSERT_EQ(16 * lineSize, offsets.size());
     EXPECT_EQ(lastOffsets, offsets.substr(10 * lineSize));
@@ -156,7 +155,7 @@ TEST(zvHexdump, LabelsAreInCapitals) {
               dump(snhexdump, memory.put(0xABC, "ABCDEF"), 6));
 }
 
-TEST(zvHexdump, DotsHaveNoPrefix) {
+TEST(ZvHexdump, DotsHaveNoPrefix) {
     const KnownMemory memory;
     EXPECT_EQ("p00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
               "...\n"
@@ -164,13 +163,13 @@ TEST(zvHexdump, DotsHaveNoPrefix) {
               dump(snhexdump0, memory.put(0, std::string(32, 'e') + "d"), 33, "p"));
 }
 
-TEST(zvHexdump, EqualLinesAtTheEndLeaveNoDots) {
+TEST(ZvHexdump, EqualLinesAtTheEndLeaveNoDots) {
     const KnownMemory memory;
     EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n",
               dump(snhexdump0, memory.put(0, std::string(48, 'e')), 48));
 }
 
-TEST(zvHexdump, PartOfALineIsNeverEqual) {
+TEST(ZvHexdump, PartOfALineIsNeverEqual) {
     const KnownMemory memory;
     // 15 equal bytes at the end, and 8 at the start of an aligned dump, whose neighbours cannot be read.
     EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
@@ -182,7 +181,7 @@ TEST(zvHexdump, PartOfALineIsNeverEqual) {
               dump(snhexdump, memory.put(8, std::string(40, '\0')), 40));
 }
 
-TEST(zvHexdump, ReadsNothingOutsideTheRange) {
+TEST(ZvHexdump, ReadsNothingOutsideTheRange) {
     const KnownMemory memory;
     dump(snhexdump, memory.put(0, letters), 20);
     dump(snhexdump, memory.put(-20, letters), 20);
@@ -190,11 +189,11 @@ TEST(zvHexdump, ReadsNothingOutsideTheRange) {
     dump(snhexdump0, memory.put(-32, std::string(32, 'e')), 32);
 }
 
-TEST(zvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
+TEST(ZvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
     const KnownMemory memory;
     const void* const address = memory.put(0, std::string(48, 'e') + letters);
     const std::string whole = dump(snhexdump0, address, 68, "p");
-    for (uint32_t size = 0; size <= whole.size() + 2; ++size) {
+    for (std::uint32_t size = 0; size <= whole.size() + 2; ++size) {
         // Of exactly that size, so that a sanitizer sees every byte too many.
         const auto text = std::make_unique<char[]>(size + 1);
         text[size] = '#';

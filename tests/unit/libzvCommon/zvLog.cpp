@@ -1,6 +1,6 @@
 #include "zvLog.h"
 
-#include "SyslogCapture.h"
+#include "syslogCapture.h"
 
 #include <climits>
 #include <clocale>
@@ -24,8 +24,7 @@ extern "C" {
 int __wrap_snprintf(char* text, std::size_t size, const char* fmt, ...);
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
 int __wrap___snprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt, ...);
-int __wrap___vsnprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt,
-                           va_list args);
+int __wrap___vsnprintf_chk(char* text, std::size_t size, int flag, std::size_t room, const char* fmt, va_list args);
 int __real_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
 
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args) {
@@ -46,8 +45,7 @@ int __wrap___vsnprintf_chk(char* text, std::size_t size, int /*flag*/, std::size
     return __wrap_vsnprintf(text, size, fmt, args);
 }
 
-int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt,
-                          ...) {
+int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_t /*room*/, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
     const int length = __wrap_vsnprintf(text, size, fmt, args);
@@ -63,8 +61,8 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const
 static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t) { ++allocations; }, [](const volatile void*) {});
 #else
-// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the library's
-// own included, can be led through others by the linker.
+// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the
+// library's own included, can be led through others by the linker.
 #ifdef ZV_STATIC
 #define REAL(name) __real_##name
 #define OURS(name) __wrap_##name
@@ -122,14 +120,14 @@ std::string logged(const std::string& message, const std::string& file) {
 
 } // namespace
 
-TEST(zvLog, InitialValues) {
+TEST(ZvLog, InitialValues) {
     EXPECT_EQ(2, g_logLevel);
     EXPECT_EQ(0x00281420U, g_debug_level);
     EXPECT_EQ(0x30000000U, g_debug);
     EXPECT_EQ(10, g_timedreceive);
 }
 
-TEST(zvLog, LevelIsSetBelow7AndLeftAloneOtherwise) {
+TEST(ZvLog, LevelIsSetBelow7AndLeftAloneOtherwise) {
     for (unsigned level = 0; level < 7; ++level) {
         zvUtilSetLogLevel(level);
         EXPECT_EQ(static_cast<int>(level), g_logLevel);
@@ -141,7 +139,7 @@ TEST(zvLog, LevelIsSetBelow7AndLeftAloneOtherwise) {
     }
 }
 
-TEST(zvLog, ErrorLineReachesSyslogAtPriority3) {
+TEST(ZvLog, ErrorLineReachesSyslogAtPriority3) {
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x\n");
     const auto lines = log.take();
@@ -151,7 +149,7 @@ TEST(zvLog, ErrorLineReachesSyslogAtPriority3) {
     EXPECT_EQ("UTIL_LOG_ERROR:x\n @f:12", lines[0].text);
 }
 
-TEST(zvLog, EveryLevelHasItsPaddedNameAndTheSamePriority) {
+TEST(ZvLog, EveryLevelHasItsPaddedNameAndTheSamePriority) {
     const char* const expected[] = {
         "UTIL_LOG_OFF  :m @f:1", "UTIL_LOG_FATAL:m @f:1", "UTIL_LOG_ERROR:m @f:1", "UTIL_LOG_WARN :m @f:1",
         "UTIL_LOG_DEBUG:m @f:1", "UTIL_LOG_INFO :m @f:1", "UTIL_LOG_TRACE:m @f:1",
@@ -166,14 +164,14 @@ TEST(zvLog, EveryLevelHasItsPaddedNameAndTheSamePriority) {
     }
 }
 
-TEST(zvLog, EmitterItselfDoesNotLookAtTheLevel) {
+TEST(ZvLog, EmitterItselfDoesNotLookAtTheLevel) {
     SyslogCapture log;
     g_logLevel = UTIL_LOG_OFF;
     zvUtilKlogMsgLevel(UTIL_LOG_TRACE, 5, "f", "m");
     EXPECT_EQ("UTIL_LOG_TRACE:m @f:5", one(log));
 }
 
-TEST(zvLog, CallersLogOnlyWhatTheLevelLetsThrough) {
+TEST(ZvLog, CallersLogOnlyWhatTheLevelLetsThrough) {
     SyslogCapture log;
     for (int current = 0; current <= 6; ++current) {
         g_logLevel = current;
@@ -188,25 +186,25 @@ TEST(zvLog, CallersLogOnlyWhatTheLevelLetsThrough) {
     }
 }
 
-TEST(zvLog, ArgumentsAreFormatted) {
+TEST(ZvLog, ArgumentsAreFormatted) {
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_WARN, -3, "a_file", "%s %d %02x%%\n", "text", -5, 10);
     EXPECT_EQ("UTIL_LOG_WARN :text -5 0a%\n @a_file:-3", one(log));
 }
 
-TEST(zvLog, PercentSignsOfArgumentsAreNotFormatted) {
+TEST(ZvLog, PercentSignsOfArgumentsAreNotFormatted) {
     EXPECT_EQ("UTIL_LOG_ERROR:%s%n @%d:12", logged("%s%n", "%d"));
 }
 
-TEST(zvLog, EmptyMessageHasPrefixAndSuffix) {
+TEST(ZvLog, EmptyMessageHasPrefixAndSuffix) {
     EXPECT_EQ("UTIL_LOG_ERROR: @f:12", logged("", "f"));
 }
 
-TEST(zvLog, MessageOf334CharactersJustFits) {
+TEST(ZvLog, MessageOf334CharactersJustFits) {
     EXPECT_EQ("UTIL_LOG_ERROR:" + std::string(334, 'm') + " @f:12", logged(std::string(334, 'm'), "f"));
 }
 
-TEST(zvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
+TEST(ZvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
     for (const std::size_t length : {335U, 400U, 5000U}) {
         const std::string text = logged(std::string(length, 'm'), "f");
         EXPECT_EQ("UTIL_LOG_ERROR:" + std::string(334, 'm') + " @f:12", text);
@@ -214,30 +212,29 @@ TEST(zvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
     }
 }
 
-TEST(zvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
+TEST(ZvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
     // Room 91: a suffix of 90 characters fits, " @", the file, ":12".
     const std::string start = "UTIL_LOG_ERROR:" + std::string(334, 'm');
-    EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12",
-              logged(std::string(400, 'm'), std::string(85, 'f')));
+    EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12", logged(std::string(400, 'm'), std::string(85, 'f')));
     EXPECT_EQ(start + " ", logged(std::string(400, 'm'), std::string(86, 'f')));
     EXPECT_EQ(start + " ", logged(std::string(334, 'm'), std::string(86, 'f')));
 }
 
-TEST(zvLog, SuffixThatDoesNotFitBehindAShortMessageIsASingleBlank) {
+TEST(ZvLog, SuffixThatDoesNotFitBehindAShortMessageIsASingleBlank) {
     // Prefix and message take 16 of 440 bytes: a suffix of 423 characters fits.
     EXPECT_EQ("UTIL_LOG_ERROR:x @" + std::string(418, 'f') + ":12", logged("x", std::string(418, 'f')));
     EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(419, 'f')));
     EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(5000, 'f')));
 }
 
-TEST(zvLog, MessageThatCannotBeFormattedShortensTheLine) {
+TEST(ZvLog, MessageThatCannotBeFormattedShortensTheLine) {
     std::setlocale(LC_ALL, "C");
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "%ls", L"\x20AC"); // no such character in this locale
     EXPECT_EQ("UTIL_LOG_ERROR:", one(log));
 }
 
-TEST(zvLog, KeepsTheFacilityOfTheProcess) {
+TEST(ZvLog, KeepsTheFacilityOfTheProcess) {
     SyslogCapture log;
     openlog("test", 0, LOG_LOCAL3);
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x");
@@ -247,14 +244,14 @@ TEST(zvLog, KeepsTheFacilityOfTheProcess) {
     EXPECT_EQ(3, lines[0].priority);
 }
 
-TEST(zvLog, NobodyListeningIsNoFailure) {
+TEST(ZvLog, NobodyListeningIsNoFailure) {
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, INT_MIN, "f", "x");
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, INT_MIN, "f", "x");
     EXPECT_EQ("UTIL_LOG_ERROR:x @f:-2147483648", one(log));
 }
 
-TEST(zvLog, LineCostsNoHeapAndThreeFormattingCallsAtMost) {
+TEST(ZvLog, LineCostsNoHeapAndThreeFormattingCallsAtMost) {
     const std::string longest(5000, 'x');
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x"); // the first of a process reads the time zone
@@ -269,7 +266,7 @@ TEST(zvLog, LineCostsNoHeapAndThreeFormattingCallsAtMost) {
     EXPECT_EQ(5U, log.texts().size());
 }
 
-TEST(zvLog, CountsOfTheTestAboveCount) {
+TEST(ZvLog, CountsOfTheTestAboveCount) {
     const Cost before = {formattings, allocations};
     char text[8];
     std::snprintf(text, sizeof text, "%d", 1);

@@ -1,10 +1,11 @@
 #include "zvMbox.h"
 
-#include "Reports.h"
+#include "reports.h"
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/time.h>
@@ -15,13 +16,11 @@ using Texts = std::vector<std::string>;
 
 namespace {
 
-constexpr uint32_t atMailbox = 16; // the verbosity from which mailboxes report
+constexpr std::uint32_t atMailbox = 16; // the verbosity from which mailboxes report
 
-constexpr const char* oversized =
-    "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m";
-constexpr const char* full =
-    "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
-    "zvattr->attr.mq_maxmsg\n\033[0m";
+constexpr const char* oversized = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m";
+constexpr const char* full = "\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:116:(zvattr->attr.mq_curmsgs) < "
+                             "zvattr->attr.mq_maxmsg\n\033[0m";
 constexpr const char* notReceived = "\033[31mASSERT:libzvCommon/src/zvMbox/snzvMbox_receive:124:(len = "
                                     "mq_receive(zvattr->mqd, buf, size, NULL)) "
                                     ">= 0\n\033[0m";
@@ -63,7 +62,7 @@ void interruptFromNowOn() {
 
 } // namespace
 
-TEST(zvMbox, InitFillsTheHandleAndOpensNothing) {
+TEST(ZvMbox, InitFillsTheHandleAndOpensNothing) {
     zvMbox_attr box;
     std::fill_n(reinterpret_cast<unsigned char*>(&box), sizeof box, static_cast<unsigned char>(0xAA));
     const char* const name = "/init";
@@ -77,7 +76,7 @@ TEST(zvMbox, InitFillsTheHandleAndOpensNothing) {
     EXPECT_FALSE(exists("/dev/mqueue/init"));
 }
 
-TEST(zvMbox, OpeningForReceivingCreatesTheQueue) {
+TEST(ZvMbox, OpeningForReceivingCreatesTheQueue) {
     zvMbox_attr box;
     ASSERT_EQ(0, zvMbox_rxopen_ext("/rx", 3, 700, &box));
     EXPECT_EQ(3, attributesOf(box).mq_maxmsg);
@@ -90,14 +89,14 @@ TEST(zvMbox, OpeningForReceivingCreatesTheQueue) {
     EXPECT_EQ(0, zvMbox_close(&box));
 }
 
-TEST(zvMbox, OpeningForReceivingTakes1500BytesUnlessToldOtherwise) {
+TEST(ZvMbox, OpeningForReceivingTakes1500BytesUnlessToldOtherwise) {
     zvMbox_attr box;
     ASSERT_EQ(0, zvMbox_rxopen("/rx", 4, &box));
     EXPECT_EQ(4, attributesOf(box).mq_maxmsg);
     EXPECT_EQ(1500, attributesOf(box).mq_msgsize);
 }
 
-TEST(zvMbox, ExistingQueueKeepsItsOwnAttributes) {
+TEST(ZvMbox, ExistingQueueKeepsItsOwnAttributes) {
     zvMbox_attr first;
     zvMbox_attr second;
     ASSERT_EQ(0, zvMbox_rxopen_ext("/rx", 3, 700, &first));
@@ -107,7 +106,7 @@ TEST(zvMbox, ExistingQueueKeepsItsOwnAttributes) {
     EXPECT_EQ(9, second.attr.mq_maxmsg); // what was asked for
 }
 
-TEST(zvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
+TEST(ZvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
     zvMbox_attr box;
     umask(0);
     ASSERT_EQ(0, zvMbox_rxopen("/open", 2, &box));
@@ -120,7 +119,7 @@ TEST(zvMbox, QueueHasMode0664AsTheUmaskLeavesIt) {
     EXPECT_EQ(0600U, modeOf("/private"));
 }
 
-TEST(zvMbox, OpeningForSendingNeverCreates) {
+TEST(ZvMbox, OpeningForSendingNeverCreates) {
     zvMbox_attr box;
     g_debug_level = 0;
     errno = 0;
@@ -132,19 +131,19 @@ TEST(zvMbox, OpeningForSendingNeverCreates) {
     EXPECT_FALSE(exists("/dev/mqueue/none"));
 }
 
-TEST(zvMbox, OpeningForSendingIsForSendingOnly) {
+TEST(ZvMbox, OpeningForSendingIsForSendingOnly) {
     const Pair pair("/tx");
     char byte[1500];
     EXPECT_EQ(-1, mq_receive(pair.tx.mqd, byte, sizeof byte, nullptr));
     EXPECT_EQ(EBADF, errno);
 }
 
-TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
+TEST(ZvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     const std::string tx = "[   zvMbox_txopen:  76] mbox=/none errno=No such file or directory\n";
     const std::string rx = "[zvMbox_rxopen_ext:  58] mbox=noslash errno=Invalid argument\n";
     const std::string both = std::string("@").append(tx).append("@").append(rx);
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = reported(atMailbox | file | out, [] {
                 zvMbox_attr box;
                 EXPECT_EQ(-1, zvMbox_txopen("/none", &box));
@@ -162,7 +161,7 @@ TEST(zvMbox, OpenFailuresAreReportedUnderEveryCombinationOfBits) {
     }
 }
 
-TEST(zvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
+TEST(ZvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
     // Where prefix, name and error text together have 1022 to 1025 characters, and far beyond.
     for (const std::size_t length : {965U, 966U, 967U, 968U, 5000U}) {
         const std::string name = "/" + std::string(length, 'n');
@@ -183,7 +182,7 @@ TEST(zvMbox, OpenFailureIsReportedWholeHoweverLongTheName) {
     }
 }
 
-TEST(zvMbox, OpenFailuresAreSilentBelowVerbosity16) {
+TEST(ZvMbox, OpenFailuresAreSilentBelowVerbosity16) {
     const Reported all = reported(15 | toFile | toStdout, [] {
         zvMbox_attr box;
         EXPECT_EQ(-1, zvMbox_txopen("/none", &box));
@@ -196,7 +195,7 @@ TEST(zvMbox, OpenFailuresAreSilentBelowVerbosity16) {
     EXPECT_EQ("(no file)", all.file);
 }
 
-TEST(zvMbox, CreatingGives0EvenWhenItFails) {
+TEST(ZvMbox, CreatingGives0EvenWhenItFails) {
     EXPECT_EQ(0, zvMbox_create_ext("/made", 3, 600));
     EXPECT_EQ(0, zvMbox_create("/plain", 4));
     zvMbox_attr box;
@@ -215,7 +214,7 @@ TEST(zvMbox, CreatingGives0EvenWhenItFails) {
     EXPECT_FALSE(exists("/dev/mqueue/toolarge"));
 }
 
-TEST(zvMbox, CreatingLeavesNoDescriptorOpen) {
+TEST(ZvMbox, CreatingLeavesNoDescriptorOpen) {
     const int before = dup(0);
     close(before);
     zvMbox_create("/made", 3);
@@ -224,7 +223,7 @@ TEST(zvMbox, CreatingLeavesNoDescriptorOpen) {
     EXPECT_EQ(before, after);
 }
 
-TEST(zvMbox, ClosingGivesWhatTheCloseGave) {
+TEST(ZvMbox, ClosingGivesWhatTheCloseGave) {
     Pair pair("/close");
     EXPECT_EQ(0, zvMbox_close(&pair.tx));
     EXPECT_EQ(-1, zvMbox_close(&pair.tx));
@@ -233,7 +232,7 @@ TEST(zvMbox, ClosingGivesWhatTheCloseGave) {
     EXPECT_EQ(-1, zvMbox_close(&box));
 }
 
-TEST(zvMbox, UnlinkingAlwaysGives0) {
+TEST(ZvMbox, UnlinkingAlwaysGives0) {
     EXPECT_EQ(0, zvMbox_create("/gone", 2));
     EXPECT_EQ(0, zvMbox_unlink("/gone"));
     EXPECT_FALSE(exists("/dev/mqueue/gone"));
@@ -241,7 +240,7 @@ TEST(zvMbox, UnlinkingAlwaysGives0) {
     EXPECT_EQ(0, zvMbox_unlink("noslash"));
 }
 
-TEST(zvMbox, MessagesArriveInOrderAtPriority0) {
+TEST(ZvMbox, MessagesArriveInOrderAtPriority0) {
     Pair pair("/box");
     EXPECT_EQ(0, zvMbox_send("one", 3, &pair.tx));
     EXPECT_EQ(0, zvMbox_send("", 0, &pair.tx));
@@ -255,16 +254,16 @@ TEST(zvMbox, MessagesArriveInOrderAtPriority0) {
     EXPECT_EQ(0, snzvMbox_receive(text, sizeof text, &pair.rx));
 }
 
-TEST(zvMbox, Message1500BytesLongGoes) {
+TEST(ZvMbox, Message1500BytesLongGoes) {
     Pair pair("/box");
     const std::string message(1500, 'm');
     EXPECT_EQ(0, zvMbox_send(message.data(), 1500, &pair.tx));
     char text[1500];
     ASSERT_EQ(1500, snzvMbox_receive(text, sizeof text, &pair.rx));
-    EXPECT_EQ(message, std::string(text, 1500));
+    EXPECT_EQ(std::string(text, 1500), message);
 }
 
-TEST(zvMbox, LongerMessageEndsTheProcess) {
+TEST(ZvMbox, LongerMessageEndsTheProcess) {
     Pair pair("/box");
     const auto send = [&] {
         const std::string message(1501, 'm');
@@ -279,7 +278,7 @@ TEST(zvMbox, LongerMessageEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMbox, SendGivesMinus1WhenTheQueueRefuses) {
+TEST(ZvMbox, SendGivesMinus1WhenTheQueueRefuses) {
     zvMbox_attr box;
     zvMbox_init("/never", 2, &box);
     EXPECT_EQ(-1, zvMbox_send("x", 1, &box)); // not open
@@ -291,13 +290,13 @@ TEST(zvMbox, SendGivesMinus1WhenTheQueueRefuses) {
     EXPECT_EQ(0, zvMbox_send("0123456789", 10, &box));
 }
 
-TEST(zvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits) {
+TEST(ZvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits) {
     Pair pair("/full");
     ASSERT_EQ(0, zvMbox_send("1", 1, &pair.tx));
     ASSERT_EQ(0, zvMbox_send("2", 1, &pair.tx));
     const std::string report = "[     zvMbox_send: 114] Mailbox Full: mbox=/full >= 2 messages\n";
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = reported(atMailbox | file | out, [&] { zvMbox_send("3", 1, &pair.tx); });
             EXPECT_EQ(255, all.ended.status);
             ASSERT_EQ((Texts{report, full}), texts(all));
@@ -312,7 +311,7 @@ TEST(zvMbox, FullMailboxEndsTheSenderWithBothReportsUnderEveryCombinationOfBits)
     EXPECT_EQ(2, attributesOf(pair.rx).mq_curmsgs);
 }
 
-TEST(zvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
+TEST(ZvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
     Pair pair("/full", 1);
     ASSERT_EQ(0, zvMbox_send("1", 1, &pair.tx));
     const auto send = [&] { zvMbox_send("2", 1, &pair.tx); };
@@ -325,7 +324,7 @@ TEST(zvMbox, FullMailboxEndsTheSenderAtEveryVerbosity) {
     EXPECT_EQ("", silent.ended.err);
 }
 
-TEST(zvMbox, SenderLooksAtTheQueueAnewEveryTime) {
+TEST(ZvMbox, SenderLooksAtTheQueueAnewEveryTime) {
     Pair pair("/box", 1);
     char text[1500];
     for (int i = 0; i < 3; ++i) {
@@ -334,7 +333,7 @@ TEST(zvMbox, SenderLooksAtTheQueueAnewEveryTime) {
     }
 }
 
-TEST(zvMbox, BlockingReceiveWaitsForAMessage) {
+TEST(ZvMbox, BlockingReceiveWaitsForAMessage) {
     Pair pair("/box");
     std::fflush(nullptr);
     const pid_t peer = fork();
@@ -351,7 +350,7 @@ TEST(zvMbox, BlockingReceiveWaitsForAMessage) {
     waitpid(peer, nullptr, 0);
 }
 
-TEST(zvMbox, FailedBlockingReceiveEndsTheProcess) {
+TEST(ZvMbox, FailedBlockingReceiveEndsTheProcess) {
     Pair pair("/box");
     const Reported small = reported(8, [&] {
         char text[1499];
@@ -369,7 +368,7 @@ TEST(zvMbox, FailedBlockingReceiveEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(unopened));
 }
 
-TEST(zvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
+TEST(ZvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
     Pair pair("/box");
     const auto receive = [&pair] {
         interruptFromNowOn();
@@ -384,7 +383,7 @@ TEST(zvMbox, SignalThatInterruptsABlockingReceiveEndsTheProcess) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
+TEST(ZvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
     Pair pair("/box");
     const Reported all = reported(0xFF, [&pair] {
         interruptFromNowOn();
@@ -398,7 +397,7 @@ TEST(zvMbox, SignalThatInterruptsATimedReceiveGivesMinus2AndStaysSilent) {
     EXPECT_EQ("", all.ended.err);
 }
 
-TEST(zvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
+TEST(ZvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
     Pair pair("/box");
     zvMbox_send("here", 4, &pair.tx);
     zvMbox_send("", 0, &pair.tx);
@@ -409,7 +408,7 @@ TEST(zvMbox, TimedReceiveGivesAWaitingMessageAtOnce) {
     EXPECT_EQ(0, snzvMbox_timedreceive(text, sizeof text, &pair.rx)); // an empty message is one, too
 }
 
-TEST(zvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
+TEST(ZvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
     Pair pair("/box");
     SyslogCapture log;
     char text[1500];
@@ -427,7 +426,7 @@ TEST(zvMbox, TimedReceiveGivesMinus1AfterItsSeconds) {
     EXPECT_TRUE(log.take().empty());
 }
 
-TEST(zvMbox, TimedReceiveGivesMinus2OnOtherFailuresAndStaysSilent) {
+TEST(ZvMbox, TimedReceiveGivesMinus2OnOtherFailuresAndStaysSilent) {
     Pair pair("/box");
     const Reported all = reported(0xFF, [&] {
         char text[1500];

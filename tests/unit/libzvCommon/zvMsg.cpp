@@ -1,13 +1,14 @@
 #include "zvMsg.h"
 
-#include "Reports.h"
-#include "TlvOracle.h"
+#include "reports.h"
+#include "tlvOracle.h"
 #include "zvHexdump.h"
 #include "zvMbox.h"
 #include "zvTlv.h"
 
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -22,7 +23,7 @@ constexpr const char* end = "\n\033[0m";
 // A holder with room for the largest answer, whatever capacity it claims.
 class Holder {
 public:
-    explicit Holder(uint32_t capacity = ZVMSG_MAX) : storage_(ZVMSG_HOLDER_SIZE(3000)) {
+    explicit Holder(std::uint32_t capacity = ZVMSG_MAX) : storage_(ZVMSG_HOLDER_SIZE(3000)) {
         holder()->capacity = capacity;
     }
     zvmsg_holder* holder() { return reinterpret_cast<zvmsg_holder*>(storage_.data()); }
@@ -37,12 +38,13 @@ private:
 // A holder that ends, after its capacity + 4 bytes, at an inaccessible page.
 class GuardedHolder {
 public:
-    GuardedHolder(uint32_t capacity, const Bytes& message, int32_t length)
-        : memory_(ZVMSG_HOLDER_SIZE(capacity)), holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
+    GuardedHolder(std::uint32_t capacity, const Bytes& message, std::int32_t length)
+        : memory_(ZVMSG_HOLDER_SIZE(capacity)),
+          holder_(reinterpret_cast<zvmsg_holder*>(memory_.data())) {
         EXPECT_EQ(0U, capacity % alignof(zvmsg_holder));
         holder_->capacity = capacity;
         holder_->length = length;
-        std::fill_n(holder_->buf, capacity + 4, uint8_t{0});
+        std::fill_n(holder_->buf, capacity + 4, std::uint8_t{0});
         std::copy(message.begin(), message.end(), holder_->buf);
     }
     zvmsg_holder* operator->() { return holder_; }
@@ -53,7 +55,7 @@ private:
     zvmsg_holder* holder_;
 };
 
-Holder request(uint32_t capacity = ZVMSG_MAX) {
+Holder request(std::uint32_t capacity = ZVMSG_MAX) {
     Holder message(capacity);
     zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7);
     return message;
@@ -64,7 +66,7 @@ const Bytes requestBytes = {0, 35, 0,  7,   0,   0,   2, 65, 'P', 'D', 0,   0,  
                             0, 3,  68, '/', 'm', 'e', 0, 0,  3,   67,  '/', 't', 'o', 0,  0, 0, 238};
 
 Bytes received(zvMbox_attr& box) {
-    uint8_t buffer[ZVMSG_MAX];
+    std::uint8_t buffer[ZVMSG_MAX];
     g_timedreceive = 0;
     const int length = snzvMbox_timedreceive(buffer, sizeof buffer, &box);
     return length < 0 ? Bytes{} : Bytes(buffer, buffer + length);
@@ -72,10 +74,10 @@ Bytes received(zvMbox_attr& box) {
 
 // An answer of type 8 with response data.
 Bytes answer(const std::string& data) {
-    Bytes bytes = {0, static_cast<uint8_t>(12 + data.size()), 0, 8, 0,
-                   0, static_cast<uint8_t>(data.size()),      69};
+    Bytes bytes = {0, static_cast<std::uint8_t>(12 + data.size()), 0, 8, 0,
+                   0, static_cast<std::uint8_t>(data.size()),      69};
     for (const char byte : data) {
-        bytes.push_back(static_cast<uint8_t>(byte));
+        bytes.push_back(static_cast<std::uint8_t>(byte));
     }
     bytes.insert(bytes.end(), {0, 0, 0, 238});
     return bytes;
@@ -88,7 +90,7 @@ pid_t peer(zvMbox_attr& inbox, const std::vector<Bytes>& answers, Check check) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        uint8_t buffer[ZVMSG_MAX];
+        std::uint8_t buffer[ZVMSG_MAX];
         const int length = snzvMbox_receive(buffer, sizeof buffer, &inbox);
         char name[64] = {};
         sntlv_find(name, sizeof name, ZVTLV_SRC, buffer);
@@ -122,20 +124,20 @@ bool always(const Bytes&, zvMbox_attr&) {
 
 } // namespace
 
-TEST(zvMsg, BuildStartsAMessageWithCodeAndPayload) {
+TEST(ZvMsg, BuildStartsAMessageWithCodeAndPayload) {
     Holder message;
     EXPECT_EQ(17, zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7));
     EXPECT_EQ(17, message->length);
     EXPECT_EQ((Bytes{0, 17, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3}), message.bytes());
 }
 
-TEST(zvMsg, BuildTakesAnEmptyPayload) {
+TEST(ZvMsg, BuildTakesAnEmptyPayload) {
     Holder message;
     EXPECT_EQ(14, zvmsg_build(message, "\0\xFF", nullptr, 0, 255));
     EXPECT_EQ((Bytes{0, 14, 0, 255, 0, 0, 2, 65, 0, 255, 0, 0, 0, 66}), message.bytes());
 }
 
-TEST(zvMsg, BuildLeavesOutWhatDoesNotFit) {
+TEST(ZvMsg, BuildLeavesOutWhatDoesNotFit) {
     Holder message(12);
     EXPECT_EQ(10, zvmsg_build(message, "PD", "123", 3, 7));
     EXPECT_EQ((Bytes{0, 10, 0, 7, 0, 0, 2, 65, 'P', 'D'}), message.bytes());
@@ -143,13 +145,13 @@ TEST(zvMsg, BuildLeavesOutWhatDoesNotFit) {
     EXPECT_EQ(17, zvmsg_build(fits, "PD", "123", 3, 7));
 }
 
-TEST(zvMsg, HolderIsTwoWordsAndTheMessage) {
+TEST(ZvMsg, HolderIsTwoWordsAndTheMessage) {
     EXPECT_EQ(0U, offsetof(zvmsg_holder, capacity));
     EXPECT_EQ(4U, offsetof(zvmsg_holder, length));
     EXPECT_EQ(8U, offsetof(zvmsg_holder, buf));
 }
 
-TEST(zvMsg, SendAddsNamesAndEndMarker) {
+TEST(ZvMsg, SendAddsNamesAndEndMarker) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request();
@@ -160,7 +162,7 @@ TEST(zvMsg, SendAddsNamesAndEndMarker) {
     EXPECT_EQ(0, tlv_validate(message->buf));
 }
 
-TEST(zvMsg, SendGoesThroughViaWhileTheDestinationStays) {
+TEST(ZvMsg, SendGoesThroughViaWhileTheDestinationStays) {
     zvMbox_attr to;
     zvMbox_attr via;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &to));
@@ -171,7 +173,7 @@ TEST(zvMsg, SendGoesThroughViaWhileTheDestinationStays) {
     EXPECT_EQ(requestBytes, received(via));
 }
 
-TEST(zvMsg, SendLeavesNoDescriptorOpen) {
+TEST(ZvMsg, SendLeavesNoDescriptorOpen) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const int before = dup(0);
@@ -186,16 +188,15 @@ TEST(zvMsg, SendLeavesNoDescriptorOpen) {
     EXPECT_EQ(before, after);
 }
 
-TEST(zvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
+TEST(ZvMsg, SmallHolderWithoutRoomForTheNamesStillGetsTheEndMarker) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request(17); // 17 bytes are taken: room for an element without data
     EXPECT_EQ(0, zvmsg_send(message, "/me", "/to", nullptr, 0));
-    EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}),
-              received(inbox));
+    EXPECT_EQ((Bytes{0, 21, 0, 7, 0, 0, 2, 65, 'P', 'D', 0, 0, 3, 66, 1, 2, 3, 0, 0, 0, 238}), received(inbox));
 }
 
-TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
+TEST(ZvMsg, MessageWithoutEndMarkerEndsTheSender) {
     const auto send = [] {
         Holder message = request(16);
         zvmsg_send(message, "/me", "/to", nullptr, 0);
@@ -208,7 +209,7 @@ TEST(zvMsg, MessageWithoutEndMarkerEndsTheSender) {
     EXPECT_EQ(Texts{}, texts(silent));
 }
 
-TEST(zvMsg, MissingMailboxEndsTheSender) {
+TEST(ZvMsg, MissingMailboxEndsTheSender) {
     const auto send = [] {
         Holder message = request();
         zvmsg_send(message, "/me", "/to", nullptr, 0);
@@ -216,8 +217,7 @@ TEST(zvMsg, MissingMailboxEndsTheSender) {
     const std::string assertion = module + std::string("zvmsg_send:48:zvMbox_txopen(via, &txq) == 0") + end;
     const Reported all = reported(0x00281420, send);
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((Texts{"[   zvMbox_txopen:  76] mbox=/to errno=No such file or directory\n", assertion}),
-              texts(all));
+    EXPECT_EQ((Texts{"[   zvMbox_txopen:  76] mbox=/to errno=No such file or directory\n", assertion}), texts(all));
     EXPECT_EQ(Texts{assertion}, texts(reported(15, send)));
     EXPECT_EQ(255, reported(0, send).ended.status);
 
@@ -230,10 +230,10 @@ TEST(zvMsg, MissingMailboxEndsTheSender) {
     EXPECT_EQ(Texts{assertion}, texts(through));
 }
 
-TEST(zvMsg, OversizedMessageEndsTheSender) {
+TEST(ZvMsg, OversizedMessageEndsTheSender) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const auto send = [](uint32_t payload) {
+    const auto send = [](std::uint32_t payload) {
         return [payload] {
             const std::string data(payload, 'x');
             Holder message(2900);
@@ -246,11 +246,10 @@ TEST(zvMsg, OversizedMessageEndsTheSender) {
     EXPECT_EQ(1500U, received(inbox).size());
     const Reported all = reported(8, send(1469));
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
-              texts(all));
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"}, texts(all));
 }
 
-TEST(zvMsg, OversizedMessageEndsTheExchange) {
+TEST(ZvMsg, OversizedMessageEndsTheExchange) {
     ASSERT_EQ(0, zvMbox_create("/to", 2));
     const Reported all = reported(8, [] {
         const std::string data(1469, 'x');
@@ -259,12 +258,11 @@ TEST(zvMsg, OversizedMessageEndsTheExchange) {
         zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0);
     });
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"},
-              texts(all));
+    EXPECT_EQ(Texts{"\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m"}, texts(all));
     EXPECT_TRUE(exists("/dev/mqueue/me")); // left behind, and removed by the next exchange
 }
 
-TEST(zvMsg, FullMailboxEndsTheExchange) {
+TEST(ZvMsg, FullMailboxEndsTheExchange) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
     Holder message = request();
@@ -280,7 +278,7 @@ TEST(zvMsg, FullMailboxEndsTheExchange) {
               texts(all));
 }
 
-TEST(zvMsg, MailboxThatRefusesTheMessageIsNotTold) {
+TEST(ZvMsg, MailboxThatRefusesTheMessageIsNotTold) {
     ASSERT_EQ(0, zvMbox_create_ext("/to", 2, 10)); // 35 bytes are too many for it
     const Reported all = reported(0xFF, [] {
         Holder message = request();
@@ -299,11 +297,11 @@ TEST(zvMsg, MailboxThatRefusesTheMessageIsNotTold) {
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
+TEST(ZvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const Bytes start(requestBytes.begin(), requestBytes.begin() + 17);
-    const auto send = [&](int32_t length) {
+    const auto send = [&](std::int32_t length) {
         return reported(0x308, [&start, length] {
             Bytes message = start;
             message[1] = 17;
@@ -320,14 +318,14 @@ TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     Bytes expected = requestBytes;
     expected.resize(44);
     EXPECT_EQ(expected, received(inbox));
-    for (const int32_t length : {1501, INT_MAX - 20, INT_MAX}) { // the sum stops at the largest number
+    for (const std::int32_t length : {1501, INT_MAX - 20, INT_MAX}) { // the sum stops at the largest number
         const Reported all = send(length);
         EXPECT_EQ(255, all.ended.status);
         ASSERT_EQ(5U, all.lines.size()) << length;
         EXPECT_EQ("\033[31mASSERT:libzvCommon/src/zvMbox/zvMbox_send:110:len <= ZVMSG_MAX\n\033[0m",
                   all.lines.back().text);
     }
-    for (const int32_t length : {-100, INT_MIN}) {
+    for (const std::int32_t length : {-100, INT_MIN}) {
         const Reported all = send(length);
         EXPECT_EQ(0, all.ended.status);
         EXPECT_EQ(Texts{"\n"}, texts(all)) << length;
@@ -335,21 +333,20 @@ TEST(zvMsg, CurrentLengthBehindTheHolderIsNeitherTracedNorSentFromThere) {
     EXPECT_EQ(Bytes{}, received(inbox));
 }
 
-TEST(zvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
-    for (const uint16_t total : {uint16_t{45}, uint16_t{0x7000}, uint16_t{0x7FFF}}) {
+TEST(ZvMsg, TotalLengthBehindTheHolderEndsTheSenderUnread) {
+    for (const std::uint16_t total : {std::uint16_t{45}, std::uint16_t{0x7000}, std::uint16_t{0x7FFF}}) {
         const Reported all = reported(0x108, [total] {
-            const Bytes message = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 7};
+            const Bytes message = {static_cast<std::uint8_t>(total >> 8), static_cast<std::uint8_t>(total), 0, 7};
             GuardedHolder holder(40, message, total);
             zvmsg_send(holder, "/me", "/to", nullptr, 25);
         });
         EXPECT_EQ(255, all.ended.status);
         ASSERT_FALSE(all.lines.empty());
-        EXPECT_EQ(module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end,
-                  all.lines.back().text);
+        EXPECT_EQ(module + std::string("zvmsg_send:45:0 == tlv_validate(iobuf->buf)") + end, all.lines.back().text);
     }
 }
 
-TEST(zvMsg, FullMailboxEndsTheSender) {
+TEST(ZvMsg, FullMailboxEndsTheSender) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 1, &inbox));
     Holder message = request();
@@ -362,7 +359,7 @@ TEST(zvMsg, FullMailboxEndsTheSender) {
     EXPECT_EQ(2U, all.lines.size());
 }
 
-TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
+TEST(ZvMsg, ExchangeReplacesTheRequestByTheAnswer) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const pid_t child = peer(inbox, {answer("hello")}, [](const Bytes& got, zvMbox_attr& out) {
@@ -378,25 +375,24 @@ TEST(zvMsg, ExchangeReplacesTheRequestByTheAnswer) {
     EXPECT_EQ(answer("hello"), message.bytes());
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 8, data);
     EXPECT_EQ(5, length);
 }
 
-TEST(zvMsg, ExchangeGoesThroughVia) {
+TEST(ZvMsg, ExchangeGoesThroughVia) {
     zvMbox_attr via;
     ASSERT_EQ(0, zvMbox_rxopen("/via", 2, &via));
-    const pid_t child =
-        peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
+    const pid_t child = peer(via, {answer("x")}, [](const Bytes& got, zvMbox_attr&) { return got == requestBytes; });
     Holder message = request();
     g_timedreceive = 5;
     EXPECT_EQ(13, zvmsg_send_timedreceive(message, "/me", "/to", "/via", 0));
     EXPECT_EQ(0, ended(child));
 }
 
-TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
+TEST(ZvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const pid_t child = peer(inbox, {Bytes(1500, 0xAB)}, always);
@@ -404,25 +400,24 @@ TEST(zvMsg, ExchangeTakesAnAnswerOf1500Bytes) {
     EXPECT_EQ(1500, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_EQ(0, ended(child));
     EXPECT_EQ(Bytes(1500, 0xAB), message.bytes());
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
-    EXPECT_EQ(nullptr,
-              zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
+    EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)); // no message at all, and none is read into it
 }
 
 // What an exchange leaves in a holder of 1504 bytes, full of response elements from earlier messages, whose request has
-// one at offset 17 and ends at 43, when the first bytes of an answer come that would have an element of 9 bytes and claims
-// some total length.
+// one at offset 17 and ends at 43, when the first bytes of an answer come that would have an element of 9 bytes and
+// claims some total length.
 class CutAnswer : public testing::Test {
 protected:
-    void exchange(std::size_t size, uint16_t total) {
+    void exchange(std::size_t size, std::uint16_t total) {
         zvMbox_attr inbox;
         ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-        Bytes bytes = {static_cast<uint8_t>(total >> 8), static_cast<uint8_t>(total), 0, 8, 0, 0, 9, 66};
+        Bytes bytes = {static_cast<std::uint8_t>(total >> 8), static_cast<std::uint8_t>(total), 0, 8, 0, 0, 9, 66};
         bytes.resize(17, 0xAB);
         bytes.resize(size);
         const pid_t child = peer(inbox, {bytes}, always);
-        std::fill_n(message->buf, 1505, uint8_t{0x55}); // from earlier messages
+        std::fill_n(message->buf, 1505, std::uint8_t{0x55}); // from earlier messages
         for (std::size_t at = 100; at < 1504; at += 4) {
             std::copy_n("\0\0\0\x45", 4, message->buf + at); // empty response elements
         }
@@ -437,13 +432,13 @@ protected:
     Bytes between(std::size_t from, std::size_t to) { return Bytes(message->buf + from, message->buf + to); }
 
     Holder message;
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
 };
 
 TEST_F(CutAnswer, HasNoElementOfTheRequest) {
     for (const std::size_t size : {0U, 1U, 2U, 4U, 8U, 16U, 17U}) {
-        for (const uint16_t total : {uint16_t{17}, uint16_t{21}, uint16_t{25}, uint16_t{43}}) {
+        for (const std::uint16_t total : {std::uint16_t{17}, std::uint16_t{21}, std::uint16_t{25}, std::uint16_t{43}}) {
             SCOPED_TRACE(testing::Message() << size << ' ' << total);
             exchange(size, total);
             EXPECT_EQ(Bytes(43 - size, 0), between(size, 43));
@@ -456,7 +451,8 @@ TEST_F(CutAnswer, HasNoElementOfTheRequest) {
 }
 
 TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
-    for (const uint16_t total : {uint16_t{104}, uint16_t{1500}, uint16_t{1504}, uint16_t{0x7FFF}}) {
+    for (const std::uint16_t total :
+         {std::uint16_t{104}, std::uint16_t{1500}, std::uint16_t{1504}, std::uint16_t{0x7FFF}}) {
         SCOPED_TRACE(total);
         exchange(17, total);
         const std::size_t claimed = std::min<std::size_t>(total, 1504);
@@ -472,7 +468,7 @@ TEST_F(CutAnswer, LeavesAloneWhatLiesBehindRequestAndAnswer) {
     EXPECT_EQ((Bytes{0, 0, 0, 69}), between(1500, 1504));
 }
 
-TEST(zvMsg, AnswerLongerThanTheRequestStaysWhole) {
+TEST(ZvMsg, AnswerLongerThanTheRequestStaysWhole) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     const Bytes longer = answer(std::string(200, 'a'));
@@ -483,7 +479,7 @@ TEST(zvMsg, AnswerLongerThanTheRequestStaysWhole) {
     EXPECT_EQ(longer, message.bytes());
 }
 
-TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
+TEST(ZvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
     zvMbox_attr inbox;
     zvMbox_attr stale;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
@@ -499,7 +495,7 @@ TEST(zvMsg, ExchangeForgetsWhatWaitedInAStaleMailbox) {
     EXPECT_FALSE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
+TEST(ZvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     SyslogCapture log;
@@ -514,7 +510,7 @@ TEST(zvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     EXPECT_TRUE(log.take().empty());
 }
 
-TEST(zvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
+TEST(ZvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     Holder message = request(1499);
@@ -522,15 +518,15 @@ TEST(zvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     EXPECT_EQ(-2, message->length);
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
 }
 
-TEST(zvMsg, ExchangeChecksEndTheProcess) {
+TEST(ZvMsg, ExchangeChecksEndTheProcess) {
     const std::string function = module + std::string("zvmsg_send_timedreceive:");
     const struct {
-        uint32_t capacity;
+        std::uint32_t capacity;
         const char* from;
         const char* to;
         const char* via;
@@ -556,7 +552,7 @@ TEST(zvMsg, ExchangeChecksEndTheProcess) {
     }
 }
 
-TEST(zvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
+TEST(ZvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
     zvMbox_attr stale;
     ASSERT_EQ(0, zvMbox_create("/box", 4));
     ASSERT_EQ(0, zvMbox_create("/me", 2));
@@ -574,18 +570,16 @@ TEST(zvMsg, InvalidMessageEndsTheExchangeBeforeTheStaleMailboxIsRemoved) {
     EXPECT_EQ((Bytes{'o', 'l', 'd'}), received(left));
 }
 
-TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
+TEST(ZvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
     // Neither can be opened: the reply mailbox's name has no slash, the other mailbox does not exist.
     const Reported both = reported(8, [] {
         Holder message = request();
         zvmsg_send_timedreceive(message, "noslash", "/none", nullptr, 0);
     });
     EXPECT_EQ(255, both.ended.status);
-    EXPECT_EQ(
-        Texts{module +
-              std::string("zvmsg_send_timedreceive:70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0") +
-              end},
-        texts(both));
+    EXPECT_EQ(Texts{module +
+                    std::string("zvmsg_send_timedreceive:70:zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0") + end},
+              texts(both));
     const Reported missing = reported(8, [] {
         Holder message = request();
         zvmsg_send_timedreceive(message, "/me", "/none", nullptr, 0);
@@ -596,17 +590,17 @@ TEST(zvMsg, ReplyMailboxIsMadeBeforeTheOtherIsOpened) {
     EXPECT_TRUE(exists("/dev/mqueue/me"));
 }
 
-TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
+TEST(ZvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const auto send = [](int direction, uint32_t classes) {
+    const auto send = [](int direction, std::uint32_t classes) {
         return [=] {
             g_debug = classes;
             Holder message = request();
             zvmsg_send(message, "/me", "/to", nullptr, direction);
         };
     };
-    const auto linesOf = [&](uint32_t switches, int direction, uint32_t classes) {
+    const auto linesOf = [&](std::uint32_t switches, int direction, std::uint32_t classes) {
         const Reported all = reported(switches, send(direction, classes));
         EXPECT_EQ(0, all.ended.status);
         EXPECT_EQ(requestBytes, received(inbox));
@@ -629,11 +623,11 @@ TEST(zvMsg, SentMessagesAreTracedUnderBit8AndTheirClass) {
     }
 }
 
-TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
+TEST(ZvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
-    const uint32_t initial = g_debug_level;
-    const auto sweep = [&inbox](uint32_t switches) {
+    const std::uint32_t initial = g_debug_level;
+    const auto sweep = [&inbox](std::uint32_t switches) {
         const Reported all = reported(switches, [&inbox] {
             for (int direction = 0; direction < ZVMSG_DIRECTIONS; ++direction) {
                 Holder message = request();
@@ -649,12 +643,12 @@ TEST(zvMsg, OnlyTheTwoLastDirectionsAreTracedAtFirst) {
         return markers;
     };
     EXPECT_EQ(Texts{}, sweep(initial)); // bit 8 is off
-    EXPECT_EQ((Texts{"\n", "DB>         ", "DB>         ", "DB>         ", "\n", "DB<         ",
-                     "DB<         ", "DB<         "}),
+    EXPECT_EQ((Texts{"\n", "DB>         ", "DB>         ", "DB>         ", "\n", "DB<         ", "DB<         ",
+                     "DB<         "}),
               sweep(initial | 0x100));
 }
 
-TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
+TEST(ZvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
     zvMbox_attr inbox;
     ASSERT_EQ(0, zvMbox_rxopen("/to", 2, &inbox));
     EXPECT_EQ(4U, reported(0x108, [] {
@@ -671,33 +665,33 @@ TEST(zvMsg, ExchangeIsTracedAsWellAndInvalidMessagesBeforeTheProcessEnds) {
     EXPECT_THAT(lines[3], testing::HasSubstr("zvmsg_send:45:"));
 }
 
-TEST(zvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
+TEST(ZvMsg, ResponseIsNullWithoutItsElementAndStoresNothing) {
     Holder message = request();
-    uint8_t byte = 0;
-    uint8_t* data = &byte;
-    uint16_t length = 4711;
+    std::uint8_t byte = 0;
+    std::uint8_t* data = &byte;
+    std::uint16_t length = 4711;
     EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
     EXPECT_EQ(&byte, data);
     EXPECT_EQ(4711, length);
 }
 
-TEST(zvMsg, ResponseMayBeEmpty) {
+TEST(ZvMsg, ResponseMayBeEmpty) {
     Holder message;
     const Bytes empty = answer("");
     std::copy(empty.begin(), empty.end(), message->buf);
-    message->length = static_cast<int32_t>(empty.size());
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
+    message->length = static_cast<std::int32_t>(empty.size());
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
     EXPECT_NE(nullptr, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 8, data);
     EXPECT_EQ(0, length);
 }
 
-TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
+TEST(ZvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     const Bytes message = answer("hello"); // 17 bytes
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
-    for (const int32_t current : {0, 1, 12, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
+    for (const std::int32_t current : {0, 1, 12, 17, 20, 24, 25, 1500, INT_MAX}) { // the holder has 24 bytes
         GuardedHolder holder(20, message, current);
         EXPECT_EQ(holder->buf + 4, zvmsg_response(holder, &data, &length)) << current;
         EXPECT_EQ(holder->buf + 8, data);
@@ -705,32 +699,32 @@ TEST(zvMsg, ResponseOfAMessageThatTheCallerFilledInIsFound) {
     }
 }
 
-TEST(zvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
+TEST(ZvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
     Holder message;
     EXPECT_EQ(14, zvmsg_build(message, "PD", nullptr, 0, 8));
     EXPECT_EQ(8, sntlv_add_bin(message->buf, message->capacity, 69, 4, "pong"));
     EXPECT_EQ(4, sntlv_add_dat(message->buf, message->capacity, 238, 0));
     EXPECT_EQ(14, message->length); // as the build left it
-    uint8_t* data = nullptr;
-    uint16_t length = 0;
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
     EXPECT_EQ(message->buf + 14, zvmsg_response(message, &data, &length));
     EXPECT_EQ(message->buf + 18, data);
     EXPECT_EQ(4, length);
 }
 
-TEST(zvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
+TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
     const Bytes bytes = answer("hello"); // the data end at 13, the message at 17
     Holder message(0);
     std::copy(bytes.begin(), bytes.end(), message->buf);
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
-    for (const int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
+    for (const std::int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
         message->length = current;
         EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
     }
     EXPECT_EQ(nullptr, data);
     EXPECT_EQ(4711, length);
-    for (const int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
+    for (const std::int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
         message->length = current;
         data = nullptr;
         EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length)) << current;
@@ -738,16 +732,16 @@ TEST(zvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKn
         EXPECT_EQ(5, length);
     }
     message->buf[1] = 12; // a total length that cuts the data off
-    for (const int32_t current : {0, 17, 1500}) {
+    for (const std::int32_t current : {0, 17, 1500}) {
         message->length = current;
         EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
     }
 }
 
-TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
-    uint8_t* data = nullptr;
-    uint16_t length = 4711;
-    for (const int32_t current : {-1, -2, INT_MIN}) {
+TEST(ZvMsg, ResponseIsNullWithoutAnAnswer) {
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 4711;
+    for (const std::int32_t current : {-1, -2, INT_MIN}) {
         GuardedHolder holder(20, answer("hello"), current);
         EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << current;
     }
@@ -756,20 +750,19 @@ TEST(zvMsg, ResponseIsNullWithoutAnAnswer) {
 }
 
 // Totals and lengths that lie, in a holder that ends at an inaccessible page.
-TEST(zvMsg, ResponseIsNotLookedForBehindTheHolder) {
+TEST(ZvMsg, ResponseIsNotLookedForBehindTheHolder) {
     for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
         for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
-            for (const int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
+            for (const std::int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
                 const Bytes message = {
-                    static_cast<uint8_t>(total >> 8),   static_cast<uint8_t>(total),   0, 8, 0,
-                    static_cast<uint8_t>(element >> 8), static_cast<uint8_t>(element), 69};
+                    static_cast<std::uint8_t>(total >> 8),   static_cast<std::uint8_t>(total),   0, 8, 0,
+                    static_cast<std::uint8_t>(element >> 8), static_cast<std::uint8_t>(element), 69};
                 GuardedHolder holder(12, message, current);
                 const int limit = total < 0x8000 ? std::min(total, 16) : 0;
-                uint8_t* data = nullptr;
-                uint16_t length = 4711;
+                std::uint8_t* data = nullptr;
+                std::uint16_t length = 4711;
                 const bool found = zvmsg_response(holder, &data, &length) != nullptr;
-                EXPECT_EQ(8 <= limit && 8 + element <= limit, found)
-                    << total << ' ' << element << ' ' << current;
+                EXPECT_EQ(8 <= limit && 8 + element <= limit, found) << total << ' ' << element << ' ' << current;
                 EXPECT_EQ(found ? element : 4711, length);
                 EXPECT_EQ(found ? holder->buf + 8 : nullptr, data);
             }

@@ -1,9 +1,10 @@
 // The assertion report, by way of a check that fails.
-#include "Reports.h"
-#include "WrappedWrite.h"
+#include "reports.h"
+#include "wrappedWrite.h"
 #include "zvTlv.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ namespace {
 constexpr const char* body = "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m";
 
 void fail() {
-    uint8_t empty[] = {0, 4, 0, 1};
+    std::uint8_t empty[] = {0, 4, 0, 1};
     sntlv_void(empty, 66);
 }
 
@@ -50,8 +51,8 @@ TEST(AssertionReport, HasTheUsersFacilityWhateverTheProcessHasSet) {
 }
 
 TEST(AssertionReport, EveryCombinationOfTheTwoOutputBits) {
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = reported(8 | file | out, fail);
             EXPECT_EQ(255, all.ended.status);
             EXPECT_EQ(std::vector<std::string>{body}, texts(all));
@@ -63,7 +64,7 @@ TEST(AssertionReport, EveryCombinationOfTheTwoOutputBits) {
 }
 
 TEST(AssertionReport, IsSilentUpToVerbosity7ButTheProcessEndsAllTheSame) {
-    for (const uint32_t verbosity : {0U, 7U, 0xFFFFFF07U, 0xFFFFFF00U}) {
+    for (const std::uint32_t verbosity : {0U, 7U, 0xFFFFFF07U, 0xFFFFFF00U}) {
         const Reported all = reported(verbosity, fail);
         EXPECT_EQ(255, all.ended.status) << verbosity;
         EXPECT_TRUE(all.lines.empty()) << verbosity;
@@ -74,7 +75,7 @@ TEST(AssertionReport, IsSilentUpToVerbosity7ButTheProcessEndsAllTheSame) {
 }
 
 TEST(AssertionReport, TakesTheVerbosityAsAnUnsignedByte) {
-    for (const uint32_t verbosity : {8U, 127U, 128U, 255U}) {
+    for (const std::uint32_t verbosity : {8U, 127U, 128U, 255U}) {
         EXPECT_EQ(std::vector<std::string>{body}, texts(reported(verbosity, fail))) << verbosity;
     }
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(zvText, PiecesFollowEachOtherAndAreCountedBeyondTheBuffer) {
+TEST(ZvText, PiecesFollowEachOtherAndAreCountedBeyondTheBuffer) {
     char buffer[6] = {'-', '-', '-', '-', '-', '-'};
     zv::Text text(buffer, 5);
     text.put("%s", "ab");
@@ -14,14 +14,14 @@ TEST(zvText, PiecesFollowEachOtherAndAreCountedBeyondTheBuffer) {
     EXPECT_EQ(6, text.length());
 }
 
-TEST(zvText, NothingIsWrittenWithoutABuffer) {
+TEST(ZvText, NothingIsWrittenWithoutABuffer) {
     zv::Text text(nullptr, 0);
     text.put("%s", "ab");
     EXPECT_EQ(2, text.length());
 }
 
 // Told of the lengths themselves: to put together so much text takes minutes.
-TEST(zvText, ResultStopsAtTheLargestNumber) {
+TEST(ZvText, ResultStopsAtTheLargestNumber) {
     EXPECT_EQ(0, zv::Text::resultOf(0));
     EXPECT_EQ(2147483646, zv::Text::resultOf(0x7FFFFFFE));
     EXPECT_EQ(2147483647, zv::Text::resultOf(0x7FFFFFFF));

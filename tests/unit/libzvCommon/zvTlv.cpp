@@ -1,11 +1,12 @@
 #include "zvTlv.h"
 
-#include "Child.h"
-#include "Reports.h"
-#include "TlvOracle.h"
+#include "child.h"
+#include "reports.h"
+#include "tlvOracle.h"
 
 #include <array>
 #include <bit>
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -14,10 +15,10 @@ using namespace zvtest;
 namespace {
 
 // Type 1, elements 65 "PD", 66 "xyz", end marker.
-constexpr std::array<uint8_t, 21> sample = {0, 21, 0,  1,   0,   0,   2, 65, 'P', 'D', 0,
-                                            0, 3,  66, 'x', 'y', 'z', 0, 0,  0,   238};
+constexpr std::array<std::uint8_t, 21> sample = {0, 21, 0,  1,   0,   0,   2, 65, 'P', 'D', 0,
+                                                 0, 3,  66, 'x', 'y', 'z', 0, 0,  0,   238};
 
-Bytes bytesOf(const uint8_t* from, std::size_t count) {
+Bytes bytesOf(const std::uint8_t* from, std::size_t count) {
     return Bytes(from, from + count);
 }
 
@@ -27,24 +28,24 @@ int verdict(Bytes message) {
 
 } // namespace
 
-TEST(zvTlv, FreshMessageIsFourBytes) {
-    uint8_t buffer[5] = {9, 9, 9, 9, 9};
+TEST(ZvTlv, FreshMessageIsFourBytes) {
+    std::uint8_t buffer[5] = {9, 9, 9, 9, 9};
     EXPECT_EQ(4, sntlv_msg_init(buffer, 0, 7));
     EXPECT_EQ((Bytes{0, 4, 0, 7, 9}), bytesOf(buffer, 5));
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, LengthIsReadAsSigned16Bits) {
-    const uint8_t most[] = {0x7f, 0xff, 0, 0};
-    const uint8_t least[] = {0x80, 0x00, 0, 0};
-    const uint8_t minusOne[] = {0xff, 0xff, 0, 0};
+TEST(ZvTlv, LengthIsReadAsSigned16Bits) {
+    const std::uint8_t most[] = {0x7f, 0xff, 0, 0};
+    const std::uint8_t least[] = {0x80, 0x00, 0, 0};
+    const std::uint8_t minusOne[] = {0xff, 0xff, 0, 0};
     EXPECT_EQ(32767, sntlv_msg_len(most));
     EXPECT_EQ(-32768, sntlv_msg_len(least));
     EXPECT_EQ(-1, sntlv_msg_len(minusOne));
 }
 
-TEST(zvTlv, AppendedElementFollowsInBigEndianOrder) {
-    uint8_t buffer[32];
+TEST(ZvTlv, AppendedElementFollowsInBigEndianOrder) {
+    std::uint8_t buffer[32];
     sntlv_msg_init(buffer, 32, 2);
     EXPECT_EQ(6, sntlv_add_bin(buffer, 28, 65, 2, "\x12\x34"));
     EXPECT_EQ((Bytes{0, 10, 0, 2, 0, 0, 2, 65, 0x12, 0x34}), bytesOf(buffer, 10));
@@ -52,7 +53,7 @@ TEST(zvTlv, AppendedElementFollowsInBigEndianOrder) {
     EXPECT_EQ((Bytes{0, 14, 0, 2, 0, 0, 2, 65, 0x12, 0x34, 0, 0, 0, 238}), bytesOf(buffer, 14));
 }
 
-TEST(zvTlv, LongElementUsesBothLengthBytes) {
+TEST(ZvTlv, LongElementUsesBothLengthBytes) {
     Bytes buffer(2000, 0xAA);
     const Bytes data(300, 0x55);
     sntlv_msg_init(buffer.data(), 1996, 2);
@@ -62,17 +63,17 @@ TEST(zvTlv, LongElementUsesBothLengthBytes) {
     EXPECT_EQ(0xAA, buffer[308]);
 }
 
-TEST(zvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
+TEST(ZvTlv, AppendedElementMayEndFourBytesBehindTheCapacity) {
     // Total 4 and 6 bytes of data against capacity 10: fits, ends at 14.
     GuardedBuffer memory(14);
-    uint8_t* const buffer = memory.data();
+    std::uint8_t* const buffer = memory.data();
     sntlv_msg_init(buffer, 10, 1);
     EXPECT_EQ(10, sntlv_add_bin(buffer, 10, 66, 6, "abcdef"));
     EXPECT_EQ((Bytes{0, 14, 0, 1, 0, 0, 6, 66, 'a', 'b', 'c', 'd', 'e', 'f'}), bytesOf(buffer, 14));
 }
 
-TEST(zvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
-    uint8_t buffer[16];
+TEST(ZvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
+    std::uint8_t buffer[16];
     std::memset(buffer, 0xCC, sizeof buffer);
     sntlv_msg_init(buffer, 10, 1);
     EXPECT_EQ(0, sntlv_add_bin(buffer, 10, 66, 7, "abcdefg"));
@@ -84,41 +85,41 @@ TEST(zvTlv, ElementThatDoesNotFitLeavesTheMessageUnchanged) {
     EXPECT_EQ(14, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, HugeLengthsDoNotWrapIntoFitting) {
-    uint8_t buffer[16];
+TEST(ZvTlv, HugeLengthsDoNotWrapIntoFitting) {
+    std::uint8_t buffer[16];
     sntlv_msg_init(buffer, 12, 1);
-    for (const uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
+    for (const std::uint32_t length : {0xFFFFFFFFU, 0xFFFFFFFCU, 0xFFFFFFF8U, 0x80000000U, 0x10000U}) {
         EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, length, "x")) << length;
         EXPECT_EQ(0, sntlv_add_dat(buffer, 12, 66, length, 1)) << length;
     }
     EXPECT_EQ(4, sntlv_msg_len(buffer));
 }
 
-TEST(zvTlv, TotalBehindTheCapacityTakesNothing) {
-    uint8_t near[20] = {};
-    for (uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
+TEST(ZvTlv, TotalBehindTheCapacityTakesNothing) {
+    std::uint8_t near[20] = {};
+    for (std::uint8_t total = 13; total <= 20; ++total) { // from 17 on, 32 bits would wrap into fitting
         near[1] = total;
         EXPECT_EQ(0, sntlv_add_bin(near, 12, 66, 0, nullptr)) << int(total);
         EXPECT_EQ(0, sntlv_add_dat(near, 12, 238, 0)) << int(total);
         EXPECT_EQ(total, near[1]);
     }
-    uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
+    std::uint8_t buffer[16] = {0x7f, 0xff, 0, 1};
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
     buffer[0] = 0xff;
     EXPECT_EQ(0, sntlv_add_bin(buffer, 12, 66, 0, nullptr));
 }
 
-TEST(zvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
-    for (uint8_t total = 0; total < 4; ++total) {
+TEST(ZvTlv, TotalShorterThanTheHeaderStaysInsideTheBuffer) {
+    for (std::uint8_t total = 0; total < 4; ++total) {
         GuardedBuffer memory(12);
-        uint8_t* const buffer = memory.data();
+        std::uint8_t* const buffer = memory.data();
         buffer[1] = total;
         EXPECT_EQ(0, sntlv_add_bin(buffer, 8, 66, 9, "123456789"));
         EXPECT_EQ(8, sntlv_add_bin(buffer, 8, 66, 4, "1234"));
     }
 }
 
-TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
+TEST(ZvTlv, SizesAndTotalsAreCutTo16Bits) {
     Bytes buffer(70010, 0);
     const Bytes data(65536, 1);
     sntlv_msg_init(buffer.data(), 70000, 1);
@@ -134,8 +135,8 @@ TEST(zvTlv, SizesAndTotalsAreCutTo16Bits) {
     EXPECT_EQ((Bytes{0, 8, 0, 1, 0, 0, 0, 66, 1}), bytesOf(buffer.data(), 9));
 }
 
-TEST(zvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
-    constexpr uint32_t length = 0xFFFC; // with its header 0x10000 bytes
+TEST(ZvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
+    constexpr std::uint32_t length = 0xFFFC; // with its header 0x10000 bytes
     Bytes buffer(70010, 0xAA);
     const Bytes data(length, 0x55);
     sntlv_msg_init(buffer.data(), 70000, 1);
@@ -146,8 +147,8 @@ TEST(zvTlv, ElementWhoseSizeIsCutToZeroLeavesTheTotalAsItWas) {
     EXPECT_EQ(nullptr, tlv_find(buffer.data(), 66));
 }
 
-TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
-    uint8_t buffer[64];
+TEST(ZvTlv, ValuesAreTakenInTheirOrderInMemory) {
+    std::uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     EXPECT_EQ(6, sntlv_add_dat(buffer, 60, 65, 2, 0x1234));
     EXPECT_EQ(8, sntlv_add_dat(buffer, 60, 66, 4, 0x11223344));
@@ -161,8 +162,8 @@ TEST(zvTlv, ValuesAreTakenInTheirOrderInMemory) {
     }
 }
 
-TEST(zvTlv, FindGivesTheFirstElementWithTheTag) {
-    uint8_t buffer[64];
+TEST(ZvTlv, FindGivesTheFirstElementWithTheTag) {
+    std::uint8_t buffer[64];
     sntlv_msg_init(buffer, 60, 1);
     sntlv_add_bin(buffer, 60, 65, 1, "a");
     sntlv_add_bin(buffer, 60, 66, 1, "b");
@@ -172,12 +173,12 @@ TEST(zvTlv, FindGivesTheFirstElementWithTheTag) {
     EXPECT_EQ(nullptr, tlv_find(buffer, 67));
 }
 
-TEST(zvTlv, FindInAnEmptyMessageGivesNull) {
-    uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
+TEST(ZvTlv, FindInAnEmptyMessageGivesNull) {
+    std::uint8_t buffer[8] = {0, 4, 0, 65, 0, 0, 0, 65};
     EXPECT_EQ(nullptr, tlv_find(buffer, 65));
 }
 
-TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
+TEST(ZvTlv, FindCopyNeedsMoreRoomThanTheData) {
     auto message = sample;
     char exact[3] = {'-', '-', '-'};
     EXPECT_EQ(0, sntlv_find(exact, 3, 66, message.data()));
@@ -189,7 +190,7 @@ TEST(zvTlv, FindCopyNeedsMoreRoomThanTheData) {
     EXPECT_EQ(0, sntlv_find(roomy, 0, 238, message.data()));
 }
 
-TEST(zvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
+TEST(ZvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
     auto message = sample;
     EXPECT_EQ(0, sntlv_find(nullptr, 1, 238, message.data()));
     EXPECT_EQ(0, sntlv_find(nullptr, 0, 238, message.data()));
@@ -198,12 +199,12 @@ TEST(zvTlv, FindCopyOfAnEmptyElementNeedsNoDestination) {
     EXPECT_EQ('-', untouched);
 }
 
-TEST(zvTlv, WellFormedMessageIsValid) {
+TEST(ZvTlv, WellFormedMessageIsValid) {
     EXPECT_EQ(0, verdict({sample.begin(), sample.end()}));
     EXPECT_EQ(0, verdict({0, 8, 0, 9, 0, 0, 0, 238}));
 }
 
-TEST(zvTlv, MessageWithoutEndMarkerIsInvalid) {
+TEST(ZvTlv, MessageWithoutEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 4, 0, 1}));
     EXPECT_EQ(-1, verdict({0, 4, 0, 238})); // the type is no marker
     EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 2, 65, 1, 2}));
@@ -212,14 +213,14 @@ TEST(zvTlv, MessageWithoutEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 65, 238}));
 }
 
-TEST(zvTlv, EarlierEndMarkerIsInvalid) {
+TEST(ZvTlv, EarlierEndMarkerIsInvalid) {
     EXPECT_EQ(-1, verdict({0, 12, 0, 1, 0, 0, 0, 238, 0, 0, 0, 238}));
     EXPECT_EQ(-1, verdict({0, 9, 0, 1, 0, 0, 1, 238, 238})); // a marker with data
     EXPECT_EQ(-1, verdict({0, 8, 0, 1, 0, 0, 5, 238}));      // a marker whose data lie behind the end
 }
 
-TEST(zvTlv, NonsenseTotalsAreInvalid) {
-    for (uint8_t total = 0; total < 8; ++total) {
+TEST(ZvTlv, NonsenseTotalsAreInvalid) {
+    for (std::uint8_t total = 0; total < 8; ++total) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-1, tlv_validate(memory.place({0, total, 0, 238, 0, 0, 0, 238}))) << int(total);
     }
@@ -229,10 +230,10 @@ TEST(zvTlv, NonsenseTotalsAreInvalid) {
     EXPECT_EQ(nullptr, tlv_find(memory.data(), 0));
 }
 
-// The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not
-// add up, whatever the type.
-TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
-    for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
+// The last byte passes for a marker, but there is no room for an element between header and end: the lengths do not add
+// up, whatever the type.
+TEST(ZvTlv, TotalsTooShortForAnElementAreUnbalanced) {
+    for (const std::uint8_t type : {std::uint8_t{1}, std::uint8_t{2}}) {
         GuardedBuffer memory(8);
         EXPECT_EQ(-3, tlv_validate(memory.place({0, 5, 0, type, 238})));
         EXPECT_EQ(-3, tlv_validate(memory.place({0, 6, 0, type, 0, 238})));
@@ -240,19 +241,18 @@ TEST(zvTlv, TotalsTooShortForAnElementAreUnbalanced) {
     }
 }
 
-TEST(zvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
+TEST(ZvTlv, MissingEndMarkerCountsBeforeUnbalancedLengths) {
     EXPECT_EQ(-1, verdict({0, 13, 0, 1, 0, 0, 9, 65, 1, 0, 0, 0, 0}));
     EXPECT_EQ(-1, verdict({0, 13, 0, 2, 0, 0, 9, 66, 1, 0, 0, 0, 237}));
     EXPECT_EQ(-1, verdict({0, 10, 0, 1, 0, 0, 0, 65, 0, 0}));
 }
 
-// One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is
-// wrong.
-TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
+// One length too large by one: elements 65, 66 and/or 69, then the marker; the last element's length is wrong.
+TEST(ZvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     for (int type = 0; type < 256; ++type) {
         const bool answering =
             type == 1 || type == 3 || type == 5 || type == 7 || type == 9 || type == 11 || type == 13;
-        const auto t = static_cast<uint8_t>(type);
+        const auto t = static_cast<std::uint8_t>(type);
         const Bytes neither = {0, 13, 0, t, 0, 0, 2, 65, 1, 0, 0, 0, 238};
         const Bytes payload = {0, 14, 0, t, 0, 0, 3, 66, 1, 2, 0, 0, 0, 238};
         const Bytes response = {0, 14, 0, t, 0, 0, 3, 69, 1, 2, 0, 0, 0, 238};
@@ -264,17 +264,17 @@ TEST(zvTlv, UnbalancedLengthsAreToldByTypePayloadAndResponse) {
     }
 }
 
-// As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a byte
-// too far, finds a length far behind the end, and nothing after it.
-TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
+// As above, but other elements follow the one with the wrong length: the walk takes the header of the next one from a
+// byte too far, finds a length far behind the end, and nothing after it.
+TEST(ZvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
     // The code, which has 2 bytes; destination; end marker.
     EXPECT_EQ(-3, verdict({0, 21, 0, 1, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     EXPECT_EQ(-3, verdict({0, 21, 0, 2, 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     // A payload before them.
-    EXPECT_EQ(-3, verdict({0,   26,  0, 1, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
-                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
-    EXPECT_EQ(-2, verdict({0,   26,  0, 2, 0, 0,  1,   66,  'x', 0, 0, 3, 65,
-                           'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(
+        -3, verdict({0, 26, 0, 1, 0, 0, 1, 66, 'x', 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
+    EXPECT_EQ(
+        -2, verdict({0, 26, 0, 2, 0, 0, 1, 66, 'x', 0, 0, 3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0, 0, 238}));
     // Payload and response before them.
     EXPECT_EQ(-2, verdict({0, 31, 0,   1,   0, 0, 1, 66, 'x', 0,   0,   1, 69, 'y', 0,  0,
                            3, 65, 'P', 'D', 0, 0, 3, 67, '/', 't', 'o', 0, 0,  0,   238}));
@@ -285,7 +285,7 @@ TEST(zvTlv, UnbalancedLengthsBeforeTheLastElementAreToldTheSameWay) {
     EXPECT_EQ(-2, verdict({0, 20, 0, 2, 0, 0, 3, 66, 1, 2, 0, 0, 2, 69, 3, 4, 0, 0, 0, 238}));
 }
 
-TEST(zvTlv, BlankedElementKeepsItsPlace) {
+TEST(ZvTlv, BlankedElementKeepsItsPlace) {
     auto message = sample;
     sntlv_void(message.data(), 65);
     EXPECT_EQ((Bytes{0, 21, 0, 1, 'W', 0, 2, 65, 0, 0, 0, 0, 3, 66, 'x', 'y', 'z', 0, 0, 0, 238}),
@@ -294,8 +294,8 @@ TEST(zvTlv, BlankedElementKeepsItsPlace) {
     EXPECT_EQ(message.data() + 4, tlv_find(message.data(), 65));
 }
 
-TEST(zvTlv, RemovingTheLastElementAllowsAppending) {
-    uint8_t message[64];
+TEST(ZvTlv, RemovingTheLastElementAllowsAppending) {
+    std::uint8_t message[64];
     std::memcpy(message, sample.data(), sample.size());
     EXPECT_EQ(-4, sntlv_remove(message, 60, 238));
     EXPECT_EQ(17, sntlv_msg_len(message));
@@ -304,40 +304,39 @@ TEST(zvTlv, RemovingTheLastElementAllowsAppending) {
     EXPECT_EQ(0, tlv_validate(message));
 }
 
-TEST(zvTlv, RemovingAMiddleElementCutsOffTheTailAndMovesNothing) {
+TEST(ZvTlv, RemovingAMiddleElementCutsOffTheTailAndMovesNothing) {
     auto message = sample;
     EXPECT_EQ(-6, sntlv_remove(message.data(), 0, 65));
     EXPECT_EQ(15, sntlv_msg_len(message.data()));
     EXPECT_TRUE(std::equal(sample.begin() + 2, sample.end(), message.begin() + 2));
 }
 
-TEST(zvTlv, BlankingAMissingElementEndsTheProcess) {
+TEST(ZvTlv, BlankingAMissingElementEndsTheProcess) {
     const Reported all = reported(8, [] {
         auto message = sample;
         sntlv_void(message.data(), 69);
     });
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((std::vector<std::string>{
-                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m"}),
+    EXPECT_EQ((std::vector<std::string>{"\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m"}),
               texts(all));
 }
 
-TEST(zvTlv, RemovingAMissingElementEndsTheProcess) {
+TEST(ZvTlv, RemovingAMissingElementEndsTheProcess) {
     const auto remove = [] {
         auto message = sample;
         sntlv_remove(message.data(), 0, 69);
     };
     const Reported all = reported(8, remove);
     EXPECT_EQ(255, all.ended.status);
-    EXPECT_EQ((std::vector<std::string>{
-                  "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_remove:238:tlvend != NULL\n\033[0m"}),
-              texts(all));
+    EXPECT_EQ(
+        (std::vector<std::string>{"\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_remove:238:tlvend != NULL\n\033[0m"}),
+        texts(all));
     const Reported silent = reported(7, remove);
     EXPECT_EQ(255, silent.ended.status);
     EXPECT_TRUE(silent.lines.empty());
 }
 
-TEST(zvTlv, NumbersAreWrittenMostSignificantByteFirst) {
+TEST(ZvTlv, NumbersAreWrittenMostSignificantByteFirst) {
     char text[8];
     std::memset(text, '-', sizeof text);
     EXPECT_EQ(2, snLoclItoI(text, sizeof text, 2, 0x1234));
@@ -350,7 +349,7 @@ TEST(zvTlv, NumbersAreWrittenMostSignificantByteFirst) {
     EXPECT_EQ(0, std::memcmp("\x01\x00\x02\0", text, 4));
 }
 
-TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
+TEST(ZvTlv, NumbersOfOtherWidthsAreNotWritten) {
     char text[4] = {'-', '-', '-', '-'};
     for (const int count : {5, 0, -1, INT32_MAX, INT32_MIN}) {
         EXPECT_EQ(0, snLoclItoI(text, sizeof text, count, 0x1234)) << count;
@@ -358,11 +357,11 @@ TEST(zvTlv, NumbersOfOtherWidthsAreNotWritten) {
     EXPECT_EQ(0, std::memcmp("----", text, 4));
 }
 
-TEST(zvTlv, NumbersStayInsideTheirRoom) {
-    const auto written = [](uint32_t size, int count, uint32_t value) {
+TEST(ZvTlv, NumbersStayInsideTheirRoom) {
+    const auto written = [](std::uint32_t size, int count, std::uint32_t value) {
         GuardedBuffer memory(4);
         memory.place({0xEE, 0xEE, 0xEE, 0xEE});
-        uint8_t* const destination = memory.last(size);
+        std::uint8_t* const destination = memory.last(size);
         // What the formatted writes report: all characters, stored or not.
         EXPECT_EQ(count, snLoclItoI(reinterpret_cast<char*>(destination), size, count, value));
         EXPECT_EQ(Bytes(4 - size, 0xEE), bytesOf(memory.data(), 4 - size));
@@ -377,7 +376,7 @@ TEST(zvTlv, NumbersStayInsideTheirRoom) {
     EXPECT_EQ(2, snLoclItoI(nullptr, 0, 2, 0x1234));
 }
 
-TEST(zvTlv, BinaryCopyIsWholeOrNothing) {
+TEST(ZvTlv, BinaryCopyIsWholeOrNothing) {
     char text[4] = {'-', '-', '-', '-'};
     EXPECT_EQ(0, snLoclbin(text, 3, 4, "abcd"));
     EXPECT_EQ(0, std::memcmp("----", text, 4));

@@ -1,9 +1,10 @@
-// Every truncation of a message, with every dangerous length in every element, in memory that ends where the
-// message ends.
-#include "TlvOracle.h"
+// Every truncation of a message, with every dangerous length in every element, in memory that ends where the message
+// ends.
+#include "tlvOracle.h"
 #include "zvMsg.h"
 #include "zvTlv.h"
 
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
@@ -13,24 +14,24 @@ using namespace zvtest;
 namespace {
 
 // Elements 65 "PD", 66 5 bytes, 68 "/src", 67 "/to", 69 6 bytes, end marker.
-Bytes wholeMessage(uint8_t type) {
+Bytes wholeMessage(std::uint8_t type) {
     return {0,   48,  0,   type, 0, 0, 2,  65,  'P', 'D', 0, 0, 5, 66, 1, 2, 3, 4, 5, 0, 0, 4, 68, '/',
             's', 'r', 'c', 0,    0, 3, 67, '/', 't', 'o', 0, 0, 6, 69, 9, 8, 7, 6, 5, 4, 0, 0, 0,  238};
 }
 
-constexpr uint8_t tags[] = {65, 66, 67, 68, 69, 238};
+constexpr std::uint8_t tags[] = {65, 66, 67, 68, 69, 238};
 
 constexpr std::size_t elementOffsets[] = {4, 10, 19, 27, 34, 44};
 
 void setLength(Bytes& message, std::size_t at, std::size_t length) {
-    message[at] = static_cast<uint8_t>(length >> 8);
-    message[at + 1] = static_cast<uint8_t>(length);
+    message[at] = static_cast<std::uint8_t>(length >> 8);
+    message[at + 1] = static_cast<std::uint8_t>(length);
 }
 
-// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less
-// then), whole and with each length in each element that is still there.
+// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less then), whole
+// and with each length in each element that is still there.
 void forEachMessage(const std::function<void(const Bytes&)>& check) {
-    for (const uint8_t type : {uint8_t{1}, uint8_t{2}}) {
+    for (const std::uint8_t type : {std::uint8_t{1}, std::uint8_t{2}}) {
         for (std::size_t size = 0; size <= 48; ++size) {
             Bytes cut = wholeMessage(type);
             cut.resize(std::max<std::size_t>(size, 4));
@@ -42,13 +43,12 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
                 }
                 const std::size_t remaining = size - offset - 4;
                 for (const std::size_t length :
-                     {std::size_t{0}, std::size_t{1}, remaining - 1, remaining, remaining + 1,
-                      std::size_t{0x7fff}, std::size_t{0x8000}, std::size_t{0xffff}}) {
+                     {std::size_t{0}, std::size_t{1}, remaining - 1, remaining, remaining + 1, std::size_t{0x7fff},
+                      std::size_t{0x8000}, std::size_t{0xffff}}) {
                     Bytes changed = cut;
                     setLength(changed, offset + 1, length & 0xffff);
                     check(changed);
-                    if (changed.size() >
-                        4) { // so that the lengths themselves are judged, not the missing marker
+                    if (changed.size() > 4) { // so that the lengths themselves are judged, not the missing marker
                         changed.back() = 238;
                         check(changed);
                     }
@@ -60,36 +60,35 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
 
 } // namespace
 
-TEST(zvTlvBounds, SearchesAnswerAsTheBytesSay) {
+TEST(ZvTlvBounds, SearchesAnswerAsTheBytesSay) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
-        uint8_t* const buffer = memory.place(message);
+        std::uint8_t* const buffer = memory.place(message);
         for (int tag = 0; tag < 256; ++tag) {
-            const auto expected = firstOf(message, static_cast<uint8_t>(tag));
-            const uint8_t* const found = tlv_find(buffer, static_cast<uint8_t>(tag));
+            const auto expected = firstOf(message, static_cast<std::uint8_t>(tag));
+            const std::uint8_t* const found = tlv_find(buffer, static_cast<std::uint8_t>(tag));
             ASSERT_EQ(expected ? buffer + expected->offset : nullptr, found) << tag;
         }
     });
 }
 
-TEST(zvTlvBounds, CopiesHoldWholeDataOrNothing) {
+TEST(ZvTlvBounds, CopiesHoldWholeDataOrNothing) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
-        uint8_t* const buffer = memory.place(message);
-        for (const uint8_t tag : tags) {
+        std::uint8_t* const buffer = memory.place(message);
+        for (const std::uint8_t tag : tags) {
             Bytes copy(70000, 0xEE);
             const auto found = firstOf(message, tag);
             const bool whole = found && found->offset + 4 + found->length <= message.size();
             const int length = sntlv_find(copy.data(), 70000, tag, buffer);
             ASSERT_EQ(whole ? static_cast<int>(found->length) : 0, length);
-            ASSERT_TRUE(!whole ||
-                        std::equal(copy.begin(), copy.begin() + length, &message[found->offset] + 4));
+            ASSERT_TRUE(!whole || std::equal(copy.begin(), copy.begin() + length, &message[found->offset] + 4));
             ASSERT_EQ(0xEE, copy[static_cast<std::size_t>(length)]);
         }
     });
 }
 
-TEST(zvTlvBounds, ValidationAnswersAsTheBytesSay) {
+TEST(ZvTlvBounds, ValidationAnswersAsTheBytesSay) {
     GuardedBuffer memory(48);
     int seen[4] = {};
     forEachMessage([&](const Bytes& message) {
@@ -102,15 +101,15 @@ TEST(zvTlvBounds, ValidationAnswersAsTheBytesSay) {
     }
 }
 
-TEST(zvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
+TEST(ZvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
-        for (const uint8_t tag : tags) {
+        for (const std::uint8_t tag : tags) {
             const auto found = firstOf(message, tag);
             if (!found) {
                 continue;
             }
-            uint8_t* const buffer = memory.place(message);
+            std::uint8_t* const buffer = memory.place(message);
             sntlv_void(buffer, tag);
             Bytes expected = message;
             expected[found->offset] = 'W';
@@ -123,15 +122,15 @@ TEST(zvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
     });
 }
 
-TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
+TEST(ZvTlvBounds, RemovalNeverMakesAMessageLonger) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
-        for (const uint8_t tag : tags) {
+        for (const std::uint8_t tag : tags) {
             const auto found = firstOf(message, tag);
             if (!found) {
                 continue;
             }
-            uint8_t* const buffer = memory.place(message);
+            std::uint8_t* const buffer = memory.place(message);
             const std::size_t size = std::min(4 + found->length, message.size() - found->offset);
             ASSERT_EQ(-static_cast<int>(size), sntlv_remove(buffer, 48, tag));
             ASSERT_EQ(static_cast<int>(message.size() - size), sntlv_msg_len(buffer));
@@ -141,16 +140,16 @@ TEST(zvTlvBounds, RemovalNeverMakesAMessageLonger) {
 }
 
 // In a holder of a capacity the holder is the limit beside the total length; in one without, the current length is.
-TEST(zvTlvBounds, ResponseLiesInsideTotalAndHolder) {
+TEST(ZvTlvBounds, ResponseLiesInsideTotalAndHolder) {
     constexpr std::size_t room = 52;
     forEachMessage([&](const Bytes& message) {
         // Totals up to the largest, however few bytes there are.
         for (const std::size_t total : {message.size(), std::size_t{0x7fff}, std::size_t{0xffff}}) {
-            for (const uint32_t capacity : {48U, 0U}) {
-                alignas(zvmsg_holder) static uint8_t storage[sizeof(zvmsg_holder) + room];
+            for (const std::uint32_t capacity : {48U, 0U}) {
+                alignas(zvmsg_holder) static std::uint8_t storage[sizeof(zvmsg_holder) + room];
                 auto* const holder = reinterpret_cast<zvmsg_holder*>(storage);
                 holder->capacity = capacity;
-                holder->length = static_cast<int32_t>(message.size());
+                holder->length = static_cast<std::int32_t>(message.size());
                 Bytes bytes(room, 69); // response tags all over the bytes behind the message
                 std::copy(message.begin(), message.end(), bytes.begin());
                 setLength(bytes, 0, total);
@@ -160,9 +159,9 @@ TEST(zvTlvBounds, ResponseLiesInsideTotalAndHolder) {
                 setLength(bytes, 0, total == 0xffff ? 0 : limit);
                 const auto found = firstOf(bytes, 69);
                 const bool whole = found && found->offset + 4 + found->length <= limit;
-                uint8_t* data = nullptr;
-                uint16_t length = 4711;
-                const uint8_t* const result = zvmsg_response(holder, &data, &length);
+                std::uint8_t* data = nullptr;
+                std::uint16_t length = 4711;
+                const std::uint8_t* const result = zvmsg_response(holder, &data, &length);
                 ASSERT_EQ(whole, result != nullptr);
                 ASSERT_EQ(whole ? holder->buf + found->offset + 4 : nullptr, data);
                 ASSERT_EQ(whole ? found->length : 4711U, length);

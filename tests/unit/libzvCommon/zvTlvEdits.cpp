@@ -1,7 +1,8 @@
 // Random sequences of edits, compared after every step with a model that is nothing but the message's bytes.
-#include "TlvOracle.h"
+#include "tlvOracle.h"
 #include "zvTlv.h"
 
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
@@ -10,20 +11,20 @@ using namespace zvtest;
 
 namespace {
 
-constexpr uint8_t tags[] = {65, 66, 67, 68, 69, 238};
+constexpr std::uint8_t tags[] = {65, 66, 67, 68, 69, 238};
 
 class Model {
 public:
-    explicit Model(uint32_t capacity) : capacity_(capacity) {}
+    explicit Model(std::uint32_t capacity) : capacity_(capacity) {}
 
-    void init(uint8_t type) { bytes_ = {0, 4, 0, type}; }
+    void init(std::uint8_t type) { bytes_ = {0, 4, 0, type}; }
 
-    int add(uint8_t tag, const Bytes& data) {
+    int add(std::uint8_t tag, const Bytes& data) {
         if (bytes_.size() + data.size() > capacity_) {
             return 0;
         }
         bytes_.insert(bytes_.end(),
-                      {0, static_cast<uint8_t>(data.size() >> 8), static_cast<uint8_t>(data.size()), tag});
+                      {0, static_cast<std::uint8_t>(data.size() >> 8), static_cast<std::uint8_t>(data.size()), tag});
         bytes_.insert(bytes_.end(), data.begin(), data.end());
         setTotal();
         return static_cast<int>(data.size()) + 4;
@@ -32,7 +33,7 @@ public:
     void blank(const Found& element) {
         bytes_[element.offset] = 'W';
         const auto from = bytes_.begin() + static_cast<std::ptrdiff_t>(element.offset) + 4;
-        std::fill(from, from + static_cast<std::ptrdiff_t>(present(element)), uint8_t{0});
+        std::fill(from, from + static_cast<std::ptrdiff_t>(present(element)), std::uint8_t{0});
     }
 
     int remove(const Found& element) {
@@ -49,29 +50,29 @@ private:
         return std::min(element.length, bytes_.size() - element.offset - 4);
     }
     void setTotal() {
-        bytes_[0] = static_cast<uint8_t>(bytes_.size() >> 8);
-        bytes_[1] = static_cast<uint8_t>(bytes_.size());
+        bytes_[0] = static_cast<std::uint8_t>(bytes_.size() >> 8);
+        bytes_[1] = static_cast<std::uint8_t>(bytes_.size());
     }
 
-    uint32_t capacity_;
+    std::uint32_t capacity_;
     Bytes bytes_;
 };
 
-void run(uint32_t seed) {
+void run(std::uint32_t seed) {
     std::mt19937 random(seed);
-    const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
-    const uint32_t capacity = 4 + below(seed % 7 == 0 ? 1500 : 120);
+    const auto below = [&](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
+    const std::uint32_t capacity = 4 + below(seed % 7 == 0 ? 1500 : 120);
     GuardedBuffer memory(capacity + 4);
-    uint8_t* const buffer = memory.data();
+    std::uint8_t* const buffer = memory.data();
     Model model(capacity);
     const auto start = [&] {
-        const auto type = static_cast<uint8_t>(below(16));
+        const auto type = static_cast<std::uint8_t>(below(16));
         model.init(type);
         ASSERT_EQ(4, sntlv_msg_init(buffer, capacity, type));
     };
     start();
     for (int step = 0; step < 60; ++step) {
-        const uint8_t tag = tags[below(6)];
+        const std::uint8_t tag = tags[below(6)];
         const auto found = firstOf(model.bytes(), tag);
         switch (below(10)) {
         case 0:
@@ -91,28 +92,27 @@ void run(uint32_t seed) {
             }
             break;
         case 3: {
-            const auto value = static_cast<uint32_t>(random());
+            const auto value = static_cast<std::uint32_t>(random());
             Bytes data(4);
             std::memcpy(data.data(), &value, 4);
             data.resize(below(5));
-            ASSERT_EQ(model.add(tag, data),
-                      sntlv_add_dat(buffer, capacity, tag, uint32_t(data.size()), value));
+            ASSERT_EQ(model.add(tag, data), sntlv_add_dat(buffer, capacity, tag, std::uint32_t(data.size()), value));
             break;
         }
         default: {
             Bytes data(below(below(4) == 0 ? 200 : 20));
-            for (uint8_t& byte : data) {
-                byte = static_cast<uint8_t>(random());
+            for (std::uint8_t& byte : data) {
+                byte = static_cast<std::uint8_t>(random());
             }
             ASSERT_EQ(model.add(tag, data),
-                      sntlv_add_bin(buffer, capacity, tag, uint32_t(data.size()), data.data()));
+                      sntlv_add_bin(buffer, capacity, tag, std::uint32_t(data.size()), data.data()));
         }
         }
         const Bytes& bytes = model.bytes();
         ASSERT_EQ(static_cast<int>(bytes.size()), sntlv_msg_len(buffer));
-        ASSERT_EQ(bytes, Bytes(buffer, buffer + bytes.size()));
+        ASSERT_EQ(Bytes(buffer, buffer + bytes.size()), bytes);
         ASSERT_EQ(verdictOf(bytes), tlv_validate(buffer));
-        for (const uint8_t any : tags) {
+        for (const std::uint8_t any : tags) {
             const auto element = firstOf(bytes, any);
             ASSERT_EQ(element ? buffer + element->offset : nullptr, tlv_find(buffer, any));
         }
@@ -121,8 +121,8 @@ void run(uint32_t seed) {
 
 } // namespace
 
-TEST(zvTlvEdits, RandomSequencesMatchTheModel) {
-    for (uint32_t seed = 1; seed <= 3000; ++seed) {
+TEST(ZvTlvEdits, RandomSequencesMatchTheModel) {
+    for (std::uint32_t seed = 1; seed <= 3000; ++seed) {
         SCOPED_TRACE(seed);
         run(seed);
         if (HasFatalFailure()) {

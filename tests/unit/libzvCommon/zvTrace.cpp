@@ -1,9 +1,10 @@
 // Trace lines, the direction tables and what a trace prints where.
-#include "Reports.h"
+#include "reports.h"
 #include "zvHexdump.h"
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,25 +18,25 @@ namespace {
 
 constexpr const char* marker = "DB>         ";
 
-std::array<uint8_t, 300> counting() {
-    std::array<uint8_t, 300> bytes{};
-    std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+std::array<std::uint8_t, 300> counting() {
+    std::array<std::uint8_t, 300> bytes{};
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
     return bytes;
 }
 
 struct Line {
     std::string text;
-    uint32_t address;
+    std::uint32_t address;
     int index;
 };
 
-Line line(uint32_t address, int index, const void* data, int length, const char* mark = marker) {
+Line line(std::uint32_t address, int index, const void* data, int length, const char* mark = marker) {
     char text[ZVMSG_TRACE_LINE_SIZE];
     hexline(text, sizeof text, mark, &address, &index, data, length);
     return {text, address, index};
 }
 
-Reported traced(uint32_t switches, int length, uint32_t address = 0) {
+Reported traced(std::uint32_t switches, int length, std::uint32_t address = 0) {
     return reported(switches, [=] {
         const auto bytes = counting();
         hexprint(marker, address, bytes.data(), length);
@@ -55,10 +56,10 @@ Texts labels(const Reported& all) {
 
 } // namespace
 
-TEST(zvTrace, MarkersAndClassesStandInTheirRows) {
+TEST(ZvTrace, MarkersAndClassesStandInTheirRows) {
     struct {
         const char* marker;
-        uint32_t traceClass;
+        std::uint32_t traceClass;
     } const rows[] = {
         {"            ", 0},          {">Hb         ", 0x00000001},
         {" Hb>        ", 0x00000002}, {" Hb<        ", 0x00000004},
@@ -85,7 +86,7 @@ TEST(zvTrace, MarkersAndClassesStandInTheirRows) {
     }
 }
 
-TEST(zvTrace, LineHasMarkerLabelGroupsAndCharacters) {
+TEST(ZvTrace, LineHasMarkerLabelGroupsAndCharacters) {
     const auto bytes = counting();
     const Line first = line(0, 0, bytes.data(), 200);
     EXPECT_EQ("DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................", first.text);
@@ -97,7 +98,7 @@ TEST(zvTrace, LineHasMarkerLabelGroupsAndCharacters) {
               line(112, 112, bytes.data(), 200).text);
 }
 
-TEST(zvTrace, SlotsOutsideTheMessageStayBlank) {
+TEST(ZvTrace, SlotsOutsideTheMessageStayBlank) {
     const auto bytes = counting();
     EXPECT_EQ("DB>         00000040  40414243 444546                      @ABCDEF         ",
               line(64, 64, bytes.data(), 71).text);
@@ -108,7 +109,7 @@ TEST(zvTrace, SlotsOutsideTheMessageStayBlank) {
     EXPECT_EQ(8, first.index);
 }
 
-TEST(zvTrace, IndexStopsAtTheLargest) {
+TEST(ZvTrace, IndexStopsAtTheLargest) {
     const auto bytes = counting();
     // The message of which these are the last three bytes.
     const auto start = reinterpret_cast<std::uintptr_t>(bytes.data() + 65) - (INT_MAX - 3);
@@ -123,8 +124,8 @@ TEST(zvTrace, IndexStopsAtTheLargest) {
     EXPECT_EQ(INT_MIN + 16, line(0, INT_MIN, bytes.data(), 300).index);
 }
 
-TEST(zvTrace, MarkerHasAtLeastElevenColumns) {
-    const uint8_t byte = 'A';
+TEST(ZvTrace, MarkerHasAtLeastElevenColumns) {
+    const std::uint8_t byte = 'A';
     EXPECT_EQ("           00000000  41                                   A               ",
               line(0, 0, &byte, 1, "").text);
     EXPECT_EQ("ab         abcdef00  41                                   A               ",
@@ -132,13 +133,13 @@ TEST(zvTrace, MarkerHasAtLeastElevenColumns) {
     EXPECT_EQ(75U, line(0, 0, &byte, 1, marker).text.size());
 }
 
-TEST(zvTrace, LineStaysInsideItsBuffer) {
+TEST(ZvTrace, LineStaysInsideItsBuffer) {
     const auto bytes = counting();
     const std::string whole = line(0, 0, bytes.data(), 16).text;
-    for (uint32_t size = 0; size <= 98; ++size) {
+    for (std::uint32_t size = 0; size <= 98; ++size) {
         const auto text = std::make_unique<char[]>(size + 1);
         text[size] = '#';
-        uint32_t address = 0;
+        std::uint32_t address = 0;
         int index = 0;
         hexline(text.get(), size, marker, &address, &index, bytes.data(), 16);
         EXPECT_EQ('#', text[size]);
@@ -150,12 +151,11 @@ TEST(zvTrace, LineStaysInsideItsBuffer) {
     EXPECT_EQ(97U, line(0, 0, bytes.data(), 16, std::string(500, 'm').c_str()).text.size());
 }
 
-TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
+TEST(ZvTrace, GoesToEveryOutputUnderItsBit) {
     const std::string first = "DB>         00000000  00010203 04050607 08090a0b 0c0d0e0f  ................\n";
-    const std::string second =
-        "DB>         00000010  1011                                 ..              \n";
-    for (const uint32_t file : {0U, toFile}) {
-        for (const uint32_t out : {0U, toStdout}) {
+    const std::string second = "DB>         00000010  1011                                 ..              \n";
+    for (const std::uint32_t file : {0U, toFile}) {
+        for (const std::uint32_t out : {0U, toStdout}) {
             const Reported all = traced(8 | file | out, 18);
             ASSERT_EQ((Texts{"\n", first, second}), texts(all));
             for (const LogLine& each : all.lines) {
@@ -171,8 +171,8 @@ TEST(zvTrace, GoesToEveryOutputUnderItsBit) {
     }
 }
 
-TEST(zvTrace, IsSilentUpToVerbosity7) {
-    for (const uint32_t verbosity : {0U, 7U, 0xFFFFFF07U}) {
+TEST(ZvTrace, IsSilentUpToVerbosity7) {
+    for (const std::uint32_t verbosity : {0U, 7U, 0xFFFFFF07U}) {
         const Reported all = traced(verbosity, 200);
         EXPECT_EQ(Texts{}, texts(all));
         EXPECT_EQ("", all.ended.out);
@@ -181,45 +181,40 @@ TEST(zvTrace, IsSilentUpToVerbosity7) {
     }
 }
 
-TEST(zvTrace, Of200BytesShowsFourLinesAndTheLastThree) {
+TEST(ZvTrace, Of200BytesShowsFourLinesAndTheLastThree) {
     const Reported all = traced(8, 200);
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "000000a0", "000000b0", "000000c0"}),
-              labels(all));
-    EXPECT_EQ("DB>         000000c0  c0c1c2c3 c4c5c6c7                    ........        \n",
-              all.lines.back().text);
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "000000a0", "000000b0", "000000c0"}), labels(all));
+    EXPECT_EQ("DB>         000000c0  c0c1c2c3 c4c5c6c7                    ........        \n", all.lines.back().text);
 }
 
-TEST(zvTrace, Of200BytesShowsAllLinesWithBit9) {
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060",
-                     "00000070", "00000080", "00000090", "000000a0", "000000b0", "000000c0"}),
+TEST(ZvTrace, Of200BytesShowsAllLinesWithBit9) {
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060", "00000070",
+                     "00000080", "00000090", "000000a0", "000000b0", "000000c0"}),
               labels(traced(0x208, 200)));
 }
 
-TEST(zvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
+TEST(ZvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
     // Behind the fifth line (index 80) 31 bytes remain of 111, and 32 of 112.
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060"}),
               labels(traced(8, 111)));
-    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}),
-              labels(traced(8, 112)));
+    EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}), labels(traced(8, 112)));
 }
 
-TEST(zvTrace, LineThatEndsAtIndex79IsStillShown) {
+TEST(ZvTrace, LineThatEndsAtIndex79IsStillShown) {
     // One slot before the message: the lines end at 15, 31, 47, 63, 79, and the first of the last ones at 175.
     const Texts expected = {"00000000", "00000010", "00000020", "00000030",
                             "00000040", "000000a0", "000000b0", "000000c0"};
     EXPECT_EQ(expected, labels(traced(8, 200, 1)));
 }
 
-TEST(zvTrace, FirstLineOfAnUnalignedAddressIsShort) {
+TEST(ZvTrace, FirstLineOfAnUnalignedAddressIsShort) {
     const Reported all = traced(8, 20, 0x1008);
     ASSERT_EQ(3U, all.lines.size());
-    EXPECT_EQ("DB>         00001000                    00010203 04050607          ........\n",
-              all.lines[1].text);
-    EXPECT_EQ("DB>         00001010  08090a0b 0c0d0e0f 10111213           ............    \n",
-              all.lines[2].text);
+    EXPECT_EQ("DB>         00001000                    00010203 04050607          ........\n", all.lines[1].text);
+    EXPECT_EQ("DB>         00001010  08090a0b 0c0d0e0f 10111213           ............    \n", all.lines[2].text);
 }
 
-TEST(zvTrace, EmptyMessageHasTheOpeningLineOnly) {
+TEST(ZvTrace, EmptyMessageHasTheOpeningLineOnly) {
     EXPECT_EQ(Texts{"\n"}, texts(traced(8, 0)));
     EXPECT_EQ(Texts{"\n"}, texts(traced(8, -5)));
 }

@@ -1,6 +1,6 @@
 #include "zvUtil.h"
 
-#include "Child.h"
+#include "child.h"
 
 #include <cerrno>
 #include <climits>
@@ -82,7 +82,7 @@ Daemon daemonize() {
 
 } // namespace
 
-TEST(trim, SkipsBlanksAndTabsOnly) {
+TEST(Trim, SkipsBlanksAndTabsOnly) {
     char text[] = " a b ";
     EXPECT_EQ(text + 1, trim(text));
     EXPECT_STREQ(" a b ", text);
@@ -98,7 +98,7 @@ TEST(trim, SkipsBlanksAndTabsOnly) {
     EXPECT_EQ(behind + 1, trim(behind));
 }
 
-TEST(trim, NothingLeftIsNull) {
+TEST(Trim, NothingLeftIsNull) {
     char blank[] = "  \t";
     char empty[] = "";
     EXPECT_EQ(nullptr, trim(blank));
@@ -106,12 +106,12 @@ TEST(trim, NothingLeftIsNull) {
     EXPECT_EQ(nullptr, trim(nullptr));
 }
 
-TEST(daemonInit, ParentEndsWithStatus0) {
+TEST(DaemonInit, ParentEndsWithStatus0) {
     const Daemon daemon = daemonize();
     EXPECT_EQ(0, daemon.starter.status);
 }
 
-TEST(daemonInit, ChildLeadsASessionInTheRootWithoutMask) {
+TEST(DaemonInit, ChildLeadsASessionInTheRootWithoutMask) {
     char before[PATH_MAX];
     ASSERT_NE(nullptr, getcwd(before, sizeof before));
     ASSERT_STRNE("/", before);
@@ -123,7 +123,7 @@ TEST(daemonInit, ChildLeadsASessionInTheRootWithoutMask) {
     EXPECT_STREQ("/", daemon.seen.folder);
 }
 
-TEST(daemonInit, BufferedOutputIsWrittenOnce) {
+TEST(DaemonInit, BufferedOutputIsWrittenOnce) {
     Ended ended;
     int pipes[2];
     ASSERT_EQ(0, pipe(pipes));
@@ -143,7 +143,7 @@ TEST(daemonInit, BufferedOutputIsWrittenOnce) {
     EXPECT_EQ("buffered once", text);
 }
 
-TEST(daemonInit, GivesWhatTheChangeOfFolderGave) {
+TEST(DaemonInit, GivesWhatTheChangeOfFolderGave) {
     failChdir = true;
     const Daemon daemon = daemonize();
     EXPECT_EQ(0, daemon.starter.status);
@@ -151,17 +151,17 @@ TEST(daemonInit, GivesWhatTheChangeOfFolderGave) {
     EXPECT_EQ(0U, daemon.seen.mask);
 }
 
-TEST(daemonInit, FailedForkGivesMinus1) {
+TEST(DaemonInit, FailedForkGivesMinus1) {
     const Ended ended = inChild([] {
         failFork = true;
         const pid_t session = getsid(0);
         EXPECT_EQ(-1, daemon_init());
-        EXPECT_EQ(session, getsid(0));
+        EXPECT_EQ(getsid(0), session);
     });
     EXPECT_EQ(0, ended.status) << ended.out;
 }
 
-TEST(daemonInit, DoesNothingBelowInit) {
+TEST(DaemonInit, DoesNothingBelowInit) {
     int pipes[2];
     ASSERT_EQ(0, pipe(pipes));
     const pid_t session = getsid(0);

@@ -1,10 +1,9 @@
 // Getters, camera state items and daemon commands against a real zvControlD.
-#include "ControlClient.h"
+#include "controlClient.h"
+#include "controlDaemon.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
-
-#include "ControlDaemon.h"
 
 #include <chrono>
 #include <cstring>
@@ -33,7 +32,7 @@ constexpr TextRow texts[] = {
 
 } // namespace
 
-TEST(getters, GiveWhatTheDaemonHolds) {
+TEST(Getters, GiveWhatTheDaemonHolds) {
     const ControlDaemon daemon(scenario);
     unsigned char number = 0;
     EXPECT_EQ(0, zvc_state_get_model_number(&number));
@@ -48,7 +47,7 @@ TEST(getters, GiveWhatTheDaemonHolds) {
     EXPECT_FALSE(flag);
 }
 
-TEST(getters, TextsAreCutToTheirRoom) {
+TEST(Getters, TextsAreCutToTheirRoom) {
     const ControlDaemon daemon(scenario);
     char text[8];
     std::memset(text, '#', sizeof text);
@@ -61,9 +60,8 @@ TEST(getters, TextsAreCutToTheirRoom) {
     EXPECT_STREQ("", text);
 }
 
-TEST(getters, LongTextsAreCutAndShortOnesMayBeEmpty) {
-    const ControlDaemon daemon(R"({"identity":{"ap_ssid":")" + std::string(4096, 's') +
-                               R"(","model_name":""}})");
+TEST(Getters, LongTextsAreCutAndShortOnesMayBeEmpty) {
+    const ControlDaemon daemon(R"({"identity":{"ap_ssid":")" + std::string(4096, 's') + R"(","model_name":""}})");
     char text[256];
     EXPECT_EQ(0, zvc_state_get_ap_ssid(text, 256));
     EXPECT_EQ(std::string(255, 's'), text);
@@ -71,7 +69,7 @@ TEST(getters, LongTextsAreCutAndShortOnesMayBeEmpty) {
     EXPECT_STREQ("", text);
 }
 
-TEST(getters, UselessOutputsAreRefused) {
+TEST(Getters, UselessOutputsAreRefused) {
     char text[4] = "abc";
     for (const TextRow& row : texts) {
         EXPECT_EQ(ZV_ERR_INVALID_PARAM, row.get(nullptr, 256));
@@ -83,7 +81,7 @@ TEST(getters, UselessOutputsAreRefused) {
     EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvc_state_get_ap_has_default_credentials(nullptr));
 }
 
-TEST(getters, AbsentDaemonFailsAtOnceAndLeavesTheOutputs) {
+TEST(Getters, AbsentDaemonFailsAtOnceAndLeavesTheOutputs) {
     const auto start = std::chrono::steady_clock::now();
     unsigned char number = 13;
     bool flag = true;
@@ -104,7 +102,7 @@ TEST(getters, AbsentDaemonFailsAtOnceAndLeavesTheOutputs) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
-TEST(getters, AStoppedDaemonFailsAfterFiveSeconds) {
+TEST(Getters, AStoppedDaemonFailsAfterFiveSeconds) {
     ControlDaemon daemon(scenario);
     daemon.halt();
     const auto start = std::chrono::steady_clock::now();
@@ -119,7 +117,7 @@ TEST(getters, AStoppedDaemonFailsAfterFiveSeconds) {
     EXPECT_EQ(34, number);
 }
 
-TEST(csi, GivesTheItems) {
+TEST(Csi, GivesTheItems) {
     const ControlDaemon daemon(scenario);
     int value = 0;
     int returned = 0;
@@ -130,7 +128,7 @@ TEST(csi, GivesTheItems) {
     EXPECT_EQ(-2, value);
 }
 
-TEST(csi, ASetItemIsGiven) {
+TEST(Csi, ASetItemIsGiven) {
     const ControlDaemon daemon(scenario);
     int value = 0;
     EXPECT_EQ(0, zvcontrol::setItem(CSI_AP_PAIRING_STATE, 1));
@@ -139,7 +137,7 @@ TEST(csi, ASetItemIsGiven) {
     EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol::setItem(55, 1));
 }
 
-TEST(csi, RefusesUnknownItemsWrongSizesAndNoValue) {
+TEST(Csi, RefusesUnknownItemsWrongSizesAndNoValue) {
     const ControlDaemon daemon(scenario);
     int value = 7;
     int returned = 9;
@@ -154,7 +152,7 @@ TEST(csi, RefusesUnknownItemsWrongSizesAndNoValue) {
     EXPECT_EQ(9, returned);
 }
 
-TEST(csi, TheValueNeedNotBeAligned) {
+TEST(Csi, TheValueNeedNotBeAligned) {
     const ControlDaemon daemon(scenario);
     alignas(4) unsigned char bytes[6] = {9, 9, 9, 9, 9, 9};
     EXPECT_EQ(0, csi_get(CSI_RECORDING, 4, nullptr, bytes + 1));
@@ -164,14 +162,14 @@ TEST(csi, TheValueNeedNotBeAligned) {
     EXPECT_EQ(9, bytes[5]);
 }
 
-TEST(daemonCommand, GetAnswersThePathOfTheAnalyticsFile) {
+TEST(DaemonCommand, GetAnswersThePathOfTheAnalyticsFile) {
     const ControlDaemon daemon;
     char path[257];
     EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, path, 257));
     EXPECT_STREQ("/tmp/fuse_d/analytics/analytics.bin", path);
 }
 
-TEST(daemonCommand, TheAnswerIsCutToItsRoom) {
+TEST(DaemonCommand, TheAnswerIsCutToItsRoom) {
     const ControlDaemon daemon;
     char path[8];
     std::memset(path, '#', sizeof path);
@@ -180,7 +178,7 @@ TEST(daemonCommand, TheAnswerIsCutToItsRoom) {
     EXPECT_EQ('#', path[5]);
 }
 
-TEST(daemonCommand, TheAnswerMayBeDropped) {
+TEST(DaemonCommand, TheAnswerMayBeDropped) {
     const ControlDaemon daemon;
     char path[4] = "abc";
     EXPECT_EQ(0, zvcontrol_send_command_param_response(38, nullptr, 0, nullptr, 0));
@@ -189,7 +187,7 @@ TEST(daemonCommand, TheAnswerMayBeDropped) {
     EXPECT_STREQ("abc", path);
 }
 
-TEST(daemonCommand, ClearAnswersNothing) {
+TEST(DaemonCommand, ClearAnswersNothing) {
     const ControlDaemon daemon;
     EXPECT_EQ(0, zvcontrol_send_command_param_response(39, nullptr, 0, nullptr, 0));
     char text[4] = "abc";
@@ -197,7 +195,7 @@ TEST(daemonCommand, ClearAnswersNothing) {
     EXPECT_STREQ("", text);
 }
 
-TEST(daemonCommand, FailuresLeaveTheBuffer) {
+TEST(DaemonCommand, FailuresLeaveTheBuffer) {
     char text[4] = "abc";
     EXPECT_EQ(ZV_ERR, zvcontrol_send_command_param_response(38, nullptr, 0, text, 4));
     const ControlDaemon daemon;
@@ -205,7 +203,7 @@ TEST(daemonCommand, FailuresLeaveTheBuffer) {
     EXPECT_STREQ("abc", text);
 }
 
-TEST(daemonCommand, SenselessParametersAreRefused) {
+TEST(DaemonCommand, SenselessParametersAreRefused) {
     const ControlDaemon daemon;
     const unsigned char param[5000] = {};
     EXPECT_EQ(ZV_ERR_INVALID_PARAM, zvcontrol_send_command_param_response(38, nullptr, 1, nullptr, 0));
@@ -217,7 +215,7 @@ TEST(daemonCommand, SenselessParametersAreRefused) {
     EXPECT_EQ(0, zvcontrol_send_command_param_response(38, param, 4096, nullptr, 0));
 }
 
-TEST(getters, Serve64ProcessesAtOnce) {
+TEST(Getters, Serve64ProcessesAtOnce) {
     const ControlDaemon daemon(scenario);
     int gate[2];
     ASSERT_EQ(0, pipe(gate));

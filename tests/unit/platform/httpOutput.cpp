@@ -32,19 +32,19 @@ std::string statusLine(int status) {
 
 } // namespace
 
-TEST(httpOutput, SuccessHeader) {
+TEST(HttpOutput, SuccessHeader) {
     std::stringstream stream;
     http_output_success_header(stream);
     EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n", stream.str());
 }
 
-TEST(httpOutput, EmptyJson) {
+TEST(HttpOutput, EmptyJson) {
     std::stringstream stream;
     http_output_empty_json(stream);
     EXPECT_EQ("{}", stream.str());
 }
 
-TEST(httpOutput, ErrorAnswerByteForByte) {
+TEST(HttpOutput, ErrorAnswerByteForByte) {
     EXPECT_EQ("Status: 400 Bad Request\r\n"
               "Content-Type: application/json\r\n"
               "\r\n"
@@ -53,33 +53,32 @@ TEST(httpOutput, ErrorAnswerByteForByte) {
               errorAnswer("/command/x", "a=1&b=2", 400, -3, "unknown request", "main", 143));
 }
 
-TEST(httpOutput, NullTextsAreEmpty) {
+TEST(HttpOutput, NullTextsAreEmpty) {
     EXPECT_EQ("Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
               "{\"status\":\"\",\"zverr\":-1,\"_function\":\"\",\"_line\":0,\"path\":\"\",\"query\":\"\"}",
               errorAnswer(nullptr, nullptr, 500, -1, nullptr, nullptr, 0));
 }
 
-TEST(httpOutput, NumbersAreWhole) {
+TEST(HttpOutput, NumbersAreWhole) {
     EXPECT_EQ("Status: 403 Forbidden\r\nContent-Type: application/json\r\n\r\n"
               "{\"status\":\"\",\"zverr\":-2147483648,\"_function\":\"\",\"_line\":2147483647,\"path\":\"\","
               "\"query\":\"\"}",
               errorAnswer("", "", 403, INT_MIN, "", "", INT_MAX));
 }
 
-TEST(httpOutput, TheStreamsOwnFormatsDoNotCount) {
+TEST(HttpOutput, TheStreamsOwnFormatsDoNotCount) {
     std::stringstream stream;
     stream.width(40);
     stream.setf(std::ios::hex, std::ios::basefield);
     http_output_success_header(stream);
     http_print_error_response_ex(stream, "", "", 500, 255, "m", "f", 255);
-    EXPECT_EQ(
-        "Status: 200 OK\r\nContent-Type: application/json\r\n\r\n"
-        "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
-        "{\"status\":\"m\",\"zverr\":255,\"_function\":\"f\",\"_line\":255,\"path\":\"\",\"query\":\"\"}",
-        stream.str());
+    EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n"
+              "Status: 500 Internal Server Error\r\nContent-Type: application/json\r\n\r\n"
+              "{\"status\":\"m\",\"zverr\":255,\"_function\":\"f\",\"_line\":255,\"path\":\"\",\"query\":\"\"}",
+              stream.str());
 }
 
-TEST(httpOutput, ReasonsOfTheUsualStatuses) {
+TEST(HttpOutput, ReasonsOfTheUsualStatuses) {
     EXPECT_EQ("Status: 200 OK", statusLine(200));
     EXPECT_EQ("Status: 202 Accepted", statusLine(202));
     EXPECT_EQ("Status: 204 No Content", statusLine(204));
@@ -99,7 +98,7 @@ TEST(httpOutput, ReasonsOfTheUsualStatuses) {
     EXPECT_EQ("Status: 504 Gateway Timeout", statusLine(504));
 }
 
-TEST(httpOutput, UnassignedStatusesBearTheirClass) {
+TEST(HttpOutput, UnassignedStatusesBearTheirClass) {
     EXPECT_EQ("Status: 199 Informational", statusLine(199));
     EXPECT_EQ("Status: 299 Success", statusLine(299));
     EXPECT_EQ("Status: 399 Redirection", statusLine(399));
@@ -107,26 +106,25 @@ TEST(httpOutput, UnassignedStatusesBearTheirClass) {
     EXPECT_EQ("Status: 599 Server Error", statusLine(599));
 }
 
-TEST(httpOutput, WhatIsNoStatusIsAServerError) {
+TEST(HttpOutput, WhatIsNoStatusIsAServerError) {
     for (const int status : {INT_MIN, -200, 0, 99, 600, 1000, INT_MAX}) {
         EXPECT_EQ("Status: 500 Internal Server Error", statusLine(status)) << status;
     }
 }
 
-TEST(httpOutput, EscapesWhatJsonReserves) {
+TEST(HttpOutput, EscapesWhatJsonReserves) {
     EXPECT_EQ(
         R"({"status":"a\"b\\c/\n\r\t\u0001\u001f\u007f","zverr":0,"_function":"","_line":0,"path":"","query":""})",
         bodyWith("a\"b\\c/\n\r\t\x01\x1f\x7f"));
 }
 
-TEST(httpOutput, KeepsUtf8) {
-    EXPECT_EQ(
-        "{\"status\":\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7\",\"zverr\":0,\"_function\":\"\",\"_line\":0,"
-        "\"path\":\"\",\"query\":\"\"}",
-        bodyWith("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7"));
+TEST(HttpOutput, KeepsUtf8) {
+    EXPECT_EQ("{\"status\":\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7\",\"zverr\":0,\"_function\":\"\",\"_line\":0,"
+              "\"path\":\"\",\"query\":\"\"}",
+              bodyWith("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7"));
 }
 
-TEST(httpOutput, ReplacesWhatIsNotUtf8) {
+TEST(HttpOutput, ReplacesWhatIsNotUtf8) {
     const auto status = [](const char* text) {
         const std::string body = bodyWith(text);
         return body.substr(11, body.find("\",\"zverr\"") - 11);
@@ -143,13 +141,13 @@ TEST(httpOutput, ReplacesWhatIsNotUtf8) {
     EXPECT_EQ("\\ufffd\\ufffd", status("\xE2\x82"));
 }
 
-TEST(httpOutput, EveryTextIsEscaped) {
+TEST(HttpOutput, EveryTextIsEscaped) {
     const std::string answer = errorAnswer("\"p", "\"q", 400, 0, "\"m", "\"f", 0);
     EXPECT_EQ(R"({"status":"\"m","zverr":0,"_function":"\"f","_line":0,"path":"\"p","query":"\"q"})",
               answer.substr(sizeof header400 - 1));
 }
 
-TEST(httpOutput, AJsonParserAcceptsWhateverIsInIt) {
+TEST(HttpOutput, AJsonParserAcceptsWhateverIsInIt) {
     std::mt19937 random(20240304);
     for (int round = 0; round < 20000; ++round) {
         std::string text(random() % 24, ' ');
@@ -162,7 +160,7 @@ TEST(httpOutput, AJsonParserAcceptsWhateverIsInIt) {
     }
 }
 
-TEST(httpOutput, EveryTwoAndThreeByteTextSurvivesWhenItIsUtf8) {
+TEST(HttpOutput, EveryTwoAndThreeByteTextSurvivesWhenItIsUtf8) {
     std::size_t kept = 0;
     for (unsigned first = 1; first < 256; ++first) {
         for (unsigned second = 1; second < 256; ++second) {

@@ -18,13 +18,13 @@ std::string find(const char* params, const char* key) {
 
 } // namespace
 
-TEST(parseParam, FindsAKeyAtTheStartOfAnyParameter) {
+TEST(ParseParam, FindsAKeyAtTheStartOfAnyParameter) {
     EXPECT_EQ("1", find("a=1&b=2&c=3", "a="));
     EXPECT_EQ("2", find("a=1&b=2&c=3", "b="));
     EXPECT_EQ("3", find("a=1&b=2&c=3", "c="));
 }
 
-TEST(parseParam, DoesNotFindAKeyInsideAParameter) {
+TEST(ParseParam, DoesNotFindAKeyInsideAParameter) {
     EXPECT_EQ("(none)", find("xa=1", "a="));
     EXPECT_EQ("(none)", find("x=a=1", "a="));
     EXPECT_EQ("5", find("xp1=4&p1=5", "p1="));
@@ -32,49 +32,49 @@ TEST(parseParam, DoesNotFindAKeyInsideAParameter) {
     EXPECT_EQ("(none)", find("?a=1", "a="));
 }
 
-TEST(parseParam, TheFirstMatchWins) {
+TEST(ParseParam, TheFirstMatchWins) {
     EXPECT_EQ("1", find("a=1&a=2", "a="));
     EXPECT_EQ("", find("a=&a=2", "a="));
 }
 
-TEST(parseParam, KeysAreCaseSensitive) {
+TEST(ParseParam, KeysAreCaseSensitive) {
     EXPECT_EQ("(none)", find("A=1", "a="));
 }
 
-TEST(parseParam, AnEmptyValueIsFound) {
+TEST(ParseParam, AnEmptyValueIsFound) {
     EXPECT_EQ("", find("a=", "a="));
     EXPECT_EQ("", find("a=&b=1", "a="));
 }
 
-TEST(parseParam, AKeyWithoutItsEqualsSignIsNotThere) {
+TEST(ParseParam, AKeyWithoutItsEqualsSignIsNotThere) {
     EXPECT_EQ("(none)", find("a", "a="));
     EXPECT_EQ("(none)", find("a&b=1", "a="));
 }
 
-TEST(parseParam, ValuesReachToTheAmpersand) {
+TEST(ParseParam, ValuesReachToTheAmpersand) {
     EXPECT_EQ("1=2;3?x", find("a=1=2;3?x&b=4", "a="));
 }
 
-TEST(parseParam, EmptyParametersAreSkipped) {
+TEST(ParseParam, EmptyParametersAreSkipped) {
     EXPECT_EQ("1", find("&&a=1&&", "a="));
     EXPECT_EQ("(none)", find("&&&", "a="));
     EXPECT_EQ("(none)", find("", "a="));
 }
 
-TEST(parseParam, DecodesEscapes) {
+TEST(ParseParam, DecodesEscapes) {
     EXPECT_EQ("A b/&=%", find("a=%41%20b%2F%26%3d%25", "a="));
     EXPECT_EQ("\xFF", find("a=%fF", "a="));
 }
 
-TEST(parseParam, DecodesOnce) {
+TEST(ParseParam, DecodesOnce) {
     EXPECT_EQ("%41", find("a=%2541", "a="));
 }
 
-TEST(parseParam, DoesNotDecodeTheKey) {
+TEST(ParseParam, DoesNotDecodeTheKey) {
     EXPECT_EQ("(none)", find("%61=1", "a="));
 }
 
-TEST(parseParam, MalformedEscapesStay) {
+TEST(ParseParam, MalformedEscapesStay) {
     EXPECT_EQ("%", find("a=%", "a="));
     EXPECT_EQ("%4", find("a=%4", "a="));
     EXPECT_EQ("%g1", find("a=%g1", "a="));
@@ -86,32 +86,32 @@ TEST(parseParam, MalformedEscapesStay) {
     EXPECT_EQ("%-1", find("a=%-1", "a="));
 }
 
-TEST(parseParam, AnEscapedZeroByteStays) {
+TEST(ParseParam, AnEscapedZeroByteStays) {
     EXPECT_EQ("%00x", find("a=%00x", "a="));
     EXPECT_EQ("x%00", find("a=x%00", "a="));
 }
 
-TEST(parseParam, PlusStaysPlus) {
+TEST(ParseParam, PlusStaysPlus) {
     EXPECT_EQ("1+1", find("a=1+1", "a="));
     EXPECT_EQ("+", find("a=%2b", "a="));
 }
 
-TEST(parseParam, NothingIsFoundWithoutTextOrKey) {
+TEST(ParseParam, NothingIsFoundWithoutTextOrKey) {
     EXPECT_EQ("(none)", find(nullptr, "a="));
     EXPECT_EQ("(none)", find("a=1", nullptr));
     EXPECT_EQ("(none)", find("a=1", ""));
 }
 
-TEST(parseParam, TheKeyMayBeLongerThanTheText) {
+TEST(ParseParam, TheKeyMayBeLongerThanTheText) {
     EXPECT_EQ("(none)", find("a", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa="));
 }
 
-TEST(parseParam, LongValuesAreWhole) {
+TEST(ParseParam, LongValuesAreWhole) {
     const std::string longText(200000, 'x');
     EXPECT_EQ(longText, find(("b=1&a=" + longText).c_str(), "a="));
 }
 
-TEST(parseParam, TheOutputMayBeThePartOfTheInput) {
+TEST(ParseParam, TheOutputMayBeThePartOfTheInput) {
     std::string value = "a=%41&b=2";
     EXPECT_EQ(1, parseParam(value.c_str(), "a=", value));
     EXPECT_EQ("A", value);
@@ -140,7 +140,7 @@ std::string found(const std::string& text) {
 
 } // namespace
 
-TEST(parseParam, RandomTextsReadAsTheRuleSays) {
+TEST(ParseParam, RandomTextsReadAsTheRuleSays) {
     std::mt19937 random(20240303);
     constexpr char alphabet[] = "a=&%04f+\xC3";
     int values = 0;

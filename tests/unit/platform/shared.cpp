@@ -1,5 +1,5 @@
-// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what
-// they do in a program that exports no logging.
+// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what they do in
+// a program that exports no logging.
 #include "csi.h"
 #include "zvCtrlD.h"
 
@@ -32,8 +32,7 @@ std::set<std::string> exportsOf(const char* path) {
     }
     std::set<std::string> names;
     for (const ElfW(Shdr) & section : sections) {
-        for (std::size_t i = 0; section.sh_type == SHT_DYNSYM && i < section.sh_size / section.sh_entsize;
-             ++i) {
+        for (std::size_t i = 0; section.sh_type == SHT_DYNSYM && i < section.sh_size / section.sh_entsize; ++i) {
             ElfW(Sym) symbol;
             at(symbol, section.sh_offset + i * section.sh_entsize);
             // 32-bit ARM lists section symbols as well, which have no name.
@@ -64,7 +63,7 @@ void* named(const char* name) {
 
 } // namespace
 
-TEST(sharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
+TEST(SharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
     const std::set<std::string> expected = {
         "zvcontrol_uri_interface_open",
         "zvcontrol_uri_interface_close",
@@ -126,11 +125,11 @@ TEST(sharedControlLibrary, ExportsItsInterfaceAndNothingElse) {
     EXPECT_THAT(exportsOf(ZV_CONTROL_LIBRARY), testing::ContainerEq(expected));
 }
 
-TEST(sharedStateLibrary, ExportsItsInterfaceAndNothingElse) {
+TEST(SharedStateLibrary, ExportsItsInterfaceAndNothingElse) {
     EXPECT_THAT(exportsOf(ZV_STATE_LIBRARY), testing::ContainerEq(std::set<std::string>{"csi_get"}));
 }
 
-TEST(sharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
+TEST(SharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
     const Msg message(2);
     void* const* slots = slotsOf(message);
     const char* const names[] = {"_ZN3MsgD1Ev",
@@ -146,7 +145,7 @@ TEST(sharedControlLibrary, SlotsOfMsgStandInTheirOrder) {
     }
 }
 
-TEST(sharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
+TEST(SharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
     {
         const Msg base(2);
         const OtherMsg derived;
@@ -163,7 +162,7 @@ TEST(sharedControlLibrary, AClassOfTheProgramReplacesTheDestructorsAlone) {
     EXPECT_EQ(2, OtherMsg::destroyed);
 }
 
-TEST(sharedControlLibrary, DoesWithoutLoggingWhereTheProgramHasNone) {
+TEST(SharedControlLibrary, DoesWithoutLoggingWhereTheProgramHasNone) {
     ASSERT_EQ(nullptr, named("g_logLevel"));
     ASSERT_EQ(nullptr, named("g_debug_level"));
     ASSERT_EQ(nullptr, named("zvUtilKlogMsgLevel"));

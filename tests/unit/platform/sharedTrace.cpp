@@ -1,13 +1,11 @@
-// The shared control library in a program that exports its logging: the trace goes through the program's
-// copy.
+// The shared control library in a program that exports its logging: the trace goes through the program's copy.
+#include "syslogCapture.h"
 #include "zvCtrlD.h"
 #include "zvLog.h"
 
-#include "SyslogCapture.h"
-
 #include <gtest/gtest.h>
 
-TEST(sharedTrace, GoesThroughTheProgramsLogging) {
+TEST(SharedTrace, GoesThroughTheProgramsLogging) {
     zvtest::SyslogCapture log;
     const Msg message(2);
     message.dump("quiet");

@@ -1,7 +1,6 @@
+#include "scriptedControl.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
-
-#include "ScriptedControl.h"
 
 #include <gtest/gtest.h>
 
@@ -72,9 +71,8 @@ TEST_F(UriInterface, ServesThePathWithoutOneLeadingSlash) {
 
 TEST_F(UriInterface, MatchesExactly) {
     ASSERT_EQ(0, zvcontrol_uri_add_handler("command/ble/scan", handler, nullptr, nullptr));
-    for (const char* path :
-         {"//command/ble/scan", "/command/ble/scan/", "/command/ble/scan/list", "/command/ble/sca",
-          "/Command/ble/scan", "/command//ble/scan", "", "/", " /command/ble/scan"}) {
+    for (const char* path : {"//command/ble/scan", "/command/ble/scan/", "/command/ble/scan/list", "/command/ble/sca",
+                             "/Command/ble/scan", "/command//ble/scan", "", "/", " /command/ble/scan"}) {
         EXPECT_EQ(ZV_ERR_NOT_SUPPORTED, dispatch(path)) << path;
     }
     EXPECT_EQ("", calls);
@@ -165,16 +163,14 @@ TEST_F(UriInterface, ClosingForgetsTheHandlers) {
 
 TEST_F(UriInterface, AHandlerMayCloseTheInterface) {
     ASSERT_EQ(0, zvcontrol_uri_add_handler(
-                     "x", [](const char*, char*, int) { return zvcontrol_uri_interface_close(); }, nullptr,
-                     closeHook));
+                     "x", [](const char*, char*, int) { return zvcontrol_uri_interface_close(); }, nullptr, closeHook));
     EXPECT_EQ(0, dispatch("/x"));
     EXPECT_EQ("C", calls);
 }
 
 TEST_F(UriInterface, TellsTheDaemonOfOpeningAndClosing) {
     zvcontrol_uri_interface_close();
-    EXPECT_EQ((std::vector<Packet>{{'Z', 'C', 1, 1, 0, 0, 0, 0}, {'Z', 'C', 1, 2, 0, 0, 0, 0}}),
-              daemon_.requests());
+    EXPECT_EQ((std::vector<Packet>{{'Z', 'C', 1, 1, 0, 0, 0, 0}, {'Z', 'C', 1, 2, 0, 0, 0, 0}}), daemon_.requests());
 }
 
 TEST_F(UriInterface, HoldsManyHandlers) {

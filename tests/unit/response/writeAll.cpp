@@ -1,7 +1,7 @@
 #include "writeAll.h"
 
-#include "OutputCapture.h"
-#include "WrappedWrite.h"
+#include "outputCapture.h"
+#include "wrappedWrite.h"
 
 #include <cerrno>
 #include <csignal>
@@ -18,7 +18,7 @@ using zvtest::wrappedWrite;
 
 struct Pipe {
     int ends[2] = {-1, -1};
-    Pipe() { EXPECT_EQ(pipe(ends), 0); }
+    Pipe() { EXPECT_EQ(0, pipe(ends)); }
     ~Pipe() {
         close(ends[0]);
         closeWriter();
@@ -39,47 +39,47 @@ struct Pipe {
     }
 };
 
-TEST(writeAll, writes_a_text_in_one_piece) {
+TEST(WriteAll, WritesATextInOnePiece) {
     Pipe pipe;
     EXPECT_TRUE(write_all(pipe.ends[1], "one piece"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "one piece");
+    EXPECT_EQ("one piece", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(9));
 }
 
-TEST(writeAll, does_not_write_an_empty_text) {
+TEST(WriteAll, DoesNotWriteAnEmptyText) {
     EXPECT_TRUE(write_all(-1, ""));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
-TEST(writeAll, goes_on_where_a_partial_write_ended) {
+TEST(WriteAll, GoesOnWhereAPartialWriteEnded) {
     Pipe pipe;
     wrappedWrite().script = {{1, 0}, {3, 0}, {2, 0}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 9, 6, 4));
 }
 
-TEST(writeAll, repeats_an_interrupted_write) {
+TEST(WriteAll, RepeatsAnInterruptedWrite) {
     Pipe pipe;
     wrappedWrite().script = {{0, EINTR}, {4, 0}, {0, EINTR}, {0, EINTR}};
     EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123456789");
+    EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 10, 6, 6, 6));
 }
 
-TEST(writeAll, stops_when_the_descriptor_refuses) {
+TEST(WriteAll, StopsWhenTheDescriptorRefuses) {
     Pipe pipe;
     wrappedWrite().script = {{4, 0}, {0, EIO}};
     EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
-    EXPECT_EQ(pipe.drain(), "0123");
+    EXPECT_EQ("0123", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
 }
 
-TEST(writeAll, stops_when_the_reader_has_gone) {
+TEST(WriteAll, StopsWhenTheReaderHasGone) {
     std::signal(SIGPIPE, SIG_IGN);
     Pipe pipe;
     close(pipe.ends[0]);
@@ -87,16 +87,16 @@ TEST(writeAll, stops_when_the_reader_has_gone) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
-TEST(writeAll, stops_when_nothing_is_taken) {
+TEST(WriteAll, StopsWhenNothingIsTaken) {
     Pipe pipe;
     wrappedWrite().script = {{0, 0}};
     EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
-TEST(writeAll, waits_for_a_full_non_blocking_pipe) {
+TEST(WriteAll, WaitsForAFullNonBlockingPipe) {
     Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
+    ASSERT_EQ(0, fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK));
     const std::string text(1 << 20, 'x');
     std::string received;
     std::thread reader([&] { received = pipe.drain(); });
@@ -118,32 +118,32 @@ Answered answer(const std::stringstream& stream) {
     return {written, output.text()};
 }
 
-TEST(writeAnswer, writes_the_streams_text_to_standard_output_in_one_piece) {
+TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
     std::stringstream stream;
     stream << "header" << '\n' << 200 << std::string(2000, 'x');
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
-    EXPECT_EQ(answered.output, "header\n200" + std::string(2000, 'x'));
+    EXPECT_EQ("header\n200" + std::string(2000, 'x'), answered.output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
 }
 
-TEST(writeAnswer, writes_nothing_of_a_stream_that_is_bad) {
+TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
     std::stringstream stream;
     stream << "half an ans";
     stream.setstate(std::ios_base::badbit);
     const Answered answered = answer(stream);
     EXPECT_FALSE(answered.written);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ("", answered.output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
-TEST(writeAnswer, does_not_tell_what_became_of_the_writing) {
+TEST(WriteAnswer, DoesNotTellWhatBecameOfTheWriting) {
     std::stringstream stream;
     stream << "answer";
     wrappedWrite().script = {{0, EIO}};
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
-    EXPECT_EQ(answered.output, "");
+    EXPECT_EQ("", answered.output);
 }
 
 } // namespace

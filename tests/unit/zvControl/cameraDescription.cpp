@@ -1,10 +1,10 @@
 #include "cameraDescription.h"
 
-#include "FakePlatform.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
 #include "buildRevision.h"
+#include "fakePlatform.h"
+#include "scarceMemory.h"
 #include "settingsFile.h"
+#include "syslogCapture.h"
 #include "zvLog.h"
 
 #include <cstdlib>
@@ -37,9 +37,9 @@ std::string info(const std::string& modelNumber) {
            std::string(build_revision) + "\"}}";
 }
 
-class cameraDescription : public testing::Test {
+class CameraDescription : public testing::Test {
 protected:
-    cameraDescription() {
+    CameraDescription() {
         zvUtilSetLogLevel(UTIL_LOG_TRACE);
         unsetenv("PATH_INFO");
         unsetenv("QUERY_STRING");
@@ -51,7 +51,8 @@ protected:
         return stream.str();
     }
 
-    // The same while operator new gives at most so many bytes at a time; the log capture needs more, so nothing is logged.
+    // The same while operator new gives at most so many bytes at a time; the log capture needs more, so nothing is
+    // logged.
     std::stringstream describeWithin(std::size_t most) {
         zvUtilSetLogLevel(UTIL_LOG_OFF);
         std::stringstream stream;
@@ -64,14 +65,14 @@ protected:
     zvtest::SyslogCapture log;
 };
 
-TEST_F(cameraDescription, appends_the_info_object_to_the_settings_of_the_model) {
+TEST_F(CameraDescription, AppendsTheInfoObjectToTheSettingsOfTheModel) {
     writeSettings("tessilon", "{\"version\":2.1,\"modes\":[{\"id\":1}]}");
-    EXPECT_EQ(describe(), "<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ("<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"), describe());
+    EXPECT_EQ(0, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231"));
 }
 
-TEST_F(cameraDescription, asks_the_getters_in_their_order_with_arrays_of_256_bytes) {
+TEST_F(CameraDescription, AsksTheGettersInTheirOrderWithArraysOf256Bytes) {
     writeSettings("tessilon", "{}");
     describe();
     EXPECT_THAT(fakePlatform().calls,
@@ -79,67 +80,65 @@ TEST_F(cameraDescription, asks_the_getters_in_their_order_with_arrays_of_256_byt
                             "board_type 256", "ap_mac 256", "ap_ssid 256", "ap_has_default_credentials"));
 }
 
-TEST_F(cameraDescription, the_build_revision_is_40_lower_case_hexadecimal_digits) {
+TEST_F(CameraDescription, TheBuildRevisionIs40LowerCaseHexadecimalDigits) {
     EXPECT_EQ(std::string(build_revision).size(), 40U);
     EXPECT_EQ(std::string(build_revision).find_first_not_of("0123456789abcdef"), std::string::npos);
 }
 
-TEST_F(cameraDescription, unknown_model_warns_and_takes_the_settings_of_model_13_under_its_own_number) {
+TEST_F(CameraDescription, UnknownModelWarnsAndTakesTheSettingsOfModel13UnderItsOwnNumber) {
     writeSettings("abru", "{\"a\":1}");
     fakePlatform().model_number = 20;
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("20"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ("<success header>\n{\"a\":1" + info("20"), describe());
+    EXPECT_EQ(0, result);
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
                                          "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236"));
 }
 
-TEST_F(cameraDescription, a_model_without_settings_file_falls_back_to_those_of_model_13) {
+TEST_F(CameraDescription, AModelWithoutSettingsFileFallsBackToThoseOfModel13) {
     writeSettings("abru", "{\"a\":1}");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1" + info("12"));
-    EXPECT_EQ(result, 0);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
-                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
-                            " @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_EQ("<success header>\n{\"a\":1" + info("12"), describe());
+    EXPECT_EQ(0, result);
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
+                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
+                                         " @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
 }
 
-TEST_F(cameraDescription, unknown_model_without_settings_says_all_of_it_in_order) {
+TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
     fakePlatform().model_number = 20;
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
-                            "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
-                            "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                                         "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
+                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
 }
 
-TEST_F(cameraDescription, paths_are_cut_to_255_characters_in_the_file_system_and_in_the_log) {
+TEST_F(CameraDescription, PathsAreCutTo255CharactersInTheFileSystemAndInTheLog) {
     const std::string model(300, 'm');
     char path[settings_path_size];
     find_settings(model.c_str(), "abru", path);
-    EXPECT_STREQ(path, "/usr/local/zarvo/etc/abru/settings.json");
-    EXPECT_THAT(log.texts(),
-                ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" + std::string(234, 'm') +
-                                "\n @zvControl:308",
-                            "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                            " @zvControl:312"));
+    EXPECT_STREQ("/usr/local/zarvo/etc/abru/settings.json", path);
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" +
+                                             std::string(234, 'm') + "\n @zvControl:308",
+                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                         " @zvControl:312"));
     find_settings("none", model.c_str(), path);
-    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
     std::filesystem::create_directories(etc);
     std::ofstream(etc + std::string(234, 'm')) << "{}";
     log.take();
     find_settings(model.c_str(), "abru", path);
-    EXPECT_EQ(path, "/usr/local/zarvo/etc/" + std::string(234, 'm'));
+    EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
-TEST_F(cameraDescription, warnings_depend_on_the_log_level) {
+TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
     writeSettings("abru", "{}");
     fakePlatform().model_number = 255;
     g_logLevel = 2;
@@ -162,43 +161,45 @@ TEST_F(cameraDescription, warnings_depend_on_the_log_level) {
     g_logLevel = 5;
     log.take();
     describe();
-    EXPECT_EQ(log.texts().size(), 3U);
+    EXPECT_EQ(3U, log.texts().size());
 }
 
-TEST_F(cameraDescription, no_settings_at_all_answers_an_error_with_the_path_attempted_last) {
+TEST_F(CameraDescription, NoSettingsAtAllAnswersAnErrorWithThePathAttemptedLast) {
     setenv("PATH_INFO", "", 1);
     setenv("QUERY_STRING", "q=1", 1);
-    EXPECT_EQ(describe(), "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, settings_that_exist_but_cannot_be_opened_answer_an_error_without_falling_back) {
+TEST_F(CameraDescription, SettingsThatExistButCannotBeOpenedAnswerAnErrorWithoutFallingBack) {
     writeSettings("abru", "{}");
     std::filesystem::create_directories(etc + "tessilon");
     // A socket has a status but cannot be opened, whoever asks.
-    ASSERT_EQ(mknod((etc + "tessilon/settings.json").c_str(), S_IFSOCK | 0600, 0), 0);
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(0, mknod((etc + "tessilon/settings.json").c_str(), S_IFSOCK | 0600, 0));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, lines_are_joined_with_nothing_between_them) {
+TEST_F(CameraDescription, LinesAreJoinedWithNothingBetweenThem) {
     writeSettings("tessilon", "{\n  \"a\": \"one\ntwo\",\n\n  \"b\": 2\n}\n");
-    EXPECT_EQ(describe(), "<success header>\n{  \"a\": \"onetwo\",  \"b\": 2" + info("12"));
+    EXPECT_EQ("<success header>\n{  \"a\": \"onetwo\",  \"b\": 2" + info("12"), describe());
 }
 
-TEST_F(cameraDescription, a_carriage_return_is_no_line_end) {
+TEST_F(CameraDescription, ACarriageReturnIsNoLineEnd) {
     writeSettings("tessilon", "{\"a\":1,\r\n\"b\":2}\r\n");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":1,\r\"b\":2" + info("12"));
+    EXPECT_EQ("<success header>\n{\"a\":1,\r\"b\":2" + info("12"), describe());
 }
 
-TEST_F(cameraDescription, text_after_the_last_brace_is_dropped) {
+TEST_F(CameraDescription, TextAfterTheLastBraceIsDropped) {
     writeSettings("tessilon", "{\"a\":{\"b\":1}} // trailing remark\nand more");
-    EXPECT_EQ(describe(), "<success header>\n{\"a\":{\"b\":1}" + info("12"));
+    EXPECT_EQ("<success header>\n{\"a\":{\"b\":1}" + info("12"), describe());
 }
 
-TEST_F(cameraDescription, settings_longer_than_a_block_arrive_whole) {
+TEST_F(CameraDescription, SettingsLongerThanABlockArriveWhole) {
     std::string settings = "{\"a\":[";
     std::string joined = settings;
     for (int line = 0; line < 20000; ++line) {
@@ -206,106 +207,111 @@ TEST_F(cameraDescription, settings_longer_than_a_block_arrive_whole) {
         joined += std::to_string(line) + ",";
     }
     writeSettings("tessilon", settings + "0]}\n");
-    EXPECT_EQ(describe(), "<success header>\n" + joined + "0]" + info("12"));
+    EXPECT_EQ("<success header>\n" + joined + "0]" + info("12"), describe());
 }
 
-TEST_F(cameraDescription, settings_without_a_closing_brace_answer_an_error_and_no_half_header) {
+TEST_F(CameraDescription, SettingsWithoutAClosingBraceAnswerAnErrorAndNoHalfHeader) {
     writeSettings("tessilon", "{\"a\":1\n");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, empty_settings_answer_the_same_error) {
+TEST_F(CameraDescription, EmptySettingsAnswerTheSameError) {
     writeSettings("tessilon", "");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, a_directory_in_the_place_of_the_settings_answers_the_same_error) {
+TEST_F(CameraDescription, ADirectoryInThePlaceOfTheSettingsAnswersTheSameError) {
     std::filesystem::create_directories(etc + "tessilon/settings.json");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, a_pipe_in_the_place_of_the_settings_is_not_waited_for) {
+TEST_F(CameraDescription, APipeInThePlaceOfTheSettingsIsNotWaitedFor) {
     std::filesystem::create_directories(etc + "tessilon");
-    ASSERT_EQ(mkfifo((etc + "tessilon/settings.json").c_str(), 0600), 0);
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(0, mkfifo((etc + "tessilon/settings.json").c_str(), 0600));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, settings_of_16_mebibytes_are_answered_and_of_one_byte_more_are_not) {
+TEST_F(CameraDescription, SettingsOf16MebibytesAreAnsweredAndOfOneByteMoreAreNot) {
     const std::string start = "{\"a\":1" + std::string((16 << 20) - 7, ' ');
     writeSettings("tessilon", start + "}");
-    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777216U);
+    ASSERT_EQ(16777216U, std::filesystem::file_size(etc + "tessilon/settings.json"));
     EXPECT_TRUE(describe() == "<success header>\n" + start + info("12"));
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ(0, result);
     writeSettings("tessilon", start + " }");
-    ASSERT_EQ(std::filesystem::file_size(etc + "tessilon/settings.json"), 16777217U);
-    EXPECT_EQ(describe().substr(0, 1000),
-              "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-              "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    ASSERT_EQ(16777217U, std::filesystem::file_size(etc + "tessilon/settings.json"));
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe().substr(0, 1000));
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, without_memory_for_the_settings_there_is_no_document) {
+TEST_F(CameraDescription, WithoutMemoryForTheSettingsThereIsNoDocument) {
     writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     EXPECT_TRUE(describeWithin(2000).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
-TEST_F(cameraDescription, without_memory_for_the_info_object_there_is_no_document) {
+TEST_F(CameraDescription, WithoutMemoryForTheInfoObjectThereIsNoDocument) {
     // The settings just fit, and the text written back leaves no room behind it.
     writeSettings("tessilon", "{\"a\":\"" + std::string(400, 'a') + "\"}");
     EXPECT_TRUE(describeWithin(600).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
-TEST_F(cameraDescription, without_memory_for_an_error_answer_there_is_none) {
+TEST_F(CameraDescription, WithoutMemoryForAnErrorAnswerThereIsNone) {
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
     fakePlatform().getter_results["ap_mac"] = -17;
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(result, -2);
+    EXPECT_EQ(-2, result);
 }
 
-TEST_F(cameraDescription, endless_settings_answer_the_same_error) {
+TEST_F(CameraDescription, EndlessSettingsAnswerTheSameError) {
     std::filesystem::create_directories(etc + "tessilon");
     std::filesystem::create_symlink("/dev/zero", etc + "tessilon/settings.json");
-    EXPECT_EQ(describe(), "<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
-                          "camera_description_output_json|331>");
-    EXPECT_EQ(result, -10);
+    EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
+              "camera_description_output_json|331>",
+              describe());
+    EXPECT_EQ(-10, result);
 }
 
-TEST_F(cameraDescription, the_credentials_flag_is_a_quoted_text) {
+TEST_F(CameraDescription, TheCredentialsFlagIsAQuotedText) {
     writeSettings("tessilon", "{}");
     fakePlatform().default_credentials = true;
     EXPECT_THAT(describe(), HasSubstr(",\"ap_has_default_credentials\":\"1\",\"git_sha1\":\""));
 }
 
-TEST_F(cameraDescription, values_are_not_escaped) {
+TEST_F(CameraDescription, ValuesAreNotEscaped) {
     writeSettings("tessilon", "{}");
     fakePlatform().texts["ap_ssid"] = "my \"net\"";
     EXPECT_THAT(describe(), HasSubstr(",\"ap_ssid\":\"my \"net\"\","));
 }
 
-TEST_F(cameraDescription, values_of_255_characters_arrive_whole) {
+TEST_F(CameraDescription, ValuesOf255CharactersArriveWhole) {
     writeSettings("tessilon", "{}");
     fakePlatform().texts["serial_number"] = std::string(255, 's');
     EXPECT_THAT(describe(), HasSubstr("\"serial_number\":\"" + std::string(255, 's') + "\","));
 }
 
-TEST_F(cameraDescription, longer_values_are_cut_to_255_characters) {
+TEST_F(CameraDescription, LongerValuesAreCutTo255Characters) {
     writeSettings("tessilon", "{}");
     fakePlatform().texts["serial_number"] = std::string(400, 's');
     EXPECT_THAT(describe(), HasSubstr("\"serial_number\":\"" + std::string(255, 's') + "\","));
 }
 
-TEST_F(cameraDescription, values_that_fill_256_bytes_without_an_end_are_cut_to_255_characters) {
+TEST_F(CameraDescription, ValuesThatFill256BytesWithoutAnEndAreCutTo255Characters) {
     writeSettings("tessilon", "{}");
     fakePlatform().unterminated = true;
     auto& texts = fakePlatform().texts;
@@ -313,19 +319,18 @@ TEST_F(cameraDescription, values_that_fill_256_bytes_without_an_end_are_cut_to_2
     for (auto& [name, text] : texts) {
         text = std::string(255, static_cast<char>('a' + number++)) + "#";
     }
-    EXPECT_EQ(describe(), "<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" +
-                              std::string(255, 'e') + "\",\"firmware_version\":\"" + std::string(255, 'd') +
-                              "\",\"serial_number\":\"" + std::string(255, 'f') + "\",\"board_type\":\"" +
-                              std::string(255, 'c') + "\",\"ap_mac\":\"" + std::string(255, 'a') +
-                              "\",\"ap_ssid\":\"" + std::string(255, 'b') +
-                              "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                              std::string(build_revision) + "\"}}");
+    EXPECT_EQ("<success header>\n{,\n\"info\":{\"model_number\":12,\"model_name\":\"" + std::string(255, 'e') +
+                  "\",\"firmware_version\":\"" + std::string(255, 'd') + "\",\"serial_number\":\"" +
+                  std::string(255, 'f') + "\",\"board_type\":\"" + std::string(255, 'c') + "\",\"ap_mac\":\"" +
+                  std::string(255, 'a') + "\",\"ap_ssid\":\"" + std::string(255, 'b') +
+                  "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" + std::string(build_revision) + "\"}}",
+              describe());
 }
 
-TEST_F(cameraDescription, settings_of_model_0_are_found) {
+TEST_F(CameraDescription, SettingsOfModel0AreFound) {
     writeSettings("orin1", "{}");
     fakePlatform().model_number = 0;
-    EXPECT_EQ(describe(), "<success header>\n{" + info("0"));
+    EXPECT_EQ("<success header>\n{" + info("0"), describe());
 }
 
 struct Failure {
@@ -339,36 +344,35 @@ void PrintTo(const Failure& failure, std::ostream* stream) {
     *stream << failure.getter;
 }
 
-class failingGetter : public cameraDescription, public testing::WithParamInterface<Failure> {};
+class FailingGetter : public CameraDescription, public testing::WithParamInterface<Failure> {};
 
-TEST_P(failingGetter, is_logged_and_answered_with_its_name_code_and_lines) {
+TEST_P(FailingGetter, IsLoggedAndAnsweredWithItsNameCodeAndLines) {
     writeSettings("tessilon", "{}");
     setenv("QUERY_STRING", "q=1", 1);
     fakePlatform().getter_results[GetParam().getter] = -17;
     EXPECT_EQ(describe(), GetParam().answered);
-    EXPECT_EQ(result, -17);
+    EXPECT_EQ(-17, result);
     EXPECT_EQ(log.texts().back(), GetParam().logged);
     EXPECT_EQ(fakePlatform().calls.size(), static_cast<std::size_t>(GetParam().calls));
 }
 
-TEST_P(failingGetter, is_logged_only_from_error_level_on) {
+TEST_P(FailingGetter, IsLoggedOnlyFromErrorLevelOn) {
     g_logLevel = 1;
     fakePlatform().getter_results[GetParam().getter] = 5;
     describe();
-    EXPECT_EQ(result, 5);
+    EXPECT_EQ(5, result);
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    each, failingGetter,
+    each, FailingGetter,
     testing::Values(
         Failure{"model_number", 1, "UTIL_LOG_ERROR:zvc_state_get_model_number err, -17\n @zvControl:226",
                 "<error (null)|q=1|500|-17|zvc_state_get_model_number|camera_description_output_json|228>"},
         Failure{"model_name", 2, "UTIL_LOG_ERROR:zvc_state_get_model_name err, -17\n @zvControl:243",
                 "<error (null)|q=1|500|-17|zvc_state_get_model_name|camera_description_output_json|245>"},
-        Failure{
-            "firmware_version", 3, "UTIL_LOG_ERROR:zvc_state_get_firmware_version err, -17\n @zvControl:252",
-            "<error (null)|q=1|500|-17|zvc_state_get_firmware_version|camera_description_output_json|254>"},
+        Failure{"firmware_version", 3, "UTIL_LOG_ERROR:zvc_state_get_firmware_version err, -17\n @zvControl:252",
+                "<error (null)|q=1|500|-17|zvc_state_get_firmware_version|camera_description_output_json|254>"},
         Failure{"serial_number", 4, "UTIL_LOG_ERROR:zvc_state_get_serial_number err, -17\n @zvControl:261",
                 "<error (null)|q=1|500|-17|zvc_state_get_serial_number|camera_description_output_json|263>"},
         Failure{"board_type", 5, "UTIL_LOG_ERROR:zvc_state_get_board_type err, -17\n @zvControl:270",

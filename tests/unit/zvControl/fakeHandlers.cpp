@@ -1,10 +1,10 @@
 #include "fakeHandlers.h"
 
-#include "FakePlatform.h"
-#include "ScarceMemory.h"
 #include "command_analytics.h"
 #include "command_ble.h"
 #include "command_execute.h"
+#include "fakePlatform.h"
+#include "scarceMemory.h"
 
 #include <cstdio>
 #include <string>

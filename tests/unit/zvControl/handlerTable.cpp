@@ -1,9 +1,9 @@
 #include "handlerTable.h"
 
-#include "FakePlatform.h"
 #include "command_analytics.h"
 #include "command_ble.h"
 #include "command_execute.h"
+#include "fakePlatform.h"
 
 #include <gmock/gmock.h>
 
@@ -35,35 +35,35 @@ constexpr Expected table[] = {
     {"analytics/clear", handle_command_analytics_clear, false},
 };
 
-TEST(handlerTable, has_fourteen_rows_in_their_order_with_handler_and_hooks) {
+TEST(HandlerTable, HasFourteenRowsInTheirOrderWithHandlerAndHooks) {
     const auto rows = custom_handlers();
-    ASSERT_EQ(rows.size(), 14U);
+    ASSERT_EQ(14U, rows.size());
     for (std::size_t index = 0; index < rows.size(); ++index) {
         const Expected& expected = table[index];
-        EXPECT_STREQ(rows[index].uri, expected.uri);
-        EXPECT_EQ(rows[index].handler, expected.handler) << expected.uri;
-        EXPECT_EQ(rows[index].open_hook, expected.hooks ? ble_interface_open : nullptr) << expected.uri;
-        EXPECT_EQ(rows[index].close_hook, expected.hooks ? ble_interface_close : nullptr) << expected.uri;
+        EXPECT_STREQ(expected.uri, rows[index].uri);
+        EXPECT_EQ(expected.handler, rows[index].handler) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].open_hook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].close_hook) << expected.uri;
     }
 }
 
-TEST(handlerTable, registers_all_rows_with_their_handlers_and_hooks) {
-    EXPECT_EQ(register_custom_handlers(), 0);
+TEST(HandlerTable, RegistersAllRowsWithTheirHandlersAndHooks) {
+    EXPECT_EQ(0, register_custom_handlers());
     const auto& rows = fakePlatform().rows;
-    ASSERT_EQ(rows.size(), 14U);
+    ASSERT_EQ(14U, rows.size());
     for (std::size_t index = 0; index < rows.size(); ++index) {
         const Expected& expected = table[index];
-        EXPECT_EQ(rows[index].uri, expected.uri);
-        EXPECT_EQ(rows[index].handler, expected.handler) << expected.uri;
-        EXPECT_EQ(rows[index].open_hook, expected.hooks ? ble_interface_open : nullptr) << expected.uri;
-        EXPECT_EQ(rows[index].close_hook, expected.hooks ? ble_interface_close : nullptr) << expected.uri;
+        EXPECT_EQ(expected.uri, rows[index].uri);
+        EXPECT_EQ(expected.handler, rows[index].handler) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].open_hook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].close_hook) << expected.uri;
     }
 }
 
-TEST(handlerTable, stops_at_the_first_row_that_is_refused) {
+TEST(HandlerTable, StopsAtTheFirstRowThatIsRefused) {
     fakePlatform().failing_row = 2;
     fakePlatform().add_result = -6;
-    EXPECT_EQ(register_custom_handlers(), -6);
+    EXPECT_EQ(-6, register_custom_handlers());
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("add command/ble/pairing_available", "add command/ble/pairing_phase"));
 }

@@ -1,12 +1,12 @@
 #include "zvControl.h"
 
-#include "FakePlatform.h"
-#include "OutputCapture.h"
-#include "ScarceMemory.h"
-#include "SyslogCapture.h"
-#include "WrappedWrite.h"
 #include "buildRevision.h"
 #include "fakeHandlers.h"
+#include "fakePlatform.h"
+#include "outputCapture.h"
+#include "scarceMemory.h"
+#include "syslogCapture.h"
+#include "wrappedWrite.h"
 #include "zvLog.h"
 
 #include <cerrno>
@@ -79,33 +79,33 @@ void answerWith(int result, const std::string& text = "") {
     };
 }
 
-TEST(zvControl, logs_the_request_first) {
+TEST(ZvControl, LogsTheRequestFirst) {
     zvtest::SyslogCapture log;
     answerWith(0);
     serve("/command/x", "a=1&b=2");
     const auto lines = log.take();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].priority, 3);
-    EXPECT_EQ(lines[0].text, "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/command/x] params[a=1&b=2]\n"
-                             " @zvControl:100");
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ(3, lines[0].priority);
+    EXPECT_EQ("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/command/x] params[a=1&b=2]\n"
+              " @zvControl:100",
+              lines[0].text);
 }
 
-TEST(zvControl, logs_missing_variables_as_null_texts) {
+TEST(ZvControl, LogsMissingVariablesAsNullTexts) {
     zvtest::SyslogCapture log;
     serve(nullptr, nullptr);
-    EXPECT_THAT(log.texts(),
-                Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
-                         " @zvControl:100"));
+    EXPECT_THAT(log.texts(), Contains("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[(null)] params[(null)]\n"
+                                      " @zvControl:100"));
 }
 
-TEST(zvControl, raises_the_log_level_to_trace) {
+TEST(ZvControl, RaisesTheLogLevelToTrace) {
     answerWith(0);
-    EXPECT_EQ(g_logLevel, 2);
+    EXPECT_EQ(2, g_logLevel);
     serve("/x", nullptr);
-    EXPECT_EQ(g_logLevel, 6);
+    EXPECT_EQ(6, g_logLevel);
 }
 
-TEST(zvControl, hands_path_query_and_a_zeroed_buffer_of_4096_bytes_to_the_dispatcher) {
+TEST(ZvControl, HandsPathQueryAndAZeroedBufferOf4096BytesToTheDispatcher) {
     bool zeroed = true;
     fakePlatform().serve = [&](const char*, const char*, char* response, int size) {
         for (int index = 0; index < size; ++index) {
@@ -118,79 +118,80 @@ TEST(zvControl, hands_path_query_and_a_zeroed_buffer_of_4096_bytes_to_the_dispat
     EXPECT_THAT(fakePlatform().calls, Contains("handle /command/x a=1 4096"));
 }
 
-TEST(zvControl, zeroes_the_buffer_again_at_the_next_start) {
+TEST(ZvControl, ZeroesTheBufferAgainAtTheNextStart) {
     answerWith(0, "{\"left\":1}");
     serve("/x", nullptr);
     fakePlatform().serve = [](const char*, const char*, char*, int) { return 0; };
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n<empty json>");
+    EXPECT_EQ("<success header>\n<empty json>", serve("/x", nullptr).output);
 }
 
-TEST(zvControl, passes_a_missing_query_on_as_null) {
+TEST(ZvControl, PassesAMissingQueryOnAsNull) {
     answerWith(0);
     serve("/x", nullptr);
     EXPECT_THAT(fakePlatform().calls, Contains("handle /x (null) 4096"));
 }
 
-TEST(zvControl, opens_registers_dispatches_and_closes_in_this_order) {
+TEST(ZvControl, OpensRegistersDispatchesAndClosesInThisOrder) {
     answerWith(0);
     serve("/x", "q");
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
                             "add command/ble/configure", "add command/ble/scan", "add command/ble/scan/list",
-                            "add command/ble/pair/start", "add command/ble/pair/cancel",
-                            "add command/ble/pair/status", "add command/ble/whitelist/list",
-                            "add command/ble/whitelist/configure", "add command/ble/whitelist/device",
-                            "add execute", "add analytics/get", "add analytics/clear", "handle /x q 4096",
-                            "close"));
+                            "add command/ble/pair/start", "add command/ble/pair/cancel", "add command/ble/pair/status",
+                            "add command/ble/whitelist/list", "add command/ble/whitelist/configure",
+                            "add command/ble/whitelist/device", "add execute", "add analytics/get",
+                            "add analytics/clear", "handle /x q 4096", "close"));
 }
 
-TEST(zvControl, missing_path_yields_the_description_without_opening_the_interface) {
+TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve(nullptr, "q=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error (null)|q=1|500|-7|zvc_state_get_model_number|"
-                             "camera_description_output_json|228>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error (null)|q=1|500|-7|zvc_state_get_model_number|"
+              "camera_description_output_json|228>",
+              served.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
-TEST(zvControl, empty_path_yields_the_description_without_opening_the_interface) {
+TEST(ZvControl, EmptyPathYieldsTheDescriptionWithoutOpeningTheInterface) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served served = serve("", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error |(null)|500|-7|zvc_state_get_model_number|"
-                             "camera_description_output_json|228>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error |(null)|500|-7|zvc_state_get_model_number|"
+              "camera_description_output_json|228>",
+              served.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("model_number"));
 }
 
-TEST(zvControl, missing_settings_are_answered_with_an_error_and_the_result_is_0) {
+TEST(ZvControl, MissingSettingsAreAnsweredWithAnErrorAndTheResultIs0) {
     const Served served = serve("", "q=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
-                             "camera_description_output_json|331>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
+              "camera_description_output_json|331>",
+              served.output);
 }
 
-TEST(zvControl, says_nothing_when_the_interface_does_not_open) {
+TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
     zvtest::SyslogCapture log;
     fakePlatform().open_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -5);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-5, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("open"));
-    EXPECT_THAT(log.texts(),
-                ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
-                            "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
+    EXPECT_THAT(log.texts(), ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing"),
+                                         "UTIL_LOG_ERROR:Error[-5] opening the daemon interface\n @zvControl:120"));
 }
 
-TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
+TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
     zvtest::SyslogCapture log;
     fakePlatform().failing_row = 3;
     fakePlatform().add_result = -3;
     fakePlatform().close_result = -9;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -3);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-3, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("open", "add command/ble/pairing_available", "add command/ble/pairing_phase",
                             "add command/ble/configure", "close"));
@@ -199,232 +200,231 @@ TEST(zvControl, says_nothing_and_closes_when_a_row_cannot_be_registered) {
                                          " @zvControl:128"));
 }
 
-TEST(zvControl, any_result_but_0_stops_the_registration) {
+TEST(ZvControl, AnyResultBut0StopsTheRegistration) {
     fakePlatform().failing_row = 14;
     fakePlatform().add_result = 1;
-    EXPECT_EQ(serve("/x", nullptr).result, 1);
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
-    EXPECT_EQ(fakePlatform().calls.size(), 16U);
+    EXPECT_EQ(1, serve("/x", nullptr).result);
+    EXPECT_EQ("close", fakePlatform().calls.back());
+    EXPECT_EQ(16U, fakePlatform().calls.size());
 }
 
-TEST(zvControl, success_with_an_empty_buffer_answers_an_empty_object) {
+TEST(ZvControl, SuccessWithAnEmptyBufferAnswersAnEmptyObject) {
     answerWith(0);
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n<empty json>");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n<empty json>", served.output);
 }
 
-TEST(zvControl, success_answers_the_buffers_text_and_nothing_more) {
+TEST(ZvControl, SuccessAnswersTheBuffersTextAndNothingMore) {
     answerWith(0, "{\"a\":1}\n");
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{\"a\":1}\n");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{\"a\":1}\n", served.output);
 }
 
-TEST(zvControl, a_buffer_filled_to_its_last_byte_is_not_read_beyond) {
+TEST(ZvControl, ABufferFilledToItsLastByteIsNotReadBeyond) {
     fakePlatform().serve = [](const char*, const char*, char* response, int size) {
         std::memset(response, 'x', static_cast<std::size_t>(size));
         return 0;
     };
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n" + std::string(4096, 'x'));
+    EXPECT_EQ("<success header>\n" + std::string(4096, 'x'), serve("/x", nullptr).output);
 }
 
-TEST(zvControl, unknown_request_answers_400_with_a_code_and_a_text_of_its_own) {
+TEST(ZvControl, UnknownRequestAnswers400WithACodeAndATextOfItsOwn) {
     const Served served = serve("/nowhere", "a=1");
-    EXPECT_EQ(served.result, -20);
-    EXPECT_EQ(served.output, "<error /nowhere|a=1|400|-3|unknown request|main|143>");
+    EXPECT_EQ(-20, served.result);
+    EXPECT_EQ("<error /nowhere|a=1|400|-3|unknown request|main|143>", served.output);
 }
 
-TEST(zvControl, incomplete_parameters_answer_400_with_the_path_as_message) {
+TEST(ZvControl, IncompleteParametersAnswer400WithThePathAsMessage) {
     answerWith(-4, "ignored");
     const Served served = serve("/x", "a=1");
-    EXPECT_EQ(served.result, -4);
-    EXPECT_EQ(served.output, "<error /x|a=1|400|-4|/x|main|150>");
+    EXPECT_EQ(-4, served.result);
+    EXPECT_EQ("<error /x|a=1|400|-4|/x|main|150>", served.output);
 }
 
-TEST(zvControl, any_other_result_answers_500_with_the_path_as_message) {
+TEST(ZvControl, AnyOtherResultAnswers500WithThePathAsMessage) {
     for (const int result : {-1, -3, -5, -17, -19, -21, -100, 1, 7}) {
         answerWith(result);
         const Served served = serve("/x", nullptr);
         EXPECT_EQ(served.result, result);
-        EXPECT_EQ(served.output, "<error /x|(null)|500|" + std::to_string(result) + "|/x|main|150>");
+        EXPECT_EQ("<error /x|(null)|500|" + std::to_string(result) + "|/x|main|150>", served.output);
     }
 }
 
-TEST(zvControl, an_error_answer_reads_the_environment_again) {
+TEST(ZvControl, AnErrorAnswerReadsTheEnvironmentAgain) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         setenv("PATH_INFO", "/changed", 1);
         setenv("QUERY_STRING", "c=2", 1);
         return -1;
     };
-    EXPECT_EQ(serve("/x", "a=1").output, "<error /changed|c=2|500|-1|/changed|main|150>");
+    EXPECT_EQ("<error /changed|c=2|500|-1|/changed|main|150>", serve("/x", "a=1").output);
 }
 
-TEST(zvControl, an_error_answer_survives_variables_that_have_gone) {
+TEST(ZvControl, AnErrorAnswerSurvivesVariablesThatHaveGone) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         unsetenv("PATH_INFO");
         unsetenv("QUERY_STRING");
         return -4;
     };
-    EXPECT_EQ(serve("/x", "a=1").output, "<error (null)|(null)|400|-4|(null)|main|150>");
+    EXPECT_EQ("<error (null)|(null)|400|-4|(null)|main|150>", serve("/x", "a=1").output);
 }
 
-TEST(zvControl, writes_nothing_when_the_handler_has_answered) {
+TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
     fakePlatform().serve = [](const char*, const char*, char* response, int) {
         response[0] = 'x';
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
     };
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "own answer");
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("own answer", served.output);
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
-TEST(zvControl, a_failing_close_is_told_on_standard_error_with_the_requests_result) {
+TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
     answerWith(0, "{}");
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{}");
-    EXPECT_EQ(served.errors, "Error[0] closing the daemon interface\n");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{}", served.output);
+    EXPECT_EQ("Error[0] closing the daemon interface\n", served.errors);
 }
 
-TEST(zvControl, a_failing_close_after_a_failed_request_tells_its_result_too) {
+TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
     answerWith(-1);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -1);
-    EXPECT_EQ(served.output, "<error /x|(null)|500|-1|/x|main|150>");
-    EXPECT_EQ(served.errors, "Error[-1] closing the daemon interface\n");
+    EXPECT_EQ(-1, served.result);
+    EXPECT_EQ("<error /x|(null)|500|-1|/x|main|150>", served.output);
+    EXPECT_EQ("Error[-1] closing the daemon interface\n", served.errors);
 }
 
-TEST(zvControl, a_failing_close_after_a_handlers_own_answer_tells_its_result_too) {
+TEST(ZvControl, AFailingCloseAfterAHandlersOwnAnswerTellsItsResultToo) {
     answerWith(-18);
     fakePlatform().close_result = -5;
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "Error[-18] closing the daemon interface\n");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("Error[-18] closing the daemon interface\n", served.errors);
 }
 
-TEST(zvControl, a_close_that_succeeds_is_silent) {
+TEST(ZvControl, ACloseThatSucceedsIsSilent) {
     answerWith(-1);
-    EXPECT_EQ(serve("/x", nullptr).errors, "");
+    EXPECT_EQ("", serve("/x", nullptr).errors);
 }
 
-TEST(zvControl, serves_a_custom_uri_with_its_hooks_around_the_handler) {
+TEST(ZvControl, ServesACustomUriWithItsHooksAroundTheHandler) {
     fakeHandlers().text = "{\"status\":2}";
     const Served served = serve("/command/ble/pair/status", "x=1");
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<success header>\n{\"status\":2}");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<success header>\n{\"status\":2}", served.output);
     const auto& calls = fakePlatform().calls;
-    ASSERT_EQ(calls.size(), 20U);
+    ASSERT_EQ(20U, calls.size());
     EXPECT_THAT(std::vector<std::string>(calls.begin() + 15, calls.end()),
-                ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open",
-                            "ble_pair_status x=1", "ble_interface_close", "close"));
+                ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open", "ble_pair_status x=1",
+                            "ble_interface_close", "close"));
 }
 
-TEST(zvControl, writes_the_answer_in_one_piece) {
+TEST(ZvControl, WritesTheAnswerInOnePiece) {
     answerWith(0, std::string(4095, 'x'));
     serve("/x", nullptr);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(17 + 4095));
 }
 
-TEST(zvControl, writes_the_whole_answer_when_write_takes_parts_or_is_interrupted) {
+TEST(ZvControl, WritesTheWholeAnswerWhenWriteTakesPartsOrIsInterrupted) {
     answerWith(0, "{\"a\":1}");
     wrappedWrite().script = {{3, 0}, {0, EINTR}, {1, 0}, {0, EINTR}};
-    EXPECT_EQ(serve("/x", nullptr).output, "<success header>\n{\"a\":1}");
+    EXPECT_EQ("<success header>\n{\"a\":1}", serve("/x", nullptr).output);
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(24, 21, 21, 20, 20));
 }
 
-TEST(zvControl, writes_an_error_answer_whole_as_well) {
+TEST(ZvControl, WritesAnErrorAnswerWholeAsWell) {
     wrappedWrite().script = {{1, 0}, {0, EINTR}};
-    EXPECT_EQ(serve("/x", nullptr).output, "<error /x|(null)|400|-3|unknown request|main|143>");
+    EXPECT_EQ("<error /x|(null)|400|-3|unknown request|main|143>", serve("/x", nullptr).output);
 }
 
-TEST(zvControl, an_answer_that_cannot_be_written_changes_nothing_else) {
+TEST(ZvControl, AnAnswerThatCannotBeWrittenChangesNothingElse) {
     answerWith(0, "{}");
     wrappedWrite().script = {{5, 0}, {0, EIO}};
     const Served served = serve("/x", nullptr);
-    EXPECT_EQ(served.result, 0);
-    EXPECT_EQ(served.output, "<succ");
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ(0, served.result);
+    EXPECT_EQ("<succ", served.output);
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
-TEST(zvControl, without_memory_for_a_success_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForASuccessSaysNothingAndFails) {
     answerWith(0, "{\"a\":1}");
     const Served served = serveWithin(1, "/x", "a=1");
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("", served.errors);
     EXPECT_THAT(fakePlatform().calls, Contains("handle /x a=1 4096"));
-    EXPECT_EQ(fakePlatform().calls.back(), "close");
+    EXPECT_EQ("close", fakePlatform().calls.back());
 }
 
-TEST(zvControl, without_memory_for_the_buffers_text_no_half_of_it_is_said) {
+TEST(ZvControl, WithoutMemoryForTheBuffersTextNoHalfOfItIsSaid) {
     answerWith(0, std::string(4095, 'x'));
     const Served served = serveWithin(1024, "/x", nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
 }
 
-TEST(zvControl, without_memory_for_an_error_answer_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForAnErrorAnswerSaysNothingAndFails) {
     for (const int code : {-20, -4, -1}) {
         answerWith(code);
         const Served served = serveWithin(1, "/x", nullptr);
-        EXPECT_EQ(served.result, -2) << code;
-        EXPECT_EQ(served.output, "") << code;
+        EXPECT_EQ(-2, served.result) << code;
+        EXPECT_EQ("", served.output) << code;
     }
 }
 
-TEST(zvControl, without_memory_an_answer_of_the_handlers_own_stands) {
+TEST(ZvControl, WithoutMemoryAnAnswerOfTheHandlersOwnStands) {
     fakePlatform().serve = [](const char*, const char*, char*, int) {
         return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
     };
     const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(served.result, -18);
-    EXPECT_EQ(served.output, "own answer");
+    EXPECT_EQ(-18, served.result);
+    EXPECT_EQ("own answer", served.output);
 }
 
-TEST(zvControl, a_failing_close_tells_the_dispatchers_result_also_without_memory) {
+TEST(ZvControl, AFailingCloseTellsTheDispatchersResultAlsoWithoutMemory) {
     answerWith(-17);
     fakePlatform().close_result = -5;
     const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
-    EXPECT_EQ(served.errors, "Error[-17] closing the daemon interface\n");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
+    EXPECT_EQ("Error[-17] closing the daemon interface\n", served.errors);
 }
 
-TEST(zvControl, without_memory_for_the_settings_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForTheSettingsSaysNothingAndFails) {
     writeSettings("{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     const Served served = serveWithin(2000, nullptr, nullptr);
-    EXPECT_EQ(served.result, -2);
-    EXPECT_EQ(served.output, "");
+    EXPECT_EQ(-2, served.result);
+    EXPECT_EQ("", served.output);
 }
 
-TEST(zvControl, without_memory_for_the_error_answer_of_the_description_says_nothing_and_fails) {
+TEST(ZvControl, WithoutMemoryForTheErrorAnswerOfTheDescriptionSaysNothingAndFails) {
     fakePlatform().getter_results["model_number"] = -7;
     const Served getter = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(getter.result, -2);
-    EXPECT_EQ(getter.output, "");
+    EXPECT_EQ(-2, getter.result);
+    EXPECT_EQ("", getter.output);
     fakePlatform().getter_results["model_number"] = 0;
     const Served settings = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(settings.result, -2);
-    EXPECT_EQ(settings.output, "");
+    EXPECT_EQ(-2, settings.result);
+    EXPECT_EQ("", settings.output);
 }
 
-TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_not_at_all) {
-    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') +
-                  "\"c\":{}}\n");
+TEST(ZvControl, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtAll) {
+    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') + "\"c\":{}}\n");
     const Served whole = serve(nullptr, nullptr);
-    EXPECT_EQ(whole.result, 0);
-    ASSERT_EQ(whole.output,
-              "<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
+    EXPECT_EQ(0, whole.result);
+    ASSERT_EQ("<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
                   "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
                   "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
                   "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
                   "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}");
+                  std::string(build_revision) + "\"}}",
+              whole.output);
     int answered = 0;
     for (std::size_t most = 0; most < 5000; most += 10) {
         const Served served = serveWithin(most, nullptr, nullptr);
@@ -436,12 +436,12 @@ TEST(zvControl, whatever_memory_there_is_the_description_is_answered_whole_or_no
     EXPECT_LT(answered, 500);
 }
 
-TEST(zvControl, takes_path_and_query_of_100_kilobytes) {
+TEST(ZvControl, TakesPathAndQueryOf100Kilobytes) {
     const std::string path = "/" + std::string(100000, 'p');
     const std::string params = "a=" + std::string(100000, 'q');
     zvtest::SyslogCapture log;
     const Served served = serve(path.c_str(), params.c_str());
-    EXPECT_EQ(served.output, "<error " + path + "|" + params + "|400|-3|unknown request|main|143>");
+    EXPECT_EQ("<error " + path + "|" + params + "|400|-3|unknown request|main|143>", served.output);
     const std::string start = "UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/";
     EXPECT_THAT(log.texts(), ElementsAre(start + std::string(349 - start.size(), 'p') + " @zvControl:100"));
 }

@@ -1,7 +1,6 @@
 // The tool as a process: against a real zvControlD and a supervisor of the test's own.
-#include "AdminServer.h"
-
-#include "ControlDaemon.h"
+#include "adminServer.h"
+#include "controlDaemon.h"
 
 #include <atomic>
 #include <fstream>
@@ -48,9 +47,8 @@ public:
             const Json records = {{{"source", "zvNetD"}, {"text", "one\n"}, {"pid", nullptr}},
                                   {{"source", "zvBleD"}, {"text", "two"}, {"pid", 3}}};
             const std::size_t since = request.at("since");
-            return Json{
-                {"records", Json(records.begin() + static_cast<std::ptrdiff_t>(since), records.end())},
-                {"next", records.size()}};
+            return Json{{"records", Json(records.begin() + static_cast<std::ptrdiff_t>(since), records.end())},
+                        {"next", records.size()}};
         });
         thread_ = std::thread([this] {
             while (!ending_) {
@@ -72,7 +70,7 @@ private:
 
 } // namespace
 
-TEST(zvcam, ShowsTheStateForPeople) {
+TEST(Zvcam, ShowsTheStateForPeople) {
     const ControlDaemon daemon(R"({"identity":{"model_number":34,"ap_ssid":"a b"}})");
     const Finished run = zvcamOf("show");
     EXPECT_EQ(0, run.status);
@@ -84,7 +82,7 @@ TEST(zvcam, ShowsTheStateForPeople) {
     EXPECT_EQ("34\n", zvcamOf("show model_number").out);
 }
 
-TEST(zvcam, ShowsTheStateForMachines) {
+TEST(Zvcam, ShowsTheStateForMachines) {
     const ControlDaemon daemon(R"({"identity":{"model_number":34}})");
     for (const char* arguments : {"--json show", "show --json"}) {
         const Finished run = zvcamOf(arguments);
@@ -94,7 +92,7 @@ TEST(zvcam, ShowsTheStateForMachines) {
     EXPECT_EQ("34\n", zvcamOf("show model_number --json").out);
 }
 
-TEST(zvcam, SetsItems) {
+TEST(Zvcam, SetsItems) {
     const ControlDaemon daemon;
     EXPECT_EQ("recording  1\n", zvcamOf("set recording 1").out);
     EXPECT_EQ("recording  -1\n", zvcamOf("set recording -1").out);
@@ -107,7 +105,7 @@ TEST(zvcam, SetsItems) {
     EXPECT_EQ("13\n", zvcamOf("show model_number").out);
 }
 
-TEST(zvcam, SaysWhatTheCameraRefuses) {
+TEST(Zvcam, SaysWhatTheCameraRefuses) {
     const ControlDaemon daemon;
     Finished run = zvcamOf("set model_number 256");
     EXPECT_EQ(1, run.status);
@@ -118,7 +116,7 @@ TEST(zvcam, SaysWhatTheCameraRefuses) {
     EXPECT_EQ("zvcam: unknown item colour\n", run.err);
 }
 
-TEST(zvcam, MakesItemsFailByNumberOrName) {
+TEST(Zvcam, MakesItemsFailByNumberOrName) {
     const ControlDaemon daemon;
     EXPECT_EQ("failures\n  ap_mac  -7\n", zvcamOf("fail ap_mac -7").out);
     EXPECT_EQ("{\"failures\":{\"ap_mac\":-17}}\n", zvcamOf("--json fail ap_mac ZV_ERR_NAK").out);
@@ -133,7 +131,7 @@ TEST(zvcam, MakesItemsFailByNumberOrName) {
     }
 }
 
-TEST(zvcam, DrivesTheAnalyticsFile) {
+TEST(Zvcam, DrivesTheAnalyticsFile) {
     const ControlDaemon daemon;
     const char* const file = "/tmp/fuse_d/analytics/analytics.bin";
     EXPECT_EQ(0, zvcamOf("analytics size 2500").status);
@@ -159,7 +157,7 @@ TEST(zvcam, DrivesTheAnalyticsFile) {
     EXPECT_EQ(nullptr, Json::parse(zvcamOf("--json analytics status").out).at("size"));
 }
 
-TEST(zvcam, RefusesSenselessAnalyticsArguments) {
+TEST(Zvcam, RefusesSenselessAnalyticsArguments) {
     const ControlDaemon daemon;
     EXPECT_EQ(2, zvcamOf("analytics").status);
     EXPECT_EQ(2, zvcamOf("analytics size").status);
@@ -172,7 +170,7 @@ TEST(zvcam, RefusesSenselessAnalyticsArguments) {
     EXPECT_EQ(1, zvcamOf("analytics append --hex 0").status);
 }
 
-TEST(zvcam, DrivesTheCamerasPrograms) {
+TEST(Zvcam, DrivesTheCamerasPrograms) {
     std::filesystem::create_directories("/run/zarvo");
     const Supervisor supervisor;
     for (const std::string op : {"stop", "cont", "kill", "term", "start"}) {
@@ -186,7 +184,7 @@ TEST(zvcam, DrivesTheCamerasPrograms) {
     EXPECT_EQ(2, zvcamOf("daemon burn zvNetD").status);
 }
 
-TEST(zvcam, PrintsTheLog) {
+TEST(Zvcam, PrintsTheLog) {
     std::filesystem::create_directories("/run/zarvo");
     const Supervisor supervisor;
     EXPECT_EQ("zvNetD: one\nzvBleD: two\n", zvcamOf("log").out);
@@ -194,11 +192,10 @@ TEST(zvcam, PrintsTheLog) {
     EXPECT_EQ("{\"pid\":3,\"source\":\"zvBleD\",\"text\":\"two\"}\n", zvcamOf("--json log --since 1").out);
 }
 
-TEST(zvcam, SaysThatNobodyIsThere) {
+TEST(Zvcam, SaysThatNobodyIsThere) {
     Finished run = bare("show");
     EXPECT_EQ(3, run.status);
-    EXPECT_EQ("zvcam: no camera is running (looked in /tmp/zvcam-" + std::to_string(getuid()) + ")\n",
-              run.err);
+    EXPECT_EQ("zvcam: no camera is running (looked in /tmp/zvcam-" + std::to_string(getuid()) + ")\n", run.err);
     run = bare("--port 8080 show");
     EXPECT_EQ(3, run.status);
     EXPECT_EQ("zvcam: no camera runs on port 8080\n", run.err);
@@ -207,7 +204,7 @@ TEST(zvcam, SaysThatNobodyIsThere) {
     EXPECT_EQ("zvcam: zvControlD does not run in /run/zarvo: No such file or directory\n", run.err);
 }
 
-TEST(zvcam, SaysThatAStoppedDaemonDoesNotAnswer) {
+TEST(Zvcam, SaysThatAStoppedDaemonDoesNotAnswer) {
     ControlDaemon daemon;
     daemon.halt();
     const Finished run = zvcamOf("show");
@@ -215,7 +212,7 @@ TEST(zvcam, SaysThatAStoppedDaemonDoesNotAnswer) {
     EXPECT_EQ("zvcam: zvControlD does not answer\n", run.err);
 }
 
-TEST(zvcam, FindsTheCameraByItsPort) {
+TEST(Zvcam, FindsTheCameraByItsPort) {
     const ControlDaemon daemon;
     const std::string folder = "/tmp/zvcam-" + std::to_string(getuid()) + "/8080";
     std::filesystem::create_directories(folder);
@@ -227,9 +224,9 @@ TEST(zvcam, FindsTheCameraByItsPort) {
     EXPECT_EQ(2, bare("--port 8080 --run-dir /run/zarvo show").status);
 }
 
-TEST(zvcam, WrongCommandLinesAreSaid) {
-    for (const char* arguments : {"", "paint", "set", "set recording", "set recording 1 2", "fail recording",
-                                  "unfail", "--port x show"}) {
+TEST(Zvcam, WrongCommandLinesAreSaid) {
+    for (const char* arguments :
+         {"", "paint", "set", "set recording", "set recording 1 2", "fail recording", "unfail", "--port x show"}) {
         const Finished run = bare(arguments);
         EXPECT_EQ(2, run.status) << arguments;
         EXPECT_EQ("", run.out) << arguments;
@@ -237,7 +234,7 @@ TEST(zvcam, WrongCommandLinesAreSaid) {
     }
 }
 
-TEST(zvcam, HelpIsNoFailure) {
+TEST(Zvcam, HelpIsNoFailure) {
     for (const char* arguments : {"--help", "set --help", "analytics --help", "analytics size --help"}) {
         const Finished run = bare(arguments);
         EXPECT_EQ(0, run.status) << arguments;

@@ -1,0 +1,84 @@
+/*
+ * A daemon's queue and what hangs on it: reading and checking requests, answering them without ever waiting, faults,
+ * trace, and the admin operations for these.
+ *
+ * A message above 1500 bytes, a malformed one and one that is no request are logged and skipped; so is a reply that its
+ * queue does not take (full, absent, not a queue's name).
+ *
+ * Admin operations: fault_list, fault_add {a rule}, fault_remove {id}, fault_clear, trace {after}, trace_follow {after}
+ * (a subscription), trace_clear, queue (counts).
+ */
+#pragma once
+
+#include "adminServer.h"
+#include "eventLoop.h"
+#include "faults.h"
+#include "queue.h"
+#include "tlv.h"
+#include "trace.h"
+
+#include <functional>
+#include <string>
+
+namespace zvcam {
+
+struct QueueRequest {
+    Bytes raw;
+    Message message;
+    std::string tag;         // of the command
+    Bytes data;              // of the data element; empty without one
+    std::string destination; // empty without such an element
+    std::string replyQueue;  // empty when there is none that could be answered to
+    RequestInfo info;
+};
+
+class QueueService {
+public:
+    using Handler = std::function<void(const QueueRequest&)>;
+    // Whether a fault rule of the scenario for this command ("*" included) is this daemon's.
+    using OwnCommand = std::function<bool(const std::string& command)>;
+
+    QueueService(EventLoop& loop, AdminServer& admin, const char* daemon, const std::string& queue);
+    ~QueueService();
+
+    // Serves the queue from now on.
+    void start(Handler handler);
+    // Takes the rules of the scenario's "faults" that are for this daemon; throws JsonError.
+    void loadFaults(const Json& rules, const OwnCommand& own);
+
+    // The faults that the reply to a request will suffer: asked for once, before the request is carried out.
+    PlannedFaults planFaults(const QueueRequest& request) { return faults_.plan(request.info); }
+    void reply(const QueueRequest& request, const PlannedFaults& planned, Status status, const Bytes& data = {});
+
+    // A request that was passed on to another queue, at the time given, or was not.
+    void traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,
+                        std::int64_t time);
+    void countForwarded() { ++forwarded_; }
+
+private:
+    static constexpr int messagesPerRound = 16;
+    static constexpr std::size_t lateLimit = 256;
+
+    void addOperations();
+    void readQueue();
+    void handle(Bytes raw);
+    std::string check(QueueRequest& request);
+    void send(const std::string& queue, const std::string& command, const Outgoing& out);
+    void trace(TraceRecord record);
+    Json counts() const;
+
+    EventLoop& loop_;
+    AdminServer& admin_;
+    OwnedQueue queue_;
+    FaultTable faults_;
+    TraceRing trace_;
+    Handler handler_;
+    std::size_t late_ = 0;
+    std::uint64_t received_ = 0;
+    std::uint64_t skipped_ = 0;
+    std::uint64_t answered_ = 0;
+    std::uint64_t unanswered_ = 0;
+    std::uint64_t forwarded_ = 0;
+};
+
+} // namespace zvcam

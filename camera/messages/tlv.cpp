@@ -1,0 +1,128 @@
+#include "tlv.h"
+
+#include "cursor.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace zvcam {
+namespace {
+
+constexpr std::size_t headerSize = 4;
+
+void put16(Bytes& out, std::size_t value) {
+    out.push_back(static_cast<std::uint8_t>(value >> 8));
+    out.push_back(static_cast<std::uint8_t>(value));
+}
+
+int hexDigit(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    const char lower = static_cast<char>(digit | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+std::string checkTail(const Message& message) {
+    if (message.elements.empty() || message.elements.back().tag != tagTail) {
+        return "no tail at the end";
+    }
+    if (message.find(tagTail) != &message.elements.back()) {
+        return "tail before the end";
+    }
+    return message.elements.back().data.empty() ? "" : "tail with data";
+}
+
+} // namespace
+
+const Element* Message::find(std::uint8_t tag) const {
+    const auto found =
+        std::find_if(elements.begin(), elements.end(), [tag](const Element& element) { return element.tag == tag; });
+    return found == elements.end() ? nullptr : &*found;
+}
+
+DecodedMessage decodeMessage(ByteSpan bytes) {
+    DecodedMessage decoded;
+    Cursor cursor(bytes);
+    const std::uint16_t total = cursor.big16();
+    cursor.byte();
+    decoded.message.category = cursor.byte();
+    if (cursor.overrun()) {
+        decoded.problem = "shorter than a message header";
+        return decoded;
+    }
+    while (cursor.left() > 0) {
+        cursor.byte();
+        const std::uint16_t length = cursor.big16();
+        Element element;
+        element.tag = cursor.byte();
+        const ByteSpan data = cursor.take(length);
+        if (cursor.overrun()) {
+            decoded.problem = "element cut short";
+            return decoded;
+        }
+        element.data.assign(data.begin(), data.end());
+        decoded.message.elements.push_back(std::move(element));
+    }
+    if (total != bytes.size()) {
+        decoded.problem = "header says " + std::to_string(total) + " bytes, got " + std::to_string(bytes.size());
+        return decoded;
+    }
+    decoded.problem = checkTail(decoded.message);
+    return decoded;
+}
+
+Bytes encodeMessage(const Message& message) {
+    std::size_t total = headerSize;
+    for (const Element& element : message.elements) {
+        total += headerSize + element.data.size();
+    }
+    Bytes out;
+    out.reserve(total);
+    put16(out, total);
+    out.push_back(0);
+    out.push_back(message.category);
+    for (const Element& element : message.elements) {
+        out.push_back(0);
+        put16(out, element.data.size());
+        out.push_back(element.tag);
+        out.insert(out.end(), element.data.begin(), element.data.end());
+    }
+    return out;
+}
+
+Message makeReply(std::uint8_t status, ByteSpan data) {
+    Element response{tagResponse, {status}};
+    response.data.insert(response.data.end(), data.begin(), data.end());
+    return {categoryReply, {std::move(response), {tagTail, {}}}};
+}
+
+std::string toHex(ByteSpan bytes) {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const std::uint8_t byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+Bytes fromHex(std::string_view text) {
+    if (text.size() % 2 != 0) {
+        throw std::invalid_argument("odd number of hexadecimal digits");
+    }
+    Bytes bytes;
+    bytes.reserve(text.size() / 2);
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        const int high = hexDigit(text[i]);
+        const int low = hexDigit(text[i + 1]);
+        if (high < 0 || low < 0) {
+            throw std::invalid_argument("not a hexadecimal text: " + std::string(text.substr(0, 40)));
+        }
+        bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
+    }
+    return bytes;
+}
+
+} // namespace zvcam

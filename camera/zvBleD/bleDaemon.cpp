@@ -1,0 +1,92 @@
+#include "bleDaemon.h"
+
+#include "explain.h"
+#include "log.h"
+#include "radioCommands.h"
+#include "whitelistFile.h"
+
+namespace zvcam {
+namespace {
+
+constexpr const char* ownQueue = "/to_ble";
+
+} // namespace
+
+BleDaemon::BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistFile, const Json& ble,
+                     const Json& faults)
+    : loop_(loop),
+      file_(std::move(whitelistFile)),
+      radioAdmin_{radio_, ble, [this] { return now(); }, [this] { saveFile(); }},
+      service_(loop, admin, "zvBleD", ownQueue) {
+    setUpRadio(radio_, ble);
+    loadFile();
+    saved_ = radio_.whitelist.revision();
+    service_.loadFaults(faults, [](const std::string& command) { return command != "PD" && command != "PX"; });
+    radioAdmin_.addOperations(admin);
+    service_.start([this](const QueueRequest& request) { handle(request); });
+    onTick();
+}
+
+BleDaemon::~BleDaemon() {
+    loop_.cancelTimer(timer_);
+}
+
+Millis BleDaemon::now() const {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(EventLoop::Clock::now() - start_).count();
+}
+
+void BleDaemon::handle(const QueueRequest& request) {
+    const PlannedFaults planned = service_.planFaults(request);
+    if (request.tag != "BL") {
+        logError("%s: unknown command %s", ownQueue, quoteText(request.tag.substr(0, 16)).c_str());
+        service_.reply(request, planned, Status::UnknownCommand);
+        return;
+    }
+    const Millis time = now();
+    if (planned.idShift != 0) {
+        radio_.advance(time); // first: a device that is lost now must not make up for the shift
+        rebuildList(radio_, request.info.command, planned.idShift);
+    }
+    CommandResult result{Status::UnknownCommand, {}};
+    if (!planned.refused()) {
+        result = runCommand(radio_, request.data, time);
+        saveFile();
+    }
+    if (result.status != Status::Ok) {
+        logInfo("%s: BLE command %d: %s", ownQueue, request.data.empty() ? -1 : request.data[0], toText(result.status));
+    }
+    service_.reply(request, planned, result.status, result.data);
+}
+
+void BleDaemon::loadFile() {
+    try {
+        if (std::optional<KeptWhitelist> kept = loadWhitelist(file_)) {
+            radio_.autoConnect = kept->autoConnect;
+            radio_.whitelist.assign(std::move(kept->slots));
+            logInfo("whitelist of %zu slots from %s", radio_.whitelist.slots().size(), file_.c_str());
+        }
+    } catch (const JsonError& error) {
+        logError("whitelist not read, %s", error.what());
+    }
+}
+
+void BleDaemon::saveFile() {
+    if (saved_ == radio_.whitelist.revision()) {
+        return;
+    }
+    // Also when it fails: a storage that is full or absent is reported once for every change, not ten times a second.
+    saved_ = radio_.whitelist.revision();
+    try {
+        saveWhitelist(file_, {radio_.autoConnect, radio_.whitelist.slots()});
+    } catch (const std::exception& error) {
+        logError("whitelist not saved, %s", error.what());
+    }
+}
+
+void BleDaemon::onTick() {
+    radio_.advance(now());
+    saveFile();
+    timer_ = loop_.addTimer(tick, [this] { onTick(); });
+}
+
+} // namespace zvcam

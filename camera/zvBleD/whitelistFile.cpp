@@ -1,0 +1,72 @@
+#include "whitelistFile.h"
+
+#include "uniqueFd.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+namespace zvcam {
+namespace {
+
+[[noreturn]] void fail(const std::string& path) {
+    throw std::system_error(errno, std::generic_category(), path);
+}
+
+void writeWhole(const std::string& path, const std::string& text) {
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664));
+    if (!file.ok()) {
+        fail(path);
+    }
+    for (std::size_t written = 0; written < text.size();) {
+        const ssize_t length = write(file.get(), text.data() + written, text.size() - written);
+        if (length < 0 && errno != EINTR) {
+            fail(path);
+        }
+        written += length > 0 ? static_cast<std::size_t>(length) : 0;
+    }
+    if (fsync(file.get()) != 0) {
+        fail(path);
+    }
+}
+
+} // namespace
+
+std::optional<KeptWhitelist> loadWhitelist(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        return std::nullopt;
+    }
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    try {
+        const Json document = parseJson(text);
+        JsonReader reader(document, "");
+        KeptWhitelist kept;
+        reader.number("auto_connect", kept.autoConnect, 0, 255);
+        kept.slots = readSlots(reader, "slots");
+        reader.finish();
+        return kept;
+    } catch (const std::exception& error) {
+        throw JsonError(path + ": " + error.what());
+    }
+}
+
+void saveWhitelist(const std::string& path, const KeptWhitelist& whitelist) {
+    Json slots = Json::array();
+    for (const Slot& slot : whitelist.slots) {
+        slots.push_back(toJson(slot));
+        slots.back().erase("connected");
+    }
+    const Json document{{"auto_connect", whitelist.autoConnect}, {"slots", slots}};
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    const std::string fresh = path + ".new";
+    writeWhole(fresh, document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    if (rename(fresh.c_str(), path.c_str()) != 0) {
+        fail(path);
+    }
+}
+
+} // namespace zvcam

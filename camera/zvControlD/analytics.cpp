@@ -1,0 +1,201 @@
+#include "analytics.h"
+
+#include "controlProtocol.h"
+#include "log.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <iterator>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace zvcam {
+namespace {
+
+constexpr const char* onClearNames[] = {"empty", "remove", "keep"};
+constexpr std::int64_t filled = std::int64_t{1} << 20; // of a file of a given size
+
+std::uint64_t nowMilliseconds() {
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count());
+}
+
+[[noreturn]] void fail(const std::string& file) {
+    throw std::system_error(errno, std::generic_category(), file);
+}
+
+void writeAll(int fd, std::span<const unsigned char> bytes, const std::string& file) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(fd, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            fail(file);
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+}
+
+} // namespace
+
+Analytics::Analytics(EventLoop& loop, std::string file, const Scenario& scenario)
+    : loop_(loop),
+      file_(std::move(file)),
+      path_(file_) {
+    JsonReader reader(scenario.part("analytics"), "analytics");
+    bool wanted = false;
+    std::int64_t interval = interval_.count();
+    std::int64_t size = -1;
+    std::string onClear = onClearNames[0];
+    std::string answered = path_;
+    reader.flag("collect", wanted);
+    reader.number("interval_ms", interval, 10, 3600000);
+    reader.number("limit", limit_, 0, maxSize);
+    reader.number("size", size, 0, maxSize);
+    reader.text("on_clear", onClear);
+    reader.text("path", answered);
+    reader.finish();
+    try {
+        setOnClear(onClear);
+        setPath(answered);
+    } catch (const JsonError& error) {
+        throw JsonError(std::string("analytics.") + error.what());
+    }
+    interval_ = std::chrono::milliseconds(interval);
+    if (size >= 0) {
+        setSize(size);
+    }
+    if (wanted) {
+        collect();
+    }
+}
+
+Analytics::~Analytics() {
+    stopCollecting();
+}
+
+void Analytics::setPath(const std::string& path) {
+    if (path.size() > zvcontrol::maxData || path.find('\0') != std::string::npos) {
+        throw JsonError("path: must be a text of at most " + std::to_string(zvcontrol::maxData) +
+                        " bytes without a zero byte");
+    }
+    path_ = path.empty() ? file_ : path;
+}
+
+void Analytics::setOnClear(const std::string& what) {
+    for (std::size_t i = 0; i < std::size(onClearNames); ++i) {
+        if (what == onClearNames[i]) {
+            onClear_ = static_cast<OnClear>(i);
+            return;
+        }
+    }
+    throw JsonError("on_clear: must be empty, remove or keep");
+}
+
+void Analytics::setLimit(std::int64_t limit) {
+    limit_ = limit;
+    paused_ = false; // reaching the new one is worth a line in the log
+}
+
+void Analytics::collect(std::chrono::milliseconds interval) {
+    stopCollecting();
+    if (interval.count() > 0) {
+        interval_ = interval;
+    }
+    timer_ = loop_.addTimer(interval_, [this] { tick(); });
+}
+
+void Analytics::stopCollecting() {
+    loop_.cancelTimer(timer_);
+    timer_ = 0;
+    paused_ = false;
+}
+
+void Analytics::tick() {
+    timer_ = loop_.addTimer(interval_, [this] { tick(); });
+    const auto record = records_.next(nowMilliseconds());
+    if (currentSize() + static_cast<std::int64_t>(record.size()) > limit_) {
+        if (!paused_) {
+            logInfo("analytics file has reached its limit of %lld bytes", static_cast<long long>(limit_));
+        }
+        paused_ = true;
+        return;
+    }
+    paused_ = false;
+    try {
+        append(record);
+    } catch (const std::system_error& error) {
+        logError("analytics: %s", error.what());
+    }
+}
+
+std::int64_t Analytics::currentSize() const {
+    struct stat status {};
+    return stat(file_.c_str(), &status) == 0 ? static_cast<std::int64_t>(status.st_size) : -1;
+}
+
+UniqueFd Analytics::openFile(int flags) const {
+    std::error_code ignored; // opening says what is wrong
+    std::filesystem::create_directories(std::filesystem::path(file_).parent_path(), ignored);
+    UniqueFd fd(open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0664));
+    if (!fd.ok()) {
+        fail(file_);
+    }
+    return fd;
+}
+
+void Analytics::clear() {
+    switch (onClear_) {
+    case OnClear::Empty:
+        openFile(O_TRUNC);
+        break;
+    case OnClear::Remove:
+        if (unlink(file_.c_str()) != 0 && errno != ENOENT) {
+            fail(file_);
+        }
+        break;
+    case OnClear::Keep:
+        break;
+    }
+}
+
+void Analytics::setSize(std::int64_t size) {
+    stopCollecting();
+    const UniqueFd fd = openFile(O_TRUNC);
+    std::vector<unsigned char> start;
+    AnalyticsRecords records;
+    while (static_cast<std::int64_t>(start.size()) < std::min(size, filled)) {
+        const auto record = records.next(0);
+        start.insert(start.end(), record.begin(), record.end());
+    }
+    start.resize(static_cast<std::size_t>(std::min(size, filled)));
+    writeAll(fd.get(), start, file_);
+    if (ftruncate(fd.get(), size) != 0) {
+        fail(file_);
+    }
+}
+
+void Analytics::append(std::span<const unsigned char> bytes) {
+    const UniqueFd fd = openFile(O_APPEND);
+    writeAll(fd.get(), bytes, file_);
+}
+
+void Analytics::appendRecords(std::size_t count) {
+    const UniqueFd fd = openFile(O_APPEND);
+    for (std::size_t i = 0; i < count; ++i) {
+        writeAll(fd.get(), records_.next(nowMilliseconds()), file_);
+    }
+}
+
+Json Analytics::toJson() const {
+    const std::int64_t size = currentSize();
+    return {{"collect", timer_ != 0},
+            {"interval_ms", interval_.count()},
+            {"limit", limit_},
+            {"on_clear", onClearNames[static_cast<std::size_t>(onClear_)]},
+            {"file", file_},
+            {"path", path_},
+            {"size", size >= 0 ? Json(size) : Json(nullptr)}};
+}
+
+} // namespace zvcam

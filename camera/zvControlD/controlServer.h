@@ -1,0 +1,66 @@
+/*
+ * The daemon's end of the talk with the control libraries: a connection carries request packets, each answered with one
+ * packet.
+ *
+ * No client can hold or stop the daemon: nothing waits, what is malformed is logged and its connection closed, a
+ * connection that has not asked within idleLimit is closed, and so is the one that has been silent longest when there
+ * are too many. (The libraries connect again.)
+ */
+#pragma once
+
+#include "controlProtocol.h"
+#include "eventLoop.h"
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <string>
+#include <vector>
+
+namespace zvcam {
+
+struct ControlAnswer {
+    std::int32_t result = 0;
+    std::vector<unsigned char> data; // none unless result is 0
+};
+
+class ControlServer {
+public:
+    using Handler = std::function<ControlAnswer(const zvcontrol::Request&)>;
+
+    static constexpr std::size_t clientLimit = 256;
+
+    // Listens on path, as AdminServer does. The loop must outlive the server.
+    ControlServer(EventLoop& loop, std::string path, Handler handler,
+                  std::chrono::milliseconds idleLimit = std::chrono::seconds(10));
+    ~ControlServer();
+    ControlServer(const ControlServer&) = delete;
+    ControlServer& operator=(const ControlServer&) = delete;
+
+    std::size_t clients() const { return clients_.size(); }
+
+private:
+    struct Client {
+        UniqueFd fd;
+        EventLoop::Clock::time_point last; // when it connected or asked
+        bool asked;
+    };
+    using Clients = std::list<Client>; // the one that has been silent longest first
+
+    void accept();
+    void serve(Clients::iterator client);
+    void watch();
+    void dropSilent();
+    bool answer(int fd, const zvcontrol::Request& request);
+    void drop(Clients::iterator client);
+
+    EventLoop& loop_;
+    std::string path_;
+    Handler handler_;
+    std::chrono::milliseconds idleLimit_;
+    UniqueFd listener_;
+    Clients clients_;
+    EventLoop::TimerId timer_ = 0; // none while 0
+};
+
+} // namespace zvcam

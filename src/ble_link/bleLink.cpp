@@ -1,0 +1,78 @@
+#include "bleLink.h"
+
+#include "bleLog.h"
+#include "bleQueue.h"
+#include "zvErrno.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <sys/time.h>
+#include <sys/types.h>
+
+std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
+
+namespace {
+
+timespec deadline() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    timespec end{};
+    end.tv_sec = now.tv_sec + BLE_REPLY_TIMEOUT_S;
+    end.tv_nsec = static_cast<long>(now.tv_usec) * 1000;
+    return end;
+}
+
+} // namespace
+
+int ble_send(const std::uint8_t* message, std::uint32_t length) {
+    if (message == nullptr) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed, invalid parameters");
+        return ZV_ERR_INVALID_PARAM;
+    }
+    if (ble_tx_queue == nullptr || ble_tx_queue->descriptor < 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
+        return ZV_ERR;
+    }
+    // With a time limit: the full queue of a daemon that stands still must not hold the request for ever.
+    const timespec end = deadline();
+    if (mq_timedsend(ble_tx_queue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed");
+        return ZV_ERR;
+    }
+    return ZV_OK;
+}
+
+int ble_receive(std::uint8_t* buffer, std::uint16_t* length) {
+    if (buffer == nullptr || length == nullptr) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed, invalid parameters");
+        return ZV_ERR_INVALID_PARAM;
+    }
+    if (ble_rx_queue == nullptr || ble_rx_queue->descriptor < 0) {
+        // Another result than that of a send on a closed link, deliberately: it is part of the interface.
+        BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
+        return ZV_ERR_INVALID_PARAM;
+    }
+    const timespec end = deadline();
+    const ssize_t received =
+        mq_timedreceive(ble_rx_queue->descriptor, reinterpret_cast<char*>(buffer), *length, nullptr, &end);
+    if (received < 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed error:%s, timeout\n", std::strerror(errno));
+        *length = 0;
+        return ZV_ERR;
+    }
+    *length = static_cast<std::uint16_t>(received);
+    return ZV_OK;
+}
+
+int ble_send_receive_into(const std::uint8_t* message, std::uint32_t length, std::uint8_t* reply,
+                          std::uint16_t* reply_length) {
+    if (const int result = ble_send(message, length); result != ZV_OK) {
+        return result;
+    }
+    return ble_receive(reply, reply_length);
+}
+
+int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* reply_length) {
+    return ble_send_receive_into(message, length, ble_msg_buffer, reply_length);
+}

@@ -1,0 +1,213 @@
+#include "pagedList.h"
+
+#include "bleCommand.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleQuery.h"
+#include "bleReply.h"
+#include "zvErrno.h"
+
+#include <array>
+#include <ctime>
+#include <string>
+
+BleListSink::~BleListSink() = default;
+
+namespace {
+
+constexpr int listEnd = 255; // entries that a list can have: counts and indices are bytes
+constexpr int maximumAttempts = 2;
+constexpr std::uint8_t scanPageMaximum = 15;
+constexpr std::uint8_t whitelistPageMaximum = 255;
+
+// A reply's data: id, total, index, count, entries.
+constexpr std::uint16_t headerSize = 4;
+
+// The monotonic time: setting the camera's clock neither ends nor prolongs an acquisition.
+timespec now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
+
+class Acquisition {
+public:
+    Acquisition(BleList list, std::optional<std::uint8_t> page, BleListSink& sink)
+        : list_(list),
+          page_(page),
+          sink_(sink),
+          request_{static_cast<std::uint8_t>(list), 0,
+                   list == BleList::scanResults ? scanPageMaximum : whitelistPageMaximum} {}
+
+    int run();
+
+private:
+    enum class Outcome { complete, rebuilt, failed };
+
+    Outcome attempt(int number);
+    Outcome deliver(const BleListHeader& header, int number);
+    bool fetch();
+    bool timeIsUp() const;
+    bool receive(std::uint16_t& length);
+    bool accept(std::uint16_t length) const;
+    void logRebuilt(int number, int from, int to) const;
+
+    static int id() { return ble_msg_buffer[0]; }
+    static int total() { return ble_msg_buffer[1]; }
+    static int index() { return ble_msg_buffer[2]; }
+    static int count() { return ble_msg_buffer[3]; }
+    static BlePage entries() { return {std::span<const std::uint8_t>(ble_msg_buffer).subspan(headerSize), count()}; }
+
+    const BleList list_;
+    const std::optional<std::uint8_t> page_;
+    BleListSink& sink_;
+    std::array<std::uint8_t, 3> request_; // command code, start index, maximum of entries
+    int requests_ = 0;                    // of this attempt
+    const timespec start_ = now();
+};
+
+int Acquisition::run() {
+    for (int number = 0; number < maximumAttempts; ++number) {
+        if (number > 0 && timeIsUp()) {
+            return ZV_ERR;
+        }
+        switch (attempt(number)) {
+        case Outcome::complete:
+            return ZV_OK;
+        case Outcome::failed:
+            return ZV_ERR;
+        case Outcome::rebuilt:
+            break;
+        }
+    }
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to get continuous list results after %d attempts.", maximumAttempts);
+    return ZV_ERR;
+}
+
+Acquisition::Outcome Acquisition::attempt(int number) {
+    // Only the start index is set back. The maximum deliberately keeps the value of the last request: the first request
+    // of a second attempt asks for no more than was still missing.
+    request_[1] = page_.value_or(0);
+    requests_ = 0;
+    if (!fetch()) {
+        return Outcome::failed;
+    }
+    const BleListHeader header{id(), total(), index(), page_ ? count() : total()};
+    sink_.begin(header);
+    return header.wanted == 0 ? Outcome::complete : deliver(header, number);
+}
+
+Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int number) {
+    int wanted = header.wanted;
+    for (;;) {
+        const int delivered = count();
+        if (!sink_.add(entries())) {
+            return Outcome::complete;
+        }
+        wanted -= delivered;
+        if (wanted <= 0) {
+            return Outcome::complete;
+        }
+        request_[1] = static_cast<std::uint8_t>(request_[1] + delivered);
+        request_[2] = static_cast<std::uint8_t>(wanted);
+        if (timeIsUp() || !fetch()) {
+            return Outcome::failed;
+        }
+        if (id() != header.id) {
+            logRebuilt(number, header.id, id());
+            return Outcome::rebuilt;
+        }
+    }
+}
+
+// Asked before every page but the first.
+bool Acquisition::timeIsUp() const {
+    const timespec time = now();
+    const time_t seconds = time.tv_sec - start_.tv_sec - (time.tv_nsec < start_.tv_nsec ? 1 : 0);
+    if (seconds < BLE_LIST_TIMEOUT_S) {
+        return false;
+    }
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", BLE_LIST_TIMEOUT_S);
+    return true;
+}
+
+// Requests a page; its data stand in ble_msg_buffer when it is accepted.
+bool Acquisition::fetch() {
+    if (requests_ == listEnd) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list with %d requests", listEnd);
+        return false;
+    }
+    ++requests_;
+    std::uint16_t length = 0;
+    return receive(length) && accept(length);
+}
+
+bool Acquisition::receive(std::uint16_t& length) {
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(request_));
+    length = BLE_MSG_SIZE;
+    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    if (result != ZV_OK) {
+        // The whitelist commands speak of scan results as well, deliberately: it is part of the interface.
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);
+    }
+    return result == ZV_OK;
+}
+
+// Checks a reply's data against the request and against what its own header says.
+bool Acquisition::accept(std::uint16_t length) const {
+    if (length < headerSize) {
+        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is shorter than its header", length);
+        return false;
+    }
+    if (index() != request_[1]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested data from index:%d got data from :%d", request_[1], index());
+        return false;
+    }
+    if (count() > request_[2]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[2], count());
+        return false;
+    }
+    if (length - headerSize < count() * ble_entry_size(list_)) {
+        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is too short for %d entries", length, count());
+        return false;
+    }
+    return true;
+}
+
+void Acquisition::logRebuilt(int number, int from, int to) const {
+    switch (list_) {
+    case BleList::scanResults:
+        BLE_LOG(UTIL_LOG_WARN, "scan_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
+                from, to);
+        break;
+    case BleList::whitelist:
+        BLE_LOG(UTIL_LOG_WARN, "list_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
+                from, to);
+        break;
+    }
+}
+
+} // namespace
+
+int ble_read_page(const char* query, std::optional<std::uint8_t>& page) {
+    std::string value;
+    if (parseParam(query, "p=", value) == 0) {
+        return ZV_OK;
+    }
+    int start = 0;
+    if (!ble_parse_integer(value, start)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    page = static_cast<std::uint8_t>(start);
+    return ZV_OK;
+}
+
+int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
+    return Acquisition(list, page, sink).run();
+}
+
+int ble_list_out_of_memory() {
+    BLE_LOG(UTIL_LOG_ERROR, "No memory for the list");
+    return ZV_ERR;
+}

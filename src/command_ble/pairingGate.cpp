@@ -1,0 +1,89 @@
+// Whether the camera may enter its pairing phase, and the switch of that phase.
+#include "bleCommand.h"
+#include "bleElements.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleMessages.h"
+#include "bleQuery.h"
+#include "bleReply.h"
+#include "command_ble.h"
+#include "csi.h"
+#include "zvErrno.h"
+
+#include <cstdint>
+#include <string>
+
+namespace {
+
+constexpr std::int32_t pairingStarted = 1; // of CSI_AP_PAIRING_STATE
+
+bool readItem(int item, std::int32_t& value) {
+    std::int32_t returned = 0;
+    value = 0;
+    return csi_get(item, sizeof value, &returned, &value) == 0;
+}
+
+// The request goes to the network daemon itself, not through it to the BLE daemon.
+BleRequest serialisePhase(bool enter) {
+    // Constant: they deliberately do not carry the value of p, only whether it is 0 matters.
+    static std::uint8_t enterData[] = {0x01, 0x03};
+
+    ZvNetMsg message;
+    if (enter) {
+        ble_set_text(ble_command_tag, "PD");
+        ble_command_data.setData(enterData, sizeof enterData);
+    } else {
+        ble_set_text(ble_command_tag, "PX");
+        ble_command_data.setData(nullptr, 0);
+    }
+    message.addElement(&ble_command_tag);
+    message.addElement(&ble_command_data);
+    message.addElement(&ble_reply_queue);
+    message.addElement(&ble_network_destination);
+    message.addElement(&ble_tail);
+    return ble_serialise(message);
+}
+
+} // namespace
+
+int ble_pairing_available(const char*, char*, int) {
+    std::int32_t recording = 0;
+    if (!readItem(CSI_RECORDING, recording)) {
+        BLE_LOG(UTIL_LOG_ERROR, "csi_get(CSI_RECORDING) failed");
+        return ZV_ERR;
+    }
+    if (recording != 0) {
+        BLE_LOG(UTIL_LOG_DEBUG, "Can't enter pairing phase because recording");
+        return ZV_ERR;
+    }
+    std::int32_t state = 0;
+    if (!readItem(CSI_AP_PAIRING_STATE, state)) {
+        BLE_LOG(UTIL_LOG_ERROR, "csi_get(CSI_AP_PAIRING_STATE) failed");
+        return ZV_ERR;
+    }
+    if (state == pairingStarted) {
+        BLE_LOG(UTIL_LOG_DEBUG, "Can't enter pairing phase because apPairingState(%d)==OP_STARTED", state);
+        return ZV_ERR;
+    }
+    return ZV_OK;
+}
+
+int ble_pairing_phase(const char* params, char*, int) {
+    const char* const query = ble_query_text(params);
+    std::string value;
+    if (parseParam(query, "p=", value) == 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    int phase = 0;
+    if (!ble_parse_integer(value, phase)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Error parsing parameter for pairing_phase command [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    const std::uint16_t reply_length = ble_exchange(serialisePhase(phase != 0));
+    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "ble_pairing_phase p=%d command failed", phase);
+    }
+    return result;
+}

@@ -1,0 +1,106 @@
+// Changing one entry of the whitelist: removal, or the automatic connection to it.
+#include "bleCommand.h"
+#include "bleLink.h"
+#include "bleLog.h"
+#include "bleQuery.h"
+#include "bleReply.h"
+#include "command_ble.h"
+#include "deviceAddress.h"
+#include "zvErrno.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace {
+
+constexpr std::uint8_t commandWhitelistConfigure = 7;
+constexpr std::uint8_t operationRemove = 0;
+constexpr std::uint8_t operationAutoConnect = 4;
+
+// Command code, operation, its argument, address (6 bytes, last octet first).
+using ConfigureBlock = std::array<std::uint8_t, 9>;
+
+int readDevice(const char* query, ConfigureBlock& block) {
+    std::string value;
+    if (parseParam(query, "device=", value) == 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    if (parse_device_address(value, block.data() + 3) != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return ZV_OK;
+}
+
+int readRemove(const char* query, ConfigureBlock& block, bool& given) {
+    std::string value;
+    if (parseParam(query, "remove=", value) == 0) {
+        return ZV_OK;
+    }
+    int remove = 0;
+    if (!ble_parse_integer(value, remove)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to remove= [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    if (remove != 1) {
+        // Refused without a line, deliberately: 0 must not be read as keeping the entry.
+        return ZV_ERR_INVALID_PARAM;
+    }
+    block[1] = operationRemove;
+    block[2] = 0;
+    given = true;
+    return ZV_OK;
+}
+
+int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
+    std::string value;
+    if (parseParam(query, "auto_connect=", value) == 0) {
+        return ZV_OK;
+    }
+    int autoConnect = 0;
+    if (!ble_parse_integer(value, autoConnect)) {
+        BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to auto_connect= [%s]", value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    block[1] = operationAutoConnect;
+    block[2] = static_cast<std::uint8_t>(autoConnect);
+    given = true;
+    return ZV_OK;
+}
+
+int readBlock(const char* query, ConfigureBlock& block) {
+    if (const int result = readDevice(query, block); result != ZV_OK) {
+        return result;
+    }
+    bool given = false;
+    if (const int result = readRemove(query, block, given); result != ZV_OK) {
+        return result;
+    }
+    // Applied last, so that it wins over a removal: deliberately, it is part of the interface.
+    if (const int result = readAutoConnect(query, block, given); result != ZV_OK) {
+        return result;
+    }
+    if (!given) {
+        BLE_LOG(UTIL_LOG_ERROR, "No parameters specified for command!");
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return ZV_OK;
+}
+
+} // namespace
+
+int ble_whitelist_configure(const char* params, char*, int) {
+    const char* const query = ble_query_text(params);
+    ConfigureBlock block{commandWhitelistConfigure};
+    if (const int result = readBlock(query, block); result != ZV_OK) {
+        return result;
+    }
+    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(block));
+    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "ble_whitelist_configure %s command failed", query);
+    }
+    return result;
+}

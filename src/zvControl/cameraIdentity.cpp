@@ -1,0 +1,71 @@
+#include "cameraIdentity.h"
+
+#include "zvCtrlD.h"
+#include "zvErrno.h"
+#include "zvLog.h"
+
+#include <cstdlib>
+
+namespace {
+
+// A getter's name as log and answer show it, and the line numbers of both; part of the interface.
+struct Report {
+    const char* name;
+    int logLine;
+    int answerLine;
+};
+
+struct TextGetter {
+    Report report;
+    int (*get)(char* text, int size);
+    char (CameraIdentity::*text)[camera_text_size];
+};
+
+constexpr Report modelNumber = {"zvc_state_get_model_number", 226, 228};
+constexpr Report credentials = {"zvc_state_get_ap_has_default_credentials", 297, 299};
+
+// In the order in which they are asked.
+constexpr TextGetter textGetters[] = {
+    {{"zvc_state_get_model_name", 243, 245}, zvc_state_get_model_name, &CameraIdentity::model_name},
+    {{"zvc_state_get_firmware_version", 252, 254}, zvc_state_get_firmware_version, &CameraIdentity::firmware_version},
+    {{"zvc_state_get_serial_number", 261, 263}, zvc_state_get_serial_number, &CameraIdentity::serial_number},
+    {{"zvc_state_get_board_type", 270, 272}, zvc_state_get_board_type, &CameraIdentity::board_type},
+    {{"zvc_state_get_ap_mac", 279, 281}, zvc_state_get_ap_mac, &CameraIdentity::ap_mac},
+    {{"zvc_state_get_ap_ssid", 288, 290}, zvc_state_get_ap_ssid, &CameraIdentity::ap_ssid},
+};
+
+int check(int result, const Report& report, std::ostream& stream) {
+    if (result != ZV_OK) {
+        ZV_LOG_AT(UTIL_LOG_ERROR, report.logLine, "zvControl", "%s err, %d\n", report.name, result);
+        write_description_error(stream, result, report.name, report.answerLine);
+    }
+    return result;
+}
+
+int readText(const TextGetter& row, CameraIdentity& state, std::ostream& stream) {
+    char(&text)[camera_text_size] = state.*row.text;
+    const int result = row.get(text, camera_text_size);
+    text[camera_text_size - 1] = '\0';
+    return check(result, row.report, stream);
+}
+
+} // namespace
+
+int read_model_number(CameraIdentity& state, std::ostream& stream) {
+    return check(zvc_state_get_model_number(&state.model_number), modelNumber, stream);
+}
+
+int read_camera_state(CameraIdentity& state, std::ostream& stream) {
+    for (const TextGetter& row : textGetters) {
+        const int result = readText(row, state, stream);
+        if (result != ZV_OK) {
+            return result;
+        }
+    }
+    return check(zvc_state_get_ap_has_default_credentials(&state.ap_has_default_credentials), credentials, stream);
+}
+
+void write_description_error(std::ostream& stream, int error_code, const char* message, int line) {
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), 500, error_code,
+                                 message, "camera_description_output_json", line);
+}

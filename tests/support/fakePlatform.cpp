@@ -1,0 +1,196 @@
+#include "fakePlatform.h"
+
+#include "csi.h"
+#include "scarceMemory.h"
+#include "zvCtrlD.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ostream>
+
+namespace zvtest {
+namespace {
+
+const char* shown(const char* text) {
+    return text == nullptr ? "(null)" : text;
+}
+
+const FakeRow* findRow(const char* path) {
+    const PlentyOfMemory plenty;
+    const std::string uri = std::string(shown(path)).substr(path != nullptr && *path == '/' ? 1 : 0);
+    const auto& rows = fakePlatform().rows;
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const FakeRow& one) { return one.uri == uri; });
+    return row == rows.end() ? nullptr : &*row;
+}
+
+int dispatch(const char* path, const char* params, char* response, int size) {
+    const FakeRow* const row = findRow(path);
+    if (row == nullptr) {
+        return -20;
+    }
+    if (row->open_hook != nullptr) {
+        const int opened = row->open_hook();
+        if (opened != 0) {
+            return opened;
+        }
+    }
+    const int result = row->handler(params, response, size);
+    if (row->close_hook != nullptr) {
+        row->close_hook();
+    }
+    return result;
+}
+
+void noteDispatch(const char* path, const char* params, int size) {
+    const PlentyOfMemory plenty;
+    fakePlatform().calls.push_back(std::string("handle ") + shown(path) + " " + shown(params) + " " +
+                                   std::to_string(size));
+}
+
+void give(const std::string& answer, char* text, int size) {
+    if (fakePlatform().unterminated) {
+        answer.copy(text, static_cast<std::size_t>(size));
+    } else {
+        std::snprintf(text, static_cast<std::size_t>(size), "%s", answer.c_str());
+    }
+}
+
+int getText(const char* name, char* text, int size) {
+    const PlentyOfMemory plenty;
+    FakePlatform& fake = fakePlatform();
+    fake.calls.push_back(std::string(name) + " " + std::to_string(size));
+    if (fake.getter_results[name] == 0) {
+        give(fake.texts[name], text, size);
+    }
+    return fake.getter_results[name];
+}
+
+} // namespace
+
+FakePlatform& fakePlatform() {
+    static FakePlatform fake;
+    return fake;
+}
+
+} // namespace zvtest
+
+using zvtest::fakePlatform;
+using zvtest::PlentyOfMemory;
+
+extern "C" {
+
+int zvcontrol_uri_interface_open(void) {
+    const PlentyOfMemory plenty;
+    fakePlatform().calls.push_back("open");
+    return fakePlatform().open_result;
+}
+
+int zvcontrol_uri_interface_close(void) {
+    const PlentyOfMemory plenty;
+    fakePlatform().calls.push_back("close");
+    fakePlatform().rows.clear();
+    return fakePlatform().close_result;
+}
+
+int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
+                              zvcontrol_hook close_hook) {
+    const PlentyOfMemory plenty;
+    fakePlatform().calls.push_back(std::string("add ") + uri);
+    fakePlatform().rows.push_back({uri, handler, open_hook, close_hook});
+    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
+    return fails ? fakePlatform().add_result : 0;
+}
+
+int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
+    zvtest::noteDispatch(path, params, response_size);
+    const auto& serve = fakePlatform().serve;
+    return serve ? serve(path, params, response, response_size)
+                 : zvtest::dispatch(path, params, response, response_size);
+}
+
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
+                                          int response_size) {
+    const PlentyOfMemory plenty;
+    auto& fake = fakePlatform();
+    fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +
+                         std::to_string(param_length) + (response == nullptr ? " null " : " buffer ") +
+                         std::to_string(response_size));
+    if (fake.command_result == 0 && response != nullptr) {
+        zvtest::give(fake.command_answer, response, response_size);
+    }
+    return fake.command_result;
+}
+
+int zvc_state_get_model_number(unsigned char* number) {
+    const PlentyOfMemory plenty;
+    auto& fake = fakePlatform();
+    fake.calls.push_back("model_number");
+    if (fake.getter_results["model_number"] == 0) {
+        *number = fake.model_number;
+    }
+    return fake.getter_results["model_number"];
+}
+
+int zvc_state_get_model_name(char* text, int size) {
+    return zvtest::getText("model_name", text, size);
+}
+
+int zvc_state_get_firmware_version(char* text, int size) {
+    return zvtest::getText("firmware_version", text, size);
+}
+
+int zvc_state_get_serial_number(char* text, int size) {
+    return zvtest::getText("serial_number", text, size);
+}
+
+int zvc_state_get_board_type(char* text, int size) {
+    return zvtest::getText("board_type", text, size);
+}
+
+int zvc_state_get_ap_mac(char* text, int size) {
+    return zvtest::getText("ap_mac", text, size);
+}
+
+int zvc_state_get_ap_ssid(char* text, int size) {
+    return zvtest::getText("ap_ssid", text, size);
+}
+
+int zvc_state_get_ap_has_default_credentials(bool* flag) {
+    const PlentyOfMemory plenty;
+    auto& fake = fakePlatform();
+    fake.calls.push_back("ap_has_default_credentials");
+    if (fake.getter_results["ap_has_default_credentials"] == 0) {
+        *flag = fake.default_credentials;
+    }
+    return fake.getter_results["ap_has_default_credentials"];
+}
+
+int csi_get(int item, int size, int* returned, void* value) {
+    const PlentyOfMemory plenty;
+    auto& fake = fakePlatform();
+    int before = -1;
+    std::memcpy(&before, value, sizeof before);
+    fake.calls.push_back("csi " + std::to_string(item) + " " + std::to_string(size) + " zeroed " +
+                         std::to_string(*returned) + " " + std::to_string(before));
+    std::memcpy(value, &fake.recording, sizeof fake.recording);
+    return fake.csi_result;
+}
+
+} // extern "C"
+
+// Texts of their own, so that a test shows which call wrote what.
+
+void http_output_success_header(std::ostream& stream) {
+    stream << "<success header>\n";
+}
+
+void http_output_empty_json(std::ostream& stream) {
+    stream << "<empty json>";
+}
+
+void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
+                                  int error_code, const char* message, const char* function, int line) {
+    stream << "<error " << zvtest::shown(path) << "|" << zvtest::shown(params) << "|" << http_status << "|"
+           << error_code << "|" << zvtest::shown(message) << "|" << function << "|" << line << ">";
+}

@@ -1,0 +1,32 @@
+#include "scarceMemory.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace zvtest {
+
+ScarceMemory::ScarceMemory(std::size_t most) {
+    memory_limit = most;
+}
+
+ScarceMemory::~ScarceMemory() {
+    memory_limit = unlimited_memory;
+}
+
+} // namespace zvtest
+
+void* operator new(std::size_t size) {
+    void* const memory = size > zvtest::memory_limit ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}

@@ -1,0 +1,74 @@
+#include "bleElements.h"
+
+#include "bleMessages.h"
+#include "bleTest.h"
+
+namespace {
+
+class ElementsOpen : public BleTest {};
+
+std::string textOf(const MsgElement& element) {
+    return {reinterpret_cast<const char*>(element.getData()), element.getLength()};
+}
+
+} // namespace
+
+TEST(BleElements, StandReadyAndEmpty) {
+    const struct {
+        const MsgElement& element;
+        int type;
+    } rows[] = {
+        {ble_command_tag, 65}, {ble_command_data, 66},        {ble_reply_queue, 68}, {ble_destination, 67},
+        {ble_tail, 238},       {ble_network_destination, 67}, {ble_spare_reply, 69},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.type, row.element.getType());
+        EXPECT_EQ(0, row.element.getLength());
+    }
+}
+
+TEST(BleElements, LengthOfATextIsTakenModulo65536) {
+    for (const auto& [size, length] : {std::pair{65535U, 65535}, {65536U, 0}, {65537U, 1}}) {
+        const std::string text(size, 'x');
+        ble_set_text(ble_command_tag, text.c_str());
+        EXPECT_EQ(length, ble_command_tag.getLength());
+        ble_command_tag.setData(nullptr, 0);
+    }
+}
+
+TEST_F(ElementsOpen, OpeningFillsQueuesAndDestinations) {
+    EXPECT_EQ(QueuePeer::replyQueueName(), textOf(ble_reply_queue));
+    EXPECT_EQ("/to_ble", textOf(ble_destination));
+    EXPECT_EQ("/to_zvnet", textOf(ble_network_destination));
+    EXPECT_EQ(0, ble_tail.getLength());
+    EXPECT_EQ(0, ble_spare_reply.getLength());
+}
+
+TEST_F(ElementsOpen, ClosingTakesTheReplyQueuesNameBack) {
+    EXPECT_EQ(0, ble_interface_close());
+    EXPECT_EQ(0, ble_reply_queue.getLength());
+    EXPECT_EQ(0, ble_interface_open());
+}
+
+TEST_F(ElementsOpen, StandardElementsStandInTheirOrder) {
+    unsigned char data[] = {9, 8, 7};
+    ble_set_text(ble_command_tag, "BL");
+    ble_command_data.setData(data, sizeof data);
+    BLECommandMsg request;
+    ble_add_standard_elements(request);
+    unsigned char buffer[100];
+    MemStream stream(buffer, sizeof buffer);
+    stream << request;
+
+    const std::string name = QueuePeer::replyQueueName();
+    const auto n = static_cast<std::uint8_t>(name.size());
+    const Bytes expected = join({{0, static_cast<std::uint8_t>(36 + n), 0, 2},
+                                 {0, 0, 2, 65, 'B', 'L'},
+                                 {0, 0, 3, 66, 9, 8, 7},
+                                 {0, 0, n, 68},
+                                 bytesOf(name),
+                                 {0, 0, 7, 67, '/', 't', 'o', '_', 'b', 'l', 'e'},
+                                 {0, 0, 0, 238}});
+    EXPECT_EQ(expected, Bytes(buffer, buffer + stream.getLength()));
+    ble_command_data.setData(nullptr, 0);
+}

@@ -1,0 +1,13 @@
+// A scenario from its text.
+#pragma once
+
+#include "scenario.h"
+
+#include <fstream>
+#include <string>
+
+inline zvcam::Scenario scenarioOf(const std::string& text) {
+    const std::string path = "/tmp/scenario.json";
+    std::ofstream(path) << text;
+    return zvcam::Scenario::load(path);
+}
