@@ -175,7 +175,7 @@ PARTS = {
                    (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone")),
     "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
             (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin"), (unit_tests, "arm"),
-            (end_to_end, "gateway and not slow or packages", "arm"), (end_to_end, "every_build", "arm", "release"),
+            (end_to_end, "gateway and not slow or packages or porting", "arm"), (end_to_end, "every_build", "arm", "release"),
             (end_to_end, "every_build", "arm-standalone", "release")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
     "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),

@@ -31,6 +31,7 @@ MARKS = {
     "every_build": "what a compiler, a processor or a way of linking can break",
     "memory": "each kind of request under the eyes of valgrind or of a sanitizer",
     "packages": "what is installed of each shape and for each processor",
+    "porting": "how the gateway and libraries of the same processor fit together",
     "bench": "the measuring programs",
     "slow": "takes long, and is the same in every build",
 }

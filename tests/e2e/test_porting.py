@@ -8,7 +8,7 @@ import subprocess
 import house
 import pytest
 
-pytestmark = [pytest.mark.thorough, pytest.mark.packages, pytest.mark.xdist_group("installation")]
+pytestmark = [pytest.mark.thorough, pytest.mark.porting, pytest.mark.xdist_group("installation")]
 
 
 def page():
