@@ -29,7 +29,7 @@ ControlServer::~ControlServer() {
 }
 
 void ControlServer::accept() {
-    UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    zv::UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     const bool scarce = !fd.ok() && (errno == EMFILE || errno == ENFILE);
     if ((scarce || clients_.size() >= clientLimit) && !clients_.empty()) {
         logError("too many connections, closing the one silent longest");

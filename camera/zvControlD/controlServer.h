@@ -41,7 +41,7 @@ public:
 
 private:
     struct Client {
-        UniqueFd fd;
+        zv::UniqueFd fd;
         EventLoop::Clock::time_point last; // when it connected or asked
         bool asked;
     };
@@ -58,7 +58,7 @@ private:
     std::string path_;
     Handler handler_;
     std::chrono::milliseconds idleLimit_;
-    UniqueFd listener_;
+    zv::UniqueFd listener_;
     Clients clients_;
     EventLoop::TimerId timer_ = 0; // none while 0
 };
