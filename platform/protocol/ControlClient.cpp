@@ -179,19 +179,6 @@ int request(Operation operation, std::int32_t number, const Endpoint& endpoint) 
     return exchange(operation, number, {}, answer, endpoint);
 }
 
-bool connected() {
-    Socket socket;
-    socket.adopt(takeKept());
-    char byte = 0;
-    // An end, or an answer that nobody waits for any more, is not EAGAIN.
-    if (socket.fd() < 0 || recv(socket.fd(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0 ||
-        errno != EAGAIN) {
-        return false;
-    }
-    keep(socket);
-    return true;
-}
-
 int getState(State state, Answer& answer, const Endpoint& endpoint) {
     return exchange(Operation::GetState, static_cast<std::int32_t>(state), {}, answer, endpoint);
 }
