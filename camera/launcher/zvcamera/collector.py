@@ -14,9 +14,6 @@ import time
 import traceback
 
 _KEPT = 200_000
-# The socket holds 10 lines, then its writers wait: after half as many at once, more are to be expected.
-_MANY = 5
-_REST = 0.001  # seconds
 # Numbers have no more digits than such a number may have: anybody in the camera may send anything.
 _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
                      re.ASCII | re.DOTALL)
@@ -78,21 +75,7 @@ class Collector:
 
     def _receive(self):
         while True:
-            packet = self._socket.recv(1 << 16)
-            taken = 0
-            while packet is not None:
-                self._take_guarded(packet)
-                taken += 1
-                packet = self._waiting()
-            # Meanwhile nobody who writes a line has to wake this thread, which costs the camera more than the line does.
-            if taken < _MANY:
-                time.sleep(_REST)
-
-    def _waiting(self):
-        try:
-            return self._socket.recv(1 << 16, socket.MSG_DONTWAIT)
-        except BlockingIOError:
-            return None
+            self._take_guarded(self._socket.recv(1 << 16))
 
     def _take_guarded(self, packet):
         try:
