@@ -38,9 +38,7 @@ class Collector:
         threading.Thread(target=self._receive, daemon=True).start()
 
     def add(self, source, text, pid=None, priority=None):
-        self._keep({"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text})
-
-    def _keep(self, record):
+        record = {"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text}
         with self._changed:
             self._records.append(record)
             if len(self._records) > _KEPT:
@@ -48,7 +46,7 @@ class Collector:
                 del self._records[:cut]
                 self._dropped += cut
             if self._sink:
-                self._sink(_read(record))
+                self._sink(record)
 
     def add_stream(self, source, stream):
         """Records each line of a binary stream, in a thread of its own, until its end."""
@@ -62,8 +60,7 @@ class Collector:
         """(records from number start on, number of the next one); all that was sent before the call is there."""
         self._synchronise()
         with self._changed:
-            return [_read(record) for record in self._records[max(0, start - self._dropped):]], \
-                self._dropped + len(self._records)
+            return self._records[max(0, start - self._dropped):], self._dropped + len(self._records)
 
     def _synchronise(self):
         # A datagram is queued before its send returns: once the mark is through, so is all that went before.
@@ -89,17 +86,10 @@ class Collector:
                 self._seen_mark = max(self._seen_mark, int(packet[len(self._mark):]))
                 self._changed.notify_all()
             return
-        self._keep((time.time(), packet))  # read when somebody wants it: the log is not to slow the camera down
-
-
-def _read(record):
-    if isinstance(record, dict):
-        return record
-    when, packet = record
-    text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
-    code = source = pid = None
-    match = _SYSLOG.fullmatch(text)
-    if match:
-        code, source, pid, text = match.groups()
-    return {"time": when, "source": source or "?", "pid": int(pid) if pid else None,
-            "priority": int(code) & 7 if code else None, "text": text}
+        text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
+        match = _SYSLOG.fullmatch(text)
+        if match:
+            code, source, pid, text = match.groups()
+            self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
+        else:
+            self.add("?", text)
