@@ -42,15 +42,14 @@ public:
 private:
     struct Client {
         zv::UniqueFd fd;
-        EventLoop::Clock::time_point last; // when it connected or asked
+        EventLoop::TimerId timer;
         bool asked;
     };
     using Clients = std::list<Client>; // the one that has been silent longest first
 
     void accept();
     void serve(Clients::iterator client);
-    void watch();
-    void dropSilent();
+    void watch(Clients::iterator client);
     bool answer(int fd, const zvcontrol::Request& request);
     void drop(Clients::iterator client);
 
@@ -60,7 +59,6 @@ private:
     std::chrono::milliseconds idleLimit_;
     zv::UniqueFd listener_;
     Clients clients_;
-    EventLoop::TimerId timer_ = 0; // none while 0
 };
 
 } // namespace zvcam
