@@ -4,16 +4,16 @@
 #include <unistd.h>
 #include <utility>
 
-namespace zvcam {
+namespace zv {
 
 class UniqueFd {
 public:
     UniqueFd() = default;
     explicit UniqueFd(int fd) : fd_(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
     UniqueFd& operator=(UniqueFd&& other) noexcept {
         if (this != &other) {
-            reset(std::exchange(other.fd_, -1));
+            reset(other.release());
         }
         return *this;
     }
@@ -23,6 +23,8 @@ public:
 
     int get() const { return fd_; }
     bool ok() const { return fd_ >= 0; }
+    // Gives the descriptor away; whoever takes it closes it.
+    int release() { return std::exchange(fd_, -1); }
     void reset(int fd = -1) {
         if (fd_ >= 0) {
             close(fd_);
@@ -34,4 +36,4 @@ private:
     int fd_ = -1;
 };
 
-} // namespace zvcam
+} // namespace zv

@@ -1,14 +1,17 @@
-"""Prints the linker script that puts together what the stand-alone program runs of the system's static libraries.
+"""Writes the list by which the linker orders a stand-alone program: what a request runs of the libraries comes first.
 
-A static program is mapped in pieces of 64 KiB, as they are touched, and what a request runs of the C and C++ libraries lies
-spread over all of theirs. This looks which sections of which members the program runs, in some requests under callgrind,
-and lists them. A line that matches nothing, in another version of the libraries or on another processor, does no harm.
+A static program is mapped in pieces of 64 KiB, as they are touched, and what a request runs of the C and C++ libraries
+lies spread over all of theirs. This runs some requests in the emulator, which tells every instruction that it
+translates; the linker's map tells the section and the archive's member of each. Each processor has a list of its own,
+since the names differ.
 
-    scripts/startup_order.py >src/zvControl/startup.ld
+    python3 scripts/startup_order.py standalone          writes cmake/standalone/startup-x86_64.ld
+    python3 scripts/startup_order.py arm-standalone      writes cmake/standalone/startup-armv7l.ld
 
-after `cmake --build` of the presets release and standalone, with valgrind.
+after `scripts/build` of the preset release, whose camera answers, and of the preset given. Build that one again then.
 """
 
+import argparse
 import bisect
 import os
 import re
@@ -19,30 +22,28 @@ sys.path.insert(0, os.path.join(_SOURCE, "camera", "launcher"))
 
 from zvcamera.camera import Camera  # noqa: E402
 
+# Processor, as CMake calls it, and emulator.
+_PRESETS = {"standalone": ("x86_64", ["/usr/bin/qemu-x86_64", "-cpu", "max"]),
+            "arm-standalone": ("armv7l", ["/usr/bin/qemu-arm"])}
 _PROGRAM = "/usr/local/zarvo/standalone/zvControl-cgi-bin"
 _REQUESTS = [("/command/ble/pair/status", ""), ("/command/ble/pairing_available", ""),
              ("/command/ble/whitelist/device", "address=ffffffffffff")]
-# The C library chooses among several of a function by the processor, and valgrind's has not all of what others have.
-_SIBLINGS = [("-avx2-movbe.o", "-evex-movbe.o"), ("-avx2.o", "-evex.o"), ("-avx2-unaligned-erms.o", "-evex-unaligned-erms.o"),
-             ("-avx-unaligned-erms.o", "-evex-unaligned-erms.o")]
+# The C library chooses among several of a function by the processor; the emulated one has not all of what others have.
+_SIBLINGS = [("-avx2-movbe.o", "-evex-movbe.o"), ("-avx2.o", "-evex.o"),
+             ("-avx2-unaligned-erms.o", "-evex-unaligned-erms.o"), ("-avx-unaligned-erms.o", "-evex-unaligned-erms.o")]
 
 
-def _executed(program):
-    """The addresses that callgrind saw executed."""
+def _executed(program, emulator):
+    """The addresses of the instructions that the emulator translated."""
     addresses = set()
     with Camera(os.path.join(_SOURCE, "build", "release"), more=[(program, _PROGRAM)]) as camera:
         for path, query in _REQUESTS:
-            done = camera.run(["/usr/bin/valgrind", "--tool=callgrind", "--dump-instr=yes", "--callgrind-out-file=/tmp/calls",
-                               _PROGRAM], {"PATH_INFO": path, "QUERY_STRING": query, "PATH": "/usr/bin:/bin"})
+            done = camera.run([*emulator, "-d", "in_asm", "-D", "/tmp/translated", _PROGRAM],
+                              {"PATH_INFO": path, "QUERY_STRING": query, "PATH": "/usr/bin:/bin"})
             if done.status != 0:
                 raise SystemExit(f"{path}: status {done.status}: {done.stderr.decode()}")
-            address = 0
-            for line in camera.run(["/bin/cat", "/tmp/calls"]).stdout.decode().splitlines():
-                # A cost line: an address, or its distance from the last one, source line and cost.
-                match = re.match(r"(0x[0-9a-f]+|[+-]\d+|\*) \S+ \d+$", line)
-                if match and match[1] != "*":
-                    address = int(match[1], 16) if match[1].startswith("0x") else address + int(match[1])
-                    addresses.add(address)
+            listing = camera.run(["/bin/cat", "/tmp/translated"]).stdout.decode()
+            addresses.update(int(address, 16) for address in re.findall(r"^0x([0-9a-f]+):", listing, re.MULTILINE))
     return addresses
 
 
@@ -56,25 +57,41 @@ def _sections(listing):
                   if int(size, 16) > 0 and int(address, 16) > 0)
 
 
-def main():
-    build = os.path.join(_SOURCE, "build", "standalone")
-    sections = _sections(os.path.join(build, "zvControl-cgi-bin.map"))
+def _listed(section):
+    """(library, member, section) of code of the system's libraries; None for other sections."""
+    _, _, name, origin = section
+    library = re.search(r"/(lib(?:c|stdc\+\+|gcc|gcc_eh)\.a)\((.*)\)$", origin)
+    return (library[1], library[2], name) if library and name.startswith(".text") else None
+
+
+def _lines(sections, addresses):
     starts = [section[0] for section in sections]
     lines = set()
-    for address in _executed(os.path.join(build, "zvControl-cgi-bin")):
-        start, size, name, origin = sections[bisect.bisect_right(starts, address) - 1]
-        library = re.search(r"/(lib(?:c|stdc\+\+|gcc|gcc_eh)\.a)\((.*)\)$", origin)
-        if start <= address < start + size and library and name.startswith(".text"):
-            lines.add((library[1], library[2], name))
-            for ending, sibling in _SIBLINGS:
-                if library[2].endswith(ending):
-                    lines.update((library[1], library[2][:-len(ending)] + sibling, other)
-                                 for other in (".text.evex", ".text.evex512"))
-    print("/* Made by scripts/startup_order.py: what a request runs of the static libraries, side by side. */")
-    print("SECTIONS\n{\n  .text.start :\n  {")
-    for library, member, name in sorted(lines):
-        print(f"    *{library}:{member}({name})")
-    print("  }\n}\nINSERT BEFORE .text;")
+    for address in addresses:
+        section = sections[bisect.bisect_right(starts, address) - 1]
+        if section[0] <= address < section[0] + section[1]:
+            lines.add(_listed(section))
+    lines.discard(None)
+    siblings = {(library, member[:-len(ending)] + sibling) for library, member, _ in lines
+                for ending, sibling in _SIBLINGS if member.endswith(ending)}
+    everything = filter(None, map(_listed, sections))
+    return sorted(lines | {line for line in everything if line[:2] in siblings})
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("preset", choices=_PRESETS)
+    preset = parser.parse_args().preset
+    processor, emulator = _PRESETS[preset]
+    program = os.path.join(_SOURCE, "build", preset, "zvControl-cgi-bin")
+    lines = _lines(_sections(f"{program}.map"), _executed(program, emulator))
+    with open(os.path.join(_SOURCE, "cmake", "standalone", f"startup-{processor}.ld"), "w", encoding="utf-8") as file:
+        file.write(f"/* Generated by: python3 scripts/startup_order.py {preset}\n"
+                   "   of what some requests run of the static libraries. The script tells how; the test\n"
+                   "   standalone.theOrderMatchesTheLibraries tells when to make it anew. */\n")
+        file.write("SECTIONS\n{\n  .text.start :\n  {\n")
+        file.writelines(f"    *{library}:{member}({name})\n" for library, member, name in lines)
+        file.write("  }\n}\nINSERT BEFORE .text;\n")
 
 
 if __name__ == "__main__":

@@ -42,7 +42,7 @@ void AdminServer::onSubscribe(const std::string& op, Handler handler) {
 }
 
 void AdminServer::accept() {
-    UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    zv::UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!fd.ok()) {
         if (errno == EMFILE || errno == ENFILE) {
             dropOldest();

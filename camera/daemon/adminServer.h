@@ -46,7 +46,7 @@ public:
 
 private:
     struct Client {
-        UniqueFd fd;
+        zv::UniqueFd fd;
         std::string input;
         std::string output;
         std::set<std::string> topics;
@@ -69,7 +69,7 @@ private:
 
     EventLoop& loop_;
     std::string path_;
-    UniqueFd listener_;
+    zv::UniqueFd listener_;
     std::map<std::string, Operation> operations_;
     std::map<std::uint64_t, Client> clients_; // by age
     std::uint64_t lastClient_ = 0;

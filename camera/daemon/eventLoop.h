@@ -51,8 +51,8 @@ private:
     int timeout(std::chrono::milliseconds wait) const;
     void runTimers();
 
-    UniqueFd epoll_;
-    UniqueFd signals_;
+    zv::UniqueFd epoll_;
+    zv::UniqueFd signals_;
     std::map<int, Watch> watches_;
     std::map<TimerKey, std::function<void()>> timers_;
     std::map<TimerId, Clock::time_point> due_;

@@ -21,8 +21,8 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-UniqueFd newSocket(int type, const std::string& path) {
-    UniqueFd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+zv::UniqueFd newSocket(int type, const std::string& path) {
+    zv::UniqueFd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
     if (!fd.ok()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
@@ -31,20 +31,20 @@ UniqueFd newSocket(int type, const std::string& path) {
 
 bool served(const std::string& path, int type) {
     const sockaddr_un address = addressOf(path);
-    const UniqueFd probe = newSocket(type | SOCK_NONBLOCK, path);
+    const zv::UniqueFd probe = newSocket(type | SOCK_NONBLOCK, path);
     const int result = connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     return result == 0 || errno == EAGAIN;
 }
 
 } // namespace
 
-UniqueFd listenUnix(const std::string& path, int type) {
+zv::UniqueFd listenUnix(const std::string& path, int type) {
     const sockaddr_un address = addressOf(path);
     if (served(path, type)) {
         throw std::runtime_error(path + " is served by another process");
     }
     unlink(path.c_str());
-    UniqueFd fd = newSocket(type | SOCK_NONBLOCK, path);
+    zv::UniqueFd fd = newSocket(type | SOCK_NONBLOCK, path);
     if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         chmod(path.c_str(), 0660) != 0 || listen(fd.get(), SOMAXCONN) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
@@ -52,9 +52,9 @@ UniqueFd listenUnix(const std::string& path, int type) {
     return fd;
 }
 
-UniqueFd connectUnix(const std::string& path, int type) {
+zv::UniqueFd connectUnix(const std::string& path, int type) {
     const sockaddr_un address = addressOf(path);
-    UniqueFd fd = newSocket(type, path);
+    zv::UniqueFd fd = newSocket(type, path);
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
     }

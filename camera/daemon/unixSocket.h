@@ -11,9 +11,9 @@ namespace zvcam {
 // A listening, non-blocking socket of the type (SOCK_STREAM, SOCK_SEQPACKET) at path, open to owner and group. A file
 // that a killed process left behind is replaced; throws std::runtime_error when somebody serves it, std::system_error
 // when it cannot be made.
-UniqueFd listenUnix(const std::string& path, int type);
+zv::UniqueFd listenUnix(const std::string& path, int type);
 
 // A connected, blocking socket. Throws std::system_error.
-UniqueFd connectUnix(const std::string& path, int type);
+zv::UniqueFd connectUnix(const std::string& path, int type);
 
 } // namespace zvcam

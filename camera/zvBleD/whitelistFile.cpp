@@ -17,7 +17,7 @@ namespace {
 }
 
 void writeWhole(const std::string& path, const std::string& text) {
-    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664));
+    const zv::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664));
     if (!file.ok()) {
         fail(path);
     }

@@ -134,10 +134,10 @@ std::int64_t Analytics::currentSize() const {
     return stat(file_.c_str(), &status) == 0 ? static_cast<std::int64_t>(status.st_size) : -1;
 }
 
-UniqueFd Analytics::openFile(int flags) const {
+zv::UniqueFd Analytics::openFile(int flags) const {
     std::error_code ignored; // opening says what is wrong
     std::filesystem::create_directories(std::filesystem::path(file_).parent_path(), ignored);
-    UniqueFd fd(open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0664));
+    zv::UniqueFd fd(open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0664));
     if (!fd.ok()) {
         fail(file_);
     }
@@ -161,7 +161,7 @@ void Analytics::clear() {
 
 void Analytics::setSize(std::int64_t size) {
     stopCollecting();
-    const UniqueFd fd = openFile(O_TRUNC);
+    const zv::UniqueFd fd = openFile(O_TRUNC);
     std::vector<unsigned char> start;
     AnalyticsRecords records;
     while (static_cast<std::int64_t>(start.size()) < std::min(size, filled)) {
@@ -176,12 +176,12 @@ void Analytics::setSize(std::int64_t size) {
 }
 
 void Analytics::append(std::span<const unsigned char> bytes) {
-    const UniqueFd fd = openFile(O_APPEND);
+    const zv::UniqueFd fd = openFile(O_APPEND);
     writeAll(fd.get(), bytes, file_);
 }
 
 void Analytics::appendRecords(std::size_t count) {
-    const UniqueFd fd = openFile(O_APPEND);
+    const zv::UniqueFd fd = openFile(O_APPEND);
     for (std::size_t i = 0; i < count; ++i) {
         writeAll(fd.get(), records_.next(nowMilliseconds()), file_);
     }

@@ -63,7 +63,7 @@ private:
 
     void tick();
     std::int64_t currentSize() const; // -1: no file
-    UniqueFd openFile(int flags) const;
+    zv::UniqueFd openFile(int flags) const;
 
     EventLoop& loop_;
     std::string file_;

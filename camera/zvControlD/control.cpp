@@ -20,7 +20,7 @@ Control::Control(EventLoop& loop, const DaemonOptions& options, const Scenario& 
 ControlAnswer Control::handle(const zvcontrol::Request& request) {
     switch (request.operation) {
     case Operation::Open:
-        return open();
+        return {state_.failure("uri_interface_open"), {}};
     case Operation::Close:
         return {state_.failure("uri_interface_close"), {}};
     case Operation::Command:
@@ -32,14 +32,6 @@ ControlAnswer Control::handle(const zvcontrol::Request& request) {
         return write(request);
     }
     return {ZV_ERR_NOT_SUPPORTED, {}};
-}
-
-ControlAnswer Control::open() const {
-    const std::int32_t failure = state_.failure("uri_interface_open");
-    if (failure != ZV_OK || state_.failure("uri_interface_close") != ZV_OK) {
-        return {failure, {}};
-    }
-    return {ZV_OK, {zvcontrol::closesUnasked}};
 }
 
 ControlAnswer Control::read(const zvcontrol::Request& request) const {

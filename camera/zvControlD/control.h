@@ -16,7 +16,6 @@ public:
 
 private:
     ControlAnswer handle(const zvcontrol::Request& request);
-    ControlAnswer open() const;
     ControlAnswer read(const zvcontrol::Request& request) const;
     ControlAnswer write(const zvcontrol::Request& request);
     ControlAnswer command(std::int32_t command);

@@ -20,7 +20,6 @@ ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler,
 }
 
 ControlServer::~ControlServer() {
-    loop_.cancelTimer(timer_);
     while (!clients_.empty()) {
         drop(clients_.begin());
     }
@@ -29,7 +28,7 @@ ControlServer::~ControlServer() {
 }
 
 void ControlServer::accept() {
-    UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    zv::UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     const bool scarce = !fd.ok() && (errno == EMFILE || errno == ENFILE);
     if ((scarce || clients_.size() >= clientLimit) && !clients_.empty()) {
         logError("too many connections, closing the one silent longest");
@@ -38,30 +37,19 @@ void ControlServer::accept() {
     if (!fd.ok()) {
         return;
     }
-    clients_.push_back({std::move(fd), EventLoop::Clock::now(), false});
+    clients_.push_back({std::move(fd), 0, false});
     const auto client = std::prev(clients_.end());
+    watch(client);
     loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
-    watch();
-    serve(client); // most have asked by now
 }
 
-// One timer for all: the first in the list is the first whose time is up. It runs on when that one asks again.
-void ControlServer::watch() {
-    if (timer_ == 0 && !clients_.empty()) {
-        const auto left = clients_.front().last + idleLimit_ - EventLoop::Clock::now();
-        timer_ = loop_.addTimer(std::chrono::ceil<std::chrono::milliseconds>(left), [this] { dropSilent(); });
-    }
-}
-
-void ControlServer::dropSilent() {
-    timer_ = 0;
-    while (!clients_.empty() && clients_.front().last + idleLimit_ <= EventLoop::Clock::now()) {
-        if (!clients_.front().asked) {
+void ControlServer::watch(Clients::iterator client) {
+    client->timer = loop_.addTimer(idleLimit_, [this, client] {
+        if (!client->asked) {
             logError("a connection that asked nothing is closed");
         }
-        drop(clients_.begin());
-    }
-    watch();
+        drop(client);
+    });
 }
 
 void ControlServer::serve(Clients::iterator client) {
@@ -85,7 +73,8 @@ void ControlServer::serve(Clients::iterator client) {
         drop(client);
     } else {
         client->asked = true;
-        client->last = EventLoop::Clock::now();
+        loop_.cancelTimer(client->timer);
+        watch(client);
         clients_.splice(clients_.end(), clients_, client);
     }
 }
@@ -106,6 +95,7 @@ bool ControlServer::answer(int fd, const zvcontrol::Request& request) {
 }
 
 void ControlServer::drop(Clients::iterator client) {
+    loop_.cancelTimer(client->timer);
     loop_.removeFd(client->fd.get());
     clients_.erase(client);
 }

@@ -41,16 +41,15 @@ public:
 
 private:
     struct Client {
-        UniqueFd fd;
-        EventLoop::Clock::time_point last; // when it connected or asked
+        zv::UniqueFd fd;
+        EventLoop::TimerId timer;
         bool asked;
     };
     using Clients = std::list<Client>; // the one that has been silent longest first
 
     void accept();
     void serve(Clients::iterator client);
-    void watch();
-    void dropSilent();
+    void watch(Clients::iterator client);
     bool answer(int fd, const zvcontrol::Request& request);
     void drop(Clients::iterator client);
 
@@ -58,9 +57,8 @@ private:
     std::string path_;
     Handler handler_;
     std::chrono::milliseconds idleLimit_;
-    UniqueFd listener_;
+    zv::UniqueFd listener_;
     Clients clients_;
-    EventLoop::TimerId timer_ = 0; // none while 0
 };
 
 } // namespace zvcam

@@ -15,19 +15,19 @@ namespace {
 using Packet = std::array<unsigned char, zvcontrol::maxPacket>;
 
 // Connects and writes the request; a descriptor that is not open when zvControlD is absent or overrun.
-UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_t value) {
+zv::UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_t value) {
     std::array<unsigned char, 4> number{};
     zvcontrol::putNumber(value, number);
     Packet packet{};
     const std::size_t length = zvcontrol::encodeRequest({zvcontrol::Operation::SetItem, item, number}, packet);
     try {
-        UniqueFd fd = connectUnix(path, SOCK_SEQPACKET | SOCK_NONBLOCK);
+        zv::UniqueFd fd = connectUnix(path, SOCK_SEQPACKET | SOCK_NONBLOCK);
         if (send(fd.get(), packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(length)) {
             return fd;
         }
     } catch (const std::system_error&) { // nobody serves the socket, which the result says
     }
-    return UniqueFd();
+    return zv::UniqueFd();
 }
 
 } // namespace
@@ -44,7 +44,7 @@ ControlLink::~ControlLink() {
 }
 
 void ControlLink::setItem(std::int32_t item, std::int32_t value, Done done) {
-    UniqueFd fd = pending_.size() < pendingLimit ? sendRequest(path_, item, value) : UniqueFd();
+    zv::UniqueFd fd = pending_.size() < pendingLimit ? sendRequest(path_, item, value) : zv::UniqueFd();
     if (!fd.ok()) {
         done(false);
         return;

@@ -28,7 +28,7 @@ public:
 
 private:
     struct Pending {
-        UniqueFd fd;
+        zv::UniqueFd fd;
         EventLoop::TimerId timer;
         Done done;
     };

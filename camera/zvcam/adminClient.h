@@ -35,7 +35,7 @@ public:
 private:
     bool readLine(std::string& line, std::chrono::steady_clock::time_point deadline);
 
-    UniqueFd fd_;
+    zv::UniqueFd fd_;
     std::string input_;
     std::string name_;
 };

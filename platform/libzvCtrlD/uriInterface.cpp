@@ -17,7 +17,6 @@ struct Row {
 
 struct Interface {
     bool open = false;
-    bool closesUnasked = false;
     std::vector<Row> rows;
 };
 constinit Interface interface;
@@ -55,10 +54,8 @@ int zvcontrol_uri_interface_open(void) {
     if (interface.open) {
         return ZV_ERR;
     }
-    zvcontrol::Answer answer;
-    const int result = zvcontrol::exchange(zvcontrol::Operation::Open, 0, {}, answer);
+    const int result = zvcontrol::request(zvcontrol::Operation::Open, 0);
     interface.open = result == ZV_OK;
-    interface.closesUnasked = interface.open && answer.length == 1 && answer.data[0] == zvcontrol::closesUnasked;
     return result;
 }
 
@@ -68,9 +65,6 @@ int zvcontrol_uri_interface_close(void) {
     }
     interface.open = false;
     std::vector<Row>().swap(interface.rows);
-    if (interface.closesUnasked && zvcontrol::connected()) {
-        return ZV_OK;
-    }
     return zvcontrol::request(zvcontrol::Operation::Close, 0);
 }
 

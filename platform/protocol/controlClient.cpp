@@ -38,25 +38,25 @@ private:
     int fd_ = -1;
 };
 
-// The connection to the daemon's own socket that the last exchange left open: the process in the upper half, its
-// descriptor in the lower. A child does not use its parent's, and of two threads only one gets it.
-constexpr std::uint64_t none = UINT64_MAX;
-constinit std::atomic<std::uint64_t> kept = none;
-
-std::uint64_t thisProcess() {
-    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(getpid())) << 32;
-}
+// The connection to the daemon's own socket that the last exchange left open, and the process that made it. A child
+// does not use its parent's, and of two threads only one gets it. Against a connection for each exchange: 0.98 of the
+// gateway's processor time with two exchanges, 0.92 with eight.
+struct Connection {
+    pid_t process;
+    int fd;
+};
+constexpr Connection none = {0, -1};
+constinit std::atomic<Connection> kept = none;
+static_assert(std::atomic<Connection>::is_always_lock_free); // a child must not find it locked
 
 int takeKept() {
-    const std::uint64_t connection = kept.exchange(none);
-    const bool ours = connection != none && (connection & ~std::uint64_t{UINT32_MAX}) == thisProcess();
-    return ours ? static_cast<int>(connection & UINT32_MAX) : -1;
+    const Connection connection = kept.exchange(none);
+    return connection.process == getpid() ? connection.fd : -1;
 }
 
 void keep(Socket& socket) {
-    std::uint64_t expected = none;
-    const auto descriptor = static_cast<std::uint32_t>(socket.fd());
-    if (kept.compare_exchange_strong(expected, thisProcess() | descriptor)) {
+    Connection expected = none;
+    if (kept.compare_exchange_strong(expected, {getpid(), socket.fd()})) {
         static_cast<void>(socket.release());
     }
 }
@@ -177,18 +177,6 @@ int exchange(Operation operation, std::int32_t number, std::span<const unsigned 
 int request(Operation operation, std::int32_t number, const Endpoint& endpoint) {
     Answer answer;
     return exchange(operation, number, {}, answer, endpoint);
-}
-
-bool connected() {
-    Socket socket;
-    socket.adopt(takeKept());
-    char byte = 0;
-    // An end, or an answer that nobody waits for any more, is not EAGAIN.
-    if (socket.fd() < 0 || recv(socket.fd(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0 || errno != EAGAIN) {
-        return false;
-    }
-    keep(socket);
-    return true;
 }
 
 int getState(State state, Answer& answer, const Endpoint& endpoint) {

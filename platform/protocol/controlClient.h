@@ -30,10 +30,6 @@ int exchange(Operation operation, std::int32_t number, std::span<const unsigned 
 int request(Operation operation, std::int32_t number, const Endpoint& endpoint = {});
 int getState(State state, Answer& answer, const Endpoint& endpoint = {});
 
-// Whether the daemon still holds the connection that the last exchange with it left open. Nothing is asked, and nothing
-// waited for.
-bool connected();
-
 // Camera state items, 32-bit each. item: a CSI_ number.
 int getItem(int item, std::int32_t& value, const Endpoint& endpoint = {});
 int setItem(int item, std::int32_t value, const Endpoint& endpoint = {});

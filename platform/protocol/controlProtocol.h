@@ -8,15 +8,12 @@
  *   answer:   'Z' 'A' 1 0,         result (4 bytes, signed), data bytes
  *
  *   operation   number          parameter          data
- *   Open        0               none               none, or one byte: 1 when Close need not be asked
+ *   Open        0               none               none
  *   Close       0               none               none
  *   Command     command         of the command     of the command
  *   GetState    State           none               text without zero, or one byte
  *   GetItem     item            none               4 bytes, signed
  *   SetItem     item            4 bytes, signed    none
- *
- * A daemon that would answer Close with 0 says so when it is opened: its client then closes without a question, as long
- * as the connection stands.
  *
  * An answer with a result other than 0 carries no data. A packet that is none of these is not answered: the connection
  * is closed.
@@ -36,8 +33,6 @@ inline constexpr const char* socketName = "zvControlD.sock"; // in the run folde
 inline constexpr std::size_t headerSize = 8;
 inline constexpr std::size_t maxData = 4096; // parameter or data bytes
 inline constexpr std::size_t maxPacket = headerSize + maxData;
-
-inline constexpr unsigned char closesUnasked = 1; // the byte in Open's answer
 
 enum class Operation : std::uint8_t { Open = 1, Close, Command, GetState, GetItem, SetItem };
 

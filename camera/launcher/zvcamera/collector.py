@@ -14,9 +14,6 @@ import time
 import traceback
 
 _KEPT = 200_000
-# The socket holds 10 lines; then writers wait. After half as many at once, more are expected: no rest then.
-_MANY = 5
-_REST = 0.001  # seconds
 # Anybody in the camera may send anything, so the pattern limits the digits of a number.
 _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
                      re.ASCII | re.DOTALL)
@@ -41,9 +38,7 @@ class Collector:
         threading.Thread(target=self._receive, daemon=True).start()
 
     def add(self, source, text, pid=None, priority=None):
-        self._keep({"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text})
-
-    def _keep(self, record):
+        record = {"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text}
         with self._changed:
             self._records.append(record)
             if len(self._records) > _KEPT:
@@ -51,7 +46,7 @@ class Collector:
                 del self._records[:cut]
                 self._dropped += cut
             if self._sink:
-                self._sink(_read(record))
+                self._sink(record)
 
     def add_stream(self, source, stream):
         """Starts a thread that records each line of a binary stream, until the stream ends."""
@@ -65,8 +60,7 @@ class Collector:
         """Returns the records from number start on, and the number of the next one. All lines sent before are in."""
         self._synchronise()
         with self._changed:
-            return [_read(record) for record in self._records[max(0, start - self._dropped):]], \
-                self._dropped + len(self._records)
+            return self._records[max(0, start - self._dropped):], self._dropped + len(self._records)
 
     def _synchronise(self):
         # A datagram is queued before its send returns. So when the mark arrives, all earlier lines have arrived.
@@ -78,21 +72,7 @@ class Collector:
 
     def _receive(self):
         while True:
-            packet = self._socket.recv(1 << 16)
-            taken = 0
-            while packet is not None:
-                self._take_guarded(packet)
-                taken += 1
-                packet = self._waiting()
-            # While this thread rests, no writer has to wake it. Waking it costs the camera more than the line itself.
-            if taken < _MANY:
-                time.sleep(_REST)
-
-    def _waiting(self):
-        try:
-            return self._socket.recv(1 << 16, socket.MSG_DONTWAIT)
-        except BlockingIOError:
-            return None
+            self._take_guarded(self._socket.recv(1 << 16))
 
     def _take_guarded(self, packet):
         try:
@@ -106,18 +86,10 @@ class Collector:
                 self._seen_mark = max(self._seen_mark, int(packet[len(self._mark):]))
                 self._changed.notify_all()
             return
-        # Parsed only when somebody reads it, so that the log does not slow the camera down.
-        self._keep((time.time(), packet))
-
-
-def _read(record):
-    if isinstance(record, dict):
-        return record
-    when, packet = record
-    text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
-    code = source = pid = None
-    match = _SYSLOG.fullmatch(text)
-    if match:
-        code, source, pid, text = match.groups()
-    return {"time": when, "source": source or "?", "pid": int(pid) if pid else None,
-            "priority": int(code) & 7 if code else None, "text": text}
+        text = packet.rstrip(b"\0\n").decode(errors="backslashreplace")
+        match = _SYSLOG.fullmatch(text)
+        if match:
+            code, source, pid, text = match.groups()
+            self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
+        else:
+            self.add("?", text)

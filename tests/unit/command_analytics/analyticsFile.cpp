@@ -164,7 +164,7 @@ protected:
 
 TEST_F(AnalyticsSend, WritesEveryBlockAsItWasRead) {
     writeFile(pattern(2500));
-    EXPECT_EQ(send(2500), 0);
+    EXPECT_EQ(0, send(2500));
     EXPECT_EQ(pattern(2500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 1024, 452));
 }
@@ -172,7 +172,7 @@ TEST_F(AnalyticsSend, WritesEveryBlockAsItWasRead) {
 TEST_F(AnalyticsSend, WritesTheBlocksBehindTheFirst16Together) {
     const std::string bytes = pattern(16384 + 32768 + 1024 + 7);
     writeFile(bytes);
-    EXPECT_EQ(send(100000), 0);
+    EXPECT_EQ(0, send(100000));
     EXPECT_EQ(bytes, sent());
     std::vector<std::size_t> sizes(16, 1024);
     sizes.insert(sizes.end(), {32768, 1031});
@@ -204,28 +204,28 @@ TEST_F(AnalyticsSend, EverySizeAroundTheLimitsArrivesWhole) {
 
 TEST_F(AnalyticsSend, StopsAtTheLimitWhenTheFileHasGrown) {
     writeFile(pattern(2500));
-    EXPECT_EQ(send(1500), 0);
+    EXPECT_EQ(0, send(1500));
     EXPECT_EQ(pattern(2500).substr(0, 1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
 TEST_F(AnalyticsSend, StopsAtTheEndWhenTheFileHasShrunk) {
     writeFile(pattern(1100));
-    EXPECT_EQ(send(5000), 0);
+    EXPECT_EQ(0, send(5000));
     EXPECT_EQ(pattern(1100), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 76));
 }
 
 TEST_F(AnalyticsSend, SendsNothingWithinALimitOf0) {
     writeFile(pattern(10));
-    EXPECT_EQ(send(0), 0);
+    EXPECT_EQ(0, send(0));
     EXPECT_THAT(wrappedWrite().sizes, IsEmpty());
 }
 
 TEST_F(AnalyticsSend, CompletesABlockThatWasWrittenInParts) {
     writeFile(pattern(1500));
     wrappedWrite().script = {{1000, 0}, {0, EINTR}};
-    EXPECT_EQ(send(1500), 0);
+    EXPECT_EQ(0, send(1500));
     EXPECT_EQ(pattern(1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 24, 24, 476));
 }
@@ -233,7 +233,7 @@ TEST_F(AnalyticsSend, CompletesABlockThatWasWrittenInParts) {
 TEST_F(AnalyticsSend, GoesOnAfterAWriteError) {
     writeFile(pattern(2500));
     wrappedWrite().script = {{0, EIO}};
-    EXPECT_EQ(send(2500), 0);
+    EXPECT_EQ(0, send(2500));
     EXPECT_EQ(pattern(2500).substr(1024), sent());
 }
 

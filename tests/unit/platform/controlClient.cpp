@@ -217,20 +217,6 @@ TEST(ControlClient, ConnectsAgainToADaemonThatClosesAfterEachAnswer) {
     EXPECT_EQ(200, peer.connections());
 }
 
-TEST(ControlClient, KnowsWhetherTheConnectionStands) {
-    EXPECT_FALSE(connected());
-    {
-        const ScriptedControl peer(echo, socketPath, true);
-        EXPECT_EQ(1, request(Operation::Command, 1, daemonsOwn));
-        EXPECT_TRUE(connected());
-        EXPECT_TRUE(connected());
-        EXPECT_EQ(2, request(Operation::Command, 2, daemonsOwn));
-        EXPECT_EQ(1, peer.connections());
-    }
-    EXPECT_FALSE(connected());
-    EXPECT_FALSE(connected());
-}
-
 TEST(ControlClient, ConnectsAgainToANewDaemon) {
     for (int number = 0; number < 5; ++number) {
         const ScriptedControl peer(echo, socketPath, true);

@@ -81,7 +81,7 @@ TEST_F(CameraDescription, AsksTheGettersInTheirOrderWithArraysOf256Bytes) {
 }
 
 TEST_F(CameraDescription, TheBuildRevisionIs40LowerCaseHexadecimalDigits) {
-    EXPECT_EQ(std::string(build_revision).size(), 40U);
+    EXPECT_EQ(40U, std::string(build_revision).size());
     EXPECT_EQ(std::string(build_revision).find_first_not_of("0123456789abcdef"), std::string::npos);
 }
 

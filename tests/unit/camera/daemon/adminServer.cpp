@@ -48,7 +48,7 @@ protected:
 
     // What the server answers to raw bytes, until it closes or `lines` have come.
     std::string raw(const std::string& text, int lines) {
-        const UniqueFd fd = connectUnix(path_, SOCK_STREAM);
+        const zv::UniqueFd fd = connectUnix(path_, SOCK_STREAM);
         EXPECT_EQ(static_cast<ssize_t>(text.size()), send(fd.get(), text.data(), text.size(), MSG_NOSIGNAL));
         std::string got;
         char buffer[4096];
@@ -130,7 +130,7 @@ TEST_F(AdminServerTest, ASubscriberThatDoesNotReadIsDroppedAndHoldsNobody) {
 }
 
 TEST_F(AdminServerTest, AClientThatAsksAndDoesNotReadIsDropped) {
-    const UniqueFd greedy = connectUnix(path_, SOCK_STREAM);
+    const zv::UniqueFd greedy = connectUnix(path_, SOCK_STREAM);
     const std::string request = "{\"op\":\"big\"}\n";
     std::string many;
     for (int i = 0; i < 1000; ++i) {
@@ -146,7 +146,7 @@ TEST_F(AdminServerTest, AClientThatAsksAndDoesNotReadIsDropped) {
 }
 
 TEST_F(AdminServerTest, MoreClientsThanTheLimitPushTheOldestOut) {
-    std::vector<UniqueFd> idle;
+    std::vector<zv::UniqueFd> idle;
     for (std::size_t i = 0; i < AdminServer::clientLimit + 10; ++i) {
         idle.push_back(connectUnix(path_, SOCK_STREAM));
     }
@@ -158,7 +158,7 @@ TEST_F(AdminServerTest, MoreClientsThanTheLimitPushTheOldestOut) {
 
 TEST_F(AdminServerTest, ClientsThatVanishLeaveNothing) {
     for (int i = 0; i < 200; ++i) {
-        const UniqueFd fd = connectUnix(path_, SOCK_STREAM);
+        const zv::UniqueFd fd = connectUnix(path_, SOCK_STREAM);
         send(fd.get(), "{\"op\":\"fail\"}\n{\"op\"", 19, MSG_NOSIGNAL);
     }
     AdminClient client(path_);

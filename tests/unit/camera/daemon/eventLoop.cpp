@@ -30,8 +30,8 @@ TEST(EventLoop, ATimerThatSetsItselfAgainLeavesRoomForDescriptors) {
     EventLoop loop;
     int pair[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, pair));
-    const UniqueFd a(pair[0]);
-    const UniqueFd b(pair[1]);
+    const zv::UniqueFd a(pair[0]);
+    const zv::UniqueFd b(pair[1]);
     std::function<void()> again = [&] { loop.addTimer(milliseconds(0), again); };
     again();
     loop.addFd(a.get(), POLLIN, [&](short) { loop.stop(); });
@@ -45,7 +45,8 @@ TEST(EventLoop, ACallbackMayRemoveItselfAndOthers) {
     int second[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, first));
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, second));
-    const UniqueFd owned[] = {UniqueFd(first[0]), UniqueFd(first[1]), UniqueFd(second[0]), UniqueFd(second[1])};
+    const zv::UniqueFd owned[] = {zv::UniqueFd(first[0]), zv::UniqueFd(first[1]), zv::UniqueFd(second[0]),
+                                  zv::UniqueFd(second[1])};
     int calls = 0;
     const auto removeBoth = [&](short) {
         ++calls;

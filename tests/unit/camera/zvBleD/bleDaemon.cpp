@@ -282,7 +282,7 @@ TEST(ZvBleD, ADeviceThatIsSetPresentIsHeardWhateverItsTimes) {
 
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
-    const zvcam::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
+    const zv::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
     EXPECT_EQ(static_cast<ssize_t>(line.size()), send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL));
     char answer[256];
     const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);

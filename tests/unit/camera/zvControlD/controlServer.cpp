@@ -25,7 +25,7 @@ TEST(ControlServer, AConnectionThatAsksNothingIsClosedInTime) {
     EventLoop loop;
     const ControlServer server(
         loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; }, milliseconds(500));
-    const UniqueFd silent = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd silent = connectUnix(path, SOCK_SEQPACKET);
     runFor(loop, milliseconds(20));
     EXPECT_EQ(1U, server.clients());
     runFor(loop, milliseconds(1000));
@@ -39,7 +39,7 @@ namespace {
 constexpr unsigned char packet38[] = {'Z', 'C', 1, 3, 0, 0, 0, 38};
 
 // Asks, and gives the number that the answer carries; -1 when there is none.
-int askOn(const UniqueFd& client, EventLoop& loop) {
+int askOn(const zv::UniqueFd& client, EventLoop& loop) {
     send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL);
     unsigned char answer[16];
     ssize_t length = -1;
@@ -57,7 +57,7 @@ TEST(ControlServer, AConnectionCarriesManyRequests) {
     const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
         return ControlAnswer{request.number, {}};
     });
-    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(38, askOn(client, loop));
     }
@@ -72,7 +72,7 @@ TEST(ControlServer, AConnectionThatAsksNoMoreIsClosedInTime) {
             return ControlAnswer{request.number, {}};
         },
         milliseconds(500));
-    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     runFor(loop, milliseconds(300));
     EXPECT_EQ(38, askOn(client, loop)); // the time starts again
     runFor(loop, milliseconds(300));
@@ -86,13 +86,13 @@ TEST(ControlServer, TheClientThatHasBeenSilentLongestGivesWay) {
     const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
         return ControlAnswer{request.number, {}};
     });
-    std::vector<UniqueFd> clients;
+    std::vector<zv::UniqueFd> clients;
     for (std::size_t i = 0; i < ControlServer::clientLimit; ++i) {
         clients.push_back(connectUnix(path, SOCK_SEQPACKET));
         loop.runOnce(milliseconds(5));
     }
     EXPECT_EQ(38, askOn(clients[0], loop));
-    const UniqueFd late = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd late = connectUnix(path, SOCK_SEQPACKET);
     EXPECT_EQ(38, askOn(late, loop));
     EXPECT_EQ(38, askOn(clients[0], loop));
     EXPECT_EQ(-1, askOn(clients[1], loop));
@@ -102,7 +102,7 @@ TEST(ControlServer, TheClientThatHasBeenSilentLongestGivesWay) {
 TEST(ControlServer, AMalformedRequestEndsItsConnection) {
     EventLoop loop;
     const ControlServer server(loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; });
-    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     EXPECT_EQ(0, askOn(client, loop));
     send(client.get(), "ZC", 2, 0);
     runFor(loop, milliseconds(30));
@@ -115,7 +115,7 @@ TEST(ControlServer, AClientThatTakesNoAnswersIsCutOff) {
     const ControlServer server(loop, path, [](const zvcontrol::Request&) {
         return ControlAnswer{0, std::vector<unsigned char>(4096, 'x')};
     });
-    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     for (int i = 0; i < 10000 && send(client.get(), packet38, sizeof packet38, MSG_NOSIGNAL) > 0; ++i) {
         loop.runOnce(milliseconds(5));
     }
@@ -127,7 +127,7 @@ TEST(ControlServer, AnAnswerThatIsTooLongBecomesAFailure) {
     const ControlServer server(loop, path, [](const zvcontrol::Request&) {
         return ControlAnswer{0, std::vector<unsigned char>(4097, 'x')};
     });
-    const UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     const unsigned char packet[] = {'Z', 'C', 1, 1, 0, 0, 0, 0};
     send(client.get(), packet, sizeof packet, 0);
     runFor(loop, milliseconds(30));

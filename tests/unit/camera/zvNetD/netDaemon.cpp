@@ -54,7 +54,7 @@ TEST(ZvNetD, WithoutZvControlDThePairingPhaseIsUnreachable) {
 
 TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
     DaemonProcess daemon("zvNetD");
-    const zvcam::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
+    const zv::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue answers(reply);
     TestQueue others("/to_ZVCC13");
     ASSERT_TRUE(sendTo(net, enter));
@@ -65,7 +65,7 @@ TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
 
 TEST(ZvNetD, MoreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
     DaemonProcess daemon("zvNetD");
-    const zvcam::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
+    const zv::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue waiting(reply, 10, 1500);
     TestQueue refused("/to_ZVCC13", 10, 1500);
     for (int i = 0; i < 64; ++i) {

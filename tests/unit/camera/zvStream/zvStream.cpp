@@ -20,7 +20,7 @@ using zvtest::startProgram;
 using zvtest::waitFor;
 using Json = nlohmann::json;
 
-constexpr const char* path = "/tmp/fuse_d/ZvStream.log";
+constexpr const char* path = "/tmp/fuse_d/zvStream.log";
 
 class ZvStream : public testing::Test {
 protected:
@@ -135,7 +135,7 @@ TEST_F(ZvStream, RunsWithoutItsLogAndSaysSo) {
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ("/tmp/fuse_d/ZvStream.log: No such file or directory\n", errors.text());
+    EXPECT_EQ("/tmp/fuse_d/zvStream.log: No such file or directory\n", errors.text());
     EXPECT_EQ(0, kill(process, 0));
     EXPECT_EQ(0, stop(process, SIGINT));
 }
@@ -148,7 +148,7 @@ TEST_F(ZvStream, ALogWithoutRoomForTheWholeLineIsTold) {
     for (int attempt = 0; attempt < 2000 && errors.text().empty(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ("/tmp/fuse_d/ZvStream.log: No space left on device\n", errors.text());
+    EXPECT_EQ("/tmp/fuse_d/zvStream.log: No space left on device\n", errors.text());
     EXPECT_EQ(60U, std::filesystem::file_size(path));
     EXPECT_EQ(128 + SIGKILL, stop(process, SIGKILL));
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};

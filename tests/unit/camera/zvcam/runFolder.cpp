@@ -25,7 +25,7 @@ public:
     }
 
 private:
-    std::vector<UniqueFd> listeners_;
+    std::vector<zv::UniqueFd> listeners_;
 };
 
 std::string problem(const std::string& given, std::optional<int> port) {
@@ -91,7 +91,7 @@ TEST(RunFolder, AFolderTooLongForASocketIsReachedAllTheSame) {
     std::filesystem::create_directories(deep);
     const std::string path = socketPath(deep, "x.admin");
     EXPECT_LT(path.size(), 100U);
-    const UniqueFd listener = listenUnix(path, SOCK_STREAM);
+    const zv::UniqueFd listener = listenUnix(path, SOCK_STREAM);
     EXPECT_TRUE(std::filesystem::exists(deep + "/x.admin"));
     EXPECT_TRUE(connectUnix(socketPath(deep, "x.admin"), SOCK_STREAM).ok());
     EXPECT_THROW(socketPath(deep + "/missing", "x.admin"), NoCamera);

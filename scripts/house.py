@@ -1,0 +1,194 @@
+"""Holds the rules of CONTRIBUTING.md that clang-format and clang-tidy cannot hold.
+
+    house.py [FILE...]      default: every file that git knows
+
+Prints a line for each finding ("FILE:LINE: what is wrong, and what would be right"); status 1 when there is one. Rules
+about the whole tree (shared header names, tests that mirror the sources) are checked whatever files are named.
+"""
+
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+COLUMNS = 120
+
+# Which rooms' headers a room may include, besides its own. The table in docs/architecture.md says the same in words.
+MAY_USE = {
+    "base": (),
+    "libzvCommon": ("base",),
+    "platform/include": (),
+    "platform/libcsi": ("platform", "libzvCommon", "base"),
+    "platform/libzvCtrlD": ("platform", "libzvCommon", "base"),
+    "platform/protocol": ("libzvCommon", "base"),
+    "src/ble_link": ("libzvCommon", "platform/include", "base"),
+    "src/command_analytics": ("src/response", "libzvCommon", "platform/include", "base"),
+    "src/command_ble": ("src/ble_link", "libzvCommon", "platform/include", "base"),
+    "src/command_execute": ("src/response", "libzvCommon", "platform/include", "base"),
+    "src/response": ("base",),
+    "src/zvControl": ("src", "libzvCommon", "platform/include", "base"),
+    "camera/messages": ("libzvCommon", "base"),
+    "camera/daemon": ("camera/messages", "libzvCommon", "base"),
+    "camera/zvBleD": ("camera/daemon", "camera/messages", "platform", "libzvCommon", "base"),
+    "camera/zvControlD": ("camera/daemon", "camera/messages", "platform", "libzvCommon", "base"),
+    "camera/zvNetD": ("camera/daemon", "camera/messages", "platform", "libzvCommon", "base"),
+    "camera/zvStream": ("base",),
+    "camera/zvcam": ("camera/daemon", "camera/messages", "libzvCommon", "base"),
+}
+
+# Sources whose test has another name, and why a test of their own name would be empty.
+TESTED_ELSEWHERE = {}
+
+_LOWER_CAMEL = re.compile(r"[a-z][A-Za-z0-9]*$")
+_SNAKE = re.compile(r"(__)?[a-z][a-z0-9_]*$")
+_MODULES = ("command_ble", "command_execute", "command_analytics")  # names of log lines
+_TEST = re.compile(r"\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)")
+_UPPER_CAMEL = re.compile(r"[A-Z][A-Za-z0-9]*$")
+_LITERAL = r"""(?:-?\d[\w'.]*|"(?:[^"\\]|\\.)*"|true|false|nullptr|std::nullopt|'(?:[^'\\]|\\.)+')"""
+# A call or a name first, a literal last.
+_LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)[^,()]*(?:\([^()]*\)[^,()]*)*,"
+                           rf"\s*{_LITERAL}\)")
+_BARE_INTEGER = re.compile(r"(?<![\w:.>])u?int(?:8|16|32|64)_t\b")
+_INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
+
+
+def _git_files():
+    listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=ROOT,
+                            capture_output=True, check=True).stdout.decode()
+    return sorted(name for name in set(listed.split("\0")) if name and os.path.exists(os.path.join(ROOT, name)))
+
+
+def _text(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        return file.read()
+
+
+def _line(text, position):
+    return text.count("\n", 0, position) + 1
+
+
+def _without_comments(text):
+    """Comments become blanks, so that places stay."""
+    return re.sub(r'//[^\n]*|/\*.*?\*/|("(?:[^"\\\n]|\\.)*")',
+                  lambda match: match[1] or re.sub(r"[^\n]", " ", match[0]), text, flags=re.DOTALL)
+
+
+def file_name(name):
+    stem, ending = os.path.splitext(os.path.basename(name))
+    if ending in (".h", ".c", ".cpp") and not _LOWER_CAMEL.match(stem) and stem not in _MODULES:
+        yield f"{name}:1: a C++ file is named in lowerCamelCase, after what it holds"
+    if ending == ".py" and not _SNAKE.match(stem):
+        yield f"{name}:1: a Python file is named in snake_case"
+    if ending == ".cmake" and name.startswith("cmake/Zv") and not _UPPER_CAMEL.match(stem):
+        yield f"{name}:1: a CMake module is named in UpperCamelCase"
+
+
+def test_names(name, text):
+    for match in _TEST.finditer(text):
+        for word in match.groups():
+            if not _UPPER_CAMEL.match(word):
+                yield f"{name}:{_line(text, match.start())}: test suites and tests are named in UpperCamelCase, not {word}"
+
+
+def expected_first(name, text):
+    for match in _LATE_LITERAL.finditer(text):
+        yield f"{name}:{_line(text, match.start())}: the expected value comes first"
+
+
+def integers(name, text):
+    if name.endswith(".c") or os.path.dirname(name) in ("libzvCommon/include", "platform/include"):
+        return
+    for match in _BARE_INTEGER.finditer(text):
+        yield f"{name}:{_line(text, match.start())}: write std::{match[0]}"
+
+
+def oddities(name, text):
+    for match in re.finditer(r"\b[Dd]eliberate(ly)?\b", text):
+        yield f'{name}:{_line(text, match.start())}: mark what the interface fixes by "Fixed:" and who depends on it'
+
+
+def columns(name, text):
+    fenced = False
+    for number, line in enumerate(text.split("\n"), 1):
+        fenced ^= line.startswith("```")
+        prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "http" not in line
+        if len(line) > COLUMNS and prose:
+            yield f"{name}:{number}: {len(line)} columns, {COLUMNS} at most"
+
+
+def _room(name):
+    """The longest room of MAY_USE that a file lies in; None for files that may use everything."""
+    rooms = [room for room in MAY_USE if name.startswith(room + "/")]
+    return max(rooms, key=len) if rooms else None
+
+
+def uses(name, text, headers):
+    room = _room(name)
+    if room is None:
+        return
+    for match in _INCLUDE.finditer(text):
+        header = headers.get(os.path.basename(match[1]))
+        if header and not any(header.startswith(allowed + "/") for allowed in (room, *MAY_USE[room])):
+            yield f"{name}:{_line(text, match.start())}: {room} may not use {header}"
+
+
+def shared_headers(files):
+    seen = {}
+    for name in files:
+        if name.endswith(".h"):
+            other = seen.setdefault(os.path.basename(name).lower(), name)
+            if other != name:
+                yield f"{name}:1: {other} has the same name"
+
+
+def mirrored(files):
+    known = set(files)
+    for name in files:
+        room = _room(name)
+        if room is None or not name.endswith(".cpp") and not (room == "base" and name.endswith(".h")):
+            continue
+        folder = os.path.dirname(name).removeprefix("src/").replace("libzvCommon/src", "libzvCommon")
+        folder = "platform" if folder.startswith("platform/") else folder
+        test = f"tests/unit/{folder}/{os.path.splitext(os.path.basename(name))[0]}.cpp"
+        elsewhere = TESTED_ELSEWHERE.get(name)
+        if test in known and elsewhere:
+            yield f"{name}:1: has a test of its own name; strike it from the list of house.py"
+        elif test not in known and not elsewhere:
+            yield f"{name}:1: no test {test}, and none named in the list of house.py"
+        elif elsewhere and elsewhere not in known:
+            yield f"{name}:1: its test {elsewhere} does not exist"
+    for name in TESTED_ELSEWHERE:
+        if name not in known:
+            yield f"scripts/house.py:1: {name} does not exist any more"
+
+
+def findings(names, files):
+    headers = {os.path.basename(name): name for name in files if name.endswith(".h") and not name.startswith("tests/")}
+    for name in names:
+        yield from file_name(name)
+        if name.endswith((".h", ".c", ".cpp")):
+            text = _text(name)
+            code = _without_comments(text)
+            yield from test_names(name, code)
+            yield from expected_first(name, code)
+            yield from integers(name, code)
+            yield from oddities(name, text)
+            yield from uses(name, text, headers)
+        elif name.endswith((".py", ".md", ".cmake")) or os.path.basename(name) == "CMakeLists.txt":
+            yield from columns(name, _text(name))
+    yield from shared_headers(files)
+    yield from mirrored(files)
+
+
+def main():
+    files = _git_files()
+    names = [os.path.relpath(os.path.abspath(name), ROOT) for name in sys.argv[1:]] or files
+    wrong = list(findings(names, files))
+    for line in wrong:
+        print(line)
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
