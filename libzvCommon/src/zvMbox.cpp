@@ -19,11 +19,11 @@ constexpr unsigned priority = 0;
 constexpr int timedOut = -1;
 constexpr int receiveFailed = -2;
 
-void fill(const char* name, int max_messages, int message_size, zvMbox_attr* zvattr) {
+void fill(const char* name, int maxMessages, int messageSize, zvMbox_attr* zvattr) {
     *zvattr = {};
     zvattr->mqd = -1;
-    zvattr->attr.mq_maxmsg = max_messages;
-    zvattr->attr.mq_msgsize = message_size;
+    zvattr->attr.mq_maxmsg = maxMessages;
+    zvattr->attr.mq_msgsize = messageSize;
     zvattr->name = name;
 }
 
@@ -42,18 +42,18 @@ bool hasRoom(const zvMbox_attr* zvattr) {
 
 } // namespace
 
-void zvMbox_init(const char* name, int max_messages, zvMbox_attr* zvattr) {
-    fill(name, max_messages, ZVMSG_MAX, zvattr);
+void zvMbox_init(const char* name, int maxMessages, zvMbox_attr* zvattr) {
+    fill(name, maxMessages, ZVMSG_MAX, zvattr);
 }
 
-int zvMbox_rxopen_ext(const char* name, int max_messages, int message_size, zvMbox_attr* zvattr) {
-    fill(name, max_messages, message_size, zvattr);
+int zvMbox_rxopen_ext(const char* name, int maxMessages, int messageSize, zvMbox_attr* zvattr) {
+    fill(name, maxMessages, messageSize, zvattr);
     zvattr->mqd = mq_open(name, O_RDONLY | O_CREAT, mailboxMode, &zvattr->attr);
     return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_rxopen_ext", 58, name) : 0;
 }
 
-int zvMbox_rxopen(const char* name, int max_messages, zvMbox_attr* zvattr) {
-    return zvMbox_rxopen_ext(name, max_messages, ZVMSG_MAX, zvattr);
+int zvMbox_rxopen(const char* name, int maxMessages, zvMbox_attr* zvattr) {
+    return zvMbox_rxopen_ext(name, maxMessages, ZVMSG_MAX, zvattr);
 }
 
 int zvMbox_txopen(const char* name, zvMbox_attr* zvattr) {
@@ -62,16 +62,16 @@ int zvMbox_txopen(const char* name, zvMbox_attr* zvattr) {
     return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_txopen", 76, name) : 0;
 }
 
-int zvMbox_create_ext(const char* name, int max_messages, int message_size) {
+int zvMbox_create_ext(const char* name, int maxMessages, int messageSize) {
     zvMbox_attr temporary;
-    if (zvMbox_rxopen_ext(name, max_messages, message_size, &temporary) == 0) {
+    if (zvMbox_rxopen_ext(name, maxMessages, messageSize, &temporary) == 0) {
         zvMbox_close(&temporary);
     }
     return 0;
 }
 
-int zvMbox_create(const char* name, int max_messages) {
-    return zvMbox_create_ext(name, max_messages, ZVMSG_MAX);
+int zvMbox_create(const char* name, int maxMessages) {
+    return zvMbox_create_ext(name, maxMessages, ZVMSG_MAX);
 }
 
 int zvMbox_close(zvMbox_attr* zvattr) {

@@ -18,9 +18,9 @@ constexpr Model models[] = {
 
 } // namespace
 
-const char* get_model_name(int model_number) {
+const char* get_model_name(int modelNumber) {
     for (const Model* model = models; model->number != endOfTable; ++model) {
-        if (model->number == model_number) {
+        if (model->number == modelNumber) {
             return model->name;
         }
     }

@@ -111,11 +111,11 @@ std::int64_t searchLimit(const zvmsg_holder* iobuf) {
 
 } // namespace
 
-int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, std::uint32_t payload_length,
+int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, std::uint32_t payloadLength,
                 std::uint8_t type) {
     iobuf->length = sntlv_msg_init(iobuf->buf, iobuf->capacity, type);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_CODE, codeSize, code);
-    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payload_length, payload);
+    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payloadLength, payload);
     return iobuf->length;
 }
 

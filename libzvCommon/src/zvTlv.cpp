@@ -90,9 +90,9 @@ std::uint8_t* tlv_find(std::uint8_t* buffer, std::uint8_t tag) {
     return zv::findElement(buffer, sntlv_msg_len(buffer), tag).address;
 }
 
-int sntlv_find(void* destination, std::uint32_t destination_size, std::uint8_t tag, std::uint8_t* buffer) {
+int sntlv_find(void* destination, std::uint32_t destinationSize, std::uint8_t tag, std::uint8_t* buffer) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
-    if (element.address == nullptr || element.cut() || element.length >= destination_size) {
+    if (element.address == nullptr || element.cut() || element.length >= destinationSize) {
         return 0;
     }
     if (element.length > 0) {
@@ -134,8 +134,8 @@ int snLoclItoI(char* destination, std::uint32_t size, int count, std::uint32_t v
     return text.length();
 }
 
-int snLoclbin(void* destination, std::uint32_t destination_size, std::uint32_t length, const void* source) {
-    if (length > destination_size) {
+int snLoclbin(void* destination, std::uint32_t destinationSize, std::uint32_t length, const void* source) {
+    if (length > destinationSize) {
         return 0;
     }
     if (length > 0) {

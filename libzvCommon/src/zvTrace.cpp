@@ -39,11 +39,11 @@ bool shown(int indexAfter, int length) {
 
 } // namespace
 
-void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t* address_counter, int* index,
+void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t* addressCounter, int* index,
              const void* data, int length) {
     const auto* const bytes = static_cast<const std::uint8_t*>(data);
     zv::Text text(buffer, size);
-    text.put("%-11s%08x  ", marker, *address_counter & ~15U);
+    text.put("%-11s%08x  ", marker, *addressCounter & ~15U);
     char characters[lineBytes + 1] = {};
     for (int slot = 0; slot < lineBytes; ++slot) {
         const std::int64_t at = std::int64_t{*index} + slot;
@@ -60,7 +60,7 @@ void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t
     }
     text.put("  %s", characters);
     *index = *index > INT_MAX - lineBytes ? INT_MAX : *index + lineBytes;
-    *address_counter += lineBytes;
+    *addressCounter += lineBytes;
 }
 
 void hexprint(const char* marker, std::uint32_t address, const void* data, int length) {

@@ -34,13 +34,13 @@ void http_output_empty_json(std::ostream& stream) {
     put(stream, "{}");
 }
 
-void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
-                                  int error_code, const char* message, const char* function, int line) try {
-    const bool valid = http_status >= 100 && http_status <= 599;
+void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int httpStatus,
+                                  int errorCode, const char* message, const char* function, int line) try {
+    const bool valid = httpStatus >= 100 && httpStatus <= 599;
     std::string text;
-    appendHeader(text, valid ? http_status : 500);
+    appendHeader(text, valid ? httpStatus : 500);
     appendMember(text, "{\"status\":", message);
-    text += ",\"zverr\":" + std::to_string(error_code);
+    text += ",\"zverr\":" + std::to_string(errorCode);
     appendMember(text, ",\"_function\":", function);
     text += ",\"_line\":" + std::to_string(line);
     appendMember(text, ",\"path\":", path);

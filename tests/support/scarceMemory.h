@@ -7,10 +7,10 @@
 
 namespace zvtest {
 
-inline constexpr std::size_t unlimited_memory = std::numeric_limits<std::size_t>::max();
+inline constexpr std::size_t unlimitedMemory = std::numeric_limits<std::size_t>::max();
 
 // What operator new gives at most at a time.
-inline std::size_t memory_limit = unlimited_memory;
+inline std::size_t memoryLimit = unlimitedMemory;
 
 // While one lives, operator new throws std::bad_alloc for more than so many bytes at a time.
 class ScarceMemory {
@@ -25,8 +25,8 @@ public:
 // tested, nor throw through an interface of C. Needs nothing to be linked.
 class PlentyOfMemory {
 public:
-    PlentyOfMemory() : before_(std::exchange(memory_limit, unlimited_memory)) {}
-    ~PlentyOfMemory() { memory_limit = before_; }
+    PlentyOfMemory() : before_(std::exchange(memoryLimit, unlimitedMemory)) {}
+    ~PlentyOfMemory() { memoryLimit = before_; }
     PlentyOfMemory(const PlentyOfMemory&) = delete;
     PlentyOfMemory& operator=(const PlentyOfMemory&) = delete;
 

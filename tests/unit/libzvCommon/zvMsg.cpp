@@ -417,23 +417,23 @@ protected:
         bytes.resize(17, 0xAB);
         bytes.resize(size);
         const pid_t child = peer(inbox, {bytes}, always);
-        std::fill_n(message->buf, 1505, std::uint8_t{0x55}); // from earlier messages
+        std::fill_n(message_->buf, 1505, std::uint8_t{0x55}); // from earlier messages
         for (std::size_t at = 100; at < 1504; at += 4) {
-            std::copy_n("\0\0\0\x45", 4, message->buf + at); // empty response elements
+            std::copy_n("\0\0\0\x45", 4, message_->buf + at); // empty response elements
         }
-        zvmsg_build(message, "PD", "\x01\x02\x03", 3, 7);
-        sntlv_add_bin(message->buf, message->capacity, 69, 4, "mine");
+        zvmsg_build(message_, "PD", "\x01\x02\x03", 3, 7);
+        sntlv_add_bin(message_->buf, message_->capacity, 69, 4, "mine");
         g_timedreceive = 5;
         // 43 bytes, by the header; 8 less by the current length.
-        EXPECT_EQ(static_cast<int>(size), zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
+        EXPECT_EQ(static_cast<int>(size), zvmsg_send_timedreceive(message_, "/me", "/to", nullptr, 0));
         EXPECT_EQ(0, ended(child));
-        EXPECT_EQ(bytes, message.bytes());
+        EXPECT_EQ(bytes, message_.bytes());
     }
-    Bytes between(std::size_t from, std::size_t to) { return Bytes(message->buf + from, message->buf + to); }
+    Bytes between(std::size_t from, std::size_t to) { return Bytes(message_->buf + from, message_->buf + to); }
 
-    Holder message;
-    std::uint8_t* data = nullptr;
-    std::uint16_t length = 4711;
+    Holder message_;
+    std::uint8_t* data_ = nullptr;
+    std::uint16_t length_ = 4711;
 };
 
 TEST_F(CutAnswer, HasNoElementOfTheRequest) {
@@ -442,10 +442,10 @@ TEST_F(CutAnswer, HasNoElementOfTheRequest) {
             SCOPED_TRACE(testing::Message() << size << ' ' << total);
             exchange(size, total);
             EXPECT_EQ(Bytes(43 - size, 0), between(size, 43));
-            EXPECT_EQ(0x55, message->buf[43]);
-            EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
-            EXPECT_EQ(nullptr, data);
-            EXPECT_EQ(4711, length);
+            EXPECT_EQ(0x55, message_->buf[43]);
+            EXPECT_EQ(nullptr, zvmsg_response(message_, &data_, &length_));
+            EXPECT_EQ(nullptr, data_);
+            EXPECT_EQ(4711, length_);
         }
     }
 }
@@ -457,8 +457,8 @@ TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
         exchange(17, total);
         const std::size_t claimed = std::min<std::size_t>(total, 1504);
         EXPECT_EQ(Bytes(claimed - 17, 0), between(17, claimed));
-        EXPECT_EQ(0x55, message->buf[1504]);
-        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length));
+        EXPECT_EQ(0x55, message_->buf[1504]);
+        EXPECT_EQ(nullptr, zvmsg_response(message_, &data_, &length_));
     }
 }
 
