@@ -1,6 +1,5 @@
 /*
- * Hex dumps: memory as text in the caller's buffer, and the trace of messages on the diagnostic outputs. Nothing is
- * allocated.
+ * Hex dumps: memory as text in the caller's buffer, and the trace of messages. Nothing is allocated.
  */
 #ifndef ZV_HEXDUMP_H
 #define ZV_HEXDUMP_H

@@ -68,8 +68,7 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
 /*
  * Finds the response element (69) of the message in the holder. Stores the address of its data, which stay in the
  * holder, and their length in bytes; returns the element's address. Returns null and stores nothing when there is no
- * such element, when its data do not lie inside the bounds below, or when the current length is negative, because no
- * answer came.
+ * such element, when its data do not lie inside the bounds below, or when no answer came (the length is negative).
  *
  * The bounds are the message's total length and the capacity + 4 bytes of the holder. The current length is no bound: a
  * caller may have appended elements since it was set. It becomes one when the capacity is 0, that is, never set. When
