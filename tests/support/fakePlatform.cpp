@@ -178,7 +178,7 @@ int csi_get(int item, int size, int* returned, void* value) {
 
 } // extern "C"
 
-// Texts of their own, so that a test shows which call wrote what.
+// Each writes a text of its own, so that a test can tell the calls apart.
 
 void http_output_success_header(std::ostream& stream) {
     stream << "<success header>\n";

@@ -64,6 +64,6 @@ TEST(JsonText, EveryTwoAndThreeByteTextSurvivesWhenItIsUtf8) {
             kept += json.at("status").get<std::string>() == text ? 1U : 0U;
         }
     }
-    // A two-byte sequence that ends in 0x80 behind one of the 127 ASCII bytes, or a three-byte sequence.
+    // One of 127 ASCII bytes and a two-byte sequence that ends in 0x80, or a three-byte sequence that ends so.
     EXPECT_EQ(127U * 30U + 32U + 14U * 64U + 32U, kept);
 }

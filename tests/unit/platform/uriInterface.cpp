@@ -9,7 +9,7 @@ namespace {
 using zvtest::Packet;
 using zvtest::ScriptedControl;
 
-// What was called, one letter each: O open hook, H handler, C close hook, 2 the second handler.
+// The calls, one letter each: O open hook, H handler, C close hook, 2 the second handler.
 std::string calls;
 int openResult = 0;
 int handlerResult = 0;
@@ -208,7 +208,7 @@ TEST(UriInterfaceDaemon, AFailingCloseIsToldAndClosesAllTheSame) {
 
 namespace {
 
-// Answers every question with 0, the opening with the byte that frees its client from asking for the close.
+// Answers every request with 0, and Open also with the byte by which the client need not send Close.
 std::optional<Packet> closesUnasked(const Packet& request) {
     Packet packet = answer(0);
     if (request[3] == 1) {
