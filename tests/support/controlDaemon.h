@@ -19,7 +19,7 @@ public:
     explicit ControlDaemon(const std::string& scenario = "{}") {
         std::filesystem::create_directories("/run/zarvo");
         std::ofstream("/tmp/scenario.json") << scenario;
-        // Not fork(): the test may have threads by now, and the child would inherit their locks.
+        // Not fork(): the child would inherit the locks of the test's threads.
         std::string words[] = {"zvControlD", "--scenario", "/tmp/scenario.json"};
         char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
         if (posix_spawn(&pid_, ZV_CONTROL_DAEMON, nullptr, nullptr, arguments, environ) != 0) {
@@ -44,7 +44,7 @@ public:
     ControlDaemon& operator=(const ControlDaemon&) = delete;
 
     pid_t pid() const { return pid_; }
-    // Sends SIGSTOP and waits until the daemon stands.
+    // Sends SIGSTOP and waits until the daemon has stopped.
     void halt() {
         kill(pid_, SIGSTOP);
         waitpid(pid_, nullptr, WUNTRACED);

@@ -67,7 +67,7 @@ DaemonProcess::DaemonProcess(const std::string& name, const std::string& scenari
         } catch (const std::system_error&) { // nobody listens yet
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
             continue;
-        } catch (const std::runtime_error&) { // it answers, that it knows no such thing
+        } catch (const std::runtime_error&) { // it answers that it does not know this operation
             return;
         }
     }

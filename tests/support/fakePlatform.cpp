@@ -93,31 +93,30 @@ int zvcontrol_uri_interface_close(void) {
     return fakePlatform().close_result;
 }
 
-int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
-                              zvcontrol_hook close_hook) {
+int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook openHook,
+                              zvcontrol_hook closeHook) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back(std::string("add ") + uri);
-    fakePlatform().rows.push_back({uri, handler, open_hook, close_hook});
+    fakePlatform().rows.push_back({uri, handler, openHook, closeHook});
     const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
     return fails ? fakePlatform().add_result : 0;
 }
 
-int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
-    zvtest::noteDispatch(path, params, response_size);
+int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int responseSize) {
+    zvtest::noteDispatch(path, params, responseSize);
     const auto& serve = fakePlatform().serve;
-    return serve ? serve(path, params, response, response_size)
-                 : zvtest::dispatch(path, params, response, response_size);
+    return serve ? serve(path, params, response, responseSize) : zvtest::dispatch(path, params, response, responseSize);
 }
 
-int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
-                                          int response_size) {
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int paramLength, char* response,
+                                          int responseSize) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +
-                         std::to_string(param_length) + (response == nullptr ? " null " : " buffer ") +
-                         std::to_string(response_size));
+                         std::to_string(paramLength) + (response == nullptr ? " null " : " buffer ") +
+                         std::to_string(responseSize));
     if (fake.command_result == 0 && response != nullptr) {
-        zvtest::give(fake.command_answer, response, response_size);
+        zvtest::give(fake.command_answer, response, responseSize);
     }
     return fake.command_result;
 }
@@ -179,7 +178,7 @@ int csi_get(int item, int size, int* returned, void* value) {
 
 } // extern "C"
 
-// Texts of their own, so that a test shows which call wrote what.
+// Each writes a text of its own, so that a test can tell the calls apart.
 
 void http_output_success_header(std::ostream& stream) {
     stream << "<success header>\n";
@@ -189,8 +188,8 @@ void http_output_empty_json(std::ostream& stream) {
     stream << "<empty json>";
 }
 
-void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
-                                  int error_code, const char* message, const char* function, int line) {
-    stream << "<error " << zvtest::shown(path) << "|" << zvtest::shown(params) << "|" << http_status << "|"
-           << error_code << "|" << zvtest::shown(message) << "|" << function << "|" << line << ">";
+void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int httpStatus,
+                                  int errorCode, const char* message, const char* function, int line) {
+    stream << "<error " << zvtest::shown(path) << "|" << zvtest::shown(params) << "|" << httpStatus << "|" << errorCode
+           << "|" << zvtest::shown(message) << "|" << function << "|" << line << ">";
 }

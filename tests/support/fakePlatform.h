@@ -1,6 +1,6 @@
-// A scripted stand-in for the closed libraries, linked in their place: it keeps a journal of the calls and answers what
-// the test says. parseParam and the messages are not part of it. Scarce memory is scarce for what it calls and for the
-// streams that it writes to, not for its own journal.
+// A stand-in for the closed libraries, linked in their place: it keeps a journal of the calls and answers as the test
+// says. It has neither parseParam nor the messages. Scarce memory does not touch its journal, only what it calls and
+// the streams that it writes to.
 #pragma once
 
 #include "zvCtrlD.h"
@@ -12,7 +12,7 @@
 
 namespace zvtest {
 
-// A row as it was registered.
+// A registered row.
 struct FakeRow {
     std::string uri;
     zvcontrol_handler handler;
@@ -21,17 +21,17 @@ struct FakeRow {
 };
 
 struct FakePlatform {
-    // One line a call, arguments included; a null text is shown as (null).
+    // One line for each call, with its arguments; a null text is shown as (null).
     std::vector<std::string> calls;
     // All rows registered since the interface was last closed.
     std::vector<FakeRow> rows;
 
-    // Results of the URI interface; registration fails with add_result at the row failing_row (from 1; 0: none).
+    // Results of the URI interface. Registration gives add_result at the row failing_row, from 1 on; 0 for no row.
     int open_result = 0;
     int close_result = 0;
     int failing_row = 0;
     int add_result = 0;
-    // Serves the dispatched request. Without one, handlers are found as the real dispatcher does.
+    // Serves the dispatched request; when empty, the registered handler does.
     std::function<int(const char* path, const char* params, char* response, int size)> serve;
 
     // Camera state, and the results of getters by name ("model_number"); 0 where absent.
@@ -41,7 +41,7 @@ struct FakePlatform {
         {"board_type", "B7"},      {"ap_mac", "020304050607"},    {"ap_ssid", "zarvo-0001"},
     };
     bool default_credentials = false;
-    // Text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
+    // Lets text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
     bool unterminated = false;
     std::map<std::string, int> getter_results;
 
@@ -54,7 +54,7 @@ struct FakePlatform {
     std::string command_answer;
 };
 
-// The one of the process.
+// The process's only one.
 FakePlatform& fakePlatform();
 
 } // namespace zvtest

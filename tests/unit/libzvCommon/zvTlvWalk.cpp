@@ -1,5 +1,5 @@
-// Every truncation of a message, with every dangerous length in every element, in memory that ends where the message
-// ends.
+// The walk over elements: every truncation of a message and every dangerous length in each element, in memory that ends
+// where the message ends.
 #include "tlvOracle.h"
 #include "zvMsg.h"
 #include "zvTlv.h"
@@ -28,8 +28,8 @@ void setLength(Bytes& message, std::size_t at, std::size_t length) {
     message[at + 1] = static_cast<std::uint8_t>(length);
 }
 
-// Each message cut to each size (never below the header's 4 bytes of memory; the total length says less then), whole
-// and with each length in each element that is still there.
+// Cuts each message to each size, and puts each length into each element that is left. The memory has 4 bytes at least,
+// even when the total length says less.
 void forEachMessage(const std::function<void(const Bytes&)>& check) {
     for (const std::uint8_t type : {std::uint8_t{1}, std::uint8_t{2}}) {
         for (std::size_t size = 0; size <= 48; ++size) {
@@ -48,7 +48,7 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
                     Bytes changed = cut;
                     setLength(changed, offset + 1, length & 0xffff);
                     check(changed);
-                    if (changed.size() > 4) { // so that the lengths themselves are judged, not the missing marker
+                    if (changed.size() > 4) { // with a marker, so that the verdict is about the lengths
                         changed.back() = 238;
                         check(changed);
                     }
@@ -60,7 +60,7 @@ void forEachMessage(const std::function<void(const Bytes&)>& check) {
 
 } // namespace
 
-TEST(ZvTlvBounds, SearchesAnswerAsTheBytesSay) {
+TEST(ZvTlvWalk, SearchesAnswerAsTheBytesSay) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         std::uint8_t* const buffer = memory.place(message);
@@ -72,7 +72,7 @@ TEST(ZvTlvBounds, SearchesAnswerAsTheBytesSay) {
     });
 }
 
-TEST(ZvTlvBounds, CopiesHoldWholeDataOrNothing) {
+TEST(ZvTlvWalk, CopiesHoldWholeDataOrNothing) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         std::uint8_t* const buffer = memory.place(message);
@@ -88,7 +88,7 @@ TEST(ZvTlvBounds, CopiesHoldWholeDataOrNothing) {
     });
 }
 
-TEST(ZvTlvBounds, ValidationAnswersAsTheBytesSay) {
+TEST(ZvTlvWalk, ValidationAnswersAsTheBytesSay) {
     GuardedBuffer memory(48);
     int seen[4] = {};
     forEachMessage([&](const Bytes& message) {
@@ -101,7 +101,7 @@ TEST(ZvTlvBounds, ValidationAnswersAsTheBytesSay) {
     }
 }
 
-TEST(ZvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
+TEST(ZvTlvWalk, BlankingStopsAtTheEndOfTheMessage) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         for (const std::uint8_t tag : tags) {
@@ -122,7 +122,7 @@ TEST(ZvTlvBounds, BlankingStopsAtTheEndOfTheMessage) {
     });
 }
 
-TEST(ZvTlvBounds, RemovalNeverMakesAMessageLonger) {
+TEST(ZvTlvWalk, RemovalNeverMakesAMessageLonger) {
     GuardedBuffer memory(48);
     forEachMessage([&](const Bytes& message) {
         for (const std::uint8_t tag : tags) {
@@ -140,10 +140,10 @@ TEST(ZvTlvBounds, RemovalNeverMakesAMessageLonger) {
 }
 
 // In a holder of a capacity the holder is the limit beside the total length; in one without, the current length is.
-TEST(ZvTlvBounds, ResponseLiesInsideTotalAndHolder) {
+TEST(ZvTlvWalk, ResponseLiesInsideTotalAndHolder) {
     constexpr std::size_t room = 52;
     forEachMessage([&](const Bytes& message) {
-        // Totals up to the largest, however few bytes there are.
+        // Totals up to the largest, whatever the number of bytes.
         for (const std::size_t total : {message.size(), std::size_t{0x7fff}, std::size_t{0xffff}}) {
             for (const std::uint32_t capacity : {48U, 0U}) {
                 alignas(zvmsg_holder) static std::uint8_t storage[sizeof(zvmsg_holder) + room];
