@@ -12,10 +12,12 @@ endif()
 include(GoogleTest)
 
 # The headers that every test includes, compiled once. Tests are compiled without optimisation in every preset, because
-# they take most of a build's time. The code under test is compiled with the preset's options.
+# they take most of a build's time. The code under test is compiled with the preset's options. With
+# -fpch-preprocess, ccache keeps what includes them.
 add_executable(zv_test_headers EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/support/headers.cpp)
 target_link_libraries(zv_test_headers PRIVATE zv_compile GTest::gmock GTest::gtest_main)
-target_compile_options(zv_test_headers PRIVATE -O0)
+set(ZV_TEST_OPTIONS -O0 $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+target_compile_options(zv_test_headers PRIVATE ${ZV_TEST_OPTIONS})
 target_precompile_headers(zv_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <string> <vector>)
 
 # All unit tests, and the programs that they start.
@@ -27,7 +29,7 @@ function(zv_unit_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zv_compile zv_test_support ${arg_LIBS} GTest::gmock GTest::gtest_main)
-  target_compile_options(${name} PRIVATE -O0)
+  target_compile_options(${name} PRIVATE ${ZV_TEST_OPTIONS})
   target_precompile_headers(${name} REUSE_FROM zv_test_headers)
   if(ZV_STANDALONE)
     target_link_options(${name} PRIVATE -static)

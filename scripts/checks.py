@@ -1,18 +1,18 @@
-"""The checks behind ./test.
+"""Runs the checks behind ./test and counts their tests.
 
-    checks.py [--jobs N] [PART...]      parts: format build unit lint lint-tests e2e arm (default: all but lint-tests)
+    ./test            what every change has to pass
+    ./test quick      what one edit needs
+    ./test all        everything, and `./test rest` what of it the first line leaves out
+    ./test PART...    some parts alone; what they need is built
 
-format: clang-format finds nothing to change. build: the presets release and asan. unit: ctest of both. lint: clang-tidy
-over every source of the release preset but those of the tests, which lint-tests adds (ten minutes more). e2e: pytest
-against cameras of both presets. arm: builds the stand-alone and the ARM programs, and runs unit and end-to-end tests with
-them, those for ARM in the emulator, with daemons of either processor. The unit tests of the preset standalone are static
-programs themselves; arm-standalone has the end-to-end tests alone. A skipped test counts as failed. The last line counts the tests of
-ctest and pytest; the status is 0 only when every check of every part was right.
+A skipped test counts as failed. The last line counts the tests of ctest and pytest. The status is 0 only when every
+check was right.
 """
 
 import argparse
-import concurrent.futures
+import json
 import os
+import re
 import subprocess
 import sys
 import time
@@ -21,238 +21,192 @@ import xml.etree.ElementTree
 import tidy
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-PRESETS = ("release", "asan")
-END_TO_END = os.path.join(ROOT, "tests", "e2e")
-DEFAULT_PARTS = ("format", "build", "unit", "lint", "e2e", "arm")
-PARTS = ("format", "build", "unit", "lint", "lint-tests", "e2e", "arm")
-
-# Cameras: name, preset of the daemons, preset of the control program, tests (none named: all; "-" before a name: all but).
-CAMERAS = (
-    ("release", "release", "release", ("-bench",)),
-    # Where programs stand alone there is no sanitizer's library; with one nothing is measured; and three files are about what
-    # the web servers do.
-    ("asan", "asan", "asan", ("-packages", "-porting", "-bench", "-webservers_bare", "-webservers_documented",
-                              "-webservers_limits")),
-)
-# These files of tests build something, or install from a build folder, and would be in each other's way.
-BUILDING = ("bench", "installed", "packages", "porting", "readme", "run")
-# The ones that take longest, shortest of them first.
-LONG = ("execute", "launcher", "webservers_documented", "link", "analytics", "gate", "webservers_limits", "memory", "webservers",
-        "ble", "description", *BUILDING)
-# What the other programs must do like the first; the rest tests the launcher, and looks at the program by valgrind.
-_LIKE = ("entry", "gate", "link", "ble", "execute", "description", "analytics", "webservers")
-OTHER_BUILDS = {"standalone": (), "arm": (), "arm-standalone": ("zvControl-cgi-bin",)}
-OTHER_UNIT_TESTS = ("standalone", "arm")
-OTHER_CAMERAS = (
-    ("benchmark", "release", "release", ("bench",)),  # here, since it measures the others too
-    ("stand-alone", "release", "standalone", _LIKE),
-    ("arm", "arm", "arm", _LIKE),
-    ("arm with native daemons", "release", "arm", _LIKE),
-    ("arm stand-alone with native daemons", "release", "arm-standalone", _LIKE),
-    ("packages of the stand-alone shape", "standalone", "standalone", ("packages",)),
-    ("packages for arm", "arm", "arm", ("packages", "porting")),
-)
+RESULTS = os.path.join(ROOT, "build", "results")
+BUILD = os.path.join(ROOT, "scripts", "build")
 
 
-class Tally:
-    """What has been counted, and what was wrong."""
+class Session:
+    """What has been run, counted and timed, and what was wrong."""
 
-    def __init__(self):
-        self.passed = self.failed = self.skipped = 0
-        self.complaints = []
+    def __init__(self, jobs, counts):
+        self.jobs = jobs
+        self.counts = {"passed": 0, "failed": 0, "skipped": 0, "complaints": []}
+        self._counts_file = counts
+        if counts and os.path.exists(counts) and os.path.getsize(counts):
+            with open(counts, encoding="utf-8") as file:
+                self.counts = json.load(file)
+        self._durations = []
+        self._cases = []
+        self._done = {}
+        os.makedirs(RESULTS, exist_ok=True)
 
-    def add_junit(self, name, *paths):
-        """Counts the test cases of JUnit files; ctest and pytest write them alike."""
-        cases = []
-        for path in paths:
-            try:
-                cases += xml.etree.ElementTree.parse(path).iter("testcase")
-            except (OSError, xml.etree.ElementTree.ParseError) as error:
-                self.complaints.append(f"{name}: no results: {error}")
-        failed = sum(1 for case in cases if case.find("failure") is not None or case.find("error") is not None)
-        skipped = sum(1 for case in cases
-                      if case.find("skipped") is not None or case.get("status") in ("notrun", "disabled"))
-        print(f"== {name}: {len(cases)} tests, {failed} failed, {skipped} skipped", flush=True)
-        self.passed += len(cases) - failed - skipped
-        self.failed += failed
-        self.skipped += skipped
-        if failed or skipped or not cases:
-            self.complaints.append(f"{name}: {failed} failed, {skipped} skipped of {len(cases)}")
+    def run(self, part):
+        """Each of the part's steps, unless it has been done; what follows a failed build would test something old."""
+        for action, *arguments in PARTS[part][1:]:
+            key = (action.__name__, *arguments)
+            if key not in self._done:
+                self._done[key] = self._timed(action, arguments)
+            if action is build and not self._done[key]:
+                return
 
-    def require(self, name, status):
-        if status != 0:
-            self.complaints.append(f"{name}: status {status}")
+    def _timed(self, action, arguments):
+        name = ": ".join([action.__name__.replace("_", " "), *filter(None, [", ".join(arguments)])])
+        print(f"== {time.strftime('%H:%M:%S')} {name}", flush=True)
+        start = time.monotonic()
+        right = action(self, name, *arguments)
+        self._durations.append((time.monotonic() - start, name))
+        if not right:
+            self.complain(name)
+        return right
+
+    def complain(self, what):
+        self.counts["complaints"].append(what)
+
+    def count(self, name, junit):
+        """Counts the test cases of a JUnit file; ctest and pytest write them alike. Returns whether all have passed."""
+        try:
+            cases = list(xml.etree.ElementTree.parse(junit).iter("testcase"))
+        except (OSError, xml.etree.ElementTree.ParseError) as error:
+            print(f"no results: {error}")
+            return False
+        failed = sum(case.find("failure") is not None or case.find("error") is not None for case in cases)
+        skipped = sum(case.find("skipped") is not None or case.get("status") in ("notrun", "disabled")
+                      for case in cases)
+        self._cases += [(float(case.get("time", 0)), f"{case.get('name')} ({name})") for case in cases]
+        for outcome, number in (("passed", len(cases) - failed - skipped), ("failed", failed), ("skipped", skipped)):
+            self.counts[outcome] += number
+        print(f"   {len(cases)} tests, {failed} failed, {skipped} skipped", flush=True)
+        return bool(cases) and not failed and not skipped
 
     def finish(self):
-        for complaint in self.complaints:
+        """Prints what took how long, and the count; returns the exit status."""
+        print("== time")
+        for seconds, name in [*self._durations, (sum(seconds for seconds, _ in self._durations), "together")]:
+            print(f"{seconds:7.0f} s  {name}")
+        if self._cases:
+            print("== slowest tests")
+        for seconds, name in sorted(self._cases, reverse=True)[:10]:
+            print(f"{seconds:7.1f} s  {name}")
+        complaints = self.counts["complaints"]
+        for complaint in complaints:
             print(f"WRONG {complaint}")
-        total = self.passed + self.failed + self.skipped
-        print(f"{total} tests: {self.passed} passed, {self.failed} failed, {self.skipped} skipped"
-              f"{'' if not self.complaints else '; NOT all is right'}", flush=True)
-        return 1 if self.complaints else 0
+        if self._counts_file:
+            with open(self._counts_file, "w", encoding="utf-8") as file:
+                json.dump(self.counts, file)
+        outcomes = ("passed", "failed", "skipped")
+        print(f"{sum(self.counts[outcome] for outcome in outcomes)} tests: "
+              + ", ".join(f"{self.counts[outcome]} {outcome}" for outcome in outcomes)
+              + ("; NOT all is right" if complaints else ""), flush=True)
+        return 1 if complaints else 0
 
 
-def _heading(text):
-    print(f"== {time.strftime('%H:%M:%S')} {text}", flush=True)
-
-
-def _sources():
-    """Our C and C++ files; those that git ignores are not ours."""
-    patterns = ["*.h", "*.c", "*.cpp"]
+def _listed(*patterns):
+    """Files of the tree, or of an unpacked one without repository."""
     listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "--", *patterns],
-                            cwd=ROOT, capture_output=True, check=False)
-    if listed.returncode == 0:
-        names = {name.decode() for name in listed.stdout.split(b"\0") if name}
-        return sorted(name for name in names if os.path.exists(os.path.join(ROOT, name)))
-    found = []
-    for folder, folders, files in os.walk(ROOT):
-        folders[:] = [name for name in folders if name not in ("build", "dist", ".git")]
-        found += [os.path.relpath(os.path.join(folder, name), ROOT) for name in files
-                  if name.endswith((".h", ".c", ".cpp"))]
-    return sorted(found)
+                            cwd=ROOT, capture_output=True, text=True, check=False)
+    if listed.returncode != 0:
+        words = [word for pattern in patterns for word in ("-o", "-name", pattern)][1:]
+        listed = subprocess.run(["find", ".", "-name", "build", "-prune", "-o", "(", *words, ")", "-print0"], cwd=ROOT,
+                                capture_output=True, text=True, check=True)
+    return [name for name in listed.stdout.split("\0") if name and os.path.exists(os.path.join(ROOT, name))]
 
 
-def check_format(tally, _jobs):
-    _heading("clang-format")
-    done = subprocess.run(["clang-format", "--dry-run", "-Werror", *_sources()], cwd=ROOT, check=False)
-    tally.require("clang-format", done.returncode)
+# Steps: each gets the session and its own name, and returns whether all was right.
+
+def layout(_session, _name):
+    return subprocess.run(["clang-format", "--dry-run", "-Werror", *_listed("*.h", "*.c", "*.cpp")], cwd=ROOT,
+                          check=False).returncode == 0
 
 
-def _build(tally, preset, targets=()):
-    _heading(f"build {preset}")
-    done = subprocess.run([os.path.join(ROOT, "scripts", "build"), preset, *targets], check=False)
-    tally.require(f"build {preset}", done.returncode)
+def house_rules(_session, _name):
+    script = os.path.join(ROOT, "scripts", "house.py")
+    return not os.path.exists(script) or subprocess.run(["/usr/bin/python3", script], check=False).returncode == 0
 
 
-def check_build(tally, _jobs):
-    for preset in PRESETS:
-        _build(tally, preset)
+def build(_session, _name, preset, *targets):
+    return subprocess.run([BUILD, preset, *targets], check=False).returncode == 0
 
 
-def _unit(tally, jobs, preset):
-    _heading(f"unit tests, {preset}")
-    junit = os.path.join(ROOT, "build", preset, "unit.xml")
+def lint(session, _name, *tests):
+    return tidy.run(ROOT, "release", session.jobs, tests=bool(tests)) == 0
+
+
+def _tests(session, name, *command):
+    """Runs a command that ends with the option for a JUnit file; shows its output only when something is wrong."""
+    junit = os.path.join(RESULTS, re.sub(r"[^\w-]+", "-", name) + ".xml")
     if os.path.exists(junit):
         os.remove(junit)
-    # Most of them wait rather than work.
-    command = ["ctest", "--preset", preset, "-j", str(2 * jobs), "--output-junit", junit]
-    done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    done = subprocess.run([*command, junit], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     if done.returncode != 0:
         sys.stdout.write(done.stdout.decode(errors="replace"))
-    tally.require(f"ctest {preset}", done.returncode)
-    tally.add_junit(f"unit tests, {preset}", junit)
+    return session.count(name, junit) and done.returncode == 0
 
 
-def check_unit(tally, jobs):
-    for preset in PRESETS:
-        _unit(tally, jobs, preset)
+def unit_tests(session, name, preset, *options):
+    # Most of them wait rather than work.
+    return _tests(session, name, "ctest", "--preset", preset, "-j", str(2 * session.jobs), *options, "--output-junit")
 
 
-def check_lint(tally, jobs):
-    _heading("clang-tidy")
-    tally.require("clang-tidy", tidy.run(ROOT, "release", jobs, tests=False))
+def end_to_end(session, name, marks, gateway, daemons=None):
+    """Tests that pytest's marks select, with the gateway of a preset and the daemons of the same or another one."""
+    # Measurements want the machine for themselves; the others wait rather than work.
+    side_by_side = [] if marks == "bench" else ["-n", str(3 * session.jobs), "--dist=loadgroup"]
+    # The tests come first: an option that pytest learns from them, with a blank in its value, would pass for a test.
+    return _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
+                  os.path.join(ROOT, "tests", "e2e"), "-m", marks, *side_by_side,
+                  f"--build-dir={os.path.join(ROOT, 'build', daemons or gateway)}",
+                  f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
 
 
-def check_lint_tests(tally, jobs):
-    _heading("clang-tidy, tests included")
-    tally.require("clang-tidy", tidy.run(ROOT, "release", jobs, tests=True))
-
-
-def _test_files(tests):
-    """The names between test_ and .py of the end-to-end tests that a camera's entry names."""
-    listed = sorted(name[5:-3] for name in os.listdir(END_TO_END) if name.startswith("test_") and name.endswith(".py"))
-    wanted = [test for test in tests if test[0] != "-"] or listed
-    return [test for test in wanted if f"-{test}" not in tests]
-
-
-def _tasks(camera):
-    """What of a camera's tests runs in one process: a file, or all files that build something."""
-    files = _test_files(camera[3])
-    building = [test for test in files if test in BUILDING]
-    return [(camera, tests) for tests in [building] + [[test] for test in files if test not in BUILDING] if tests]
-
-
-def _weight(task):
-    """Tasks that take long are started first."""
-    return -max(LONG.index(test) if test in LONG else -1 for test in task[1])
-
-
-def _run_pytest(task):
-    (name, daemons, program, _), tests = task
-    build, gateway = (os.path.join(ROOT, "build", preset) for preset in (daemons, program))
-    junit = os.path.join(gateway, f"e2e-{name.replace(' ', '-')}-{tests[0]}.xml")
-    if os.path.exists(junit):
-        os.remove(junit)
-    # The tests come first: an option that pytest learns from them, with a blank in its value, would pass for one of them.
-    command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--junit-xml={junit}",
-               *(os.path.join(END_TO_END, f"test_{test}.py") for test in tests),
-               f"--build-dir={build}", f"--gateway-dir={gateway}"]
-    done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return junit, done
-
-
-def _e2e(tally, jobs, cameras):
-    _heading(f"end-to-end tests side by side: {', '.join(name for name, *_ in cameras)}")
-    tasks = sorted((task for camera in cameras for task in _tasks(camera)), key=_weight)
-    # Most of them wait rather than work. Those that build come one after the other.
-    with concurrent.futures.ThreadPoolExecutor(2 * jobs) as pool, concurrent.futures.ThreadPoolExecutor(1) as line:
-        started = [(task, (line if task[1][0] in BUILDING else pool).submit(_run_pytest, task)) for task in tasks]
-        results = {str(task): running.result() for task, running in started}
-    for camera in cameras:
-        junits = []
-        for task in _tasks(camera):
-            junit, done = results[str(task)]
-            if done.returncode != 0:
-                sys.stdout.write(done.stdout.decode(errors="replace"))
-            tally.require(f"pytest {camera[0]}: {' '.join(task[1])}", done.returncode)
-            junits.append(junit)
-        tally.add_junit(f"end-to-end tests, {camera[0]}", *junits)
-
-
-def check_e2e(tally, jobs):
-    _e2e(tally, jobs, CAMERAS)
-
-
-def _build_ahead():
-    """Builds what check_arm needs while the checks before it wait. What goes wrong is shown when check_arm builds it again."""
-    script = os.path.join(ROOT, "scripts", "build")
-    lines = [" ".join(["nice -n 19", '"$0"', preset, *targets]) for preset, targets in OTHER_BUILDS.items()]
-    return subprocess.Popen(["/bin/sh", "-c", "; ".join(lines), script], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-
-
-def check_arm(tally, jobs):
-    before = len(tally.complaints)
-    for preset, targets in OTHER_BUILDS.items():
-        _build(tally, preset, targets)
-    if len(tally.complaints) == before:
-        for preset in OTHER_UNIT_TESTS:
-            _unit(tally, jobs, preset)
-        _e2e(tally, jobs, OTHER_CAMERAS)
+# Name: what it is, and its steps.
+PARTS = {
+    "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
+    "unit": ("unit tests", (build, "release"), (unit_tests, "release")),
+    "e2e": ("end-to-end tests of every URI and of ./run, behind lighttpd",
+            (build, "release"), (end_to_end, "not thorough and not bench", "release")),
+    "quick": ("format, unit tests and some end-to-end tests",
+              (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (end_to_end, "quick", "release")),
+    "thorough": ("end-to-end tests of the other web servers, of installation and packages, and with valgrind",
+                 (build, "release"), (end_to_end, "thorough", "release")),
+    "asan": ("unit and end-to-end tests with AddressSanitizer and UndefinedBehaviorSanitizer",
+             (build, "asan"), (unit_tests, "asan"), (end_to_end, "gateway and not slow or memory", "asan")),
+    "standalone": ("unit tests, end-to-end tests and packages of the stand-alone shape",
+                   (build, "release"), (build, "standalone"), (unit_tests, "standalone"),
+                   (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone")),
+    "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
+            (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin"),
+            (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
+            (end_to_end, "gateway and not slow or packages or porting", "arm"),
+            (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release")),
+    "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
+    "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),
+    "lint-tests": ("clang-tidy, with them; belongs to no size, since it takes long",
+                   (build, "release"), (lint, "tests")),
+}
+DEFAULT = ("format", "unit", "e2e")
+REST = ("thorough", "asan", "standalone", "arm", "bench", "lint")
+SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="./test", formatter_class=argparse.RawDescriptionHelpFormatter,
-                                     description=__doc__)
-    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
-    parser.add_argument("parts", nargs="*", metavar="PART", choices=[*PARTS, []])
+    table = "\n".join(f"  {name:<12}{steps[0]}" for name, steps in PARTS.items())
+    sizes = "\n".join(f"  {name:<12}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
+    parser = argparse.ArgumentParser(prog="./test", description=__doc__, epilog=f"parts:\n{table}\n\nsizes:\n{sizes}",
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N",
+                        help="processors to use (default: all)")
+    parser.add_argument("--counts", metavar="FILE", help="add to the counts that an earlier run has left in this file")
+    parser.add_argument("parts", nargs="*", metavar="PART", choices=[*PARTS, *SIZES, []],
+                        help="a part or a size, see below")
     arguments = parser.parse_args()
-    parts = list(arguments.parts) or list(DEFAULT_PARTS)
-    if "build" not in parts and set(parts) & {"unit", "lint", "lint-tests", "e2e", "arm"}:
-        parts.append("build")
-    checks = {"format": check_format, "build": check_build, "unit": check_unit, "lint": check_lint,
-              "lint-tests": check_lint_tests, "e2e": check_e2e, "arm": check_arm}
-    tally = Tally()
-    ahead = None
-    for part in PARTS:
-        if part in parts:
-            if "arm" in parts and not ahead and part in ("unit", "lint", "lint-tests", "e2e"):
-                ahead = _build_ahead()
-            if part == "arm" and ahead:
-                ahead.wait()
-            checks[part](tally, arguments.jobs)
-            if part == "build" and tally.complaints:
-                break  # what follows would test something old
-    return tally.finish()
+    session = Session(arguments.jobs, arguments.counts)
+    try:
+        for name in arguments.parts or DEFAULT:
+            for part in SIZES.get(name, (name,)):
+                session.run(part)
+    except KeyboardInterrupt:
+        session.complain("interrupted")
+    return session.finish()
 
 
 if __name__ == "__main__":

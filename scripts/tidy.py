@@ -36,7 +36,8 @@ def _without_precompiled(command):
     words = shlex.split(command)
     headers = {i for i, word in enumerate(words) if word.endswith("/cmake_pch.hxx") and words[i - 1] == "-include"}
     return shlex.join(word for i, word in enumerate(words)
-                      if word != "-Winvalid-pch" and i not in headers and i + 1 not in headers)
+                      if word not in ("-Winvalid-pch", "-fpch-preprocess")
+                      and i not in headers and i + 1 not in headers)
 
 
 def _digest(root, entry, headers, fixed):

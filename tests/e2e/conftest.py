@@ -23,6 +23,30 @@ def pytest_addoption(parser):
     parser.addoption("--gateway-dir", help="build folder of the control program, when it is another one")
 
 
+# What is run when; scripts/checks.py chooses by these. A test without any of them is run by ./test.
+MARKS = {
+    "quick": "after every edit, too",
+    "thorough": "not in ./test: other web servers, packages, valgrind",
+    "gateway": "what the gateway does, whoever asks it",
+    "every_build": "what a compiler, a processor or a way of linking can break",
+    "memory": "each kind of request under the eyes of valgrind or of a sanitizer",
+    "packages": "what is installed of each shape and for each processor",
+    "porting": "how the gateway and libraries of the same processor fit together",
+    "bench": "the measuring programs",
+    "slow": "takes long, and is the same in every build",
+}
+
+
+def pytest_configure(config):
+    for name, meaning in MARKS.items():
+        config.addinivalue_line("markers", f"{name}: {meaning}")
+
+
+def pytest_collection_modifyitems(items):
+    """What takes long is begun first."""
+    items.sort(key=lambda item: not any(map(item.get_closest_marker, ("slow", "xdist_group"))))
+
+
 @pytest.fixture(scope="session")
 def build_dir(request):
     return os.path.abspath(request.config.getoption("--build-dir"))

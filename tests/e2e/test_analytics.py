@@ -9,6 +9,8 @@ import re
 import house
 import pytest
 
+pytestmark = pytest.mark.gateway
+
 GIGABYTE = 1 << 30
 
 
@@ -37,6 +39,8 @@ def _fetch(camera):
 
 
 @pytest.mark.parametrize("size", [0, 1, 1023, 1024, 1025, 2500])
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_file_arrives_byte_for_byte(shared_camera, size):
     content = os.urandom(size)
     _write(shared_camera, content)
@@ -105,6 +109,7 @@ def _digest(path):
     return digest.hexdigest()
 
 
+@pytest.mark.slow
 def test_a_gigabyte_takes_no_more_memory_than_nothing(camera):
     peaks = {}
     for size in (0, 1, 1024, 2500):
@@ -147,6 +152,7 @@ def test_daemon_that_does_not_name_the_file(camera, code, status, shown):
     assert answer.json()["_line"] == (143 if code == -20 else 150)
 
 
+@pytest.mark.every_build
 def test_no_file(camera):
     done = camera.request("/analytics/get", "q=1")
     header, _, body = done.stdout.partition(b"\r\n\r\n")
@@ -174,6 +180,7 @@ def test_path_is_logged(camera):
 
 
 @pytest.mark.parametrize(("way", "status"), [("empty", 200), ("remove", 204)])
+@pytest.mark.every_build
 def test_clear(camera, way, status):
     camera.tool("analytics", "on-clear", way)
     camera.tool("analytics", "append", "--hex", "00ff10")

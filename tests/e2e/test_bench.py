@@ -15,6 +15,8 @@ import time
 import house
 import pytest
 
+pytestmark = pytest.mark.bench
+
 RUN = os.path.join(house.ROOT, "bench", "run")
 
 

@@ -6,6 +6,8 @@ import time
 import house
 import pytest
 
+pytestmark = pytest.mark.gateway
+
 BLE = "/command/ble"
 QUIET = {"rssi_variation": 0, "found_after_ms": 0}
 DEVICES = [
@@ -62,6 +64,7 @@ def _wait_for_pairing(camera, status):
 # Configuration and scan
 
 
+@pytest.mark.every_build
 def test_configuration_is_read_and_set(radio):
     camera = radio(auto_connect=1)
     assert camera.get(f"{BLE}/configure").body == b'\n{"auto_connect":1}\n'
@@ -84,6 +87,8 @@ def test_configuration_refused(shared_camera, query, error):
     assert shared_camera.asked("config_set") == []
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_scan(radio):
     camera = radio(devices=DEVICES)
     assert _list("scan", camera).body == _document(0, 0, 0, 0, [])
@@ -115,6 +120,7 @@ def test_list_start_that_is_no_number(shared_camera, uri):
     assert shared_camera.asked(f"{uri}_list") == []
 
 
+@pytest.mark.every_build
 def test_list_start_is_one_byte(radio):
     camera = radio(devices=DEVICES, whitelist=WHITELIST)
     camera.get(f"{BLE}/scan?p=1")
@@ -167,6 +173,8 @@ def test_scan_list_that_does_not_fit(scenario):
 # Pairing
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_pairing_to_its_end(radio):
     camera = radio(devices=DEVICES, pairing_ms=600)
     assert _pairing(camera) == 0
@@ -178,6 +186,7 @@ def test_pairing_to_its_end(radio):
     assert (device["address"], device["name"]) == ("a1b2c3d4e5f6", "Remote One")
 
 
+@pytest.mark.every_build
 def test_pairing_cancelled(radio):
     camera = radio(devices=DEVICES, pairing_ms=20000)
     camera.get(f"{BLE}/pair/start?device=a1b2c3d4e5f6&address_type=1")
@@ -221,6 +230,8 @@ def test_pairing_refused(shared_camera, verb, query, errors):
 # Whitelist
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_whitelist(radio):
     camera = radio(whitelist=WHITELIST)
     assert _list("whitelist", camera).body == _document(2, 2, 0, 2, KNOWN)
@@ -235,6 +246,7 @@ def test_empty_whitelist(scenario):
     assert camera.asked("whitelist_list") == [b"\x06\x00\xff"]
 
 
+@pytest.mark.every_build
 def test_whitelist_device(radio):
     camera = radio(whitelist=WHITELIST)
     assert camera.get(f"{BLE}/whitelist/device?address=58A1B2C3D4E5").body == b'\n{"device":%s}\n' % KNOWN[0]
@@ -264,6 +276,7 @@ def test_fifty_devices_take_two_requests(scenario):
     assert camera.asked("whitelist_list") == [b"\x06\x00\xff", b"\x06\x1e\x14"]
 
 
+@pytest.mark.every_build
 def test_fifty_slots_that_fit(scenario):
     camera = scenario("whitelist50-sparse")
     document = _list("whitelist", camera).json()
@@ -273,6 +286,7 @@ def test_fifty_slots_that_fit(scenario):
     assert camera.asked("whitelist_list") == [b"\x06\x00\xff", b"\x06\x1e\x14"]
 
 
+@pytest.mark.every_build
 def test_whitelist_configure(radio):
     camera = radio(whitelist=WHITELIST)
     uri = f"{BLE}/whitelist/configure"
@@ -343,6 +357,7 @@ def test_thirty_two_whitelist_lists_at_once(scenario):
     ("scan", "devices", 1, b'{"address":"%012x","address_type":0,"rssi":-50,"name":"%s"}'),
     ("whitelist", "whitelist", 2, b'{"address":"%012x","name":"%s","mitm_paired":0,"auto_connect":0,"connected":0}'),
 ], ids=["scan", "whitelist"])
+@pytest.mark.every_build
 def test_document_of_4095_characters_is_the_longest(radio, uri, setting, list_id, form, length):
     nameless = _document(list_id, 40, 0, 40, [form % (number, b"") for number in range(40)])
     missing = length - len(nameless)
@@ -364,6 +379,7 @@ def test_document_of_4095_characters_is_the_longest(radio, uri, setting, list_id
 # Faults
 
 
+@pytest.mark.every_build
 def test_list_rebuilt_once_between_its_pages(radio):
     slots = [{"address": f"{number:012x}", "name": "n"} for number in range(1, 6)]
     camera = radio(whitelist=[slots[0], None, *slots[2:]], whitelist_page=3)
@@ -408,6 +424,7 @@ def test_scan_list_rebuilt_once_is_whole(radio):
     ("truncated", {"bytes": 9}, "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n"),
     ("garbage", {"bytes": 1500}, "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n"),
 ])
+@pytest.mark.every_build
 def test_replies_that_go_wrong(shared_camera, fault, parameters, error):
     shared_camera.spoil("pair_status", fault, count=1, **parameters)
     with shared_camera.new_errors() as errors:
@@ -453,6 +470,7 @@ def test_configuration_reply_of_the_wrong_size(shared_camera):
     assert errors == ["Expected 1 bytes of response to command, got 0", "Failed to parse parameters in "]
 
 
+@pytest.mark.every_build
 def test_late_reply_is_waited_for(shared_camera):
     shared_camera.spoil("pair_status", "late", count=1, ms=1500)
     start = time.monotonic()
@@ -460,6 +478,7 @@ def test_late_reply_is_waited_for(shared_camera):
     assert time.monotonic() - start >= 1.5
 
 
+@pytest.mark.slow
 def test_missing_reply_costs_fifteen_seconds(shared_camera):
     shared_camera.spoil("pair_status", "missing", count=1)
     start = time.monotonic()

@@ -6,6 +6,8 @@ import house
 import pytest
 from zvcamera.check import source_revision
 
+pytestmark = pytest.mark.gateway
+
 FUNCTION = "camera_description_output_json"
 GETTERS = [("model_number", 228), ("model_name", 245), ("firmware_version", 254), ("serial_number", 263),
            ("board_type", 272), ("ap_mac", 281), ("ap_ssid", 290), ("ap_has_default_credentials", 299)]
@@ -20,6 +22,8 @@ def _joined(settings):
     return settings.replace(b"\n", b"")
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_document(camera):
     for item, value in (("model_name", "Name"), ("firmware_version", "F1"), ("serial_number", "S1"),
                         ("board_type", "0x09"), ("ap_mac", "aabbccddeeff"), ("ap_ssid", "Net"),
@@ -46,6 +50,7 @@ def test_both_empty_paths_and_the_query_does_not_matter(shared_camera):
     assert outputs[0].stdout.startswith(b"Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{")
 
 
+@pytest.mark.slow
 def test_every_model_has_its_settings(camera):
     shown = {}
     for number in range(256):
@@ -73,6 +78,7 @@ def test_unknown_model_number(camera):
     assert ("WARN", "invalid model_number, 200\n", "236") in said
 
 
+@pytest.mark.every_build
 def test_missing_settings_are_those_of_model_13(camera):
     shown = camera.get("").json()
     other = next(number for number in range(256) if number != 13 and _model_of(camera, number) != "abru")
@@ -116,6 +122,7 @@ def test_lines_are_joined_and_what_follows_the_last_brace_goes(camera):
 
 
 @pytest.mark.parametrize(("item", "line"), GETTERS)
+@pytest.mark.every_build
 def test_state_that_cannot_be_read(shared_camera, item, line):
     shared_camera.tool("fail", item, "ZV_ERR_NAK")
     try:
@@ -147,6 +154,7 @@ def test_texts_are_not_escaped(camera):
     assert b'"ap_ssid":"a"b\\","ap_has' in camera.get("").body
 
 
+@pytest.mark.every_build
 def test_many_at_once(shared_camera):
     answers = house.at_once(32, lambda _: shared_camera.get(""))
     assert [answer.status for answer in answers] == [200] * 32

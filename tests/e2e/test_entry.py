@@ -3,6 +3,9 @@
 import json
 
 import house
+import pytest
+
+pytestmark = pytest.mark.gateway
 
 UNKNOWN = {"status": "unknown request", "zverr": -3, "_function": "main", "_line": 143}
 
@@ -13,6 +16,8 @@ def _split(output):
     return header.split(b"\r\n"), body
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_unknown_request(shared_camera):
     answer = shared_camera.get("/nothing_here?a=1")
     assert (answer.status, answer.headers["content-type"]) == (400, "application/json")
@@ -30,6 +35,7 @@ def test_paths_match_exactly(shared_camera):
         assert done.status == 236  # -20
 
 
+@pytest.mark.every_build
 def test_texts_of_the_request_are_escaped(shared_camera):
     query = "".join(map(chr, range(1, 256)))
     done = shared_camera.request('/a"\\\n', query)
@@ -38,12 +44,14 @@ def test_texts_of_the_request_are_escaped(shared_camera):
     assert answer["query"][:0x7f] == query[:0x7f]
 
 
+@pytest.mark.every_build
 def test_success_with_nothing_to_tell(shared_camera):
     done = shared_camera.request("/command/ble/pairing_available")
     assert (done.status, done.stderr) == (0, b"")
     assert done.stdout == b"Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}"
 
 
+@pytest.mark.every_build
 def test_every_request_is_logged(shared_camera):
     with shared_camera.new_lines() as lines:
         shared_camera.request("/nothing", "a=1")
@@ -55,6 +63,7 @@ def test_every_request_is_logged(shared_camera):
                     for path, params in (("/nothing", "a=1"), ("/nothing", "(null)"), ("(null)", "(null)"))]
 
 
+@pytest.mark.every_build
 def test_control_daemon_absent(camera):
     with camera.without("zvControlD"), camera.new_lines() as lines:
         done = camera.request("/command/ble/pairing_available")
@@ -90,6 +99,7 @@ def test_failing_close_leaves_the_answer(camera):
     assert done.stderr == b"Error[-20] closing the daemon interface\n"
 
 
+@pytest.mark.every_build
 def test_exit_status(shared_camera):
     for path, query, status in (("/command/ble/pairing_available", None, 0), ("/execute", None, 238),
                                 ("/analytics/get", None, 238), ("/analytics/clear", None, 0), (None, None, 0),

@@ -9,6 +9,8 @@ import house
 import pytest
 from zvcamera.admin import AdminError
 
+pytestmark = pytest.mark.gateway
+
 SUCCESS = b'{"status":"0"}\n\n'
 BIN = "/usr/local/zarvo/bin"
 
@@ -69,6 +71,8 @@ def idle(shared_camera):
     return shared_camera
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_start_restart_stop(idle):
     start = time.monotonic()
     answer = _execute(idle, ("zvStream", "start", "-x"))
@@ -84,6 +88,7 @@ def test_start_restart_stop(idle):
     _wait_for_streams(idle, 0)
 
 
+@pytest.mark.every_build
 def test_answer_in_one_piece(idle):
     done = idle.request("/execute", "p1=zvStream&c1=stop")
     assert done.stdout == b"Content-type: application/json\nStatus: 200\n\n" + SUCCESS
@@ -147,6 +152,7 @@ def test_shell_characters_of_the_program_name_as_far_as_the_arguments_reach(idle
                     "executeCommand", 255)
 
 
+@pytest.mark.every_build
 def test_arguments_are_the_shells(idle):
     assert _execute(idle, ("zvStream", "start", "-a $((2+3)) $(touch /tmp/fuse_d/touched; echo b)")).body == SUCCESS
     _wait_for_history(idle, [["-a", "5", "b"]])
@@ -187,6 +193,7 @@ def test_path_of_49_50_and_51_characters(idle):
         idle.run(["/bin/rm", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
 
 
+@pytest.mark.every_build
 def test_sixteen_of_seventeen_commands(idle):
     commands = [("zvStream", "start", f"-n {number}") for number in range(1, 18)]
     assert _execute(idle, *commands).body == SUCCESS
@@ -202,6 +209,7 @@ def test_reading_stops_at_the_first_number_that_is_missing(idle):
     _wait_for_history(idle, [["1"]])
 
 
+@pytest.mark.every_build
 def test_first_failure_ends_the_run_and_what_is_done_stays_done(idle):
     answer = _execute(idle, ("zvStream", "start", "1"), ("nothing", "start", None), ("zvStream", "start", "3"))
     _assert_refused(answer, "file not found nothing", "executeCommand", 255)
@@ -209,6 +217,7 @@ def test_first_failure_ends_the_run_and_what_is_done_stays_done(idle):
     _wait_for_history(idle, [["1"]])
 
 
+@pytest.mark.every_build
 def test_long_names_are_cut_in_the_message(idle):
     name = "x" * 3000
     answer = _execute(idle, (name, "start", None))

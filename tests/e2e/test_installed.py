@@ -6,6 +6,8 @@ import subprocess
 
 import pytest
 
+pytestmark = [pytest.mark.thorough, pytest.mark.xdist_group("installation")]
+
 
 @pytest.fixture(scope="module")
 def zvcamera(build_dir, tmp_path_factory):

@@ -11,6 +11,8 @@ import time
 import house
 import pytest
 
+pytestmark = pytest.mark.gateway
+
 PHASE = "/command/ble/pairing_phase"
 
 
@@ -29,6 +31,7 @@ def _split(request):
     return request[3], elements
 
 
+@pytest.mark.every_build
 def test_bytes_of_entering_the_pairing_phase(camera):
     with house.QueuePeer(camera, house.reply(0)) as peer:
         house.assert_empty(camera.get(PHASE + "?p=1"))
@@ -41,6 +44,7 @@ def test_bytes_of_entering_the_pairing_phase(camera):
                        + bytes([0, 0, 9, 67]) + b"/to_zvnet" + bytes([0, 0, 0, 238]))
 
 
+@pytest.mark.every_build
 def test_bytes_of_leaving_the_pairing_phase(camera):
     with house.QueuePeer(camera, house.reply(0)) as peer:
         house.assert_empty(camera.get(PHASE + "?p=0"))
@@ -53,6 +57,8 @@ def test_bytes_of_leaving_the_pairing_phase(camera):
                        + bytes([0, 0, 9, 67]) + b"/to_zvnet" + bytes([0, 0, 0, 238]))
 
 
+@pytest.mark.every_build
+@pytest.mark.quick
 def test_bytes_of_requests_to_the_ble_daemon(camera):
     page = bytes([7, 0, 0, 0])
     asked = [("configure", b"", [1], b"\x0a"), ("configure", b"auto_connect=257", [], b"\x08\x00\x01"),
@@ -89,6 +95,7 @@ def test_bytes_of_requests_to_the_ble_daemon(camera):
     (b"", "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n"),
     (b"\xff" * 1500, "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n"),
 ], ids=["category", "no-response", "empty-response", "status", "cut-short", "empty", "noise"])
+@pytest.mark.every_build
 def test_spoilt_replies(camera, spoilt, error):
     with camera.new_errors() as errors, house.QueuePeer(camera, spoilt):
         house.assert_refused(camera.get(PHASE + "?p=1"), PHASE, "p=1", -1)
@@ -114,6 +121,7 @@ def _burst(camera):
     assert camera.reply_queues() == []
 
 
+@pytest.mark.every_build
 def test_sixty_four_requests_at_once(camera):
     _burst(camera)
     _burst(camera)
@@ -137,6 +145,7 @@ def _copy_for_others(build_dir, gateway_dir, target):
     shutil.copytree(os.path.join(house.ROOT, "tests", "e2e"), target / "tests" / "e2e")
 
 
+@pytest.mark.slow
 def test_sixty_four_requests_at_once_as_an_ordinary_user(build_dir, gateway_dir, open_path):
     _copy_for_others(build_dir, gateway_dir, open_path)
     own = open_path / "own"

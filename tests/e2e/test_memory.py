@@ -3,6 +3,8 @@
 import house
 import pytest
 
+pytestmark = [pytest.mark.thorough, pytest.mark.memory]
+
 BLE = "/command/ble"
 PROGRAM = "/usr/local/zarvo/bin/zvControl-cgi-bin"
 FINDINGS = "/tmp/findings"
@@ -49,6 +51,7 @@ def _assert_clean(camera, sanitized, env, status):
     assert done.status == status
 
 
+@pytest.mark.xdist_group("memory")  # in their order: some of them want what an earlier one has begun
 @pytest.mark.parametrize(("path", "query", "status"), REQUESTS,
                          ids=[f"{path}?{(query or '')[:24]}" for path, query, _ in REQUESTS])
 def test_no_error_and_no_leak(watched, sanitized, path, query, status):

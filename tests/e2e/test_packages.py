@@ -12,6 +12,8 @@ import subprocess
 import house
 import pytest
 
+pytestmark = [pytest.mark.thorough, pytest.mark.packages, pytest.mark.xdist_group("installation")]
+
 PREFIX = "usr/local/zarvo"
 GATEWAY = {"bin/zvControl-cgi-bin", "share/web/busybox-control", "share/web/lighttpd.conf", "share/web/nginx.conf"}
 PLATFORM = {"lib/libzvCtrlD.so", "lib/libcsi.so"}
@@ -202,7 +204,7 @@ def test_upgrade_and_removal(packages, standalone, tmp_path):
                                            "Description: a\n")
     for name in ("bin/zvControl-cgi-bin", "only-here"):
         (before / PREFIX / name).write_text("before")
-    run("dpkg-deb", "-b", str(before), str(tmp_path / "other.deb"))
+    run("dpkg-deb", "--root-owner-group", "-b", str(before), str(tmp_path / "other.deb"))
     dpkg(root, "--install", str(tmp_path / "other.deb"))
 
     everything = {f"{PREFIX}/{name}" for package in packages.values() for name in members(package)}

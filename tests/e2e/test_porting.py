@@ -8,6 +8,8 @@ import subprocess
 import house
 import pytest
 
+pytestmark = [pytest.mark.thorough, pytest.mark.porting, pytest.mark.xdist_group("installation")]
+
 
 def page():
     with open(os.path.join(house.ROOT, "docs", "porting.md"), encoding="utf-8") as text:

@@ -90,6 +90,7 @@ def test_nothing_is_left(open_path, build_dir, number):
     _assert_nothing_left(terminal, port)
 
 
+@pytest.mark.quick
 def test_log_lines_are_shown(open_path, build_dir):
     terminal = Terminal(open_path, build_dir, "--port", "0")
     port = terminal.port()
@@ -307,6 +308,7 @@ def test_check(open_path, build_dir):
     assert os.listdir(open_path) == []
 
 
+@pytest.mark.slow
 def test_check_notices_what_is_wrong(open_path, build_dir):
     """The control program gives the same answer to everything."""
     programs = open_path / "build"

@@ -6,11 +6,12 @@ import json
 import os
 import re
 import socket
-import time
 
 import house
 import pytest
 from zvcamera.namespace import CONTROL_PROGRAM, emulated, find
+
+pytestmark = pytest.mark.thorough
 
 SERVERS = ("lighttpd", "nginx", "busybox")
 
@@ -181,6 +182,7 @@ def processor(path):
     return 32 * header[4], int.from_bytes(header[18:20], "little")
 
 
+@pytest.mark.every_build
 def test_web_server_starts_the_program_under_test(served, gateway_dir, build_dir):
     """It starts the file of the build folder, for that file's processor. The same holds for the daemons."""
     served.spoil("pair_status", "late", count=1, ms=3000)
@@ -269,7 +271,7 @@ def test_large_analytics_take_no_room_in_the_server(served):
     for _ in range(3):
         idle.append(socket.create_connection(("127.0.0.1", served.port), 60))
         idle[-1].sendall(f"GET {space}/analytics/get HTTP/1.0\r\nHost: camera\r\n\r\n".encode())
-    time.sleep(0.5)
+    served.wait_for(lambda: len(served.run(["/bin/pidof", CONTROL_PROGRAM]).stdout.split()) == len(idle))
     assert len(served.get("/analytics/get").body) == size
     found = peaks(served)
     assert found
@@ -300,6 +302,7 @@ def test_analytics_file_that_shrinks_while_it_is_sent(served):
     connection.close()
 
 
+@pytest.mark.every_build
 def test_analytics_of_two_gibibytes(served):
     """The largest file is sent, with its length or chunked. For one byte more the answer is 204."""
     put_analytics(served, b"")

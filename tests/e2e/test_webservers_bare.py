@@ -8,6 +8,8 @@ import house
 import pytest
 from test_webservers import fields, put_analytics, raw
 
+pytestmark = pytest.mark.thorough
+
 SNIPPETS = "/opt/zvcamera/web/snippets"
 CONTENT = b"x" * 2500
 

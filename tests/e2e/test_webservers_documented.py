@@ -8,6 +8,8 @@ import subprocess
 import house
 import pytest
 
+pytestmark = pytest.mark.thorough
+
 PASSWORD = "a word: 'secret' "
 NGINX = """daemon off;
 user camera;

@@ -11,6 +11,8 @@ import time
 import house
 import pytest
 
+pytestmark = pytest.mark.thorough
+
 SNIPPETS = "/opt/zvcamera/web/snippets"
 PROGRAM = r"""#!/bin/sh
 trap 'echo "$PATH_INFO ends by SIGTERM" >>/tmp/fuse_d/seen; exit' TERM

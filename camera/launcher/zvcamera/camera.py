@@ -41,7 +41,8 @@ class Answer:
         return json.loads(self.body)
 
 
-def _listen(port):
+def listen(port):
+    """A socket that takes connections to 127.0.0.1:port; raises CameraError when the port cannot be had."""
     listener = socket.socket()
     listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     try:
@@ -107,7 +108,7 @@ class Camera:
     def start(self):
         """Returns when every daemon and the web server answer; raises CameraError otherwise."""
         self._check_files()
-        listener = _listen(self.port)
+        listener = listen(self.port)
         self.port = listener.getsockname()[1]
         try:
             self._folder = CameraFolder(self.port)

@@ -1,13 +1,15 @@
 """./run: the camera in a terminal."""
 
 import argparse
+import json
 import os
 import signal
+import subprocess
 import sys
 import time
 
 from . import check, namespace
-from .camera import SOURCE_DIR, Camera, CameraError
+from .camera import SOURCE_DIR, Camera, CameraError, listen
 
 _COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
 _NAME = os.path.basename(_COMMAND)
@@ -65,6 +67,32 @@ def _arguments(argv):
     return arguments
 
 
+def _check_what_is_asked(arguments):
+    """Raises CameraError for what would be wrong after the build, too."""
+    scenario = os.path.abspath(arguments.scenario)
+    try:
+        with open(scenario, encoding="utf-8-sig") as text:
+            json.load(text)
+    except FileNotFoundError as error:
+        raise CameraError(f"{scenario} does not exist") from error
+    except OSError as error:
+        raise CameraError(f"{scenario} cannot be read: {error.strerror}") from error
+    except (ValueError, RecursionError) as error:
+        raise CameraError(f"{scenario} is no JSON document: {error}") from error
+    if not arguments.check:
+        listen(arguments.port).close()
+
+
+def _build():
+    """Builds what a camera is made of. Returns whether that went well; the build says itself what is wrong."""
+    with subprocess.Popen([os.path.join(SOURCE_DIR, "scripts", "build"), "release", "simulated_camera"]) as build:
+        try:
+            return build.wait() == 0
+        except _Ended:
+            build.terminate()
+            raise
+
+
 def _greet(camera):
     tool = os.path.relpath(namespace.find(camera.build_dir, "zvcam"))
     print(f"""
@@ -110,6 +138,9 @@ def main(argv):
         signal.signal(number, _end)
     build_dir = arguments.build_dir or os.path.join(SOURCE_DIR, "build", "release")
     try:
+        _check_what_is_asked(arguments)
+        if not arguments.build_dir and not _build():
+            return 1
         if arguments.check:
             return check.run(build_dir)
         camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
