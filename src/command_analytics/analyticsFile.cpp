@@ -1,11 +1,11 @@
 #include "analyticsFile.h"
 
+#include "openForReading.h"
 #include "writeAll.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,7 +41,7 @@ bool isDirectory(std::FILE* file) {
 } // namespace
 
 std::FILE* analytics_open(const char* path) {
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int descriptor = zv::openForReading(path);
     if (descriptor < 0) {
         return nullptr;
     }
@@ -87,6 +87,6 @@ int analytics_send(int descriptor, std::FILE* source, std::int32_t limit) {
     return copyPieces(
         source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
-            static_cast<void>(write_all(descriptor, {piece, length}));
+            static_cast<void>(zv::writeAll(descriptor, {piece, length}));
         });
 }

@@ -3,6 +3,7 @@
 #include "analyticsFile.h"
 #include "csi.h"
 #include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
@@ -31,7 +32,7 @@ int answerError(int status, const char* message, int line) {
     std::stringstream stream;
     http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status, ZV_ERR, message,
                                  "handle_command_analytics", line);
-    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 }
 
 int answerNoContent(int line) {
@@ -43,7 +44,7 @@ void sendHeader(std::int32_t size) {
     char header[96];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
-    write_all(STDOUT_FILENO, header);
+    zv::writeAll(STDOUT_FILENO, header);
 }
 
 int answerFile(const char* path) {

@@ -1,5 +1,6 @@
 #include "deviceAddress.h"
 
+#include "hexDigits.h"
 #include "zvErrno.h"
 
 #include <algorithm>
@@ -8,19 +9,6 @@
 namespace {
 
 constexpr std::size_t digits = std::size_t{BLE_ADDRESS_SIZE} * 2;
-
-int digitValue(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return digit - 'A' + 10;
-    }
-    return -1;
-}
 
 } // namespace
 
@@ -35,8 +23,8 @@ int parse_device_address(const std::string& text, std::uint8_t* address) {
 
     std::uint8_t parsed[BLE_ADDRESS_SIZE];
     for (std::size_t i = 0; i < BLE_ADDRESS_SIZE; ++i) {
-        const int high = digitValue(cells[2 * i]);
-        const int low = digitValue(cells[2 * i + 1]);
+        const int high = zv::hexDigitValue(cells[2 * i]);
+        const int low = zv::hexDigitValue(cells[2 * i + 1]);
         if (high < 0 || low < 0) {
             return ZV_ERR_INVALID_PARAM;
         }
@@ -49,13 +37,7 @@ int parse_device_address(const std::string& text, std::uint8_t* address) {
 std::string ble_address_text(const std::uint8_t* address) {
     std::string text;
     for (int i = BLE_ADDRESS_SIZE - 1; i >= 0; --i) {
-        ble_append_hex(text, address[i]);
+        zv::appendHex(text, address[i]);
     }
     return text;
-}
-
-void ble_append_hex(std::string& text, std::uint8_t byte) {
-    static constexpr char alphabet[] = "0123456789abcdef";
-    text += alphabet[byte >> 4];
-    text += alphabet[byte & 15];
 }

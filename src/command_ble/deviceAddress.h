@@ -17,6 +17,3 @@ int parse_device_address(const std::string& text, std::uint8_t* address);
 
 // The twelve digits of an address, in lower case.
 std::string ble_address_text(const std::uint8_t* address);
-
-// Appends a byte as two hexadecimal digits in lower case.
-void ble_append_hex(std::string& text, std::uint8_t byte);

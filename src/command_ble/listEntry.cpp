@@ -1,6 +1,6 @@
 #include "listEntry.h"
 
-#include "deviceAddress.h"
+#include "hexDigits.h"
 
 #include <cstddef>
 
@@ -26,7 +26,7 @@ std::string ble_uuid_items(BleEntry entry, std::uint8_t offset, std::uint8_t len
         }
         items += items.empty() ? "\"" : ",\"";
         for (const std::uint8_t byte : entry.subspan(start, step)) {
-            ble_append_hex(items, byte);
+            zv::appendHex(items, byte);
         }
         items += '"';
     }

@@ -3,7 +3,7 @@
 #include "executeRequest.h"
 #include "program.h"
 #include "statusAnswer.h"
-#include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvErrno.h"
 
 #include <sstream>
@@ -32,7 +32,7 @@ int handle_command_execute(const char* params, char* /*response*/, int /*respons
     if (count > 0 && carryOut(entries, count, stream)) {
         write_status_ok(stream);
     }
-    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 } catch (...) {
     return ZV_ERR_OUTOFMEM;
 }

@@ -1,6 +1,8 @@
 #include "program.h"
 
+#include "openForReading.h"
 #include "statusAnswer.h"
+#include "uniqueFd.h"
 
 #include <cerrno>
 #include <chrono>
@@ -8,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -38,21 +39,11 @@ int failShell(std::ostream& stream, int error, const char* command, const char* 
     return fail(stream, format_message("start: system errno %d cmd '%s'", error, command), function, line);
 }
 
-// Looks for existence and readability only, and does not wait for a writer should the path name a pipe.
-bool isReadable(const char* path) {
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) {
-        return false;
-    }
-    close(descriptor);
-    return true;
-}
-
 // A result beyond 50 is deliberately let through: what is tested then is the cut path.
 bool isInstalled(const char* program) {
     char path[pathSize];
     const int length = std::snprintf(path, sizeof path, "/usr/local/zarvo/bin/%s", program);
-    return length > 0 && length != pathSize && isReadable(path);
+    return length > 0 && length != pathSize && zv::UniqueFd(zv::openForReading(path)).ok();
 }
 
 // The text deliberately keeps its length: behind the characters moved left, the last ones stay as they were, and the

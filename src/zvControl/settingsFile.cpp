@@ -1,11 +1,11 @@
 #include "settingsFile.h"
 
+#include "openForReading.h"
 #include "zvLog.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,21 +51,14 @@ void find_settings(const char* model, const char* default_model, char (&path)[se
     ZV_LOG_AT(UTIL_LOG_WARN, 312, "zvControl", "using default, %s\n", path);
 }
 
-// A pipe in the place of the file must not be waited for.
-SettingsFile::SettingsFile(const char* path) : descriptor_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
-
-SettingsFile::~SettingsFile() {
-    if (isOpen()) {
-        close(descriptor_);
-    }
-}
+SettingsFile::SettingsFile(const char* path) : file_(zv::openForReading(path)) {}
 
 // Half a document must not be answered as a whole one.
 bool SettingsFile::read_lines(std::ostream& stream) {
     char block[4096];
     std::size_t total = 0;
     while (!stream.bad()) {
-        const ssize_t length = readSome(descriptor_, block, sizeof block);
+        const ssize_t length = readSome(file_.get(), block, sizeof block);
         if (length <= 0) {
             return length == 0;
         }

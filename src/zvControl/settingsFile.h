@@ -3,6 +3,8 @@
  */
 #pragma once
 
+#include "uniqueFd.h"
+
 #include <cstddef>
 #include <ostream>
 
@@ -25,13 +27,10 @@ void find_settings(const char* model, const char* default_model, char (&path)[se
 class SettingsFile {
 public:
     explicit SettingsFile(const char* path);
-    ~SettingsFile();
-    SettingsFile(const SettingsFile&) = delete;
-    SettingsFile& operator=(const SettingsFile&) = delete;
 
-    bool isOpen() const { return descriptor_ >= 0; }
+    bool isOpen() const { return file_.ok(); }
     bool read_lines(std::ostream& stream);
 
 private:
-    int descriptor_;
+    zv::UniqueFd file_;
 };

@@ -2,7 +2,7 @@
 
 #include "cameraDescription.h"
 #include "handlerTable.h"
-#include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
@@ -69,7 +69,7 @@ int answer(std::stringstream& stream, int result) {
     } else {
         answerError(stream, result);
     }
-    return write_answer(stream) ? result : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? result : ZV_ERR_OUTOFMEM;
 }
 
 int serve(std::stringstream& stream, const char* path, const char* params) {
@@ -97,7 +97,7 @@ int zv_control_main() try {
     ZV_LOG_AT(UTIL_LOG_DEBUG, 100, logSource, "Executing zvControl-cgi-bin path[%s] params[%s]\n", path, params);
     if (path == nullptr || *path == '\0') {
         static_cast<void>(camera_description_output_json(stream));
-        return write_answer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
+        return writeAnswer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
     }
     return serve(stream, path, params);
 } catch (...) {
