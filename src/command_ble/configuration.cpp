@@ -1,9 +1,10 @@
 // The BLE configuration (its one setting is auto-connect) and the start of a scan.
-#include "bleCommand.h"
+#include "bleCommands.h"
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
+#include "bleResponse.h"
 #include "command_ble.h"
 #include "zvErrno.h"
 
@@ -13,10 +14,6 @@
 
 namespace {
 
-constexpr std::uint8_t commandScan = 1;
-constexpr std::uint8_t commandSetConfiguration = 8;
-constexpr std::uint8_t commandGetConfiguration = 10;
-
 int setConfiguration(const std::string& value) {
     int autoConnect = 0;
     if (!ble_parse_integer(value, autoConnect)) {
@@ -24,9 +21,8 @@ int setConfiguration(const std::string& value) {
         return ZV_ERR_INVALID_PARAM;
     }
     // The second byte is always 0, deliberately: only the third carries the value.
-    std::uint8_t data[] = {commandSetConfiguration, 0, static_cast<std::uint8_t>(autoConnect)};
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
-    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    std::uint8_t data[] = {codeOf(BleCommand::SetConfiguration), 0, static_cast<std::uint8_t>(autoConnect)};
+    const int result = exchangeAndCheck(serialiseCommand(data));
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "auto_connect=%d command failed", autoConnect);
     }
@@ -40,10 +36,9 @@ int answerFailed(const char* query) {
 }
 
 int getConfiguration(const char* query, char* response, int response_size) {
-    std::uint8_t data[] = {commandGetConfiguration};
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
-    std::uint16_t length = BLE_MSG_SIZE;
-    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    std::uint8_t data[] = {codeOf(BleCommand::GetConfiguration)};
+    std::uint16_t length = 0;
+    const int result = exchangeForData(serialiseCommand(data), length);
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for get ble config: %d", result);
         return result;
@@ -54,7 +49,7 @@ int getConfiguration(const char* query, char* response, int response_size) {
     }
     char text[32];
     std::snprintf(text, sizeof text, "\n{\"auto_connect\":%u}\n", ble_msg_buffer[0]);
-    return ble_write_response(text, response, response_size) == ZV_OK ? ZV_OK : answerFailed(query);
+    return writeResponse(text, response, response_size) == ZV_OK ? ZV_OK : answerFailed(query);
 }
 
 } // namespace
@@ -84,9 +79,8 @@ int ble_scan(const char* params, char*, int) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    std::uint8_t data[] = {commandScan, static_cast<std::uint8_t>(scan)};
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
-    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    std::uint8_t data[] = {codeOf(BleCommand::Scan), static_cast<std::uint8_t>(scan)};
+    const int result = exchangeAndCheck(serialiseCommand(data));
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_scan p=%d command failed", scan);
     }

@@ -1,10 +1,9 @@
 #include "pagedList.h"
 
-#include "bleCommand.h"
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
 #include "zvErrno.h"
 
 #include <array>
@@ -143,9 +142,7 @@ bool Acquisition::fetch() {
 }
 
 bool Acquisition::receive(std::uint16_t& length) {
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(request_));
-    length = BLE_MSG_SIZE;
-    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    const int result = exchangeForData(serialiseCommand(request_), length);
     if (result != ZV_OK) {
         // The whitelist commands speak of scan results as well, deliberately: it is part of the interface.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);

@@ -4,12 +4,17 @@
  */
 #pragma once
 
+#include "bleCommands.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
 
-// A list of the daemon. The enumerators are the command codes of its page requests.
-enum class BleList : std::uint8_t { scanResults = 4, whitelist = 6 };
+// A list of the daemon, by the code of the command that asks for a page of it.
+enum class BleList : std::uint8_t {
+    scanResults = codeOf(BleCommand::ScanListPage),
+    whitelist = codeOf(BleCommand::WhitelistPage),
+};
 
 // The values of an attempt's first reply.
 struct BleListHeader {

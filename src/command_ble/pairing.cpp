@@ -1,9 +1,10 @@
 // Pairing of one BLE device: start, cancel and status.
-#include "bleCommand.h"
+#include "bleCommands.h"
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
+#include "bleResponse.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "zvErrno.h"
@@ -14,10 +15,6 @@
 #include <string>
 
 namespace {
-
-constexpr std::uint8_t commandPairStart = 2;
-constexpr std::uint8_t commandPairCancel = 3;
-constexpr std::uint8_t commandPairStatus = 9;
 
 // Command code, address (6 bytes, last octet first), address type.
 using PairBlock = std::array<std::uint8_t, 8>;
@@ -40,7 +37,7 @@ int readDevice(const char* query, PairBlock& block) {
     std::string value;
     if (parseParam(query, "device=", value) == 0) {
         // Only the start names the parameter, deliberately: it is part of the interface.
-        if (block[0] == commandPairStart) {
+        if (block[0] == codeOf(BleCommand::PairStart)) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param device=");
         }
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
@@ -56,24 +53,23 @@ int readDevice(const char* query, PairBlock& block) {
 
 // Sends a pair start or cancel. The address type is looked at first: when both parameters are bad, it is the one that
 // the log names.
-int pair(std::uint8_t command, const char* query) {
+int pair(BleCommand command, const char* query) {
     PairBlock block{};
-    block[0] = command;
+    block[0] = codeOf(command);
     if (const int result = readAddressType(query, block); result != ZV_OK) {
         return result;
     }
     if (const int result = readDevice(query, block); result != ZV_OK) {
         return result;
     }
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(block));
-    return ble_check_response(ble_msg_buffer, reply_length);
+    return exchangeAndCheck(serialiseCommand(block));
 }
 
 } // namespace
 
 int ble_pair_start(const char* params, char*, int) {
     const char* const query = ble_query_text(params);
-    const int result = pair(commandPairStart, query);
+    const int result = pair(BleCommand::PairStart, query);
     if (result == ZV_ERR) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_start %s command failed", query);
     }
@@ -82,7 +78,7 @@ int ble_pair_start(const char* params, char*, int) {
 
 int ble_pair_cancel(const char* params, char*, int) {
     const char* const query = ble_query_text(params);
-    const int result = pair(commandPairCancel, query);
+    const int result = pair(BleCommand::PairCancel, query);
     if (result == ZV_ERR) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_cancel %s command failed", query);
     }
@@ -90,10 +86,9 @@ int ble_pair_cancel(const char* params, char*, int) {
 }
 
 int ble_pair_status(const char*, char* response, int response_size) {
-    std::uint8_t data[] = {commandPairStatus};
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(data));
-    std::uint16_t length = BLE_MSG_SIZE;
-    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    std::uint8_t data[] = {codeOf(BleCommand::PairStatus)};
+    std::uint16_t length = 0;
+    const int result = exchangeForData(serialiseCommand(data), length);
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_status command failed");
         return result;
@@ -104,5 +99,5 @@ int ble_pair_status(const char*, char* response, int response_size) {
     }
     char text[32];
     std::snprintf(text, sizeof text, "\n{\"pairing_status\":%u}\n", ble_msg_buffer[0]);
-    return ble_write_response(text, response, response_size);
+    return writeResponse(text, response, response_size);
 }

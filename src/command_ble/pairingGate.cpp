@@ -1,11 +1,9 @@
 // Whether the camera may enter its pairing phase, and the switch of that phase.
-#include "bleCommand.h"
 #include "bleElements.h"
-#include "bleLink.h"
 #include "bleLog.h"
 #include "bleMessages.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
 #include "command_ble.h"
 #include "csi.h"
 #include "zvErrno.h"
@@ -41,7 +39,7 @@ BleRequest serialisePhase(bool enter) {
     message.addElement(&ble_reply_queue);
     message.addElement(&ble_network_destination);
     message.addElement(&ble_tail);
-    return ble_serialise(message);
+    return serialise(message);
 }
 
 } // namespace
@@ -80,8 +78,7 @@ int ble_pairing_phase(const char* params, char*, int) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing parameter for pairing_phase command [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    const std::uint16_t reply_length = ble_exchange(serialisePhase(phase != 0));
-    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    const int result = exchangeAndCheck(serialisePhase(phase != 0));
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pairing_phase p=%d command failed", phase);
     }

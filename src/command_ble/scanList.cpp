@@ -1,7 +1,7 @@
 // The devices that the last scan found.
-#include "bleCommand.h"
 #include "bleLog.h"
 #include "bleQuery.h"
+#include "bleResponse.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "listEntry.h"
@@ -101,7 +101,7 @@ int ble_scan_list(const char* params, char* response, int response_size) try {
     if (const int result = ble_acquire_list(BleList::scanResults, page, list); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(list.document().c_str(), response, response_size);
+    return writeResponse(list.document().c_str(), response, response_size);
 } catch (const std::exception&) {
     return ble_list_out_of_memory();
 }

@@ -1,7 +1,7 @@
 // The whitelist: the devices that are paired with the camera, all of them or one.
-#include "bleCommand.h"
 #include "bleLog.h"
 #include "bleQuery.h"
+#include "bleResponse.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "listEntry.h"
@@ -134,7 +134,7 @@ int ble_whitelist_list(const char* params, char* response, int response_size) tr
     if (const int result = ble_acquire_list(BleList::whitelist, page, list); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(list.document().c_str(), response, response_size);
+    return writeResponse(list.document().c_str(), response, response_size);
 } catch (const std::exception&) {
     return ble_list_out_of_memory();
 }
@@ -154,7 +154,7 @@ int ble_whitelist_device(const char* params, char* response, int response_size) 
     if (const int result = ble_acquire_list(BleList::whitelist, std::nullopt, device); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(device.document().c_str(), response, response_size);
+    return writeResponse(device.document().c_str(), response, response_size);
 } catch (const std::exception&) {
     return ble_list_out_of_memory();
 }

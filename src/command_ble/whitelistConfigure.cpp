@@ -1,9 +1,8 @@
 // Changing one entry of the whitelist: removal, or the automatic connection to it.
-#include "bleCommand.h"
-#include "bleLink.h"
+#include "bleCommands.h"
 #include "bleLog.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "zvErrno.h"
@@ -14,7 +13,6 @@
 
 namespace {
 
-constexpr std::uint8_t commandWhitelistConfigure = 7;
 constexpr std::uint8_t operationRemove = 0;
 constexpr std::uint8_t operationAutoConnect = 4;
 
@@ -93,12 +91,11 @@ int readBlock(const char* query, ConfigureBlock& block) {
 
 int ble_whitelist_configure(const char* params, char*, int) {
     const char* const query = ble_query_text(params);
-    ConfigureBlock block{commandWhitelistConfigure};
+    ConfigureBlock block{codeOf(BleCommand::WhitelistConfigure)};
     if (const int result = readBlock(query, block); result != ZV_OK) {
         return result;
     }
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(block));
-    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    const int result = exchangeAndCheck(serialiseCommand(block));
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_whitelist_configure %s command failed", query);
     }
