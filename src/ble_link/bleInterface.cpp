@@ -13,8 +13,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-BleQueue* ble_rx_queue = nullptr;
-BleQueue* ble_tx_queue = nullptr;
+BleQueue* replyQueue = nullptr;
+BleQueue* requestQueue = nullptr;
 
 namespace {
 
@@ -29,7 +29,7 @@ BleQueue* allocateQueue() {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to allocate memory");
         return nullptr;
     }
-    queue->descriptor = ble_queue_not_open;
+    queue->descriptor = queueNotOpen;
     queue->name = nullptr;
     return queue;
 }
@@ -43,18 +43,18 @@ int nameReplyQueue() {
     }
     std::memset(name, 0, rxNameSize);
     std::snprintf(name, rxNameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
-    ble_rx_queue->name = name;
+    replyQueue->name = name;
     return ZV_OK;
 }
 
 int createReplyQueue() {
     // An earlier process with the same id may have left its queue behind.
-    mq_unlink(ble_rx_queue->name);
-    ble_rx_queue->attributes = {};
-    ble_rx_queue->attributes.mq_maxmsg = 2;
-    ble_rx_queue->attributes.mq_msgsize = BLE_MSG_SIZE;
-    ble_rx_queue->descriptor = mq_open(ble_rx_queue->name, O_RDONLY | O_CREAT, 0664, &ble_rx_queue->attributes);
-    if (ble_rx_queue->descriptor == ble_queue_not_open) {
+    mq_unlink(replyQueue->name);
+    replyQueue->attributes = {};
+    replyQueue->attributes.mq_maxmsg = 2;
+    replyQueue->attributes.mq_msgsize = BLE_MSG_SIZE;
+    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, 0664, &replyQueue->attributes);
+    if (replyQueue->descriptor == queueNotOpen) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;
     }
@@ -62,8 +62,8 @@ int createReplyQueue() {
 }
 
 int openRequestQueue() {
-    ble_tx_queue->descriptor = mq_open(ble_tx_queue->name, O_WRONLY);
-    if (ble_tx_queue->descriptor == ble_queue_not_open) {
+    requestQueue->descriptor = mq_open(requestQueue->name, O_WRONLY);
+    if (requestQueue->descriptor == queueNotOpen) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create tx queue");
         return ZV_ERR;
     }
@@ -71,15 +71,15 @@ int openRequestQueue() {
 }
 
 int openQueues() {
-    ble_rx_queue = allocateQueue();
-    if (ble_rx_queue == nullptr) {
+    replyQueue = allocateQueue();
+    if (replyQueue == nullptr) {
         return ZV_ERR_OUTOFMEM;
     }
-    ble_tx_queue = allocateQueue();
-    if (ble_tx_queue == nullptr) {
+    requestQueue = allocateQueue();
+    if (requestQueue == nullptr) {
         return ZV_ERR_OUTOFMEM;
     }
-    ble_tx_queue->name = networkQueue;
+    requestQueue->name = networkQueue;
     if (const int result = nameReplyQueue(); result != ZV_OK) {
         return result;
     }
@@ -90,39 +90,39 @@ int openQueues() {
 }
 
 int closeRequestQueue() {
-    if (ble_tx_queue == nullptr) {
+    if (requestQueue == nullptr) {
         return ZV_OK;
     }
     int result = ZV_OK;
-    if (ble_tx_queue->descriptor != ble_queue_not_open) {
-        result = mq_close(ble_tx_queue->descriptor);
+    if (requestQueue->descriptor != queueNotOpen) {
+        result = mq_close(requestQueue->descriptor);
         if (result != 0) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to close tx message queue");
         }
     }
-    std::free(ble_tx_queue);
-    ble_tx_queue = nullptr;
+    std::free(requestQueue);
+    requestQueue = nullptr;
     return result;
 }
 
 int removeReplyQueue() {
     // The result of closing is deliberately left out: only a queue that stays behind in the system counts.
-    if (mq_close(ble_rx_queue->descriptor) != 0) {
+    if (mq_close(replyQueue->descriptor) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to close rx message queue");
     }
-    const int result = mq_unlink(ble_rx_queue->name);
+    const int result = mq_unlink(replyQueue->name);
     if (result != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to unlink rx queue");
     }
-    ble_reply_queue.setData(nullptr, 0);
-    std::free(const_cast<char*>(ble_rx_queue->name));
+    replyQueueElement.setData(nullptr, 0);
+    std::free(const_cast<char*>(replyQueue->name));
     return result;
 }
 
 } // namespace
 
 int ble_interface_open() {
-    if (ble_rx_queue != nullptr || ble_tx_queue != nullptr) {
+    if (replyQueue != nullptr || requestQueue != nullptr) {
         BLE_LOG(UTIL_LOG_ERROR, "Interface already open");
         return ZV_ERR;
     }
@@ -130,23 +130,23 @@ int ble_interface_open() {
         ble_interface_close();
         return result;
     }
-    ble_set_text(ble_reply_queue, ble_rx_queue->name);
-    ble_set_text(ble_destination, bleQueue);
-    ble_set_text(ble_network_destination, networkQueue);
+    setText(replyQueueElement, replyQueue->name);
+    setText(destinationElement, bleQueue);
+    setText(networkDestinationElement, networkQueue);
     return ZV_OK;
 }
 
 int ble_interface_close() {
     int result = closeRequestQueue();
-    if (ble_rx_queue == nullptr) {
+    if (replyQueue == nullptr) {
         return result;
     }
     // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the process ends
     // soon after.
-    if (ble_rx_queue->descriptor != ble_queue_not_open) {
+    if (replyQueue->descriptor != queueNotOpen) {
         result = removeReplyQueue();
     }
-    std::free(ble_rx_queue);
-    ble_rx_queue = nullptr;
+    std::free(replyQueue);
+    replyQueue = nullptr;
     return result;
 }

@@ -25,10 +25,10 @@ int ble_send(const std::uint8_t* message, std::uint32_t length);
 // -1. -3 when the link is not open or buffer or length is null; *length is then untouched.
 int ble_receive(std::uint8_t* buffer, std::uint16_t* length);
 
-// Sends, then receives into reply; *reply_length is the room there. Results as above; after a failed send nothing is
-// received and *reply_length is untouched.
+// Sends, then receives into reply; *replyLength is the room there. Results as above; after a failed send nothing is
+// received and *replyLength is untouched.
 int ble_send_receive_into(const std::uint8_t* message, std::uint32_t length, std::uint8_t* reply,
-                          std::uint16_t* reply_length);
+                          std::uint16_t* replyLength);
 
 // The same with ble_msg_buffer as the place of the reply.
-int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* reply_length);
+int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* replyLength);

@@ -63,13 +63,13 @@ int ble_check_response(const std::uint8_t* reply, std::uint16_t length) {
 }
 
 int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::uint8_t* data,
-                          std::uint16_t* data_length) {
+                          std::uint16_t* dataLength) {
     Reply received(reply, length);
     MsgElement* const element = received.response();
     if (element == nullptr) {
         return ZV_ERR;
     }
-    if (*data_length < element->getLength()) {
+    if (*dataLength < element->getLength()) {
         BLE_LOG(UTIL_LOG_ERROR, "Not enough buffer to hold data length:%d", element->getLength());
         return ZV_ERR;
     }
@@ -78,11 +78,11 @@ int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::
         return ZV_ERR;
     }
     const auto count = static_cast<std::uint16_t>(element->getLength() - 1);
-    if (*data_length < count) {
+    if (*dataLength < count) {
         BLE_LOG(UTIL_LOG_ERROR, "Not enough len to hold data");
         return ZV_ERR;
     }
-    *data_length = count;
+    *dataLength = count;
     if (count > 0) {
         std::memmove(data, bytes + 1, count);
     }

@@ -9,9 +9,9 @@
 // Checks the status.
 int ble_check_response(const std::uint8_t* reply, std::uint16_t length);
 
-// Checks the status and copies the result data to data. *data_length is the room there and becomes the number of data
+// Checks the status and copies the result data to data. *dataLength is the room there and becomes the number of data
 // bytes; on failure both are untouched. The room must hold the status byte as well, although only the bytes after it
 // are copied: this strictness is deliberate, a reply that passes may be copied whole in its place. reply and data may
 // overlap.
 int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::uint8_t* data,
-                          std::uint16_t* data_length);
+                          std::uint16_t* dataLength);

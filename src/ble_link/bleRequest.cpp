@@ -14,12 +14,12 @@ BleRequest serialise(const Msg& message) {
 
 BleRequest serialiseCommand(std::span<std::uint8_t> data) {
     BLECommandMsg message;
-    ble_set_text(ble_command_tag, "BL");
-    ble_command_data.setData(data.data(), static_cast<unsigned short>(data.size()));
-    ble_add_standard_elements(message);
+    setText(commandTagElement, "BL");
+    commandDataElement.setData(data.data(), static_cast<unsigned short>(data.size()));
+    addStandardElements(message);
     const BleRequest request = serialise(message);
     // The parameter block is the caller's and need not outlive the request.
-    ble_command_data.setData(nullptr, 0);
+    commandDataElement.setData(nullptr, 0);
     return request;
 }
 

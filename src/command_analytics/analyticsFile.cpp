@@ -40,7 +40,7 @@ bool isDirectory(std::FILE* file) {
 
 } // namespace
 
-std::FILE* analytics_open(const char* path) {
+std::FILE* openAnalytics(const char* path) {
     const int descriptor = zv::openForReading(path);
     if (descriptor < 0) {
         return nullptr;
@@ -52,7 +52,7 @@ std::FILE* analytics_open(const char* path) {
     return file;
 }
 
-int analytics_seek_end(std::FILE* file, std::int32_t& size) {
+int seekAnalyticsEnd(std::FILE* file, std::int32_t& size) {
     // Some file systems let a directory be sought through, but none lets it be read.
     if (isDirectory(file) || fseeko(file, 0, SEEK_END) != 0) {
         return -1;
@@ -65,12 +65,12 @@ int analytics_seek_end(std::FILE* file, std::int32_t& size) {
     return 0;
 }
 
-int analytics_seek_start(std::FILE* file) {
+int seekAnalyticsStart(std::FILE* file) {
     return fseeko(file, 0, SEEK_SET) == 0 ? 0 : -1;
 }
 
-int analytics_copy(std::FILE* destination, std::FILE* source) {
-    char block[analytics_block_size];
+int copyAnalytics(std::FILE* destination, std::FILE* source) {
+    char block[analyticsBlockSize];
     return copyPieces(
         source, std::numeric_limits<std::int64_t>::max(), block, [] { return sizeof block; },
         [destination](const char* piece, std::size_t length) {
@@ -78,14 +78,14 @@ int analytics_copy(std::FILE* destination, std::FILE* source) {
         });
 }
 
-int analytics_send(int descriptor, std::FILE* source, std::int32_t limit) {
-    char pieces[analytics_gathered_size];
-    int direct = analytics_direct_blocks;
+int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit) {
+    char pieces[analyticsGatheredSize];
+    int direct = analyticsDirectBlocks;
     // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one
     // has something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
     // block. Read that many at a time, they pass through no other buffer.
     return copyPieces(
-        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
+        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analyticsBlockSize) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
             static_cast<void>(zv::writeAll(descriptor, {piece, length}));
         });

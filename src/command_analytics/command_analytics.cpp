@@ -48,26 +48,26 @@ void sendHeader(std::int32_t size) {
 }
 
 int answerFile(const char* path) {
-    const File file(analytics_open(path));
+    const File file(openAnalytics(path));
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
     std::int32_t size = 0;
-    if (analytics_seek_end(file.get(), size) != 0) {
+    if (seekAnalyticsEnd(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
     }
-    if (analytics_seek_start(file.get()) != 0) {
+    if (seekAnalyticsStart(file.get()) != 0) {
         return answerNoContent(lineSeekStart);
     }
     sendHeader(size);
     // No more than was announced: the daemon may append to the file meanwhile.
-    analytics_send(STDOUT_FILENO, file.get(), size);
+    sendAnalytics(STDOUT_FILENO, file.get(), size);
     return ZV_ERR_RESPONSE_ALREADY_SENT;
 }
 
 } // namespace
 
-int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
+int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*responseSize*/) try {
     int returned = 0;
     std::int32_t recording = 0;
     if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
@@ -88,7 +88,7 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
     return ZV_ERR_OUTOFMEM;
 }
 
-int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*responseSize*/) {
     static_cast<void>(zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
     return ZV_OK;
 }

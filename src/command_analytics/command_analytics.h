@@ -19,7 +19,7 @@
  *
  * Logs the file's path at level 4.
  */
-int handle_command_analytics(const char* params, char* response, int response_size);
+int handle_command_analytics(const char* params, char* response, int responseSize);
 
 /* Asks the control daemon to clear the analytics. ZV_OK, whatever the daemon says. */
-int handle_command_analytics_clear(const char* params, char* response, int response_size);
+int handle_command_analytics_clear(const char* params, char* response, int responseSize);

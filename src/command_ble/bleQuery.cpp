@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <system_error>
 
-const char* ble_query_text(const char* params) {
+const char* queryText(const char* params) {
     return params == nullptr ? "" : params;
 }
 
-bool ble_parse_integer(const std::string& text, int& value) {
+bool parseInteger(const std::string& text, int& value) {
     const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
     if (start == std::string::npos) {
         return false;

@@ -21,26 +21,26 @@
 #include "deviceAddress.h"
 
 /* "command/ble/pairing_available": 0 when a pairing may start. Needs no link, so its row has no hooks. */
-int ble_pairing_available(const char* params, char* response, int response_size);
+int ble_pairing_available(const char* params, char* response, int responseSize);
 /* "command/ble/pairing_phase": p= enters (not 0) or leaves (0) the pairing phase. */
-int ble_pairing_phase(const char* params, char* response, int response_size);
+int ble_pairing_phase(const char* params, char* response, int responseSize);
 
 /* "command/ble/configure": auto_connect= sets the configuration; an empty query answers it. */
-int ble_configure(const char* params, char* response, int response_size);
+int ble_configure(const char* params, char* response, int responseSize);
 /* "command/ble/scan": p= is passed to the daemon, cut to 8 bits. */
-int ble_scan(const char* params, char* response, int response_size);
+int ble_scan(const char* params, char* response, int responseSize);
 /* "command/ble/scan/list": p= asks for one page from that index, without it the whole list is answered. */
-int ble_scan_list(const char* params, char* response, int response_size);
+int ble_scan_list(const char* params, char* response, int responseSize);
 
 /* "command/ble/pair/start" and "command/ble/pair/cancel": device= and optionally address_type=. */
-int ble_pair_start(const char* params, char* response, int response_size);
-int ble_pair_cancel(const char* params, char* response, int response_size);
+int ble_pair_start(const char* params, char* response, int responseSize);
+int ble_pair_cancel(const char* params, char* response, int responseSize);
 /* "command/ble/pair/status": answers the pairing status; the query is not read. */
-int ble_pair_status(const char* params, char* response, int response_size);
+int ble_pair_status(const char* params, char* response, int responseSize);
 
 /* "command/ble/whitelist/list": p= as in the scan list. */
-int ble_whitelist_list(const char* params, char* response, int response_size);
+int ble_whitelist_list(const char* params, char* response, int responseSize);
 /* "command/ble/whitelist/configure": device= and remove=1 or auto_connect=. */
-int ble_whitelist_configure(const char* params, char* response, int response_size);
+int ble_whitelist_configure(const char* params, char* response, int responseSize);
 /* "command/ble/whitelist/device": answers the entry of address=, an empty object when there is none. */
-int ble_whitelist_device(const char* params, char* response, int response_size);
+int ble_whitelist_device(const char* params, char* response, int responseSize);

@@ -16,7 +16,7 @@ namespace {
 
 int setConfiguration(const std::string& value) {
     int autoConnect = 0;
-    if (!ble_parse_integer(value, autoConnect)) {
+    if (!parseInteger(value, autoConnect)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing auto_connect parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
@@ -35,7 +35,7 @@ int answerFailed(const char* query) {
     return ZV_ERR;
 }
 
-int getConfiguration(const char* query, char* response, int response_size) {
+int getConfiguration(const char* query, char* response, int responseSize) {
     std::uint8_t data[] = {codeOf(BleCommand::GetConfiguration)};
     std::uint16_t length = 0;
     const int result = exchangeForData(serialiseCommand(data), length);
@@ -49,13 +49,13 @@ int getConfiguration(const char* query, char* response, int response_size) {
     }
     char text[32];
     std::snprintf(text, sizeof text, "\n{\"auto_connect\":%u}\n", ble_msg_buffer[0]);
-    return writeResponse(text, response, response_size) == ZV_OK ? ZV_OK : answerFailed(query);
+    return writeResponse(text, response, responseSize) == ZV_OK ? ZV_OK : answerFailed(query);
 }
 
 } // namespace
 
-int ble_configure(const char* params, char* response, int response_size) {
-    const char* const query = ble_query_text(params);
+int ble_configure(const char* params, char* response, int responseSize) {
+    const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "auto_connect=", value) != 0) {
         return setConfiguration(value);
@@ -64,18 +64,18 @@ int ble_configure(const char* params, char* response, int response_size) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
-    return getConfiguration(query, response, response_size);
+    return getConfiguration(query, response, responseSize);
 }
 
 int ble_scan(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "p=", value) == 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
     int scan = 0;
-    if (!ble_parse_integer(value, scan)) {
+    if (!parseInteger(value, scan)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-inline constexpr int BLE_ADDRESS_SIZE = 6;
+inline constexpr int bleAddressSize = 6;
 
 // Reads the address A1B2C3D4E5F6 as F6 E5 D4 C3 B2 A1. A shorter text counts as filled with zeros on its left, a longer
 // one loses its first characters. 0; -3 when the text is empty or one of its last twelve characters is not a
@@ -16,4 +16,4 @@ inline constexpr int BLE_ADDRESS_SIZE = 6;
 int parse_device_address(const std::string& text, std::uint8_t* address);
 
 // The twelve digits of an address, in lower case.
-std::string ble_address_text(const std::uint8_t* address);
+std::string addressText(const std::uint8_t* address);

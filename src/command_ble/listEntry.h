@@ -11,7 +11,7 @@ using BleEntry = std::span<const std::uint8_t>;
 
 // Appends the name at an offset: at most size characters, ending early at the first zero byte or at the end of the
 // buffer. Nothing when offset or size is 0. Names are appended as they are, without escaping.
-void ble_append_name(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size);
+void appendName(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size);
 
 /*
  * The items of a UUID list as JSON strings separated by commas: width bytes each, as hexadecimal digits in the order in
@@ -21,4 +21,4 @@ void ble_append_name(std::string& text, BleEntry entry, std::uint8_t offset, std
  * is a list that reaches beyond its entry. An item of which a byte lies beyond the end of the buffer ends the list and
  * is left out.
  */
-std::string ble_uuid_items(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width);
+std::string uuidItems(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width);

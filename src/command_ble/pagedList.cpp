@@ -36,12 +36,12 @@ public:
           page_(page),
           sink_(sink),
           request_{static_cast<std::uint8_t>(list), 0,
-                   list == BleList::scanResults ? scanPageMaximum : whitelistPageMaximum} {}
+                   list == BleList::ScanResults ? scanPageMaximum : whitelistPageMaximum} {}
 
     int run();
 
 private:
-    enum class Outcome { complete, rebuilt, failed };
+    enum class Outcome { Complete, Rebuilt, Failed };
 
     Outcome attempt(int number);
     Outcome deliver(const BleListHeader& header, int number);
@@ -71,11 +71,11 @@ int Acquisition::run() {
             return ZV_ERR;
         }
         switch (attempt(number)) {
-        case Outcome::complete:
+        case Outcome::Complete:
             return ZV_OK;
-        case Outcome::failed:
+        case Outcome::Failed:
             return ZV_ERR;
-        case Outcome::rebuilt:
+        case Outcome::Rebuilt:
             break;
         }
     }
@@ -89,11 +89,11 @@ Acquisition::Outcome Acquisition::attempt(int number) {
     request_[1] = page_.value_or(0);
     requests_ = 0;
     if (!fetch()) {
-        return Outcome::failed;
+        return Outcome::Failed;
     }
     const BleListHeader header{id(), total(), index(), page_ ? count() : total()};
     sink_.begin(header);
-    return header.wanted == 0 ? Outcome::complete : deliver(header, number);
+    return header.wanted == 0 ? Outcome::Complete : deliver(header, number);
 }
 
 Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int number) {
@@ -101,20 +101,20 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
     for (;;) {
         const int delivered = count();
         if (!sink_.add(entries())) {
-            return Outcome::complete;
+            return Outcome::Complete;
         }
         wanted -= delivered;
         if (wanted <= 0) {
-            return Outcome::complete;
+            return Outcome::Complete;
         }
         request_[1] = static_cast<std::uint8_t>(request_[1] + delivered);
         request_[2] = static_cast<std::uint8_t>(wanted);
         if (timeIsUp() || !fetch()) {
-            return Outcome::failed;
+            return Outcome::Failed;
         }
         if (id() != header.id) {
             logRebuilt(number, header.id, id());
-            return Outcome::rebuilt;
+            return Outcome::Rebuilt;
         }
     }
 }
@@ -123,10 +123,10 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
 bool Acquisition::timeIsUp() const {
     const timespec time = now();
     const time_t seconds = time.tv_sec - start_.tv_sec - (time.tv_nsec < start_.tv_nsec ? 1 : 0);
-    if (seconds < BLE_LIST_TIMEOUT_S) {
+    if (seconds < listTimeoutSeconds) {
         return false;
     }
-    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", BLE_LIST_TIMEOUT_S);
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", listTimeoutSeconds);
     return true;
 }
 
@@ -164,7 +164,7 @@ bool Acquisition::accept(std::uint16_t length) const {
         BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[2], count());
         return false;
     }
-    if (length - headerSize < count() * ble_entry_size(list_)) {
+    if (length - headerSize < count() * entrySize(list_)) {
         BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is too short for %d entries", length, count());
         return false;
     }
@@ -173,11 +173,11 @@ bool Acquisition::accept(std::uint16_t length) const {
 
 void Acquisition::logRebuilt(int number, int from, int to) const {
     switch (list_) {
-    case BleList::scanResults:
+    case BleList::ScanResults:
         BLE_LOG(UTIL_LOG_WARN, "scan_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
-    case BleList::whitelist:
+    case BleList::Whitelist:
         BLE_LOG(UTIL_LOG_WARN, "list_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
@@ -186,13 +186,13 @@ void Acquisition::logRebuilt(int number, int from, int to) const {
 
 } // namespace
 
-int ble_read_page(const char* query, std::optional<std::uint8_t>& page) {
+int readPage(const char* query, std::optional<std::uint8_t>& page) {
     std::string value;
     if (parseParam(query, "p=", value) == 0) {
         return ZV_OK;
     }
     int start = 0;
-    if (!ble_parse_integer(value, start)) {
+    if (!parseInteger(value, start)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
@@ -200,11 +200,11 @@ int ble_read_page(const char* query, std::optional<std::uint8_t>& page) {
     return ZV_OK;
 }
 
-int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
+int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
     return Acquisition(list, page, sink).run();
 }
 
-int ble_list_out_of_memory() {
+int listOutOfMemory() {
     BLE_LOG(UTIL_LOG_ERROR, "No memory for the list");
     return ZV_ERR;
 }

@@ -12,8 +12,8 @@
 
 // A list of the daemon, by the code of the command that asks for a page of it.
 enum class BleList : std::uint8_t {
-    scanResults = codeOf(BleCommand::ScanListPage),
-    whitelist = codeOf(BleCommand::WhitelistPage),
+    ScanResults = codeOf(BleCommand::ScanListPage),
+    Whitelist = codeOf(BleCommand::WhitelistPage),
 };
 
 // The values of an attempt's first reply.
@@ -49,22 +49,22 @@ public:
 // Seconds from the start of an acquisition after which it is given up instead of requesting a further page: a daemon
 // that hands out tiny pages slowly must not keep the request for hours. The page that is under way has its own time
 // limits.
-inline constexpr int BLE_LIST_TIMEOUT_S = 60;
+inline constexpr int listTimeoutSeconds = 60;
 
 // Bytes of an entry.
-constexpr int ble_entry_size(BleList list) {
-    return list == BleList::scanResults ? 82 : 41;
+constexpr int entrySize(BleList list) {
+    return list == BleList::ScanResults ? 82 : 41;
 }
 
 // Reads the optional start index, "p=", cut to 8 bits. 0; -3 and a log line when it is not a number.
-int ble_read_page(const char* query, std::optional<std::uint8_t>& page);
+int readPage(const char* query, std::optional<std::uint8_t>& page);
 
 /*
  * Acquires one page from a start index or, without one, the whole list. 0 when all wanted entries were delivered or the
  * sink had enough; -1 and log lines otherwise. Always ends: at most two attempts, each of at most 255 page requests,
- * since a list has at most 255 entries; and once BLE_LIST_TIMEOUT_S have passed, no further page is requested.
+ * since a list has at most 255 entries; and once listTimeoutSeconds have passed, no further page is requested.
  */
-int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
+int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
 
 // What a list command returns when there is no memory for its answer, which it logs: -1.
-int ble_list_out_of_memory();
+int listOutOfMemory();

@@ -25,7 +25,7 @@ int readAddressType(const char* query, PairBlock& block) {
         return ZV_OK;
     }
     int type = 0;
-    if (!ble_parse_integer(value, type)) {
+    if (!parseInteger(value, type)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing address_type parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
@@ -68,7 +68,7 @@ int pair(BleCommand command, const char* query) {
 } // namespace
 
 int ble_pair_start(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     const int result = pair(BleCommand::PairStart, query);
     if (result == ZV_ERR) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_start %s command failed", query);
@@ -77,7 +77,7 @@ int ble_pair_start(const char* params, char*, int) {
 }
 
 int ble_pair_cancel(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     const int result = pair(BleCommand::PairCancel, query);
     if (result == ZV_ERR) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_cancel %s command failed", query);
@@ -85,7 +85,7 @@ int ble_pair_cancel(const char* params, char*, int) {
     return result;
 }
 
-int ble_pair_status(const char*, char* response, int response_size) {
+int ble_pair_status(const char*, char* response, int responseSize) {
     std::uint8_t data[] = {codeOf(BleCommand::PairStatus)};
     std::uint16_t length = 0;
     const int result = exchangeForData(serialiseCommand(data), length);
@@ -99,5 +99,5 @@ int ble_pair_status(const char*, char* response, int response_size) {
     }
     char text[32];
     std::snprintf(text, sizeof text, "\n{\"pairing_status\":%u}\n", ble_msg_buffer[0]);
-    return writeResponse(text, response, response_size);
+    return writeResponse(text, response, responseSize);
 }

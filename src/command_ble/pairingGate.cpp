@@ -28,17 +28,17 @@ BleRequest serialisePhase(bool enter) {
 
     ZvNetMsg message;
     if (enter) {
-        ble_set_text(ble_command_tag, "PD");
-        ble_command_data.setData(enterData, sizeof enterData);
+        setText(commandTagElement, "PD");
+        commandDataElement.setData(enterData, sizeof enterData);
     } else {
-        ble_set_text(ble_command_tag, "PX");
-        ble_command_data.setData(nullptr, 0);
+        setText(commandTagElement, "PX");
+        commandDataElement.setData(nullptr, 0);
     }
-    message.addElement(&ble_command_tag);
-    message.addElement(&ble_command_data);
-    message.addElement(&ble_reply_queue);
-    message.addElement(&ble_network_destination);
-    message.addElement(&ble_tail);
+    message.addElement(&commandTagElement);
+    message.addElement(&commandDataElement);
+    message.addElement(&replyQueueElement);
+    message.addElement(&networkDestinationElement);
+    message.addElement(&tailElement);
     return serialise(message);
 }
 
@@ -67,14 +67,14 @@ int ble_pairing_available(const char*, char*, int) {
 }
 
 int ble_pairing_phase(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "p=", value) == 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
     int phase = 0;
-    if (!ble_parse_integer(value, phase)) {
+    if (!parseInteger(value, phase)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing parameter for pairing_phase command [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }

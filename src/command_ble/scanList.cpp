@@ -33,7 +33,7 @@ std::string uuid16Items(BleEntry entry, const std::string& address) {
     if (entry[uuid16Offset] != 0 && length % 2 != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID16_Len %d  on %s", length, address.c_str());
     }
-    return ble_uuid_items(entry, entry[uuid16Offset], length, 2);
+    return uuidItems(entry, entry[uuid16Offset], length, 2);
 }
 
 std::string uuid128Items(BleEntry entry, const std::string& address) {
@@ -41,16 +41,16 @@ std::string uuid128Items(BleEntry entry, const std::string& address) {
     if (entry[uuid128Offset] != 0 && length % 16 != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID_128bit_Len %d on %s", length, address.c_str());
     }
-    return ble_uuid_items(entry, entry[uuid128Offset], length, 16);
+    return uuidItems(entry, entry[uuid128Offset], length, 16);
 }
 
 void appendDevice(std::string& text, BleEntry entry) {
-    const std::string address = ble_address_text(entry.data());
+    const std::string address = addressText(entry.data());
     text += "{\"address\":\"" + address;
     text += "\",\"address_type\":" + std::to_string(entry[addressType]);
     text += ",\"rssi\":" + std::to_string(static_cast<std::int8_t>(entry[rssi]));
     text += ",\"name\":\"";
-    ble_append_name(text, entry, entry[nameOffset], entry[nameSize]);
+    appendName(text, entry, entry[nameOffset], entry[nameSize]);
     text += '"';
     if (const std::string items = uuid16Items(entry, address); !items.empty()) {
         text += ",\"profile_uuid16\":[" + items + "]";
@@ -72,7 +72,7 @@ public:
     }
 
     bool add(const BlePage& page) override {
-        constexpr std::size_t size = ble_entry_size(BleList::scanResults);
+        constexpr std::size_t size = entrySize(BleList::ScanResults);
         for (std::size_t i = 0; i < static_cast<std::size_t>(page.count); ++i) {
             if (!first_) {
                 text_ += ',';
@@ -92,16 +92,16 @@ private:
 
 } // namespace
 
-int ble_scan_list(const char* params, char* response, int response_size) try {
+int ble_scan_list(const char* params, char* response, int responseSize) try {
     std::optional<std::uint8_t> page;
-    if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
+    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
         return result;
     }
     ScanList list;
-    if (const int result = ble_acquire_list(BleList::scanResults, page, list); result != ZV_OK) {
+    if (const int result = acquireList(BleList::ScanResults, page, list); result != ZV_OK) {
         return result;
     }
-    return writeResponse(list.document().c_str(), response, response_size);
+    return writeResponse(list.document().c_str(), response, responseSize);
 } catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return listOutOfMemory();
 }

@@ -41,9 +41,9 @@ const char* digit(BleEntry entry, unsigned flag) {
 }
 
 void appendDevice(std::string& text, BleEntry entry) {
-    text += "{\"address\":\"" + ble_address_text(entry.data());
+    text += "{\"address\":\"" + addressText(entry.data());
     text += "\",\"name\":\"";
-    ble_append_name(text, entry, entry[nameOffset], entry[nameSize]);
+    appendName(text, entry, entry[nameOffset], entry[nameSize]);
     text += '"';
     text += ",\"mitm_paired\":";
     text += digit(entry, flagMitmPaired);
@@ -55,7 +55,7 @@ void appendDevice(std::string& text, BleEntry entry) {
 }
 
 BleEntry entryAt(const BlePage& page, int number) {
-    return page.bytes.subspan(static_cast<std::size_t>(number) * ble_entry_size(BleList::whitelist));
+    return page.bytes.subspan(static_cast<std::size_t>(number) * entrySize(BleList::Whitelist));
 }
 
 class Whitelist : public BleListSink {
@@ -107,7 +107,7 @@ public:
     bool add(const BlePage& page) override {
         for (int i = 0; i < page.count; ++i) {
             const BleEntry entry = entryAt(page, i);
-            if (inUse(entry) && std::equal(address_, address_ + BLE_ADDRESS_SIZE, entry.begin())) {
+            if (inUse(entry) && std::equal(address_, address_ + bleAddressSize, entry.begin())) {
                 device_ = "\"device\":";
                 appendDevice(device_, entry);
                 return false;
@@ -119,28 +119,28 @@ public:
     std::string document() const { return "\n{" + device_ + "}\n"; }
 
 private:
-    std::uint8_t address_[BLE_ADDRESS_SIZE] = {};
+    std::uint8_t address_[bleAddressSize] = {};
     std::string device_;
 };
 
 } // namespace
 
-int ble_whitelist_list(const char* params, char* response, int response_size) try {
+int ble_whitelist_list(const char* params, char* response, int responseSize) try {
     std::optional<std::uint8_t> page;
-    if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
+    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
         return result;
     }
     Whitelist list;
-    if (const int result = ble_acquire_list(BleList::whitelist, page, list); result != ZV_OK) {
+    if (const int result = acquireList(BleList::Whitelist, page, list); result != ZV_OK) {
         return result;
     }
-    return writeResponse(list.document().c_str(), response, response_size);
+    return writeResponse(list.document().c_str(), response, responseSize);
 } catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return listOutOfMemory();
 }
 
-int ble_whitelist_device(const char* params, char* response, int response_size) try {
-    const char* const query = ble_query_text(params);
+int ble_whitelist_device(const char* params, char* response, int responseSize) try {
+    const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "address=", value) == 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param address=");
@@ -151,10 +151,10 @@ int ble_whitelist_device(const char* params, char* response, int response_size) 
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
-    if (const int result = ble_acquire_list(BleList::whitelist, std::nullopt, device); result != ZV_OK) {
+    if (const int result = acquireList(BleList::Whitelist, std::nullopt, device); result != ZV_OK) {
         return result;
     }
-    return writeResponse(device.document().c_str(), response, response_size);
+    return writeResponse(device.document().c_str(), response, responseSize);
 } catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return listOutOfMemory();
 }

@@ -38,7 +38,7 @@ int readRemove(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int remove = 0;
-    if (!ble_parse_integer(value, remove)) {
+    if (!parseInteger(value, remove)) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to remove= [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
@@ -58,7 +58,7 @@ int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int autoConnect = 0;
-    if (!ble_parse_integer(value, autoConnect)) {
+    if (!parseInteger(value, autoConnect)) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to auto_connect= [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
@@ -90,7 +90,7 @@ int readBlock(const char* query, ConfigureBlock& block) {
 } // namespace
 
 int ble_whitelist_configure(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     ConfigureBlock block{codeOf(BleCommand::WhitelistConfigure)};
     if (const int result = readBlock(query, block); result != ZV_OK) {
         return result;

@@ -21,11 +21,11 @@ bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
 
 } // namespace
 
-int handle_command_execute(const char* params, char* /*response*/, int /*response_size*/) try {
+int handle_command_execute(const char* params, char* /*response*/, int /*responseSize*/) try {
     std::stringstream stream;
     write_header(stream);
     ExecEntries entries;
-    const int count = read_entries(params, entries, stream);
+    const int count = readEntries(params, entries, stream);
     if (stream.bad()) { // nothing is carried out that could not be answered
         return ZV_ERR_OUTOFMEM;
     }

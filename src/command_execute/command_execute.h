@@ -17,4 +17,4 @@
  * The arguments reach the system shell as they are: whoever may send this request may run any command. Who may reach
  * the control URL space is for the web server to decide.
  */
-int handle_command_execute(const char* params, char* response, int response_size);
+int handle_command_execute(const char* params, char* response, int responseSize);

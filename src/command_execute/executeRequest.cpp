@@ -34,7 +34,7 @@ bool makeKey(char (&key)[keySize], char letter, int number) {
 
 int readAction(const std::string& text, std::int32_t& action) {
     static constexpr const char* names[] = {"start", "stop", "restart"};
-    static_assert(exec_start == 0 && exec_stop == 1 && exec_restart == 2);
+    static_assert(actionStart == 0 && actionStop == 1 && actionRestart == 2);
     const auto* const found = std::find(std::begin(names), std::end(names), text);
     if (found == std::end(names)) {
         return -1;
@@ -58,13 +58,13 @@ int validate(ExecEntry& entry, const std::string& action, std::ostream& stream) 
         return fail(stream, "fail, invalid command", lineActionEmpty);
     }
     if (readAction(action, entry.action) != 0) {
-        return fail(stream, format_message("invalid command %s", action.c_str()), lineActionUnknown);
+        return fail(stream, formatMessage("invalid command %s", action.c_str()), lineActionUnknown);
     }
     if (entry.program.find("..") != std::string::npos) {
-        return fail(stream, format_message("invalid program %s", entry.program.c_str()), lineProgramDots);
+        return fail(stream, formatMessage("invalid program %s", entry.program.c_str()), lineProgramDots);
     }
     if (hasShellCharacter(entry)) {
-        return fail(stream, format_message("invalid program %s", entry.program.c_str()), lineProgramShell);
+        return fail(stream, formatMessage("invalid program %s", entry.program.c_str()), lineProgramShell);
     }
     return 0;
 }
@@ -94,7 +94,7 @@ int readEntry(const char* params, int number, ExecEntry& entry, std::string& scr
 
 } // namespace
 
-int read_entries(const char* params, ExecEntries& entries, std::ostream& stream) {
+int readEntries(const char* params, ExecEntries& entries, std::ostream& stream) {
     std::string scratch;
     int count = 0;
     for (ExecEntry& entry : entries) {

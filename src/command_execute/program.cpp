@@ -36,7 +36,7 @@ int fail(std::ostream& stream, const char* message, const char* function, int li
 
 // The prefix is deliberately the same for stopping; the text is part of the interface.
 int failShell(std::ostream& stream, int error, const char* command, const char* function, int line) {
-    return fail(stream, format_message("start: system errno %d cmd '%s'", error, command), function, line);
+    return fail(stream, formatMessage("start: system errno %d cmd '%s'", error, command), function, line);
 }
 
 // A result beyond 50 is deliberately let through: what is tested then is the cut path.
@@ -83,21 +83,21 @@ int executeCommand(ExecEntry* entry, std::ostream& stream) {
     }
     const char* const program = entry->program.c_str();
     if (!isInstalled(program)) {
-        return fail(stream, format_message("file not found %s", program), "executeCommand", lineNotFound);
+        return fail(stream, formatMessage("file not found %s", program), "executeCommand", lineNotFound);
     }
     removeQuotes(entry->arguments);
     switch (entry->action) {
-    case exec_start:
+    case actionStart:
         return startProg(program, entry->arguments.c_str(), stream);
-    case exec_stop:
+    case actionStop:
         return stopProg(program, stream);
-    case exec_restart:
+    case actionRestart:
         if (stopProg(program, stream) != 0) {
             return -1;
         }
         return startProg(program, entry->arguments.c_str(), stream);
     default:
-        return fail(stream, format_message("invalid command %d", entry->action), "executeCommand", lineActionRange);
+        return fail(stream, formatMessage("invalid command %d", entry->action), "executeCommand", lineActionRange);
     }
 }
 

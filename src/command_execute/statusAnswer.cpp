@@ -35,7 +35,7 @@ void write_status_ok(std::ostream& stream) {
            << "\"}\n\n";
 }
 
-const char* format_message(const char* format, ...) {
+const char* formatMessage(const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     std::vsnprintf(messageBuffer, sizeof messageBuffer, format, args);

@@ -21,4 +21,4 @@ void write_status_ok(std::ostream& stream);
  * Formats a failure message with a variable part, cut to 511 characters, into a buffer of the process. The result
  * points into it and holds until the next call.
  */
-__attribute__((format(printf, 1, 2))) const char* format_message(const char* format, ...);
+__attribute__((format(printf, 1, 2))) const char* formatMessage(const char* format, ...);

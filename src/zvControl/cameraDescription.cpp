@@ -19,7 +19,7 @@ const char* settingsModel(unsigned char number) {
         return model;
     }
     ZV_LOG_AT(UTIL_LOG_WARN, 236, "zvControl", "invalid model_number, %d\n", number);
-    return get_model_name(default_model_number);
+    return get_model_name(defaultModelNumber);
 }
 
 void setText(std::stringstream& stream, std::string_view text) {
@@ -45,7 +45,7 @@ int failSettings(std::stringstream& stream, const char* path) {
         return ZV_ERR_OUTOFMEM;
     }
     setText(stream, ""); // no half header may be left
-    write_description_error(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
+    writeDescriptionError(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
     return ZV_ERR_FILE_OPEN;
 }
 
@@ -55,40 +55,40 @@ void writeMember(std::ostream& stream, const char* key, const char* value) {
 
 void writeInfo(std::ostream& stream, const CameraIdentity& state) {
     stream << ",\n\"info\":{"
-           << "\"model_number\":" << static_cast<int>(state.model_number);
-    writeMember(stream, "model_name", state.model_name);
-    writeMember(stream, "firmware_version", state.firmware_version);
-    writeMember(stream, "serial_number", state.serial_number);
-    writeMember(stream, "board_type", state.board_type);
-    writeMember(stream, "ap_mac", state.ap_mac);
-    writeMember(stream, "ap_ssid", state.ap_ssid);
+           << "\"model_number\":" << static_cast<int>(state.modelNumber);
+    writeMember(stream, "model_name", state.modelName);
+    writeMember(stream, "firmware_version", state.firmwareVersion);
+    writeMember(stream, "serial_number", state.serialNumber);
+    writeMember(stream, "board_type", state.boardType);
+    writeMember(stream, "ap_mac", state.apMac);
+    writeMember(stream, "ap_ssid", state.apSsid);
     // Deliberately a quoted text, not a boolean: this form is part of the interface.
-    writeMember(stream, "ap_has_default_credentials", state.ap_has_default_credentials ? "1" : "0");
-    writeMember(stream, "git_sha1", build_revision);
+    writeMember(stream, "ap_has_default_credentials", state.apHasDefaultCredentials ? "1" : "0");
+    writeMember(stream, "git_sha1", buildRevision);
     stream << "}}";
 }
 
 int describe(std::stringstream& stream) {
     CameraIdentity state;
-    int result = read_model_number(state, stream);
+    int result = readModelNumber(state, stream);
     if (result != ZV_OK) {
         return result;
     }
-    ZV_LOG_AT(UTIL_LOG_INFO, 231, "zvControl", "model_number, %d\n", state.model_number);
-    const char* const model = settingsModel(state.model_number);
-    result = read_camera_state(state, stream);
+    ZV_LOG_AT(UTIL_LOG_INFO, 231, "zvControl", "model_number, %d\n", state.modelNumber);
+    const char* const model = settingsModel(state.modelNumber);
+    result = readCameraState(state, stream);
     if (result != ZV_OK) {
         return result;
     }
 
-    char path[settings_path_size];
-    find_settings(model, get_model_name(default_model_number), path);
+    char path[settingsPathSize];
+    findSettings(model, get_model_name(defaultModelNumber), path);
     SettingsFile settings(path);
     if (!settings.isOpen()) {
         return failSettings(stream, path);
     }
     http_output_success_header(stream);
-    if (!settings.read_lines(stream) || !cutLastBrace(stream)) {
+    if (!settings.readLines(stream) || !cutLastBrace(stream)) {
         return failSettings(stream, path);
     }
     writeInfo(stream, state);

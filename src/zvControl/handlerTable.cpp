@@ -39,7 +39,7 @@ std::span<const CustomHandler> custom_handlers() {
 
 int register_custom_handlers() {
     for (const CustomHandler& row : rows) {
-        const int result = zvcontrol_uri_add_handler(row.uri, row.handler, row.open_hook, row.close_hook);
+        const int result = zvcontrol_uri_add_handler(row.uri, row.handler, row.openHook, row.closeHook);
         if (result != ZV_OK) {
             return result;
         }

@@ -12,7 +12,7 @@
 
 namespace {
 
-void buildPath(const char* model, char (&path)[settings_path_size]) {
+void buildPath(const char* model, char (&path)[settingsPathSize]) {
     std::snprintf(path, sizeof path, "/usr/local/zarvo/etc/%s/settings.json", model);
 }
 
@@ -41,20 +41,20 @@ ssize_t readSome(int descriptor, char* block, std::size_t size) {
 
 } // namespace
 
-void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]) {
+void findSettings(const char* model, const char* defaultModel, char (&path)[settingsPathSize]) {
     buildPath(model, path);
     if (exists(path)) {
         return;
     }
     ZV_LOG_AT(UTIL_LOG_WARN, 308, "zvControl", "file not found, %s\n", path);
-    buildPath(default_model, path);
+    buildPath(defaultModel, path);
     ZV_LOG_AT(UTIL_LOG_WARN, 312, "zvControl", "using default, %s\n", path);
 }
 
 SettingsFile::SettingsFile(const char* path) : file_(zv::openForReading(path)) {}
 
 // Half a document must not be answered as a whole one.
-bool SettingsFile::read_lines(std::ostream& stream) {
+bool SettingsFile::readLines(std::ostream& stream) {
     char block[4096];
     std::size_t total = 0;
     while (!stream.bad()) {
@@ -63,7 +63,7 @@ bool SettingsFile::read_lines(std::ostream& stream) {
             return length == 0;
         }
         total += static_cast<std::size_t>(length);
-        if (total > settings_max_size) {
+        if (total > settingsMaxSize) {
             return false;
         }
         appendLines(stream, {block, static_cast<std::size_t>(length)});

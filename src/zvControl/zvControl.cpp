@@ -88,7 +88,7 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
 
 } // namespace
 
-int zv_control_main() try {
+int zvControlMain() try {
     std::stringstream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     std::fill(std::begin(response), std::end(response), '\0');

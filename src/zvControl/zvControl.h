@@ -19,4 +19,4 @@
  *
  * To be called once per process. Logs under the source name "zvControl" and raises the log level to 6.
  */
-int zv_control_main();
+int zvControlMain();

@@ -36,7 +36,7 @@ protected:
         faults::clockOffset = 0;
     }
 
-    void havePeer() { peer = std::make_unique<QueuePeer>(); }
+    void havePeer() { peer_ = std::make_unique<QueuePeer>(); }
 
     // Opens or closes with everything counted.
     static int watchedOpen() {
@@ -52,10 +52,10 @@ protected:
         return result;
     }
 
-    std::vector<std::string> logged() { return linesOf(log); }
+    std::vector<std::string> logged() { return linesOf(log_); }
 
     void expectClosed() {
-        EXPECT_FALSE(queueExists(replyQueue));
+        EXPECT_FALSE(queueExists(replyQueue_));
         std::uint8_t byte = 0;
         EXPECT_EQ(-1, ble_send(&byte, 1));
         EXPECT_THAT(logged(), ElementsAre("Failed, IF not open"));
@@ -63,9 +63,9 @@ protected:
         EXPECT_THAT(logged(), IsEmpty());
     }
 
-    SyslogCapture log;
-    std::unique_ptr<QueuePeer> peer;
-    const std::string replyQueue = "/to_ZVCC" + std::to_string(getpid());
+    SyslogCapture log_;
+    std::unique_ptr<QueuePeer> peer_;
+    const std::string replyQueue_ = "/to_ZVCC" + std::to_string(getpid());
 };
 
 class OpenLink : public BleTest {};
@@ -76,7 +76,7 @@ TEST_F(Link, OpeningCreatesTheReplyQueueAndOpensTheNetworkDaemons) {
     havePeer();
     EXPECT_EQ(0, watchedOpen());
     ASSERT_EQ(2U, faults::opens.size());
-    EXPECT_EQ(replyQueue, faults::opens[0].name);
+    EXPECT_EQ(replyQueue_, faults::opens[0].name);
     EXPECT_EQ(O_RDONLY | O_CREAT, faults::opens[0].flags);
     EXPECT_EQ(0664U, faults::opens[0].mode);
     EXPECT_EQ(0, faults::opens[0].attributes.mq_flags);
@@ -85,14 +85,14 @@ TEST_F(Link, OpeningCreatesTheReplyQueueAndOpensTheNetworkDaemons) {
     EXPECT_EQ(0, faults::opens[0].attributes.mq_curmsgs);
     EXPECT_EQ("/to_zvnet", faults::opens[1].name);
     EXPECT_EQ(O_WRONLY, faults::opens[1].flags);
-    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue));
+    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_));
     ASSERT_EQ(3U, faults::allocations.size());
     EXPECT_EQ(129U, faults::allocations[2]);
-    EXPECT_TRUE(queueExists(replyQueue));
+    EXPECT_TRUE(queueExists(replyQueue_));
 
     EXPECT_EQ(0, watchedClose());
     EXPECT_EQ(2, faults::closes);
-    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue));
+    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_));
     EXPECT_EQ(0U, faults::unfreed());
     EXPECT_THAT(logged(), IsEmpty());
     EXPECT_TRUE(queueExists("/to_zvnet"));
@@ -104,13 +104,13 @@ TEST_F(Link, OpeningRemovesAQueueLeftBehindByTheSameProcessId) {
     mq_attr attributes{};
     attributes.mq_maxmsg = 5;
     attributes.mq_msgsize = 10;
-    const mqd_t left = mq_open(replyQueue.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600, &attributes);
+    const mqd_t left = mq_open(replyQueue_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600, &attributes);
     ASSERT_LE(0, left);
     ASSERT_EQ(0, mq_send(left, "stale", 5, 0));
     mq_close(left);
 
     EXPECT_EQ(0, ble_interface_open());
-    const mqd_t queue = mq_open(replyQueue.c_str(), O_RDONLY);
+    const mqd_t queue = mq_open(replyQueue_.c_str(), O_RDONLY);
     ASSERT_EQ(0, mq_getattr(queue, &attributes));
     mq_close(queue);
     EXPECT_EQ(2, attributes.mq_maxmsg);
@@ -127,7 +127,7 @@ TEST_F(Link, OpeningTwiceLeavesTheOpenLinkAlone) {
     EXPECT_THAT(faults::opens, IsEmpty());
     EXPECT_THAT(faults::unlinks, IsEmpty());
 
-    peer->reply({1, 2, 3});
+    peer_->reply({1, 2, 3});
     std::uint16_t length = 1500;
     const std::uint8_t request = 7;
     EXPECT_EQ(0, ble_send_receive(&request, 1, &length));
@@ -162,11 +162,11 @@ TEST_F(Link, OpeningWithoutMemoryForTheReplyQueuesName) {
 
 TEST_F(Link, ReplyQueueThatCannotBeCreatedKeepsItsName) {
     havePeer();
-    faults::unopenableQueue = replyQueue;
+    faults::unopenableQueue = replyQueue_;
     EXPECT_EQ(-1, watchedOpen());
     EXPECT_THAT(logged(), ElementsAre("Failed to create rx queue"));
     EXPECT_EQ(1U, faults::opens.size());
-    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue)); // by the opening, before it creates the queue
+    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_)); // by the opening, before it creates the queue
     EXPECT_EQ(0, faults::closes);
     EXPECT_EQ(1U, faults::unfreed());
     faults::freeUnfreed();
@@ -176,7 +176,7 @@ TEST_F(Link, ReplyQueueThatCannotBeCreatedKeepsItsName) {
 TEST_F(Link, AbsentNetworkDaemonTakesTheReplyQueueAwayAgain) {
     EXPECT_EQ(-1, watchedOpen());
     EXPECT_THAT(logged(), ElementsAre("Failed to create tx queue"));
-    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue, replyQueue));
+    EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_, replyQueue_));
     EXPECT_EQ(1, faults::closes);
     EXPECT_EQ(0U, faults::unfreed());
     expectClosed();
@@ -206,7 +206,7 @@ TEST_F(Link, FailureToCloseTheRequestQueueIsLogged) {
 
 TEST_F(Link, FailureToCloseTheReplyQueueIsLoggedAndNotReflected) {
     havePeer();
-    faults::unclosableQueue = replyQueue;
+    faults::unclosableQueue = replyQueue_;
     EXPECT_EQ(0, watchedOpen());
     EXPECT_EQ(0, watchedClose());
     EXPECT_THAT(logged(), ElementsAre("Failed to close rx message queue"));
@@ -227,7 +227,7 @@ TEST_F(Link, FailureToUnlinkTheReplyQueueIsTheResult) {
 
 TEST_F(Link, FailuresAreErrorsOfCommandBle) {
     ble_interface_open();
-    const auto lines = log.take();
+    const auto lines = log_.take();
     ASSERT_EQ(1U, lines.size());
     EXPECT_EQ(3, lines[0].priority);
     EXPECT_THAT(lines[0].text, testing::MatchesRegex("UTIL_LOG_ERROR:Failed to create tx queue @command_ble:[0-9]+"));
@@ -290,20 +290,20 @@ TEST_F(Link, FullQueueIsGivenUpAtTheTimeLimit) {
 }
 
 TEST_F(OpenLink, SentBytesReachTheNetworkDaemonAsTheyAre) {
-    peer.reply({4, 5});
+    peer_.reply({4, 5});
     const std::uint8_t request[] = {1, 0, 255};
     EXPECT_EQ(0, ble_send(request, sizeof request));
     std::uint8_t reply[1500];
     std::uint16_t length = sizeof reply;
     EXPECT_EQ(0, ble_receive(reply, &length));
     EXPECT_EQ(2, length);
-    EXPECT_THAT(peer.requests(), ElementsAre(Bytes{1, 0, 255}));
-    EXPECT_THAT(peer.priorities(), ElementsAre(0U));
+    EXPECT_THAT(peer_.requests(), ElementsAre(Bytes{1, 0, 255}));
+    EXPECT_THAT(peer_.priorities(), ElementsAre(0U));
     EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(OpenLink, ReplyCanBeReceivedElsewhere) {
-    peer.reply({4, 5, 6});
+    peer_.reply({4, 5, 6});
     const std::uint8_t request = 1;
     std::uint8_t reply[1500];
     std::uint16_t length = sizeof reply;
@@ -315,7 +315,7 @@ TEST_F(OpenLink, RepliesOfEverySizeArrive) {
     const std::uint8_t request = 1;
     for (std::size_t size = 0; size <= 1500; ++size) {
         const Bytes sentReply(size, static_cast<std::uint8_t>(size));
-        peer.reply(sentReply);
+        peer_.reply(sentReply);
         std::uint16_t length = 1500;
         ASSERT_EQ(0, ble_send_receive(&request, 1, &length));
         ASSERT_EQ(Bytes(ble_msg_buffer, ble_msg_buffer + length), sentReply);
@@ -329,7 +329,7 @@ TEST_F(OpenLink, MessageThatTheQueueDoesNotTake) {
     EXPECT_EQ(-1, ble_send_receive(tooLong.data(), 2049, &length));
     EXPECT_EQ(1500, length);
     EXPECT_THAT(logged(), ElementsAre("Failed", "Failed"));
-    EXPECT_THAT(peer.requests(), IsEmpty());
+    EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 
 TEST_F(OpenLink, NullWhileOpen) {

@@ -11,27 +11,27 @@ class WriteResponse : public testing::Test {
 protected:
     WriteResponse() { g_logLevel = UTIL_LOG_INFO; }
 
-    SyslogCapture log;
-    char buffer[8] = "1234567";
+    SyslogCapture log_;
+    char buffer_[8] = "1234567";
 };
 
 } // namespace
 
 TEST_F(WriteResponse, TextThatFitsWithItsZero) {
-    EXPECT_EQ(0, writeResponse("abcdefg", buffer, 8));
-    EXPECT_STREQ("abcdefg", buffer);
-    EXPECT_THAT(linesOf(log), IsEmpty());
+    EXPECT_EQ(0, writeResponse("abcdefg", buffer_, 8));
+    EXPECT_STREQ("abcdefg", buffer_);
+    EXPECT_THAT(linesOf(log_), IsEmpty());
 }
 
 TEST_F(WriteResponse, TextThatDoesNotFitLeavesTheBufferAlone) {
     for (const int room : {7, 1, 0, -1}) {
-        EXPECT_EQ(-1, writeResponse("abcdefg", buffer, room));
-        EXPECT_STREQ("1234567", buffer);
-        EXPECT_THAT(linesOf(log), ElementsAre("Not enough room in buffer for response\n"));
+        EXPECT_EQ(-1, writeResponse("abcdefg", buffer_, room));
+        EXPECT_STREQ("1234567", buffer_);
+        EXPECT_THAT(linesOf(log_), ElementsAre("Not enough room in buffer for response\n"));
     }
 }
 
 TEST_F(WriteResponse, NullBufferDropsTheText) {
     EXPECT_EQ(0, writeResponse("abcdefg", nullptr, 0));
-    EXPECT_THAT(linesOf(log), IsEmpty());
+    EXPECT_THAT(linesOf(log_), IsEmpty());
 }

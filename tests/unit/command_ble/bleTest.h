@@ -65,12 +65,12 @@ protected:
     // The data of the requests so far.
     std::vector<Bytes> sent();
     // The log lines since the last call.
-    std::vector<std::string> logged() { return linesOf(log); }
+    std::vector<std::string> logged() { return linesOf(log_); }
     // From now on a request without an answer fails at once instead of after 15 seconds.
     static void hurry() { faults::clockOffset = -BLE_REPLY_TIMEOUT_S; }
 
-    SyslogCapture log;
-    QueuePeer peer;
+    SyslogCapture log_;
+    QueuePeer peer_;
 
 private:
     std::vector<char> buffer_;

@@ -34,7 +34,7 @@ std::string info(const std::string& modelNumber) {
            ",\"model_name\":\"Tess 12\",\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
            "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
            "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-           std::string(build_revision) + "\"}}";
+           std::string(buildRevision) + "\"}}";
 }
 
 class CameraDescription : public testing::Test {
@@ -47,7 +47,7 @@ protected:
 
     std::string describe() {
         std::stringstream stream;
-        result = camera_description_output_json(stream);
+        result_ = camera_description_output_json(stream);
         return stream.str();
     }
 
@@ -57,19 +57,19 @@ protected:
         zvUtilSetLogLevel(UTIL_LOG_OFF);
         std::stringstream stream;
         const zvtest::ScarceMemory scarce(most);
-        result = camera_description_output_json(stream);
+        result_ = camera_description_output_json(stream);
         return stream;
     }
 
-    int result = 99;
-    zvtest::SyslogCapture log;
+    int result_ = 99;
+    zvtest::SyslogCapture log_;
 };
 
 TEST_F(CameraDescription, AppendsTheInfoObjectToTheSettingsOfTheModel) {
     writeSettings("tessilon", "{\"version\":2.1,\"modes\":[{\"id\":1}]}");
     EXPECT_EQ("<success header>\n{\"version\":2.1,\"modes\":[{\"id\":1}]" + info("12"), describe());
-    EXPECT_EQ(0, result);
-    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231"));
+    EXPECT_EQ(0, result_);
+    EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231"));
 }
 
 TEST_F(CameraDescription, AsksTheGettersInTheirOrderWithArraysOf256Bytes) {
@@ -81,28 +81,28 @@ TEST_F(CameraDescription, AsksTheGettersInTheirOrderWithArraysOf256Bytes) {
 }
 
 TEST_F(CameraDescription, TheBuildRevisionIs40LowerCaseHexadecimalDigits) {
-    EXPECT_EQ(std::string(build_revision).size(), 40U);
-    EXPECT_EQ(std::string(build_revision).find_first_not_of("0123456789abcdef"), std::string::npos);
+    EXPECT_EQ(std::string(buildRevision).size(), 40U);
+    EXPECT_EQ(std::string(buildRevision).find_first_not_of("0123456789abcdef"), std::string::npos);
 }
 
 TEST_F(CameraDescription, UnknownModelWarnsAndTakesTheSettingsOfModel13UnderItsOwnNumber) {
     writeSettings("abru", "{\"a\":1}");
     fakePlatform().model_number = 20;
     EXPECT_EQ("<success header>\n{\"a\":1" + info("20"), describe());
-    EXPECT_EQ(0, result);
-    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
-                                         "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236"));
+    EXPECT_EQ(0, result_);
+    EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                                          "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236"));
 }
 
 TEST_F(CameraDescription, AModelWithoutSettingsFileFallsBackToThoseOfModel13) {
     writeSettings("abru", "{\"a\":1}");
     EXPECT_EQ("<success header>\n{\"a\":1" + info("12"), describe());
-    EXPECT_EQ(0, result);
-    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
-                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
-                                         " @zvControl:308",
-                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                                         " @zvControl:312"));
+    EXPECT_EQ(0, result_);
+    EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 12\n @zvControl:231",
+                                          "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/tessilon/settings.json\n"
+                                          " @zvControl:308",
+                                          "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                          " @zvControl:312"));
 }
 
 TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
@@ -110,32 +110,32 @@ TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
-    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
-                                         "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
-                                         "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
-                                         " @zvControl:308",
-                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                                         " @zvControl:312"));
+    EXPECT_EQ(-10, result_);
+    EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
+                                          "UTIL_LOG_WARN :invalid model_number, 20\n @zvControl:236",
+                                          "UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/abru/settings.json\n"
+                                          " @zvControl:308",
+                                          "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                          " @zvControl:312"));
 }
 
 TEST_F(CameraDescription, PathsAreCutTo255CharactersInTheFileSystemAndInTheLog) {
     const std::string model(300, 'm');
-    char path[settings_path_size];
-    find_settings(model.c_str(), "abru", path);
+    char path[settingsPathSize];
+    findSettings(model.c_str(), "abru", path);
     EXPECT_STREQ("/usr/local/zarvo/etc/abru/settings.json", path);
-    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" +
-                                             std::string(234, 'm') + "\n @zvControl:308",
-                                         "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
-                                         " @zvControl:312"));
-    find_settings("none", model.c_str(), path);
+    EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_WARN :file not found, /usr/local/zarvo/etc/" +
+                                              std::string(234, 'm') + "\n @zvControl:308",
+                                          "UTIL_LOG_WARN :using default, /usr/local/zarvo/etc/abru/settings.json\n"
+                                          " @zvControl:312"));
+    findSettings("none", model.c_str(), path);
     EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
     std::filesystem::create_directories(etc);
     std::ofstream(etc + std::string(234, 'm')) << "{}";
-    log.take();
-    find_settings(model.c_str(), "abru", path);
+    log_.take();
+    findSettings(model.c_str(), "abru", path);
     EXPECT_EQ("/usr/local/zarvo/etc/" + std::string(234, 'm'), path);
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_THAT(log_.texts(), IsEmpty());
 }
 
 TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
@@ -145,23 +145,23 @@ TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
     describe();
     fakePlatform().model_number = 12;
     describe();
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_THAT(log_.texts(), IsEmpty());
     for (const int level : {3, 4}) {
         g_logLevel = level;
-        log.take();
+        log_.take();
         describe();
-        EXPECT_THAT(log.texts(),
+        EXPECT_THAT(log_.texts(),
                     ElementsAre(testing::EndsWith(" @zvControl:308"), testing::EndsWith(" @zvControl:312")));
         fakePlatform().model_number = 255;
-        log.take();
+        log_.take();
         describe();
-        EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_WARN :invalid model_number, 255\n @zvControl:236"));
+        EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_WARN :invalid model_number, 255\n @zvControl:236"));
         fakePlatform().model_number = 12;
     }
     g_logLevel = 5;
-    log.take();
+    log_.take();
     describe();
-    EXPECT_EQ(3U, log.texts().size());
+    EXPECT_EQ(3U, log_.texts().size());
 }
 
 TEST_F(CameraDescription, NoSettingsAtAllAnswersAnErrorWithThePathAttemptedLast) {
@@ -170,7 +170,7 @@ TEST_F(CameraDescription, NoSettingsAtAllAnswersAnErrorWithThePathAttemptedLast)
     EXPECT_EQ("<error |q=1|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, SettingsThatExistButCannotBeOpenedAnswerAnErrorWithoutFallingBack) {
@@ -181,7 +181,7 @@ TEST_F(CameraDescription, SettingsThatExistButCannotBeOpenedAnswerAnErrorWithout
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, LinesAreJoinedWithNothingBetweenThem) {
@@ -215,7 +215,7 @@ TEST_F(CameraDescription, SettingsWithoutAClosingBraceAnswerAnErrorAndNoHalfHead
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, EmptySettingsAnswerTheSameError) {
@@ -223,7 +223,7 @@ TEST_F(CameraDescription, EmptySettingsAnswerTheSameError) {
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, ADirectoryInThePlaceOfTheSettingsAnswersTheSameError) {
@@ -231,7 +231,7 @@ TEST_F(CameraDescription, ADirectoryInThePlaceOfTheSettingsAnswersTheSameError) 
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, APipeInThePlaceOfTheSettingsIsNotWaitedFor) {
@@ -240,7 +240,7 @@ TEST_F(CameraDescription, APipeInThePlaceOfTheSettingsIsNotWaitedFor) {
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, SettingsOf16MebibytesAreAnsweredAndOfOneByteMoreAreNot) {
@@ -248,34 +248,34 @@ TEST_F(CameraDescription, SettingsOf16MebibytesAreAnsweredAndOfOneByteMoreAreNot
     writeSettings("tessilon", start + "}");
     ASSERT_EQ(16777216U, std::filesystem::file_size(etc + "tessilon/settings.json"));
     EXPECT_TRUE(describe() == "<success header>\n" + start + info("12"));
-    EXPECT_EQ(0, result);
+    EXPECT_EQ(0, result_);
     writeSettings("tessilon", start + " }");
     ASSERT_EQ(16777217U, std::filesystem::file_size(etc + "tessilon/settings.json"));
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe().substr(0, 1000));
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForTheSettingsThereIsNoDocument) {
     writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
     EXPECT_TRUE(describeWithin(2000).bad());
-    EXPECT_EQ(-2, result);
+    EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForTheInfoObjectThereIsNoDocument) {
     // The settings just fit, and the text written back leaves no room behind it.
     writeSettings("tessilon", "{\"a\":\"" + std::string(400, 'a') + "\"}");
     EXPECT_TRUE(describeWithin(600).bad());
-    EXPECT_EQ(-2, result);
+    EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForAnErrorAnswerThereIsNone) {
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(-2, result);
+    EXPECT_EQ(-2, result_);
     fakePlatform().getter_results["ap_mac"] = -17;
     EXPECT_TRUE(describeWithin(1).bad());
-    EXPECT_EQ(-2, result);
+    EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, EndlessSettingsAnswerTheSameError) {
@@ -284,7 +284,7 @@ TEST_F(CameraDescription, EndlessSettingsAnswerTheSameError) {
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/tessilon/settings.json|"
               "camera_description_output_json|331>",
               describe());
-    EXPECT_EQ(-10, result);
+    EXPECT_EQ(-10, result_);
 }
 
 TEST_F(CameraDescription, TheCredentialsFlagIsAQuotedText) {
@@ -323,7 +323,7 @@ TEST_F(CameraDescription, ValuesThatFill256BytesWithoutAnEndAreCutTo255Character
                   "\",\"firmware_version\":\"" + std::string(255, 'd') + "\",\"serial_number\":\"" +
                   std::string(255, 'f') + "\",\"board_type\":\"" + std::string(255, 'c') + "\",\"ap_mac\":\"" +
                   std::string(255, 'a') + "\",\"ap_ssid\":\"" + std::string(255, 'b') +
-                  "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" + std::string(build_revision) + "\"}}",
+                  "\",\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" + std::string(buildRevision) + "\"}}",
               describe());
 }
 
@@ -351,8 +351,8 @@ TEST_P(FailingGetter, IsLoggedAndAnsweredWithItsNameCodeAndLines) {
     setenv("QUERY_STRING", "q=1", 1);
     fakePlatform().getter_results[GetParam().getter] = -17;
     EXPECT_EQ(describe(), GetParam().answered);
-    EXPECT_EQ(-17, result);
-    EXPECT_EQ(log.texts().back(), GetParam().logged);
+    EXPECT_EQ(-17, result_);
+    EXPECT_EQ(log_.texts().back(), GetParam().logged);
     EXPECT_EQ(fakePlatform().calls.size(), static_cast<std::size_t>(GetParam().calls));
 }
 
@@ -360,8 +360,8 @@ TEST_P(FailingGetter, IsLoggedOnlyFromErrorLevelOn) {
     g_logLevel = 1;
     fakePlatform().getter_results[GetParam().getter] = 5;
     describe();
-    EXPECT_EQ(5, result);
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_EQ(5, result_);
+    EXPECT_THAT(log_.texts(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(

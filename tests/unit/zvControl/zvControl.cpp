@@ -47,7 +47,7 @@ Served serve(const char* path, const char* params) {
     setVariable("QUERY_STRING", params);
     const zvtest::OutputCapture output(STDOUT_FILENO);
     const zvtest::OutputCapture errors(STDERR_FILENO);
-    const int result = zv_control_main();
+    const int result = zvControlMain();
     return {result, output.text(), errors.text()};
 }
 
@@ -60,7 +60,7 @@ Served serveWithin(std::size_t most, const char* path, const char* params) {
     int result = 99;
     {
         const zvtest::ScarceMemory scarce(most);
-        result = zv_control_main();
+        result = zvControlMain();
     }
     return {result, output.text(), errors.text()};
 }
@@ -423,7 +423,7 @@ TEST(ZvControl, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtAll) {
                   "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
                   "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
                   "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}",
+                  std::string(buildRevision) + "\"}}",
               whole.output);
     int answered = 0;
     for (std::size_t most = 0; most < 5000; most += 10) {
