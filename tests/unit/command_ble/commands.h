@@ -2,6 +2,7 @@
 #pragma once
 
 #include "bleTest.h"
+#include "command_ble.h"
 
 struct Command {
     Handler handler;

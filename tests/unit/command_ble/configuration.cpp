@@ -1,4 +1,5 @@
 #include "bleTest.h"
+#include "command_ble.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

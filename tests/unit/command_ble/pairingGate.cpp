@@ -1,4 +1,5 @@
 #include "bleTest.h"
+#include "command_ble.h"
 #include "csi.h"
 
 #include <chrono>

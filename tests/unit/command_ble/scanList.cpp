@@ -1,3 +1,4 @@
+#include "command_ble.h"
 #include "listDaemon.h"
 
 #include <algorithm>

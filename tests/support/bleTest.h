@@ -2,9 +2,9 @@
 // of requests and replies.
 #pragma once
 
+#include "bleInterface.h"
 #include "bleLink.h"
-#include "command_ble.h"
-#include "faults.h"
+#include "linkFaults.h"
 #include "queuePeer.h"
 #include "syslogCapture.h"
 #include "zvLog.h"

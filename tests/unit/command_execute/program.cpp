@@ -1,5 +1,6 @@
-#include "installation.h"
 #include "program.h"
+
+#include "installation.h"
 #include "wrappedSystem.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "faults.h"
+#include "linkFaults.h"
 
 #include <algorithm>
 #include <cerrno>

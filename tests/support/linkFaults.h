@@ -42,7 +42,7 @@ extern std::vector<std::string> unlinks;
 extern int closes;
 // Allocations made while armed that have not been freed.
 std::size_t unfreed();
-// Frees them: what the link leaves behind deliberately.
+// Frees them: what the link leaves behind.
 void freeUnfreed();
 
 } // namespace faults
