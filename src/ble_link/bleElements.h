@@ -1,5 +1,5 @@
-// The message elements that the requests are made of. They live as long as the program; each command points them at its
-// own data, which must stay alive until the request has been serialised.
+// The message elements that requests are made of. They live as long as the program. Each command points them at its own
+// data, which must live until the request has been serialised.
 #pragma once
 
 #include "zvCtrlD.h"

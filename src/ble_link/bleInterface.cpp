@@ -20,9 +20,13 @@ namespace {
 
 constexpr char networkQueue[] = "/to_zvnet";
 constexpr char bleQueue[] = "/to_ble";
-constexpr std::size_t rxNameSize = 129;
+constexpr std::size_t nameSize = 129;
 
-// A record that closing may look at from the start, whatever else of the opening fails.
+// Of the reply queue.
+constexpr mode_t replyQueueMode = 0664;
+constexpr long replyQueueMessages = 2;
+
+// A queue that is not open yet: closing may look at it, wherever the opening fails.
 BleQueue* allocateQueue() {
     auto* queue = static_cast<BleQueue*>(std::malloc(sizeof(BleQueue)));
     if (queue == nullptr) {
@@ -35,14 +39,14 @@ BleQueue* allocateQueue() {
 }
 
 int nameReplyQueue() {
-    auto* name = static_cast<char*>(std::malloc(rxNameSize));
+    auto* name = static_cast<char*>(std::malloc(nameSize));
     if (name == nullptr) {
-        // Not the text of the records' failure, deliberately: both are part of the interface.
+        // Fixed: readers of the log tell this failure from that of a queue's record by its text.
         BLE_LOG(UTIL_LOG_ERROR, "Unable to allocate memory");
         return ZV_ERR_OUTOFMEM;
     }
-    std::memset(name, 0, rxNameSize);
-    std::snprintf(name, rxNameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
+    std::memset(name, 0, nameSize);
+    std::snprintf(name, nameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
     replyQueue->name = name;
     return ZV_OK;
 }
@@ -51,9 +55,9 @@ int createReplyQueue() {
     // An earlier process with the same id may have left its queue behind.
     mq_unlink(replyQueue->name);
     replyQueue->attributes = {};
-    replyQueue->attributes.mq_maxmsg = 2;
+    replyQueue->attributes.mq_maxmsg = replyQueueMessages;
     replyQueue->attributes.mq_msgsize = BLE_MSG_SIZE;
-    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, 0664, &replyQueue->attributes);
+    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, replyQueueMode, &replyQueue->attributes);
     if (replyQueue->descriptor == queueNotOpen) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;
@@ -106,7 +110,7 @@ int closeRequestQueue() {
 }
 
 int removeReplyQueue() {
-    // The result of closing is deliberately left out: only a queue that stays behind in the system counts.
+    // Fixed: clients see the result of the removal alone, since only a queue that stays in the system does harm.
     if (mq_close(replyQueue->descriptor) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to close rx message queue");
     }
@@ -141,8 +145,7 @@ int ble_interface_close() {
     if (replyQueue == nullptr) {
         return result;
     }
-    // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the process ends
-    // soon after.
+    // A queue that could not be created has nothing to remove; its name is not freed, since the process ends soon.
     if (replyQueue->descriptor != queueNotOpen) {
         result = removeReplyQueue();
     }

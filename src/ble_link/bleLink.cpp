@@ -14,12 +14,14 @@ std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
 
 namespace {
 
+constexpr long nanosecondsPerMicrosecond = 1000;
+
 timespec deadline() {
     timeval now{};
     gettimeofday(&now, nullptr);
     timespec end{};
     end.tv_sec = now.tv_sec + BLE_REPLY_TIMEOUT_S;
-    end.tv_nsec = static_cast<long>(now.tv_usec) * 1000;
+    end.tv_nsec = static_cast<long>(now.tv_usec) * nanosecondsPerMicrosecond;
     return end;
 }
 
@@ -34,7 +36,7 @@ int ble_send(const std::uint8_t* message, std::uint32_t length) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR;
     }
-    // With a time limit: the full queue of a daemon that stands still must not hold the request for ever.
+    // A daemon that hangs lets its queue run full; the request must not wait for room for ever.
     const timespec end = deadline();
     if (mq_timedsend(requestQueue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed");
@@ -49,7 +51,7 @@ int ble_receive(std::uint8_t* buffer, std::uint16_t* length) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (replyQueue == nullptr || replyQueue->descriptor < 0) {
-        // Another result than that of a send on a closed link, deliberately: it is part of the interface.
+        // Fixed: callers tell receiving on a closed link from sending on one by this result.
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR_INVALID_PARAM;
     }

@@ -9,8 +9,12 @@
 
 namespace {
 
-// Category of a message that has not been read: no request or reply carries it.
+// The category until a message has been read; no request or reply carries it.
 constexpr unsigned char placeholderCategory = 20;
+
+// A reply's first data byte, and what stands for one that cannot be read.
+constexpr unsigned char statusSuccess = 0;
+constexpr unsigned char statusNone = 1;
 
 // A received message and the stream that its elements point into.
 class Reply {
@@ -57,9 +61,9 @@ int ble_check_response(const std::uint8_t* reply, std::uint16_t length) {
         return ZV_ERR;
     }
     MemStream stream(element->getData(), element->getLength());
-    unsigned char status = 1;
+    unsigned char status = statusNone;
     stream >> status;
-    return status == 0 ? ZV_OK : ZV_ERR;
+    return status == statusSuccess ? ZV_OK : ZV_ERR;
 }
 
 int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::uint8_t* data,
@@ -74,7 +78,7 @@ int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::
         return ZV_ERR;
     }
     const unsigned char* const bytes = element->getData();
-    if (bytes[0] != 0) {
+    if (bytes[0] != statusSuccess) {
         return ZV_ERR;
     }
     const auto count = static_cast<std::uint16_t>(element->getLength() - 1);

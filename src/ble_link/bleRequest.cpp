@@ -6,6 +6,12 @@
 #include "bleMessages.h"
 #include "bleReply.h"
 
+namespace {
+
+constexpr char bleTag[] = "BL"; // of every request to the BLE daemon
+
+} // namespace
+
 BleRequest serialise(const Msg& message) {
     MemStream stream(ble_msg_buffer, BLE_MSG_SIZE);
     stream << message;
@@ -14,11 +20,11 @@ BleRequest serialise(const Msg& message) {
 
 BleRequest serialiseCommand(std::span<std::uint8_t> data) {
     BLECommandMsg message;
-    setText(commandTagElement, "BL");
+    setText(commandTagElement, bleTag);
     commandDataElement.setData(data.data(), static_cast<unsigned short>(data.size()));
     addStandardElements(message);
     const BleRequest request = serialise(message);
-    // The parameter block is the caller's and need not outlive the request.
+    // The parameter block is the caller's and need not live any longer.
     commandDataElement.setData(nullptr, 0);
     return request;
 }

@@ -12,10 +12,9 @@
 
 namespace {
 
-// Reads pieces of as many bytes as size says, into room, and hands them to sink, up to limit bytes in all. Nothing read
-// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do
-// not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
-// piece, unless it was handed down ignored.)
+// Reads pieces of size() bytes into room and hands them to sink, up to limit bytes in all. A source that gives nothing
+// is at its end, whatever the reason. The sink's failures are not looked at: the handler's result does not depend on
+// them.
 template<typename Size, typename Sink>
 int copyPieces(std::FILE* source, std::int64_t limit, char* room, Size size, Sink sink) {
     while (limit > 0) {
@@ -53,7 +52,7 @@ std::FILE* openAnalytics(const char* path) {
 }
 
 int seekAnalyticsEnd(std::FILE* file, std::int32_t& size) {
-    // Some file systems let a directory be sought through, but none lets it be read.
+    // Some file systems seek in a directory, but none reads one.
     if (isDirectory(file) || fseeko(file, 0, SEEK_END) != 0) {
         return -1;
     }
@@ -81,9 +80,8 @@ int copyAnalytics(std::FILE* destination, std::FILE* source) {
 int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit) {
     char pieces[analyticsGatheredSize];
     int direct = analyticsDirectBlocks;
-    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one
-    // has something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
-    // block. Read that many at a time, they pass through no other buffer.
+    // Block by block at first, so that the reader has something at once; then many blocks at a time, since a system
+    // call costs more than a block's bytes. So large a read passes through no other buffer.
     return copyPieces(
         source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analyticsBlockSize) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {

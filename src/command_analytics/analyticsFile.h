@@ -9,11 +9,11 @@
 /* Bytes copied at a time; the memory that a copy needs does not depend on the file's size. */
 inline constexpr std::size_t analyticsBlockSize = 1024;
 
-/* The so many first blocks of a file are copied one by one; those behind them together, so many bytes at a time. */
+/* Blocks that are sent one by one at the start of a file, and bytes that are sent at a time behind them. */
 inline constexpr int analyticsDirectBlocks = 16;
 inline constexpr std::size_t analyticsGatheredSize = 32 * analyticsBlockSize;
 
-/* Opens a file for reading, without waiting for a writer when the path names a pipe. Null when it cannot be opened. */
+/* Opens a file for reading. Does not wait for the writer of a pipe. Null when it cannot be opened. */
 std::FILE* openAnalytics(const char* path);
 
 /*
@@ -32,7 +32,7 @@ int seekAnalyticsStart(std::FILE* file);
 int copyAnalytics(std::FILE* destination, std::FILE* source);
 
 /*
- * The same towards a descriptor, written whole: each of the first blocks by itself, the later ones together. The one
- * difference in what arrives: this one stops after limit bytes at the latest.
+ * Copies source to a descriptor in the same way, but limit bytes at most: the first blocks one by one, the later ones
+ * together.
  */
 int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit);

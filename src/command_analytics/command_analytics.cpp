@@ -2,12 +2,14 @@
 
 #include "analyticsFile.h"
 #include "csi.h"
+#include "httpStatus.h"
 #include "writeAll.h"
 #include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,11 +19,14 @@
 
 namespace {
 
-// Line numbers of the error answers; part of the interface.
+// Fixed: clients tell the error answers apart by these line numbers.
 constexpr int lineBusy = 57;
 constexpr int lineSeekEnd = 83;
 constexpr int lineSeekStart = 93;
 constexpr int lineOpen = 107;
+
+constexpr std::size_t pathSize = 257; // of the daemon's answer
+constexpr std::size_t headerSize = 96;
 
 struct CloseFile {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
@@ -36,12 +41,12 @@ int answerError(int status, const char* message, int line) {
 }
 
 int answerNoContent(int line) {
-    return answerError(204, "no content", line);
+    return answerError(httpNoContent, "no content", line);
 }
 
-// Both fields deliberately stand in one line, with no status line: exactly this is the interface.
+// Fixed: clients and web servers know the header in this form, two fields in one line and no status.
 void sendHeader(std::int32_t size) {
-    char header[96];
+    char header[headerSize];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
     zv::writeAll(STDOUT_FILENO, header);
@@ -74,9 +79,9 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
         return ZV_ERR;
     }
     if (recording != 0) {
-        return answerError(403, "busy", lineBusy);
+        return answerError(httpForbidden, "busy", lineBusy);
     }
-    char path[257] = {};
+    char path[pathSize] = {};
     const int asked = zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_GET, nullptr, 0, path, sizeof path);
     if (asked != ZV_OK) {
         return asked;

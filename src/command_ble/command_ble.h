@@ -1,16 +1,18 @@
 /*
- * The commands under "command/ble/" and the hooks that open and close the link to the BLE daemon around them.
+ * The commands under "command/ble/".
  *
  * Every handler takes the request's query text (null counts as empty), the response buffer (null: the answer is
  * composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text in the buffer,
- * or nothing where it has nothing to say; on failure the buffer is untouched. Results are codes of zvErrno.h: 0, -1
- * (the daemon refused or did not answer, its reply was malformed, the answer did not fit) or -3 (a missing or unusable
- * parameter). Never -4, deliberately: a bad parameter is answered with 500 as well, not with 400.
+ * or nothing when it has no answer; on failure the buffer is untouched. Results are codes of zvErrno.h: 0, -1 (the
+ * daemon refused or did not answer, its reply was malformed, the answer did not fit) or -3 (a parameter is missing or
+ * unusable).
+ *
+ * Fixed: never -4; clients expect 500, not 400, for a bad parameter too.
  *
  * Causes are logged at error level under the source name "command_ble".
  *
- * This header gives the whole interface of the BLE module: with the commands come the link that they go over, the
- * messages, the checks of a reply and the device address. Those headers never include this one.
+ * This header gives the whole interface of the BLE module: the commands, the link below them, the messages, the checks
+ * of a reply and the device address.
  */
 #pragma once
 

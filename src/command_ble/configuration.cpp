@@ -14,13 +14,15 @@
 
 namespace {
 
+constexpr int configurationSize = 1; // bytes of the daemon's answer
+
 int setConfiguration(const std::string& value) {
     int autoConnect = 0;
     if (!parseInteger(value, autoConnect)) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing auto_connect parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    // The second byte is always 0, deliberately: only the third carries the value.
+    // Fixed: the daemon reads the value from the third byte and expects 0 in the second.
     std::uint8_t data[] = {codeOf(BleCommand::SetConfiguration), 0, static_cast<std::uint8_t>(autoConnect)};
     const int result = exchangeAndCheck(serialiseCommand(data));
     if (result != ZV_OK) {
@@ -29,7 +31,7 @@ int setConfiguration(const std::string& value) {
     return result;
 }
 
-// A second message, about parameters, although the query is empty: deliberately, it is part of the interface.
+// Fixed: readers of the log expect this second line, although no parameter is wrong.
 int answerFailed(const char* query) {
     BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
     return ZV_ERR;
@@ -43,8 +45,8 @@ int getConfiguration(const char* query, char* response, int responseSize) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for get ble config: %d", result);
         return result;
     }
-    if (length != 1) {
-        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes of response to command, got %d", 1, length);
+    if (length != configurationSize) {
+        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes of response to command, got %d", configurationSize, length);
         return answerFailed(query);
     }
     char text[32];

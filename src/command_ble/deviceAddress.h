@@ -11,8 +11,8 @@ inline constexpr int bleAddressSize = 6;
 // one loses its first characters. 0; -3 when the text is empty or one of its last twelve characters is not a
 // hexadecimal digit, and address is untouched. Logs nothing.
 //
-// Digits only, on purpose: a reader of numbers would take cells such as "-C", "+A", " 1" or "5:", and an address with
-// separators would turn into another device's.
+// Only digits pass: a reader of numbers takes "-C", "+A", " 1" and "5:" as well, and would turn an address with
+// separators into another device's.
 int parse_device_address(const std::string& text, std::uint8_t* address);
 
 // The twelve digits of an address, in lower case.

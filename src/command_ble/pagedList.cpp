@@ -7,6 +7,7 @@
 #include "zvErrno.h"
 
 #include <array>
+#include <cstddef>
 #include <ctime>
 #include <string>
 
@@ -14,15 +15,20 @@ BleListSink::~BleListSink() = default;
 
 namespace {
 
-constexpr int listEnd = 255; // entries that a list can have: counts and indices are bytes
+constexpr int mostEntries = 255; // of a list: counts and indices are bytes
 constexpr int maximumAttempts = 2;
 constexpr std::uint8_t scanPageMaximum = 15;
 constexpr std::uint8_t whitelistPageMaximum = 255;
 
+// A request: command code, start index, maximum of entries.
+using PageRequest = std::array<std::uint8_t, 3>;
+constexpr std::size_t startIndex = 1;
+constexpr std::size_t maximum = 2;
+
 // A reply's data: id, total, index, count, entries.
 constexpr std::uint16_t headerSize = 4;
 
-// The monotonic time: setting the camera's clock neither ends nor prolongs an acquisition.
+// Monotonic, so that setting the camera's clock neither ends nor prolongs an acquisition.
 timespec now() {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
@@ -60,8 +66,8 @@ private:
     const BleList list_;
     const std::optional<std::uint8_t> page_;
     BleListSink& sink_;
-    std::array<std::uint8_t, 3> request_; // command code, start index, maximum of entries
-    int requests_ = 0;                    // of this attempt
+    PageRequest request_;
+    int requests_ = 0; // of this attempt
     const timespec start_ = now();
 };
 
@@ -84,9 +90,8 @@ int Acquisition::run() {
 }
 
 Acquisition::Outcome Acquisition::attempt(int number) {
-    // Only the start index is set back. The maximum deliberately keeps the value of the last request: the first request
-    // of a second attempt asks for no more than was still missing.
-    request_[1] = page_.value_or(0);
+    // Fixed: the daemon sees the maximum of the last request again when a second attempt begins.
+    request_[startIndex] = page_.value_or(0);
     requests_ = 0;
     if (!fetch()) {
         return Outcome::Failed;
@@ -107,8 +112,8 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
         if (wanted <= 0) {
             return Outcome::Complete;
         }
-        request_[1] = static_cast<std::uint8_t>(request_[1] + delivered);
-        request_[2] = static_cast<std::uint8_t>(wanted);
+        request_[startIndex] = static_cast<std::uint8_t>(request_[startIndex] + delivered);
+        request_[maximum] = static_cast<std::uint8_t>(wanted);
         if (timeIsUp() || !fetch()) {
             return Outcome::Failed;
         }
@@ -130,10 +135,10 @@ bool Acquisition::timeIsUp() const {
     return true;
 }
 
-// Requests a page; its data stand in ble_msg_buffer when it is accepted.
+// Requests a page and leaves its data in ble_msg_buffer. False when it is not accepted.
 bool Acquisition::fetch() {
-    if (requests_ == listEnd) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list with %d requests", listEnd);
+    if (requests_ == mostEntries) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list with %d requests", mostEntries);
         return false;
     }
     ++requests_;
@@ -144,7 +149,7 @@ bool Acquisition::fetch() {
 bool Acquisition::receive(std::uint16_t& length) {
     const int result = exchangeForData(serialiseCommand(request_), length);
     if (result != ZV_OK) {
-        // The whitelist commands speak of scan results as well, deliberately: it is part of the interface.
+        // Fixed: readers of the log expect this text of the whitelist commands too.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);
     }
     return result == ZV_OK;
@@ -156,12 +161,12 @@ bool Acquisition::accept(std::uint16_t length) const {
         BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is shorter than its header", length);
         return false;
     }
-    if (index() != request_[1]) {
-        BLE_LOG(UTIL_LOG_ERROR, "Requested data from index:%d got data from :%d", request_[1], index());
+    if (index() != request_[startIndex]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested data from index:%d got data from :%d", request_[startIndex], index());
         return false;
     }
-    if (count() > request_[2]) {
-        BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[2], count());
+    if (count() > request_[maximum]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[maximum], count());
         return false;
     }
     if (length - headerSize < count() * entrySize(list_)) {

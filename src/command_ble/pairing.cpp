@@ -10,6 +10,7 @@
 #include "zvErrno.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -18,6 +19,10 @@ namespace {
 
 // Command code, address (6 bytes, last octet first), address type.
 using PairBlock = std::array<std::uint8_t, 8>;
+constexpr std::size_t addressAt = 1;
+constexpr std::size_t addressTypeAt = 7;
+
+constexpr int statusSize = 1; // bytes of the daemon's answer
 
 int readAddressType(const char* query, PairBlock& block) {
     std::string value;
@@ -29,30 +34,29 @@ int readAddressType(const char* query, PairBlock& block) {
         BLE_LOG(UTIL_LOG_ERROR, "Error parsing address_type parameter [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    block[7] = static_cast<std::uint8_t>(type);
+    block[addressTypeAt] = static_cast<std::uint8_t>(type);
     return ZV_OK;
 }
 
 int readDevice(const char* query, PairBlock& block) {
     std::string value;
     if (parseParam(query, "device=", value) == 0) {
-        // Only the start names the parameter, deliberately: it is part of the interface.
+        // Fixed: readers of the log expect the parameter's name from the start alone.
         if (block[0] == codeOf(BleCommand::PairStart)) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param device=");
         }
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
-    if (parse_device_address(value, block.data() + 1) != ZV_OK) {
-        // The whole query, not the value alone, deliberately: it is part of the interface.
+    if (parse_device_address(value, block.data() + addressAt) != ZV_OK) {
+        // Fixed: readers of the log expect the whole query here, not the value alone.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
     return ZV_OK;
 }
 
-// Sends a pair start or cancel. The address type is looked at first: when both parameters are bad, it is the one that
-// the log names.
+// Sends a pair start or cancel. Fixed: readers of the log find the address type there when both parameters are bad.
 int pair(BleCommand command, const char* query) {
     PairBlock block{};
     block[0] = codeOf(command);
@@ -93,8 +97,8 @@ int ble_pair_status(const char*, char* response, int responseSize) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pair_status command failed");
         return result;
     }
-    if (length != 1) {
-        BLE_LOG(UTIL_LOG_ERROR, "Expected 1 bytes in response, got %d", length);
+    if (length != statusSize) {
+        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes in response, got %d", statusSize, length);
         return ZV_ERR;
     }
     char text[32];

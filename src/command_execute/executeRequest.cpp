@@ -9,7 +9,7 @@
 
 namespace {
 
-// Line numbers of the failure statuses; part of the interface.
+// Fixed: clients tell the failures apart by these line numbers.
 constexpr int lineProgramKey = 97;
 constexpr int lineArgumentsKey = 115;
 constexpr int lineActionKey = 125;
@@ -43,8 +43,8 @@ int readAction(const std::string& text, std::int32_t& action) {
     return 0;
 }
 
-// Deliberately bounded by the length of the arguments while looking at the program's characters, never at those of the
-// arguments: what it lets through is part of the interface.
+// Fixed: clients rely on what passes here. Looks at as many characters of the program as there are arguments'
+// characters, and never at the arguments.
 bool hasShellCharacter(const ExecEntry& entry) {
     const std::size_t end = std::min(entry.arguments.size(), entry.program.size());
     return entry.program.substr(0, end).find_first_of(";|<>&") != std::string::npos;
@@ -69,8 +69,8 @@ int validate(ExecEntry& entry, const std::string& action, std::ostream& stream) 
     return 0;
 }
 
-// 1: read, 0: there is no such command, -1: failed. The scratch text is one and the same for the whole request: a later
-// command without c<n> deliberately finds the value of its p<n> there.
+// 1: read, 0: there is no such command, -1: failed.
+// Fixed: clients may leave out a later c<n>. The scratch text of the whole request then still holds the value of p<n>.
 int readEntry(const char* params, int number, ExecEntry& entry, std::string& scratch, std::ostream& stream) {
     char key[keySize];
     if (!makeKey(key, 'p', number)) {

@@ -10,15 +10,18 @@
 
 namespace {
 
-constexpr int lineSettings = 331; // of the error answer; part of the interface
+// Fixed: readers of the log and clients tell the messages apart by these line numbers.
+constexpr int lineModelNumber = 231;
+constexpr int lineUnknownModel = 236;
+constexpr int lineSettings = 331; // of the error answer
 
-// The camera's own number stays what the document reports, known or not.
+// Falls back to the default model for a number that is not known. The document reports the camera's own number anyway.
 const char* settingsModel(unsigned char number) {
     const char* const model = get_model_name(number);
     if (model != nullptr) {
         return model;
     }
-    ZV_LOG_AT(UTIL_LOG_WARN, 236, "zvControl", "invalid model_number, %d\n", number);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineUnknownModel, "zvControl", "invalid model_number, %d\n", number);
     return get_model_name(defaultModelNumber);
 }
 
@@ -28,7 +31,7 @@ void setText(std::stringstream& stream, std::string_view text) {
     stream.seekp(0, std::ios::end);
 }
 
-// Reopens the settings' outermost object: its closing brace, and what follows it, goes.
+// Cuts the text before its last closing brace, so that the settings' outermost object can take a further member.
 bool cutLastBrace(std::stringstream& stream) {
     const std::string text = stream.str();
     const std::size_t brace = text.rfind('}');
@@ -39,7 +42,7 @@ bool cutLastBrace(std::stringstream& stream) {
     return true;
 }
 
-// A stream that is bad stays so, and whoever would answer sees it: it is memory that is missing, not the settings.
+// A bad stream lacks memory, not settings; it stays bad, so that nothing is answered.
 int failSettings(std::stringstream& stream, const char* path) {
     if (stream.bad()) {
         return ZV_ERR_OUTOFMEM;
@@ -62,7 +65,7 @@ void writeInfo(std::ostream& stream, const CameraIdentity& state) {
     writeMember(stream, "board_type", state.boardType);
     writeMember(stream, "ap_mac", state.apMac);
     writeMember(stream, "ap_ssid", state.apSsid);
-    // Deliberately a quoted text, not a boolean: this form is part of the interface.
+    // Fixed: clients expect a quoted digit, not a boolean.
     writeMember(stream, "ap_has_default_credentials", state.apHasDefaultCredentials ? "1" : "0");
     writeMember(stream, "git_sha1", buildRevision);
     stream << "}}";
@@ -74,7 +77,7 @@ int describe(std::stringstream& stream) {
     if (result != ZV_OK) {
         return result;
     }
-    ZV_LOG_AT(UTIL_LOG_INFO, 231, "zvControl", "model_number, %d\n", state.modelNumber);
+    ZV_LOG_AT(UTIL_LOG_INFO, lineModelNumber, "zvControl", "model_number, %d\n", state.modelNumber);
     const char* const model = settingsModel(state.modelNumber);
     result = readCameraState(state, stream);
     if (result != ZV_OK) {

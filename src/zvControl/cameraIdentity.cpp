@@ -1,5 +1,6 @@
 #include "cameraIdentity.h"
 
+#include "httpStatus.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
@@ -8,7 +9,7 @@
 
 namespace {
 
-// A getter's name as log and answer show it, and the line numbers of both; part of the interface.
+// Fixed: clients and readers of the log know each getter's name and the line numbers of its two messages.
 struct Report {
     const char* name;
     int logLine;
@@ -66,6 +67,6 @@ int readCameraState(CameraIdentity& state, std::ostream& stream) {
 }
 
 void writeDescriptionError(std::ostream& stream, int errorCode, const char* message, int line) {
-    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), 500, errorCode, message,
-                                 "camera_description_output_json", line);
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), httpInternalServerError,
+                                 errorCode, message, "camera_description_output_json", line);
 }

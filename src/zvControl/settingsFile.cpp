@@ -12,6 +12,12 @@
 
 namespace {
 
+// Fixed: readers of the log tell the lines apart by these numbers.
+constexpr int lineNotFound = 308;
+constexpr int lineDefault = 312;
+
+constexpr std::size_t blockSize = 4096;
+
 void buildPath(const char* model, char (&path)[settingsPathSize]) {
     std::snprintf(path, sizeof path, "/usr/local/zarvo/etc/%s/settings.json", model);
 }
@@ -21,7 +27,7 @@ bool exists(const char* path) {
     return stat(path, &status) == 0;
 }
 
-// The text without its line ends.
+// Appends the text without its line ends.
 void appendLines(std::ostream& stream, std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
@@ -46,16 +52,16 @@ void findSettings(const char* model, const char* defaultModel, char (&path)[sett
     if (exists(path)) {
         return;
     }
-    ZV_LOG_AT(UTIL_LOG_WARN, 308, "zvControl", "file not found, %s\n", path);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineNotFound, "zvControl", "file not found, %s\n", path);
     buildPath(defaultModel, path);
-    ZV_LOG_AT(UTIL_LOG_WARN, 312, "zvControl", "using default, %s\n", path);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineDefault, "zvControl", "using default, %s\n", path);
 }
 
 SettingsFile::SettingsFile(const char* path) : file_(zv::openForReading(path)) {}
 
-// Half a document must not be answered as a whole one.
+// A document that cannot be read whole is not answered at all.
 bool SettingsFile::readLines(std::ostream& stream) {
-    char block[4096];
+    char block[blockSize];
     std::size_t total = 0;
     while (!stream.bad()) {
         const ssize_t length = readSome(file_.get(), block, sizeof block);

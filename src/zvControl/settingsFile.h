@@ -10,7 +10,7 @@
 
 inline constexpr int settingsPathSize = 256;
 
-/* More than any model's settings; a file beyond it is not taken for one. */
+/* Bytes of the longest settings file that is read; no model's settings come near it. */
 inline constexpr std::size_t settingsMaxSize = std::size_t{16} << 20;
 
 /*
