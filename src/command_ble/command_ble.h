@@ -31,7 +31,7 @@ int ble_pairing_phase(const char* params, char* response, int responseSize);
 int ble_configure(const char* params, char* response, int responseSize);
 /* "command/ble/scan": p= is passed to the daemon, cut to 8 bits. */
 int ble_scan(const char* params, char* response, int responseSize);
-/* "command/ble/scan/list": p= asks for one page from that index, without it the whole list is answered. */
+/* "command/ble/scan/list": p= asks for one page from that index; without it, the whole list is answered. */
 int ble_scan_list(const char* params, char* response, int responseSize);
 
 /* "command/ble/pair/start" and "command/ble/pair/cancel": device= and optionally address_type=. */
@@ -44,5 +44,5 @@ int ble_pair_status(const char* params, char* response, int responseSize);
 int ble_whitelist_list(const char* params, char* response, int responseSize);
 /* "command/ble/whitelist/configure": device= and remove=1 or auto_connect=. */
 int ble_whitelist_configure(const char* params, char* response, int responseSize);
-/* "command/ble/whitelist/device": answers the entry of address=, an empty object when there is none. */
+/* "command/ble/whitelist/device": answers the entry of address=, or an empty object. */
 int ble_whitelist_device(const char* params, char* response, int responseSize);

@@ -18,9 +18,8 @@ constexpr int configurationSize = 1; // bytes of the daemon's answer
 
 int setConfiguration(const std::string& value) {
     int autoConnect = 0;
-    if (!parseInteger(value, autoConnect)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing auto_connect parameter [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing auto_connect parameter", autoConnect); result != ZV_OK) {
+        return result;
     }
     // Fixed: the daemon reads the value from the third byte and expects 0 in the second.
     std::uint8_t data[] = {codeOf(BleCommand::SetConfiguration), 0, static_cast<std::uint8_t>(autoConnect)};
@@ -72,14 +71,12 @@ int ble_configure(const char* params, char* response, int responseSize) {
 int ble_scan(const char* params, char*, int) {
     const char* const query = queryText(params);
     std::string value;
-    if (parseParam(query, "p=", value) == 0) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+        return result;
     }
     int scan = 0;
-    if (!parseInteger(value, scan)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing p parameter", scan); result != ZV_OK) {
+        return result;
     }
     std::uint8_t data[] = {codeOf(BleCommand::Scan), static_cast<std::uint8_t>(scan)};
     const int result = exchangeAndCheck(serialiseCommand(data));

@@ -1,5 +1,5 @@
-// The address of a BLE device: six bytes, the last octet first, as the daemons keep it; in queries and answers twelve
-// hexadecimal digits without separators, the first octet first.
+// The address of a BLE device. Daemons keep it as six bytes, the last octet first. Queries and answers hold it as
+// twelve hexadecimal digits without separators, the first octet first.
 #pragma once
 
 #include <cstdint>

@@ -4,11 +4,13 @@
 #include "bleLog.h"
 #include "bleQuery.h"
 #include "bleRequest.h"
+#include "bleResponse.h"
 #include "zvErrno.h"
 
 #include <array>
 #include <cstddef>
 #include <ctime>
+#include <exception>
 #include <string>
 
 BleListSink::~BleListSink() = default;
@@ -197,9 +199,8 @@ int readPage(const char* query, std::optional<std::uint8_t>& page) {
         return ZV_OK;
     }
     int start = 0;
-    if (!parseInteger(value, start)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing p parameter", start); result != ZV_OK) {
+        return result;
     }
     page = static_cast<std::uint8_t>(start);
     return ZV_OK;
@@ -207,6 +208,19 @@ int readPage(const char* query, std::optional<std::uint8_t>& page) {
 
 int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
     return Acquisition(list, page, sink).run();
+}
+
+int answerList(BleList list, const char* params, BleListSink& sink, char* response, int responseSize) try {
+    std::optional<std::uint8_t> page;
+    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
+        return result;
+    }
+    if (const int result = acquireList(list, page, sink); result != ZV_OK) {
+        return result;
+    }
+    return writeResponse(sink.document().c_str(), response, responseSize);
+} catch (const std::exception&) {
+    return listOutOfMemory();
 }
 
 int listOutOfMemory() {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 
 // A list of the daemon, by the code of the command that asks for a page of it.
 enum class BleList : std::uint8_t {
@@ -32,7 +33,7 @@ struct BlePage {
     int count;
 };
 
-// Takes what is acquired, in the order of the list.
+// Receives the entries, in the order of the list.
 class BleListSink {
 public:
     BleListSink() = default;
@@ -44,6 +45,8 @@ public:
     virtual void begin(const BleListHeader& header) = 0;
     // Entries of a reply, only valid during the call. False when no more of them are needed.
     virtual bool add(const BlePage& page) = 0;
+    // The answer that has been made of the entries.
+    virtual std::string document() const = 0;
 };
 
 // Seconds after which an acquisition requests no further page: a daemon that hands out tiny pages slowly must not hold
@@ -67,6 +70,9 @@ int readPage(const char* query, std::optional<std::uint8_t>& page);
  * further page once listTimeoutSeconds have passed.
  */
 int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
+
+// Answers a command for one page ("p=") or the whole list with the sink's document. The command's result.
+int answerList(BleList list, const char* params, BleListSink& sink, char* response, int responseSize);
 
 // Logs that there is no memory for a list's answer. -1, for the command to return.
 int listOutOfMemory();

@@ -30,9 +30,8 @@ int readAddressType(const char* query, PairBlock& block) {
         return ZV_OK;
     }
     int type = 0;
-    if (!parseInteger(value, type)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing address_type parameter [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing address_type parameter", type); result != ZV_OK) {
+        return result;
     }
     block[addressTypeAt] = static_cast<std::uint8_t>(type);
     return ZV_OK;
@@ -48,45 +47,38 @@ int readDevice(const char* query, PairBlock& block) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
         return ZV_ERR_INVALID_PARAM;
     }
-    if (parse_device_address(value, block.data() + addressAt) != ZV_OK) {
-        // Fixed: readers of the log expect the whole query here, not the value alone.
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
-        return ZV_ERR_INVALID_PARAM;
-    }
-    return ZV_OK;
+    return readAddress(value, query, block.data() + addressAt);
 }
 
-// Sends a pair start or cancel. Fixed: readers of the log find the address type there when both parameters are bad.
-int pair(BleCommand command, const char* query) {
-    PairBlock block{};
-    block[0] = codeOf(command);
+int readBlock(const char* query, PairBlock& block) {
+    // Fixed: readers of the log find the address type there when both parameters are bad.
     if (const int result = readAddressType(query, block); result != ZV_OK) {
         return result;
     }
-    if (const int result = readDevice(query, block); result != ZV_OK) {
+    return readDevice(query, block);
+}
+
+// Carries out a pair start or cancel, which the log knows by its name.
+int pair(BleCommand command, const char* name, const char* query) {
+    PairBlock block{codeOf(command)};
+    if (const int result = readBlock(query, block); result != ZV_OK) {
         return result;
     }
-    return exchangeAndCheck(serialiseCommand(block));
+    const int result = exchangeAndCheck(serialiseCommand(block));
+    if (result != ZV_OK) {
+        BLE_LOG(UTIL_LOG_ERROR, "%s %s command failed", name, query);
+    }
+    return result;
 }
 
 } // namespace
 
 int ble_pair_start(const char* params, char*, int) {
-    const char* const query = queryText(params);
-    const int result = pair(BleCommand::PairStart, query);
-    if (result == ZV_ERR) {
-        BLE_LOG(UTIL_LOG_ERROR, "ble_pair_start %s command failed", query);
-    }
-    return result;
+    return pair(BleCommand::PairStart, "ble_pair_start", queryText(params));
 }
 
 int ble_pair_cancel(const char* params, char*, int) {
-    const char* const query = queryText(params);
-    const int result = pair(BleCommand::PairCancel, query);
-    if (result == ZV_ERR) {
-        BLE_LOG(UTIL_LOG_ERROR, "ble_pair_cancel %s command failed", query);
-    }
-    return result;
+    return pair(BleCommand::PairCancel, "ble_pair_cancel", queryText(params));
 }
 
 int ble_pair_status(const char*, char* response, int responseSize) {

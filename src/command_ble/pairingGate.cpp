@@ -69,14 +69,13 @@ int ble_pairing_available(const char*, char*, int) {
 int ble_pairing_phase(const char* params, char*, int) {
     const char* const query = queryText(params);
     std::string value;
-    if (parseParam(query, "p=", value) == 0) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+        return result;
     }
     int phase = 0;
-    if (!parseInteger(value, phase)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing parameter for pairing_phase command [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command", phase);
+        result != ZV_OK) {
+        return result;
     }
     const int result = exchangeAndCheck(serialisePhase(phase != 0));
     if (result != ZV_OK) {

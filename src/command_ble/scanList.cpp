@@ -1,17 +1,12 @@
 // The devices that the last scan found.
 #include "bleLog.h"
-#include "bleQuery.h"
-#include "bleResponse.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "listEntry.h"
 #include "pagedList.h"
-#include "zvErrno.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
-#include <optional>
 #include <string>
 
 namespace {
@@ -86,7 +81,7 @@ public:
         return true;
     }
 
-    std::string document() const { return text_ + "]\n}\n"; }
+    std::string document() const override { return text_ + "]\n}\n"; }
 
 private:
     std::string text_;
@@ -95,16 +90,7 @@ private:
 
 } // namespace
 
-int ble_scan_list(const char* params, char* response, int responseSize) try {
-    std::optional<std::uint8_t> page;
-    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
-        return result;
-    }
+int ble_scan_list(const char* params, char* response, int responseSize) {
     ScanList list;
-    if (const int result = acquireList(BleList::ScanResults, page, list); result != ZV_OK) {
-        return result;
-    }
-    return writeResponse(list.document().c_str(), response, responseSize);
-} catch (const std::exception&) {
-    return listOutOfMemory();
+    return answerList(BleList::ScanResults, params, list, response, responseSize);
 }

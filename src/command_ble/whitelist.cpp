@@ -81,7 +81,7 @@ public:
         return true;
     }
 
-    std::string document() const {
+    std::string document() const override {
         return "\n{\"list_id\":" + std::to_string(header_.id) +
                ",\"total\":" + std::to_string(header_.total - skipped_) +
                ",\"index\":" + std::to_string(header_.index) +
@@ -96,7 +96,7 @@ private:
     std::string devices_;
 };
 
-// Looks for one device; the pages behind its entry are not asked for.
+// Looks for one device and ends the acquisition once it is found.
 class WhitelistDevice : public BleListSink {
 public:
     std::uint8_t* address() { return address_; }
@@ -115,7 +115,7 @@ public:
         return true;
     }
 
-    std::string document() const { return "\n{" + device_ + "}\n"; }
+    std::string document() const override { return "\n{" + device_ + "}\n"; }
 
 private:
     std::uint8_t address_[bleAddressSize] = {};
@@ -124,18 +124,9 @@ private:
 
 } // namespace
 
-int ble_whitelist_list(const char* params, char* response, int responseSize) try {
-    std::optional<std::uint8_t> page;
-    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
-        return result;
-    }
+int ble_whitelist_list(const char* params, char* response, int responseSize) {
     Whitelist list;
-    if (const int result = acquireList(BleList::Whitelist, page, list); result != ZV_OK) {
-        return result;
-    }
-    return writeResponse(list.document().c_str(), response, responseSize);
-} catch (const std::exception&) {
-    return listOutOfMemory();
+    return answerList(BleList::Whitelist, params, list, response, responseSize);
 }
 
 int ble_whitelist_device(const char* params, char* response, int responseSize) try {
@@ -146,9 +137,8 @@ int ble_whitelist_device(const char* params, char* response, int responseSize) t
         return ZV_ERR_INVALID_PARAM;
     }
     WhitelistDevice device;
-    if (parse_device_address(value, device.address()) != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readAddress(value, query, device.address()); result != ZV_OK) {
+        return result;
     }
     if (const int result = acquireList(BleList::Whitelist, std::nullopt, device); result != ZV_OK) {
         return result;

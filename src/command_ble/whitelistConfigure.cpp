@@ -25,15 +25,10 @@ constexpr std::size_t addressAt = 3;
 
 int readDevice(const char* query, ConfigureBlock& block) {
     std::string value;
-    if (parseParam(query, "device=", value) == 0) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readRequired(query, "device=", value); result != ZV_OK) {
+        return result;
     }
-    if (parse_device_address(value, block.data() + addressAt) != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
-        return ZV_ERR_INVALID_PARAM;
-    }
-    return ZV_OK;
+    return readAddress(value, query, block.data() + addressAt);
 }
 
 int readRemove(const char* query, ConfigureBlock& block, bool& given) {
@@ -42,9 +37,8 @@ int readRemove(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int remove = 0;
-    if (!parseInteger(value, remove)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to remove= [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Invalid parameter to remove=", remove); result != ZV_OK) {
+        return result;
     }
     if (remove != 1) {
         // Fixed: clients must not take 0 for a way to keep the entry; readers of the log see no line for it.
@@ -62,9 +56,8 @@ int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int autoConnect = 0;
-    if (!parseInteger(value, autoConnect)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Invalid parameter to auto_connect= [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Invalid parameter to auto_connect=", autoConnect); result != ZV_OK) {
+        return result;
     }
     block[operationAt] = operationAutoConnect;
     block[argumentAt] = static_cast<std::uint8_t>(autoConnect);

@@ -22,8 +22,7 @@ constexpr int lineProgramShell = 194;
 constexpr int keySize = 30;
 
 int fail(std::ostream& stream, const char* message, int line) {
-    write_status_error(stream, message, "handle_command_execute", line);
-    return -1;
+    return ::fail(stream, message, "handle_command_execute", line);
 }
 
 // "p1=", "a1=", "c1=" and so on.
@@ -43,8 +42,8 @@ int readAction(const std::string& text, std::int32_t& action) {
     return 0;
 }
 
-// Fixed: clients rely on what passes here. Looks at as many characters of the program as there are arguments'
-// characters, and never at the arguments.
+// Fixed: clients rely on what passes. Only the program is looked at, and no more of its characters than the arguments
+// have.
 bool hasShellCharacter(const ExecEntry& entry) {
     const std::size_t end = std::min(entry.arguments.size(), entry.program.size());
     return entry.program.substr(0, end).find_first_of(";|<>&") != std::string::npos;
@@ -70,13 +69,13 @@ int validate(ExecEntry& entry, const std::string& action, std::ostream& stream) 
 }
 
 // 1: read, 0: there is no such command, -1: failed.
-// Fixed: clients may leave out a later c<n>. The scratch text of the whole request then still holds the value of p<n>.
+// Fixed: clients may leave out a later c<n>; the scratch text, one for the whole request, then holds the value of p<n>.
 int readEntry(const char* params, int number, ExecEntry& entry, std::string& scratch, std::ostream& stream) {
     char key[keySize];
     if (!makeKey(key, 'p', number)) {
         return fail(stream, "fail, invalid param", lineProgramKey);
     }
-    // Deliberately not asked for the first command: a request without p1 fails for its empty program name.
+    // Fixed: clients get the failure of an empty program name for a request without p1.
     if (number > 1 && parseParam(params, key, scratch) == 0) {
         return 0;
     }

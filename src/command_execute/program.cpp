@@ -31,11 +31,6 @@ constexpr int commandSize = 1024;
 
 constexpr std::chrono::milliseconds stopPause{50}; // between the two signals
 
-int fail(std::ostream& stream, const char* message, const char* function, int line) {
-    write_status_error(stream, message, function, line);
-    return -1;
-}
-
 // Fixed: clients know the text with "start" for stopping too.
 int failShell(std::ostream& stream, int error, const char* command, const char* function, int line) {
     return fail(stream, formatMessage("start: system errno %d cmd '%s'", error, command), function, line);
@@ -48,8 +43,7 @@ bool isInstalled(const char* program) {
     return length > 0 && length != pathSize && zv::UniqueFd(zv::openForReading(path)).ok();
 }
 
-// Fixed: the shell sees a text of the old length. The other characters move to the left, and the last ones stay as
-// well.
+// Fixed: the shell gets a text of the old length, whose last characters stand there twice where quotes were removed.
 void removeQuotes(std::string& text) {
     std::size_t kept = 0;
     for (const char character : text) {

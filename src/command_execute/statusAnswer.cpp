@@ -30,6 +30,11 @@ void write_status_error(std::ostream& stream, const char* message, const char* f
            << "}\n";
 }
 
+int fail(std::ostream& stream, const char* message, const char* function, int line) {
+    write_status_error(stream, message, function, line);
+    return -1;
+}
+
 void write_status_ok(std::ostream& stream) {
     stream << "Status: " << httpOk << "\n\n"
            << "{\"status\":\""

@@ -13,7 +13,7 @@ bool writeAnswer(const std::stringstream& stream) {
     static_cast<void>(zv::writeAll(STDOUT_FILENO, stream.view()));
     return true;
 #else
-    // Built for a closed library with the string type of before C++11: the streams of that time only give copies.
+    // Streams of the string type from before C++11, which a closed library may need, give copies only.
     try {
         static_cast<void>(zv::writeAll(STDOUT_FILENO, stream.str()));
         return true;

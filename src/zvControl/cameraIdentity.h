@@ -20,8 +20,8 @@ struct CameraIdentity {
 };
 
 /*
- * Read the model number, and everything else. 0; or the code of the first getter that fails, after logging it at error
- * level and writing the error answer into the stream. What was read before it stays in state.
+ * Read the model number, and everything else. 0; or the code of the first getter that fails, which is logged at error
+ * level and answered in the stream. What was read before it stays in state.
  */
 int readModelNumber(CameraIdentity& state, std::ostream& stream);
 int readCameraState(CameraIdentity& state, std::ostream& stream);

@@ -29,7 +29,7 @@ constexpr int lineFailure = 150;
 
 constexpr std::size_t responseSize = 4096;
 
-// Lent to the handler that serves the request, which leaves a zero-terminated text in it or leaves it empty.
+// The serving handler leaves a zero-terminated text here, or nothing.
 char response[responseSize];
 
 bool openInterface(int& result) {
@@ -58,7 +58,7 @@ void answerSuccess(std::ostream& stream) {
     }
 }
 
-// The environment is read again: handlers run in this process and may have changed it.
+// Reads the environment again, since handlers run in this process and may have changed it.
 void answerError(std::ostream& stream, int result) {
     const char* const path = std::getenv("PATH_INFO");
     const char* const params = std::getenv("QUERY_STRING");
@@ -72,7 +72,7 @@ void answerError(std::ostream& stream, int result) {
     http_print_error_response_ex(stream, path, params, status, result, path, "main", lineFailure);
 }
 
-// The result with which the request ends.
+// Writes the answer to a result. Returns the result with which the request ends.
 int answer(std::stringstream& stream, int result) {
     if (result == ZV_ERR_RESPONSE_ALREADY_SENT) {
         return result;

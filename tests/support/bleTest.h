@@ -35,12 +35,10 @@ Bytes dataOf(const Bytes& request);
 // A reply of the daemon with this status and data.
 Bytes replyOf(std::uint8_t status, const Bytes& data = {});
 
-/*
- * The log lines since the last call. One of error level and of the source "command_ble", as nearly all have to be,
- * stands here as its caller wrote it; any other one keeps its level and its source, so that it equals none of those.
- */
+// The log lines since the last call. Lines of error level and of the source "command_ble" stand here as their callers
+// wrote them; all others keep level and source.
 std::vector<std::string> linesOf(SyslogCapture& log);
-// Lines of other levels, as they stand there.
+// Lines of other levels, as linesOf gives them.
 std::string warning(const std::string& text);
 std::string debugLine(const std::string& text);
 

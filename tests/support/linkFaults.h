@@ -1,6 +1,5 @@
-// System calls of the link that can be made to fail. The test program is linked so that malloc, calloc, free, mq_open,
-// mq_close, mq_unlink, gettimeofday and clock_gettime of the link pass through here; undisturbed, they are the real
-// ones.
+// System calls of the link that can be made to fail: whoever links this calls malloc, calloc, free, mq_open, mq_close,
+// mq_unlink, gettimeofday and clock_gettime through it. Undisturbed, they do what the real ones do.
 #pragma once
 
 #include <atomic>

@@ -17,7 +17,7 @@ protected:
     static int check(const Bytes& reply) {
         return ble_check_response(reply.data(), static_cast<std::uint16_t>(reply.size()));
     }
-    // The data of a reply in a place of its own; the result is in result.
+    // The data of a reply, copied to another place; the result is in result_.
     Bytes data(const Bytes& reply, std::uint16_t room = 1500) {
         Bytes place(room);
         length_ = room;

@@ -36,7 +36,7 @@ void writeFile(const std::string& bytes) {
     zvtest::wrappedWrite().sizes.clear(); // linked statically, the stream's own calls are counted too
 }
 
-// A source that hands out its bytes and fails where it is told to; a destination that keeps the blocks.
+// A source that hands out its bytes and fails at failAt; a destination that keeps the blocks.
 struct Source {
     std::string bytes;
     std::size_t failAt = std::string::npos;

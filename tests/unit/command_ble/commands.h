@@ -7,7 +7,7 @@
 struct Command {
     Handler handler;
     const char* query;
-    const char* failure; // the line that it logs itself when its request is not accepted
+    const char* failure; // the line that the command itself logs when its request is not accepted
 };
 
 inline constexpr Command commands[] = {

@@ -1,4 +1,4 @@
-// What holds for every command that goes over the link: how a request that is not accepted ends.
+// How a request that is not accepted ends, for every command that goes over the link.
 #include "commands.h"
 
 #include <chrono>
@@ -78,7 +78,7 @@ TEST_F(EveryCommand, FailsWithoutAReply) {
     for (const Command& command : commands) {
         const std::size_t before = peer_.requestCount();
         expectFailure(command, {"Failed error:Connection timed out, timeout\n", noReply});
-        // Without a pause for its peer a hurrying process fills the queue, and sending fails as well.
+        // A process that does not wait for its peer would fill the queue, and sending would fail too.
         waitForRequests(before + 1);
     }
 }

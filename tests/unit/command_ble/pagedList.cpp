@@ -21,6 +21,7 @@ public:
         }
         return counts.size() < enough;
     }
+    std::string document() const override { return ""; }
 
     std::vector<BleListHeader> headers;
     std::vector<int> counts;

@@ -1,5 +1,5 @@
-// Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
-// failure, and neither reads nor writes where it should not (which the sanitizers tell).
+// Thousands of replies that no daemon should send, always the same ones. Every command ends with an answer or a
+// failure; the sanitizers tell whether it reads or writes where it should not.
 #include "commands.h"
 #include "listDaemon.h"
 
@@ -52,7 +52,7 @@ protected:
         return reply;
     }
 
-    // What every outcome of a command has to be like.
+    // A command either answers a text or fails with -1 and writes nothing.
     void expectAnswer(int result) {
         if (result == 0) {
             const std::string text = response();
@@ -63,8 +63,8 @@ protected:
         }
     }
 
-    // Calls every command; the number of those that answered. None may hold the process longer than the machine is
-    // slow: a single wait for a reply that never comes is 15 seconds.
+    // Calls every command; the number of those that answered. None may take 15 seconds, the time of a single wait for a
+    // reply that never comes.
     int callAll() {
         int answered = 0;
         for (const Command& command : commands) {

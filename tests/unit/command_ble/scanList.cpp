@@ -199,7 +199,7 @@ TEST_F(ScanList, ListAcrossTheEntrysEndIsReadFromTheNextEntry) {
 }
 
 TEST_F(ScanList, EveryOffsetAndLengthOfTheLastEntryStaysWithinTheBuffer) {
-    // Entries as far behind in the buffer as a page takes them.
+    // The entries stand as far behind in the buffer as a page allows.
     std::vector<Bytes> entries(15, scanEntry(address));
     for (int offset = 0; offset < 256; offset += 3) {
         for (const int length : {1, 2, 15, 16, 254, 255}) {

@@ -73,7 +73,7 @@ TEST_F(ExecuteRequest, AMissingFirstActionIsAnInvalidCommand) {
 
 TEST_F(ExecuteRequest, ALaterMissingActionFindsTheProgramInItsPlace) {
     EXPECT_EQ(failure("invalid command other", 162), refused("p1=zvStream&c1=stop&p2=other"));
-    // Which is an action, if the program is named like one.
+    // A program that is named like an action is read as its own action.
     ASSERT_EQ(2, read("p1=zvStream&c1=stop&p2=restart"));
     EXPECT_EQ(2, entries_[1].action);
 }

@@ -50,7 +50,7 @@ void expectNotFound(const std::string& program) {
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-// The file exists, for the program's name gets past the test for it.
+// The file exists: the name passes the test for it and fails the next one.
 void expectFound(const std::string& program) {
     const Done done = execute(program, "", actionStop);
     EXPECT_EQ(-1, done.result);
@@ -269,7 +269,7 @@ TEST(StopProg, KillsEveryProcessThatDoesNotEnd) {
 
 TEST(StopProg, Waits50MillisecondsBetweenTheSignals) {
     std::stringstream stream;
-    wrappedSystem().failing = 1; // at once: what is left between the two is the wait
+    wrappedSystem().failing = 1; // at once, so that only the pause is measured
     EXPECT_EQ(0, stopProg("zvStream", stream));
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream"));
     const auto& moments = wrappedSystem().moments;
@@ -308,7 +308,7 @@ TEST(StartProg, TheShellSplitsAndInterpretsTheArguments) {
 TEST(StartProg, TheProgramDoesNotHoldThisProcessDescriptors) {
     const Installation installation;
     int connection[2];
-    ASSERT_EQ(0, pipe(connection)); // inherited, as it stands
+    ASSERT_EQ(0, pipe(connection)); // programs inherit it, unless they are kept from it
     std::stringstream stream;
     ASSERT_EQ(0, startProg("zvStream", "", stream));
     EXPECT_THAT(Installation::journal(4), ElementsAre("start", "0 /dev/null", "1 /dev/null", "2 /dev/null"));
