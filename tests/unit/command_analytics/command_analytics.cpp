@@ -23,7 +23,7 @@
 namespace {
 
 bool startUnreachable = false;
-// The file opened by descriptor fails to be read behind so many bytes; -1: it does not.
+// Reading the file that was opened by descriptor fails behind so many bytes; -1: never.
 off_t readableBytes = -1;
 int openDescriptor = -1;
 

@@ -42,8 +42,8 @@ TEST(HandlerTable, HasFourteenRowsInTheirOrderWithHandlerAndHooks) {
         const Expected& expected = table[index];
         EXPECT_STREQ(expected.uri, rows[index].uri);
         EXPECT_EQ(expected.handler, rows[index].handler) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].open_hook) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].close_hook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].openHook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].closeHook) << expected.uri;
     }
 }
 

@@ -1,6 +1,5 @@
 #include "writeAll.h"
 
-#include "outputCapture.h"
 #include "wrappedWrite.h"
 
 #include <cerrno>
@@ -41,21 +40,21 @@ struct Pipe {
 
 TEST(WriteAll, WritesATextInOnePiece) {
     Pipe pipe;
-    EXPECT_TRUE(write_all(pipe.ends[1], "one piece"));
+    EXPECT_TRUE(zv::writeAll(pipe.ends[1], "one piece"));
     pipe.closeWriter();
     EXPECT_EQ("one piece", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(9));
 }
 
 TEST(WriteAll, DoesNotWriteAnEmptyText) {
-    EXPECT_TRUE(write_all(-1, ""));
+    EXPECT_TRUE(zv::writeAll(-1, ""));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
 }
 
 TEST(WriteAll, GoesOnWhereAPartialWriteEnded) {
     Pipe pipe;
     wrappedWrite().script = {{1, 0}, {3, 0}, {2, 0}};
-    EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_TRUE(zv::writeAll(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
     EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 9, 6, 4));
@@ -64,7 +63,7 @@ TEST(WriteAll, GoesOnWhereAPartialWriteEnded) {
 TEST(WriteAll, RepeatsAnInterruptedWrite) {
     Pipe pipe;
     wrappedWrite().script = {{0, EINTR}, {4, 0}, {0, EINTR}, {0, EINTR}};
-    EXPECT_TRUE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_TRUE(zv::writeAll(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
     EXPECT_EQ("0123456789", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 10, 6, 6, 6));
@@ -73,7 +72,7 @@ TEST(WriteAll, RepeatsAnInterruptedWrite) {
 TEST(WriteAll, StopsWhenTheDescriptorRefuses) {
     Pipe pipe;
     wrappedWrite().script = {{4, 0}, {0, EIO}};
-    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_FALSE(zv::writeAll(pipe.ends[1], "0123456789"));
     pipe.closeWriter();
     EXPECT_EQ("0123", pipe.drain());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
@@ -83,14 +82,14 @@ TEST(WriteAll, StopsWhenTheReaderHasGone) {
     std::signal(SIGPIPE, SIG_IGN);
     Pipe pipe;
     close(pipe.ends[0]);
-    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_FALSE(zv::writeAll(pipe.ends[1], "0123456789"));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
 TEST(WriteAll, StopsWhenNothingIsTaken) {
     Pipe pipe;
     wrappedWrite().script = {{0, 0}};
-    EXPECT_FALSE(write_all(pipe.ends[1], "0123456789"));
+    EXPECT_FALSE(zv::writeAll(pipe.ends[1], "0123456789"));
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10));
 }
 
@@ -100,50 +99,11 @@ TEST(WriteAll, WaitsForAFullNonBlockingPipe) {
     const std::string text(1 << 20, 'x');
     std::string received;
     std::thread reader([&] { received = pipe.drain(); });
-    EXPECT_TRUE(write_all(pipe.ends[1], text));
+    EXPECT_TRUE(zv::writeAll(pipe.ends[1], text));
     pipe.closeWriter();
     reader.join();
     EXPECT_EQ(received.size(), text.size());
     EXPECT_GT(wrappedWrite().sizes.size(), 1U);
-}
-
-struct Answered {
-    bool written;
-    std::string output;
-};
-
-Answered answer(const std::stringstream& stream) {
-    const zvtest::OutputCapture output(STDOUT_FILENO);
-    const bool written = write_answer(stream);
-    return {written, output.text()};
-}
-
-TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
-    std::stringstream stream;
-    stream << "header" << '\n' << 200 << std::string(2000, 'x');
-    const Answered answered = answer(stream);
-    EXPECT_TRUE(answered.written);
-    EXPECT_EQ("header\n200" + std::string(2000, 'x'), answered.output);
-    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
-}
-
-TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
-    std::stringstream stream;
-    stream << "half an ans";
-    stream.setstate(std::ios_base::badbit);
-    const Answered answered = answer(stream);
-    EXPECT_FALSE(answered.written);
-    EXPECT_EQ("", answered.output);
-    EXPECT_THAT(wrappedWrite().sizes, ElementsAre());
-}
-
-TEST(WriteAnswer, DoesNotTellWhatBecameOfTheWriting) {
-    std::stringstream stream;
-    stream << "answer";
-    wrappedWrite().script = {{0, EIO}};
-    const Answered answered = answer(stream);
-    EXPECT_TRUE(answered.written);
-    EXPECT_EQ("", answered.output);
 }
 
 } // namespace

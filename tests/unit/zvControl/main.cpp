@@ -58,17 +58,17 @@ protected:
         std::ofstream("/tmp/scenario.json") << R"({"identity":{"model_number":12,"model_name":"Tess 12",
             "firmware_version":"3.4.5","serial_number":"SN0001","board_type":"B7","ap_mac":"020304050607",
             "ap_ssid":"zarvo-0001","ap_has_default_credentials":true}})";
-        daemon = zvtest::startProgram("zvControlD", {"--scenario", "/tmp/scenario.json"}, {});
+        daemon_ = zvtest::startProgram("zvControlD", {"--scenario", "/tmp/scenario.json"}, {});
         for (int attempt = 0; attempt < 2000 && !std::filesystem::exists("/run/zarvo/zvControlD.sock"); ++attempt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
     ~ProgramWithDaemon() override {
-        kill(daemon, SIGTERM);
-        zvtest::waitFor(daemon);
+        kill(daemon_, SIGTERM);
+        zvtest::waitFor(daemon_);
     }
 
-    pid_t daemon;
+    pid_t daemon_;
 };
 
 TEST_F(ProgramWithDaemon, AnswersTheDescription) {
@@ -81,7 +81,7 @@ TEST_F(ProgramWithDaemon, AnswersTheDescription) {
               "\"model_name\":\"Tess 12\",\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
               "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
               "\"ap_has_default_credentials\":\"1\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}",
+                  std::string(buildRevision) + "\"}}",
               program.output);
 }
 

@@ -1,4 +1,4 @@
-#include "faults.h"
+#include "linkFaults.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -51,7 +51,7 @@ int closes = 0;
 
 namespace {
 
-// Only the thread that armed is looked at: the peer and the log have queues and memory of their own.
+// Only the thread that called arm() is disturbed: the peer and the log have queues and memory of their own.
 thread_local bool armed = false;
 
 // Holds the bookkeeping's own calls off.
@@ -134,7 +134,7 @@ extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
     return block;
 }
 
-// Linked statically, the C library's own allocations pass through here as well. Those for the log are not the link's.
+// In a static program the C library's own allocations come here too. Those for the log do not count as the link's.
 extern "C" void __wrap_syslog(int priority, const char* format, ...) {
     const Pause pause;
     va_list arguments;

@@ -79,7 +79,7 @@ std::string debugLine(const std::string& text) {
     return "UTIL_LOG_DEBUG:" + text + " @command_ble";
 }
 
-BleTest::BleTest(long peersMessageSize) : peer(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {
+BleTest::BleTest(long peersMessageSize) : peer_(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {
     g_logLevel = UTIL_LOG_INFO; // all but traces
     EXPECT_EQ(0, ble_interface_open());
 }
@@ -117,7 +117,7 @@ std::string BleTest::response() const {
 
 std::vector<Bytes> BleTest::sent() {
     std::vector<Bytes> all;
-    for (const Bytes& request : peer.requests()) {
+    for (const Bytes& request : peer_.requests()) {
         all.push_back(dataOf(request));
     }
     return all;

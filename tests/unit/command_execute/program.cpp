@@ -1,5 +1,6 @@
-#include "installation.h"
 #include "program.h"
+
+#include "installation.h"
 #include "wrappedSystem.h"
 
 #include <chrono>
@@ -43,15 +44,15 @@ Done execute(const std::string& program, const std::string& arguments, std::int3
 }
 
 void expectNotFound(const std::string& program) {
-    const Done done = execute(program, "", exec_stop);
+    const Done done = execute(program, "", actionStop);
     EXPECT_EQ(-1, done.result);
     EXPECT_EQ(failure("file not found " + program, "executeCommand", 255), done.text);
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
 }
 
-// The file exists, for the program's name gets past the test for it.
+// The file exists: the name passes the test for it and fails the next one.
 void expectFound(const std::string& program) {
-    const Done done = execute(program, "", exec_stop);
+    const Done done = execute(program, "", actionStop);
     EXPECT_EQ(-1, done.result);
     EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), done.text);
 }
@@ -96,7 +97,7 @@ TEST(ExecuteCommand, TestsTheCutPathOf51CharactersAndMore) {
 }
 
 TEST(ExecuteCommand, MessageOfALongNameIsCutTo511Characters) {
-    const Done done = execute(std::string(5000, 'q'), "", exec_stop);
+    const Done done = execute(std::string(5000, 'q'), "", actionStop);
     EXPECT_EQ(failure("file not found " + std::string(496, 'q'), "executeCommand", 255), done.text);
 }
 
@@ -108,23 +109,23 @@ TEST(ExecuteCommand, APipeInTheInstallationIsNotWaitedFor) {
 
 TEST(ExecuteCommand, ADirectoryOfTheInstallationCanBeReadAndIsNotWhitelisted) {
     const Installation installation;
-    for (const std::int32_t action : {exec_stop, exec_start}) {
+    for (const std::int32_t action : {actionStop, actionStart}) {
         const Done done = execute(".", "", action);
         EXPECT_EQ(-1, done.result);
-        EXPECT_EQ(done.text, action == exec_stop ? failure("stop: not in whitelist", "stopProg", 339)
-                                                 : failure("start: not in whitelist", "startProg", 379));
+        EXPECT_EQ(done.text, action == actionStop ? failure("stop: not in whitelist", "stopProg", 339)
+                                                  : failure("start: not in whitelist", "startProg", 379));
     }
 }
 
 TEST(ExecuteCommand, AnInstalledProgramThatIsNotWhitelistedIsNeitherStartedNorStopped) {
     const Installation installation;
     Installation::addFile("other");
-    for (const std::int32_t action : {exec_stop, exec_restart}) {
+    for (const std::int32_t action : {actionStop, actionRestart}) {
         const Done done = execute("other", "", action);
         EXPECT_EQ(-1, done.result);
         EXPECT_EQ(failure("stop: not in whitelist", "stopProg", 339), done.text);
     }
-    const Done done = execute("other", "", exec_start);
+    const Done done = execute("other", "", actionStart);
     EXPECT_EQ(-1, done.result);
     EXPECT_EQ(failure("start: not in whitelist", "startProg", 379), done.text);
     EXPECT_THAT(wrappedSystem().commands, IsEmpty());
@@ -142,7 +143,7 @@ TEST(ExecuteCommand, RefusesActionsOutOfRange) {
 
 TEST(ExecuteCommand, StartsTheProgramWithItsArguments) {
     const Installation installation;
-    const Done done = execute("zvStream", "-x", exec_start);
+    const Done done = execute("zvStream", "-x", actionStart);
     EXPECT_EQ(0, done.result);
     EXPECT_EQ("", done.text);
     EXPECT_THAT(wrappedSystem().commands,
@@ -154,7 +155,7 @@ TEST(ExecuteCommand, StartsTheProgramWithItsArguments) {
 TEST(ExecuteCommand, QuotesAreRemovedAndTheTailKeepsItsCharacters) {
     const Installation installation;
     const auto left = [](const std::string& arguments) {
-        ExecEntry entry{"zvStream", arguments, exec_restart};
+        ExecEntry entry{"zvStream", arguments, actionRestart};
         wrappedSystem() = {};
         wrappedSystem().failing = 2; // nothing is started
         execute(entry);
@@ -169,14 +170,14 @@ TEST(ExecuteCommand, QuotesAreRemovedAndTheTailKeepsItsCharacters) {
 }
 
 TEST(ExecuteCommand, QuotesStayWhenTheProgramIsNotFound) {
-    ExecEntry entry{"absent", "\"-x\"", exec_start};
+    ExecEntry entry{"absent", "\"-x\"", actionStart};
     EXPECT_EQ(failure("file not found absent", "executeCommand", 255), execute(entry).text);
     EXPECT_EQ("\"-x\"", entry.arguments);
 }
 
 TEST(ExecuteCommand, TheArgumentsLeftByTheRemovalAreWhatTheShellGets) {
     const Installation installation;
-    execute("zvStream", "a\"b", exec_start);
+    execute("zvStream", "a\"b", actionStart);
     EXPECT_THAT(wrappedSystem().commands,
                 ElementsAre("/usr/local/zarvo/bin/zvStream abb < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start [abb]"));
@@ -184,7 +185,7 @@ TEST(ExecuteCommand, TheArgumentsLeftByTheRemovalAreWhatTheShellGets) {
 
 TEST(ExecuteCommand, AShellThatDoesNotUnderstandTheArgumentsIsNoFailure) {
     const Installation installation;
-    const Done done = execute("zvStream", "\"-x\"", exec_start);
+    const Done done = execute("zvStream", "\"-x\"", actionStart);
     EXPECT_EQ(0, done.result);
     EXPECT_EQ("", done.text);
     EXPECT_THAT(wrappedSystem().commands,
@@ -193,10 +194,10 @@ TEST(ExecuteCommand, AShellThatDoesNotUnderstandTheArgumentsIsNoFailure) {
 
 TEST(ExecuteCommand, RestartStopsThenStartsANewProcess) {
     const Installation installation;
-    execute("zvStream", "one", exec_start);
+    execute("zvStream", "one", actionStart);
     Installation::journal(4);
     const auto before = Installation::running();
-    const Done done = execute("zvStream", "two", exec_restart);
+    const Done done = execute("zvStream", "two", actionRestart);
     EXPECT_EQ(0, done.result);
     EXPECT_THAT(Installation::journal(9), Contains("start [two]"));
     EXPECT_TRUE(Installation::becomes(1));
@@ -208,7 +209,7 @@ TEST(ExecuteCommand, RestartStopsThenStartsANewProcess) {
 
 TEST(ExecuteCommand, RestartSucceedsWhenNothingWasRunning) {
     const Installation installation;
-    EXPECT_EQ(0, execute("zvStream", "", exec_restart).result);
+    EXPECT_EQ(0, execute("zvStream", "", actionRestart).result);
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream",
                                                       "/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null 2>&1 &"));
     EXPECT_THAT(Installation::journal(4), Contains("start"));
@@ -217,7 +218,7 @@ TEST(ExecuteCommand, RestartSucceedsWhenNothingWasRunning) {
 TEST(ExecuteCommand, RestartWhoseStopFailsStartsNothing) {
     const Installation installation;
     wrappedSystem().failing = 2;
-    const Done done = execute("zvStream", "", exec_restart);
+    const Done done = execute("zvStream", "", actionRestart);
     EXPECT_EQ(-1, done.result);
     EXPECT_EQ(failure("start: system errno 12 cmd 'killall -9 zvStream'", "stopProg", 348), done.text);
     EXPECT_EQ(2U, wrappedSystem().commands.size());
@@ -225,10 +226,10 @@ TEST(ExecuteCommand, RestartWhoseStopFailsStartsNothing) {
 
 TEST(ExecuteCommand, RestartWhoseStartFailsLeavesTheProgramStopped) {
     const Installation installation;
-    execute("zvStream", "", exec_start);
+    execute("zvStream", "", actionStart);
     Installation::journal(4);
     wrappedSystem().failing = 4;
-    const Done done = execute("zvStream", "", exec_restart);
+    const Done done = execute("zvStream", "", actionRestart);
     EXPECT_EQ(-1, done.result);
     EXPECT_EQ(failure("start: system errno 12 cmd '/usr/local/zarvo/bin/zvStream  < /dev/null > /dev/null "
                       "2>&1 &'",
@@ -268,7 +269,7 @@ TEST(StopProg, KillsEveryProcessThatDoesNotEnd) {
 
 TEST(StopProg, Waits50MillisecondsBetweenTheSignals) {
     std::stringstream stream;
-    wrappedSystem().failing = 1; // at once: what is left between the two is the wait
+    wrappedSystem().failing = 1; // at once, so that only the pause is measured
     EXPECT_EQ(0, stopProg("zvStream", stream));
     EXPECT_THAT(wrappedSystem().commands, ElementsAre("killall -s SIGINT zvStream", "killall -9 zvStream"));
     const auto& moments = wrappedSystem().moments;
@@ -307,7 +308,7 @@ TEST(StartProg, TheShellSplitsAndInterpretsTheArguments) {
 TEST(StartProg, TheProgramDoesNotHoldThisProcessDescriptors) {
     const Installation installation;
     int connection[2];
-    ASSERT_EQ(0, pipe(connection)); // inherited, as it stands
+    ASSERT_EQ(0, pipe(connection)); // programs inherit it, unless they are kept from it
     std::stringstream stream;
     ASSERT_EQ(0, startProg("zvStream", "", stream));
     EXPECT_THAT(Installation::journal(4), ElementsAre("start", "0 /dev/null", "1 /dev/null", "2 /dev/null"));

@@ -1,6 +1,5 @@
-// System calls of the link that can be made to fail. The test program is linked so that malloc, calloc, free, mq_open,
-// mq_close, mq_unlink, gettimeofday and clock_gettime of the link pass through here; undisturbed, they are the real
-// ones.
+// System calls of the link that can be made to fail: whoever links this calls malloc, calloc, free, mq_open, mq_close,
+// mq_unlink, gettimeofday and clock_gettime through it. Undisturbed, they do what the real ones do.
 #pragma once
 
 #include <atomic>
@@ -42,7 +41,7 @@ extern std::vector<std::string> unlinks;
 extern int closes;
 // Allocations made while armed that have not been freed.
 std::size_t unfreed();
-// Frees them: what the link leaves behind deliberately.
+// Frees them: what the link leaves behind.
 void freeUnfreed();
 
 } // namespace faults

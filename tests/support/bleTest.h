@@ -2,9 +2,9 @@
 // of requests and replies.
 #pragma once
 
+#include "bleInterface.h"
 #include "bleLink.h"
-#include "command_ble.h"
-#include "faults.h"
+#include "linkFaults.h"
 #include "queuePeer.h"
 #include "syslogCapture.h"
 #include "zvLog.h"
@@ -35,12 +35,10 @@ Bytes dataOf(const Bytes& request);
 // A reply of the daemon with this status and data.
 Bytes replyOf(std::uint8_t status, const Bytes& data = {});
 
-/*
- * The log lines since the last call. One of error level and of the source "command_ble", as nearly all have to be,
- * stands here as its caller wrote it; any other one keeps its level and its source, so that it equals none of those.
- */
+// The log lines since the last call. Lines of error level and of the source "command_ble" stand here as their callers
+// wrote them; all others keep level and source.
 std::vector<std::string> linesOf(SyslogCapture& log);
-// Lines of other levels, as they stand there.
+// Lines of other levels, as linesOf gives them.
 std::string warning(const std::string& text);
 std::string debugLine(const std::string& text);
 
@@ -65,12 +63,12 @@ protected:
     // The data of the requests so far.
     std::vector<Bytes> sent();
     // The log lines since the last call.
-    std::vector<std::string> logged() { return linesOf(log); }
+    std::vector<std::string> logged() { return linesOf(log_); }
     // From now on a request without an answer fails at once instead of after 15 seconds.
     static void hurry() { faults::clockOffset = -BLE_REPLY_TIMEOUT_S; }
 
-    SyslogCapture log;
-    QueuePeer peer;
+    SyslogCapture log_;
+    QueuePeer peer_;
 
 private:
     std::vector<char> buffer_;
