@@ -1,8 +1,8 @@
 #include "command_analytics.h"
 
 #include "analyticsFile.h"
+#include "answerStatus.h"
 #include "csi.h"
-#include "httpStatus.h"
 #include "writeAll.h"
 #include "writeAnswer.h"
 #include "zvCtrlD.h"

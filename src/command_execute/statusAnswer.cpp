@@ -1,6 +1,6 @@
 #include "statusAnswer.h"
 
-#include "httpStatus.h"
+#include "answerStatus.h"
 #include "zvErrno.h"
 
 #include <cstdarg>

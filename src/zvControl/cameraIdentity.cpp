@@ -1,6 +1,6 @@
 #include "cameraIdentity.h"
 
-#include "httpStatus.h"
+#include "answerStatus.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"

@@ -1,8 +1,8 @@
 #include "zvControl.h"
 
+#include "answerStatus.h"
 #include "cameraDescription.h"
 #include "handlerTable.h"
-#include "httpStatus.h"
 #include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
