@@ -19,7 +19,7 @@
 #include <set>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class AdminServer {
 public:
@@ -76,4 +76,4 @@ private:
     std::uint64_t serving_ = 0; // the client whose requests are being handled: publish() must not drop it
 };
 
-} // namespace zvcam
+} // namespace zvcamera

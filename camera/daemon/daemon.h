@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct DaemonOptions {
     std::string scenarioFile;            // --scenario FILE; empty: all defaults
@@ -25,4 +25,4 @@ struct DaemonOptions {
 int daemonMain(int argc, char** argv, const char* name,
                const std::function<void(EventLoop&, const DaemonOptions&, const Scenario&)>& serve);
 
-} // namespace zvcam
+} // namespace zvcamera

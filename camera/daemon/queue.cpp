@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t queueNameLimit = 255;
@@ -81,4 +81,4 @@ SendResult sendWithoutWaiting(const std::string& name, ByteSpan message) {
     return error == EAGAIN ? SendResult::Full : SendResult::Refused;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 // What every queue of a daemon holds.
 constexpr long daemonQueueMessages = 10;
@@ -54,4 +54,4 @@ const char* toText(SendResult result);
 // Writes one message without waiting; opens and closes the queue.
 SendResult sendWithoutWaiting(const std::string& name, ByteSpan message);
 
-} // namespace zvcam
+} // namespace zvcamera

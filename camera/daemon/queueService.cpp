@@ -5,7 +5,7 @@
 
 #include <poll.h>
 
-namespace zvcam {
+namespace zvcamera {
 
 QueueService::QueueService(EventLoop& loop, AdminServer& admin, const char* daemon, const std::string& queue)
     : loop_(loop),
@@ -186,4 +186,4 @@ void QueueService::trace(TraceRecord record) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

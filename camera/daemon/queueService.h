@@ -20,7 +20,7 @@
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct QueueRequest {
     Bytes raw;
@@ -81,4 +81,4 @@ private:
     std::uint64_t forwarded_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

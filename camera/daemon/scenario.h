@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Scenario {
 public:
@@ -26,4 +26,4 @@ private:
 // The text of a JSON value on one line; bytes that are not UTF-8 are replaced.
 std::string toLine(const Json& value);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -8,7 +8,7 @@
 #include <sys/un.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 sockaddr_un addressOf(const std::string& path) {
@@ -61,4 +61,4 @@ zv::UniqueFd connectUnix(const std::string& path, int type) {
     return fd;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t scanHeader = scanEntrySize - scanStorage;
@@ -195,4 +195,4 @@ WhitelistEntry readWhitelistEntry(ByteSpan bytes) {
     return entry;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

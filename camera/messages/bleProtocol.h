@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 enum class BleCode : std::uint8_t {
     Scan = 1,               // {1, mode}: 0 stops, anything else starts
@@ -127,4 +127,4 @@ void appendEntry(Bytes& out, const WhitelistEntry& entry);
 ScanEntry readScanEntry(ByteSpan bytes);
 WhitelistEntry readWhitelistEntry(ByteSpan bytes);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteSpan = std::span<const std::uint8_t>;
@@ -14,4 +14,4 @@ using ByteSpan = std::span<const std::uint8_t>;
 // What a message of a client may be at most.
 constexpr std::size_t clientMessageSize = 1500;
 
-} // namespace zvcam
+} // namespace zvcamera

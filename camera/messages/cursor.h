@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Cursor {
 public:
@@ -40,4 +40,4 @@ private:
     bool overrun_ = false;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

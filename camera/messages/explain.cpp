@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t headerBytes = 4;
@@ -309,4 +309,4 @@ std::string summarizeMessage(ByteSpan bytes, const std::string& command) {
     return "request " + quoteText(tag->text()) + " " + (name.empty() ? "of no known command" : name);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

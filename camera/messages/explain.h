@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Field {
     std::size_t offset; // in the message
@@ -30,4 +30,4 @@ std::string quoteText(std::string_view text);
 // The canonical command of a request: the name of a BLE command, "PD", "PX"; empty for anything else.
 std::string commandOf(std::string_view tag, ByteSpan data);
 
-} // namespace zvcam
+} // namespace zvcamera

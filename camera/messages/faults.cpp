@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 struct KindInfo {
@@ -243,7 +243,7 @@ bool FaultTable::remove(std::uint64_t id) {
 Json FaultTable::toJson() const {
     Json list = Json::array();
     for (const FaultRule& rule : rules_) {
-        list.push_back(zvcam::toJson(rule));
+        list.push_back(zvcamera::toJson(rule));
     }
     return list;
 }
@@ -287,4 +287,4 @@ Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, S
     return out;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

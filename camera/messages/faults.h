@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 enum class FaultKind {
     Late,       // sent after `ms`
@@ -95,4 +95,4 @@ private:
 
 Outgoing applyFaults(const PlannedFaults& planned, const RequestInfo& request, Status status, const Bytes& data);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,6 +1,6 @@
 #include "jsonReader.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 Json parseJson(std::string_view text) {
     return Json::parse(text, [](int depth, Json::parse_event_t event, const Json&) {
@@ -100,4 +100,4 @@ void JsonReader::finish() const {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

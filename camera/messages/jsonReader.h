@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Json = nlohmann::json;
 
@@ -62,4 +62,4 @@ private:
     std::set<std::string> known_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

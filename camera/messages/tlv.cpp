@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t headerSize = 4;
@@ -125,4 +125,4 @@ Bytes fromHex(std::string_view text) {
     return bytes;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

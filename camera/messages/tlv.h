@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 constexpr std::uint8_t tagCommand = 65;
 constexpr std::uint8_t tagData = 66;
@@ -59,4 +59,4 @@ std::string toHex(ByteSpan bytes); // lower case, two digits a byte, no separato
 // The bytes of a hex text; throws std::invalid_argument for anything else.
 Bytes fromHex(std::string_view text);
 
-} // namespace zvcam
+} // namespace zvcamera

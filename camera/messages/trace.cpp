@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::int64_t microsPerSecond = 1000000;
@@ -116,4 +116,4 @@ void TraceRing::clear() {
     bytes_ = 0;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

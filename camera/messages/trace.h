@@ -8,7 +8,7 @@
 #include <deque>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct TraceRecord {
     std::uint64_t number = 0; // counted per daemon, from 1
@@ -54,4 +54,4 @@ private:
     std::uint64_t last_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 #include "radioCommands.h"
 #include "whitelistFile.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* ownQueue = "/to_ble";
@@ -89,4 +89,4 @@ void BleDaemon::onTick() {
     timer_ = loop_.addTimer(tick, [this] { onTick(); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

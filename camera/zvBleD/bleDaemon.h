@@ -10,7 +10,7 @@
 #include "queueService.h"
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 class BleDaemon {
 public:
@@ -39,4 +39,4 @@ private:
     EventLoop::TimerId timer_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

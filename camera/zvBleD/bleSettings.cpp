@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr Millis longest = 365LL * 24 * 3600 * 1000;
@@ -194,4 +194,4 @@ std::uint64_t spread(std::uint64_t seed, std::uint64_t a, std::uint64_t b) {
     return value;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

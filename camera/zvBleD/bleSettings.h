@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Millis = std::int64_t; // since the daemon's start, or a length
 
@@ -67,4 +67,4 @@ Json uuidList(const Bytes& uuids, std::size_t size);
 std::uint64_t spread(std::uint64_t seed, std::uint64_t a, std::uint64_t b);
 std::uint64_t number(const Address& address);
 
-} // namespace zvcam
+} // namespace zvcamera

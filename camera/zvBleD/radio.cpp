@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr Millis rssiInterval = 1000;
@@ -213,4 +213,4 @@ bool Radio::removeDevice(const Address& address) {
     return std::erase_if(devices_, [&](const Device& device) { return device.address == address; }) > 0;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

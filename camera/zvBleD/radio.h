@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Scan {
     bool running = false;
@@ -85,4 +85,4 @@ private:
     Pairing pairing_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

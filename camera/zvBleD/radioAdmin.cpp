@@ -1,6 +1,6 @@
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // The parameter of an operation, which must be there.
@@ -156,4 +156,4 @@ void RadioAdmin::addOperations(AdminServer& admin) {
     op("connection", [](Radio& r, const Json& request, Millis) { connection(r, request); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

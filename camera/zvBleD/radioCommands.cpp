@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Address addressAt(ByteSpan data, std::size_t offset) {
@@ -101,4 +101,4 @@ void rebuildList(Radio& radio, const std::string& command, std::uint8_t by) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

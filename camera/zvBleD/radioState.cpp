@@ -1,6 +1,6 @@
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Json foundJson(const Scan::Found& found) {
@@ -82,4 +82,4 @@ Json radioState(const Radio& radio, Millis now) {
             {"devices", devices}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

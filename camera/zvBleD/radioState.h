@@ -4,7 +4,7 @@
 #include "adminServer.h"
 #include "radio.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 // Sets up a fresh radio from the scenario's "ble" part: settings, "auto_connect", "devices", "whitelist". Throws
 // JsonError.
@@ -30,4 +30,4 @@ struct RadioAdmin {
     void addOperations(AdminServer& admin);
 };
 
-} // namespace zvcam
+} // namespace zvcamera

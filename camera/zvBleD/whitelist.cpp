@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 
 std::uint16_t Slot::flags() const {
     const int flags = (inUse ? flagInUse : 0) | (inUse && connected ? flagConnected : 0) | (mitm ? flagMitm : 0) |
@@ -108,4 +108,4 @@ Json toJson(const Slot& slot) {
             {"connected", slot.connected}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Slot {
     bool inUse = false; // a freed slot keeps what it held until it is taken again
@@ -57,4 +57,4 @@ Slot readSlot(const Json& json, const std::string& where, Slot slot = {});
 std::vector<Slot> readSlots(JsonReader& reader, const std::string& key);
 Json toJson(const Slot& slot);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 [[noreturn]] void fail(const std::string& path) {
@@ -69,4 +69,4 @@ void saveWhitelist(const std::string& path, const KeptWhitelist& whitelist) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

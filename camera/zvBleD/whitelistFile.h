@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct KeptWhitelist {
     std::uint8_t autoConnect = 1; // the radio's setting
@@ -21,4 +21,4 @@ std::optional<KeptWhitelist> loadWhitelist(const std::string& path);
 // Throws std::system_error.
 void saveWhitelist(const std::string& path, const KeptWhitelist& whitelist);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* onClearNames[] = {"empty", "remove", "keep"};
@@ -198,4 +198,4 @@ Json Analytics::toJson() const {
             {"size", size >= 0 ? Json(size) : Json(nullptr)}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

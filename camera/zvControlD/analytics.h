@@ -19,7 +19,7 @@
 #include <cstdint>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Analytics {
 public:
@@ -76,4 +76,4 @@ private:
     AnalyticsRecords records_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using zvcontrol::Operation;
@@ -192,4 +192,4 @@ Json CameraState::toJson() const {
     return json;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 enum class ItemKind { Byte, Number, Flag, Text };
 
@@ -64,4 +64,4 @@ private:
     std::map<std::string, std::int32_t> failures_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,7 @@
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 using zvcontrol::Operation;
 
@@ -89,4 +89,4 @@ ControlAnswer Control::command(std::int32_t command) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -7,7 +7,7 @@
 #include "controlServer.h"
 #include "daemon.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 class Control {
 public:
@@ -35,4 +35,4 @@ private:
     AdminServer admin_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 #include "log.h"
 #include "tlv.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // The request's own keys; "op" has brought it here.
@@ -127,4 +127,4 @@ Json Control::analytics(const Json& request) {
     return analytics_.toJson();
 }
 
-} // namespace zvcam
+} // namespace zvcamera

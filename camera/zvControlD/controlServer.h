@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct ControlAnswer {
     std::int32_t result = 0;
@@ -63,4 +63,4 @@ private:
     EventLoop::TimerId timer_ = 0; // none while 0
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,10 +3,10 @@
 #include "daemon.h"
 
 int main(int argc, char** argv) {
-    return zvcam::daemonMain(
+    return zvcamera::daemonMain(
         argc, argv, "zvControlD",
-        [](zvcam::EventLoop& loop, const zvcam::DaemonOptions& options, const zvcam::Scenario& scenario) {
-            const zvcam::Control control(loop, options, scenario);
+        [](zvcamera::EventLoop& loop, const zvcamera::DaemonOptions& options, const zvcamera::Scenario& scenario) {
+            const zvcamera::Control control(loop, options, scenario);
             loop.run();
         });
 }

@@ -9,7 +9,7 @@
 #include <sys/socket.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using Packet = std::array<unsigned char, zvcontrol::maxPacket>;
@@ -75,4 +75,4 @@ void ControlLink::finish(std::uint64_t id, bool done) {
     pending.done(done);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -8,7 +8,7 @@
 #include <map>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class ControlLink {
 public:
@@ -42,4 +42,4 @@ private:
     std::uint64_t last_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

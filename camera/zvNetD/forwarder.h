@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Forwarder {
 public:
@@ -44,4 +44,4 @@ private:
     EventLoop::TimerId timer_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,7 @@
 #include "explain.h"
 #include "log.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* ownQueue = "/to_zvnet";
@@ -70,4 +70,4 @@ void NetDaemon::handleOwn(const QueueRequest& request) {
     });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -14,7 +14,7 @@
 #include "forwarder.h"
 #include "queueService.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 class NetDaemon {
 public:
@@ -31,4 +31,4 @@ private:
     Forwarder forwarder_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

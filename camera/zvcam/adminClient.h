@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // The daemon ended, or did not answer in time.
 class NoAnswer : public std::runtime_error {
@@ -40,4 +40,4 @@ private:
     std::string name_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

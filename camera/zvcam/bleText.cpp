@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string textOf(const Json& json) {
@@ -112,4 +112,4 @@ std::string bleText(const Json& state, const std::string& part) {
     return text;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

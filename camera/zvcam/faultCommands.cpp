@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // A rule's id is a daemon's own; in front of it stands whose.
@@ -142,4 +142,4 @@ void addFaultCommands(CLI::App& app, Tool& tool) {
     });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Json listOf(const std::string& text) {
@@ -41,4 +41,4 @@ Json readPairs(const std::vector<std::string>& words) {
     return object;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

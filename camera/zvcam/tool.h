@@ -17,7 +17,7 @@
 #include <span>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // Exit statuses of the tool.
 enum ExitStatus {
@@ -80,4 +80,4 @@ void addAllGroups(CLI::App& app, Tool& tool);
 // The text for people that Tool::print() writes.
 std::string toText(const Json& result, const std::string& indent = "");
 
-} // namespace zvcam
+} // namespace zvcamera

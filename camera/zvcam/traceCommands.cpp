@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iostream>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 struct Words {
@@ -91,4 +91,4 @@ void addTraceCommands(CLI::App& app, Tool& tool) {
     decoding->callback([&tool, decoded] { tool.does([decoded] { decode(*decoded); }); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <thread>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
@@ -189,4 +189,4 @@ TEST(AdminClient, AnAbsentServerIsAnError) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

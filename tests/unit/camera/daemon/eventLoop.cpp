@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
@@ -45,7 +45,8 @@ TEST(EventLoop, ACallbackMayRemoveItselfAndOthers) {
     int second[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, first));
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, second));
-    const zv::UniqueFd owned[] = {zv::UniqueFd(first[0]), zv::UniqueFd(first[1]), zv::UniqueFd(second[0]), zv::UniqueFd(second[1])};
+    const zv::UniqueFd owned[] = {zv::UniqueFd(first[0]), zv::UniqueFd(first[1]), zv::UniqueFd(second[0]),
+                                  zv::UniqueFd(second[1])};
     int calls = 0;
     const auto removeBoth = [&](short) {
         ++calls;
@@ -77,4 +78,4 @@ TEST(EventLoop, EndsOnASignalAndGivesTheSignalMaskBack) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

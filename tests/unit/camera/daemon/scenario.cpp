@@ -3,7 +3,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string fileOf(const std::string& text) {
@@ -94,4 +94,4 @@ TEST(JsonReader, RefusesNumbersOutsideAllRanges) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 TEST(BleProtocol, AnAddressIsStoredLeastSignificantByteFirst) {
@@ -98,4 +98,4 @@ TEST(BleProtocol, CommandsAreKnownByCodeAndName) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

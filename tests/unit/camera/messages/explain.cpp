@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <random>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using ::testing::ElementsAre;
@@ -178,4 +178,4 @@ TEST(Trace, KeepsTheNewestWithinItsBounds) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 FaultRule rule(Json json) {
@@ -188,4 +188,4 @@ TEST(Faults, AWrongRuleIsNamed) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,7 @@
 #include <random>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 const Bytes pairingPhase{0x00, 0x2f, 0x00, 0x02,             // 47 bytes, category 2
@@ -99,4 +99,4 @@ TEST(Tlv, HexIsLowerCaseAndReadInBothCases) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

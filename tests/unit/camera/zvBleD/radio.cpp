@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Device device(const char* address, Millis foundAfter = 500) {
@@ -355,4 +355,4 @@ TEST(Radio, HoldsNoMoreDevicesThanAListCan) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Slot slot(const char* address, bool inUse = true) {
@@ -209,4 +209,4 @@ TEST_F(Commands, AListIsRebuiltByTheCommandOfItsPages) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

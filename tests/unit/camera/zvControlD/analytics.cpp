@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <system_error>
 
-using namespace zvcam;
+using namespace zvcamera;
 using std::chrono::milliseconds;
 using Bytes = std::vector<unsigned char>;
 

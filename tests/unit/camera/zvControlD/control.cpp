@@ -15,7 +15,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
-using namespace zvcam;
+using namespace zvcamera;
 using zvtest::ControlDaemon;
 
 namespace {

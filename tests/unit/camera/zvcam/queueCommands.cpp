@@ -26,7 +26,7 @@ Ended done(std::vector<std::string> words) {
 
 class ToolTest : public testing::Test {
 protected:
-    zvcam::Json state(const char* part) { return ble.call("ble").at(part); }
+    zvcamera::Json state(const char* part) { return ble.call("ble").at(part); }
     DaemonProcess net{"zvNetD"};
     DaemonProcess ble{"zvBleD"};
 };
@@ -68,7 +68,7 @@ TEST_F(ToolTest, SetsAndShowsTheRadio) {
     EXPECT_EQ(200, state("pairing").at("status"));
     EXPECT_EQ("pairing: 200 (unknown status) by hand, its own 5 (timed out), device 112233445566 type 0\n",
               done({"ble", "pairing"}).out);
-    EXPECT_EQ(zvcam::Json::parse(done({"--json", "ble", "pairing"}).out), state("pairing"));
+    EXPECT_EQ(zvcamera::Json::parse(done({"--json", "ble", "pairing"}).out), state("pairing"));
     done({"ble", "pairing", "status", "--own"});
     EXPECT_EQ("pairing: 5 (timed out), device 112233445566 type 0\n", done({"ble", "pairing"}).out);
     EXPECT_THAT(done({"ble"}).out, MatchesRegex("time: [0-9]+ ms since the start\n"
@@ -107,9 +107,9 @@ TEST_F(ToolTest, AConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
 TEST_F(ToolTest, ShowsTheQueuesCountsAndTheBacklog) {
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
     EXPECT_EQ(1U, net.waitForCount("skipped", 1));
-    const zvcam::Json counts = zvcam::Json::parse(done({"--json", "queue"}).out);
+    const zvcamera::Json counts = zvcamera::Json::parse(done({"--json", "queue"}).out);
     EXPECT_EQ(counts.at("zvBleD"), ble.call("queue"));
-    zvcam::Json expected = net.call("queue");
+    zvcamera::Json expected = net.call("queue");
     expected["backlog"] = 0;
     EXPECT_EQ(expected, counts.at("zvNetD"));
     EXPECT_EQ(1, expected.at("skipped"));
@@ -128,7 +128,7 @@ TEST_F(ToolTest, AddsListsAndRemovesFaultsOfBothDaemons) {
               done({"fault", "list"}).out);
     done({"fault", "remove", "ble:2"});
     EXPECT_EQ(1U, ble.call("fault_list").size());
-    EXPECT_EQ(3U, zvcam::Json::parse(done({"--json", "fault", "list"}).out).size());
+    EXPECT_EQ(3U, zvcamera::Json::parse(done({"--json", "fault", "list"}).out).size());
     done({"fault", "clear"});
     EXPECT_TRUE(ble.call("fault_list").empty());
     EXPECT_TRUE(net.call("fault_list").empty());

@@ -10,7 +10,7 @@
 #include <thread>
 
 using testing::HasSubstr;
-using zvcam::Json;
+using zvcamera::Json;
 using zvtest::ControlDaemon;
 
 namespace {
@@ -62,8 +62,8 @@ public:
     }
 
 private:
-    zvcam::EventLoop loop_;
-    zvcam::AdminServer server_;
+    zvcamera::EventLoop loop_;
+    zvcamera::AdminServer server_;
     std::atomic<bool> ending_ = false;
     std::thread thread_;
 };
