@@ -3,7 +3,7 @@
 
 namespace zvcamera {
 
-// name must stay alive; it becomes the identifier of every line, with the process id.
+// Every line begins with the name and the process id. The name must stay alive.
 void openLog(const char* name);
 
 // LOG_ERR: something was refused, lost or is wrong.

@@ -1,8 +1,9 @@
 #include "queueService.h"
 
-#include "explain.h"
+#include "commandNames.h"
 #include "log.h"
 
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
 namespace zvcamera {

@@ -3,6 +3,7 @@
 
 #include "jsonReader.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 namespace zvcamera {
@@ -11,8 +12,8 @@ class Scenario {
 public:
     // No file: every part is empty, all defaults.
     Scenario() = default;
-    // Reads a file; throws JsonError that names the file when it cannot be read, is not JSON, is larger than 4 MiB, is
-    // nested deeper than 16 levels or has a part that no daemon knows ("description" may hold any text).
+    // Reads a file. Throws JsonError, which names the file, when it cannot be read, is not JSON, is larger than 4 MiB,
+    // is nested deeper than 16 levels or has an unknown part. "description" may hold any text.
     static Scenario load(const std::string& path);
 
     // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none. Throws

@@ -1,4 +1,4 @@
-// Reads bytes in order, never past their end: a read that does not fit yields zeros and is remembered.
+// Reads bytes in order, never past their end: a read that does not fit yields zeros and sets overrun().
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,7 @@
 #include "jsonReader.h"
 
+#include <nlohmann/json.hpp>
+
 namespace zvcamera {
 
 Json parseJson(std::string_view text) {
@@ -16,6 +18,10 @@ JsonReader::JsonReader(const Json& object, std::string where) : object_(object),
     if (!object.is_object()) {
         throw JsonError((where_.empty() ? "the document" : where_) + ": must be an object");
     }
+}
+
+bool JsonReader::has(const std::string& key) const {
+    return object_.contains(key);
 }
 
 std::string JsonReader::place(const std::string& key) const {
@@ -75,6 +81,10 @@ bool JsonReader::integer(const std::string& key, std::int64_t& value, std::int64
     }
     value = wide;
     return true;
+}
+
+bool JsonReader::byte(const std::string& key, std::uint8_t& value) {
+    return number(key, value, 0, UINT8_MAX);
 }
 
 bool JsonReader::array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each) {

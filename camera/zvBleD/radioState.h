@@ -4,6 +4,8 @@
 #include "adminServer.h"
 #include "radio.h"
 
+#include <nlohmann/json.hpp>
+
 namespace zvcamera {
 
 // Sets up a fresh radio from the scenario's "ble" part: settings, "auto_connect", "devices", "whitelist". Throws

@@ -1,7 +1,7 @@
 // The operations that the camera's tool asks of zvControlD.
 #include "control.h"
+#include "hexText.h"
 #include "log.h"
-#include "tlv.h"
 
 namespace zvcamera {
 namespace {

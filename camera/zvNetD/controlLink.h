@@ -22,8 +22,8 @@ public:
     ControlLink(const ControlLink&) = delete;
     ControlLink& operator=(const ControlLink&) = delete;
 
-    // Sets an item. `done` is called exactly once, possibly before this returns: with false when zvControlD is absent,
-    // refuses, or does not answer within the answer time.
+    // Sets an item. Calls `done` exactly once, possibly before this returns: with true when zvControlD has set the
+    // item, with false when it is absent, refuses, or does not answer within answerTime.
     void setItem(std::int32_t item, std::int32_t value, Done done);
 
 private:

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 

@@ -1,8 +1,9 @@
 #include "bleText.h"
 
-#include "explain.h"
+#include "quoteText.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace zvcamera {
 namespace {

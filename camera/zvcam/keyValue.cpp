@@ -1,5 +1,6 @@
 #include "keyValue.h"
 
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 

@@ -20,12 +20,10 @@
 namespace zvcamera {
 
 // Exit statuses of the tool.
-enum ExitStatus {
-    exitOk = 0,
-    exitRefused = 1,     // the camera refused, or could not do it
-    exitUsage = 2,       // the command line is wrong
-    exitNotReachable = 3 // no such camera, or its program does not run or answer
-};
+constexpr int exitOk = 0;
+constexpr int exitRefused = 1;      // the camera refused, or could not do it
+constexpr int exitUsage = 2;        // the command line is wrong
+constexpr int exitNotReachable = 3; // no such camera, or its program does not run or answer
 
 // The program of the camera that was to be asked is not there.
 class NotReachable : public std::runtime_error {

@@ -1,8 +1,8 @@
 // trace, decode: the messages of the queues, field by field.
 #include "groups.h"
 #include "scenario.h"
-#include "trace.h"
 #include "traceFollower.h"
+#include "traceText.h"
 
 #include <cstdio>
 #include <fstream>

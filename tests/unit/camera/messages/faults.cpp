@@ -1,6 +1,7 @@
 #include "faults.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace zvcamera {
 namespace {

@@ -1,8 +1,7 @@
 #include "tlv.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <random>
-#include <stdexcept>
 
 namespace zvcamera {
 namespace {
@@ -88,14 +87,6 @@ TEST(Tlv, RandomBytesNeverLeadOutOfThem) {
             EXPECT_EQ(bytes.size(), encodeMessage(decoded.message).size());
         }
     }
-}
-
-TEST(Tlv, HexIsLowerCaseAndReadInBothCases) {
-    EXPECT_EQ("00af10", toHex(Bytes{0x00, 0xaf, 0x10}));
-    EXPECT_EQ((Bytes{0x00, 0xaf, 0x10}), fromHex("00aF10"));
-    EXPECT_THROW(fromHex("0"), std::invalid_argument);
-    EXPECT_THROW(fromHex("0g"), std::invalid_argument);
-    EXPECT_THROW(fromHex(" 1"), std::invalid_argument);
 }
 
 } // namespace

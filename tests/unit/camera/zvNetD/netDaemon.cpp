@@ -1,4 +1,5 @@
 #include "daemonProcess.h"
+#include "hexText.h"
 #include "syslogCapture.h"
 #include "unixSocket.h"
 
