@@ -1,12 +1,12 @@
 // zvControlD: holds the camera's state and collects its analytics.
-#include "control.h"
+#include "controlDaemon.h"
 #include "daemon.h"
 
 int main(int argc, char** argv) {
-    return zvcamera::daemonMain(
-        argc, argv, "zvControlD",
-        [](zvcamera::EventLoop& loop, const zvcamera::DaemonOptions& options, const zvcamera::Scenario& scenario) {
-            const zvcamera::Control control(loop, options, scenario);
-            loop.run();
-        });
+    using namespace zvcamera;
+    return daemonMain(argc, argv, "zvControlD",
+                      [](EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
+                          const ControlDaemon daemon(loop, options, scenario);
+                          loop.run();
+                      });
 }

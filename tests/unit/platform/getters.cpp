@@ -1,6 +1,6 @@
 // Getters, camera state items and daemon commands against a real zvControlD.
 #include "controlClient.h"
-#include "controlDaemon.h"
+#include "controlDaemonProcess.h"
 #include "csi.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-using zvtest::ControlDaemon;
+using ControlDaemon = zvtest::ControlDaemonProcess;
 
 constexpr const char* scenario = R"({
     "identity": {"model_number": 34, "model_name": "Name", "firmware_version": "HD9.01.02", "serial_number": "C1234",

@@ -9,10 +9,10 @@
 
 namespace zvcamera {
 
-class Control {
+class ControlDaemon {
 public:
     // Serves from now on. Throws JsonError for a faulty scenario, std::exception when the sockets cannot be made.
-    Control(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
+    ControlDaemon(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
 
 private:
     ControlAnswer handle(const zvcontrol::Request& request);
