@@ -13,7 +13,7 @@
 
 namespace zvtest {
 
-using zvcam::Bytes;
+using zvcamera::Bytes;
 
 class DaemonProcess {
 public:
@@ -26,7 +26,7 @@ public:
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
 
-    zvcam::Json call(const std::string& op, zvcam::Json arguments = zvcam::Json::object());
+    zvcamera::Json call(const std::string& op, zvcamera::Json arguments = zvcamera::Json::object());
     // Waits some seconds until a count of the daemon ("received", "skipped", ...) is `value`; returns the count.
     std::uint64_t waitForCount(const std::string& key, std::uint64_t value);
     void signal(int number) const;

@@ -2,14 +2,14 @@
 #include "csi.h"
 
 #include "controlClient.h"
-#include "controlDaemon.h"
+#include "controlDaemonProcess.h"
 #include "controlScenario.h"
 #include "zvErrno.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 
-using zvtest::ControlDaemon;
+using ControlDaemon = zvtest::ControlDaemonProcess;
 using zvtest::scenario;
 
 TEST(Csi, GivesTheItems) {

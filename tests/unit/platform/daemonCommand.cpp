@@ -1,12 +1,12 @@
 // Daemon commands against a real zvControlD.
-#include "controlDaemon.h"
+#include "controlDaemonProcess.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 
-using zvtest::ControlDaemon;
+using ControlDaemon = zvtest::ControlDaemonProcess;
 
 TEST(DaemonCommand, GetAnswersThePathOfTheAnalyticsFile) {
     const ControlDaemon daemon;

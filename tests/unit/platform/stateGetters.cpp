@@ -1,5 +1,5 @@
 // The state getters against a real zvControlD.
-#include "controlDaemon.h"
+#include "controlDaemonProcess.h"
 #include "controlScenario.h"
 #include "csi.h"
 #include "zvCtrlD.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-using zvtest::ControlDaemon;
+using ControlDaemon = zvtest::ControlDaemonProcess;
 using zvtest::scenario;
 
 using TextGetter = int (*)(char*, int);

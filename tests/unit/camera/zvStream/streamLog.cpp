@@ -22,9 +22,9 @@ using Json = nlohmann::json;
 
 constexpr const char* path = "/tmp/fuse_d/zvStream.log";
 
-class ZvStream : public testing::Test {
+class StreamLog : public testing::Test {
 protected:
-    ZvStream() { std::filesystem::create_directories("/tmp/fuse_d"); }
+    StreamLog() { std::filesystem::create_directories("/tmp/fuse_d"); }
 
     // The log, waiting (10 s at most) until it has so many lines.
     std::vector<Json> log(std::size_t lines) {
@@ -51,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(ZvStream, LogsStartWithItsArgumentsAndRuns) {
+TEST_F(StreamLog, LogsStartWithItsArgumentsAndRuns) {
     const pid_t process = startProgram("zvStream", {"-x", "a b", ""}, {});
     const Json start = log(1)[0];
     EXPECT_EQ("start", start["event"]);
@@ -63,7 +63,7 @@ TEST_F(ZvStream, LogsStartWithItsArgumentsAndRuns) {
     stop(process, SIGKILL);
 }
 
-TEST_F(ZvStream, LinesAreWrittenAsDocumented) {
+TEST_F(StreamLog, LinesAreWrittenAsDocumented) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     stop(process, SIGINT);
@@ -77,7 +77,7 @@ TEST_F(ZvStream, LinesAreWrittenAsDocumented) {
     EXPECT_THAT(end, MatchesRegex(R"(\{"event":"end","pid":)" + number + R"(,"time":"[^"]*","reason":"SIGINT"\})"));
 }
 
-TEST_F(ZvStream, EndsCleanlyOnSigint) {
+TEST_F(StreamLog, EndsCleanlyOnSigint) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(0, stop(process, SIGINT));
@@ -87,14 +87,14 @@ TEST_F(ZvStream, EndsCleanlyOnSigint) {
     EXPECT_EQ("SIGINT", end["reason"]);
 }
 
-TEST_F(ZvStream, EndsCleanlyOnSigterm) {
+TEST_F(StreamLog, EndsCleanlyOnSigterm) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(0, stop(process, SIGTERM));
     EXPECT_EQ("SIGTERM", log(2)[1]["reason"]);
 }
 
-TEST_F(ZvStream, EndsOnSigintAlsoWhenAShellStartedItWithSigintIgnored) {
+TEST_F(StreamLog, EndsOnSigintAlsoWhenAShellStartedItWithSigintIgnored) {
     std::signal(SIGINT, SIG_IGN);
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
@@ -102,14 +102,14 @@ TEST_F(ZvStream, EndsOnSigintAlsoWhenAShellStartedItWithSigintIgnored) {
     EXPECT_EQ("SIGINT", log(2)[1]["reason"]);
 }
 
-TEST_F(ZvStream, AKilledOneLeavesNoEnd) {
+TEST_F(StreamLog, AKilledOneLeavesNoEnd) {
     const pid_t process = startProgram("zvStream", {}, {});
     log(1);
     EXPECT_EQ(128 + SIGKILL, stop(process, SIGKILL));
     log(1);
 }
 
-TEST_F(ZvStream, SeveralAppendToOneLog) {
+TEST_F(StreamLog, SeveralAppendToOneLog) {
     const pid_t first = startProgram("zvStream", {"1"}, {});
     log(1);
     const pid_t second = startProgram("zvStream", {"2"}, {});
@@ -122,13 +122,13 @@ TEST_F(ZvStream, SeveralAppendToOneLog) {
     EXPECT_EQ(second, lines[3]["pid"]);
 }
 
-TEST_F(ZvStream, ShowsBytesThatAreNoUtf8AsTheReplacementCharacter) {
+TEST_F(StreamLog, ShowsBytesThatAreNoUtf8AsTheReplacementCharacter) {
     const pid_t process = startProgram("zvStream", {"a\xFFz"}, {});
     EXPECT_EQ(Json{"a\uFFFDz"}, log(1)[0]["arguments"]);
     stop(process, SIGINT);
 }
 
-TEST_F(ZvStream, RunsWithoutItsLogAndSaysSo) {
+TEST_F(StreamLog, RunsWithoutItsLogAndSaysSo) {
     std::filesystem::remove_all("/tmp/fuse_d");
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const pid_t process = startProgram("zvStream", {}, {});
@@ -140,7 +140,7 @@ TEST_F(ZvStream, RunsWithoutItsLogAndSaysSo) {
     EXPECT_EQ(0, stop(process, SIGINT));
 }
 
-TEST_F(ZvStream, ALogWithoutRoomForTheWholeLineIsTold) {
+TEST_F(StreamLog, ALogWithoutRoomForTheWholeLineIsTold) {
     const zvtest::OutputCapture errors(STDERR_FILENO);
     const rlimit room{60, RLIM_INFINITY}; // more than the message, less than the line
     ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &room));

@@ -1,14 +1,14 @@
-#include "control.h"
+#include "controlDaemon.h"
 
 #include "log.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 using zvcontrol::Operation;
 
-Control::Control(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario)
+ControlDaemon::ControlDaemon(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario)
     : state_(scenario),
       analytics_(loop, options.storage + "/analytics/analytics.bin", scenario),
       server_(loop, options.runDir + "/" + zvcontrol::socketName,
@@ -17,7 +17,7 @@ Control::Control(EventLoop& loop, const DaemonOptions& options, const Scenario& 
     addOperations();
 }
 
-ControlAnswer Control::handle(const zvcontrol::Request& request) {
+ControlAnswer ControlDaemon::handle(const zvcontrol::Request& request) {
     switch (request.operation) {
     case Operation::Open:
         return {state_.failure("uri_interface_open"), {}};
@@ -34,7 +34,7 @@ ControlAnswer Control::handle(const zvcontrol::Request& request) {
     return {ZV_ERR_NOT_SUPPORTED, {}};
 }
 
-ControlAnswer Control::read(const zvcontrol::Request& request) const {
+ControlAnswer ControlDaemon::read(const zvcontrol::Request& request) const {
     const ItemRow* row = CameraState::find(request.operation, request.number);
     if (row == nullptr) {
         return {ZV_ERR_INVALID_PARAM, {}};
@@ -43,7 +43,7 @@ ControlAnswer Control::read(const zvcontrol::Request& request) const {
     return failure != ZV_OK ? ControlAnswer{failure, {}} : ControlAnswer{ZV_OK, state_.bytes(*row)};
 }
 
-ControlAnswer Control::write(const zvcontrol::Request& request) {
+ControlAnswer ControlDaemon::write(const zvcontrol::Request& request) {
     const ItemRow* row = CameraState::find(Operation::GetItem, request.number);
     if (row == nullptr) {
         return {ZV_ERR_INVALID_PARAM, {}};
@@ -54,7 +54,7 @@ ControlAnswer Control::write(const zvcontrol::Request& request) {
     return {};
 }
 
-ControlAnswer Control::command(std::int32_t command) {
+ControlAnswer ControlDaemon::command(std::int32_t command) {
     switch (command) {
     case ZVCONTROL_CMD_ANALYTICS_GET: {
         const std::int32_t failure = state_.failure("analytics_get");
@@ -81,4 +81,4 @@ ControlAnswer Control::command(std::int32_t command) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Field {
     std::size_t offset; // in the message
@@ -24,10 +24,4 @@ std::vector<Field> explainMessage(ByteSpan bytes, const std::string& command);
 // A message on one line (`request "BL" scan_list`, `reply to scan_list, status 0 (ok)`).
 std::string summarizeMessage(ByteSpan bytes, const std::string& command);
 
-// A text between quotes, with everything that does not print as \xNN.
-std::string quoteText(std::string_view text);
-
-// The canonical command of a request: the name of a BLE command, "PD", "PX"; empty for anything else.
-std::string commandOf(std::string_view tag, ByteSpan data);
-
-} // namespace zvcam
+} // namespace zvcamera

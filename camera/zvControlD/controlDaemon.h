@@ -7,12 +7,12 @@
 #include "controlServer.h"
 #include "daemon.h"
 
-namespace zvcam {
+namespace zvcamera {
 
-class Control {
+class ControlDaemon {
 public:
     // Serves from now on. Throws JsonError for a faulty scenario, std::exception when the sockets cannot be made.
-    Control(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
+    ControlDaemon(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
 
 private:
     ControlAnswer handle(const zvcontrol::Request& request);
@@ -34,4 +34,4 @@ private:
     AdminServer admin_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -14,9 +14,9 @@
 
 namespace zvtest {
 
-class ControlDaemon {
+class ControlDaemonProcess {
 public:
-    explicit ControlDaemon(const std::string& scenario = "{}") {
+    explicit ControlDaemonProcess(const std::string& scenario = "{}") {
         std::filesystem::create_directories("/run/zarvo");
         std::ofstream("/tmp/scenario.json") << scenario;
         // Not fork(): the child would inherit the locks of the test's threads.
@@ -34,14 +34,14 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     }
-    ~ControlDaemon() {
+    ~ControlDaemonProcess() {
         if (pid_ > 0) {
             kill(pid_, SIGKILL);
             waitpid(pid_, nullptr, 0);
         }
     }
-    ControlDaemon(const ControlDaemon&) = delete;
-    ControlDaemon& operator=(const ControlDaemon&) = delete;
+    ControlDaemonProcess(const ControlDaemonProcess&) = delete;
+    ControlDaemonProcess& operator=(const ControlDaemonProcess&) = delete;
 
     pid_t pid() const { return pid_; }
     // Sends SIGSTOP and waits until the daemon has stopped.

@@ -1,13 +1,16 @@
 #include "explain.h"
 
 #include "bleProtocol.h"
+#include "commandNames.h"
 #include "cursor.h"
+#include "hexText.h"
+#include "quoteText.h"
 #include "tlv.h"
 
 #include <algorithm>
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t headerBytes = 4;
@@ -138,7 +141,7 @@ void Explainer::element(std::size_t offset, const Element& element) {
 }
 
 void Explainer::requestData(std::size_t offset, ByteSpan data) {
-    const CommandInfo* info = tag_ == "BL" && !data.empty() ? findCommand(data[0]) : nullptr;
+    const CommandInfo* info = tag_ == bleTag && !data.empty() ? findCommand(data[0]) : nullptr;
     if (info == nullptr || data.size() != info->dataSize) {
         if (info != nullptr) {
             add(offset, 1, "command", std::to_string(data[0]) + " (" + info->name + "), wrong size");
@@ -187,9 +190,7 @@ void Explainer::requestParameters(std::size_t offset, const CommandInfo& info, B
 }
 
 void Explainer::address(std::size_t offset, ByteSpan data, int depth) {
-    Address bytes{};
-    std::copy_n(data.begin(), bytes.size(), bytes.begin());
-    add(offset, depth, "address", toText(bytes));
+    add(offset, depth, "address", toText(addressAt(data, 0)));
 }
 
 void Explainer::response(std::size_t offset, ByteSpan data) {
@@ -246,8 +247,8 @@ void Explainer::scanEntry(std::size_t offset, ByteSpan bytes) {
     add(offset + 6, 2, "address type", std::to_string(entry.addressType));
     add(offset + 7, 2, "rssi", std::to_string(entry.rssi));
     add(offset + 8, 2, "name", quoteText(entry.name));
-    add(offset + 10, 2, "uuid128", uuidsText(entry.uuid128, 16));
-    add(offset + 12, 2, "uuid16", uuidsText(entry.uuid16, 2));
+    add(offset + 10, 2, "uuid128", uuidsText(entry.uuid128, uuid128Size));
+    add(offset + 12, 2, "uuid16", uuidsText(entry.uuid16, uuid16Size));
 }
 
 void Explainer::whitelistEntry(std::size_t offset, ByteSpan bytes) {
@@ -258,32 +259,6 @@ void Explainer::whitelistEntry(std::size_t offset, ByteSpan bytes) {
 }
 
 } // namespace
-
-std::string quoteText(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (byte < 0x20 || byte >= 0x7f) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
-            out += escaped;
-        } else {
-            out += c;
-        }
-    }
-    return out + '"';
-}
-
-std::string commandOf(std::string_view tag, ByteSpan data) {
-    if (tag == "PD" || tag == "PX") {
-        return std::string(tag);
-    }
-    const CommandInfo* info = tag == "BL" && !data.empty() ? findCommand(data[0]) : nullptr;
-    return info == nullptr ? "" : info->name;
-}
 
 std::vector<Field> explainMessage(ByteSpan bytes, const std::string& command) {
     return Explainer(command).run(bytes);
@@ -309,4 +284,4 @@ std::string summarizeMessage(ByteSpan bytes, const std::string& command) {
     return "request " + quoteText(tag->text()) + " " + (name.empty() ? "of no known command" : name);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -2,12 +2,11 @@
 
 #include "bleProtocol.h"
 #include "tlv.h"
-#include "trace.h"
 
 #include <gmock/gmock.h>
 #include <random>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using ::testing::ElementsAre;
@@ -104,10 +103,6 @@ TEST(Explain, SummarizesOnOneLine) {
     EXPECT_EQ("malformed: shorter than a message header", summarizeMessage(Bytes{1}, ""));
 }
 
-TEST(Explain, TextsAreQuotedWithWhatDoesNotPrint) {
-    EXPECT_EQ("\"a\\\"\\x0a\\xff\\\\\"", quoteText("a\"\n\xff\\"));
-}
-
 TEST(Explain, RandomMessagesAreExplainedWithoutEnd) {
     std::mt19937 random(7);
     for (int i = 0; i < 5000; ++i) {
@@ -121,61 +116,5 @@ TEST(Explain, RandomMessagesAreExplainedWithoutEnd) {
     }
 }
 
-TEST(Trace, ARecordGoesThroughItsFileAndBack) {
-    TraceRing ring("zvNetD");
-    TraceRecord record;
-    record.in = true;
-    record.queue = "/to_zvnet";
-    record.command = "whitelist_list";
-    record.note = "sent";
-    record.bytes = pageRequest;
-    ring.add(record);
-    const Json json = Json::parse(ring.since(0)[0].dump());
-    EXPECT_EQ(toHex(pageRequest), json.at("hex"));
-    const TraceRecord read = readTraceRecord(json);
-    EXPECT_EQ(1U, read.number);
-    EXPECT_EQ("zvNetD", read.daemon);
-    EXPECT_TRUE(read.in);
-    EXPECT_EQ(pageRequest, read.bytes);
-    EXPECT_EQ(toText(read, true), toText(readTraceRecord(json), true));
-    EXPECT_THROW(readTraceRecord({{"direction", "in"}, {"hex", "0"}}), JsonError);
-    EXPECT_THROW(readTraceRecord({{"direction", "up"}, {"hex", ""}}), JsonError);
-}
-
-TEST(Trace, IsReadableInATerminal) {
-    TraceRecord record;
-    record.time = 1795230000000001;
-    record.daemon = "zvBleD";
-    record.queue = "/to_ZVCC7";
-    record.command = "pair_status";
-    record.note = "sent";
-    record.bytes = encodeMessage(makeReply(0, Bytes{1}));
-    EXPECT_EQ("2026-11-21T03:00:00.000001Z  zvBleD -> /to_ZVCC7  14 bytes  reply to "
-              "pair_status, status 0 (ok)  [sent]\n"
-              "    0000  total length: 14\n"
-              "    0003  category: 3 (reply)\n"
-              "    0004  response: 69, 2 bytes\n"
-              "    0008    status: 0 (ok)\n"
-              "    0009    pairing status: 1 (pairing)\n"
-              "    0010  tail: 238, 0 bytes\n",
-              toText(record, true));
-}
-
-TEST(Trace, KeepsTheNewestWithinItsBounds) {
-    TraceRing ring("zvNetD");
-    for (std::size_t i = 0; i < TraceRing::recordLimit + 5; ++i) {
-        ring.add({});
-    }
-    EXPECT_EQ(TraceRing::recordLimit, ring.size());
-    EXPECT_EQ(6, ring.since(0)[0].at("number"));
-    EXPECT_EQ(1U, ring.since(TraceRing::recordLimit + 4).size());
-    TraceRecord big;
-    big.bytes = Bytes(TraceRing::byteLimit / 2);
-    for (int i = 0; i < 4; ++i) {
-        ring.add(big);
-    }
-    EXPECT_EQ(2U, ring.size());
-}
-
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera
