@@ -29,15 +29,15 @@ int dispatch(const char* path, const char* params, char* response, int size) {
     if (row == nullptr) {
         return -20;
     }
-    if (row->open_hook != nullptr) {
-        const int opened = row->open_hook();
+    if (row->openHook != nullptr) {
+        const int opened = row->openHook();
         if (opened != 0) {
             return opened;
         }
     }
     const int result = row->handler(params, response, size);
-    if (row->close_hook != nullptr) {
-        row->close_hook();
+    if (row->closeHook != nullptr) {
+        row->closeHook();
     }
     return result;
 }
@@ -60,10 +60,10 @@ int getText(const char* name, char* text, int size) {
     const PlentyOfMemory plenty;
     FakePlatform& fake = fakePlatform();
     fake.calls.push_back(std::string(name) + " " + std::to_string(size));
-    if (fake.getter_results[name] == 0) {
+    if (fake.getterResults[name] == 0) {
         give(fake.texts[name], text, size);
     }
-    return fake.getter_results[name];
+    return fake.getterResults[name];
 }
 
 } // namespace
@@ -83,14 +83,14 @@ extern "C" {
 int zvcontrol_uri_interface_open(void) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("open");
-    return fakePlatform().open_result;
+    return fakePlatform().openResult;
 }
 
 int zvcontrol_uri_interface_close(void) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("close");
     fakePlatform().rows.clear();
-    return fakePlatform().close_result;
+    return fakePlatform().closeResult;
 }
 
 int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook openHook,
@@ -98,8 +98,8 @@ int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcont
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back(std::string("add ") + uri);
     fakePlatform().rows.push_back({uri, handler, openHook, closeHook});
-    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
-    return fails ? fakePlatform().add_result : 0;
+    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failingRow;
+    return fails ? fakePlatform().addResult : 0;
 }
 
 int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int responseSize) {
@@ -115,20 +115,20 @@ int zvcontrol_send_command_param_response(int command, const unsigned char* para
     fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +
                          std::to_string(paramLength) + (response == nullptr ? " null " : " buffer ") +
                          std::to_string(responseSize));
-    if (fake.command_result == 0 && response != nullptr) {
-        zvtest::give(fake.command_answer, response, responseSize);
+    if (fake.commandResult == 0 && response != nullptr) {
+        zvtest::give(fake.commandAnswer, response, responseSize);
     }
-    return fake.command_result;
+    return fake.commandResult;
 }
 
 int zvc_state_get_model_number(unsigned char* number) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("model_number");
-    if (fake.getter_results["model_number"] == 0) {
-        *number = fake.model_number;
+    if (fake.getterResults["model_number"] == 0) {
+        *number = fake.modelNumber;
     }
-    return fake.getter_results["model_number"];
+    return fake.getterResults["model_number"];
 }
 
 int zvc_state_get_model_name(char* text, int size) {
@@ -159,10 +159,10 @@ int zvc_state_get_ap_has_default_credentials(bool* flag) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("ap_has_default_credentials");
-    if (fake.getter_results["ap_has_default_credentials"] == 0) {
-        *flag = fake.default_credentials;
+    if (fake.getterResults["ap_has_default_credentials"] == 0) {
+        *flag = fake.defaultCredentials;
     }
-    return fake.getter_results["ap_has_default_credentials"];
+    return fake.getterResults["ap_has_default_credentials"];
 }
 
 int csi_get(int item, int size, int* returned, void* value) {
@@ -173,7 +173,7 @@ int csi_get(int item, int size, int* returned, void* value) {
     fake.calls.push_back("csi " + std::to_string(item) + " " + std::to_string(size) + " zeroed " +
                          std::to_string(*returned) + " " + std::to_string(before));
     std::memcpy(value, &fake.recording, sizeof fake.recording);
-    return fake.csi_result;
+    return fake.csiResult;
 }
 
 } // extern "C"

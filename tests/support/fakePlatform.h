@@ -16,8 +16,8 @@ namespace zvtest {
 struct FakeRow {
     std::string uri;
     zvcontrol_handler handler;
-    zvcontrol_hook open_hook;
-    zvcontrol_hook close_hook;
+    zvcontrol_hook openHook;
+    zvcontrol_hook closeHook;
 };
 
 struct FakePlatform {
@@ -26,32 +26,32 @@ struct FakePlatform {
     // All rows registered since the interface was last closed.
     std::vector<FakeRow> rows;
 
-    // Results of the URI interface. Registration gives add_result at the row failing_row, from 1 on; 0 for no row.
-    int open_result = 0;
-    int close_result = 0;
-    int failing_row = 0;
-    int add_result = 0;
+    // Results of the URI interface. Registration gives addResult at the row failingRow, from 1 on; 0 for no row.
+    int openResult = 0;
+    int closeResult = 0;
+    int failingRow = 0;
+    int addResult = 0;
     // Serves the dispatched request; when empty, the registered handler does.
     std::function<int(const char* path, const char* params, char* response, int size)> serve;
 
     // Camera state, and the results of getters by name ("model_number"); 0 where absent.
-    unsigned char model_number = 12;
+    unsigned char modelNumber = 12;
     std::map<std::string, std::string> texts = {
         {"model_name", "Tess 12"}, {"firmware_version", "3.4.5"}, {"serial_number", "SN0001"},
         {"board_type", "B7"},      {"ap_mac", "020304050607"},    {"ap_ssid", "zarvo-0001"},
     };
-    bool default_credentials = false;
+    bool defaultCredentials = false;
     // Lets text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
     bool unterminated = false;
-    std::map<std::string, int> getter_results;
+    std::map<std::string, int> getterResults;
 
     // csi_get
-    int csi_result = 0;
+    int csiResult = 0;
     int recording = 0;
 
     // zvcontrol_send_command_param_response
-    int command_result = 0;
-    std::string command_answer;
+    int commandResult = 0;
+    std::string commandAnswer;
 };
 
 // The process's only one.

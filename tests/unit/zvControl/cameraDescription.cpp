@@ -30,7 +30,7 @@ TEST_F(CameraDescription, TheBuildRevisionIs40LowerCaseHexadecimalDigits) {
 
 TEST_F(CameraDescription, UnknownModelWarnsAndTakesTheSettingsOfModel13UnderItsOwnNumber) {
     writeSettings("abru", "{\"a\":1}");
-    fakePlatform().model_number = 20;
+    fakePlatform().modelNumber = 20;
     EXPECT_EQ("<success header>\n{\"a\":1" + info("20"), describe());
     EXPECT_EQ(0, result_);
     EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_INFO :model_number, 20\n @zvControl:231",
@@ -38,7 +38,7 @@ TEST_F(CameraDescription, UnknownModelWarnsAndTakesTheSettingsOfModel13UnderItsO
 }
 
 TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
-    fakePlatform().model_number = 20;
+    fakePlatform().modelNumber = 20;
     EXPECT_EQ("<error (null)|(null)|500|-10|/usr/local/zarvo/etc/abru/settings.json|"
               "camera_description_output_json|331>",
               describe());
@@ -53,10 +53,10 @@ TEST_F(CameraDescription, UnknownModelWithoutSettingsSaysAllOfItInOrder) {
 
 TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
     writeSettings("abru", "{}");
-    fakePlatform().model_number = 255;
+    fakePlatform().modelNumber = 255;
     g_logLevel = 2;
     describe();
-    fakePlatform().model_number = 12;
+    fakePlatform().modelNumber = 12;
     describe();
     EXPECT_THAT(log_.texts(), IsEmpty());
     for (const int level : {3, 4}) {
@@ -65,11 +65,11 @@ TEST_F(CameraDescription, WarningsDependOnTheLogLevel) {
         describe();
         EXPECT_THAT(log_.texts(),
                     ElementsAre(testing::EndsWith(" @zvControl:308"), testing::EndsWith(" @zvControl:312")));
-        fakePlatform().model_number = 255;
+        fakePlatform().modelNumber = 255;
         log_.take();
         describe();
         EXPECT_THAT(log_.texts(), ElementsAre("UTIL_LOG_WARN :invalid model_number, 255\n @zvControl:236"));
-        fakePlatform().model_number = 12;
+        fakePlatform().modelNumber = 12;
     }
     g_logLevel = 5;
     log_.take();
@@ -115,14 +115,14 @@ TEST_F(CameraDescription, WithoutMemoryForTheInfoObjectThereIsNoDocument) {
 TEST_F(CameraDescription, WithoutMemoryForAnErrorAnswerThereIsNone) {
     EXPECT_TRUE(describeWithin(1).bad());
     EXPECT_EQ(-2, result_);
-    fakePlatform().getter_results["ap_mac"] = -17;
+    fakePlatform().getterResults["ap_mac"] = -17;
     EXPECT_TRUE(describeWithin(1).bad());
     EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, TheCredentialsFlagIsAQuotedText) {
     writeSettings("tessilon", "{}");
-    fakePlatform().default_credentials = true;
+    fakePlatform().defaultCredentials = true;
     EXPECT_THAT(describe(), HasSubstr(",\"ap_has_default_credentials\":\"1\",\"git_sha1\":\""));
 }
 
@@ -134,7 +134,7 @@ TEST_F(CameraDescription, ValuesAreNotEscaped) {
 
 TEST_F(CameraDescription, SettingsOfModel0AreFound) {
     writeSettings("orin1", "{}");
-    fakePlatform().model_number = 0;
+    fakePlatform().modelNumber = 0;
     EXPECT_EQ("<success header>\n{" + info("0"), describe());
 }
 

@@ -68,7 +68,7 @@ class FailingGetter : public DescriptionTest, public testing::WithParamInterface
 TEST_P(FailingGetter, IsLoggedAndAnsweredWithItsNameCodeAndLines) {
     writeSettings("tessilon", "{}");
     setenv("QUERY_STRING", "q=1", 1);
-    fakePlatform().getter_results[GetParam().getter] = -17;
+    fakePlatform().getterResults[GetParam().getter] = -17;
     EXPECT_EQ(describe(), GetParam().answered);
     EXPECT_EQ(-17, result_);
     EXPECT_EQ(log_.texts().back(), GetParam().logged);
@@ -77,7 +77,7 @@ TEST_P(FailingGetter, IsLoggedAndAnsweredWithItsNameCodeAndLines) {
 
 TEST_P(FailingGetter, IsLoggedOnlyFromErrorLevelOn) {
     g_logLevel = 1;
-    fakePlatform().getter_results[GetParam().getter] = 5;
+    fakePlatform().getterResults[GetParam().getter] = 5;
     describe();
     EXPECT_EQ(5, result_);
     EXPECT_THAT(log_.texts(), IsEmpty());

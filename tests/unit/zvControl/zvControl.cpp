@@ -88,7 +88,7 @@ TEST(ZvControl, OpensRegistersDispatchesAndClosesInThisOrder) {
 }
 
 TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
-    fakePlatform().getter_results["model_number"] = -7;
+    fakePlatform().getterResults["model_number"] = -7;
     const Served served = serve(nullptr, "q=1");
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<error (null)|q=1|500|-7|zvc_state_get_model_number|"
@@ -98,7 +98,7 @@ TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
 }
 
 TEST(ZvControl, EmptyPathYieldsTheDescriptionWithoutOpeningTheInterface) {
-    fakePlatform().getter_results["model_number"] = -7;
+    fakePlatform().getterResults["model_number"] = -7;
     const Served served = serve("", nullptr);
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<error |(null)|500|-7|zvc_state_get_model_number|"
@@ -117,7 +117,7 @@ TEST(ZvControl, MissingSettingsAreAnsweredWithAnErrorAndTheResultIs0) {
 
 TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
     zvtest::SyslogCapture log;
-    fakePlatform().open_result = -5;
+    fakePlatform().openResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-5, served.result);
     EXPECT_EQ("", served.output);
@@ -129,9 +129,9 @@ TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
 
 TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
     zvtest::SyslogCapture log;
-    fakePlatform().failing_row = 3;
-    fakePlatform().add_result = -3;
-    fakePlatform().close_result = -9;
+    fakePlatform().failingRow = 3;
+    fakePlatform().addResult = -3;
+    fakePlatform().closeResult = -9;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-3, served.result);
     EXPECT_EQ("", served.output);
@@ -145,8 +145,8 @@ TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
 }
 
 TEST(ZvControl, AnyResultBut0StopsTheRegistration) {
-    fakePlatform().failing_row = 14;
-    fakePlatform().add_result = 1;
+    fakePlatform().failingRow = 14;
+    fakePlatform().addResult = 1;
     EXPECT_EQ(1, serve("/x", nullptr).result);
     EXPECT_EQ("close", fakePlatform().calls.back());
     EXPECT_EQ(16U, fakePlatform().calls.size());
@@ -227,7 +227,7 @@ TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
 
 TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
     answerWith(0, "{}");
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<success header>\n{}", served.output);
@@ -236,7 +236,7 @@ TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
 
 TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
     answerWith(-1);
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-1, served.result);
     EXPECT_EQ("<error /x|(null)|500|-1|/x|main|150>", served.output);
@@ -245,7 +245,7 @@ TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
 
 TEST(ZvControl, AFailingCloseAfterAHandlersOwnAnswerTellsItsResultToo) {
     answerWith(-18);
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-18, served.result);
     EXPECT_EQ("", served.output);

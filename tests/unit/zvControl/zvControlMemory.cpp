@@ -50,7 +50,7 @@ TEST(ZvControlMemory, WithoutMemoryAnAnswerOfTheHandlersOwnStands) {
 
 TEST(ZvControlMemory, AFailingCloseTellsTheDispatchersResultAlsoWithoutMemory) {
     answerWith(-17);
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serveWithin(1, "/x", nullptr);
     EXPECT_EQ(-2, served.result);
     EXPECT_EQ("", served.output);
@@ -65,11 +65,11 @@ TEST(ZvControlMemory, WithoutMemoryForTheSettingsSaysNothingAndFails) {
 }
 
 TEST(ZvControlMemory, WithoutMemoryForTheErrorAnswerOfTheDescriptionSaysNothingAndFails) {
-    fakePlatform().getter_results["model_number"] = -7;
+    fakePlatform().getterResults["model_number"] = -7;
     const Served getter = serveWithin(1, nullptr, nullptr);
     EXPECT_EQ(-2, getter.result);
     EXPECT_EQ("", getter.output);
-    fakePlatform().getter_results["model_number"] = 0;
+    fakePlatform().getterResults["model_number"] = 0;
     const Served settings = serveWithin(1, nullptr, nullptr);
     EXPECT_EQ(-2, settings.result);
     EXPECT_EQ("", settings.output);
