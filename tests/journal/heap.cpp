@@ -2,6 +2,7 @@
 // libraries. Where a sanitizer keeps the heap, it is asked first and nothing is recorded.
 #include "journal.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <elf.h>
@@ -25,7 +26,7 @@ struct Range {
 
 // The program's instructions, from the table of its own segments that the kernel gives every process.
 Range findProgram() {
-    const auto* const first = reinterpret_cast<const ElfW(Phdr)*>(getauxval(AT_PHDR));
+    const auto* const first = std::bit_cast<const ElfW(Phdr)*>(getauxval(AT_PHDR));
     const unsigned long count = getauxval(AT_PHNUM);
     std::uintptr_t base = 0;
     Range range;

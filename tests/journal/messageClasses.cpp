@@ -1,5 +1,8 @@
 // Stands in for the message classes of libzvCtrlD. The stand-in leaves the objects' own members alone, as their layout
 // is the library's: what it knows of an object stands beside it, by its address.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wunused-private-field"
+#endif
 #include "journal.h"
 #include "zvCtrlD.h"
 
