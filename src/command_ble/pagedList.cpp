@@ -4,13 +4,11 @@
 #include "bleLog.h"
 #include "bleQuery.h"
 #include "bleRequest.h"
-#include "bleResponse.h"
 #include "zvErrno.h"
 
 #include <array>
 #include <cstddef>
 #include <ctime>
-#include <exception>
 #include <string>
 
 BleListSink::~BleListSink() = default;
@@ -208,19 +206,6 @@ int readPage(const char* query, std::optional<std::uint8_t>& page) {
 
 int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
     return Acquisition(list, page, sink).run();
-}
-
-int answerList(BleList list, const char* params, BleListSink& sink, char* response, int responseSize) try {
-    std::optional<std::uint8_t> page;
-    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
-        return result;
-    }
-    if (const int result = acquireList(list, page, sink); result != ZV_OK) {
-        return result;
-    }
-    return writeResponse(sink.document().c_str(), response, responseSize);
-} catch (const std::exception&) {
-    return listOutOfMemory();
 }
 
 int listOutOfMemory() {

@@ -5,11 +5,14 @@
 #pragma once
 
 #include "bleCommands.h"
+#include "bleQuery.h"
+#include "bleResponse.h"
+#include "zvErrno.h"
 
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <span>
-#include <string>
 
 // A list of the daemon, by the code of the command that asks for a page of it.
 enum class BleList : std::uint8_t {
@@ -45,8 +48,6 @@ public:
     virtual void begin(const BleListHeader& header) = 0;
     // Entries of a reply, only valid during the call. False when no more of them are needed.
     virtual bool add(const BlePage& page) = 0;
-    // The answer that has been made of the entries.
-    virtual std::string document() const = 0;
 };
 
 // Seconds after which an acquisition requests no further page: a daemon that hands out tiny pages slowly must not hold
@@ -71,8 +72,20 @@ int readPage(const char* query, std::optional<std::uint8_t>& page);
  */
 int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
 
-// Answers a command for one page ("p=") or the whole list with the sink's document. The command's result.
-int answerList(BleList list, const char* params, BleListSink& sink, char* response, int responseSize);
-
 // Logs that there is no memory for a list's answer. -1, for the command to return.
 int listOutOfMemory();
+
+// Answers a command for one page ("p=") or for the whole list with the sink's document(). The command's result.
+template<class Sink>
+int answerList(BleList list, const char* params, Sink& sink, char* response, int responseSize) try {
+    std::optional<std::uint8_t> page;
+    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
+        return result;
+    }
+    if (const int result = acquireList(list, page, sink); result != ZV_OK) {
+        return result;
+    }
+    return writeResponse(sink.document().c_str(), response, responseSize);
+} catch (const std::exception&) {
+    return listOutOfMemory();
+}

@@ -81,7 +81,7 @@ public:
         return true;
     }
 
-    std::string document() const override { return text_ + "]\n}\n"; }
+    std::string document() const { return text_ + "]\n}\n"; }
 
 private:
     std::string text_;

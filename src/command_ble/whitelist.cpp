@@ -81,7 +81,7 @@ public:
         return true;
     }
 
-    std::string document() const override {
+    std::string document() const {
         return "\n{\"list_id\":" + std::to_string(header_.id) +
                ",\"total\":" + std::to_string(header_.total - skipped_) +
                ",\"index\":" + std::to_string(header_.index) +
@@ -115,7 +115,7 @@ public:
         return true;
     }
 
-    std::string document() const override { return "\n{" + device_ + "}\n"; }
+    std::string document() const { return "\n{" + device_ + "}\n"; }
 
 private:
     std::uint8_t address_[bleAddressSize] = {};

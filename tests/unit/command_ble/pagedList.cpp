@@ -21,7 +21,6 @@ public:
         }
         return counts.size() < enough;
     }
-    std::string document() const override { return ""; }
 
     std::vector<BleListHeader> headers;
     std::vector<int> counts;
