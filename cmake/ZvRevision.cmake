@@ -1,4 +1,4 @@
-# zv_build_revision(TARGET): a static library that defines build_revision (buildRevision.h), the revision of the
+# zv_build_revision(TARGET): a static library that defines buildRevision (buildRevision.h), the revision of the
 # sources. Every build looks the revision up again. The generated source, and the programs linked with it, change only
 # when the revision does.
 #
@@ -30,7 +30,7 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
     message("${cause}: the program's build revision is ${revision}")
   endif()
   file(CONFIGURE OUTPUT "${ZV_OUTPUT}" @ONLY CONTENT
-    "#include \"buildRevision.h\"\n\nextern const char build_revision[41] = \"@revision@\";\n")
+    "#include \"buildRevision.h\"\n\nextern const char buildRevision[41] = \"@revision@\";\n")
   return()
 endif()
 

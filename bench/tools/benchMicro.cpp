@@ -114,7 +114,7 @@ BENCHMARK(parameterRead);
 
 void addressRead(benchmark::State& state) {
     const std::string text = "A1B2C3D4E5F6";
-    std::array<std::uint8_t, BLE_ADDRESS_SIZE> address{};
+    std::array<std::uint8_t, bleAddressSize> address{};
     for ([[maybe_unused]] auto round : state) {
         benchmark::DoNotOptimize(parse_device_address(text, address.data()));
         benchmark::ClobberMemory();

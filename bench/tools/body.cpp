@@ -30,22 +30,22 @@ std::string_view field(std::string_view head, std::string_view name) {
 void Body::take(std::string_view piece) {
     while (!piece.empty()) {
         switch (part_) {
-        case Part::head:
+        case Part::Head:
             takeHead(piece);
             break;
-        case Part::counted:
-        case Part::untilClosed:
-        case Part::chunk:
+        case Part::Counted:
+        case Part::UntilClosed:
+        case Part::Chunk:
             takeBody(piece);
             break;
-        case Part::chunkSize:
-        case Part::chunkEnd:
-        case Part::trailer:
+        case Part::ChunkSize:
+        case Part::ChunkEnd:
+        case Part::Trailer:
             takeLine(piece);
             break;
-        case Part::end: // more than there should be
-        case Part::wrong:
-            part_ = Part::wrong;
+        case Part::End: // more than there should be
+        case Part::Wrong:
+            part_ = Part::Wrong;
             return;
         }
     }
@@ -57,7 +57,7 @@ void Body::takeHead(std::string_view& piece) {
     const std::size_t end = line_.find("\r\n\r\n");
     if (end == std::string::npos) {
         piece = {};
-        part_ = line_.size() > longestLine ? Part::wrong : Part::head;
+        part_ = line_.size() > longestLine ? Part::Wrong : Part::Head;
         return;
     }
     piece.remove_prefix(end + 4 - before);
@@ -72,19 +72,19 @@ void Body::readHead() {
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     const std::string_view length = field(line_, "content-length");
     if (!good || (!length.empty() && !readNumber(length, 10, left_))) {
-        part_ = Part::wrong;
+        part_ = Part::Wrong;
     } else if (field(line_, "transfer-encoding") == "chunked") {
-        part_ = Part::chunkSize;
+        part_ = Part::ChunkSize;
     } else if (length.empty()) {
-        part_ = Part::untilClosed;
+        part_ = Part::UntilClosed;
     } else {
-        part_ = left_ > 0 ? Part::counted : Part::end;
+        part_ = left_ > 0 ? Part::Counted : Part::End;
     }
 }
 
 void Body::takeBody(std::string_view& piece) {
     std::size_t count = piece.size();
-    if (part_ != Part::untilClosed) {
+    if (part_ != Part::UntilClosed) {
         count = static_cast<std::size_t>(std::min(static_cast<std::int64_t>(count), left_));
         left_ -= static_cast<std::int64_t>(count);
     }
@@ -93,8 +93,8 @@ void Body::takeBody(std::string_view& piece) {
     }
     size_ += static_cast<std::int64_t>(count);
     piece.remove_prefix(count);
-    if (part_ != Part::untilClosed && left_ == 0) {
-        part_ = part_ == Part::chunk ? Part::chunkEnd : Part::end;
+    if (part_ != Part::UntilClosed && left_ == 0) {
+        part_ = part_ == Part::Chunk ? Part::ChunkEnd : Part::End;
     }
 }
 
@@ -103,24 +103,24 @@ void Body::takeLine(std::string_view& piece) {
     line_ += piece.substr(0, end);
     piece.remove_prefix(end == std::string_view::npos ? piece.size() : end + 1);
     if (end == std::string_view::npos) {
-        part_ = line_.size() > longestLine ? Part::wrong : part_;
+        part_ = line_.size() > longestLine ? Part::Wrong : part_;
         return;
     }
     const bool empty = line_ == "\r";
-    if (part_ == Part::chunkSize) {
+    if (part_ == Part::ChunkSize) {
         readChunkSize();
-    } else if (part_ == Part::chunkEnd) {
-        part_ = empty ? Part::chunkSize : Part::wrong;
+    } else if (part_ == Part::ChunkEnd) {
+        part_ = empty ? Part::ChunkSize : Part::Wrong;
     } else {
-        part_ = empty ? Part::end : Part::trailer;
+        part_ = empty ? Part::End : Part::Trailer;
     }
     line_.clear();
 }
 
 void Body::readChunkSize() {
     if (!readNumber(line_, 16, left_)) {
-        part_ = Part::wrong;
+        part_ = Part::Wrong;
     } else {
-        part_ = left_ > 0 ? Part::chunk : Part::trailer;
+        part_ = left_ > 0 ? Part::Chunk : Part::Trailer;
     }
 }

@@ -16,13 +16,13 @@ public:
     void take(std::string_view piece);
 
     // Whether the answer, now at its end, has status 200 and all of its body.
-    [[nodiscard]] bool complete() const { return part_ == Part::end || part_ == Part::untilClosed; }
+    [[nodiscard]] bool complete() const { return part_ == Part::End || part_ == Part::UntilClosed; }
 
     [[nodiscard]] std::int64_t size() const { return size_; }
     [[nodiscard]] const std::string& text() const { return text_; }
 
 private:
-    enum class Part { head, counted, untilClosed, chunkSize, chunk, chunkEnd, trailer, end, wrong };
+    enum class Part { Head, Counted, UntilClosed, ChunkSize, Chunk, ChunkEnd, Trailer, End, Wrong };
 
     void takeHead(std::string_view& piece);
     void takeBody(std::string_view& piece);
@@ -30,7 +30,7 @@ private:
     void readHead();
     void readChunkSize();
 
-    Part part_ = Part::head;
+    Part part_ = Part::Head;
     std::string line_; // what has arrived of the head, or of a line between chunks
     std::string text_;
     std::int64_t size_ = 0;

@@ -9,7 +9,7 @@
 #include <sys/socket.h>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string errorLine(const std::string& text) {
@@ -194,4 +194,4 @@ void AdminServer::dropOldest() {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

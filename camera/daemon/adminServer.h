@@ -1,12 +1,12 @@
 /*
- * The daemons' socket for the camera's tool: a Unix stream socket, one JSON object a line in each direction.
+ * The daemons' socket for the camera's tool: a Unix stream socket; each line is one JSON object, in both directions.
  *
  * {"op":"name", ...} is answered with {"ok":true,"result":...} or {"ok":false,"error":"text"}, in the order of the
  * requests. After a subscription a client gets {"event":"topic","data":...} lines too.
  *
- * No client can hold or stop the daemon: nothing waits, request lines are bounded (64 KiB, 16 levels of nesting), so is
- * what a client lets lie unread (4 MiB), and of more than 64 clients the longest connected one without a subscription
- * is dropped.
+ * No client can hold or stop the daemon. Nothing waits. A request line has at most 64 KiB and 16 levels of nesting. A
+ * client that leaves more than 4 MiB unread is dropped. The client that exceeds 64 pushes out the one that has been
+ * connected longest without a subscription.
  */
 #pragma once
 
@@ -19,18 +19,18 @@
 #include <set>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class AdminServer {
 public:
-    // Gets the whole request; its value is the result. An exception becomes the error text.
+    // Gets the whole request and returns the result. The text of an exception becomes the error text.
     using Handler = std::function<Json(const Json& request)>;
 
     static constexpr std::size_t lineLimit = std::size_t{64} << 10;
     static constexpr std::size_t unreadLimit = std::size_t{4} << 20;
     static constexpr std::size_t clientLimit = 64;
 
-    // Listens on path, replacing a socket file that nobody serves any more. Throws std::runtime_error when another
+    // Listens on path; replaces a socket file that nobody serves any more. Throws std::runtime_error when another
     // process serves it, std::system_error when it cannot be made. The loop must outlive the server.
     AdminServer(EventLoop& loop, std::string path);
     ~AdminServer();
@@ -38,7 +38,7 @@ public:
     AdminServer& operator=(const AdminServer&) = delete;
 
     void on(const std::string& op, Handler handler);
-    // As on(), and from then on the client receives what is published under the op's name.
+    // As on(); from then on, the client also receives what is published under the op's name.
     void onSubscribe(const std::string& op, Handler handler);
     void publish(const std::string& topic, const Json& data);
     bool hasSubscribers(const std::string& topic) const;
@@ -76,4 +76,4 @@ private:
     std::uint64_t serving_ = 0; // the client whose requests are being handled: publish() must not drop it
 };
 
-} // namespace zvcam
+} // namespace zvcamera

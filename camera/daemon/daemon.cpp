@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 
 int daemonMain(int argc, char** argv, const char* name,
                const std::function<void(EventLoop&, const DaemonOptions&, const Scenario&)>& serve) {
@@ -33,4 +33,4 @@ int daemonMain(int argc, char** argv, const char* name,
     return 0;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct DaemonOptions {
     std::string scenarioFile;            // --scenario FILE; empty: all defaults
@@ -18,11 +18,11 @@ struct DaemonOptions {
 };
 
 /*
- * main() of a daemon: reads the options, opens the log under the daemon's name, loads the scenario, and calls `serve`,
- * which sets itself up and runs the loop until it ends on SIGTERM or SIGINT. 0 after a clean end; 1, with the reason on
- * standard error and in the log, when setting up fails; 2 for wrong options.
+ * main() of a daemon: reads the options, opens the log under the daemon's name, loads the scenario, and calls `serve`.
+ * `serve` makes the daemon and runs the loop, which ends on SIGTERM or SIGINT. Returns 0 after a clean end, 2 for wrong
+ * options, and 1 when an exception ended it; its text is then on standard error and in the log.
  */
 int daemonMain(int argc, char** argv, const char* name,
                const std::function<void(EventLoop&, const DaemonOptions&, const Scenario&)>& serve);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -10,7 +10,7 @@
 #include <sys/signalfd.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // What is more waits for the next round.
@@ -142,4 +142,4 @@ void EventLoop::runTimers() {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

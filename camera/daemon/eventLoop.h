@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-namespace zvcam {
+namespace zvcamera {
 
 class EventLoop {
 public:
@@ -62,4 +62,4 @@ private:
     std::unique_ptr<SignalMask> previous_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 #include <cstdarg>
 #include <syslog.h>
 
-namespace zvcam {
+namespace zvcamera {
 
 void openLog(const char* name) {
     openlog(name, LOG_PID, LOG_DAEMON);
@@ -23,4 +23,4 @@ void logInfo(const char* format, ...) {
     va_end(arguments);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,9 +1,9 @@
 // Log lines of a daemon: to syslog(3), under the daemon's name.
 #pragma once
 
-namespace zvcam {
+namespace zvcamera {
 
-// name must stay alive; it becomes the identifier of every line, with the process id.
+// Every line begins with the name and the process id. The name must stay alive.
 void openLog(const char* name);
 
 // LOG_ERR: something was refused, lost or is wrong.
@@ -11,4 +11,4 @@ void openLog(const char* name);
 // LOG_INFO: what the daemon did.
 [[gnu::format(printf, 1, 2)]] void logInfo(const char* format, ...);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,10 +6,11 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t queueNameLimit = 255;
+constexpr mode_t queueMode = 0664;
 
 } // namespace
 
@@ -29,12 +30,12 @@ OwnedQueue::OwnedQueue(std::string name, long messages, long messageSize)
     attributes.mq_maxmsg = messages;
     attributes.mq_msgsize = messageSize;
     mq_unlink(name_.c_str());
-    queue_ = mq_open(name_.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_CLOEXEC, 0664, &attributes);
+    queue_ = mq_open(name_.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_CLOEXEC, queueMode, &attributes);
     if (queue_ == static_cast<mqd_t>(-1)) {
         throw std::system_error(errno, std::generic_category(), "creating queue " + name_);
     }
     // The umask must not decide who may talk to the daemon.
-    fchmod(queue_, 0664);
+    fchmod(queue_, queueMode);
 }
 
 OwnedQueue::~OwnedQueue() {
@@ -81,4 +82,4 @@ SendResult sendWithoutWaiting(const std::string& name, ByteSpan message) {
     return error == EAGAIN ? SendResult::Full : SendResult::Refused;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

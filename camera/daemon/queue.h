@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 // What every queue of a daemon holds.
 constexpr long daemonQueueMessages = 10;
@@ -20,8 +20,8 @@ constexpr long daemonQueueMessageSize = 2048;
 // True for "/name": one slash, at the start, at most 255 characters that print and are no blanks, not "/." or "/..".
 bool validQueueName(std::string_view name);
 
-// A queue of this daemon's own: created anew (a queue left behind by a daemon that was killed is removed), read and
-// write for owner and group, readable for others, removed at the end.
+// A queue of this daemon's own: made at the start, removed at the end. Replaces the queue that a killed daemon has
+// left. Owner and group may read and write it, others may read it.
 class OwnedQueue {
 public:
     // Throws std::system_error.
@@ -47,11 +47,11 @@ enum class SendResult {
     Sent,
     Full,    // the queue holds all it can; try later
     Absent,  // there is no such queue, or it may not be written
-    Refused, // the message is larger than the queue takes, or another error
+    Refused, // the message is too large for the queue, or another error
 };
 const char* toText(SendResult result);
 
 // Writes one message without waiting; opens and closes the queue.
 SendResult sendWithoutWaiting(const std::string& name, ByteSpan message);
 
-} // namespace zvcam
+} // namespace zvcamera

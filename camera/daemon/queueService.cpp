@@ -1,11 +1,12 @@
 #include "queueService.h"
 
-#include "explain.h"
+#include "commandNames.h"
 #include "log.h"
 
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
-namespace zvcam {
+namespace zvcamera {
 
 QueueService::QueueService(EventLoop& loop, AdminServer& admin, const char* daemon, const std::string& queue)
     : loop_(loop),
@@ -186,4 +187,4 @@ void QueueService::trace(TraceRecord record) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,9 +1,9 @@
 /*
- * A daemon's queue and what hangs on it: reading and checking requests, answering them without ever waiting, faults,
- * trace, and the admin operations for these.
+ * A daemon's queue: reads and checks requests, answers them without ever waiting, spoils replies by fault rules, traces
+ * every message, and serves the admin operations for faults and trace.
  *
- * A message above 1500 bytes, a malformed one and one that is no request are logged and skipped; so is a reply that its
- * queue does not take (full, absent, not a queue's name).
+ * A message is logged and skipped when it has more than 1500 bytes, is malformed or is no request. So is a reply when
+ * its queue is full or absent, or its name is no queue's name.
  *
  * Admin operations: fault_list, fault_add {a rule}, fault_remove {id}, fault_clear, trace {after}, trace_follow {after}
  * (a subscription), trace_clear, queue (counts).
@@ -15,12 +15,12 @@
 #include "faults.h"
 #include "queue.h"
 #include "tlv.h"
-#include "trace.h"
+#include "traceRing.h"
 
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct QueueRequest {
     Bytes raw;
@@ -28,14 +28,14 @@ struct QueueRequest {
     std::string tag;         // of the command
     Bytes data;              // of the data element; empty without one
     std::string destination; // empty without such an element
-    std::string replyQueue;  // empty when there is none that could be answered to
+    std::string replyQueue;  // empty when the request names none, or no queue's name
     RequestInfo info;
 };
 
 class QueueService {
 public:
     using Handler = std::function<void(const QueueRequest&)>;
-    // Whether a fault rule of the scenario for this command ("*" included) is this daemon's.
+    // Whether this daemon takes the scenario's fault rules for this command or for "*".
     using OwnCommand = std::function<bool(const std::string& command)>;
 
     QueueService(EventLoop& loop, AdminServer& admin, const char* daemon, const std::string& queue);
@@ -43,14 +43,14 @@ public:
 
     // Serves the queue from now on.
     void start(Handler handler);
-    // Takes the rules of the scenario's "faults" that are for this daemon; throws JsonError.
+    // Takes those rules of the scenario's "faults" that are for this daemon; throws JsonError.
     void loadFaults(const Json& rules, const OwnCommand& own);
 
-    // The faults that the reply to a request will suffer: asked for once, before the request is carried out.
+    // The faults of the reply to a request. To be called once, before the request is carried out.
     PlannedFaults planFaults(const QueueRequest& request) { return faults_.plan(request.info); }
     void reply(const QueueRequest& request, const PlannedFaults& planned, Status status, const Bytes& data = {});
 
-    // A request that was passed on to another queue, at the time given, or was not.
+    // Traces a request that was, or was not, passed on to another queue at the given time.
     void traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,
                         std::int64_t time);
     void countForwarded() { ++forwarded_; }
@@ -81,4 +81,4 @@ private:
     std::uint64_t forwarded_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t fileLimit = std::size_t{4} << 20;
@@ -63,4 +63,4 @@ std::string toLine(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,16 +3,17 @@
 
 #include "jsonReader.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Scenario {
 public:
     // No file: every part is empty, all defaults.
     Scenario() = default;
-    // Reads a file; throws JsonError that names the file when it cannot be read, is not JSON, is larger than 4 MiB, is
-    // nested deeper than 16 levels or has a part that no daemon knows ("description" may hold any text).
+    // Reads a file. Throws JsonError, which names the file, when it cannot be read, is not JSON, is larger than 4 MiB,
+    // is nested deeper than 16 levels or has an unknown part. "description" may hold any text.
     static Scenario load(const std::string& path);
 
     // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none. Throws
@@ -26,4 +27,4 @@ private:
 // The text of a JSON value on one line; bytes that are not UTF-8 are replaced.
 std::string toLine(const Json& value);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -8,8 +8,10 @@
 #include <sys/un.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
+
+constexpr mode_t socketMode = 0660;
 
 sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
@@ -46,7 +48,7 @@ zv::UniqueFd listenUnix(const std::string& path, int type) {
     unlink(path.c_str());
     zv::UniqueFd fd = newSocket(type | SOCK_NONBLOCK, path);
     if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        chmod(path.c_str(), 0660) != 0 || listen(fd.get(), SOMAXCONN) != 0) {
+        chmod(path.c_str(), socketMode) != 0 || listen(fd.get(), SOMAXCONN) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
     }
     return fd;
@@ -61,4 +63,4 @@ zv::UniqueFd connectUnix(const std::string& path, int type) {
     return fd;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,12 +6,12 @@
 #include <span>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteSpan = std::span<const std::uint8_t>;
 
-// What a message of a client may be at most.
+// The most bytes that a message of a client has.
 constexpr std::size_t clientMessageSize = 1500;
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,10 +1,10 @@
-// Reads bytes in order, never past their end: a read that does not fit yields zeros and is remembered.
+// Reads bytes in order, never past their end: a read that does not fit yields zeros and sets overrun().
 #pragma once
 
 #include <cstdint>
 #include <span>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Cursor {
 public:
@@ -40,4 +40,4 @@ private:
     bool overrun_ = false;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

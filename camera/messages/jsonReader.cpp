@@ -1,6 +1,8 @@
 #include "jsonReader.h"
 
-namespace zvcam {
+#include <nlohmann/json.hpp>
+
+namespace zvcamera {
 
 Json parseJson(std::string_view text) {
     return Json::parse(text, [](int depth, Json::parse_event_t event, const Json&) {
@@ -16,6 +18,10 @@ JsonReader::JsonReader(const Json& object, std::string where) : object_(object),
     if (!object.is_object()) {
         throw JsonError((where_.empty() ? "the document" : where_) + ": must be an object");
     }
+}
+
+bool JsonReader::has(const std::string& key) const {
+    return object_.contains(key);
 }
 
 std::string JsonReader::place(const std::string& key) const {
@@ -77,6 +83,10 @@ bool JsonReader::integer(const std::string& key, std::int64_t& value, std::int64
     return true;
 }
 
+bool JsonReader::byte(const std::string& key, std::uint8_t& value) {
+    return number(key, value, 0, UINT8_MAX);
+}
+
 bool JsonReader::array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each) {
     const Json* found = any(key);
     if (found == nullptr) {
@@ -100,4 +110,4 @@ void JsonReader::finish() const {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

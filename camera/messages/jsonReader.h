@@ -1,16 +1,16 @@
-// Strict reading of JSON objects: types and ranges checked, unknown keys refused, every error naming its place
-// ("ble.devices[2].rssi: must be a number from -127 to 20"). Serves the scenario file and the daemons' set operations.
+// Strict reading of JSON objects: checks types and ranges, refuses unknown keys, and names the place of every error
+// ("ble.devices[2].rssi: must be a number from -127 to 20"). For the scenario file and the daemons' set operations.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Json = nlohmann::json;
 
@@ -19,20 +19,20 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// What is read from outside is nested no deeper: copying and writing JSON takes the stack, level by level.
+// The most levels of JSON from outside: copying and writing it takes stack for each level.
 constexpr int nestingLimit = 16;
 
-// Throws JsonError for a text that is nested deeper, Json::exception for one that is no JSON.
+// Throws JsonError when the text is nested deeper, Json::exception when it is no JSON.
 Json parseJson(std::string_view text);
 
 class JsonReader {
 public:
-    // where: the name of the object in error texts, empty for the outermost one. The object must stay alive. Throws
-    // JsonError when it is not an object.
+    // where: the name of the object in error texts, empty for the outermost one. The object must outlive the reader.
+    // Throws JsonError when it is not an object.
     JsonReader(const Json& object, std::string where);
 
-    bool has(const std::string& key) const { return object_.contains(key); }
-    // Each marks its key as known and leaves the output alone when the key is absent; true when it was there.
+    bool has(const std::string& key) const;
+    // Each marks its key as known. True when the key is there; else the value stays as it is. Throw JsonError.
     bool text(const std::string& key, std::string& value);
     bool flag(const std::string& key, bool& value); // true, false, 1 or 0
     template<typename T>
@@ -44,14 +44,16 @@ public:
         value = static_cast<T>(wide);
         return true;
     }
+    bool byte(const std::string& key, std::uint8_t& value); // 0 to 255
     // Calls `each` with every item of an array and the item's name in error texts.
     bool array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each);
     // Any value; null when the key is absent.
     const Json* any(const std::string& key);
+    // "outer.key", as error texts name it.
     std::string place(const std::string& key) const;
     [[noreturn]] void fail(const std::string& key, const std::string& what) const;
 
-    // Throws JsonError when the object has a key that was not asked for.
+    // Throws JsonError when the object has a key that nobody has asked for.
     void finish() const;
 
 private:
@@ -62,4 +64,4 @@ private:
     std::set<std::string> known_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

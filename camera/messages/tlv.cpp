@@ -3,9 +3,8 @@
 #include "cursor.h"
 
 #include <algorithm>
-#include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr std::size_t headerSize = 4;
@@ -13,14 +12,6 @@ constexpr std::size_t headerSize = 4;
 void put16(Bytes& out, std::size_t value) {
     out.push_back(static_cast<std::uint8_t>(value >> 8));
     out.push_back(static_cast<std::uint8_t>(value));
-}
-
-int hexDigit(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    const char lower = static_cast<char>(digit | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 std::string checkTail(const Message& message) {
@@ -97,32 +88,4 @@ Message makeReply(std::uint8_t status, ByteSpan data) {
     return {categoryReply, {std::move(response), {tagTail, {}}}};
 }
 
-std::string toHex(ByteSpan bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const std::uint8_t byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
-Bytes fromHex(std::string_view text) {
-    if (text.size() % 2 != 0) {
-        throw std::invalid_argument("odd number of hexadecimal digits");
-    }
-    Bytes bytes;
-    bytes.reserve(text.size() / 2);
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        const int high = hexDigit(text[i]);
-        const int low = hexDigit(text[i + 1]);
-        if (high < 0 || low < 0) {
-            throw std::invalid_argument("not a hexadecimal text: " + std::string(text.substr(0, 40)));
-        }
-        bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
-    }
-    return bytes;
-}
-
-} // namespace zvcam
+} // namespace zvcamera

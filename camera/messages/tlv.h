@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 constexpr std::uint8_t tagCommand = 65;
 constexpr std::uint8_t tagData = 66;
@@ -42,21 +42,17 @@ struct Message {
 };
 
 struct DecodedMessage {
-    Message message;     // what could be read, up to the first fault
+    Message message;     // all that can be read before the first fault
     std::string problem; // empty for a well-formed message, else the first fault in words
 };
 
-// Reads a message; nothing beyond the given bytes is ever looked at.
+// Reads a message, never past the end of the bytes.
 DecodedMessage decodeMessage(ByteSpan bytes);
 
-// The bytes of a message. A length above 65535 is cut to its low 16 bits in the headers, not in the bytes.
+// The bytes of a message. A header holds the low 16 bits of a length; the bytes themselves are never cut.
 Bytes encodeMessage(const Message& message);
 
 // A reply: category 3, the response element {status, data...}, the tail.
 Message makeReply(std::uint8_t status, ByteSpan data = {});
 
-std::string toHex(ByteSpan bytes); // lower case, two digits a byte, no separators
-// The bytes of a hex text; throws std::invalid_argument for anything else.
-Bytes fromHex(std::string_view text);
-
-} // namespace zvcam
+} // namespace zvcamera

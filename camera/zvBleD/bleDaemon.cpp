@@ -1,14 +1,16 @@
 #include "bleDaemon.h"
 
-#include "explain.h"
+#include "commandNames.h"
 #include "log.h"
+#include "quoteText.h"
 #include "radioCommands.h"
 #include "whitelistFile.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* ownQueue = "/to_ble";
+constexpr std::size_t shownTag = 16; // as much of an unknown tag as is logged
 
 } // namespace
 
@@ -21,7 +23,7 @@ BleDaemon::BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistF
     setUpRadio(radio_, ble);
     loadFile();
     saved_ = radio_.whitelist.revision();
-    service_.loadFaults(faults, [](const std::string& command) { return command != "PD" && command != "PX"; });
+    service_.loadFaults(faults, [](const std::string& command) { return !isPairingStateCommand(command); });
     radioAdmin_.addOperations(admin);
     service_.start([this](const QueueRequest& request) { handle(request); });
     onTick();
@@ -37,14 +39,14 @@ Millis BleDaemon::now() const {
 
 void BleDaemon::handle(const QueueRequest& request) {
     const PlannedFaults planned = service_.planFaults(request);
-    if (request.tag != "BL") {
-        logError("%s: unknown command %s", ownQueue, quoteText(request.tag.substr(0, 16)).c_str());
+    if (request.tag != bleTag) {
+        logError("%s: unknown command %s", ownQueue, quoteText(request.tag.substr(0, shownTag)).c_str());
         service_.reply(request, planned, Status::UnknownCommand);
         return;
     }
     const Millis time = now();
     if (planned.idShift != 0) {
-        radio_.advance(time); // first: a device that is lost now must not make up for the shift
+        radio_.advance(time); // now: losing a device later would change the id once more
         rebuildList(radio_, request.info.command, planned.idShift);
     }
     CommandResult result{Status::UnknownCommand, {}};
@@ -74,7 +76,7 @@ void BleDaemon::saveFile() {
     if (saved_ == radio_.whitelist.revision()) {
         return;
     }
-    // Also when it fails: a storage that is full or absent is reported once for every change, not ten times a second.
+    // Set even when saving fails, so that a full or absent storage is logged once a change, not ten times a second.
     saved_ = radio_.whitelist.revision();
     try {
         saveWhitelist(file_, {radio_.autoConnect, radio_.whitelist.slots()});
@@ -89,4 +91,4 @@ void BleDaemon::onTick() {
     timer_ = loop_.addTimer(tick, [this] { onTick(); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,16 +1,16 @@
 /*
  * The BLE daemon: owns "/to_ble", answers its requests by the radio, keeps the whitelist in its file.
  *
- * Only the command tag "BL" is known; other tags and unknown codes get "unknown command" (1). When there is a whitelist
- * file at the start it counts, and the scenario's whitelist does not; a file that cannot be read is logged and left
- * until the first change replaces it.
+ * Only the command tag "BL" is known; other tags and unknown codes get "unknown command" (1). A whitelist file that is
+ * there at the start replaces the scenario's whitelist. A file that cannot be read is logged, and stays until the first
+ * change of the whitelist.
  */
 #pragma once
 
 #include "queueService.h"
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 class BleDaemon {
 public:
@@ -39,4 +39,4 @@ private:
     EventLoop::TimerId timer_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

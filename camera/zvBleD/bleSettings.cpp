@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json.hpp>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr Millis longest = 365LL * 24 * 3600 * 1000;
+constexpr int mostVariation = 100;
 
 template<typename Value>
 struct Word {
@@ -102,7 +104,7 @@ void readSettings(JsonReader& reader, Settings& settings) {
     reader.number("seed", settings.seed, 0, INT64_MAX);
     reader.number("scan_page", settings.scanPage, 1, static_cast<std::int64_t>(scanPageLimit));
     reader.number("whitelist_page", settings.whitelistPage, 1, static_cast<std::int64_t>(whitelistPageLimit));
-    reader.number("whitelist_slots", settings.whitelistSlots, 0, 255);
+    reader.number("whitelist_slots", settings.whitelistSlots, 0, listLimit);
     reader.number("scan_ms", settings.scanTime, 0, longest);
     reader.number("lost_ms", settings.lostTime, 0, longest);
     reader.number("pairing_ms", settings.pairingTime, 0, longest);
@@ -113,12 +115,12 @@ void readSettings(JsonReader& reader, Settings& settings) {
 void readDevice(const Json& json, const std::string& where, Device& device) {
     JsonReader reader(json, where);
     device.address = readAddress(reader, "address");
-    reader.number("address_type", device.addressType, 0, 255);
+    reader.byte("address_type", device.addressType);
     reader.text("name", device.name);
-    reader.number("rssi", device.rssi, -127, 20);
-    reader.number("rssi_variation", device.rssiVariation, 0, 100);
-    readUuids(reader, "uuid16", 2, device.uuid16);
-    readUuids(reader, "uuid128", 16, device.uuid128);
+    reader.number("rssi", device.rssi, rssiLow, rssiHigh);
+    reader.number("rssi_variation", device.rssiVariation, 0, mostVariation);
+    readUuids(reader, "uuid16", uuid16Size, device.uuid16);
+    readUuids(reader, "uuid128", uuid128Size, device.uuid128);
     readWord(reader, "presence", presences, device.presence);
     reader.number("from_ms", device.from, 0, longest);
     reader.number("to_ms", device.to, 0, longest);
@@ -163,8 +165,8 @@ Json toJson(const Device& device) {
             {"name", device.name},
             {"rssi", device.rssi},
             {"rssi_variation", device.rssiVariation},
-            {"uuid16", uuidList(device.uuid16, 2)},
-            {"uuid128", uuidList(device.uuid128, 16)},
+            {"uuid16", uuidList(device.uuid16, uuid16Size)},
+            {"uuid128", uuidList(device.uuid128, uuid128Size)},
             {"presence", wordOf(presences, device.presence)},
             {"from_ms", device.from},
             {"to_ms", device.to},
@@ -194,4 +196,4 @@ std::uint64_t spread(std::uint64_t seed, std::uint64_t a, std::uint64_t b) {
     return value;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

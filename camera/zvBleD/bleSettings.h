@@ -9,12 +9,15 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 using Millis = std::int64_t; // since the daemon's start, or a length
 
 enum class Presence { Scheduled, Present, Away };
 enum class PairingOutcome { Success, Failure, Silent };
+
+constexpr int rssiLow = -127; // dBm
+constexpr int rssiHigh = 20;
 
 struct Device {
     Address address{};
@@ -27,16 +30,16 @@ struct Device {
     Presence presence = Presence::Scheduled;
     Millis from = 0;        // scheduled: in range from here on,
     Millis to = 0;          // until here; 0: for ever
-    Millis period = 0;      // and again every so often; 0: once
+    Millis period = 0;      // and again after each period; 0: once
     Millis foundAfter = -1; // how long a scan takes to find it; -1: 200 to 2000, by the seed
     PairingOutcome pairing = PairingOutcome::Success;
     Millis pairingTime = -1; // -1: that of the settings
     bool mitm = false;       // pairs with man-in-the-middle protection
-    // In range since then, or since its schedule says so if that is later. Kept by the radio.
+    // In range since then at the earliest, whatever its schedule says. Kept by the radio.
     Millis since = 0;
 
     bool inRange(Millis now) const;
-    // Since when it is in range without a break; only asked while it is.
+    // Since when it has been in range without a break. To be called only while it is in range.
     Millis inRangeSince(Millis now) const;
 };
 
@@ -52,19 +55,19 @@ struct Settings {
     Millis connectTime = 1000;                      // how long a known device is in range before it is connected
 };
 
-// Each changes what the object has keys for and leaves the rest; throws JsonError. readSettings() does not call
-// finish().
+// Each changes only what the object has keys for; throws JsonError. The caller of readSettings() calls finish().
 void readSettings(JsonReader& reader, Settings& settings);
 void readDevice(const Json& json, const std::string& where, Device& device);
-// The address of an object's key; throws JsonError when it is missing or none.
+// The address at a key; throws JsonError when the key is missing or holds no address.
 Address readAddress(JsonReader& reader, const std::string& key);
 
 Json toJson(const Settings& settings);
 Json toJson(const Device& device);
+// The UUIDs of `size` bytes each, as texts.
 Json uuidList(const Bytes& uuids, std::size_t size);
 
-// Evenly spread bits for a seed and what is asked about: the same for the same arguments, always.
+// Evenly spread bits, always the same for the same arguments.
 std::uint64_t spread(std::uint64_t seed, std::uint64_t a, std::uint64_t b);
 std::uint64_t number(const Address& address);
 
-} // namespace zvcam
+} // namespace zvcamera

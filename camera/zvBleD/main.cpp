@@ -2,7 +2,7 @@
 #include "daemon.h"
 
 int main(int argc, char** argv) {
-    using namespace zvcam;
+    using namespace zvcamera;
     return daemonMain(argc, argv, "zvBleD",
                       [](EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
                           AdminServer admin(loop, options.adminSocket("zvBleD"));

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr Millis rssiInterval = 1000;
@@ -73,8 +73,8 @@ void Radio::findMore(Millis now) {
             fresh.emplace_back(time, &device);
         }
     }
-    // What arrives joins the list at its end, in the order in which it was heard: the pages before it stay as they are,
-    // and so does the list's id.
+    // New devices join the end of the list in the order in which they were heard. So the pages before them and the
+    // list's id stay as they are.
     std::stable_sort(fresh.begin(), fresh.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     for (const auto& [time, device] : fresh) {
         if (scan_.found.size() >= deviceLimit) {
@@ -100,7 +100,7 @@ std::int8_t Radio::rssi(const Device& device, Millis now) const {
     const auto second = static_cast<std::uint64_t>(now / rssiInterval);
     const std::uint64_t steps = static_cast<std::uint64_t>(device.rssiVariation) * 2 + 1;
     const int offset = static_cast<int>(spread(settings.seed, number(device.address), second) % steps);
-    return static_cast<std::int8_t>(std::clamp(device.rssi + offset - device.rssiVariation, -127, 20));
+    return static_cast<std::int8_t>(std::clamp(device.rssi + offset - device.rssiVariation, rssiLow, rssiHigh));
 }
 
 Status Radio::startPairing(const Address& address, std::uint8_t addressType, Millis now) {
@@ -165,7 +165,7 @@ void Radio::advancePairing(Millis now) {
 void Radio::advanceConnections(Millis now) {
     for (Slot& slot : whitelist.slots()) {
         const Device* device = slot.inUse ? findDevice(slot.address) : nullptr;
-        if (device == nullptr) { // nothing is known about its range: it stays as it was set
+        if (device == nullptr) { // its range is unknown: "connected" stays as it was set
             slot.connectAt.reset();
             continue;
         }
@@ -201,7 +201,7 @@ void Radio::setDevice(Device device, Millis now) {
         return;
     }
     if (devices_.size() >= deviceLimit) {
-        throw JsonError("more than the 255 devices that a list can have");
+        throw JsonError("more than the " + std::to_string(deviceLimit) + " devices that a list can have");
     }
     devices_.push_back(std::move(device));
 }
@@ -213,4 +213,4 @@ bool Radio::removeDevice(const Address& address) {
     return std::erase_if(devices_, [&](const Device& device) { return device.address == address; }) > 0;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,8 +1,8 @@
 /*
  * The radio itself, without queues and clocks: scanning, pairing, whitelist and connections as time goes by.
  *
- * Every operation is told the time; advance() lets happen what has become due. The same settings, devices, operations
- * and times always give the same answers.
+ * The caller tells every operation the time; advance() does what has become due by then. The same settings, devices,
+ * operations and times always give the same answers.
  */
 #pragma once
 
@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Scan {
     bool running = false;
@@ -40,7 +40,7 @@ struct Pairing {
 
 class Radio {
 public:
-    static constexpr std::size_t deviceLimit = 255; // a list's total is one byte
+    static constexpr std::size_t deviceLimit = listLimit;
 
     Settings settings;
     std::uint8_t autoConnect = 1; // of the configuration; 0: no device is connected to by itself
@@ -55,16 +55,15 @@ public:
 
     Status startPairing(const Address& address, std::uint8_t addressType, Millis now);
     Status cancelPairing(const Address& address, std::uint8_t addressType, Millis now);
-    // Ends a pairing under way as if the device had; false when there is none.
+    // Ends the pairing under way as if the device had ended it; false when there is none.
     bool endPairing(PairingStatus end, Millis now);
-    // What clients are told until the next pairing starts, whatever goes on meanwhile; nothing: its own status again.
+    // What clients are told until the next pairing starts; without a value: the status of the pairing again.
     void setPairingStatus(std::optional<std::uint8_t> status) { pairing_.byHand = status; }
     const Pairing& pairing() const { return pairing_; }
 
     const std::vector<Device>& devices() const { return devices_; }
     const Device* findDevice(const Address& address) const;
-    // Adds a device or replaces the one of its address, as something that happens now; throws JsonError when there are
-    // too many.
+    // Adds a device, or replaces the one of its address, at the time `now`. Throws JsonError when there are too many.
     void setDevice(Device device, Millis now = 0);
     bool removeDevice(const Address& address);
 
@@ -85,4 +84,4 @@ private:
     Pairing pairing_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,6 +1,6 @@
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // The parameter of an operation, which must be there.
@@ -17,12 +17,11 @@ Address addressOf(const Json& request) {
     return readAddress(reader, "address");
 }
 
-template<typename T>
-T numberOf(const Json& request, const char* key, std::int64_t low, std::int64_t high) {
+std::uint8_t byteOf(const Json& request, const char* key) {
     required(request, key);
     JsonReader reader(request, "");
-    T value{};
-    reader.number(key, value, low, high);
+    std::uint8_t value = 0;
+    reader.byte(key, value);
     return value;
 }
 
@@ -31,7 +30,7 @@ void set(Radio& radio, const Json& settings) {
     Settings fresh = radio.settings;
     std::uint8_t autoConnect = radio.autoConnect;
     readSettings(reader, fresh);
-    reader.number("auto_connect", autoConnect, 0, 255);
+    reader.byte("auto_connect", autoConnect);
     reader.finish();
     radio.settings = fresh;
     if (autoConnect != radio.autoConnect) {
@@ -77,7 +76,7 @@ void endPairing(Radio& radio, const std::string& outcome, Millis now) {
 void rebuild(Radio& radio, const Json& request) {
     std::optional<std::uint8_t> id;
     if (request.contains("id")) {
-        id = numberOf<std::uint8_t>(request, "id", 0, 255);
+        id = byteOf(request, "id");
     }
     const Json& list = required(request, "list");
     if (list == "scan") {
@@ -135,13 +134,12 @@ void RadioAdmin::addOperations(AdminServer& admin) {
     op("whitelist_clear", [](Radio& r, const Json&, Millis) { r.whitelist.assign({}); });
     op("whitelist_reset", [this](Radio& r, const Json&, Millis) { r.whitelist.assign(scenarioWhitelist(scenario)); });
     op("scan", [](Radio& r, const Json& request, Millis time) {
-        const auto mode = numberOf<std::uint8_t>(request, "mode", 0, 255);
+        const auto mode = byteOf(request, "mode");
         mode == 0 ? r.stopScan(time) : r.startScan(mode, time);
     });
     op("rebuild", [](Radio& r, const Json& request, Millis) { rebuild(r, request); });
     op("pairing_start", [](Radio& r, const Json& request, Millis time) {
-        const auto type = request.contains("address_type") ? numberOf<std::uint8_t>(request, "address_type", 0, 255)
-                                                           : std::uint8_t{0};
+        const auto type = request.contains("address_type") ? byteOf(request, "address_type") : std::uint8_t{0};
         const Status status = r.startPairing(addressOf(request), type, time);
         mustBe(status == Status::Ok, toText(status));
     });
@@ -149,11 +147,10 @@ void RadioAdmin::addOperations(AdminServer& admin) {
         endPairing(r, required(request, "outcome").get<std::string>(), time);
     });
     op("pairing_status", [](Radio& r, const Json& request, Millis) {
-        r.setPairingStatus(required(request, "status").is_null()
-                               ? std::nullopt
-                               : std::optional(numberOf<std::uint8_t>(request, "status", 0, 255)));
+        r.setPairingStatus(required(request, "status").is_null() ? std::nullopt
+                                                                 : std::optional(byteOf(request, "status")));
     });
     op("connection", [](Radio& r, const Json& request, Millis) { connection(r, request); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -2,17 +2,11 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
-Address addressAt(ByteSpan data, std::size_t offset) {
-    Address address{};
-    std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(offset), address.size(), address.begin());
-    return address;
-}
-
-// A page of `entries`: what is asked for, as many as the page limit and the end of the list allow. A start behind the
-// end is an empty page there.
+// A page of `entries`: as many of those asked for as the page limit and the end of the list allow. A start behind the
+// end gives an empty page with that index.
 template<typename Entries, typename ToEntry>
 CommandResult page(std::uint8_t listId, const Entries& entries, ByteSpan data, std::size_t limit, ToEntry toEntry) {
     const std::size_t start = data[1];
@@ -101,4 +95,4 @@ void rebuildList(Radio& radio, const std::string& command, std::uint8_t by) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

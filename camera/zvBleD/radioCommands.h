@@ -3,7 +3,7 @@
 
 #include "radio.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 struct CommandResult {
     Status status = Status::Ok;
@@ -19,4 +19,4 @@ CommandResult runCommand(Radio& radio, ByteSpan data, Millis now);
 // Rebuilds the list whose pages a command answers: its id grows by `by`. Does nothing for any other command.
 void rebuildList(Radio& radio, const std::string& command, std::uint8_t by);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,6 +1,6 @@
 #include "radioState.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Json foundJson(const Scan::Found& found) {
@@ -8,8 +8,8 @@ Json foundJson(const Scan::Found& found) {
             {"address_type", found.entry.addressType},
             {"rssi", found.entry.rssi},
             {"name", found.entry.name},
-            {"uuid16", uuidList(found.entry.uuid16, 2)},
-            {"uuid128", uuidList(found.entry.uuid128, 16)},
+            {"uuid16", uuidList(found.entry.uuid16, uuid16Size)},
+            {"uuid128", uuidList(found.entry.uuid128, uuid128Size)},
             {"seen_ms", found.seen}};
 }
 
@@ -44,7 +44,7 @@ Json whitelistJson(const Whitelist& whitelist) {
 void setUpRadio(Radio& radio, const Json& ble) {
     JsonReader reader(ble, "ble");
     readSettings(reader, radio.settings);
-    reader.number("auto_connect", radio.autoConnect, 0, 255);
+    reader.byte("auto_connect", radio.autoConnect);
     reader.array("devices", [&](const Json& item, const std::string& where) {
         Device device;
         readDevice(item, where, device);
@@ -82,4 +82,4 @@ Json radioState(const Radio& radio, Millis now) {
             {"devices", devices}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,9 @@
 #include "adminServer.h"
 #include "radio.h"
 
-namespace zvcam {
+#include <nlohmann/json.hpp>
+
+namespace zvcamera {
 
 // Sets up a fresh radio from the scenario's "ble" part: settings, "auto_connect", "devices", "whitelist". Throws
 // JsonError.
@@ -30,4 +32,4 @@ struct RadioAdmin {
     void addOperations(AdminServer& admin);
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,8 +1,9 @@
 #include "whitelist.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
-namespace zvcam {
+namespace zvcamera {
 
 std::uint16_t Slot::flags() const {
     const int flags = (inUse ? flagInUse : 0) | (inUse && connected ? flagConnected : 0) | (mitm ? flagMitm : 0) |
@@ -77,7 +78,7 @@ Slot readSlot(const Json& json, const std::string& where, Slot slot) {
     slot.address = readAddress(reader, "address");
     slot.inUse = true;
     reader.flag("in_use", slot.inUse);
-    reader.number("address_type", slot.addressType, 0, 255);
+    reader.byte("address_type", slot.addressType);
     reader.text("name", slot.name);
     reader.flag("mitm", slot.mitm);
     reader.flag("auto_connect", slot.autoConnect);
@@ -92,8 +93,8 @@ Slot readSlot(const Json& json, const std::string& where, Slot slot) {
 std::vector<Slot> readSlots(JsonReader& reader, const std::string& key) {
     std::vector<Slot> slots;
     reader.array(key, [&](const Json& item, const std::string& where) { slots.push_back(readSlot(item, where)); });
-    if (slots.size() > 255) {
-        reader.fail(key, "more than the 255 slots that a list can have");
+    if (slots.size() > listLimit) {
+        reader.fail(key, "more than the " + std::to_string(listLimit) + " slots that a list can have");
     }
     return slots;
 }
@@ -108,4 +109,4 @@ Json toJson(const Slot& slot) {
             {"connected", slot.connected}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,4 +1,4 @@
-// The paired devices: slots of which some may be free, a list id that changes whenever slots are taken or freed.
+// The paired devices: slots, some of them free, and a list id that changes whenever a slot is taken or freed.
 #pragma once
 
 #include "bleSettings.h"
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct Slot {
     bool inUse = false; // a freed slot keeps what it held until it is taken again
@@ -22,8 +22,8 @@ struct Slot {
     std::uint16_t flags() const;
 };
 
-// As much of a device's name as a slot holds, cut between two characters: half a character is no UTF-8, which the
-// list's file could not keep.
+// As much of a device's name as a slot holds, cut between two characters: the list's file could not keep half a
+// character.
 std::string nameForSlot(const std::string& name);
 
 class Whitelist {
@@ -35,8 +35,8 @@ public:
     // The slot in use with the address, or null.
     Slot* find(const Address& address);
 
-    // Takes the slot that has the address, else the first free one, else a new one as long as there are fewer than
-    // `limit`; null when there is no room.
+    // Takes the slot of the address, else the first free slot, else a new one if there are fewer than `limit`; null
+    // when there is no room.
     Slot* take(const Slot& content, std::size_t limit);
     bool hasRoom(const Address& address, std::size_t limit);
     bool remove(const Address& address);
@@ -52,9 +52,9 @@ private:
     std::uint64_t revision_ = 0;
 };
 
-// One slot of an array; null is a free one. Leaves what it has no key for; throws JsonError.
+// Reads a slot; null is a free one. Changes only what there are keys for; throws JsonError.
 Slot readSlot(const Json& json, const std::string& where, Slot slot = {});
 std::vector<Slot> readSlots(JsonReader& reader, const std::string& key);
 Json toJson(const Slot& slot);
 
-} // namespace zvcam
+} // namespace zvcamera

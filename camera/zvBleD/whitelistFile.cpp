@@ -1,34 +1,31 @@
 #include "whitelistFile.h"
 
 #include "uniqueFd.h"
+#include "writeAll.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
+
+constexpr mode_t fileMode = 0664;
 
 [[noreturn]] void fail(const std::string& path) {
     throw std::system_error(errno, std::generic_category(), path);
 }
 
 void writeWhole(const std::string& path, const std::string& text) {
-    const zv::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664));
+    const zv::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, fileMode));
     if (!file.ok()) {
         fail(path);
     }
-    for (std::size_t written = 0; written < text.size();) {
-        const ssize_t length = write(file.get(), text.data() + written, text.size() - written);
-        if (length < 0 && errno != EINTR) {
-            fail(path);
-        }
-        written += length > 0 ? static_cast<std::size_t>(length) : 0;
-    }
-    if (fsync(file.get()) != 0) {
+    if (!zv::writeAll(file.get(), text) || fsync(file.get()) != 0) {
         fail(path);
     }
 }
@@ -45,7 +42,7 @@ std::optional<KeptWhitelist> loadWhitelist(const std::string& path) {
         const Json document = parseJson(text);
         JsonReader reader(document, "");
         KeptWhitelist kept;
-        reader.number("auto_connect", kept.autoConnect, 0, 255);
+        reader.byte("auto_connect", kept.autoConnect);
         kept.slots = readSlots(reader, "slots");
         reader.finish();
         return kept;
@@ -69,4 +66,4 @@ void saveWhitelist(const std::string& path, const KeptWhitelist& whitelist) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

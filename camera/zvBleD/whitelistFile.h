@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct KeptWhitelist {
     std::uint8_t autoConnect = 1; // the radio's setting
@@ -17,8 +17,8 @@ struct KeptWhitelist {
 // Nothing when there is no file; throws JsonError when it cannot be read as what saveWhitelist() writes.
 std::optional<KeptWhitelist> loadWhitelist(const std::string& path);
 
-// Replaces the file in one step, so that a daemon that is killed leaves the old or the new one; makes its folders.
-// Throws std::system_error.
+// Replaces the file in one step, so that a killed daemon leaves the old or the new one. Makes its folders. Throws
+// std::system_error.
 void saveWhitelist(const std::string& path, const KeptWhitelist& whitelist);
 
-} // namespace zvcam
+} // namespace zvcamera

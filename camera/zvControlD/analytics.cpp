@@ -2,6 +2,7 @@
 
 #include "controlProtocol.h"
 #include "log.h"
+#include "writeAll.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -10,11 +11,12 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* onClearNames[] = {"empty", "remove", "keep"};
-constexpr std::int64_t filled = std::int64_t{1} << 20; // of a file of a given size
+constexpr std::int64_t filled = std::int64_t{1} << 20; // bytes of records in a file of a given size
+constexpr mode_t fileMode = 0664;
 
 std::uint64_t nowMilliseconds() {
     return static_cast<std::uint64_t>(
@@ -26,13 +28,9 @@ std::uint64_t nowMilliseconds() {
     throw std::system_error(errno, std::generic_category(), file);
 }
 
-void writeAll(int fd, std::span<const unsigned char> bytes, const std::string& file) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(fd, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
-            fail(file);
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+void writeWhole(int fd, std::span<const unsigned char> bytes, const std::string& file) {
+    if (!zv::writeAll(fd, {reinterpret_cast<const char*>(bytes.data()), bytes.size()})) {
+        fail(file);
     }
 }
 
@@ -49,7 +47,7 @@ Analytics::Analytics(EventLoop& loop, std::string file, const Scenario& scenario
     std::string onClear = onClearNames[0];
     std::string answered = path_;
     reader.flag("collect", wanted);
-    reader.number("interval_ms", interval, 10, 3600000);
+    reader.number("interval_ms", interval, shortestInterval, longestInterval);
     reader.number("limit", limit_, 0, maxSize);
     reader.number("size", size, 0, maxSize);
     reader.text("on_clear", onClear);
@@ -94,7 +92,7 @@ void Analytics::setOnClear(const std::string& what) {
 
 void Analytics::setLimit(std::int64_t limit) {
     limit_ = limit;
-    paused_ = false; // reaching the new one is worth a line in the log
+    paused_ = false; // so that reaching the new limit is logged
 }
 
 void Analytics::collect(std::chrono::milliseconds interval) {
@@ -135,9 +133,9 @@ std::int64_t Analytics::currentSize() const {
 }
 
 zv::UniqueFd Analytics::openFile(int flags) const {
-    std::error_code ignored; // opening says what is wrong
+    std::error_code ignored; // open() then says what is wrong
     std::filesystem::create_directories(std::filesystem::path(file_).parent_path(), ignored);
-    zv::UniqueFd fd(open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0664));
+    zv::UniqueFd fd(open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, fileMode));
     if (!fd.ok()) {
         fail(file_);
     }
@@ -169,7 +167,7 @@ void Analytics::setSize(std::int64_t size) {
         start.insert(start.end(), record.begin(), record.end());
     }
     start.resize(static_cast<std::size_t>(std::min(size, filled)));
-    writeAll(fd.get(), start, file_);
+    writeWhole(fd.get(), start, file_);
     if (ftruncate(fd.get(), size) != 0) {
         fail(file_);
     }
@@ -177,13 +175,13 @@ void Analytics::setSize(std::int64_t size) {
 
 void Analytics::append(std::span<const unsigned char> bytes) {
     const zv::UniqueFd fd = openFile(O_APPEND);
-    writeAll(fd.get(), bytes, file_);
+    writeWhole(fd.get(), bytes, file_);
 }
 
 void Analytics::appendRecords(std::size_t count) {
     const zv::UniqueFd fd = openFile(O_APPEND);
     for (std::size_t i = 0; i < count; ++i) {
-        writeAll(fd.get(), records_.next(nowMilliseconds()), file_);
+        writeWhole(fd.get(), records_.next(nowMilliseconds()), file_);
     }
 }
 
@@ -198,4 +196,4 @@ Json Analytics::toJson() const {
             {"size", size >= 0 ? Json(size) : Json(nullptr)}};
 }
 
-} // namespace zvcam
+} // namespace zvcamera

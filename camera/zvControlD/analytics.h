@@ -4,7 +4,7 @@
  * Scenario, part "analytics", every key optional:
  *   collect      flag, default false: a record is appended every interval_ms
  *   interval_ms  10 to 3600000, default 1000
- *   limit        bytes, default 1048576: collecting pauses rather than let the file grow beyond it
+ *   limit        bytes, default 1048576: collecting pauses before the file would grow beyond it
  *   size         bytes: the file is made at the start, exactly this long
  *   on_clear     "empty" (default), "remove" or "keep": what clearing does to the file
  *   path         the path that is answered to who asks for the file, default the file's own
@@ -19,12 +19,15 @@
 #include <cstdint>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Analytics {
 public:
     // The longest file that can be asked for.
     static constexpr std::int64_t maxSize = std::int64_t{1} << 40;
+    // Milliseconds between two records.
+    static constexpr std::int64_t shortestInterval = 10;
+    static constexpr std::int64_t longestInterval = 3600000;
 
     // file: where the file is; its folder is made when needed. Throws JsonError.
     Analytics(EventLoop& loop, std::string file, const Scenario& scenario);
@@ -32,7 +35,7 @@ public:
     Analytics(const Analytics&) = delete;
     Analytics& operator=(const Analytics&) = delete;
 
-    // What is answered to who asks where the file is.
+    // The path that is answered to who asks for the file.
     const std::string& path() const { return path_; }
     // At most 4096 bytes without a zero byte; empty: the file's own again. Throws JsonError.
     void setPath(const std::string& path);
@@ -40,7 +43,7 @@ public:
     // "empty", "remove" or "keep"; throws JsonError.
     void setOnClear(const std::string& what);
 
-    // Bytes that collecting does not let the file grow beyond, from the next record on.
+    // The most bytes that collecting lets the file have, from the next record on.
     void setLimit(std::int64_t limit);
 
     // interval of 0: unchanged.
@@ -49,8 +52,7 @@ public:
 
     // These throw std::system_error when the file cannot be changed.
     void clear();
-    // Makes the file exactly size bytes long, and stops collecting, so that it stays so. The first MiB are records, the
-    // rest a hole.
+    // Stops collecting and makes the file exactly size bytes long. The first MiB are records, the rest is a hole.
     void setSize(std::int64_t size);
     void append(std::span<const unsigned char> bytes);
     void appendRecords(std::size_t count);
@@ -76,4 +78,4 @@ private:
     AnalyticsRecords records_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using Record = std::vector<unsigned char>;
@@ -62,4 +62,4 @@ Record AnalyticsRecords::next(std::uint64_t milliseconds) {
     return record;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

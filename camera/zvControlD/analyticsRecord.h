@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 class AnalyticsRecords {
 public:
@@ -30,4 +30,4 @@ private:
     std::uint32_t sent_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using zvcontrol::Operation;
@@ -31,7 +31,7 @@ constexpr ItemRow rows[] = {
     stateRow("ap_pairing_state", CSI_AP_PAIRING_STATE, "0"),
 };
 
-// What is no item of the camera's state and can be made to fail all the same.
+// What can be made to fail without being an item of the camera's state.
 constexpr const char* services[] = {"uri_interface_open", "uri_interface_close", "analytics_get", "analytics_clear"};
 
 Json parseNumber(const ItemRow& row, const Json& value, std::int64_t low, std::int64_t high) {
@@ -192,4 +192,4 @@ Json CameraState::toJson() const {
     return json;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -16,11 +16,12 @@
 
 #include <cstdint>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 enum class ItemKind { Byte, Number, Flag, Text };
 
@@ -64,4 +65,4 @@ private:
     std::map<std::string, std::int32_t> failures_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

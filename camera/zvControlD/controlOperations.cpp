@@ -1,10 +1,15 @@
 // The operations that the camera's tool asks of zvControlD.
-#include "control.h"
+#include "controlDaemon.h"
+#include "hexText.h"
 #include "log.h"
-#include "tlv.h"
 
-namespace zvcam {
+#include <algorithm>
+#include <iterator>
+
+namespace zvcamera {
 namespace {
+
+constexpr std::int64_t recordsAtOnce = 100000;
 
 // The request's own keys; "op" has brought it here.
 class Arguments : public JsonReader {
@@ -27,9 +32,74 @@ public:
     }
 };
 
+// Each reads all its arguments before it acts.
+void showStatus(Arguments& arguments, Analytics&) {
+    arguments.finish();
+}
+
+void collect(Arguments& arguments, Analytics& analytics) {
+    std::int64_t interval = 0;
+    arguments.number("interval_ms", interval, Analytics::shortestInterval, Analytics::longestInterval);
+    arguments.finish();
+    analytics.collect(std::chrono::milliseconds(interval));
+}
+
+void stopCollecting(Arguments& arguments, Analytics& analytics) {
+    arguments.finish();
+    analytics.stopCollecting();
+}
+
+void clear(Arguments& arguments, Analytics& analytics) {
+    arguments.finish();
+    analytics.clear();
+}
+
+void setSize(Arguments& arguments, Analytics& analytics) {
+    const std::int64_t size = arguments.requiredNumber("size", 0, Analytics::maxSize);
+    arguments.finish();
+    analytics.setSize(size);
+}
+
+void setLimit(Arguments& arguments, Analytics& analytics) {
+    const std::int64_t limit = arguments.requiredNumber("limit", 0, Analytics::maxSize);
+    arguments.finish();
+    analytics.setLimit(limit);
+}
+
+void append(Arguments& arguments, Analytics& analytics) {
+    std::string hex;
+    const bool raw = arguments.text("hex", hex);
+    const std::int64_t records = raw ? 0 : arguments.requiredNumber("records", 0, recordsAtOnce);
+    arguments.finish();
+    raw ? analytics.append(fromHex(hex)) : analytics.appendRecords(static_cast<std::size_t>(records));
+}
+
+void setPath(Arguments& arguments, Analytics& analytics) {
+    const std::string path = arguments.requiredText("path");
+    arguments.finish();
+    analytics.setPath(path);
+}
+
+void setOnClear(Arguments& arguments, Analytics& analytics) {
+    const std::string what = arguments.requiredText("what");
+    arguments.finish();
+    analytics.setOnClear(what);
+}
+
+struct AnalyticsAction {
+    const char* name;
+    void (*run)(Arguments&, Analytics&);
+};
+
+// Their arguments: "on" interval_ms; "size" size; "limit" limit; "append" records or hex; "path" path, empty for the
+// file's own; "on_clear" what.
+constexpr AnalyticsAction analyticsActions[] = {{"status", showStatus}, {"on", collect},     {"off", stopCollecting},
+                                                {"size", setSize},      {"limit", setLimit}, {"append", append},
+                                                {"clear", clear},       {"path", setPath},   {"on_clear", setOnClear}};
+
 } // namespace
 
-void Control::addOperations() {
+void ControlDaemon::addOperations() {
     admin_.on("show", [this](const Json& request) { return show(request); });
     admin_.on("set", [this](const Json& request) { return set(request); });
     admin_.on("fail", [this](const Json& request) { return fail(request); });
@@ -38,7 +108,7 @@ void Control::addOperations() {
 }
 
 // Everything, or with "item" the value of one.
-Json Control::show(const Json& request) const {
+Json ControlDaemon::show(const Json& request) const {
     Arguments arguments(request);
     std::string item;
     const bool one = arguments.text("item", item);
@@ -51,7 +121,7 @@ Json Control::show(const Json& request) const {
     return all;
 }
 
-Json Control::set(const Json& request) {
+Json ControlDaemon::set(const Json& request) {
     Arguments arguments(request);
     const ItemRow& row = CameraState::find(arguments.requiredText("item"));
     const Json* value = arguments.any("value");
@@ -64,7 +134,7 @@ Json Control::set(const Json& request) {
     return state_.value(row);
 }
 
-Json Control::fail(const Json& request) {
+Json ControlDaemon::fail(const Json& request) {
     Arguments arguments(request);
     const std::string item = arguments.requiredText("item");
     const auto code = static_cast<std::int32_t>(arguments.requiredNumber("code", INT32_MIN, -1));
@@ -74,7 +144,7 @@ Json Control::fail(const Json& request) {
     return state_.toJson().at("failures");
 }
 
-Json Control::unfail(const Json& request) {
+Json ControlDaemon::unfail(const Json& request) {
     Arguments arguments(request);
     const std::string item = arguments.requiredText("item");
     arguments.finish();
@@ -82,49 +152,17 @@ Json Control::unfail(const Json& request) {
     return state_.toJson().at("failures");
 }
 
-// Actions: status; on (interval_ms); off; size (size); limit (limit); append (records or hex); clear; path (path, empty
-// for the file's own); on_clear (what).
-Json Control::analytics(const Json& request) {
+Json ControlDaemon::analytics(const Json& request) {
     Arguments arguments(request);
-    const std::string action = arguments.requiredText("action");
-    if (action == "on") {
-        std::int64_t interval = 0;
-        arguments.number("interval_ms", interval, 10, 3600000);
+    const std::string name = arguments.requiredText("action");
+    const auto action = std::find_if(std::begin(analyticsActions), std::end(analyticsActions),
+                                     [&](const AnalyticsAction& one) { return name == one.name; });
+    if (action == std::end(analyticsActions)) {
         arguments.finish();
-        analytics_.collect(std::chrono::milliseconds(interval));
-    } else if (action == "size") {
-        const std::int64_t size = arguments.requiredNumber("size", 0, Analytics::maxSize);
-        arguments.finish();
-        analytics_.setSize(size);
-    } else if (action == "limit") {
-        const std::int64_t limit = arguments.requiredNumber("limit", 0, Analytics::maxSize);
-        arguments.finish();
-        analytics_.setLimit(limit);
-    } else if (action == "append") {
-        std::string hex;
-        const bool raw = arguments.text("hex", hex);
-        const std::int64_t records = raw ? 0 : arguments.requiredNumber("records", 0, 100000);
-        arguments.finish();
-        raw ? analytics_.append(fromHex(hex)) : analytics_.appendRecords(static_cast<std::size_t>(records));
-    } else if (action == "path") {
-        const std::string path = arguments.requiredText("path");
-        arguments.finish();
-        analytics_.setPath(path);
-    } else if (action == "on_clear") {
-        const std::string what = arguments.requiredText("what");
-        arguments.finish();
-        analytics_.setOnClear(what);
-    } else {
-        arguments.finish();
-        if (action == "off") {
-            analytics_.stopCollecting();
-        } else if (action == "clear") {
-            analytics_.clear();
-        } else if (action != "status") {
-            arguments.fail("action", "is unknown: " + action);
-        }
+        arguments.fail("action", "is unknown: " + name);
     }
+    action->run(arguments, analytics_);
     return analytics_.toJson();
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -8,7 +8,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace zvcam {
+namespace zvcamera {
 
 ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler, std::chrono::milliseconds idleLimit)
     : loop_(loop),
@@ -100,4 +100,4 @@ void ControlServer::drop(Clients::iterator client) {
     clients_.erase(client);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

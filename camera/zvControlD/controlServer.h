@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 struct ControlAnswer {
     std::int32_t result = 0;
@@ -61,4 +61,4 @@ private:
     Clients clients_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

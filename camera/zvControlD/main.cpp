@@ -1,12 +1,12 @@
 // zvControlD: holds the camera's state and collects its analytics.
-#include "control.h"
+#include "controlDaemon.h"
 #include "daemon.h"
 
 int main(int argc, char** argv) {
-    return zvcam::daemonMain(
-        argc, argv, "zvControlD",
-        [](zvcam::EventLoop& loop, const zvcam::DaemonOptions& options, const zvcam::Scenario& scenario) {
-            const zvcam::Control control(loop, options, scenario);
-            loop.run();
-        });
+    using namespace zvcamera;
+    return daemonMain(argc, argv, "zvControlD",
+                      [](EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
+                          const ControlDaemon daemon(loop, options, scenario);
+                          loop.run();
+                      });
 }

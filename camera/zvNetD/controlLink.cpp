@@ -9,12 +9,12 @@
 #include <sys/socket.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using Packet = std::array<unsigned char, zvcontrol::maxPacket>;
 
-// Connects and writes the request; a descriptor that is not open when zvControlD is absent or overrun.
+// Connects and writes the request. The descriptor is not open when zvControlD is absent or takes no more requests.
 zv::UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_t value) {
     std::array<unsigned char, 4> number{};
     zvcontrol::putNumber(value, number);
@@ -25,7 +25,7 @@ zv::UniqueFd sendRequest(const std::string& path, std::int32_t item, std::int32_
         if (send(fd.get(), packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(length)) {
             return fd;
         }
-    } catch (const std::system_error&) { // nobody serves the socket, which the result says
+    } catch (const std::system_error&) { // nobody serves the socket
     }
     return zv::UniqueFd();
 }
@@ -75,4 +75,4 @@ void ControlLink::finish(std::uint64_t id, bool done) {
     pending.done(done);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

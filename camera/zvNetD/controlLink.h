@@ -8,7 +8,7 @@
 #include <map>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class ControlLink {
 public:
@@ -22,8 +22,8 @@ public:
     ControlLink(const ControlLink&) = delete;
     ControlLink& operator=(const ControlLink&) = delete;
 
-    // Sets an item. `done` is called exactly once, possibly before this returns: with false when zvControlD is absent,
-    // refuses, or does not answer within the answer time.
+    // Sets an item. Calls `done` exactly once, possibly before this returns: with true when zvControlD has set the
+    // item, with false when it is absent, refuses, or does not answer within answerTime.
     void setItem(std::int32_t item, std::int32_t value, Done done);
 
 private:
@@ -42,4 +42,4 @@ private:
     std::uint64_t last_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

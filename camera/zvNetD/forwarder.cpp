@@ -1,6 +1,6 @@
 #include "forwarder.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 Forwarder::Forwarder(EventLoop& loop, std::string queue, Settled settled, std::chrono::milliseconds keepTime)
     : loop_(loop),
@@ -39,4 +39,4 @@ void Forwarder::retry() {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

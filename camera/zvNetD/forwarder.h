@@ -1,4 +1,4 @@
-// Passing messages on to another daemon's queue, in their order, without ever waiting: what the queue does not take is
+// Passes messages on to another daemon's queue, in their order, without ever waiting. A message for a full queue is
 // kept for a while and tried again.
 #pragma once
 
@@ -9,15 +9,15 @@
 #include <functional>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class Forwarder {
 public:
-    // Called for every message once it is settled: Sent, or why it was given up; and when (wallClock()) it was sent.
+    // Called once for every message: with Sent or the reason why it was given up, and with the time of wallClock().
     using Settled = std::function<void(const QueueRequest&, SendResult, std::int64_t time)>;
 
     static constexpr std::size_t backlogLimit = 64;
-    // A client waits 15 seconds at most: what is older would be answered to nobody.
+    // A client waits at most 15 seconds; nobody waits for the answer to an older message.
     static constexpr std::chrono::milliseconds clientPatience{15000};
     static constexpr std::chrono::milliseconds retryTime{5};
 
@@ -44,4 +44,4 @@ private:
     EventLoop::TimerId timer_ = 0;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -2,7 +2,7 @@
 #include "netDaemon.h"
 
 int main(int argc, char** argv) {
-    using namespace zvcam;
+    using namespace zvcamera;
     return daemonMain(argc, argv, "zvNetD",
                       [](EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
                           AdminServer admin(loop, options.adminSocket("zvNetD"));

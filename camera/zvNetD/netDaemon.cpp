@@ -1,16 +1,22 @@
 #include "netDaemon.h"
 
+#include "commandNames.h"
 #include "csi.h"
-#include "explain.h"
 #include "log.h"
+#include "quoteText.h"
 
-namespace zvcam {
+#include <nlohmann/json.hpp>
+
+namespace zvcamera {
 namespace {
 
 constexpr const char* ownQueue = "/to_zvnet";
 constexpr const char* bleQueue = "/to_ble";
 constexpr std::int32_t pairingStarted = 1;
 constexpr std::int32_t pairingEnded = 0;
+// As much of an unknown destination and tag as is logged.
+constexpr std::size_t shownDestination = 40;
+constexpr std::size_t shownTag = 16;
 
 } // namespace
 
@@ -21,7 +27,7 @@ NetDaemon::NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& run
           settled(request, result, time);
       }) {
     service_.loadFaults(
-        faults, [](const std::string& command) { return command == "PD" || command == "PX" || command == "*"; });
+        faults, [](const std::string& command) { return isPairingStateCommand(command) || command == anyCommand; });
     admin.on("backlog", [this](const Json&) { return Json(forwarder_.backlog()); });
     service_.start([this](const QueueRequest& request) { handle(request); });
 }
@@ -32,7 +38,8 @@ void NetDaemon::handle(const QueueRequest& request) {
     } else if (request.destination == ownQueue) {
         handleOwn(request);
     } else {
-        logError("%s: no route to destination %s", ownQueue, quoteText(request.destination.substr(0, 40)).c_str());
+        logError("%s: no route to destination %s", ownQueue,
+                 quoteText(request.destination.substr(0, shownDestination)).c_str());
         service_.reply(request, {}, Status::BadParameters);
     }
 }
@@ -50,8 +57,8 @@ void NetDaemon::settled(const QueueRequest& request, SendResult result, std::int
 
 void NetDaemon::handleOwn(const QueueRequest& request) {
     const PlannedFaults planned = service_.planFaults(request);
-    if (request.info.command != "PD" && request.info.command != "PX") {
-        logError("%s: unknown command %s", ownQueue, quoteText(request.tag.substr(0, 16)).c_str());
+    if (!isPairingStateCommand(request.info.command)) {
+        logError("%s: unknown command %s", ownQueue, quoteText(request.tag.substr(0, shownTag)).c_str());
         service_.reply(request, planned, Status::UnknownCommand);
         return;
     }
@@ -59,7 +66,7 @@ void NetDaemon::handleOwn(const QueueRequest& request) {
         service_.reply(request, planned, Status::UnknownCommand);
         return;
     }
-    const std::int32_t state = request.info.command == "PD" ? pairingStarted : pairingEnded;
+    const std::int32_t state = request.info.command == pairingStartedTag ? pairingStarted : pairingEnded;
     control_.setItem(CSI_AP_PAIRING_STATE, state, [this, request, planned, state](bool done) {
         if (done) {
             logInfo("access point's pairing state is %d", state);
@@ -70,4 +77,4 @@ void NetDaemon::handleOwn(const QueueRequest& request) {
     });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

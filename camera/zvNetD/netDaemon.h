@@ -1,11 +1,10 @@
 /*
  * The network daemon: owns "/to_zvnet" and routes what arrives by its destination element.
  *
- * "/to_ble": the bytes go on unchanged to the BLE daemon's queue. When that daemon is absent, or does not keep up so
- * that the backlog of 64 messages is full, the client is refused at once with the status "unreachable" (6), rather than
- * left to wait for its time limit.
- * "/to_zvnet": "PD" makes the access point's pairing state 1, "PX" makes it 0; answered once zvControlD has confirmed
- * it, with "unreachable" when it has not. Other tags get "unknown command" (1).
+ * "/to_ble": the bytes go on unchanged to the BLE daemon's queue. When that daemon is absent, or the backlog of 64
+ * messages is full, the client gets "unreachable" (6) at once and need not wait for its time limit.
+ * "/to_zvnet": "PD" makes the access point's pairing state 1, "PX" makes it 0. The answer comes when zvControlD has
+ * confirmed it; it is "unreachable" when zvControlD does not. Other tags get "unknown command" (1).
  * Any other destination, or none, gets "bad parameters" (2).
  */
 #pragma once
@@ -14,7 +13,7 @@
 #include "forwarder.h"
 #include "queueService.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 class NetDaemon {
 public:
@@ -31,4 +30,4 @@ private:
     Forwarder forwarder_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,7 +1,7 @@
 /*
- * The camera's streaming program, as far as starting and stopping it goes: it runs until SIGINT or SIGTERM tells it to
- * stop, ends with status 0 then, and keeps a log of when it ran with which arguments (streamLog.h). It takes any
- * arguments. A log that cannot be written is reported on standard error and does not keep it from running.
+ * The camera's streaming program, without the streaming: takes any arguments, runs until SIGINT or SIGTERM, and ends
+ * with status 0. It logs when it ran and with which arguments (streamLog.h). When it cannot write the log, it says so
+ * on standard error and runs all the same.
  */
 #include "streamLog.h"
 
@@ -10,8 +10,8 @@
 
 namespace {
 
-// A shell starts its background programs with SIGINT ignored, so the default has to be put back; once they are blocked,
-// lest a signal in between ends the program without a word.
+// A shell starts its background programs with SIGINT ignored, so the default is set again. The signals are blocked
+// before, because one in between would end the program without a line in the log.
 sigset_t takeSignals() {
     sigset_t stops;
     sigemptyset(&stops);
@@ -25,7 +25,7 @@ sigset_t takeSignals() {
 
 void report(bool logged) {
     if (!logged) {
-        std::perror(stream_log_path);
+        std::perror(streamLogPath);
     }
 }
 
@@ -33,10 +33,10 @@ void report(bool logged) {
 
 int main(int argc, char** argv) {
     const sigset_t stops = takeSignals();
-    report(log_start({argv + (argc > 0 ? 1 : 0), argv + argc}));
+    report(logStart({argv + (argc > 0 ? 1 : 0), argv + argc}));
     int stop = 0;
     while (sigwait(&stops, &stop) != 0) {
     }
-    report(log_end(stop == SIGINT ? "SIGINT" : "SIGTERM"));
+    report(logEnd(stop == SIGINT ? "SIGINT" : "SIGTERM"));
     return 0;
 }

@@ -11,6 +11,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr mode_t logMode = 0644;
+constexpr long nanosPerMilli = 1000000;
+
 std::string now() {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
@@ -19,19 +22,19 @@ std::string now() {
     char seconds[32];
     std::strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &fields);
     char text[48];
-    std::snprintf(text, sizeof text, "%s.%03ldZ", seconds, time.tv_nsec / 1000000);
+    std::snprintf(text, sizeof text, "%s.%03ldZ", seconds, time.tv_nsec / nanosPerMilli);
     return text;
 }
 
-// In one call, so that lines of several processes do not mix.
+// Writes in one call, so that lines of several processes do not mix.
 bool append(const Json& object) {
     const std::string line = object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    const int log = open(stream_log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    const int log = open(streamLogPath, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, logMode);
     if (log < 0) {
         return false;
     }
     const ssize_t written = write(log, line.data(), line.size());
-    const int error = written < 0 ? errno : ENOSPC; // a file takes less than all when there is no more room
+    const int error = written < 0 ? errno : ENOSPC; // a short write means that there is no more room
     close(log);
     errno = error;
     return written == static_cast<ssize_t>(line.size());
@@ -43,13 +46,13 @@ Json event(const char* name) {
 
 } // namespace
 
-bool log_start(const std::vector<std::string>& arguments) {
+bool logStart(const std::vector<std::string>& arguments) {
     Json line = event("start");
     line["arguments"] = arguments;
     return append(line);
 }
 
-bool log_end(const std::string& reason) {
+bool logEnd(const std::string& reason) {
     Json line = event("end");
     line["reason"] = reason;
     return append(line);

@@ -4,16 +4,16 @@
  *   {"event":"start","pid":123,"time":"2026-11-21T03:10:00.123Z","arguments":["-x","1"]}
  *   {"event":"end","pid":123,"time":"2026-11-21T03:11:00.456Z","reason":"SIGINT"}
  *
- * Arguments stand there without the program's own name; bytes that are not UTF-8 are shown as U+FFFD. A program that
- * was killed leaves no end.
+ * The program's own name is not among the arguments. Bytes that are not UTF-8 become U+FFFD. A program that is killed
+ * writes no "end".
  */
 #pragma once
 
 #include <string>
 #include <vector>
 
-inline constexpr const char* stream_log_path = "/tmp/fuse_d/zvStream.log";
+inline constexpr const char* streamLogPath = "/tmp/fuse_d/zvStream.log";
 
 /* Append a line. False when the file cannot be opened or written; the cause is then in errno. */
-bool log_start(const std::vector<std::string>& arguments);
-bool log_end(const std::string& reason);
+bool logStart(const std::vector<std::string>& arguments);
+bool logEnd(const std::string& reason);

@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -85,4 +85,4 @@ Json AdminClient::nextEvent(std::chrono::milliseconds wait) {
     return nullptr;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,10 +6,11 @@
 
 #include <chrono>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // The daemon ended, or did not answer in time.
 class NoAnswer : public std::runtime_error {
@@ -40,4 +41,4 @@ private:
     std::string name_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

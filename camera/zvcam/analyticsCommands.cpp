@@ -1,7 +1,7 @@
 // analytics ...: the file that zvControlD collects.
 #include "groups.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 void ask(Tool& tool, const std::string& action, Json arguments) {
@@ -88,4 +88,4 @@ void addAnalyticsCommands(CLI::App& app, Tool& tool) {
     addPath(*group, tool);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

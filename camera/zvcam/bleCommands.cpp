@@ -3,7 +3,7 @@
 #include "groups.h"
 #include "keyValue.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* daemon = "zvBleD";
@@ -171,4 +171,4 @@ void addBleCommands(CLI::App& app, Tool& tool) {
     addConnections(*ble, tool);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

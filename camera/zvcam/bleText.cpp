@@ -1,10 +1,11 @@
 #include "bleText.h"
 
-#include "explain.h"
+#include "quoteText.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string textOf(const Json& json) {
@@ -112,4 +113,4 @@ std::string bleText(const Json& state, const std::string& part) {
     return text;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

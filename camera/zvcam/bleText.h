@@ -5,9 +5,9 @@
 
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // state: what zvBleD's operation "ble" gives. part: "scan", "pairing", "whitelist", "devices", or empty for all.
 std::string bleText(const Json& state, const std::string& part);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <thread>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 struct Row {
@@ -88,4 +88,4 @@ void addDaemonCommands(CLI::App& app, Tool& tool) {
     addLog(app, tool);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,11 +1,12 @@
 // fault ...: replies spoilt on demand, by zvBleD and zvNetD.
-#include "faults.h"
+#include "commandNames.h"
+#include "faultRule.h"
 #include "groups.h"
 
 #include <algorithm>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // A rule's id is a daemon's own; in front of it stands whose.
@@ -24,10 +25,8 @@ struct Words {
     std::string id;
 };
 
-constexpr const char* anyCommand = "*";
-
 bool concerns(const Owner& owner, const std::string& command) {
-    const bool network = command == "PD" || command == "PX";
+    const bool network = isPairingStateCommand(command);
     return command == anyCommand || network == (std::string(owner.prefix) == "net:");
 }
 
@@ -71,7 +70,7 @@ void add(Tool& tool, const Words& words) {
 
 Json rules(Tool& tool) {
     Json all = Json::array();
-    tool.callEach(daemonsFor(anyCommand), "fault_list", Json::object(),
+    tool.callEach(daemonsFor(std::string(anyCommand)), "fault_list", Json::object(),
                   [&](const std::string& daemon, const Json& own) {
                       for (Json rule : own) {
                           rule["id"] = prefixOf(daemon) + rule.at("id").dump();
@@ -136,10 +135,10 @@ void addFaultCommands(CLI::App& app, Tool& tool) {
     removing->callback([&tool, words] { tool.does([&tool, words] { remove(tool, words->id); }); });
     group->add_subcommand("clear", "Remove all rules")->callback([&tool] {
         tool.does([&tool] {
-            tool.callEach(daemonsFor(anyCommand), "fault_clear", Json::object(),
+            tool.callEach(daemonsFor(std::string(anyCommand)), "fault_clear", Json::object(),
                           [](const std::string&, const Json&) {});
         });
     });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,6 +1,6 @@
 #include "groups.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // In the order of the help text.
@@ -17,4 +17,4 @@ void addAllGroups(CLI::App& app, Tool& tool) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -3,7 +3,7 @@
 
 #include "tool.h"
 
-namespace zvcam {
+namespace zvcamera {
 
 void addStateCommands(CLI::App& app, Tool& tool);     // show, set, fail, unfail
 void addAnalyticsCommands(CLI::App& app, Tool& tool); // analytics ...
@@ -14,4 +14,4 @@ void addTraceCommands(CLI::App& app, Tool& tool);     // trace, decode
 void addQueueCommands(CLI::App& app, Tool& tool);     // queue
 void addStreamCommands(CLI::App& app, Tool& tool);    // stream ...
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,9 +1,10 @@
 #include "keyValue.h"
 
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Json listOf(const std::string& text) {
@@ -41,4 +42,4 @@ Json readPairs(const std::vector<std::string>& words) {
     return object;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

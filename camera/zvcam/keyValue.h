@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 
 /*
  * The object that the words stand for: numbers, true and false become such, the rest texts. name, presence and pairing
@@ -15,4 +15,4 @@ namespace zvcam {
  */
 Json readPairs(const std::vector<std::string>& words);
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -9,15 +9,15 @@ int main(int argc, char** argv) try {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer("Exit status: 0 done, 1 refused by the camera, 2 wrong command line, 3 no camera to talk to.");
-    zvcam::Tool tool(app);
-    zvcam::addAllGroups(app, tool);
+    zvcamera::Tool tool(app);
+    zvcamera::addAllGroups(app, tool);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? zvcam::exitOk : zvcam::exitUsage;
+        return app.exit(error) == 0 ? zvcamera::exitOk : zvcamera::exitUsage;
     }
     return tool.act();
 } catch (const std::exception& error) {
     std::fprintf(stderr, "zvcam: %s\n", error.what());
-    return zvcam::exitRefused;
+    return zvcamera::exitRefused;
 }

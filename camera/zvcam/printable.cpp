@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string number(unsigned char code) {
@@ -32,4 +32,4 @@ std::string printable(std::string_view text) {
     return out;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

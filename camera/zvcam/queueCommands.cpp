@@ -1,7 +1,7 @@
 // queue: what the queues of zvNetD and zvBleD have carried.
 #include "groups.h"
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 void showQueues(Tool& tool) {
@@ -22,4 +22,4 @@ void addQueueCommands(CLI::App& app, Tool& tool) {
     command->callback([&tool] { tool.does([&tool] { showQueues(tool); }); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -12,7 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 bool served(const std::string& path) {
@@ -111,4 +111,4 @@ std::string socketPath(const std::string& runFolder, const std::string& name) {
     return "/proc/self/fd/" + std::to_string(fd) + "/" + name;
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // No camera, or none that can be told from others.
 class NoCamera : public std::runtime_error {
@@ -28,4 +28,4 @@ std::string chooseRunFolder(const std::string& given, std::optional<int> port, c
 // Throws NoCamera when there is no such folder.
 std::string socketPath(const std::string& runFolder, const std::string& name);
 
-} // namespace zvcam
+} // namespace zvcamera

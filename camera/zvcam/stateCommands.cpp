@@ -4,7 +4,7 @@
 
 #include <charconv>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr const char* daemon = "zvControlD";
@@ -87,4 +87,4 @@ void addStateCommands(CLI::App& app, Tool& tool) {
     addUnfail(app, tool);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 // What does not end by itself is given time to.
@@ -83,4 +83,4 @@ void addStreamCommands(CLI::App& app, Tool& tool) {
     });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

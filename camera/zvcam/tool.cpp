@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string scalarText(const Json& value) {
@@ -128,4 +128,4 @@ void Tool::print(const Json& result) const {
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -17,15 +17,13 @@
 #include <span>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 // Exit statuses of the tool.
-enum ExitStatus {
-    exitOk = 0,
-    exitRefused = 1,     // the camera refused, or could not do it
-    exitUsage = 2,       // the command line is wrong
-    exitNotReachable = 3 // no such camera, or its program does not run or answer
-};
+constexpr int exitOk = 0;
+constexpr int exitRefused = 1;      // the camera refused, or could not do it
+constexpr int exitUsage = 2;        // the command line is wrong
+constexpr int exitNotReachable = 3; // no such camera, or its program does not run or answer
 
 // The program of the camera that was to be asked is not there.
 class NotReachable : public std::runtime_error {
@@ -80,4 +78,4 @@ void addAllGroups(CLI::App& app, Tool& tool);
 // The text for people that Tool::print() writes.
 std::string toText(const Json& result, const std::string& indent = "");
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -1,14 +1,14 @@
 // trace, decode: the messages of the queues, field by field.
 #include "groups.h"
 #include "scenario.h"
-#include "trace.h"
 #include "traceFollower.h"
+#include "traceText.h"
 
 #include <cstdio>
 #include <fstream>
 #include <iostream>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 struct Words {
@@ -91,4 +91,4 @@ void addTraceCommands(CLI::App& app, Tool& tool) {
     decoding->callback([&tool, decoded] { tool.does([decoded] { decode(*decoded); }); });
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 constexpr int reconnectMillis = 500;
@@ -86,4 +86,4 @@ void TraceFollower::takeAll(const Sink& sink) {
     }
 }
 
-} // namespace zvcam
+} // namespace zvcamera

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace zvcam {
+namespace zvcamera {
 
 class TraceFollower {
 public:
@@ -34,4 +34,4 @@ private:
     std::map<std::string, std::unique_ptr<AdminClient>> clients_;
 };
 
-} // namespace zvcam
+} // namespace zvcamera

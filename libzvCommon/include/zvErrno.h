@@ -1,6 +1,6 @@
 /*
- * Result codes: the one vocabulary of failure of the system. Every operation that can fail returns a signed 32-bit
- * result, 0 for success and one of these negative codes otherwise.
+ * Result codes of the whole system. Every operation that can fail returns a signed 32-bit result: 0 for success, one of
+ * these negative codes otherwise.
  */
 #ifndef ZV_ERRNO_H
 #define ZV_ERRNO_H
@@ -32,21 +32,21 @@ extern "C" {
 #define ZV_ERR_RESPONSE_ALREADY_SENT (-18)
 #define ZV_ERR_NAK_OFF (-19)
 #define ZV_ERR_NOT_SUPPORTED (-20)
-/* Deliberately not -21. */
+/* Fixed: not -21; clients bind to the number. */
 #define ZV_ERR_DOWNLOAD_FAILED (-100)
 
 #define ZV_ERRNO_ROWS 22
 
-/* One row of the table: the code's identifier as text, and the code. */
+/* One row of the table: the name of a code as text, and the code. */
 typedef struct zvErrnoStr {
     const char* name;
     int32_t code;
 } zvErrnoStr;
 
-/* All codes in the order above; there is no terminating row. */
+/* All codes in the order above, without a terminating row. */
 extern const zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS];
 
-/* The name of a code, or "UNKNOWN". Never null; not to be freed. */
+/* The name of a code, "UNKNOWN" for any other number. Never null; static, not to be freed. Logs nothing. */
 const char* zvErrno2Str(int code);
 
 #ifdef __cplusplus

@@ -1,6 +1,5 @@
 /*
- * Hex dumps: memory as text in the caller's buffer, and the trace of messages on the diagnostic outputs. Nothing is
- * allocated.
+ * Hex dumps: memory as text in the caller's buffer, and the trace of messages. Nothing is allocated.
  */
 #ifndef ZV_HEXDUMP_H
 #define ZV_HEXDUMP_H
@@ -15,8 +14,8 @@ extern "C" {
 #define ZVMSG_TRACE_LINE_SIZE 98 /* buffer for one line of a trace */
 
 /*
- * Directions of a message, by index: the marker under which it is traced, and its trace class. A message is traced only
- * when its class has a bit in common with g_debug; class 0 (rows 0 and 27) never has.
+ * Directions of a message, by index: the marker that stands before its trace, and its trace class. A message is traced
+ * only when its class has a bit in common with g_debug. Class 0 (rows 0 and 27) has none.
  */
 extern const char* const s_dmsgstr[ZVMSG_DIRECTIONS];
 extern const uint32_t s_dmsghex[ZVMSG_DIRECTIONS];
@@ -24,37 +23,37 @@ extern const uint32_t s_dmsghex[ZVMSG_DIRECTIONS];
 /*
  * Dumps length bytes at address as lines of 16 bytes:
  *   prefix, label (8 hex digits), two blanks, 16 byte slots in groups of four, character column, line end
- * Lines stand at multiples of 16 and are labelled with the (32 low bits of the) address. A line equal to the
- * one before it is left out; a line "..." stands for one or more of them before the next line. 0 bytes give
- * the address alone ("%p") and a line end.
+ * Lines start at multiples of 16. The label is the line's address, its low 32 bits. A line that equals the one before
+ * it is left out; one line "..." stands for all that are left out before the next line. A length of 0 gives the address
+ * alone ("%p") and a line end.
  *
  * Writes at most size bytes, the terminating zero included. Returns the number of characters of the whole text, like
- * snprintf: a result of size or more means that the text was cut; INT_MAX stands for all larger ones. Only the length
- * bytes at address are read. A null prefix is an empty one; buffer may be null when size is 0, address when length is
- * 0.
+ * snprintf: a result of size or more means that the text was cut. INT_MAX stands for all larger results. Only the
+ * length bytes at address are read. A null prefix counts as empty. buffer may be null when size is 0, and address may
+ * be null when length is 0.
  */
 int snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix);
 
-/* The same with lines that start at address itself and are labelled with offsets from 0. */
+/* The same, but the first line starts at address, and the labels are offsets from 0. */
 int snhexdump0(char* buffer, uint32_t size, const void* address, uint32_t length, const char* prefix);
 
-/* Either: as snhexdump when aligned is not 0, as snhexdump0 when it is. */
+/* Dumps as snhexdump when aligned is not 0, as snhexdump0 when it is 0. */
 int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length, int aligned, const char* prefix);
 
 /*
- * Writes one line of a trace, of at most size - 1 characters (75 with a marker of 12), without line end:
+ * Writes one line of a trace without line end, at most size - 1 characters. With a marker of 12 it has 75:
  *   marker (at least 11 columns), *address_counter rounded down to a multiple of 16 (8 hex digits),
  *   two blanks, 16 byte slots in groups of four, two blanks, character column
- * The slots show data[*index] and the following; those outside 0 to length - 1 stay blank. Both counters
- * advance by 16; the index stops at INT_MAX.
+ * The slots show the 16 bytes from data[*index] on; a slot outside 0 to length - 1 stays blank. Both counters are
+ * raised by 16; the index stops at INT_MAX.
  */
 void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index, const void* data,
              int length);
 
 /*
- * Prints the trace of a message on the diagnostic outputs that g_debug_level selects (zvLog.h), syslog included;
- * nothing at a verbosity of 7 or less. address labels the first byte. Without bit 9 of g_debug_level a long message
- * shows its first 64 bytes, then its last lines only, from the line after which fewer than 32 bytes remain.
+ * Prints the trace of a message to syslog and to the outputs that g_debug_level selects (zvLog.h), from verbosity 8 on.
+ * address is the label of the first byte. Without bit 9 of g_debug_level a long message shows its first 64 bytes, and
+ * then the lines behind which fewer than 32 bytes remain.
  */
 void hexprint(const char* marker, uint32_t address, const void* data, int length);
 

@@ -1,8 +1,7 @@
 /*
  * Logging of the support library: the process-wide log level, the diagnostic switch words and the emitting call.
  *
- * All names are exported by the program; closed libraries loaded beside it bind to them by name, so names, types and
- * initial values never change.
+ * Fixed: names, types and initial values; the closed libraries loaded beside the program bind to them by name.
  */
 #ifndef ZV_LOG_H
 #define ZV_LOG_H
@@ -13,7 +12,7 @@
 extern "C" {
 #endif
 
-/* Log levels. The order is fixed; DEBUG deliberately sorts below INFO. */
+/* Log levels. Fixed: DEBUG is below INFO; the closed libraries pass these numbers. */
 #define UTIL_LOG_OFF 0
 #define UTIL_LOG_FATAL 1
 #define UTIL_LOG_ERROR 2
@@ -22,13 +21,12 @@ extern "C" {
 #define UTIL_LOG_INFO 5
 #define UTIL_LOG_TRACE 6
 
-/* The current log level, 0 to 6. Initially UTIL_LOG_ERROR. A message of level L is logged when g_logLevel >=
- * L. */
+/* The current log level, 0 to 6, initially UTIL_LOG_ERROR. Callers log a message when its level is not above it. */
 extern int32_t g_logLevel;
 
 /*
  * Diagnostic switches, initially 0x00281420.
- *   bits 0-7  verbosity: assertion reports and message traces above 7, mailbox reports from 16
+ *   bits 0-7  verbosity: assertion reports and message traces from 8, mailbox reports from 16
  *   bit 8     trace of every message sent (subject to g_debug); the control library's traces of messages (Msg::dump)
  *   bit 9     traces show every line of a long message
  *   bit 29    reports and traces are appended to /tmp/fuse_d/wifi_log.txt too
@@ -37,13 +35,13 @@ extern int32_t g_logLevel;
  */
 extern uint32_t g_debug_level;
 
-/* Mask of trace classes, initially 0x30000000: a message is traced when its class has a bit in common. */
+/* Mask of trace classes (s_dmsghex), initially 0x30000000: a message is traced when its class has a bit in it. */
 extern uint32_t g_debug;
 
 /* Seconds that a timed mailbox receive waits, initially 10. */
 extern int32_t g_timedreceive;
 
-/* Sets g_logLevel when level is below 7; any other value is ignored without a word. */
+/* Sets g_logLevel to a level of 0 to 6; ignores any other value. Logs nothing. */
 void zvUtilSetLogLevel(unsigned level);
 
 /*
@@ -54,9 +52,9 @@ void zvUtilSetLogLevel(unsigned level);
  *   file   base name of the caller's source file, without its ending
  *   fmt    printf format of the message and its arguments
  *
- * Does not look at g_logLevel: the caller does, right before the call (ZV_LOG_AT). Level name, colon and message are
- * cut to 349 characters; where the suffix does not fit behind them, a single blank stands for it. No line end is added
- * or removed. Needs no heap and never fails visibly.
+ * Does not check g_logLevel: the caller does so before the call (ZV_LOG_AT). Level name, colon and message are cut to
+ * 349 characters. A suffix that does not fit behind them is replaced by one blank. No line end is added or removed.
+ * Needs no heap. A line that syslog does not take is lost without notice.
  */
 #ifdef __GNUC__
 __attribute__((format(printf, 4, 5)))
@@ -67,7 +65,7 @@ void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, 
 }
 #endif
 
-/* Logs when the level is let through; file is the caller's source name, line its line number. */
+/* Logs when g_logLevel is at least level; file and line as for zvUtilKlogMsgLevel. */
 #define ZV_LOG_AT(level, line, file, ...)                                                                              \
     do {                                                                                                               \
         if (g_logLevel > (level)-1) {                                                                                  \

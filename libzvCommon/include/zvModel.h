@@ -6,7 +6,7 @@
 extern "C" {
 #endif
 
-/* The code name of a model (also the name of its settings directory), or null. Not to be freed. */
+/* The code name of a model, which its settings folder bears too; null for an unknown number. Not to be freed. */
 const char* get_model_name(int model_number);
 
 #ifdef __cplusplus

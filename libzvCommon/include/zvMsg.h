@@ -4,8 +4,8 @@
  * A request holds, in this order: header (type), message code (tag 65), payload (66), answer-to mailbox (68),
  * destination mailbox (67), end marker (238). An answer carries its data in a response element (69).
  *
- * Invalid messages and mailboxes that cannot be opened are programming errors: an assertion report (when the verbosity
- * in g_debug_level is above 7), then the process ends with status 255. So do an oversized message and a full mailbox
+ * An invalid message and a mailbox that cannot be opened are programming errors: an assertion report (from verbosity 8
+ * in g_debug_level on), then the process ends with status 255. An oversized message and a full mailbox end it as well
  * (zvMbox.h). No pointer may be null unless its call says so.
  */
 #ifndef ZV_MSG_H
@@ -18,12 +18,12 @@ extern "C" {
 #endif
 
 /*
- * A message and its room; owned by the caller, usually in an array of ZVMSG_HOLDER_SIZE(capacity) bytes on its stack,
- * which is to be aligned for a holder (_Alignas(zvmsg_holder), alignas in C++): an array of bytes alone is not. To take
- * an answer the capacity is at least ZVMSG_MAX.
+ * A message and its room, owned by the caller: usually an array of ZVMSG_HOLDER_SIZE(capacity) bytes on its stack. The
+ * array must be aligned for a holder by _Alignas(zvmsg_holder), alignas in C++. To take an answer, the capacity must be
+ * ZVMSG_MAX or more.
  *
- * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent (but see
- * zvmsg_response for a capacity of 0).
+ * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent. For a capacity
+ * of 0 see zvmsg_response.
  */
 __extension__ typedef struct zvmsg_holder {
     uint32_t capacity; /* bytes available for the message */
@@ -36,42 +36,43 @@ __extension__ typedef struct zvmsg_holder {
 #define ZVMSG_HOLDER_SIZE(capacity) (sizeof(zvmsg_holder) + (capacity) + 4)
 
 /*
- * Starts a message of the type and adds the code (2 bytes, copied as they are) and the payload (null is fine for none).
- * Sets and returns the current length; an element that does not fit (sntlv_add_bin) is left out.
+ * Starts a message of the type; adds the code (2 bytes, copied in their order) and the payload. payload may be null
+ * when its length is 0. Leaves out an element that does not fit (sntlv_add_bin). Sets and returns the current length.
  */
 int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, uint32_t payload_length, uint8_t type);
 
 /*
- * Completes the message with the names from (takes an answer) and to (destination) and the end marker, traces it
- * (zvHexdump.h), and sends it to the mailbox via, or to the mailbox to when via is null.
+ * Completes the message with the mailbox names and the end marker, traces it (zvHexdump.h), and sends it.
  *
- *   direction   0 to 27, the row of s_dmsgstr under which the message is traced; others are not traced
+ *   from        name of the mailbox that takes an answer
+ *   to          name of the destination
+ *   via         name of the mailbox that the message is sent to; null for the destination itself
+ *   direction   0 to 27, the row of s_dmsgstr for the trace; with any other number nothing is traced
  *
- * Returns the result of closing the mailbox: 0. Whether the send itself failed is not told.
+ * Returns the result of closing the mailbox: 0. A failed send does not change the result.
  */
 int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction);
 
 /*
- * As zvmsg_send, then waits for one answer, at most g_timedreceive seconds, in the mailbox from, which is made anew
- * before the sending (a stale one is removed) and removed afterwards, answered or not. Each waiting process therefore
- * needs a name of its own.
+ * As zvmsg_send; then waits for one answer in the mailbox from, at most g_timedreceive seconds. The mailbox is made
+ * anew before the send, and removed afterwards in any case; a stale one is removed first. So each waiting process needs
+ * a name of its own.
  *
- * The answer replaces the request in the holder: what is left of the request behind it is zero, and so is what the
- * answer's own total length claims beyond the bytes that came. Returns its length, -1 when none came in time, -2 when
- * receiving failed (also when the capacity is below ZVMSG_MAX); the current length is set to the same value. The answer
- * is not validated: it comes from another process.
+ * The answer replaces the request in the holder. The rest of the request behind it is set to zero, and so are the bytes
+ * that the answer's total length claims but that did not come. Returns the answer's length; -1 when none came in time,
+ * -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The current length is set to the result. The
+ * answer is not validated.
  */
 int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction);
 
 /*
- * The response element (69) of the message in the holder. Stores the address of its data, which lie in the holder, and
- * their length, and returns a non-null value (the element's address). Returns null and stores nothing when there is
- * none, when its data are cut off by the bounds below, or when the current length is negative (no answer came).
+ * Finds the response element (69) of the message in the holder. Stores the address of its data, which stay in the
+ * holder, and their length in bytes; returns the element's address. Returns null and stores nothing when there is no
+ * such element, when its data do not lie inside the bounds below, or when no answer came (the length is negative).
  *
- * Looked for inside the message's own total length and the capacity + 4 bytes of the holder. A current length that is
- * not negative does not matter: it may be that of a build before elements were appended. Only in a holder whose
- * capacity is 0, because it was never set, does it take the capacity's place; where it is 0 as well, the total length
- * alone counts.
+ * The bounds are the message's total length and the capacity + 4 bytes of the holder. The current length is no bound: a
+ * caller may have appended elements since it was set. It becomes one when the capacity is 0, that is, never set. When
+ * both are 0, the total length is the only bound.
  */
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length);
 

@@ -7,12 +7,12 @@
  *
  * Numbers are big-endian, whatever the processor. Elements follow each other without padding.
  *
- * "buffer" is the first byte of the message header, and lengths count bytes. Nothing is allocated. Searches and the
- * validation trust no length they meet: nothing outside the message's own total length is read, so an element whose
- * header does not lie inside it is not found. A total length that is negative as a signed 16-bit number is that of an
- * empty message to them.
+ * "buffer" is the first byte of the message header, and lengths count bytes. Nothing is allocated, and nothing is
+ * logged but the assertion reports named below. Searches and the validation read nothing outside the message's total
+ * length: an element whose header does not lie inside it is not found. They take a total length that is negative as a
+ * signed 16-bit number for that of an empty message.
  *
- * No pointer is null unless its call says that it may be.
+ * No pointer may be null unless its call says so.
  */
 #ifndef ZV_TLV_H
 #define ZV_TLV_H
@@ -39,69 +39,66 @@ int sntlv_msg_init(uint8_t* buffer, uint32_t capacity, uint8_t type);
 int sntlv_msg_len(const uint8_t* buffer);
 
 /*
- * Appends an element holding a copy of length bytes of data (null is fine for none).
+ * Appends an element that holds a copy of length bytes of data. data may be null when length is 0.
  *
  * Returns the element's size, length + 4, cut to a signed 16-bit number; 0 when it does not fit, and then the message
- * is unchanged. It fits when total length + length <= capacity. This lets an element end up to 4 bytes behind the
- * capacity: capacity is the room behind the message header, so the buffer holds capacity + 4 bytes. The new total
- * length is cut to 16 bits. With a length that is 0xFFFC in its low 16 bits, and room for it, the size cut to 16 bits
- * is 0 as well, and the total length stays as it was although the element was written: behind a message that does not
- * count it.
+ * is unchanged. It fits when total length + length <= capacity. capacity is the room behind the message header: the
+ * buffer has capacity + 4 bytes, and an element may end up to 4 bytes behind the capacity. The new total length is cut
+ * to 16 bits. A length with 0xFFFC in its low 16 bits has the size 0 after the cut: if there is room, the element is
+ * written, but the result is 0 and the total length does not count it.
  */
 int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, const void* data);
 
 /*
- * As sntlv_add_bin, the data being the bytes of the arguments after length in their in-memory order (least significant
- * byte first on a little-endian processor). Each argument is an int or unsigned (or promotes to one) and stands for up
- * to 4 bytes; as many arguments follow as length needs, none for 0.
+ * As sntlv_add_bin, but the data are the arguments behind length, 4 bytes each, in the processor's byte order (least
+ * significant first on a little-endian one). Each argument is an int or unsigned, or promotes to one. There are as many
+ * as length needs, none for 0; of the last one only the bytes that length still needs are used.
  */
 int sntlv_add_dat(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, ...);
 
-/* The first element with the tag (its reserved byte), or null. */
+/* The address of the first element with the tag, that is, of its reserved byte; null when there is none. */
 uint8_t* tlv_find(uint8_t* buffer, uint8_t tag);
 
 /*
- * Copies the data of the first element with the tag to destination and returns its length. Returns 0 and copies nothing
- * when there is none, when its length is not smaller than destination_size, or when its data are cut off by the end of
- * the message. No terminating zero is added. An element without data gives 0, too, and destination may be null for it.
+ * Copies the data of the first element with the tag to destination and returns their length. Returns 0 and copies
+ * nothing when there is no such element, when the length is not below destination_size, or when the data do not end
+ * inside the message. Adds no terminating zero. An element without data gives 0 as well; destination may then be null.
  */
 int sntlv_find(void* destination, uint32_t destination_size, uint8_t tag, uint8_t* buffer);
 
 /*
- * 0 for a well-formed message: the element lengths add up to the total length, and the first end marker is
- * the last element. -1: the last byte is no end marker, or the first end marker is not the last element, or
- * there is none while the lengths add up. -2 or -3: there is none, and the lengths do not add up:
- *   types 1, 3, 5, 7, 9, 11, 13   -2 when payload (66) and response (69) are both there, else -3
+ * Returns 0 for a well-formed message: the element lengths add up to the total length, and the first end marker is the
+ * last element. Returns -1 when the last byte is no end marker, when the first end marker is not the last element, or
+ * when there is no end marker but the lengths add up. Without end marker and with lengths that do not add up:
+ *   types 1, 3, 5, 7, 9, 11, 13   -2 when both payload (66) and response (69) are there, else -3
  *   other types                   -2 when there is a payload and no response, else -3
  */
 int tlv_validate(uint8_t* buffer);
 
 /*
- * Blanks the first element with the tag: reserved byte 'W', data all zero; length, tag and place stay. Ends the process
- * with an assertion report and status 255 when there is none.
+ * Blanks the first element with the tag: its reserved byte becomes 'W', its data zero; length, tag and place stay. When
+ * there is none, ends the process with an assertion report and status 255.
  */
 void sntlv_void(uint8_t* buffer, uint8_t tag);
 
 /*
- * Shortens the message by the size of the first element with the tag and returns minus that size. No byte is moved: it
- * removes the last element, and cuts off the message's tail when the element is not the last. An element that is cut
- * off by the end of the message counts up to there. capacity is not used. Ends the process with an assertion report and
- * status 255 when there is none.
+ * Shortens the message by the size of the first element with the tag and returns minus that size. No byte is moved: if
+ * the element is not the last one, the message loses that many bytes of its tail. An element that the end of the
+ * message cuts off counts up to there. capacity is not used. When there is none, ends the process with an assertion
+ * report and status 255.
  */
 int sntlv_remove(uint8_t* buffer, uint32_t capacity, uint8_t tag);
 
 /*
- * Writes the count (1 to 4) low-order bytes of value, most significant first, each by a bounded formatted write with
- * the room that is left of size: at most size - 1 of them are stored, followed by a zero byte. Returns the number of
- * characters that the writes report, which is count whether they were stored or not (like snprintf: a result of size or
- * more means that the bytes were cut); 0 for another count, and nothing is written then. A destination for all of them
- * has count + 1 bytes; one of size 0 may be null.
+ * Writes the count (1 to 4) low-order bytes of value, most significant first, and a zero byte: at most size bytes in
+ * all. Room for everything is count + 1 bytes; destination may be null when size is 0. Returns count, even when bytes
+ * were cut (like snprintf: a result of size or more means that). For any other count returns 0 and writes nothing.
  */
 int snLoclItoI(char* destination, uint32_t size, int count, uint32_t value);
 
 /*
- * Copies length bytes and returns length; returns 0 and copies nothing when length exceeds destination_size. For a
- * length of 0 both pointers may be null.
+ * Copies length bytes and returns length. Returns 0 and copies nothing when length exceeds destination_size. Both
+ * pointers may be null when length is 0.
  */
 int snLoclbin(void* destination, uint32_t destination_size, uint32_t length, const void* source);
 

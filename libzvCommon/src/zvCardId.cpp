@@ -1,3 +1,4 @@
+#include "uniqueFd.h"
 #include "zvUtil.h"
 
 #include <cstdio>
@@ -11,12 +12,14 @@
 namespace {
 
 constexpr const char* folder = "/tmp/fuse_d/MISC/";
-// Without the closing slash, which would hide that something other than a folder stands there.
+// Without the closing slash: with it, stat fails where a file stands in the folder's place.
 constexpr const char* folderEntry = "/tmp/fuse_d/MISC";
 constexpr const char* cardFile = "/tmp/fuse_d/MISC/card";
-constexpr int draws = 10;
+constexpr int mostDraws = 10;
+constexpr mode_t folderMode = 0777; // as the umask leaves them
+constexpr mode_t fileMode = 0666;
 
-// Reads the first line, its line end included, as far as it fits; false when there is nothing to read.
+// Reads the first line with its line end, cut to the buffer. False when there is nothing to read.
 bool readLine(int file, char* out) {
     std::size_t length = 0;
     while (length < ZV_CARD_ID_SIZE - 1 && read(file, out + length, 1) == 1) {
@@ -31,42 +34,37 @@ bool readLine(int file, char* out) {
 }
 
 bool readStored(char* out) {
-    const int file = open(cardFile, O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return false;
-    }
-    const bool found = readLine(file, out);
-    close(file);
-    return found;
+    const zv::UniqueFd file(open(cardFile, O_RDONLY | O_CLOEXEC));
+    return file.ok() && readLine(file.get(), out);
 }
 
+// A number above 0; 0 when none came in ten draws.
 long long draw() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     int number = 0;
-    for (int i = 0; i < draws && number == 0; ++i) {
+    for (int i = 0; i < mostDraws && number == 0; ++i) {
         number = std::rand(); // NOLINT(cert-msc30-c,cert-msc50-cpp): an identifier, not a secret
     }
     return number;
 }
 
 int storeNew(char* out) {
-    const int file = open(cardFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file < 0) {
-        // The two blanks are deliberate: the text is fixed, for those who watch standard error for it.
+    zv::UniqueFd file(open(cardFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, fileMode));
+    if (!file.ok()) {
+        // Fixed: two blanks; watchers of standard error look for this text.
         std::fprintf(stderr, "Failed to create file  %s\n", cardFile);
         return -1;
     }
     const long long number = draw();
     if (number == 0) {
-        // The file stays open and empty, deliberately: the next call finds nothing in it and tries again.
+        // Fixed: the file stays open and empty; the next call finds nothing in it and draws again.
+        static_cast<void>(file.release());
         std::fprintf(stderr, "Failed to get random number\n");
         return -1;
     }
     std::snprintf(out, ZV_CARD_ID_SIZE, "%lld", number * number - 1);
     const std::size_t length = std::strlen(out);
-    const bool written = write(file, out, length) == static_cast<ssize_t>(length);
-    close(file);
-    if (!written) {
+    if (write(file.get(), out, length) != static_cast<ssize_t>(length)) {
         std::fprintf(stderr, "Failed to get write card_id to file\n");
         return -1;
     }
@@ -92,7 +90,7 @@ int getCardIDStr(char* out) {
         if (readStored(out)) {
             return 0;
         }
-    } else if (mkdir(folder, 0777) != 0) {
+    } else if (mkdir(folder, folderMode) != 0) {
         std::fprintf(stderr, "Failed to create folder:%s\n", folder);
         return -1;
     }

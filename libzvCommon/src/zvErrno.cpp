@@ -28,7 +28,7 @@ constexpr zvErrnoStr zvErrnoStrMap[ZV_ERRNO_ROWS] = {
     ROW(ZV_ERR_DOWNLOAD_FAILED),
 };
 
-// Every row is there: one that is missing would leave the last one empty.
+// A missing row would leave the last one empty.
 static_assert(zvErrnoStrMap[ZV_ERRNO_ROWS - 1].code == ZV_ERR_DOWNLOAD_FAILED);
 
 const char* zvErrno2Str(int code) {

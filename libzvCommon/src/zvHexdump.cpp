@@ -8,20 +8,21 @@
 namespace {
 
 constexpr std::uint32_t lineBytes = 16;
+constexpr std::uint32_t groupBytes = 4;
 
-// The memory that is dumped, as lines of 16 slots: the first line starts lead bytes before it.
+// The memory that is dumped, in lines of 16 slots. The first line starts lead bytes before the memory.
 struct Range {
     const std::uint8_t* bytes;
     std::uint32_t length;
     std::uint32_t lead;
 
-    // Slots count from the start of the first line.
+    // Slots are counted from the start of the first line.
     std::uint64_t end() const { return std::uint64_t{lead} + length; }
     bool holds(std::uint64_t slot) const { return slot >= lead && slot < end(); }
     std::uint8_t at(std::uint64_t slot) const { return bytes[slot - lead]; }
 };
 
-// Whether the line at start repeats the one before it. Only whole lines do: a slot outside the range has no byte.
+// True when the line at start repeats the one before it. A line that is not whole repeats none.
 bool repeats(const Range& range, std::uint64_t start) {
     return start >= lineBytes && range.holds(start - lineBytes) && range.holds(start + lineBytes - 1) &&
            std::memcmp(&range.bytes[start - range.lead], &range.bytes[start - lineBytes - range.lead], lineBytes) == 0;
@@ -36,7 +37,7 @@ void putLine(zv::Text& text, const Range& range, std::uint64_t start, std::uint3
         } else {
             text.put("  ");
         }
-        text.put((slot - start) % 4 == 3 ? "  " : " ");
+        text.put((slot - start) % groupBytes == groupBytes - 1 ? "  " : " ");
     }
     for (std::uint64_t slot = start; slot < start + lineBytes; ++slot) {
         text.put("%c", range.holds(slot) ? zv::printable(range.at(slot)) : ' ');

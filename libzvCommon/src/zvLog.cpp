@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <syslog.h>
 
+// Fixed: the initial values; the closed libraries change single bits of them.
 std::int32_t g_logLevel = UTIL_LOG_ERROR;
 std::uint32_t g_debug_level = 0x00281420;
 std::uint32_t g_debug = 0x30000000;
@@ -20,6 +21,7 @@ constexpr const char* levelNames[] = {
 };
 static_assert(sizeof levelNames / sizeof levelNames[0] == UTIL_LOG_TRACE + 1);
 
+// Fixed: readers of the log know where a long line is cut.
 constexpr std::size_t lineSize = 441;
 constexpr std::size_t messageEnd = 350; // prefix, message and terminating zero
 constexpr std::size_t suffixEnd = 440;

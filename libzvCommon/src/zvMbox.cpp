@@ -14,16 +14,24 @@
 namespace {
 
 constexpr const char* modulePath = "libzvCommon/src/zvMbox";
-constexpr mode_t mailboxMode = 0664;
+constexpr mode_t mailboxMode = 0664; // as the umask leaves it
 constexpr unsigned priority = 0;
 constexpr int timedOut = -1;
 constexpr int receiveFailed = -2;
 
-void fill(const char* name, int max_messages, int message_size, zvMbox_attr* zvattr) {
+// Fixed: readers of the reports find the failed check by its line.
+constexpr int receiveOpenLine = 58;
+constexpr int sendOpenLine = 76;
+constexpr int oversizedLine = 110;
+constexpr int fullReportLine = 114;
+constexpr int fullLine = 116;
+constexpr int receiveLine = 124;
+
+void fill(const char* name, int maxMessages, int messageSize, zvMbox_attr* zvattr) {
     *zvattr = {};
     zvattr->mqd = -1;
-    zvattr->attr.mq_maxmsg = max_messages;
-    zvattr->attr.mq_msgsize = message_size;
+    zvattr->attr.mq_maxmsg = maxMessages;
+    zvattr->attr.mq_msgsize = messageSize;
     zvattr->name = name;
 }
 
@@ -42,36 +50,36 @@ bool hasRoom(const zvMbox_attr* zvattr) {
 
 } // namespace
 
-void zvMbox_init(const char* name, int max_messages, zvMbox_attr* zvattr) {
-    fill(name, max_messages, ZVMSG_MAX, zvattr);
+void zvMbox_init(const char* name, int maxMessages, zvMbox_attr* zvattr) {
+    fill(name, maxMessages, ZVMSG_MAX, zvattr);
 }
 
-int zvMbox_rxopen_ext(const char* name, int max_messages, int message_size, zvMbox_attr* zvattr) {
-    fill(name, max_messages, message_size, zvattr);
+int zvMbox_rxopen_ext(const char* name, int maxMessages, int messageSize, zvMbox_attr* zvattr) {
+    fill(name, maxMessages, messageSize, zvattr);
     zvattr->mqd = mq_open(name, O_RDONLY | O_CREAT, mailboxMode, &zvattr->attr);
-    return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_rxopen_ext", 58, name) : 0;
+    return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_rxopen_ext", receiveOpenLine, name) : 0;
 }
 
-int zvMbox_rxopen(const char* name, int max_messages, zvMbox_attr* zvattr) {
-    return zvMbox_rxopen_ext(name, max_messages, ZVMSG_MAX, zvattr);
+int zvMbox_rxopen(const char* name, int maxMessages, zvMbox_attr* zvattr) {
+    return zvMbox_rxopen_ext(name, maxMessages, ZVMSG_MAX, zvattr);
 }
 
 int zvMbox_txopen(const char* name, zvMbox_attr* zvattr) {
     zvMbox_init(name, ZVMSG_MAX_COUNT, zvattr);
     zvattr->mqd = mq_open(name, O_WRONLY);
-    return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_txopen", 76, name) : 0;
+    return zvattr->mqd == -1 ? reportOpenFailure("zvMbox_txopen", sendOpenLine, name) : 0;
 }
 
-int zvMbox_create_ext(const char* name, int max_messages, int message_size) {
+int zvMbox_create_ext(const char* name, int maxMessages, int messageSize) {
     zvMbox_attr temporary;
-    if (zvMbox_rxopen_ext(name, max_messages, message_size, &temporary) == 0) {
+    if (zvMbox_rxopen_ext(name, maxMessages, messageSize, &temporary) == 0) {
         zvMbox_close(&temporary);
     }
     return 0;
 }
 
-int zvMbox_create(const char* name, int max_messages) {
-    return zvMbox_create_ext(name, max_messages, ZVMSG_MAX);
+int zvMbox_create(const char* name, int maxMessages) {
+    return zvMbox_create_ext(name, maxMessages, ZVMSG_MAX);
 }
 
 int zvMbox_close(zvMbox_attr* zvattr) {
@@ -85,19 +93,16 @@ int zvMbox_unlink(const char* name) {
 
 int zvMbox_send(const void* message, int length, zvMbox_attr* zvattr) {
     if (length > ZVMSG_MAX) {
-        zv::assertFailed(modulePath, "zvMbox_send", 110, "len <= ZVMSG_MAX");
+        zv::assertFailed(modulePath, "zvMbox_send", oversizedLine, "len <= ZVMSG_MAX");
     }
     mq_getattr(zvattr->mqd, &zvattr->attr);
     if (!hasRoom(zvattr)) {
         if (zv::verbosity() >= zv::mailboxVerbosity) {
-            zv::report("[%16s:%4d] Mailbox Full: mbox=%s >= %ld messages\n", "zvMbox_send", 114, zvattr->name,
-                       zvattr->attr.mq_maxmsg);
+            zv::report("[%16s:%4d] Mailbox Full: mbox=%s >= %ld messages\n", "zvMbox_send", fullReportLine,
+                       zvattr->name, zvattr->attr.mq_maxmsg);
         }
-        // The same two counts once more, deliberately without reading them again: a full mailbox ends the sender, so
-        // that a stuck receiver is noticed at once instead of holding or losing messages.
-        if (!hasRoom(zvattr)) {
-            zv::assertFailed(modulePath, "zvMbox_send", 116, "(zvattr->attr.mq_curmsgs) < zvattr->attr.mq_maxmsg");
-        }
+        // Fixed: a full mailbox ends the sender; callers rely on a send that neither waits nor drops.
+        zv::assertFailed(modulePath, "zvMbox_send", fullLine, "(zvattr->attr.mq_curmsgs) < zvattr->attr.mq_maxmsg");
     }
     return mq_send(zvattr->mqd, static_cast<const char*>(message), static_cast<std::size_t>(length), priority);
 }
@@ -105,7 +110,8 @@ int zvMbox_send(const void* message, int length, zvMbox_attr* zvattr) {
 int snzvMbox_receive(void* buffer, std::uint32_t size, zvMbox_attr* zvattr) {
     const ssize_t length = mq_receive(zvattr->mqd, static_cast<char*>(buffer), size, nullptr);
     if (length < 0) {
-        zv::assertFailed(modulePath, "snzvMbox_receive", 124, "(len = mq_receive(zvattr->mqd, buf, size, NULL)) >= 0");
+        zv::assertFailed(modulePath, "snzvMbox_receive", receiveLine,
+                         "(len = mq_receive(zvattr->mqd, buf, size, NULL)) >= 0");
     }
     return static_cast<int>(length);
 }

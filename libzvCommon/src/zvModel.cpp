@@ -9,7 +9,7 @@ struct Model {
 
 constexpr int endOfTable = -1;
 
-// 5 to 9 and 20 are deliberately absent: a camera with such a number is described by the settings of model 13.
+// Fixed: 5 to 9 and 20 are absent; the gateway describes such a camera by the settings of model 13.
 constexpr Model models[] = {
     {0, "orin1"},     {1, "orin2"},     {2, "varlo"},   {3, "quenta"},       {4, "mirel"},          {10, "zephan"},
     {11, "korru"},    {12, "tessilon"}, {13, "abru"},   {14, "ferrow"},      {15, "lumina"},        {16, "grandelle"},
@@ -18,9 +18,9 @@ constexpr Model models[] = {
 
 } // namespace
 
-const char* get_model_name(int model_number) {
+const char* get_model_name(int modelNumber) {
     for (const Model* model = models; model->number != endOfTable; ++model) {
-        if (model->number == model_number) {
+        if (model->number == modelNumber) {
             return model->name;
         }
     }

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* modulePath = "libzvCommon/src/zvMsg";
 constexpr std::uint32_t codeSize = 2;
 
-// The current length is the caller's word: it is counted on, but nothing is read or added up beyond its limits.
+// The caller may have set any current length: the sum stops at the limits of its type.
 void grow(zvmsg_holder* iobuf, int size) {
     const std::int64_t sum = std::int64_t{iobuf->length} + size;
     iobuf->length = static_cast<std::int32_t>(std::clamp<std::int64_t>(sum, INT32_MIN, INT32_MAX));
@@ -28,12 +28,12 @@ std::int64_t storage(const zvmsg_holder* iobuf) {
     return std::int64_t{iobuf->capacity} + ZVTLV_HEADER_SIZE;
 }
 
-// The bytes of the message that are in the holder.
+// The bytes of the message that lie in the holder.
 int present(const zvmsg_holder* iobuf) {
     return static_cast<int>(std::min<std::int64_t>(iobuf->length, storage(iobuf)));
 }
 
-// Makes the bytes from one offset to another zero, as far as the holder has them.
+// Fills the bytes between two offsets with zeros, up to the end of the holder.
 void clear(zvmsg_holder* iobuf, int from, std::int64_t to) {
     const std::int64_t end = std::min(to, storage(iobuf));
     if (from < end) {
@@ -60,35 +60,39 @@ void address(zvmsg_holder* iobuf, const char* from, const char* to, int directio
     trace(iobuf, direction);
 }
 
-// The lines of one function's checks, which its reports tell.
+// A function whose checks end the process, with the lines that their reports name.
 struct Caller {
     const char* function;
     int validateLine;
     int openLine;
 };
+// Fixed: readers of the reports find the failed check by its line.
+constexpr Caller sender{"zvmsg_send", 45, 48};
+constexpr Caller exchanger{"zvmsg_send_timedreceive", 66, 73};
+constexpr int replyOpenLine = 70;
 
 void checkMessage(zvmsg_holder* iobuf, const Caller& caller) {
-    // A total length that points behind the holder is not looked at: what lies there is not the message.
+    // A total length that points behind the holder is wrong: nothing there is read.
     if (sntlv_msg_len(iobuf->buf) > storage(iobuf) || tlv_validate(iobuf->buf) != 0) {
         zv::assertFailed(modulePath, caller.function, caller.validateLine, "0 == tlv_validate(iobuf->buf)");
     }
 }
 
-// Opens, sends and closes; returns what closing gave. The send's own result is deliberately not used: what can go wrong
-// ends the process inside zvMbox_send, and an answer that does not come is told by the receive.
+// Opens the mailbox, sends and closes it; returns the result of the close.
+// Fixed: the result of the send is dropped; callers notice a lost request by the missing answer.
 int sendThrough(const zvmsg_holder* iobuf, const char* mailbox, const Caller& caller) {
     zvMbox_attr txq;
     if (zvMbox_txopen(mailbox, &txq) != 0) {
         zv::assertFailed(modulePath, caller.function, caller.openLine, "zvMbox_txopen(via, &txq) == 0");
     }
-    // One that is too long for any mailbox goes there as it is, to end the process; nothing of it is read.
+    // zvMbox_send ends the process for a length that no mailbox takes, and reads nothing before.
     const int length = iobuf->length > ZVMSG_MAX ? iobuf->length : present(iobuf);
     zvMbox_send(iobuf->buf, length, &txq);
     return zvMbox_close(&txq);
 }
 
-// Receives the answer into the holder. Nothing older may pass for a part of it, neither what remains of the request nor
-// what an answer that is cut off has claimed but not brought.
+// Receives the answer into the holder. What remains of the request is cleared, and so are the bytes that the answer
+// claims but did not bring: neither may pass for a part of the answer.
 int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
     const int requestEnd = std::max(sntlv_msg_len(iobuf->buf), present(iobuf));
     const int received = snzvMbox_timedreceive(iobuf->buf, iobuf->capacity, rxq);
@@ -99,9 +103,8 @@ int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
     return received;
 }
 
-// The bytes in which a response is looked for, by what the holder says. The current length limits them only where no
-// capacity tells what the holder has: it is that of the last build or exchange, and elements may have been appended
-// since.
+// The bytes in which a response is searched: the holder's. The current length counts only in a holder without capacity,
+// because elements may have been appended since it was set.
 std::int64_t searchLimit(const zvmsg_holder* iobuf) {
     if (iobuf->capacity > 0) {
         return storage(iobuf);
@@ -111,32 +114,31 @@ std::int64_t searchLimit(const zvmsg_holder* iobuf) {
 
 } // namespace
 
-int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, std::uint32_t payload_length,
+int zvmsg_build(zvmsg_holder* iobuf, const void* code, const void* payload, std::uint32_t payloadLength,
                 std::uint8_t type) {
     iobuf->length = sntlv_msg_init(iobuf->buf, iobuf->capacity, type);
     iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_CODE, codeSize, code);
-    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payload_length, payload);
+    iobuf->length += sntlv_add_bin(iobuf->buf, iobuf->capacity, ZVTLV_DATA, payloadLength, payload);
     return iobuf->length;
 }
 
 int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction) {
-    constexpr Caller caller{"zvmsg_send", 45, 48};
     address(iobuf, from, to, direction);
-    checkMessage(iobuf, caller);
-    return sendThrough(iobuf, via != nullptr ? via : to, caller);
+    checkMessage(iobuf, sender);
+    return sendThrough(iobuf, via != nullptr ? via : to, sender);
 }
 
 int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction) {
-    constexpr Caller caller{"zvmsg_send_timedreceive", 66, 73};
     address(iobuf, from, to, direction);
-    checkMessage(iobuf, caller);
+    checkMessage(iobuf, exchanger);
 
     zvMbox_unlink(from);
     zvMbox_attr rxq;
     if (zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) != 0) {
-        zv::assertFailed(modulePath, caller.function, 70, "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
+        zv::assertFailed(modulePath, exchanger.function, replyOpenLine,
+                         "zvMbox_rxopen(from, ZVMSG_MAX_COUNT_SM, &rxq) == 0");
     }
-    sendThrough(iobuf, via != nullptr ? via : to, caller);
+    sendThrough(iobuf, via != nullptr ? via : to, exchanger);
     iobuf->length = receiveAnswer(iobuf, &rxq);
     zvMbox_close(&rxq);
     zvMbox_unlink(from);

@@ -1,8 +1,9 @@
 #include "zvReport.h"
 
+#include "uniqueFd.h"
+#include "writeAll.h"
 #include "zvLog.h"
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -20,6 +21,7 @@ namespace {
 constexpr const char* logFile = "/tmp/fuse_d/wifi_log.txt";
 constexpr std::size_t reportSize = 1024;
 constexpr std::size_t timeSize = 20;
+constexpr mode_t logFileMode = 0666;
 
 std::size_t formatTime(char (&text)[timeSize]) {
     const std::time_t now = std::time(nullptr);
@@ -29,8 +31,8 @@ std::size_t formatTime(char (&text)[timeSize]) {
     return std::strftime(text, sizeof text, "%b%d %H:%M:%S", &local);
 }
 
-// The text of a report, after the local time and a blank. A report that a mailbox's name makes too long for the stack
-// has pages of its own: the heap is left alone, since a process may report on its way out.
+// The text of a report behind the local time and a blank. A mailbox's name can make a report too long for the stack;
+// such a report has pages of its own instead of heap, since a process may report while it ends.
 class TimedText {
 public:
     TimedText(const char* fmt, std::va_list args) {
@@ -59,7 +61,7 @@ public:
     const char* body() const { return text_ + start_; }
 
 private:
-    // Without pages the text stays where it is, cut.
+    // Formats the text anew in pages that hold all of it; without pages it stays as it is, cut.
     void move(std::size_t size, const char* fmt, std::va_list args) {
         void* const pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pages != MAP_FAILED) {
@@ -76,25 +78,12 @@ private:
     std::size_t start_ = 0;
 };
 
-// Opened and closed for every report: a report is rare, and the storage may be taken out at any time. A file that
-// cannot be opened or written is passed over without a word.
-void appendToFile(const char* text, std::size_t length) {
-    const int file = open(logFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (file < 0) {
-        return;
+// Opens and closes the file for every report: the storage may be taken out at any time. Drops what cannot be written.
+void appendToFile(const char* text) {
+    const UniqueFd file(open(logFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, logFileMode));
+    if (file.ok()) {
+        static_cast<void>(writeAll(file.get(), text));
     }
-    while (length > 0) {
-        const ssize_t written = write(file, text, length);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            break;
-        }
-        text += written;
-        length -= static_cast<std::size_t>(written);
-    }
-    close(file);
 }
 
 } // namespace
@@ -113,7 +102,7 @@ void report(const char* fmt, ...) {
         std::fputs(text.timed(), stdout);
     }
     if ((g_debug_level & reportToFile) != 0) {
-        appendToFile(text.timed(), std::strlen(text.timed()));
+        appendToFile(text.timed());
     }
     openlog(nullptr, LOG_CONS | LOG_PERROR, LOG_USER);
     syslog(LOG_DEBUG, "%s", text.body());

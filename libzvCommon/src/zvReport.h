@@ -20,15 +20,14 @@ constexpr unsigned assertVerbosity = 8;
 constexpr unsigned traceVerbosity = 8;
 constexpr unsigned mailboxVerbosity = 16;
 
-// Issues a report whatever the verbosity: to syslog at LOG_DEBUG (and to standard error, which syslog is asked for),
-// and with the local time and a blank before it to standard output and to the log file, each under its bit. Whole,
-// however long; cut to 1023 characters only without memory for more. Does not use the heap itself.
+// Issues a report, whatever the verbosity. It goes to syslog at LOG_DEBUG, and by LOG_PERROR to standard error. Behind
+// the local time and a blank, it goes to standard output and to the log file, each when its bit is set. It is cut to
+// 1023 characters when there is no memory for more. Does not use the heap itself.
 __attribute__((format(printf, 1, 2))) void report(const char* fmt, ...);
 
-// Reports a failed check when the verbosity lets it through, and ends the process with status 255 in any
-// case.
-//   module     source path of the checking module, as the report shows it
-//   function, line, condition   the check; the lines are fixed: they are part of what the report tells
+// Reports a failed check from assertVerbosity on, and ends the process with status 255 at any verbosity.
+//   module                      path of the checking source, without its ending
+//   function, line, condition   the check, as the report shows it
 [[noreturn]] void assertFailed(const char* module, const char* function, int line, const char* condition);
 
 } // namespace zv

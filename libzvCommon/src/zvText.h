@@ -1,4 +1,4 @@
-// Text put together piece by piece in a buffer of fixed size. Internal.
+// Text that is joined from pieces in a buffer of fixed size. Internal.
 #pragma once
 
 #include <climits>
@@ -11,10 +11,10 @@ namespace zv {
 
 class Text {
 public:
-    // Nothing is written into a buffer of size 0.
+    // A buffer of size 0 may be null: nothing is written to it.
     Text(char* buffer, std::uint32_t size) : buffer_(buffer), size_(size) {}
 
-    // Appends a piece by a bounded formatted write; what no longer fits is counted, not written.
+    // Appends a formatted piece. What does not fit is counted, not written.
     __attribute__((format(printf, 2, 3))) void put(const char* fmt, ...) {
         const std::size_t room = length_ < size_ ? static_cast<std::size_t>(size_ - length_) : 0;
         std::va_list args;
@@ -24,7 +24,7 @@ public:
         length_ += piece > 0 ? static_cast<std::uint64_t>(piece) : 0;
     }
 
-    // Characters of the whole text, whether they fitted or not; INT_MAX for more than that.
+    // Characters of the whole text, those that did not fit included; INT_MAX for all larger numbers.
     int length() const { return resultOf(length_); }
     static constexpr int resultOf(std::uint64_t length) {
         return length < INT_MAX ? static_cast<int>(length) : INT_MAX;
@@ -33,9 +33,10 @@ public:
 private:
     char* buffer_;
     std::uint32_t size_;
-    std::uint64_t length_ = 0; // so wide that it never wraps back to the start of the buffer
+    std::uint64_t length_ = 0; // 64 bits: it must not wrap back to the start of the buffer
 };
 
+// The byte as a character column shows it: a dot for what is no printable ASCII character.
 inline char printable(std::uint8_t byte) {
     return byte >= 32 && byte <= 126 ? static_cast<char>(byte) : '.';
 }

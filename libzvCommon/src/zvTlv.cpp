@@ -13,21 +13,23 @@ namespace {
 constexpr const char* modulePath = "libzvCommon/src/zvTlv";
 constexpr std::uint8_t blanked = 'W';
 
+// Fixed: readers of the reports find the failed check by its line.
+constexpr int blankLine = 221;
+constexpr int removeLine = 238;
+
 void putLength(std::uint8_t* at, std::uint32_t length) {
     at[0] = static_cast<std::uint8_t>(length >> 8);
     at[1] = static_cast<std::uint8_t>(length);
 }
 
-// The room test lets an element end up to 4 bytes behind the capacity. This is deliberate: callers state the room
-// behind the message header as capacity, and messages that fill it exactly must go on fitting. The sum has 64 bits, so
-// that an element is refused where 32 bits would wrap into accepting it: behind a total length beyond capacity + 4, or
-// with a length near 2^32.
+// Fixed: an element may end 4 bytes behind the capacity; callers give the room behind the message header as capacity.
+// The sum has 64 bits: a length near 2^32 would wrap in 32 bits, and the element would seem to fit.
 bool fits(std::uint32_t total, std::uint32_t length, std::uint32_t capacity) {
     return std::uint64_t{total} + length <= capacity;
 }
 
-// Writes header and new total length around data that the caller puts at the element's fifth byte. total is given
-// because the header of a message shorter than itself is overwritten by what is appended.
+// Writes the element's header at the message's end. The caller has read total before: in a message that claims to be
+// shorter than its header, the element overwrites the length.
 void writeElementHeader(std::uint8_t* buffer, std::uint32_t total, std::uint8_t tag, std::uint32_t length) {
     std::uint8_t* const element = buffer + total;
     element[0] = 0;
@@ -35,7 +37,8 @@ void writeElementHeader(std::uint8_t* buffer, std::uint32_t total, std::uint8_t 
     element[3] = tag;
 }
 
-// Sums and sizes are deliberately cut to 16 bits, the width of the field and of the result that callers bind to.
+// Adds the element to the total length and returns its size.
+// Fixed: both are cut to 16 bits; callers bind to the width of the field and of the result.
 int finishElement(std::uint8_t* buffer, std::uint32_t total, std::uint32_t length) {
     putLength(buffer, total + length + ZVTLV_HEADER_SIZE);
     return static_cast<std::int16_t>(length + ZVTLV_HEADER_SIZE);
@@ -90,9 +93,9 @@ std::uint8_t* tlv_find(std::uint8_t* buffer, std::uint8_t tag) {
     return zv::findElement(buffer, sntlv_msg_len(buffer), tag).address;
 }
 
-int sntlv_find(void* destination, std::uint32_t destination_size, std::uint8_t tag, std::uint8_t* buffer) {
+int sntlv_find(void* destination, std::uint32_t destinationSize, std::uint8_t tag, std::uint8_t* buffer) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
-    if (element.address == nullptr || element.cut() || element.length >= destination_size) {
+    if (element.address == nullptr || element.cut() || element.length >= destinationSize) {
         return 0;
     }
     if (element.length > 0) {
@@ -104,18 +107,17 @@ int sntlv_find(void* destination, std::uint32_t destination_size, std::uint8_t t
 void sntlv_void(std::uint8_t* buffer, std::uint8_t tag) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr) {
-        zv::assertFailed(modulePath, "sntlv_void", 221, "tlv != NULL");
+        zv::assertFailed(modulePath, "sntlv_void", blankLine, "tlv != NULL");
     }
     element.address[0] = blanked;
     std::memset(element.data(), 0, element.present());
 }
 
-// Moves nothing, deliberately: callers remove the end marker to append more, and an element in the middle takes the
-// message's tail with it.
+// Fixed: no byte is moved, so a removed element takes what follows it along; callers remove the end marker only.
 int sntlv_remove(std::uint8_t* buffer, std::uint32_t /*capacity*/, std::uint8_t tag) {
     const zv::Element element = zv::findElement(buffer, sntlv_msg_len(buffer), tag);
     if (element.address == nullptr) {
-        zv::assertFailed(modulePath, "sntlv_remove", 238, "tlvend != NULL");
+        zv::assertFailed(modulePath, "sntlv_remove", removeLine, "tlvend != NULL");
     }
     const std::uint32_t size = element.present() + ZVTLV_HEADER_SIZE;
     putLength(buffer, zv::tlvLength(buffer) - size);
@@ -126,7 +128,7 @@ int snLoclItoI(char* destination, std::uint32_t size, int count, std::uint32_t v
     if (count < 1 || count > 4) {
         return 0;
     }
-    // The result is what the writes report, as with every piece of text of this library; what is stored is bounded.
+    // The text counts all bytes, and stores only those that fit.
     zv::Text text(destination, size);
     for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) {
         text.put("%c", static_cast<std::uint8_t>(value >> shift));
@@ -134,8 +136,8 @@ int snLoclItoI(char* destination, std::uint32_t size, int count, std::uint32_t v
     return text.length();
 }
 
-int snLoclbin(void* destination, std::uint32_t destination_size, std::uint32_t length, const void* source) {
-    if (length > destination_size) {
+int snLoclbin(void* destination, std::uint32_t destinationSize, std::uint32_t length, const void* source) {
+    if (length > destinationSize) {
         return 0;
     }
     if (length > 0) {

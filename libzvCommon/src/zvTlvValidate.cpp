@@ -8,14 +8,15 @@ namespace {
 constexpr int noEndMarker = -1;
 constexpr int unbalanced = -2;
 constexpr int unbalancedElse = -3;
+constexpr std::uint8_t lastAnsweredType = 13;
 
 bool has(std::uint8_t* buffer, std::uint8_t tag) {
     return tlv_find(buffer, tag) != nullptr;
 }
 
-// Types of messages that carry a payload and a response.
+// Fixed: messages of the odd types up to 13 carry a response beside the payload; callers know the results by it.
 bool expectsResponse(std::uint8_t type) {
-    return type <= 13 && type % 2 == 1;
+    return type <= lastAnsweredType && type % 2 == 1;
 }
 
 int unbalancedResult(std::uint8_t* buffer) {
@@ -36,7 +37,7 @@ int tlv_validate(std::uint8_t* buffer) {
             return element.length == 0 && element.room == 0 ? 0 : noEndMarker;
         }
     }
-    // The last byte passes for an end marker, but no element starts there: either it is data of the last element, or a
-    // length is wrong somewhere.
+    // The last byte looks like an end marker, but belongs to no such element: it is data of the last element, or a
+    // length is wrong.
     return walk.atEnd() ? noEndMarker : unbalancedResult(buffer);
 }

@@ -5,7 +5,7 @@
 namespace zv {
 
 Element ElementWalk::next() {
-    // Past the end only after an element whose length points there: 65539 at most, so nothing wraps.
+    // A wrong length may have led the offset past the end, by 65539 bytes at most: the comparison does not wrap.
     if (offset_ >= total_ || total_ - offset_ < ZVTLV_HEADER_SIZE) {
         return {};
     }

@@ -13,17 +13,18 @@ inline std::uint32_t tlvLength(const std::uint8_t* buffer) {
 }
 
 struct Element {
-    std::uint8_t* address = nullptr; // null: no such element
-    std::uint16_t length = 0;        // of the data, as its header says
+    std::uint8_t* address = nullptr; // of its header; null: no such element
+    std::uint16_t length = 0;        // bytes of data, by its header
     std::uint32_t room = 0;          // bytes of the message behind its header
 
     std::uint8_t* data() const { return address + ZVTLV_HEADER_SIZE; }
-    // Whether the end of the message cuts the data off, and the bytes of them that are there.
+    // True when the end of the message cuts the data off.
     bool cut() const { return length > room; }
+    // Bytes of data that lie in the message.
     std::uint32_t present() const { return cut() ? room : length; }
 };
 
-// Goes from element to element of a message of total bytes, as far as their headers lie inside it.
+// Goes from element to element of a message of total bytes; ends before a header that does not lie inside it.
 class ElementWalk {
 public:
     ElementWalk(std::uint8_t* buffer, int total)
@@ -32,7 +33,7 @@ public:
 
     // The next element; one without address when there is none.
     Element next();
-    // Whether the elements taken so far end exactly where the message ends.
+    // True when the elements so far end exactly where the message ends.
     bool atEnd() const { return offset_ == total_; }
 
 private:
@@ -41,7 +42,7 @@ private:
     std::uint32_t offset_ = ZVTLV_HEADER_SIZE;
 };
 
-// The first element with the tag in a message of total bytes.
+// The first element with the tag in a message of total bytes; one without address when there is none.
 Element findElement(std::uint8_t* buffer, int total, std::uint8_t tag);
 
 } // namespace zv

@@ -14,7 +14,7 @@ constexpr const char* s_dmsgstr[ZVMSG_DIRECTIONS] = {
     "        >WI ", "        <WI ", "        >BT ", "        <BT ", "DB>         ", "DB<         ", "",
 };
 
-// Bits 12 to 15 are deliberately unused: masks in g_debug are written with them in mind.
+// Fixed: bits 12 to 15 are left out; the closed libraries set masks in g_debug by these values.
 constexpr std::uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
     0,          0x00000001, 0x00000002, 0x00000004, 0x00000008, 0x00000010, 0x00000020,
     0x00000040, 0x00000080, 0x00000100, 0x00000200, 0x00000400, 0x00000800, 0x00010000,
@@ -22,14 +22,17 @@ constexpr std::uint32_t s_dmsghex[ZVMSG_DIRECTIONS] = {
     0x01000000, 0x02000000, 0x04000000, 0x08000000, 0x10000000, 0x20000000, 0,
 };
 
-// Every row is there: one that is missing would move the last ones up.
+// A missing row would move the last ones up.
 static_assert(std::none_of(s_dmsgstr, s_dmsgstr + ZVMSG_DIRECTIONS, [](const char* row) { return row == nullptr; }));
 static_assert(s_dmsgstr[ZVMSG_DIRECTIONS - 1][0] == '\0' && s_dmsghex[ZVMSG_DIRECTIONS - 2] == 0x20000000);
 
 namespace {
 
 constexpr int lineBytes = 16;
-// Without traceWhole: the lines up to this index are shown, then those behind which fewer bytes than this remain.
+constexpr int groupBytes = 4;
+constexpr std::uint32_t insideLine = lineBytes - 1; // the bits of an address that count inside its line
+// Fixed: without traceWhole, a trace shows the lines that end up to headEnd, and then those behind which fewer than
+// tailBytes remain; readers of traces expect just these.
 constexpr int headEnd = 79;
 constexpr int tailBytes = 32;
 
@@ -39,11 +42,11 @@ bool shown(int indexAfter, int length) {
 
 } // namespace
 
-void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t* address_counter, int* index,
+void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t* addressCounter, int* index,
              const void* data, int length) {
     const auto* const bytes = static_cast<const std::uint8_t*>(data);
     zv::Text text(buffer, size);
-    text.put("%-11s%08x  ", marker, *address_counter & ~15U);
+    text.put("%-11s%08x  ", marker, *addressCounter & ~insideLine);
     char characters[lineBytes + 1] = {};
     for (int slot = 0; slot < lineBytes; ++slot) {
         const std::int64_t at = std::int64_t{*index} + slot;
@@ -53,14 +56,14 @@ void hexline(char* buffer, std::uint32_t size, const char* marker, std::uint32_t
         } else {
             text.put("  ");
         }
-        if (slot % 4 == 3 && slot != lineBytes - 1) {
+        if (slot % groupBytes == groupBytes - 1 && slot != lineBytes - 1) {
             text.put(" ");
         }
         characters[slot] = inside ? zv::printable(bytes[at]) : ' ';
     }
     text.put("  %s", characters);
     *index = *index > INT_MAX - lineBytes ? INT_MAX : *index + lineBytes;
-    *address_counter += lineBytes;
+    *addressCounter += lineBytes;
 }
 
 void hexprint(const char* marker, std::uint32_t address, const void* data, int length) {
@@ -68,7 +71,7 @@ void hexprint(const char* marker, std::uint32_t address, const void* data, int l
         return;
     }
     zv::report("\n");
-    int index = -static_cast<int>(address & 15U);
+    int index = -static_cast<int>(address & insideLine);
     while (index < length) {
         char line[ZVMSG_TRACE_LINE_SIZE];
         hexline(line, sizeof line, marker, &address, &index, data, length);

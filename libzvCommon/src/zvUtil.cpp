@@ -4,6 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace {
+
+constexpr pid_t initProcess = 1;
+
+} // namespace
+
 char* trim(char* s) {
     if (s == nullptr) {
         return nullptr;
@@ -15,7 +21,7 @@ char* trim(char* s) {
 }
 
 int daemon_init() {
-    if (getppid() == 1) {
+    if (getppid() == initProcess) {
         return 0;
     }
     const pid_t child = fork();
@@ -23,7 +29,7 @@ int daemon_init() {
         return -1;
     }
     if (child > 0) {
-        // Not exit: what stands in the stdio buffers is the child's to write.
+        // Not exit: the child writes what the stdio buffers hold.
         _exit(0);
     }
     setsid();

@@ -1,8 +1,8 @@
 /*
- * The closed control library libzvCtrlD: URI interface and dispatcher, daemon commands, camera state, HTTP output and
- * the messages of the camera's queues. The first part compiles as C.
+ * The interface of the closed control library libzvCtrlD: URI interface and dispatcher, daemon commands, camera state,
+ * HTTP output, and the messages of the camera's queues. The first part compiles as C.
  *
- * Results are the result codes of zvErrno.h: 0 on success, negative otherwise.
+ * Results are the codes of zvErrno.h: 0 on success, negative otherwise. Only Msg::dump logs.
  */
 #ifndef ZV_CTRLD_H
 #define ZV_CTRLD_H
@@ -14,30 +14,29 @@
 extern "C" {
 #endif
 
-/* A request handler: query text (may be null), response buffer (may be null) and its size in bytes. */
+/* A request handler: query text (may be null), response buffer (may be null) and the buffer's size in bytes. */
 typedef int (*zvcontrol_handler)(const char* params, char* response, int response_size);
-/* Called before (open) or after (close) a handler. */
+/* A hook that is called before (open) or after (close) a handler. */
 typedef int (*zvcontrol_hook)(void);
 
-/* Opens the control daemon's URI interface. Negative when the daemon does not answer, or when it is open
- * already. */
+/* Opens the control daemon's URI interface. Fails when the daemon does not answer and when the interface is open. */
 int zvcontrol_uri_interface_open(void);
 
-/* Closes the interface and forgets all handlers. Negative when it is not open. */
+/* Closes the interface and drops all handlers. Fails when the interface is not open. */
 int zvcontrol_uri_interface_close(void);
 
 /*
- * Registers a handler for a URI, which is relative and without leading slash; the text must stay alive until the
+ * Registers a handler for a relative URI without leading slash. The text is not copied: it must live until the
  * interface is closed. Hooks may be null. ZV_ERR_INVALID_PARAM for a null uri or handler, ZV_ERR when the interface is
- * not open.
+ * not open, ZV_ERR_OUTOFMEM when there is no memory for it.
  */
 int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
                               zvcontrol_hook close_hook);
 
 /*
- * Serves a request: finds the handler whose URI equals path without one leading slash, calls its open hook, itself and
- * its close hook. The result is the handler's; when the open hook fails, handler and close hook are skipped and the
- * hook's code is the result. ZV_ERR_NOT_SUPPORTED when no handler serves the path. path and params may be null.
+ * Serves a request: finds the first handler whose URI equals path without one leading slash, then calls its open hook,
+ * the handler and its close hook. Returns the handler's result. When the open hook fails, returns the hook's code and
+ * skips handler and close hook. ZV_ERR_NOT_SUPPORTED when no handler serves the path. path and params may be null.
  */
 int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size);
 
@@ -46,17 +45,19 @@ int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* r
 #define ZVCONTROL_CMD_ANALYTICS_CLEAR 39 /* no parameter, no answer */
 
 /*
- * Sends a command with its parameter bytes to the control daemon and waits for the answer, at most 5 seconds. The
- * answer is left in response as a zero-terminated text, cut to response_size - 1 characters; a null response or a size
- * of 0 drops it. On failure response is untouched and the daemon's code (or ZV_ERR when it does not answer) is the
- * result.
+ * Sends a command with param_length bytes of parameter (4096 at most) to the control daemon, and waits for the answer,
+ * at most 5 seconds. Stores the answer in response as a zero-terminated text, cut to response_size - 1 characters;
+ * drops it when response is null or response_size is 0. On failure response stays as it is, and the result is the
+ * daemon's code, ZV_ERR when the daemon does not answer, or ZV_ERR_INVALID_PARAM for a negative or too great length or
+ * a null param that has one.
  */
 int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
                                           int response_size);
 
 /*
- * Camera state. The text getters leave a zero-terminated text of at most size - 1 characters. 0 on success; otherwise a
- * negative code, and the output is untouched.
+ * Camera state. The text getters store a zero-terminated text, cut to size - 1 characters. On failure the output stays
+ * as it is: ZV_ERR_INVALID_PARAM for a null output or a size below 1, ZV_ERR when the control daemon does not answer
+ * within 5 seconds, or the daemon's code.
  */
 int zvc_state_get_model_number(unsigned char* number);
 int zvc_state_get_model_name(char* text, int size);
@@ -78,33 +79,33 @@ int zvc_state_get_ap_has_default_credentials(bool* flag);
 /* Writes the CGI header of a successful JSON answer, blank line included. Lines end in CR LF. */
 void http_output_success_header(std::ostream& stream);
 
-/* Writes an empty JSON object, the body of an answer that has nothing to say. */
+/* Writes an empty JSON object, the body of an answer without data. */
 void http_output_empty_json(std::ostream& stream);
 
 /*
  * Writes a complete error answer: header with the HTTP status, and a JSON object with the members "status" (the
  * message), "zverr", "_function", "_line", "path" and "query", in this order. A null text counts as empty. Texts are
- * escaped so that a JSON parser accepts them whatever their bytes; what is not UTF-8 becomes U+FFFD. A http_status
- * outside 100 to 599 is answered as 500.
+ * escaped for JSON, and each byte that is not UTF-8 becomes U+FFFD. An http_status outside 100 to 599 counts as 500.
+ * Without memory nothing is written, and the stream is bad.
  */
 void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
                                   int error_code, const char* message, const char* function, int line);
 
 /*
- * Finds a parameter in a query text ("a=1&b=2"). key includes its equals sign and matches only at the start of a
- * parameter; the value reaches to the next "&" and has its %XX escapes decoded (one that is malformed or stands for a
- * zero byte stays as it is, "+" stays "+"). The first match wins. 1 when found; 0 otherwise, also for null params and
- * for a null or empty key, and value is untouched.
+ * Finds the first parameter in a query text ("a=1&b=2") that starts with key, which includes the equals sign. Stores
+ * what follows, up to the next "&", in value. There, %XX escapes are decoded; a malformed one and that of a zero byte
+ * stay, and so does "+". Returns 1. Returns 0 and leaves value as it is when there is none, when params is null, when
+ * key is null or empty, and when there is no memory for the value.
  */
 int parseParam(const char* params, const char* key, std::string& value);
 
 /*
- * A byte stream over the caller's buffer: writing appends from its start, reading takes from its start, both within the
- * capacity. An operation that does not fit does nothing and sets the failure state, which stays.
+ * A byte stream over the caller's buffer. Writing and reading both begin at its start and end at the capacity. An
+ * operation that does not fit does nothing but set the failure state, which is never cleared.
  */
 class MemStream {
 public:
-    /* capacity: bytes of room when the stream is written, bytes to be read when it is read. */
+    /* capacity: bytes of room for a stream that is written, bytes of data for one that is read. A null buffer has 0. */
     MemStream(unsigned char* buffer, unsigned short capacity);
 
     unsigned char* getBuffer() const;
@@ -115,10 +116,10 @@ public:
     unsigned short getRoom() const;
     bool fail() const;
 
-    /* Append or take length bytes; false, and the failure state, when there are fewer (or less room). */
+    /* Append or take length bytes; false, and the failure state, when the room or the bytes are fewer. */
     bool write(const unsigned char* data, unsigned short length);
     bool read(unsigned char* data, unsigned short length);
-    /* The next length bytes in place, or null as above. */
+    /* Takes length bytes and returns their address in the buffer; null, and the failure state, when there are fewer. */
     unsigned char* take(unsigned short length);
     void setFail();
 
@@ -137,9 +138,9 @@ MemStream& operator>>(MemStream& stream, unsigned char& byte);
 class MsgElement {
 public:
     /*
-     * borrow: true leaves the data with the caller, who keeps them alive until the message has been written; false
-     * makes the element copy and own what it is given. Null data count as none, whatever the length; so do data that
-     * cannot be copied for want of memory.
+     * borrow: with true, the data stay the caller's and must live until the message has been written; with false, the
+     * element owns a copy and frees it. Null data count as none, whatever the length; so do data without memory for
+     * the copy.
      */
     MsgElement(unsigned char type, bool borrow);
     MsgElement(unsigned char type, unsigned short length, unsigned char* data, bool borrow);
@@ -154,7 +155,7 @@ private:
     unsigned char type_;
     bool borrow_;
     unsigned short length_ = 0;
-    unsigned char* data_ = nullptr; // the caller's when borrowed, otherwise owned
+    unsigned char* data_ = nullptr; // the caller's or the element's own, by borrow_
 
 public:
     MsgElement(const MsgElement&) = delete;
@@ -163,8 +164,8 @@ public:
 };
 
 /*
- * A message: a category and a list of elements. On a queue it is 4 header bytes (total length big-endian, 0, the
- * category) and its elements in order, each 4 header bytes (0, data length big-endian, the type) and the data.
+ * A message: a category and a list of elements. On a queue it has 4 header bytes (2 of total length, 0, the category)
+ * and its elements in order, each with 4 header bytes (0, 2 of data length, the type) and data. Lengths: big-endian.
  */
 class Msg {
 public:
@@ -172,25 +173,25 @@ public:
     Msg(const Msg&) = delete;
     Msg& operator=(const Msg&) = delete;
 
-    /* The slots of the virtual table, in this order; other libraries derive from Msg. */
+    /* Fixed: the order of the virtual functions; other libraries derive from Msg. */
     virtual ~Msg();
     /* Drops all elements; the category stays. */
     virtual void clear();
     /* Bytes that the message takes on a queue. */
     virtual std::size_t getSize() const;
     virtual unsigned char getCategory() const;
-    /* The first element of a type, owned by the message or by whoever added it; null when there is none. */
+    /* The first element of a type; null when there is none. It stays the message's, or that of whoever added it. */
     virtual MsgElement* findElement(unsigned char type);
     /*
-     * Traces the message in one line of the log, at level 6 (UTIL_LOG_TRACE), under a title that may be null. Only
-     * while bit 8 of g_debug_level is set, the switch of all message traces: it is off at first.
+     * Logs the message in one line at level 6 (UTIL_LOG_TRACE), behind a title that may be null. Does so only while bit
+     * 8 of g_debug_level is set, the switch of all message traces, which is off at first.
      */
     virtual void dump(const char* title) const;
 
     /*
-     * Appends an element, which stays the caller's and must outlive the message or its next clear(). Null is ignored.
-     * The first 8 elements need no heap; when there is no memory for a further one, the message is incomplete until its
-     * next clear() and cannot be written.
+     * Appends an element, which stays the caller's and must live until the message's end or its next clear(). Ignores
+     * null. The first 8 elements need no heap. When there is no memory for a further one, the message is incomplete: it
+     * cannot be written until its next clear().
      */
     void addElement(MsgElement* element);
 
@@ -200,7 +201,7 @@ public:
 private:
     static constexpr std::size_t blockSlots = 8;
     struct Slot {
-        MsgElement* element = nullptr;  // the caller's, or the next member
+        MsgElement* element = nullptr;  // the caller's, or the member below
         std::optional<MsgElement> read; // an element read from a stream
     };
     struct Block {
@@ -216,22 +217,24 @@ private:
     template<class Visitor>
     void forEach(Visitor visit) const;
 
-    unsigned char constructed_; // category given at construction
+    unsigned char constructed_; // the category given to the constructor
     unsigned char category_;
     bool incomplete_ = false;
     Block first_;
     Block* last_ = &first_;
 };
 
-/* Writes the message whole; when it does not fit, is incomplete or longer than 65535 bytes, nothing is
- * written and the stream fails. */
+/*
+ * Writes the whole message. When it does not fit, is incomplete or is longer than 65535 bytes, writes nothing and sets
+ * the stream's failure state.
+ */
 MemStream& operator<<(MemStream& stream, const Msg& message);
 
 /*
- * Reads the message that fills the rest of the stream: its total length is exactly what is left, and its elements add
- * up to it. An end marker (238) may be absent; where there is one, it is empty and the last element. The elements point
- * into the stream's buffer, which must outlive them. What is cut short, overlong or inconsistent sets the stream's
- * failure state, takes nothing from it, and leaves the message empty, with the category that it was constructed with.
+ * Reads the message that fills the rest of the stream: its total length equals the unread bytes, and its elements add
+ * up to it. The end marker (238) may be absent; if there is one, it is empty and the last element. The elements point
+ * into the stream's buffer, which must outlive them. When the bytes are no such message, or there is no memory for the
+ * elements, sets the stream's failure state, takes nothing, and leaves the message empty with its first category.
  */
 MemStream& operator>>(MemStream& stream, Msg& message);
 #endif

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int itemSize = sizeof(std::int32_t);
+
 constexpr bool known(int item) {
     return item == CSI_RECORDING || item == CSI_AP_PAIRING_STATE;
 }
@@ -15,7 +17,7 @@ constexpr bool known(int item) {
 } // namespace
 
 int csi_get(int item, int size, int* returned, void* value) {
-    if (!known(item) || size != static_cast<int>(sizeof(std::int32_t)) || value == nullptr) {
+    if (!known(item) || size != itemSize || value == nullptr) {
         return ZV_ERR_INVALID_PARAM;
     }
     std::int32_t number = 0;
@@ -23,7 +25,7 @@ int csi_get(int item, int size, int* returned, void* value) {
     if (result == ZV_OK) {
         std::memcpy(value, &number, sizeof number);
         if (returned != nullptr) {
-            *returned = static_cast<int>(sizeof number);
+            *returned = itemSize;
         }
     }
     return result;

@@ -7,6 +7,10 @@
 
 namespace {
 
+constexpr int leastStatus = 100;
+constexpr int greatestStatus = 599;
+constexpr int serverError = 500;
+
 void appendHeader(std::string& text, int status) {
     text += "Status: " + std::to_string(status) + " ";
     text += httpReason(status);
@@ -34,13 +38,13 @@ void http_output_empty_json(std::ostream& stream) {
     put(stream, "{}");
 }
 
-void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
-                                  int error_code, const char* message, const char* function, int line) try {
-    const bool valid = http_status >= 100 && http_status <= 599;
+void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int httpStatus,
+                                  int errorCode, const char* message, const char* function, int line) try {
+    const bool valid = httpStatus >= leastStatus && httpStatus <= greatestStatus;
     std::string text;
-    appendHeader(text, valid ? http_status : 500);
+    appendHeader(text, valid ? httpStatus : serverError);
     appendMember(text, "{\"status\":", message);
-    text += ",\"zverr\":" + std::to_string(error_code);
+    text += ",\"zverr\":" + std::to_string(errorCode);
     appendMember(text, ",\"_function\":", function);
     text += ",\"_line\":" + std::to_string(line);
     appendMember(text, ",\"path\":", path);

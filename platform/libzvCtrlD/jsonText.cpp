@@ -1,16 +1,19 @@
 #include "jsonText.h"
 
-#include <cstdio>
+#include "hexDigits.h"
 
 namespace {
 
-// First byte of a UTF-8 sequence: which, how long, and what the second byte may be. The ranges leave out overlong
-// forms, surrogates and what lies beyond U+10FFFF.
+// A range of first bytes of UTF-8 sequences, with the sequence's length and the range of its second byte. Overlong
+// forms, surrogates and code points beyond U+10FFFF are in no range.
 struct Lead {
     unsigned char first, last;
     unsigned char length;
     unsigned char secondFirst, secondLast;
 };
+constexpr unsigned char continuationMask = 0xC0;
+constexpr unsigned char continuationMark = 0x80;
+constexpr unsigned char lastAscii = 0x7F;
 constexpr Lead leads[] = {
     {0x00, 0x7F, 1, 0x00, 0x00}, {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF},
     {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F}, {0xEE, 0xEF, 3, 0x80, 0xBF},
@@ -21,6 +24,7 @@ unsigned char byteAt(std::string_view text, std::size_t i) {
     return static_cast<unsigned char>(text[i]);
 }
 
+// True when text, whose first byte is in the range, starts with a whole sequence.
 bool continues(const Lead& lead, std::string_view text) {
     if (text.size() < lead.length) {
         return false;
@@ -29,14 +33,14 @@ bool continues(const Lead& lead, std::string_view text) {
         return false;
     }
     for (std::size_t i = 2; i < lead.length; ++i) {
-        if ((byteAt(text, i) & 0xC0) != 0x80) {
+        if ((byteAt(text, i) & continuationMask) != continuationMark) {
             return false;
         }
     }
     return true;
 }
 
-// Length of the valid UTF-8 sequence that text starts with; 0 when there is none. text is not empty.
+// Length of the valid UTF-8 sequence at the start of text, which is not empty; 0 when there is none.
 std::size_t sequenceLength(std::string_view text) {
     for (const Lead& lead : leads) {
         if (byteAt(text, 0) >= lead.first && byteAt(text, 0) <= lead.last) {
@@ -66,10 +70,9 @@ void appendAscii(std::string& json, unsigned char c) {
     default:
         break;
     }
-    if (c < 0x20 || c == 0x7F) {
-        char escape[7];
-        std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-        json += escape;
+    if (c < ' ' || c == lastAscii) {
+        json += "\\u00";
+        zv::appendHex(json, c);
     } else {
         json += static_cast<char>(c);
     }

@@ -4,6 +4,6 @@
 #include <string>
 #include <string_view>
 
-// Appends text, escaped, to json. Whatever the bytes, the result is valid inside a JSON string: quotes, backslashes and
-// control characters are escaped, each byte that is no part of valid UTF-8 becomes \ufffd.
+// Appends text, escaped, to json. Quotes, backslashes and control characters are escaped, and each byte that is no part
+// of valid UTF-8 becomes \ufffd, so that any bytes are valid inside a JSON string.
 void appendJsonText(std::string& json, std::string_view text);

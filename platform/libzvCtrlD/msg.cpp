@@ -93,7 +93,7 @@ void Msg::dump(const char* title) const {
     trace.log();
 }
 
-// Null when there is no memory for a further block.
+// A slot for one more element; null when there is no memory for it.
 Msg::Slot* Msg::nextSlot() {
     if (last_->used == blockSlots) {
         last_->next = new (std::nothrow) Block;
@@ -129,7 +129,7 @@ MemStream& operator<<(MemStream& stream, const Msg& message) {
     return stream;
 }
 
-// Reads elements that fill length bytes exactly.
+// Reads the elements; false when they do not fill length bytes exactly.
 bool Msg::readElements(unsigned char* elements, std::size_t length) {
     while (length > 0) {
         if (length < headerSize || length - headerSize < bigEndian16(elements + 1)) {

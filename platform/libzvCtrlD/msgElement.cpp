@@ -19,7 +19,7 @@ MsgElement::~MsgElement() {
 void MsgElement::setData(unsigned char* data, unsigned short length) {
     unsigned char* next = length > 0 ? data : nullptr;
     if (!borrow_) {
-        // Copied before the old data go: the caller may hand over a part of them.
+        // The copy comes first: the caller may pass a part of the old data.
         unsigned char* copy = next != nullptr ? new (std::nothrow) unsigned char[length] : nullptr;
         if (copy != nullptr) {
             std::memcpy(copy, next, length);

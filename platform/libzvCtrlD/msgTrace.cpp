@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 
-// Bound to the program's exports where there are any. A host without them is served all the same, untraced.
+// These bind to the program's exports. A program without them works as well, but its messages are not traced.
 #pragma weak g_logLevel
 #pragma weak g_debug_level
 #pragma weak zvUtilKlogMsgLevel
@@ -14,6 +14,7 @@
 namespace {
 
 constexpr const char* source = "zvCtrlD";
+constexpr int sourceLine = 57;
 constexpr std::size_t shownBytes = 32;           // of an element's data
 constexpr std::uint32_t traceMessages = 1U << 8; // in g_debug_level
 
@@ -54,5 +55,5 @@ bool MsgTrace::add(const MsgElement& element) {
 }
 
 void MsgTrace::log() {
-    zvUtilKlogMsgLevel(UTIL_LOG_TRACE, __LINE__, source, "%s", line_);
+    zvUtilKlogMsgLevel(UTIL_LOG_TRACE, sourceLine, source, "%s", line_);
 }

@@ -1,4 +1,4 @@
-// One trace line about a message: category, size and elements with the start of their data.
+// The trace of a message in one line: category, size, and the elements with the first bytes of their data.
 #pragma once
 
 #include <cstddef>
@@ -7,21 +7,24 @@ class MsgElement;
 
 class MsgTrace {
 public:
-    // Whether the program that loaded this library traces messages: it exports the logging call and its switches, its
+    // True when the program that loaded this library traces messages: it exports the logging call and its switches, its
     // level is UTIL_LOG_TRACE, and bit 8 of g_debug_level is set.
     static bool wanted();
 
-    // title may be null.
+    // size: bytes of the message on a queue. title may be null.
     MsgTrace(const char* title, unsigned char category, std::size_t size);
-    // False when the line is full.
+    // Adds an element; false when the line is full.
     bool add(const MsgElement& element);
+    // Logs the line at level 6 (UTIL_LOG_TRACE).
     void log();
 
 private:
     template<class... Values>
     bool append(const char* format, Values... values);
 
-    // What the logging call keeps whole behind the level's name: 334 characters.
-    char line_[335] = {};
+    // The logging call keeps 334 characters behind the level's name, and cuts a longer text.
+    static constexpr std::size_t lineSize = 335;
+
+    char line_[lineSize] = {};
     std::size_t used_ = 0;
 };

@@ -1,3 +1,4 @@
+#include "hexDigits.h"
 #include "zvCtrlD.h"
 
 #include <exception>
@@ -5,26 +6,15 @@
 
 namespace {
 
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
+constexpr std::size_t escapeLength = 3; // %XX
 
-// The byte of the escape that text starts with; 0 when there is none, or one that stands for a zero byte.
+// The byte of the escape at the start of text; 0 when there is none, and for the escape of a zero byte.
 char escapedByte(std::string_view text) {
-    if (text.size() < 3 || text[0] != '%') {
+    if (text.size() < escapeLength || text[0] != '%') {
         return 0;
     }
-    const int high = hexDigit(text[1]);
-    const int low = hexDigit(text[2]);
+    const int high = zv::hexDigitValue(text[1]);
+    const int low = zv::hexDigitValue(text[2]);
     return high < 0 || low < 0 ? '\0' : static_cast<char>(high * 16 + low);
 }
 
@@ -34,7 +24,7 @@ std::string decode(std::string_view text) {
     while (!text.empty()) {
         const char byte = escapedByte(text);
         decoded.push_back(byte != 0 ? byte : text[0]);
-        text.remove_prefix(byte != 0 ? 3 : 1);
+        text.remove_prefix(byte != 0 ? escapeLength : 1);
     }
     return decoded;
 }

@@ -23,7 +23,7 @@ int getText(State state, char* text, int size) {
     return result;
 }
 
-// The one byte of a number or a flag.
+// Gets a state of one byte: a number or a flag.
 int getByte(State state, unsigned char& byte) {
     zvcontrol::Answer answer;
     const int result = zvcontrol::getState(state, answer);

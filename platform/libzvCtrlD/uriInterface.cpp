@@ -34,16 +34,16 @@ const Row* findRow(const char* path) {
     return nullptr;
 }
 
-int serve(const Row& row, const char* params, char* response, int response_size) {
+int serve(const Row& row, const char* params, char* response, int responseSize) {
     if (row.openHook != nullptr) {
         const int opened = row.openHook();
         if (opened != ZV_OK) {
             return opened;
         }
     }
-    const int result = row.handler(params, response, response_size);
+    const int result = row.handler(params, response, responseSize);
     if (row.closeHook != nullptr) {
-        row.closeHook(); // its code is not the request's
+        row.closeHook(); // its code does not change the result
     }
     return result;
 }
@@ -68,25 +68,25 @@ int zvcontrol_uri_interface_close(void) {
     return zvcontrol::request(zvcontrol::Operation::Close, 0);
 }
 
-int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
-                              zvcontrol_hook close_hook) try {
+int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook openHook,
+                              zvcontrol_hook closeHook) try {
     if (uri == nullptr || handler == nullptr) {
         return ZV_ERR_INVALID_PARAM;
     }
     if (!interface.open) {
         return ZV_ERR;
     }
-    interface.rows.push_back({uri, handler, open_hook, close_hook});
+    interface.rows.push_back({uri, handler, openHook, closeHook});
     return ZV_OK;
 } catch (const std::exception&) {
     return ZV_ERR_OUTOFMEM;
 }
 
-int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
+int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int responseSize) {
     const Row* found = findRow(path);
     if (found == nullptr) {
         return ZV_ERR_NOT_SUPPORTED;
     }
-    const Row row = *found; // a handler may close the interface
-    return serve(row, params, response, response_size);
+    const Row row = *found; // a copy: the handler may close the interface
+    return serve(row, params, response, responseSize);
 }

@@ -1,5 +1,6 @@
 #include "controlClient.h"
 
+#include "uniqueFd.h"
 #include "zvErrno.h"
 
 #include <atomic>
@@ -10,33 +11,9 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <utility>
 
 namespace zvcontrol {
 namespace {
-
-class Socket {
-public:
-    Socket() = default;
-    ~Socket() { shut(); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
-    int fd() const { return fd_; }
-    void adopt(int fd) {
-        shut();
-        fd_ = fd;
-    }
-    int release() { return std::exchange(fd_, -1); }
-
-private:
-    void shut() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    int fd_ = -1;
-};
 
 // The connection to the daemon's own socket that the last exchange left open, and the process that made it. A child
 // does not use its parent's, and of two threads only one gets it. Against a connection for each exchange: 0.98 of the
@@ -54,9 +31,9 @@ int takeKept() {
     return connection.process == getpid() ? connection.fd : -1;
 }
 
-void keep(Socket& socket) {
+void keep(zv::UniqueFd& socket) {
     Connection expected = none;
-    if (kept.compare_exchange_strong(expected, {getpid(), socket.fd()})) {
+    if (kept.compare_exchange_strong(expected, {getpid(), socket.get()})) {
         static_cast<void>(socket.release());
     }
 }
@@ -65,7 +42,7 @@ class Deadline {
 public:
     explicit Deadline(int milliseconds) : end_(now() + milliseconds) {}
 
-    // Makes the next call on the socket wait no longer than what is left. False when nothing is left.
+    // Limits the wait of the next call on the socket to the time that is left. False when none is left.
     bool limit(int fd, int option) const {
         const std::int64_t left = end_ - now();
         if (left <= 0) {
@@ -86,7 +63,7 @@ private:
     std::int64_t end_;
 };
 
-// Repeats call, which a signal may interrupt, until it succeeds, fails or the time is up.
+// Repeats a call that a signal interrupts. Returns its result; -1 when it fails or the time is up.
 template<class Call>
 ssize_t within(const Deadline& deadline, int fd, int option, Call call) {
     for (;;) {
@@ -100,8 +77,8 @@ ssize_t within(const Deadline& deadline, int fd, int option, Call call) {
     }
 }
 
-// Waits, bounded, when the daemon's queue of connections is full.
-bool connectTo(const char* path, const Deadline& deadline, Socket& socket) {
+// Connects a new socket to the daemon. Waits until the deadline when the daemon's queue of connections is full.
+bool connectTo(const char* path, const Deadline& deadline, zv::UniqueFd& socket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::size_t length = std::strlen(path);
@@ -109,17 +86,17 @@ bool connectTo(const char* path, const Deadline& deadline, Socket& socket) {
         return false;
     }
     std::memcpy(address.sun_path, path, length);
-    socket.adopt(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    const int fd = socket.fd();
-    return fd >= 0 && within(deadline, fd, SO_SNDTIMEO, [&]() -> ssize_t {
-                          return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-                      }) == 0;
+    socket.reset(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const int fd = socket.get();
+    return socket.ok() && within(deadline, fd, SO_SNDTIMEO, [&]() -> ssize_t {
+                              return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+                          }) == 0;
 }
 
 using Packet = unsigned char[maxPacket];
 
-// Sends the request and receives the answer in its place. The answer's own length, even if it is longer than the
-// packet; 0 when the peer has closed the connection, the request then still standing in packet; -1 for other failures.
+// Sends the request and receives the answer in its place. Returns the answer's full length, even if the packet is
+// shorter; -1 on failure; 0 when the peer has closed the connection, and then the request is still in the packet.
 ssize_t ask(int fd, const Deadline& deadline, Packet& packet, std::size_t length) {
     ssize_t done = within(deadline, fd, SO_SNDTIMEO, [&] { return send(fd, packet, length, MSG_NOSIGNAL); });
     if (done > 0) {
@@ -128,20 +105,20 @@ ssize_t ask(int fd, const Deadline& deadline, Packet& packet, std::size_t length
     return done < 0 && (errno == EPIPE || errno == ECONNRESET) ? 0 : done;
 }
 
-ssize_t askPeer(const Endpoint& endpoint, Socket& socket, Packet& packet, std::size_t length) {
+ssize_t askPeer(const Endpoint& endpoint, zv::UniqueFd& socket, Packet& packet, std::size_t length) {
     const Deadline deadline(endpoint.timeoutMs);
     if (std::strcmp(endpoint.path, socketPath) == 0) {
-        socket.adopt(takeKept());
+        socket.reset(takeKept());
     }
-    if (socket.fd() >= 0) {
-        const ssize_t arrived = ask(socket.fd(), deadline, packet, length);
+    if (socket.ok()) {
+        const ssize_t arrived = ask(socket.get(), deadline, packet, length);
         if (arrived != 0) {
             return arrived;
         }
-        // The daemon closes connections that lie idle, and may be another one by now. Asking again does no harm: what a
-        // request changes is the same after the second time.
+        // The daemon closes idle connections, and may have been started anew. The request can be sent again: a second
+        // one changes nothing that the first did not.
     }
-    return connectTo(endpoint.path, deadline, socket) ? ask(socket.fd(), deadline, packet, length) : -1;
+    return connectTo(endpoint.path, deadline, socket) ? ask(socket.get(), deadline, packet, length) : -1;
 }
 
 } // namespace
@@ -153,7 +130,7 @@ int exchange(Operation operation, std::int32_t number, std::span<const unsigned 
     if (length == 0) {
         return ZV_ERR_INVALID_PARAM;
     }
-    Socket socket;
+    zv::UniqueFd socket;
     const ssize_t arrived = askPeer(endpoint, socket, packet, length);
     if (arrived <= 0 || static_cast<std::size_t>(arrived) > sizeof packet) {
         return ZV_ERR;
@@ -189,15 +166,15 @@ int getItem(int item, std::int32_t& value, const Endpoint& endpoint) {
     if (result != ZV_OK) {
         return result;
     }
-    if (answer.length != 4) {
+    if (answer.length != numberSize) {
         return ZV_ERR;
     }
-    value = takeNumber(std::span<const unsigned char, 4>(answer.data, 4));
+    value = takeNumber(std::span<const unsigned char, numberSize>(answer.data, numberSize));
     return ZV_OK;
 }
 
 int setItem(int item, std::int32_t value, const Endpoint& endpoint) {
-    unsigned char param[4];
+    unsigned char param[numberSize];
     putNumber(value, param);
     Answer answer;
     return exchange(Operation::SetItem, item, param, answer, endpoint);

@@ -1,11 +1,11 @@
 /*
- * The libraries' side of the talk with zvControlD: bounded in time. The connection to the daemon's own socket
- * (socketPath) stays open for the next exchange of the process as long as all goes well, and is made anew when the
- * daemon has closed it; a connection elsewhere is for one exchange.
+ * The libraries' side of the protocol with zvControlD. After a good exchange, the connection to the daemon's own socket
+ * (socketPath) stays open for the next exchange of the process; it is made anew when the daemon has closed it. A
+ * connection to another socket is for one exchange.
  *
- * Every function returns 0, the daemon's own code, ZV_ERR_INVALID_PARAM for a parameter that is too long, or ZV_ERR
- * when the daemon is absent, does not answer within the time limit (connecting included) or answers something else.
- * Nothing is allocated or thrown; outputs are untouched on failure.
+ * Every function returns 0, the daemon's own code, ZV_ERR_INVALID_PARAM for a parameter of more than maxData bytes, or
+ * ZV_ERR when the daemon is absent, gives no valid answer, or does not answer within the time limit, which includes the
+ * connecting. Nothing is allocated, thrown or logged; outputs stay as they are on failure.
  */
 #pragma once
 
@@ -19,18 +19,20 @@ struct Endpoint {
 };
 
 struct Answer {
-    std::size_t length = 0;
+    std::size_t length = 0; // bytes of data
     unsigned char data[maxData];
 };
 
+// Sends a request with its parameter, and stores the answer's data.
 int exchange(Operation operation, std::int32_t number, std::span<const unsigned char> param, Answer& answer,
              const Endpoint& endpoint = {});
 
-// Without parameter and data.
+// Sends a request without parameter, and drops the answer's data.
 int request(Operation operation, std::int32_t number, const Endpoint& endpoint = {});
+// Asks for a state of the camera; its data: controlProtocol.h.
 int getState(State state, Answer& answer, const Endpoint& endpoint = {});
 
-// Camera state items, 32-bit each. item: a CSI_ number.
+// Get and set a camera state item, a 32-bit number. item: a CSI_ number (csi.h).
 int getItem(int item, std::int32_t& value, const Endpoint& endpoint = {});
 int setItem(int item, std::int32_t value, const Endpoint& endpoint = {});
 

@@ -8,26 +8,31 @@ namespace {
 constexpr unsigned char version = 1;
 constexpr unsigned char requestMark[] = {'Z', 'C', version};
 constexpr unsigned char answerMark[] = {'Z', 'A', version};
+constexpr std::size_t markSize = sizeof requestMark;
+constexpr std::size_t operationAt = markSize;
+constexpr std::size_t numberAt = operationAt + 1;
+static_assert(sizeof answerMark == markSize && numberAt + numberSize == headerSize);
 
-std::size_t encode(const unsigned char (&mark)[3], unsigned char operation, std::int32_t number,
+std::size_t encode(const unsigned char (&mark)[markSize], unsigned char operation, std::int32_t number,
                    std::span<const unsigned char> data, std::span<unsigned char, maxPacket> packet) {
     if (data.size() > maxData) {
         return 0;
     }
-    std::memcpy(packet.data(), mark, sizeof mark);
-    packet[3] = operation;
-    putNumber(number, packet.subspan<4, 4>());
+    std::memcpy(packet.data(), mark, markSize);
+    packet[operationAt] = operation;
+    putNumber(number, packet.subspan<numberAt, numberSize>());
     if (!data.empty()) {
         std::memcpy(packet.data() + headerSize, data.data(), data.size());
     }
     return headerSize + data.size();
 }
 
-bool framed(const unsigned char (&mark)[3], std::span<const unsigned char> packet) {
-    return packet.size() >= headerSize && packet.size() <= maxPacket &&
-           std::memcmp(packet.data(), mark, sizeof mark) == 0;
+// True when the packet has a header with the mark, and no more data than may be.
+bool framed(const unsigned char (&mark)[markSize], std::span<const unsigned char> packet) {
+    return packet.size() >= headerSize && packet.size() <= maxPacket && std::memcmp(packet.data(), mark, markSize) == 0;
 }
 
+// True when the operation exists and takes a parameter of that length.
 bool paramFits(Operation operation, std::size_t length) {
     switch (operation) {
     case Operation::Open:
@@ -38,14 +43,14 @@ bool paramFits(Operation operation, std::size_t length) {
     case Operation::Command:
         return true;
     case Operation::SetItem:
-        return length == 4;
+        return length == numberSize;
     }
-    return false; // no operation of ours
+    return false; // an unknown operation
 }
 
 } // namespace
 
-void putNumber(std::int32_t number, std::span<unsigned char, 4> bytes) {
+void putNumber(std::int32_t number, std::span<unsigned char, numberSize> bytes) {
     const auto bits = static_cast<std::uint32_t>(number);
     bytes[0] = static_cast<unsigned char>(bits >> 24);
     bytes[1] = static_cast<unsigned char>(bits >> 16);
@@ -53,7 +58,7 @@ void putNumber(std::int32_t number, std::span<unsigned char, 4> bytes) {
     bytes[3] = static_cast<unsigned char>(bits);
 }
 
-std::int32_t takeNumber(std::span<const unsigned char, 4> bytes) {
+std::int32_t takeNumber(std::span<const unsigned char, numberSize> bytes) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(bytes[0]) << 24 |
                                      static_cast<std::uint32_t>(bytes[1]) << 16 |
                                      static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3]);
@@ -71,19 +76,19 @@ std::optional<Request> decodeRequest(std::span<const unsigned char> packet) {
     if (!framed(requestMark, packet)) {
         return std::nullopt;
     }
-    const auto operation = static_cast<Operation>(packet[3]);
+    const auto operation = static_cast<Operation>(packet[operationAt]);
     const auto param = packet.subspan(headerSize);
     if (!paramFits(operation, param.size())) {
         return std::nullopt;
     }
-    return Request{operation, takeNumber(packet.subspan<4, 4>()), param};
+    return Request{operation, takeNumber(packet.subspan<numberAt, numberSize>()), param};
 }
 
 std::optional<AnswerView> decodeAnswer(std::span<const unsigned char> packet) {
-    if (!framed(answerMark, packet) || packet[3] != 0) {
+    if (!framed(answerMark, packet) || packet[operationAt] != 0) {
         return std::nullopt;
     }
-    const AnswerView answer{takeNumber(packet.subspan<4, 4>()), packet.subspan(headerSize)};
+    const AnswerView answer{takeNumber(packet.subspan<numberAt, numberSize>()), packet.subspan(headerSize)};
     if (answer.result != 0 && !answer.data.empty()) {
         return std::nullopt;
     }

@@ -1,8 +1,8 @@
 /*
- * What the libraries and zvControlD say to each other.
+ * The protocol between the libraries and zvControlD.
  *
- * A Unix SOCK_SEQPACKET connection carries request packets, each followed by its answer packet before the next. Either
- * side closes it when it likes to. Numbers are big-endian.
+ * A Unix SOCK_SEQPACKET connection carries request packets; the answer packet to each comes before the next request.
+ * Either side may close it at any time. Numbers are big-endian.
  *
  *   request:  'Z' 'C' 1 operation, number (4 bytes, signed), parameter bytes
  *   answer:   'Z' 'A' 1 0,         result (4 bytes, signed), data bytes
@@ -15,8 +15,7 @@
  *   GetItem     item            none               4 bytes, signed
  *   SetItem     item            4 bytes, signed    none
  *
- * An answer with a result other than 0 carries no data. A packet that is none of these is not answered: the connection
- * is closed.
+ * An answer with a result other than 0 carries no data. The receiver of any other packet closes the connection.
  */
 #pragma once
 
@@ -30,7 +29,8 @@ namespace zvcontrol {
 inline constexpr const char* socketPath = "/run/zarvo/zvControlD.sock";
 inline constexpr const char* socketName = "zvControlD.sock"; // in the run folder
 
-inline constexpr std::size_t headerSize = 8;
+inline constexpr std::size_t numberSize = 4;
+inline constexpr std::size_t headerSize = 4 + numberSize;
 inline constexpr std::size_t maxData = 4096; // parameter or data bytes
 inline constexpr std::size_t maxPacket = headerSize + maxData;
 
@@ -50,23 +50,24 @@ enum class State : std::int32_t {
 struct Request {
     Operation operation;
     std::int32_t number;
-    std::span<const unsigned char> param; // points into the packet
+    std::span<const unsigned char> param; // in the packet
 };
 
 struct AnswerView {
     std::int32_t result;
-    std::span<const unsigned char> data; // points into the packet
+    std::span<const unsigned char> data; // in the packet
 };
 
-// Both write the packet and return its length; 0 when the data are more than maxData.
+// Both write the packet and return its length in bytes; 0 when there are more than maxData bytes of data.
 std::size_t encodeRequest(const Request& request, std::span<unsigned char, maxPacket> packet);
 std::size_t encodeAnswer(const AnswerView& answer, std::span<unsigned char, maxPacket> packet);
 
-// Nothing when the packet is malformed: too short, too long, wrong marks, unknown operation, data where there are none.
+// Nothing when the packet is malformed: its length, its marks, its operation, or data where none belong.
 std::optional<Request> decodeRequest(std::span<const unsigned char> packet);
 std::optional<AnswerView> decodeAnswer(std::span<const unsigned char> packet);
 
-void putNumber(std::int32_t number, std::span<unsigned char, 4> bytes);
-std::int32_t takeNumber(std::span<const unsigned char, 4> bytes);
+// A number as its big-endian bytes, and back.
+void putNumber(std::int32_t number, std::span<unsigned char, numberSize> bytes);
+std::int32_t takeNumber(std::span<const unsigned char, numberSize> bytes);
 
 } // namespace zvcontrol

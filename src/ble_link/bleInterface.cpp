@@ -13,48 +13,52 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-BleQueue* ble_rx_queue = nullptr;
-BleQueue* ble_tx_queue = nullptr;
+BleQueue* replyQueue = nullptr;
+BleQueue* requestQueue = nullptr;
 
 namespace {
 
 constexpr char networkQueue[] = "/to_zvnet";
 constexpr char bleQueue[] = "/to_ble";
-constexpr std::size_t rxNameSize = 129;
+constexpr std::size_t nameSize = 129;
 
-// A record that closing may look at from the start, whatever else of the opening fails.
+// Of the reply queue.
+constexpr mode_t replyQueueMode = 0664;
+constexpr long replyQueueMessages = 2;
+
+// A queue that is not open yet: closing may look at it, wherever the opening fails.
 BleQueue* allocateQueue() {
     auto* queue = static_cast<BleQueue*>(std::malloc(sizeof(BleQueue)));
     if (queue == nullptr) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to allocate memory");
         return nullptr;
     }
-    queue->descriptor = ble_queue_not_open;
+    queue->descriptor = queueNotOpen;
     queue->name = nullptr;
     return queue;
 }
 
 int nameReplyQueue() {
-    auto* name = static_cast<char*>(std::malloc(rxNameSize));
+    auto* name = static_cast<char*>(std::malloc(nameSize));
     if (name == nullptr) {
-        // Not the text of the records' failure, deliberately: both are part of the interface.
+        // Fixed: readers of the log tell this failure from that of a queue's record by its text.
         BLE_LOG(UTIL_LOG_ERROR, "Unable to allocate memory");
         return ZV_ERR_OUTOFMEM;
     }
-    std::memset(name, 0, rxNameSize);
-    std::snprintf(name, rxNameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
-    ble_rx_queue->name = name;
+    std::memset(name, 0, nameSize);
+    std::snprintf(name, nameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
+    replyQueue->name = name;
     return ZV_OK;
 }
 
 int createReplyQueue() {
     // An earlier process with the same id may have left its queue behind.
-    mq_unlink(ble_rx_queue->name);
-    ble_rx_queue->attributes = {};
-    ble_rx_queue->attributes.mq_maxmsg = 2;
-    ble_rx_queue->attributes.mq_msgsize = BLE_MSG_SIZE;
-    ble_rx_queue->descriptor = mq_open(ble_rx_queue->name, O_RDONLY | O_CREAT, 0664, &ble_rx_queue->attributes);
-    if (ble_rx_queue->descriptor == ble_queue_not_open) {
+    mq_unlink(replyQueue->name);
+    replyQueue->attributes = {};
+    replyQueue->attributes.mq_maxmsg = replyQueueMessages;
+    replyQueue->attributes.mq_msgsize = BLE_MSG_SIZE;
+    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, replyQueueMode, &replyQueue->attributes);
+    if (replyQueue->descriptor == queueNotOpen) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;
     }
@@ -62,8 +66,8 @@ int createReplyQueue() {
 }
 
 int openRequestQueue() {
-    ble_tx_queue->descriptor = mq_open(ble_tx_queue->name, O_WRONLY);
-    if (ble_tx_queue->descriptor == ble_queue_not_open) {
+    requestQueue->descriptor = mq_open(requestQueue->name, O_WRONLY);
+    if (requestQueue->descriptor == queueNotOpen) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create tx queue");
         return ZV_ERR;
     }
@@ -71,15 +75,15 @@ int openRequestQueue() {
 }
 
 int openQueues() {
-    ble_rx_queue = allocateQueue();
-    if (ble_rx_queue == nullptr) {
+    replyQueue = allocateQueue();
+    if (replyQueue == nullptr) {
         return ZV_ERR_OUTOFMEM;
     }
-    ble_tx_queue = allocateQueue();
-    if (ble_tx_queue == nullptr) {
+    requestQueue = allocateQueue();
+    if (requestQueue == nullptr) {
         return ZV_ERR_OUTOFMEM;
     }
-    ble_tx_queue->name = networkQueue;
+    requestQueue->name = networkQueue;
     if (const int result = nameReplyQueue(); result != ZV_OK) {
         return result;
     }
@@ -90,39 +94,39 @@ int openQueues() {
 }
 
 int closeRequestQueue() {
-    if (ble_tx_queue == nullptr) {
+    if (requestQueue == nullptr) {
         return ZV_OK;
     }
     int result = ZV_OK;
-    if (ble_tx_queue->descriptor != ble_queue_not_open) {
-        result = mq_close(ble_tx_queue->descriptor);
+    if (requestQueue->descriptor != queueNotOpen) {
+        result = mq_close(requestQueue->descriptor);
         if (result != 0) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to close tx message queue");
         }
     }
-    std::free(ble_tx_queue);
-    ble_tx_queue = nullptr;
+    std::free(requestQueue);
+    requestQueue = nullptr;
     return result;
 }
 
 int removeReplyQueue() {
-    // The result of closing is deliberately left out: only a queue that stays behind in the system counts.
-    if (mq_close(ble_rx_queue->descriptor) != 0) {
+    // Fixed: clients see the result of the removal alone, since only a queue that stays in the system does harm.
+    if (mq_close(replyQueue->descriptor) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to close rx message queue");
     }
-    const int result = mq_unlink(ble_rx_queue->name);
+    const int result = mq_unlink(replyQueue->name);
     if (result != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to unlink rx queue");
     }
-    ble_reply_queue.setData(nullptr, 0);
-    std::free(const_cast<char*>(ble_rx_queue->name));
+    replyQueueElement.setData(nullptr, 0);
+    std::free(const_cast<char*>(replyQueue->name));
     return result;
 }
 
 } // namespace
 
 int ble_interface_open() {
-    if (ble_rx_queue != nullptr || ble_tx_queue != nullptr) {
+    if (replyQueue != nullptr || requestQueue != nullptr) {
         BLE_LOG(UTIL_LOG_ERROR, "Interface already open");
         return ZV_ERR;
     }
@@ -130,23 +134,22 @@ int ble_interface_open() {
         ble_interface_close();
         return result;
     }
-    ble_set_text(ble_reply_queue, ble_rx_queue->name);
-    ble_set_text(ble_destination, bleQueue);
-    ble_set_text(ble_network_destination, networkQueue);
+    setText(replyQueueElement, replyQueue->name);
+    setText(destinationElement, bleQueue);
+    setText(networkDestinationElement, networkQueue);
     return ZV_OK;
 }
 
 int ble_interface_close() {
     int result = closeRequestQueue();
-    if (ble_rx_queue == nullptr) {
+    if (replyQueue == nullptr) {
         return result;
     }
-    // The name of a reply queue that could not be created is neither unlinked nor freed, deliberately: the process ends
-    // soon after.
-    if (ble_rx_queue->descriptor != ble_queue_not_open) {
+    // A queue that could not be created has nothing to remove; its name is not freed, since the process ends soon.
+    if (replyQueue->descriptor != queueNotOpen) {
         result = removeReplyQueue();
     }
-    std::free(ble_rx_queue);
-    ble_rx_queue = nullptr;
+    std::free(replyQueue);
+    replyQueue = nullptr;
     return result;
 }

@@ -14,12 +14,14 @@ std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
 
 namespace {
 
+constexpr long nanosecondsPerMicrosecond = 1000;
+
 timespec deadline() {
     timeval now{};
     gettimeofday(&now, nullptr);
     timespec end{};
     end.tv_sec = now.tv_sec + BLE_REPLY_TIMEOUT_S;
-    end.tv_nsec = static_cast<long>(now.tv_usec) * 1000;
+    end.tv_nsec = static_cast<long>(now.tv_usec) * nanosecondsPerMicrosecond;
     return end;
 }
 
@@ -30,13 +32,13 @@ int ble_send(const std::uint8_t* message, std::uint32_t length) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed, invalid parameters");
         return ZV_ERR_INVALID_PARAM;
     }
-    if (ble_tx_queue == nullptr || ble_tx_queue->descriptor < 0) {
+    if (requestQueue == nullptr || requestQueue->descriptor < 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR;
     }
-    // With a time limit: the full queue of a daemon that stands still must not hold the request for ever.
+    // A daemon that hangs lets its queue run full; the request must not wait for room for ever.
     const timespec end = deadline();
-    if (mq_timedsend(ble_tx_queue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
+    if (mq_timedsend(requestQueue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed");
         return ZV_ERR;
     }
@@ -48,14 +50,14 @@ int ble_receive(std::uint8_t* buffer, std::uint16_t* length) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed, invalid parameters");
         return ZV_ERR_INVALID_PARAM;
     }
-    if (ble_rx_queue == nullptr || ble_rx_queue->descriptor < 0) {
-        // Another result than that of a send on a closed link, deliberately: it is part of the interface.
+    if (replyQueue == nullptr || replyQueue->descriptor < 0) {
+        // Fixed: callers tell receiving on a closed link from sending on one by this result.
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR_INVALID_PARAM;
     }
     const timespec end = deadline();
     const ssize_t received =
-        mq_timedreceive(ble_rx_queue->descriptor, reinterpret_cast<char*>(buffer), *length, nullptr, &end);
+        mq_timedreceive(replyQueue->descriptor, reinterpret_cast<char*>(buffer), *length, nullptr, &end);
     if (received < 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed error:%s, timeout\n", std::strerror(errno));
         *length = 0;
@@ -66,13 +68,13 @@ int ble_receive(std::uint8_t* buffer, std::uint16_t* length) {
 }
 
 int ble_send_receive_into(const std::uint8_t* message, std::uint32_t length, std::uint8_t* reply,
-                          std::uint16_t* reply_length) {
+                          std::uint16_t* replyLength) {
     if (const int result = ble_send(message, length); result != ZV_OK) {
         return result;
     }
-    return ble_receive(reply, reply_length);
+    return ble_receive(reply, replyLength);
 }
 
-int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* reply_length) {
-    return ble_send_receive_into(message, length, ble_msg_buffer, reply_length);
+int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* replyLength) {
+    return ble_send_receive_into(message, length, ble_msg_buffer, replyLength);
 }

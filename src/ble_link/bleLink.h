@@ -1,6 +1,6 @@
 /*
- * The link to the daemons: this process's reply queue and the network daemon's request queue. It serves one request:
- * the open hook opens it, the close hook closes it (both in command_ble.h).
+ * The link to the daemons: this process's reply queue and the network daemon's request queue. It serves one request,
+ * between its opening and its closing (bleInterface.h).
  *
  * Results are codes of zvErrno.h. Every failure is logged at error level; nothing here writes an answer.
  */
@@ -21,14 +21,14 @@ extern std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
 int ble_send(const std::uint8_t* message, std::uint32_t length);
 
 // Waits for a message on the reply queue. *length is the room in buffer, at least BLE_MSG_SIZE, and becomes
-// the bytes received: 0 when there was no message before the time limit or another error occurred, which is
-// -1. -3 when the link is not open or buffer or length is null; *length is then untouched.
+// the number of bytes received. 0; -1, with *length 0, when no message comes before the time limit or receiving fails;
+// -3, with *length untouched, when the link is not open or a pointer is null.
 int ble_receive(std::uint8_t* buffer, std::uint16_t* length);
 
-// Sends, then receives into reply; *reply_length is the room there. Results as above; after a failed send nothing is
-// received and *reply_length is untouched.
+// Sends, then receives into reply; *replyLength is the room there. Results as above; after a failed send nothing is
+// received and *replyLength is untouched.
 int ble_send_receive_into(const std::uint8_t* message, std::uint32_t length, std::uint8_t* reply,
-                          std::uint16_t* reply_length);
+                          std::uint16_t* replyLength);
 
 // The same with ble_msg_buffer as the place of the reply.
-int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* reply_length);
+int ble_send_receive(const std::uint8_t* message, std::uint32_t length, std::uint16_t* replyLength);

@@ -3,7 +3,7 @@
 
 #include <mqueue.h>
 
-inline constexpr mqd_t ble_queue_not_open = -1;
+inline constexpr mqd_t queueNotOpen = -1;
 
 struct BleQueue {
     mqd_t descriptor;
@@ -12,5 +12,5 @@ struct BleQueue {
 };
 
 // Null while the link is closed.
-extern BleQueue* ble_rx_queue;
-extern BleQueue* ble_tx_queue;
+extern BleQueue* replyQueue;
+extern BleQueue* requestQueue;

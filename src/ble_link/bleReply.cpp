@@ -9,8 +9,12 @@
 
 namespace {
 
-// Category of a message that has not been read: no request or reply carries it.
+// The category until a message has been read; no request or reply carries it.
 constexpr unsigned char placeholderCategory = 20;
+
+// A reply's first data byte, and what stands for one that cannot be read.
+constexpr unsigned char statusSuccess = 0;
+constexpr unsigned char statusNone = 1;
 
 // A received message and the stream that its elements point into.
 class Reply {
@@ -36,7 +40,7 @@ public:
             return nullptr;
         }
         if (element->getLength() == 0) {
-            BLE_LOG(UTIL_LOG_ERROR, "ERROR: typeRSP did not contain enough bytes for std::int8_t (got %d)\n",
+            BLE_LOG(UTIL_LOG_ERROR, "ERROR: typeRSP did not contain enough bytes for int8_t (got %d)\n",
                     element->getLength());
             return nullptr;
         }
@@ -57,32 +61,32 @@ int ble_check_response(const std::uint8_t* reply, std::uint16_t length) {
         return ZV_ERR;
     }
     MemStream stream(element->getData(), element->getLength());
-    unsigned char status = 1;
+    unsigned char status = statusNone;
     stream >> status;
-    return status == 0 ? ZV_OK : ZV_ERR;
+    return status == statusSuccess ? ZV_OK : ZV_ERR;
 }
 
 int ble_get_response_data(const std::uint8_t* reply, std::uint16_t length, std::uint8_t* data,
-                          std::uint16_t* data_length) {
+                          std::uint16_t* dataLength) {
     Reply received(reply, length);
     MsgElement* const element = received.response();
     if (element == nullptr) {
         return ZV_ERR;
     }
-    if (*data_length < element->getLength()) {
+    if (*dataLength < element->getLength()) {
         BLE_LOG(UTIL_LOG_ERROR, "Not enough buffer to hold data length:%d", element->getLength());
         return ZV_ERR;
     }
     const unsigned char* const bytes = element->getData();
-    if (bytes[0] != 0) {
+    if (bytes[0] != statusSuccess) {
         return ZV_ERR;
     }
     const auto count = static_cast<std::uint16_t>(element->getLength() - 1);
-    if (*data_length < count) {
+    if (*dataLength < count) {
         BLE_LOG(UTIL_LOG_ERROR, "Not enough len to hold data");
         return ZV_ERR;
     }
-    *data_length = count;
+    *dataLength = count;
     if (count > 0) {
         std::memmove(data, bytes + 1, count);
     }

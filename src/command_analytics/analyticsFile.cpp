@@ -1,21 +1,20 @@
 #include "analyticsFile.h"
 
+#include "openForReading.h"
 #include "writeAll.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-// Reads pieces of as many bytes as size says, into room, and hands them to sink, up to limit bytes in all. Nothing read
-// counts as exhausted, whatever the reason. What sink makes of a piece is deliberately not looked at: write errors do
-// not change the handler's result. (When the reader of standard output has gone, SIGPIPE ends the process at the first
-// piece, unless it was handed down ignored.)
+// Reads pieces of size() bytes into room and hands them to sink, up to limit bytes in all. A source that gives nothing
+// is at its end, whatever the reason. The sink's failures are not looked at: the handler's result does not depend on
+// them.
 template<typename Size, typename Sink>
 int copyPieces(std::FILE* source, std::int64_t limit, char* room, Size size, Sink sink) {
     while (limit > 0) {
@@ -40,8 +39,8 @@ bool isDirectory(std::FILE* file) {
 
 } // namespace
 
-std::FILE* analytics_open(const char* path) {
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+std::FILE* openAnalytics(const char* path) {
+    const int descriptor = zv::openForReading(path);
     if (descriptor < 0) {
         return nullptr;
     }
@@ -52,8 +51,8 @@ std::FILE* analytics_open(const char* path) {
     return file;
 }
 
-int analytics_seek_end(std::FILE* file, std::int32_t& size) {
-    // Some file systems let a directory be sought through, but none lets it be read.
+int seekAnalyticsEnd(std::FILE* file, std::int32_t& size) {
+    // Some file systems seek in a directory, but none reads one.
     if (isDirectory(file) || fseeko(file, 0, SEEK_END) != 0) {
         return -1;
     }
@@ -65,12 +64,12 @@ int analytics_seek_end(std::FILE* file, std::int32_t& size) {
     return 0;
 }
 
-int analytics_seek_start(std::FILE* file) {
+int seekAnalyticsStart(std::FILE* file) {
     return fseeko(file, 0, SEEK_SET) == 0 ? 0 : -1;
 }
 
-int analytics_copy(std::FILE* destination, std::FILE* source) {
-    char block[analytics_block_size];
+int copyAnalytics(std::FILE* destination, std::FILE* source) {
+    char block[analyticsBlockSize];
     return copyPieces(
         source, std::numeric_limits<std::int64_t>::max(), block, [] { return sizeof block; },
         [destination](const char* piece, std::size_t length) {
@@ -78,15 +77,14 @@ int analytics_copy(std::FILE* destination, std::FILE* source) {
         });
 }
 
-int analytics_send(int descriptor, std::FILE* source, std::int32_t limit) {
-    char pieces[analytics_gathered_size];
-    int direct = analytics_direct_blocks;
-    // The first blocks leave as they come, so that a short file leaves just as it is read and a reader of a long one
-    // has something at once; those behind them many at a time, since a system call costs more than the 1024 bytes of a
-    // block. Read that many at a time, they pass through no other buffer.
+int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit) {
+    char pieces[analyticsGatheredSize];
+    int direct = analyticsDirectBlocks;
+    // Block by block at first, so that the reader has something at once; then many blocks at a time, since a system
+    // call costs more than a block's bytes. So large a read passes through no other buffer.
     return copyPieces(
-        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analytics_block_size) : sizeof pieces; },
+        source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analyticsBlockSize) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
-            static_cast<void>(write_all(descriptor, {piece, length}));
+            static_cast<void>(zv::writeAll(descriptor, {piece, length}));
         });
 }

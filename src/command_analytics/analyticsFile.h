@@ -7,32 +7,32 @@
 #include <cstdio>
 
 /* Bytes copied at a time; the memory that a copy needs does not depend on the file's size. */
-inline constexpr std::size_t analytics_block_size = 1024;
+inline constexpr std::size_t analyticsBlockSize = 1024;
 
-/* The so many first blocks of a file are copied one by one; those behind them together, so many bytes at a time. */
-inline constexpr int analytics_direct_blocks = 16;
-inline constexpr std::size_t analytics_gathered_size = 32 * analytics_block_size;
+/* Blocks that are sent one by one at the start of a file, and bytes that are sent at a time behind them. */
+inline constexpr int analyticsDirectBlocks = 16;
+inline constexpr std::size_t analyticsGatheredSize = 32 * analyticsBlockSize;
 
-/* Opens a file for reading, without waiting for a writer when the path names a pipe. Null when it cannot be opened. */
-std::FILE* analytics_open(const char* path);
+/* Opens a file for reading. Does not wait for the writer of a pipe. Null when it cannot be opened. */
+std::FILE* openAnalytics(const char* path);
 
 /*
  * Moves to the file's end. -1 when that is not possible: a pipe, a directory, or an end beyond what a signed 32-bit
  * count of bytes can name (2 GiB and more).
  */
-int analytics_seek_end(std::FILE* file, std::int32_t& size);
+int seekAnalyticsEnd(std::FILE* file, std::int32_t& size);
 
 /* Moves to the file's start; -1 when that is not possible. */
-int analytics_seek_start(std::FILE* file);
+int seekAnalyticsStart(std::FILE* file);
 
 /*
  * Copies source to destination in blocks until the source is exhausted. 0 then, -1 when the source's error indicator is
  * set after a block. Write errors are not checked.
  */
-int analytics_copy(std::FILE* destination, std::FILE* source);
+int copyAnalytics(std::FILE* destination, std::FILE* source);
 
 /*
- * The same towards a descriptor, written whole: each of the first blocks by itself, the later ones together. The one
- * difference in what arrives: this one stops after limit bytes at the latest.
+ * Copies source to a descriptor in the same way, but limit bytes at most: the first blocks one by one, the later ones
+ * together.
  */
-int analytics_send(int descriptor, std::FILE* source, std::int32_t limit);
+int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit);

@@ -1,12 +1,15 @@
 #include "command_analytics.h"
 
 #include "analyticsFile.h"
+#include "answerStatus.h"
 #include "csi.h"
 #include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,11 +19,14 @@
 
 namespace {
 
-// Line numbers of the error answers; part of the interface.
+// Fixed: clients tell the error answers apart by these line numbers.
 constexpr int lineBusy = 57;
 constexpr int lineSeekEnd = 83;
 constexpr int lineSeekStart = 93;
 constexpr int lineOpen = 107;
+
+constexpr std::size_t pathSize = 257; // of the daemon's answer
+constexpr std::size_t headerSize = 96;
 
 struct CloseFile {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
@@ -31,51 +37,51 @@ int answerError(int status, const char* message, int line) {
     std::stringstream stream;
     http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status, ZV_ERR, message,
                                  "handle_command_analytics", line);
-    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 }
 
 int answerNoContent(int line) {
-    return answerError(204, "no content", line);
+    return answerError(httpNoContent, "no content", line);
 }
 
-// Both fields deliberately stand in one line, with no status line: exactly this is the interface.
+// Fixed: clients and web servers know the header in this form, two fields in one line and no status.
 void sendHeader(std::int32_t size) {
-    char header[96];
+    char header[headerSize];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
-    write_all(STDOUT_FILENO, header);
+    zv::writeAll(STDOUT_FILENO, header);
 }
 
 int answerFile(const char* path) {
-    const File file(analytics_open(path));
+    const File file(openAnalytics(path));
     if (file == nullptr) {
         return answerNoContent(lineOpen);
     }
     std::int32_t size = 0;
-    if (analytics_seek_end(file.get(), size) != 0) {
+    if (seekAnalyticsEnd(file.get(), size) != 0) {
         return answerNoContent(lineSeekEnd);
     }
-    if (analytics_seek_start(file.get()) != 0) {
+    if (seekAnalyticsStart(file.get()) != 0) {
         return answerNoContent(lineSeekStart);
     }
     sendHeader(size);
     // No more than was announced: the daemon may append to the file meanwhile.
-    analytics_send(STDOUT_FILENO, file.get(), size);
+    sendAnalytics(STDOUT_FILENO, file.get(), size);
     return ZV_ERR_RESPONSE_ALREADY_SENT;
 }
 
 } // namespace
 
-int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*response_size*/) try {
+int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*responseSize*/) try {
     int returned = 0;
     std::int32_t recording = 0;
     if (csi_get(CSI_RECORDING, sizeof recording, &returned, &recording) != 0) {
         return ZV_ERR;
     }
     if (recording != 0) {
-        return answerError(403, "busy", lineBusy);
+        return answerError(httpForbidden, "busy", lineBusy);
     }
-    char path[257] = {};
+    char path[pathSize] = {};
     const int asked = zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_GET, nullptr, 0, path, sizeof path);
     if (asked != ZV_OK) {
         return asked;
@@ -87,7 +93,7 @@ int handle_command_analytics(const char* /*params*/, char* /*response*/, int /*r
     return ZV_ERR_OUTOFMEM;
 }
 
-int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*response_size*/) {
+int handle_command_analytics_clear(const char* /*params*/, char* /*response*/, int /*responseSize*/) {
     static_cast<void>(zvcontrol_send_command_param_response(ZVCONTROL_CMD_ANALYTICS_CLEAR, nullptr, 0, nullptr, 0));
     return ZV_OK;
 }

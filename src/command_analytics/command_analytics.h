@@ -15,11 +15,11 @@
  *     204 "no content" when the file cannot be opened or has no readable size
  *   ZV_ERR: the recording state cannot be read; nothing printed
  *   ZV_ERR_OUTOFMEM: memory ran out; nothing printed
- *   any other: the control daemon's own code for the question where the file is; nothing printed
+ *   any other: the code with which the control daemon refused to name the file; nothing printed
  *
  * Logs the file's path at level 4.
  */
-int handle_command_analytics(const char* params, char* response, int response_size);
+int handle_command_analytics(const char* params, char* response, int responseSize);
 
 /* Asks the control daemon to clear the analytics. ZV_OK, whatever the daemon says. */
-int handle_command_analytics_clear(const char* params, char* response, int response_size);
+int handle_command_analytics_clear(const char* params, char* response, int responseSize);

@@ -1,14 +1,19 @@
 #include "bleQuery.h"
 
+#include "bleLog.h"
+#include "deviceAddress.h"
+#include "zvCtrlD.h"
+#include "zvErrno.h"
+
 #include <charconv>
 #include <cstddef>
 #include <system_error>
 
-const char* ble_query_text(const char* params) {
+const char* queryText(const char* params) {
     return params == nullptr ? "" : params;
 }
 
-bool ble_parse_integer(const std::string& text, int& value) {
+bool parseInteger(const std::string& text, int& value) {
     const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
     if (start == std::string::npos) {
         return false;
@@ -22,4 +27,29 @@ bool ble_parse_integer(const std::string& text, int& value) {
         }
     }
     return std::from_chars(first, last, value).ec == std::errc();
+}
+
+int readRequired(const char* query, const char* name, std::string& value) {
+    if (parseParam(query, name, value) == 0) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return ZV_OK;
+}
+
+int readInteger(const std::string& value, const char* complaint, int& number) {
+    if (!parseInteger(value, number)) {
+        BLE_LOG(UTIL_LOG_ERROR, "%s [%s]", complaint, value.c_str());
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return ZV_OK;
+}
+
+int readAddress(const std::string& value, const char* query, std::uint8_t* address) {
+    if (parse_device_address(value, address) != ZV_OK) {
+        // Fixed: readers of the log expect the whole query here, not the value alone.
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
+        return ZV_ERR_INVALID_PARAM;
+    }
+    return ZV_OK;
 }

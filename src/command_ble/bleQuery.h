@@ -1,12 +1,22 @@
 // Reading the parameters of a request.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 // The query text; null counts as empty.
-const char* ble_query_text(const char* params);
+const char* queryText(const char* params);
 
-// Reads a decimal integer from the start of a text, as a stream read of an int does in the classic locale: leading
-// blanks are skipped, a sign may stand before the digits, what follows the digits is ignored. False when there is no
-// number or it does not fit into an int; value is then untouched.
-bool ble_parse_integer(const std::string& text, int& value);
+// Reads a decimal integer at the start of a text, as a stream reads an int in the classic locale: skips leading blanks,
+// takes a sign before the digits, ignores what follows them. False, and value untouched, when there is no number or it
+// does not fit into an int.
+bool parseInteger(const std::string& text, int& value);
+
+// Reads a parameter that must be there, for example "p=". 0; -3 when it is missing, and the whole query is logged.
+int readRequired(const char* query, const char* name, std::string& value);
+
+// Reads the integer at the start of a parameter's value. 0; -3 when there is none, and complaint and value are logged.
+int readInteger(const std::string& value, const char* complaint, int& number);
+
+// Reads a parameter's value as a device's address. 0; -3 when it is none, and the whole query is logged.
+int readAddress(const std::string& value, const char* query, std::uint8_t* address);

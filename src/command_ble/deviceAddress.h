@@ -1,22 +1,19 @@
-// The address of a BLE device: six bytes, the last octet first, as the daemons keep it; in queries and answers twelve
-// hexadecimal digits without separators, the first octet first.
+// The address of a BLE device. Daemons keep it as six bytes, the last octet first. Queries and answers hold it as
+// twelve hexadecimal digits without separators, the first octet first.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-inline constexpr int BLE_ADDRESS_SIZE = 6;
+inline constexpr int bleAddressSize = 6;
 
 // Reads the address A1B2C3D4E5F6 as F6 E5 D4 C3 B2 A1. A shorter text counts as filled with zeros on its left, a longer
 // one loses its first characters. 0; -3 when the text is empty or one of its last twelve characters is not a
 // hexadecimal digit, and address is untouched. Logs nothing.
 //
-// Digits only, on purpose: a reader of numbers would take cells such as "-C", "+A", " 1" or "5:", and an address with
-// separators would turn into another device's.
+// Only digits pass: a reader of numbers takes "-C", "+A", " 1" and "5:" as well, and would turn an address with
+// separators into another device's.
 int parse_device_address(const std::string& text, std::uint8_t* address);
 
 // The twelve digits of an address, in lower case.
-std::string ble_address_text(const std::uint8_t* address);
-
-// Appends a byte as two hexadecimal digits in lower case.
-void ble_append_hex(std::string& text, std::uint8_t byte);
+std::string addressText(const std::uint8_t* address);

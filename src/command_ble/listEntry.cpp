@@ -1,10 +1,10 @@
 #include "listEntry.h"
 
-#include "deviceAddress.h"
+#include "hexDigits.h"
 
 #include <cstddef>
 
-void ble_append_name(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size) {
+void appendName(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size) {
     if (offset == 0) {
         return;
     }
@@ -13,7 +13,7 @@ void ble_append_name(std::string& text, BleEntry entry, std::uint8_t offset, std
     }
 }
 
-std::string ble_uuid_items(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width) {
+std::string uuidItems(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width) {
     std::string items;
     if (offset == 0) {
         return items;
@@ -26,7 +26,7 @@ std::string ble_uuid_items(BleEntry entry, std::uint8_t offset, std::uint8_t len
         }
         items += items.empty() ? "\"" : ",\"";
         for (const std::uint8_t byte : entry.subspan(start, step)) {
-            ble_append_hex(items, byte);
+            zv::appendHex(items, byte);
         }
         items += '"';
     }

@@ -1,5 +1,5 @@
-// Reading the parts of a list's entry that are found through offsets. Entries come from outside: an offset or a size
-// may point anywhere, so every read is bounded by the bytes given.
+// Reading the parts of a list's entry that offsets lead to. Offsets and sizes come from outside and may lead anywhere,
+// so every read ends with the buffer.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,13 @@ using BleEntry = std::span<const std::uint8_t>;
 
 // Appends the name at an offset: at most size characters, ending early at the first zero byte or at the end of the
 // buffer. Nothing when offset or size is 0. Names are appended as they are, without escaping.
-void ble_append_name(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size);
+void appendName(std::string& text, BleEntry entry, std::uint8_t offset, std::uint8_t size);
 
 /*
  * The items of a UUID list as JSON strings separated by commas: width bytes each, as hexadecimal digits in the order in
  * which they are stored. Empty when offset or length is 0.
  *
- * A trailing partial item, as of a list of 3 bytes with items of 2, is read whole, from the bytes behind the list; so
- * is a list that reaches beyond its entry. An item of which a byte lies beyond the end of the buffer ends the list and
- * is left out.
+ * An item that begins in the list is read whole, also when it ends behind the list or behind the entry. An item that
+ * ends behind the buffer is left out, and ends the list.
  */
-std::string ble_uuid_items(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width);
+std::string uuidItems(BleEntry entry, std::uint8_t offset, std::uint8_t length, int width);

@@ -1,13 +1,13 @@
 #include "pagedList.h"
 
-#include "bleCommand.h"
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
 #include "zvErrno.h"
 
 #include <array>
+#include <cstddef>
 #include <ctime>
 #include <string>
 
@@ -15,15 +15,20 @@ BleListSink::~BleListSink() = default;
 
 namespace {
 
-constexpr int listEnd = 255; // entries that a list can have: counts and indices are bytes
+constexpr int mostEntries = 255; // of a list: counts and indices are bytes
 constexpr int maximumAttempts = 2;
 constexpr std::uint8_t scanPageMaximum = 15;
 constexpr std::uint8_t whitelistPageMaximum = 255;
 
+// A request: command code, start index, maximum of entries.
+using PageRequest = std::array<std::uint8_t, 3>;
+constexpr std::size_t startIndex = 1;
+constexpr std::size_t maximum = 2;
+
 // A reply's data: id, total, index, count, entries.
 constexpr std::uint16_t headerSize = 4;
 
-// The monotonic time: setting the camera's clock neither ends nor prolongs an acquisition.
+// Monotonic, so that setting the camera's clock neither ends nor prolongs an acquisition.
 timespec now() {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
@@ -37,12 +42,12 @@ public:
           page_(page),
           sink_(sink),
           request_{static_cast<std::uint8_t>(list), 0,
-                   list == BleList::scanResults ? scanPageMaximum : whitelistPageMaximum} {}
+                   list == BleList::ScanResults ? scanPageMaximum : whitelistPageMaximum} {}
 
     int run();
 
 private:
-    enum class Outcome { complete, rebuilt, failed };
+    enum class Outcome { Complete, Rebuilt, Failed };
 
     Outcome attempt(int number);
     Outcome deliver(const BleListHeader& header, int number);
@@ -61,8 +66,8 @@ private:
     const BleList list_;
     const std::optional<std::uint8_t> page_;
     BleListSink& sink_;
-    std::array<std::uint8_t, 3> request_; // command code, start index, maximum of entries
-    int requests_ = 0;                    // of this attempt
+    PageRequest request_;
+    int requests_ = 0; // of this attempt
     const timespec start_ = now();
 };
 
@@ -72,11 +77,11 @@ int Acquisition::run() {
             return ZV_ERR;
         }
         switch (attempt(number)) {
-        case Outcome::complete:
+        case Outcome::Complete:
             return ZV_OK;
-        case Outcome::failed:
+        case Outcome::Failed:
             return ZV_ERR;
-        case Outcome::rebuilt:
+        case Outcome::Rebuilt:
             break;
         }
     }
@@ -85,16 +90,15 @@ int Acquisition::run() {
 }
 
 Acquisition::Outcome Acquisition::attempt(int number) {
-    // Only the start index is set back. The maximum deliberately keeps the value of the last request: the first request
-    // of a second attempt asks for no more than was still missing.
-    request_[1] = page_.value_or(0);
+    // Fixed: the daemon sees the maximum of the last request again when a second attempt begins.
+    request_[startIndex] = page_.value_or(0);
     requests_ = 0;
     if (!fetch()) {
-        return Outcome::failed;
+        return Outcome::Failed;
     }
     const BleListHeader header{id(), total(), index(), page_ ? count() : total()};
     sink_.begin(header);
-    return header.wanted == 0 ? Outcome::complete : deliver(header, number);
+    return header.wanted == 0 ? Outcome::Complete : deliver(header, number);
 }
 
 Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int number) {
@@ -102,20 +106,20 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
     for (;;) {
         const int delivered = count();
         if (!sink_.add(entries())) {
-            return Outcome::complete;
+            return Outcome::Complete;
         }
         wanted -= delivered;
         if (wanted <= 0) {
-            return Outcome::complete;
+            return Outcome::Complete;
         }
-        request_[1] = static_cast<std::uint8_t>(request_[1] + delivered);
-        request_[2] = static_cast<std::uint8_t>(wanted);
+        request_[startIndex] = static_cast<std::uint8_t>(request_[startIndex] + delivered);
+        request_[maximum] = static_cast<std::uint8_t>(wanted);
         if (timeIsUp() || !fetch()) {
-            return Outcome::failed;
+            return Outcome::Failed;
         }
         if (id() != header.id) {
             logRebuilt(number, header.id, id());
-            return Outcome::rebuilt;
+            return Outcome::Rebuilt;
         }
     }
 }
@@ -124,17 +128,17 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
 bool Acquisition::timeIsUp() const {
     const timespec time = now();
     const time_t seconds = time.tv_sec - start_.tv_sec - (time.tv_nsec < start_.tv_nsec ? 1 : 0);
-    if (seconds < BLE_LIST_TIMEOUT_S) {
+    if (seconds < listTimeoutSeconds) {
         return false;
     }
-    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", BLE_LIST_TIMEOUT_S);
+    BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list within %d seconds", listTimeoutSeconds);
     return true;
 }
 
-// Requests a page; its data stand in ble_msg_buffer when it is accepted.
+// Requests a page and leaves its data in ble_msg_buffer. False when it is not accepted.
 bool Acquisition::fetch() {
-    if (requests_ == listEnd) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list with %d requests", listEnd);
+    if (requests_ == mostEntries) {
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to get the whole list with %d requests", mostEntries);
         return false;
     }
     ++requests_;
@@ -143,11 +147,9 @@ bool Acquisition::fetch() {
 }
 
 bool Acquisition::receive(std::uint16_t& length) {
-    const std::uint16_t reply_length = ble_exchange(ble_serialise_command(request_));
-    length = BLE_MSG_SIZE;
-    const int result = ble_get_response_data(ble_msg_buffer, reply_length, ble_msg_buffer, &length);
+    const int result = exchangeForData(serialiseCommand(request_), length);
     if (result != ZV_OK) {
-        // The whitelist commands speak of scan results as well, deliberately: it is part of the interface.
+        // Fixed: readers of the log expect this text of the whitelist commands too.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);
     }
     return result == ZV_OK;
@@ -159,15 +161,15 @@ bool Acquisition::accept(std::uint16_t length) const {
         BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is shorter than its header", length);
         return false;
     }
-    if (index() != request_[1]) {
-        BLE_LOG(UTIL_LOG_ERROR, "Requested data from index:%d got data from :%d", request_[1], index());
+    if (index() != request_[startIndex]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested data from index:%d got data from :%d", request_[startIndex], index());
         return false;
     }
-    if (count() > request_[2]) {
-        BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[2], count());
+    if (count() > request_[maximum]) {
+        BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[maximum], count());
         return false;
     }
-    if (length - headerSize < count() * ble_entry_size(list_)) {
+    if (length - headerSize < count() * entrySize(list_)) {
         BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is too short for %d entries", length, count());
         return false;
     }
@@ -176,11 +178,11 @@ bool Acquisition::accept(std::uint16_t length) const {
 
 void Acquisition::logRebuilt(int number, int from, int to) const {
     switch (list_) {
-    case BleList::scanResults:
+    case BleList::ScanResults:
         BLE_LOG(UTIL_LOG_WARN, "scan_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
-    case BleList::whitelist:
+    case BleList::Whitelist:
         BLE_LOG(UTIL_LOG_WARN, "list_id changed on attempt:%d from %d to %d while acquiring list. Reacquiring!", number,
                 from, to);
         break;
@@ -189,25 +191,24 @@ void Acquisition::logRebuilt(int number, int from, int to) const {
 
 } // namespace
 
-int ble_read_page(const char* query, std::optional<std::uint8_t>& page) {
+int readPage(const char* query, std::optional<std::uint8_t>& page) {
     std::string value;
     if (parseParam(query, "p=", value) == 0) {
         return ZV_OK;
     }
     int start = 0;
-    if (!ble_parse_integer(value, start)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing p parameter [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing p parameter", start); result != ZV_OK) {
+        return result;
     }
     page = static_cast<std::uint8_t>(start);
     return ZV_OK;
 }
 
-int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
+int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink) {
     return Acquisition(list, page, sink).run();
 }
 
-int ble_list_out_of_memory() {
+int listOutOfMemory() {
     BLE_LOG(UTIL_LOG_ERROR, "No memory for the list");
     return ZV_ERR;
 }

@@ -1,15 +1,24 @@
 /*
  * Acquisition of a list that the BLE daemon hands out in pages. All pages of an answer belong to one generation of the
- * list: it carries an id, and a list that is rebuilt between two pages is fetched again once.
+ * list, which carries an id. A list that is rebuilt between two pages is fetched again once.
  */
 #pragma once
 
+#include "bleCommands.h"
+#include "bleQuery.h"
+#include "bleResponse.h"
+#include "zvErrno.h"
+
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <span>
 
-// A list of the daemon. The enumerators are the command codes of its page requests.
-enum class BleList : std::uint8_t { scanResults = 4, whitelist = 6 };
+// A list of the daemon, by the code of the command that asks for a page of it.
+enum class BleList : std::uint8_t {
+    ScanResults = codeOf(BleCommand::ScanListPage),
+    Whitelist = codeOf(BleCommand::WhitelistPage),
+};
 
 // The values of an attempt's first reply.
 struct BleListHeader {
@@ -21,13 +30,13 @@ struct BleListHeader {
 
 // The entries of one reply.
 struct BlePage {
-    // From the first entry to the end of the message buffer. At least count entries of the list's size were received;
-    // what lies behind them is left over in the buffer and holds nothing to rely on.
+    // From the first entry to the end of the message buffer. count entries were received; the bytes behind them are
+    // left over from other messages.
     std::span<const std::uint8_t> bytes;
     int count;
 };
 
-// Takes what is acquired, in the order of the list.
+// Receives the entries, in the order of the list.
 class BleListSink {
 public:
     BleListSink() = default;
@@ -41,25 +50,42 @@ public:
     virtual bool add(const BlePage& page) = 0;
 };
 
-// Seconds from the start of an acquisition after which it is given up instead of requesting a further page: a daemon
-// that hands out tiny pages slowly must not keep the request for hours. The page that is under way has its own time
-// limits.
-inline constexpr int BLE_LIST_TIMEOUT_S = 60;
+// Seconds after which an acquisition requests no further page: a daemon that hands out tiny pages slowly must not hold
+// the request for hours.
+inline constexpr int listTimeoutSeconds = 60;
+
+inline constexpr int scanEntrySize = 82;
+inline constexpr int whitelistEntrySize = 41;
 
 // Bytes of an entry.
-constexpr int ble_entry_size(BleList list) {
-    return list == BleList::scanResults ? 82 : 41;
+constexpr int entrySize(BleList list) {
+    return list == BleList::ScanResults ? scanEntrySize : whitelistEntrySize;
 }
 
 // Reads the optional start index, "p=", cut to 8 bits. 0; -3 and a log line when it is not a number.
-int ble_read_page(const char* query, std::optional<std::uint8_t>& page);
+int readPage(const char* query, std::optional<std::uint8_t>& page);
 
 /*
- * Acquires one page from a start index or, without one, the whole list. 0 when all wanted entries were delivered or the
- * sink had enough; -1 and log lines otherwise. Always ends: at most two attempts, each of at most 255 page requests,
- * since a list has at most 255 entries; and once BLE_LIST_TIMEOUT_S have passed, no further page is requested.
+ * Acquires one page from a start index or, without one, the whole list. 0 when the sink has got all wanted entries, or
+ * needs no more; -1 and log lines otherwise. Makes at most two attempts of at most 255 requests each, and requests no
+ * further page once listTimeoutSeconds have passed.
  */
-int ble_acquire_list(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
+int acquireList(BleList list, std::optional<std::uint8_t> page, BleListSink& sink);
 
-// What a list command returns when there is no memory for its answer, which it logs: -1.
-int ble_list_out_of_memory();
+// Logs that there is no memory for a list's answer. -1, for the command to return.
+int listOutOfMemory();
+
+// Answers a command for one page ("p=") or for the whole list with the sink's document(). The command's result.
+template<class Sink>
+int answerList(BleList list, const char* params, Sink& sink, char* response, int responseSize) try {
+    std::optional<std::uint8_t> page;
+    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
+        return result;
+    }
+    if (const int result = acquireList(list, page, sink); result != ZV_OK) {
+        return result;
+    }
+    return writeResponse(sink.document().c_str(), response, responseSize);
+} catch (const std::exception&) {
+    return listOutOfMemory();
+}

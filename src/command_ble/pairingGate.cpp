@@ -1,11 +1,9 @@
 // Whether the camera may enter its pairing phase, and the switch of that phase.
-#include "bleCommand.h"
 #include "bleElements.h"
-#include "bleLink.h"
 #include "bleLog.h"
 #include "bleMessages.h"
 #include "bleQuery.h"
-#include "bleReply.h"
+#include "bleRequest.h"
 #include "command_ble.h"
 #include "csi.h"
 #include "zvErrno.h"
@@ -25,23 +23,23 @@ bool readItem(int item, std::int32_t& value) {
 
 // The request goes to the network daemon itself, not through it to the BLE daemon.
 BleRequest serialisePhase(bool enter) {
-    // Constant: they deliberately do not carry the value of p, only whether it is 0 matters.
+    // Fixed: the daemon expects these bytes whatever the value of p is.
     static std::uint8_t enterData[] = {0x01, 0x03};
 
     ZvNetMsg message;
     if (enter) {
-        ble_set_text(ble_command_tag, "PD");
-        ble_command_data.setData(enterData, sizeof enterData);
+        setText(commandTagElement, "PD");
+        commandDataElement.setData(enterData, sizeof enterData);
     } else {
-        ble_set_text(ble_command_tag, "PX");
-        ble_command_data.setData(nullptr, 0);
+        setText(commandTagElement, "PX");
+        commandDataElement.setData(nullptr, 0);
     }
-    message.addElement(&ble_command_tag);
-    message.addElement(&ble_command_data);
-    message.addElement(&ble_reply_queue);
-    message.addElement(&ble_network_destination);
-    message.addElement(&ble_tail);
-    return ble_serialise(message);
+    message.addElement(&commandTagElement);
+    message.addElement(&commandDataElement);
+    message.addElement(&replyQueueElement);
+    message.addElement(&networkDestinationElement);
+    message.addElement(&tailElement);
+    return serialise(message);
 }
 
 } // namespace
@@ -69,19 +67,17 @@ int ble_pairing_available(const char*, char*, int) {
 }
 
 int ble_pairing_phase(const char* params, char*, int) {
-    const char* const query = ble_query_text(params);
+    const char* const query = queryText(params);
     std::string value;
-    if (parseParam(query, "p=", value) == 0) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+        return result;
     }
     int phase = 0;
-    if (!ble_parse_integer(value, phase)) {
-        BLE_LOG(UTIL_LOG_ERROR, "Error parsing parameter for pairing_phase command [%s]", value.c_str());
-        return ZV_ERR_INVALID_PARAM;
+    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command", phase);
+        result != ZV_OK) {
+        return result;
     }
-    const std::uint16_t reply_length = ble_exchange(serialisePhase(phase != 0));
-    const int result = ble_check_response(ble_msg_buffer, reply_length);
+    const int result = exchangeAndCheck(serialisePhase(phase != 0));
     if (result != ZV_OK) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pairing_phase p=%d command failed", phase);
     }

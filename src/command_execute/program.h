@@ -19,9 +19,8 @@ int executeCommand(ExecEntry* entry, std::ostream& stream);
 int stopProg(const char* program, std::ostream& stream);
 
 /*
- * Starts a whitelisted program in the background, without waiting for it; arguments may be null. Where the kernel can
- * close descriptors on execution by range (5.11 and later), the program keeps none of this process's. Its own exit
- * status is never seen.
+ * Starts a whitelisted program in the background and does not wait for it; arguments may be null. On kernels from 5.11
+ * on, the program inherits no descriptor of this process. Its exit status is never seen.
  *
  * The shell command is cut to 1023 characters. Arguments that leave no room for its end, or that comment it out, make
  * the shell wait for the program.

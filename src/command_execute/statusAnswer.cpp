@@ -1,5 +1,6 @@
 #include "statusAnswer.h"
 
+#include "answerStatus.h"
 #include "zvErrno.h"
 
 #include <cstdarg>
@@ -8,7 +9,9 @@
 
 namespace {
 
-char messageBuffer[512];
+constexpr int messageSize = 512;
+
+char messageBuffer[messageSize];
 
 } // namespace
 
@@ -17,9 +20,8 @@ void write_header(std::ostream& stream) {
 }
 
 void write_status_error(std::ostream& stream, const char* message, const char* function, int line) {
-    // Status and code are deliberately the same for every failure; the message, function and line behind them tell
-    // failures apart.
-    stream << "Status: " << 400 << "\n\n"
+    // Fixed: clients expect this status and this code for every failure.
+    stream << "Status: " << httpBadRequest << "\n\n"
            << "{\n"
            << "\"status\":\"" << message << "\",\n"
            << "\"zverr\":" << ZV_ERR_INVALID_PARAM << ",\n"
@@ -28,14 +30,19 @@ void write_status_error(std::ostream& stream, const char* message, const char* f
            << "}\n";
 }
 
+int fail(std::ostream& stream, const char* message, const char* function, int line) {
+    write_status_error(stream, message, function, line);
+    return -1;
+}
+
 void write_status_ok(std::ostream& stream) {
-    stream << "Status: " << 200 << "\n\n"
+    stream << "Status: " << httpOk << "\n\n"
            << "{\"status\":\""
            << "0"
            << "\"}\n\n";
 }
 
-const char* format_message(const char* format, ...) {
+const char* formatMessage(const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     std::vsnprintf(messageBuffer, sizeof messageBuffer, format, args);

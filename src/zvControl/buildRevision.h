@@ -4,4 +4,4 @@
 #pragma once
 
 /* 40 lower-case hexadecimal digits; 40 zeros when it was built outside a repository. */
-extern const char build_revision[41];
+extern const char buildRevision[41];

@@ -10,16 +10,19 @@
 
 namespace {
 
-constexpr int lineSettings = 331; // of the error answer; part of the interface
+// Fixed: readers of the log and clients tell the messages apart by these line numbers.
+constexpr int lineModelNumber = 231;
+constexpr int lineUnknownModel = 236;
+constexpr int lineSettings = 331; // of the error answer
 
-// The camera's own number stays what the document reports, known or not.
+// Falls back to the default model for a number that is not known. The document reports the camera's own number anyway.
 const char* settingsModel(unsigned char number) {
     const char* const model = get_model_name(number);
     if (model != nullptr) {
         return model;
     }
-    ZV_LOG_AT(UTIL_LOG_WARN, 236, "zvControl", "invalid model_number, %d\n", number);
-    return get_model_name(default_model_number);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineUnknownModel, "zvControl", "invalid model_number, %d\n", number);
+    return get_model_name(defaultModelNumber);
 }
 
 void setText(std::stringstream& stream, std::string_view text) {
@@ -28,7 +31,7 @@ void setText(std::stringstream& stream, std::string_view text) {
     stream.seekp(0, std::ios::end);
 }
 
-// Reopens the settings' outermost object: its closing brace, and what follows it, goes.
+// Cuts the text before its last closing brace, so that the settings' outermost object can take a further member.
 bool cutLastBrace(std::stringstream& stream) {
     const std::string text = stream.str();
     const std::size_t brace = text.rfind('}');
@@ -39,13 +42,13 @@ bool cutLastBrace(std::stringstream& stream) {
     return true;
 }
 
-// A stream that is bad stays so, and whoever would answer sees it: it is memory that is missing, not the settings.
+// A bad stream lacks memory, not settings; it stays bad, so that nothing is answered.
 int failSettings(std::stringstream& stream, const char* path) {
     if (stream.bad()) {
         return ZV_ERR_OUTOFMEM;
     }
     setText(stream, ""); // no half header may be left
-    write_description_error(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
+    writeDescriptionError(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
     return ZV_ERR_FILE_OPEN;
 }
 
@@ -55,40 +58,40 @@ void writeMember(std::ostream& stream, const char* key, const char* value) {
 
 void writeInfo(std::ostream& stream, const CameraIdentity& state) {
     stream << ",\n\"info\":{"
-           << "\"model_number\":" << static_cast<int>(state.model_number);
-    writeMember(stream, "model_name", state.model_name);
-    writeMember(stream, "firmware_version", state.firmware_version);
-    writeMember(stream, "serial_number", state.serial_number);
-    writeMember(stream, "board_type", state.board_type);
-    writeMember(stream, "ap_mac", state.ap_mac);
-    writeMember(stream, "ap_ssid", state.ap_ssid);
-    // Deliberately a quoted text, not a boolean: this form is part of the interface.
-    writeMember(stream, "ap_has_default_credentials", state.ap_has_default_credentials ? "1" : "0");
-    writeMember(stream, "git_sha1", build_revision);
+           << "\"model_number\":" << static_cast<int>(state.modelNumber);
+    writeMember(stream, "model_name", state.modelName);
+    writeMember(stream, "firmware_version", state.firmwareVersion);
+    writeMember(stream, "serial_number", state.serialNumber);
+    writeMember(stream, "board_type", state.boardType);
+    writeMember(stream, "ap_mac", state.apMac);
+    writeMember(stream, "ap_ssid", state.apSsid);
+    // Fixed: clients expect a quoted digit, not a boolean.
+    writeMember(stream, "ap_has_default_credentials", state.apHasDefaultCredentials ? "1" : "0");
+    writeMember(stream, "git_sha1", buildRevision);
     stream << "}}";
 }
 
 int describe(std::stringstream& stream) {
     CameraIdentity state;
-    int result = read_model_number(state, stream);
+    int result = readModelNumber(state, stream);
     if (result != ZV_OK) {
         return result;
     }
-    ZV_LOG_AT(UTIL_LOG_INFO, 231, "zvControl", "model_number, %d\n", state.model_number);
-    const char* const model = settingsModel(state.model_number);
-    result = read_camera_state(state, stream);
+    ZV_LOG_AT(UTIL_LOG_INFO, lineModelNumber, "zvControl", "model_number, %d\n", state.modelNumber);
+    const char* const model = settingsModel(state.modelNumber);
+    result = readCameraState(state, stream);
     if (result != ZV_OK) {
         return result;
     }
 
-    char path[settings_path_size];
-    find_settings(model, get_model_name(default_model_number), path);
+    char path[settingsPathSize];
+    findSettings(model, get_model_name(defaultModelNumber), path);
     SettingsFile settings(path);
     if (!settings.isOpen()) {
         return failSettings(stream, path);
     }
     http_output_success_header(stream);
-    if (!settings.read_lines(stream) || !cutLastBrace(stream)) {
+    if (!settings.readLines(stream) || !cutLastBrace(stream)) {
         return failSettings(stream, path);
     }
     writeInfo(stream, state);

@@ -1,5 +1,6 @@
 #include "cameraIdentity.h"
 
+#include "answerStatus.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
@@ -8,7 +9,7 @@
 
 namespace {
 
-// A getter's name as log and answer show it, and the line numbers of both; part of the interface.
+// Fixed: clients and readers of the log know each getter's name and the line numbers of its two messages.
 struct Report {
     const char* name;
     int logLine;
@@ -18,7 +19,7 @@ struct Report {
 struct TextGetter {
     Report report;
     int (*get)(char* text, int size);
-    char (CameraIdentity::*text)[camera_text_size];
+    char (CameraIdentity::*text)[cameraTextSize];
 };
 
 constexpr Report modelNumber = {"zvc_state_get_model_number", 226, 228};
@@ -26,46 +27,46 @@ constexpr Report credentials = {"zvc_state_get_ap_has_default_credentials", 297,
 
 // In the order in which they are asked.
 constexpr TextGetter textGetters[] = {
-    {{"zvc_state_get_model_name", 243, 245}, zvc_state_get_model_name, &CameraIdentity::model_name},
-    {{"zvc_state_get_firmware_version", 252, 254}, zvc_state_get_firmware_version, &CameraIdentity::firmware_version},
-    {{"zvc_state_get_serial_number", 261, 263}, zvc_state_get_serial_number, &CameraIdentity::serial_number},
-    {{"zvc_state_get_board_type", 270, 272}, zvc_state_get_board_type, &CameraIdentity::board_type},
-    {{"zvc_state_get_ap_mac", 279, 281}, zvc_state_get_ap_mac, &CameraIdentity::ap_mac},
-    {{"zvc_state_get_ap_ssid", 288, 290}, zvc_state_get_ap_ssid, &CameraIdentity::ap_ssid},
+    {{"zvc_state_get_model_name", 243, 245}, zvc_state_get_model_name, &CameraIdentity::modelName},
+    {{"zvc_state_get_firmware_version", 252, 254}, zvc_state_get_firmware_version, &CameraIdentity::firmwareVersion},
+    {{"zvc_state_get_serial_number", 261, 263}, zvc_state_get_serial_number, &CameraIdentity::serialNumber},
+    {{"zvc_state_get_board_type", 270, 272}, zvc_state_get_board_type, &CameraIdentity::boardType},
+    {{"zvc_state_get_ap_mac", 279, 281}, zvc_state_get_ap_mac, &CameraIdentity::apMac},
+    {{"zvc_state_get_ap_ssid", 288, 290}, zvc_state_get_ap_ssid, &CameraIdentity::apSsid},
 };
 
 int check(int result, const Report& report, std::ostream& stream) {
     if (result != ZV_OK) {
         ZV_LOG_AT(UTIL_LOG_ERROR, report.logLine, "zvControl", "%s err, %d\n", report.name, result);
-        write_description_error(stream, result, report.name, report.answerLine);
+        writeDescriptionError(stream, result, report.name, report.answerLine);
     }
     return result;
 }
 
 int readText(const TextGetter& row, CameraIdentity& state, std::ostream& stream) {
-    char(&text)[camera_text_size] = state.*row.text;
-    const int result = row.get(text, camera_text_size);
-    text[camera_text_size - 1] = '\0';
+    char(&text)[cameraTextSize] = state.*row.text;
+    const int result = row.get(text, cameraTextSize);
+    text[cameraTextSize - 1] = '\0';
     return check(result, row.report, stream);
 }
 
 } // namespace
 
-int read_model_number(CameraIdentity& state, std::ostream& stream) {
-    return check(zvc_state_get_model_number(&state.model_number), modelNumber, stream);
+int readModelNumber(CameraIdentity& state, std::ostream& stream) {
+    return check(zvc_state_get_model_number(&state.modelNumber), modelNumber, stream);
 }
 
-int read_camera_state(CameraIdentity& state, std::ostream& stream) {
+int readCameraState(CameraIdentity& state, std::ostream& stream) {
     for (const TextGetter& row : textGetters) {
         const int result = readText(row, state, stream);
         if (result != ZV_OK) {
             return result;
         }
     }
-    return check(zvc_state_get_ap_has_default_credentials(&state.ap_has_default_credentials), credentials, stream);
+    return check(zvc_state_get_ap_has_default_credentials(&state.apHasDefaultCredentials), credentials, stream);
 }
 
-void write_description_error(std::ostream& stream, int error_code, const char* message, int line) {
-    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), 500, error_code,
-                                 message, "camera_description_output_json", line);
+void writeDescriptionError(std::ostream& stream, int errorCode, const char* message, int line) {
+    http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), httpInternalServerError,
+                                 errorCode, message, "camera_description_output_json", line);
 }

@@ -9,8 +9,7 @@
 
 namespace {
 
-// The pairing availability check has no hooks: it only reads camera state and never talks to the BLE daemon. Clients
-// know the URIs, and the dispatcher is given them in this order.
+// The pairing availability check has no hooks, since it only reads camera state. Fixed: clients know these URIs.
 // clang-format off
 constexpr CustomHandler rows[] = {
     {"command/ble/pairing_available", ble_pairing_available, nullptr, nullptr},
@@ -39,7 +38,7 @@ std::span<const CustomHandler> custom_handlers() {
 
 int register_custom_handlers() {
     for (const CustomHandler& row : rows) {
-        const int result = zvcontrol_uri_add_handler(row.uri, row.handler, row.open_hook, row.close_hook);
+        const int result = zvcontrol_uri_add_handler(row.uri, row.handler, row.openHook, row.closeHook);
         if (result != ZV_OK) {
             return result;
         }

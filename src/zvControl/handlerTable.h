@@ -10,8 +10,8 @@
 struct CustomHandler {
     const char* uri; // relative to the control URL space, without leading slash
     zvcontrol_handler handler;
-    zvcontrol_hook open_hook; // null: none
-    zvcontrol_hook close_hook;
+    zvcontrol_hook openHook; // null: none
+    zvcontrol_hook closeHook;
 };
 
 /* All rows, in the order in which they are registered. */

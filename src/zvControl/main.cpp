@@ -1,5 +1,5 @@
 #include "zvControl.h"
 
 int main() {
-    return zv_control_main();
+    return zvControlMain();
 }

@@ -1,18 +1,24 @@
 #include "settingsFile.h"
 
+#include "openForReading.h"
 #include "zvLog.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-void buildPath(const char* model, char (&path)[settings_path_size]) {
+// Fixed: readers of the log tell the lines apart by these numbers.
+constexpr int lineNotFound = 308;
+constexpr int lineDefault = 312;
+
+constexpr std::size_t blockSize = 4096;
+
+void buildPath(const char* model, char (&path)[settingsPathSize]) {
     std::snprintf(path, sizeof path, "/usr/local/zarvo/etc/%s/settings.json", model);
 }
 
@@ -21,7 +27,7 @@ bool exists(const char* path) {
     return stat(path, &status) == 0;
 }
 
-// The text without its line ends.
+// Appends the text without its line ends.
 void appendLines(std::ostream& stream, std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
@@ -41,36 +47,29 @@ ssize_t readSome(int descriptor, char* block, std::size_t size) {
 
 } // namespace
 
-void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]) {
+void findSettings(const char* model, const char* defaultModel, char (&path)[settingsPathSize]) {
     buildPath(model, path);
     if (exists(path)) {
         return;
     }
-    ZV_LOG_AT(UTIL_LOG_WARN, 308, "zvControl", "file not found, %s\n", path);
-    buildPath(default_model, path);
-    ZV_LOG_AT(UTIL_LOG_WARN, 312, "zvControl", "using default, %s\n", path);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineNotFound, "zvControl", "file not found, %s\n", path);
+    buildPath(defaultModel, path);
+    ZV_LOG_AT(UTIL_LOG_WARN, lineDefault, "zvControl", "using default, %s\n", path);
 }
 
-// A pipe in the place of the file must not be waited for.
-SettingsFile::SettingsFile(const char* path) : descriptor_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
+SettingsFile::SettingsFile(const char* path) : file_(zv::openForReading(path)) {}
 
-SettingsFile::~SettingsFile() {
-    if (isOpen()) {
-        close(descriptor_);
-    }
-}
-
-// Half a document must not be answered as a whole one.
-bool SettingsFile::read_lines(std::ostream& stream) {
-    char block[4096];
+// A document that cannot be read whole is not answered at all.
+bool SettingsFile::readLines(std::ostream& stream) {
+    char block[blockSize];
     std::size_t total = 0;
     while (!stream.bad()) {
-        const ssize_t length = readSome(descriptor_, block, sizeof block);
+        const ssize_t length = readSome(file_.get(), block, sizeof block);
         if (length <= 0) {
             return length == 0;
         }
         total += static_cast<std::size_t>(length);
-        if (total > settings_max_size) {
+        if (total > settingsMaxSize) {
             return false;
         }
         appendLines(stream, {block, static_cast<std::size_t>(length)});

@@ -3,35 +3,34 @@
  */
 #pragma once
 
+#include "uniqueFd.h"
+
 #include <cstddef>
 #include <ostream>
 
-inline constexpr int settings_path_size = 256;
+inline constexpr int settingsPathSize = 256;
 
-/* More than any model's settings; a file beyond it is not taken for one. */
-inline constexpr std::size_t settings_max_size = std::size_t{16} << 20;
+/* Bytes of the longest settings file that is read; no model's settings come near it. */
+inline constexpr std::size_t settingsMaxSize = std::size_t{16} << 20;
 
 /*
- * Builds the path of a model's settings file, cut to 255 characters: of the model with that code name, or, when there
- * is no such file (logged at warning level), of the default one.
+ * Builds the path, cut to 255 characters, of the settings file of a model, which is given by its code name. Falls back
+ * to the default model when there is no such file, and logs that at warning level.
  */
-void find_settings(const char* model, const char* default_model, char (&path)[settings_path_size]);
+void findSettings(const char* model, const char* defaultModel, char (&path)[settingsPathSize]);
 
 /*
- * The settings file, opened for reading. read_lines appends its lines to the stream, joined with nothing between them;
- * false when the file cannot be read to its end or is beyond settings_max_size, and when the stream is bad, as it is
- * when it got no memory. What was read until then stays in the stream.
+ * The settings file, opened for reading. readLines appends its lines to the stream, with nothing between them. False
+ * when the file cannot be read to its end, is longer than settingsMaxSize, or the stream has got no memory and is bad.
+ * What was read until then stays in the stream.
  */
 class SettingsFile {
 public:
     explicit SettingsFile(const char* path);
-    ~SettingsFile();
-    SettingsFile(const SettingsFile&) = delete;
-    SettingsFile& operator=(const SettingsFile&) = delete;
 
-    bool isOpen() const { return descriptor_ >= 0; }
-    bool read_lines(std::ostream& stream);
+    bool isOpen() const { return file_.ok(); }
+    bool readLines(std::ostream& stream);
 
 private:
-    int descriptor_;
+    zv::UniqueFd file_;
 };

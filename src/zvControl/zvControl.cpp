@@ -1,13 +1,15 @@
 #include "zvControl.h"
 
+#include "answerStatus.h"
 #include "cameraDescription.h"
 #include "handlerTable.h"
-#include "writeAll.h"
+#include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 #include "zvLog.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,18 +20,28 @@ namespace {
 
 constexpr const char* logSource = "zvControl";
 
-// Lent to the handler that serves the request, which leaves a zero-terminated text in it or leaves it empty.
-char response[4096];
+// Fixed: readers of the log and clients tell the messages apart by these line numbers.
+constexpr int lineStart = 100;
+constexpr int lineOpen = 120;
+constexpr int lineRegister = 128;
+constexpr int lineUnknownRequest = 143;
+constexpr int lineFailure = 150;
+
+constexpr std::size_t responseSize = 4096;
+
+// The serving handler leaves a zero-terminated text here, or nothing.
+char response[responseSize];
 
 bool openInterface(int& result) {
     result = zvcontrol_uri_interface_open();
     if (result != ZV_OK) {
-        ZV_LOG_AT(UTIL_LOG_ERROR, 120, logSource, "Error[%d] opening the daemon interface\n", result);
+        ZV_LOG_AT(UTIL_LOG_ERROR, lineOpen, logSource, "Error[%d] opening the daemon interface\n", result);
         return false;
     }
     result = register_custom_handlers();
     if (result != ZV_OK) {
-        ZV_LOG_AT(UTIL_LOG_ERROR, 128, logSource, "Unable to add custom handlers err:%d at line:%d\n", result, 128);
+        ZV_LOG_AT(UTIL_LOG_ERROR, lineRegister, logSource, "Unable to add custom handlers err:%d at line:%d\n", result,
+                  lineRegister);
         static_cast<void>(zvcontrol_uri_interface_close());
         return false;
     }
@@ -46,20 +58,21 @@ void answerSuccess(std::ostream& stream) {
     }
 }
 
-// The environment is read again: handlers run in this process and may have changed it.
+// Reads the environment again, since handlers run in this process and may have changed it.
 void answerError(std::ostream& stream, int result) {
     const char* const path = std::getenv("PATH_INFO");
     const char* const params = std::getenv("QUERY_STRING");
     if (result == ZV_ERR_NOT_SUPPORTED) {
-        // Deliberately reported under another code, with a fixed text: both are part of the interface.
-        http_print_error_response_ex(stream, path, params, 400, ZV_ERR_INVALID_PARAM, "unknown request", "main", 143);
+        // Fixed: clients know an unknown request by this code and text.
+        http_print_error_response_ex(stream, path, params, httpBadRequest, ZV_ERR_INVALID_PARAM, "unknown request",
+                                     "main", lineUnknownRequest);
         return;
     }
-    const int status = result == ZV_ERR_INCOMPLETE_CGI_PARAM ? 400 : 500;
-    http_print_error_response_ex(stream, path, params, status, result, path, "main", 150);
+    const int status = result == ZV_ERR_INCOMPLETE_CGI_PARAM ? httpBadRequest : httpInternalServerError;
+    http_print_error_response_ex(stream, path, params, status, result, path, "main", lineFailure);
 }
 
-// The result with which the request ends.
+// Writes the answer to a result. Returns the result with which the request ends.
 int answer(std::stringstream& stream, int result) {
     if (result == ZV_ERR_RESPONSE_ALREADY_SENT) {
         return result;
@@ -69,7 +82,7 @@ int answer(std::stringstream& stream, int result) {
     } else {
         answerError(stream, result);
     }
-    return write_answer(stream) ? result : ZV_ERR_OUTOFMEM;
+    return writeAnswer(stream) ? result : ZV_ERR_OUTOFMEM;
 }
 
 int serve(std::stringstream& stream, const char* path, const char* params) {
@@ -80,7 +93,7 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
     result = zvcontrol_uri_handle_uri_param(path, params, response, sizeof response);
     const int ending = answer(stream, result);
     if (zvcontrol_uri_interface_close() != ZV_OK) {
-        // Deliberately the dispatcher's result, not that of closing: it tells which answer the failure belongs to.
+        // Fixed: readers of the log find the request's result here, not that of closing.
         std::fprintf(stderr, "Error[%d] closing the daemon interface\n", result);
     }
     return ending;
@@ -88,18 +101,18 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
 
 } // namespace
 
-int zv_control_main() try {
+int zvControlMain() try {
     std::stringstream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     std::fill(std::begin(response), std::end(response), '\0');
     const char* const path = std::getenv("PATH_INFO");
     const char* const params = std::getenv("QUERY_STRING");
-    ZV_LOG_AT(UTIL_LOG_DEBUG, 100, logSource, "Executing zvControl-cgi-bin path[%s] params[%s]\n", path, params);
+    ZV_LOG_AT(UTIL_LOG_DEBUG, lineStart, logSource, "Executing zvControl-cgi-bin path[%s] params[%s]\n", path, params);
     if (path == nullptr || *path == '\0') {
         static_cast<void>(camera_description_output_json(stream));
-        return write_answer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
+        return writeAnswer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
     }
     return serve(stream, path, params);
 } catch (...) {
-    return ZV_ERR_OUTOFMEM; // the process ends now, and with it what is open
+    return ZV_ERR_OUTOFMEM; // what is open ends with the process
 }

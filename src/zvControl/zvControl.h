@@ -4,8 +4,8 @@
 #pragma once
 
 /*
- * Reads PATH_INFO and QUERY_STRING, answers on standard output and returns the request's result, of which the process
- * makes its exit status:
+ * Reads PATH_INFO and QUERY_STRING, answers on standard output and returns the request's result, which becomes the
+ * process's exit status:
  *
  *   no or an empty path: always 0; answered with the camera description, and the dispatcher is not asked
  *   interface or registration failure: its code; nothing on standard output, one error line in the log
@@ -19,4 +19,4 @@
  *
  * To be called once per process. Logs under the source name "zvControl" and raises the log level to 6.
  */
-int zv_control_main();
+int zvControlMain();

@@ -1,6 +1,6 @@
 /*
- * Calls every exported function and reads every exported global through the public headers, as C. Status 0 when all of
- * them did what they promise.
+ * Calls every exported function and reads every exported global through the public headers, as C. Ends with status 0
+ * when every check holds.
  */
 #define _GNU_SOURCE
 #include "zvErrno.h"
@@ -121,7 +121,7 @@ static void utilities(void) {
     const pid_t child = fork();
     if (child == 0) {
         daemon_init();
-        _exit(3); /* of the process in the background, whom nobody waits for */
+        _exit(3); /* the process in the background: nobody waits for it */
     }
     CHECK(waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }

@@ -1,4 +1,4 @@
-// A library that knows only names, loaded beside the program: it must bind to the program's own copies.
+// A library that knows only names is loaded beside the program: it must bind to the program's own copies.
 #include "syslogCapture.h"
 
 #include <cerrno>
@@ -44,8 +44,8 @@ mqd_t makePeersMailbox() {
     return inbox;
 }
 
-// Takes a request from "/peer" and answers it on "/stranger", knowing queues and bytes only. Status 0 when the request
-// was the expected one. Later requests stay unanswered.
+// A process that takes a request from "/peer" and answers it on "/stranger", without the support library. Its status is
+// 0 when the request was the expected one. It answers no later request.
 pid_t startPeer() {
     const mqd_t inbox = makePeersMailbox();
     const pid_t peer = fork();
@@ -61,8 +61,8 @@ pid_t startPeer() {
     return peer;
 }
 
-// The program with the stranger beside it. It holds still until it is let go, so that it can be made before any thread
-// of the test, whose locks it would inherit.
+// The program with the stranger beside it. It waits for letGo(). Make it before the test has threads: the child would
+// inherit their locks.
 class Program {
 public:
     explicit Program(const char* role = "ask") {
@@ -75,19 +75,19 @@ public:
             }
             const int nothing = open("/dev/null", O_RDWR);
             dup2(nothing, STDOUT_FILENO);
-            dup2(nothing, STDERR_FILENO); // traces go there, too
-            // The loader takes a list apart at blanks and colons, which the path of a build may hold.
+            dup2(nothing, STDERR_FILENO); // traces are written there as well
+            // The loader splits its list at blanks and colons, which the path of a build may contain.
             if (symlink(ZV_STRANGER, "/tmp/stranger.so") != 0 && errno != EEXIST) {
                 _exit(125);
             }
-            // An emulator hands its own list on to the program, and is not to load the library itself.
+            // The emulator sets this list for the program, and does not load the library itself.
             setenv("QEMU_SET_ENV", "LD_PRELOAD=/tmp/stranger.so", 1);
             if (!emulated) {
                 setenv("LD_PRELOAD", "/tmp/stranger.so", 1);
             }
             setenv("ZV_STRANGER", role, 1);
             setenv("PATH_INFO", "/command/ble/pairing_available", 1);
-            // A sanitizer's library wants to be the first that is loaded; its order does not matter here.
+            // The sanitizer's library insists on being loaded first; here the order does not matter.
             setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
             execl(ZV_PROGRAM, ZV_PROGRAM, nullptr);
             _exit(127);
@@ -141,8 +141,8 @@ TEST(ExportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
     EXPECT_NE(0, access("/dev/mqueue/stranger", F_OK)) << "the reply mailbox is gone";
 }
 
-// Two instances of the program, each with the stranger beside it: one asks, the other one answers, and nothing but the
-// program's own calls lies between them.
+// Two instances of the program, each with the stranger beside it: one asks, the other one answers. All bytes between
+// them come from the program's own calls.
 TEST(ExportedExchange, StrangersExchangeMessagesWithEachOther) {
     makePeersMailbox();
     Program answerer("answer");

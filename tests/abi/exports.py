@@ -1,7 +1,7 @@
 """Compares symbol tables with the list of exported names.
 
   exports.py --nm NM --exports LIST program FILE   the program's dynamic symbols: exactly the list, with the right kinds
-                                                   and sizes, beside what the C++ runtime and the linker add
+                                                   and sizes, and what the C++ runtime and the linker add
   exports.py --nm NM --exports LIST calls OBJECT   the undefined symbols of an object file: all of the list
 """
 
@@ -25,7 +25,7 @@ OBJECTS = {
     "zvErrnoStrMap": (22 * 2, POINTER),
 }
 
-# What stands beside the list in the program's dynamic symbols, and why.
+# Symbols that are not in the list but belong to the program, and why.
 ADDITIONS = [
     # Objects of shared libraries that the program uses in place (copy relocations); their names carry a version.
     ("BVRD", re.compile(r"\w+@+(GLIBC|GLIBCXX|CXXABI)_[\w.]+")),
@@ -42,7 +42,7 @@ def read_list(path):
     return [line for line in lines if line]
 
 
-# Words of a demangled name that name no type or function of anybody.
+# Words of a demangled name that are part of the language.
 WORDS = set("""
     bool char char8_t char16_t char32_t wchar_t short int long unsigned signed float double void __int128 const volatile
     true false decltype auto nullptr typeinfo name for vtable VTT guard variable reference temporary abi cxx11
@@ -55,16 +55,16 @@ def demangled(name):
 
 
 def is_runtime_copy(kind, name):
-    """Templates and inline functions of the C++ library: both the program and a shared library that it is linked with have
-    a copy, and the linker exports the program's so that all use one. Always weak or unique, and nothing but types of the
-    C++ library and of the language stands in the name: over a type of our own it would be a name of our own."""
+    """True for a template or inline function of the C++ library. The program and a shared library both have a copy,
+    and the linker exports the program's so that all use one. It is weak or unique, and its name holds only types of
+    the C++ library and of the language: with a type of ours in it, it is a name of ours."""
     if kind not in "WVu" or not name.startswith("_Z"):
         return False
     text = demangled(name)
     if text == name:
         return False
-    # Literals first (16ul, (char)65), then whole qualified names; what follows a template's arguments (>::find) belongs
-    # to the name before them.
+    # Drops literals (16ul, (char)65), then takes whole qualified names. What follows a template's arguments (>::find)
+    # belongs to the name before them.
     text = re.sub(r"\b\d\w*", "", text)
     names = re.findall(r"(?<!::)(?<!::~)\b[A-Za-z_]\w*(?:::~?\w+)*", text)
     return "anonymous namespace" not in text and "{" not in text and all(
@@ -76,7 +76,7 @@ def is_addition(kind, name):
 
 
 def differences(symbols, names, pointer_size):
-    """Symbols: {name: (nm's letter, size)}. Returns lines that tell what is wrong."""
+    """Returns a line for each difference. symbols: {name: (nm's letter, size)}."""
     found = []
     if len(names) != len(set(names)):
         found.append("the list names something twice")

@@ -1,4 +1,4 @@
-"""The check of exported names must notice every kind of difference."""
+"""Tests of exports.py: it must notice every kind of difference."""
 
 import unittest
 
@@ -58,7 +58,8 @@ class Differences(unittest.TestCase):
         self.assertEqual(1, len(differences(table, NAMES, 8)))
 
     def test_function_instead_of_object_and_the_reverse(self):
-        self.assertEqual(["g_debug: T is no writable object"], differences({**symbols(), "g_debug": ("T", 4)}, NAMES, 8))
+        self.assertEqual(["g_debug: T is no writable object"],
+                         differences({**symbols(), "g_debug": ("T", 4)}, NAMES, 8))
         self.assertEqual(["trim: D is no function"], differences({**symbols(), "trim": ("D", 4)}, NAMES, 8))
 
     def test_weak_function(self):

@@ -1,9 +1,8 @@
-"""Compares what the program takes of the message classes of libzvCtrlD with the list of what they offer it.
+"""Compares what the program uses of libzvCtrlD's message classes with the list of what it may use.
 
   platform_calls.py --nm NM FILE   the undefined dynamic symbols of Msg, MsgElement and MemStream: exactly those below
 
-The closed library's classes may have more or other members than this project's replacement, so the program must not use
-any beside these.
+The closed library's classes may have other members than this project's replacement, so the program must use no others.
 """
 
 import argparse
@@ -46,7 +45,7 @@ def main():
     output = subprocess.run([options.nm, "--dynamic", "--undefined-only", "--format=posix", options.file],
                             check=True, capture_output=True, text=True).stdout
     taken = {line.split()[0] for line in output.splitlines()}
-    # By the length before the name, as it stands in a mangled one.
+    # A mangled name has the name's length before it.
     taken = {name for name in taken if re.search(r"3Msg|10MsgElement|9MemStream", name)}
     for name in sorted(taken - set(NAMES)):
         print(f"{name}: taken, but not in the list")

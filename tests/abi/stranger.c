@@ -1,8 +1,9 @@
 /*
- * Stands for a closed library on the camera: it was built without the support library's headers and without the
- * program, and knows only names. Loaded beside the program, it does its part before the program's main: ZV_STRANGER=ask
- * exchanges a message with the process behind "/peer"; what it found: /tmp/stranger.txt ZV_STRANGER=answer   is that
- * process, for one message; what it found: /tmp/answerer.txt
+ * Stands for a closed library on the camera: it is built without the support library's headers and without the program,
+ * and knows only names. Loaded beside the program, it runs before the program's main, in one of two roles:
+ *
+ *   ZV_STRANGER=ask      exchanges a message with the process behind "/peer", and reports to /tmp/stranger.txt
+ *   ZV_STRANGER=answer   is that process for one message, and reports to /tmp/answerer.txt
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -34,21 +35,21 @@ int zvMbox_close(void* mailbox);
 int snzvMbox_timedreceive(void* buffer, uint32_t size, void* mailbox);
 void* zvmsg_response(void* holder, uint8_t** data, uint16_t* length);
 
-/* The holder as its description has it: capacity, current length, the message. */
-struct message {
+/* The holder, by its layout alone: capacity, current length, the message. */
+struct Message {
     uint32_t capacity;
     int32_t length;
     uint8_t bytes[1504];
 };
 
-/* The mailbox handle as well: descriptor, attributes, name. */
-struct mailbox {
+/* The mailbox handle, by its layout alone: descriptor, attributes, name. */
+struct Mailbox {
     mqd_t descriptor;
     struct mq_attr attributes;
     const char* name;
 };
 
-/* Whose copy an address belongs to: the last part of the file's name. */
+/* The base name of the file that an address was loaded from. */
 static const char* owner(const void* address) {
     Dl_info info;
     if (dladdr(address, &info) == 0 || info.dli_fname == NULL) {
@@ -59,7 +60,7 @@ static const char* owner(const void* address) {
 }
 
 static void exchange(FILE* report) {
-    struct message message = {.capacity = 1500};
+    struct Message message = {.capacity = 1500};
     zvmsg_build(&message, "AB", "ping", 4, 1);
     const int result = zvmsg_send_timedreceive(&message, "/stranger", "/peer", NULL, 25);
     uint8_t* data = NULL;
@@ -72,8 +73,8 @@ static void exchange(FILE* report) {
 }
 
 static void answer(FILE* report) {
-    struct mailbox inbox;
-    struct message message = {.capacity = 1500};
+    struct Mailbox inbox;
+    struct Message message = {.capacity = 1500};
     char code[8] = "";
     char payload[64] = "";
     char from[64] = "";
@@ -105,7 +106,7 @@ static void ask(FILE* report) {
     if (g_logLevel > 2) {
         zvUtilKlogMsgLevel(3, 77, "stranger", "hello %s\n", "camera");
     }
-    /* The program's own copy waits this long, and traces what is sent. */
+    /* These words steer the program's own copy: how long it waits, and that it traces what is sent. */
     g_timedreceive = 5;
     g_debug_level |= 0x100;
     exchange(report);

@@ -67,7 +67,7 @@ DaemonProcess::DaemonProcess(const std::string& name, const std::string& scenari
         } catch (const std::system_error&) { // nobody listens yet
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
             continue;
-        } catch (const std::runtime_error&) { // it answers, that it knows no such thing
+        } catch (const std::runtime_error&) { // it answers that it does not know this operation
             return;
         }
     }
@@ -82,8 +82,8 @@ DaemonProcess::~DaemonProcess() {
     }
 }
 
-zvcam::Json DaemonProcess::call(const std::string& op, zvcam::Json arguments) {
-    return zvcam::AdminClient("/run/zarvo/" + name_ + ".admin").call(op, std::move(arguments));
+zvcamera::Json DaemonProcess::call(const std::string& op, zvcamera::Json arguments) {
+    return zvcamera::AdminClient("/run/zarvo/" + name_ + ".admin").call(op, std::move(arguments));
 }
 
 std::uint64_t DaemonProcess::waitForCount(const std::string& key, std::uint64_t value) {
@@ -184,7 +184,7 @@ bool queueExists(const std::string& queue) {
 Bytes request(const std::string& tag, const Bytes& data, const std::string& replyQueue,
               const std::string& destination) {
     const auto bytes = [](const std::string& text) { return Bytes(text.begin(), text.end()); };
-    return zvcam::encodeMessage(
+    return zvcamera::encodeMessage(
         {2, {{65, bytes(tag)}, {66, data}, {68, bytes(replyQueue)}, {67, bytes(destination)}, {238, {}}}});
 }
 

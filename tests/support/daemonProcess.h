@@ -13,25 +13,26 @@
 
 namespace zvtest {
 
-using zvcam::Bytes;
+using zvcamera::Bytes;
 
 class DaemonProcess {
 public:
-    // Starts the program with the run folder /run/zarvo and waits until its admin socket answers; ends the test program
-    // when it does not come up within 20 seconds. scenario: the text of a scenario file; empty for none.
+    // Starts the program with the run folder /run/zarvo and waits until its admin socket answers. Ends the test program
+    // when that takes more than 20 seconds. scenario: the text of a scenario file; empty for none.
     explicit DaemonProcess(const std::string& name, const std::string& scenario = "",
                            const std::vector<std::string>& more = {});
-    ~DaemonProcess(); // ends it when the test has not
+    // Ends the daemon, unless the test has done so.
+    ~DaemonProcess();
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
 
-    zvcam::Json call(const std::string& op, zvcam::Json arguments = zvcam::Json::object());
-    // The count of a queue's daemon ("received", "skipped", ...), waited for until it is `value`; what it is at last.
+    zvcamera::Json call(const std::string& op, zvcamera::Json arguments = zvcamera::Json::object());
+    // Waits some seconds until a count of the daemon ("received", "skipped", ...) is `value`; returns the count.
     std::uint64_t waitForCount(const std::string& key, std::uint64_t value);
     void signal(int number) const;
-    // Sends the signal and waits for the end; the exit status, or minus the signal that ended it.
+    // Sends the signal and waits for the end. Returns the exit status, or minus the signal that ended it.
     int end(int number);
-    // Waits for the end after it was signalled, or -1000 when it still runs after 10 seconds.
+    // Waits for the end and returns the status likewise; -1000 when the daemon still runs after 10 seconds.
     int wait();
 
 private:
@@ -47,7 +48,7 @@ struct Ended {
 // Runs a program that is expected to end by itself.
 Ended runToEnd(const std::string& name, const std::vector<std::string>& arguments);
 
-// A client's queue: made and removed by the test.
+// A client's queue, which lives as long as the object.
 class TestQueue {
 public:
     explicit TestQueue(std::string name, long messages = 2, long size = 1500);
@@ -55,7 +56,7 @@ public:
     TestQueue(const TestQueue&) = delete;
     TestQueue& operator=(const TestQueue&) = delete;
 
-    // The next message; nothing when none comes in time.
+    // Takes the next message; nothing when none comes in time.
     std::optional<Bytes> receive(std::chrono::milliseconds wait = std::chrono::seconds(5));
     const std::string& name() const { return name_; }
 
@@ -65,7 +66,7 @@ private:
     std::size_t size_;
 };
 
-// Writes to a daemon's queue, waiting for room at most 10 seconds; false when there is none or no queue.
+// Writes to a daemon's queue. False when there is no such queue, or no room in it for 10 seconds.
 bool sendTo(const std::string& queue, const Bytes& message);
 bool queueExists(const std::string& queue);
 

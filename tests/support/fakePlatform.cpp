@@ -29,15 +29,15 @@ int dispatch(const char* path, const char* params, char* response, int size) {
     if (row == nullptr) {
         return -20;
     }
-    if (row->open_hook != nullptr) {
-        const int opened = row->open_hook();
+    if (row->openHook != nullptr) {
+        const int opened = row->openHook();
         if (opened != 0) {
             return opened;
         }
     }
     const int result = row->handler(params, response, size);
-    if (row->close_hook != nullptr) {
-        row->close_hook();
+    if (row->closeHook != nullptr) {
+        row->closeHook();
     }
     return result;
 }
@@ -60,10 +60,10 @@ int getText(const char* name, char* text, int size) {
     const PlentyOfMemory plenty;
     FakePlatform& fake = fakePlatform();
     fake.calls.push_back(std::string(name) + " " + std::to_string(size));
-    if (fake.getter_results[name] == 0) {
+    if (fake.getterResults[name] == 0) {
         give(fake.texts[name], text, size);
     }
-    return fake.getter_results[name];
+    return fake.getterResults[name];
 }
 
 } // namespace
@@ -83,53 +83,52 @@ extern "C" {
 int zvcontrol_uri_interface_open(void) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("open");
-    return fakePlatform().open_result;
+    return fakePlatform().openResult;
 }
 
 int zvcontrol_uri_interface_close(void) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back("close");
     fakePlatform().rows.clear();
-    return fakePlatform().close_result;
+    return fakePlatform().closeResult;
 }
 
-int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook open_hook,
-                              zvcontrol_hook close_hook) {
+int zvcontrol_uri_add_handler(const char* uri, zvcontrol_handler handler, zvcontrol_hook openHook,
+                              zvcontrol_hook closeHook) {
     const PlentyOfMemory plenty;
     fakePlatform().calls.push_back(std::string("add ") + uri);
-    fakePlatform().rows.push_back({uri, handler, open_hook, close_hook});
-    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failing_row;
-    return fails ? fakePlatform().add_result : 0;
+    fakePlatform().rows.push_back({uri, handler, openHook, closeHook});
+    const bool fails = static_cast<int>(fakePlatform().rows.size()) == fakePlatform().failingRow;
+    return fails ? fakePlatform().addResult : 0;
 }
 
-int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int response_size) {
-    zvtest::noteDispatch(path, params, response_size);
+int zvcontrol_uri_handle_uri_param(const char* path, const char* params, char* response, int responseSize) {
+    zvtest::noteDispatch(path, params, responseSize);
     const auto& serve = fakePlatform().serve;
-    return serve ? serve(path, params, response, response_size)
-                 : zvtest::dispatch(path, params, response, response_size);
+    return serve ? serve(path, params, response, responseSize) : zvtest::dispatch(path, params, response, responseSize);
 }
 
-int zvcontrol_send_command_param_response(int command, const unsigned char* param, int param_length, char* response,
-                                          int response_size) {
+int zvcontrol_send_command_param_response(int command, const unsigned char* param, int paramLength, char* response,
+                                          int responseSize) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("command " + std::to_string(command) + (param == nullptr ? " null " : " data ") +
-                         std::to_string(param_length) + (response == nullptr ? " null " : " buffer ") +
-                         std::to_string(response_size));
-    if (fake.command_result == 0 && response != nullptr) {
-        zvtest::give(fake.command_answer, response, response_size);
+                         std::to_string(paramLength) + (response == nullptr ? " null " : " buffer ") +
+                         std::to_string(responseSize));
+    if (fake.commandResult == 0 && response != nullptr) {
+        zvtest::give(fake.commandAnswer, response, responseSize);
     }
-    return fake.command_result;
+    return fake.commandResult;
 }
 
 int zvc_state_get_model_number(unsigned char* number) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("model_number");
-    if (fake.getter_results["model_number"] == 0) {
-        *number = fake.model_number;
+    if (fake.getterResults["model_number"] == 0) {
+        *number = fake.modelNumber;
     }
-    return fake.getter_results["model_number"];
+    return fake.getterResults["model_number"];
 }
 
 int zvc_state_get_model_name(char* text, int size) {
@@ -160,10 +159,10 @@ int zvc_state_get_ap_has_default_credentials(bool* flag) {
     const PlentyOfMemory plenty;
     auto& fake = fakePlatform();
     fake.calls.push_back("ap_has_default_credentials");
-    if (fake.getter_results["ap_has_default_credentials"] == 0) {
-        *flag = fake.default_credentials;
+    if (fake.getterResults["ap_has_default_credentials"] == 0) {
+        *flag = fake.defaultCredentials;
     }
-    return fake.getter_results["ap_has_default_credentials"];
+    return fake.getterResults["ap_has_default_credentials"];
 }
 
 int csi_get(int item, int size, int* returned, void* value) {
@@ -174,12 +173,12 @@ int csi_get(int item, int size, int* returned, void* value) {
     fake.calls.push_back("csi " + std::to_string(item) + " " + std::to_string(size) + " zeroed " +
                          std::to_string(*returned) + " " + std::to_string(before));
     std::memcpy(value, &fake.recording, sizeof fake.recording);
-    return fake.csi_result;
+    return fake.csiResult;
 }
 
 } // extern "C"
 
-// Texts of their own, so that a test shows which call wrote what.
+// Each writes a text of its own, so that a test can tell the calls apart.
 
 void http_output_success_header(std::ostream& stream) {
     stream << "<success header>\n";
@@ -189,8 +188,8 @@ void http_output_empty_json(std::ostream& stream) {
     stream << "<empty json>";
 }
 
-void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int http_status,
-                                  int error_code, const char* message, const char* function, int line) {
-    stream << "<error " << zvtest::shown(path) << "|" << zvtest::shown(params) << "|" << http_status << "|"
-           << error_code << "|" << zvtest::shown(message) << "|" << function << "|" << line << ">";
+void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int httpStatus,
+                                  int errorCode, const char* message, const char* function, int line) {
+    stream << "<error " << zvtest::shown(path) << "|" << zvtest::shown(params) << "|" << httpStatus << "|" << errorCode
+           << "|" << zvtest::shown(message) << "|" << function << "|" << line << ">";
 }

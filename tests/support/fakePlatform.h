@@ -1,6 +1,6 @@
-// A scripted stand-in for the closed libraries, linked in their place: it keeps a journal of the calls and answers what
-// the test says. parseParam and the messages are not part of it. Scarce memory is scarce for what it calls and for the
-// streams that it writes to, not for its own journal.
+// A stand-in for the closed libraries, linked in their place: it keeps a journal of the calls and answers as the test
+// says. It has neither parseParam nor the messages. Scarce memory does not touch its journal, only what it calls and
+// the streams that it writes to.
 #pragma once
 
 #include "zvCtrlD.h"
@@ -12,49 +12,49 @@
 
 namespace zvtest {
 
-// A row as it was registered.
+// A registered row.
 struct FakeRow {
     std::string uri;
     zvcontrol_handler handler;
-    zvcontrol_hook open_hook;
-    zvcontrol_hook close_hook;
+    zvcontrol_hook openHook;
+    zvcontrol_hook closeHook;
 };
 
 struct FakePlatform {
-    // One line a call, arguments included; a null text is shown as (null).
+    // One line for each call, with its arguments; a null text is shown as (null).
     std::vector<std::string> calls;
     // All rows registered since the interface was last closed.
     std::vector<FakeRow> rows;
 
-    // Results of the URI interface; registration fails with add_result at the row failing_row (from 1; 0: none).
-    int open_result = 0;
-    int close_result = 0;
-    int failing_row = 0;
-    int add_result = 0;
-    // Serves the dispatched request. Without one, handlers are found as the real dispatcher does.
+    // Results of the URI interface. Registration gives addResult at the row failingRow, from 1 on; 0 for no row.
+    int openResult = 0;
+    int closeResult = 0;
+    int failingRow = 0;
+    int addResult = 0;
+    // Serves the dispatched request; when empty, the registered handler does.
     std::function<int(const char* path, const char* params, char* response, int size)> serve;
 
     // Camera state, and the results of getters by name ("model_number"); 0 where absent.
-    unsigned char model_number = 12;
+    unsigned char modelNumber = 12;
     std::map<std::string, std::string> texts = {
         {"model_name", "Tess 12"}, {"firmware_version", "3.4.5"}, {"serial_number", "SN0001"},
         {"board_type", "B7"},      {"ap_mac", "020304050607"},    {"ap_ssid", "zarvo-0001"},
     };
-    bool default_credentials = false;
-    // Text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
+    bool defaultCredentials = false;
+    // Lets text getters and the daemon command fill their arrays to the last byte, without a terminating zero.
     bool unterminated = false;
-    std::map<std::string, int> getter_results;
+    std::map<std::string, int> getterResults;
 
     // csi_get
-    int csi_result = 0;
+    int csiResult = 0;
     int recording = 0;
 
     // zvcontrol_send_command_param_response
-    int command_result = 0;
-    std::string command_answer;
+    int commandResult = 0;
+    std::string commandAnswer;
 };
 
-// The one of the process.
+// The process's only one.
 FakePlatform& fakePlatform();
 
 } // namespace zvtest

@@ -1,1 +1,1 @@
-// The source of the precompiled headers; tests include what they use all the same.
+// Gives the precompiled headers a source. Tests include what they use nevertheless.

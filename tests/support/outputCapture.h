@@ -7,9 +7,9 @@ namespace zvtest {
 
 class OutputCapture {
 public:
-    // Lets the descriptor point to memory; ends the test program when it cannot.
+    // Leads the descriptor into memory; ends the test program when it cannot.
     explicit OutputCapture(int descriptor);
-    // Puts it back.
+    // Leads the descriptor back.
     ~OutputCapture();
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;

@@ -22,7 +22,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return all;
 }
 
-// "qemu-arm;-L;/folder": the program that runs those of a foreign processor, and its arguments.
+// The words of "qemu-arm;-L;/folder": the emulator for programs of another processor, and its arguments.
 std::vector<std::string> emulator() {
     std::vector<std::string> words;
     std::string all = ZV_EMULATOR;

@@ -11,13 +11,13 @@ namespace {
 constexpr const char* requestQueue = "/to_zvnet";
 constexpr char stopMark[] = "-- stop --";
 
-// A full or missing reply queue is the reader's concern: the peer never waits.
+// Never waits: with a full or missing reply queue the message is lost.
 void send(const Bytes& message) {
     const mqd_t queue = mq_open(QueuePeer::replyQueueName().c_str(), O_WRONLY | O_NONBLOCK);
     if (queue < 0) {
         return;
     }
-    // An empty vector has no data to point at.
+    // An empty vector may have a null address.
     const char* const data = message.empty() ? "" : reinterpret_cast<const char*>(message.data());
     mq_send(queue, data, message.size(), 0);
     mq_close(queue);
@@ -89,7 +89,7 @@ void QueuePeer::run() {
             return;
         }
         const Bytes request(buffer.begin(), buffer.begin() + length);
-        // Requests before the mark are taken away, so that there is room for it in a full queue.
+        // Takes the requests before the mark: a full queue needs room for it.
         if (stopping_) {
             if (request == Bytes(std::begin(stopMark), std::end(stopMark))) {
                 return;

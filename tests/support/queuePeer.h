@@ -1,5 +1,5 @@
-// The other side of the BLE link, scripted: owns "/to_zvnet" (in a private namespace), keeps every request's bytes and
-// answers on the reply queue of this process.
+// The other side of the BLE link: owns "/to_zvnet" in a private namespace, keeps the bytes of every request, and
+// answers as the test says on this process's reply queue.
 #pragma once
 
 #include <atomic>
@@ -24,23 +24,23 @@ public:
 
     static constexpr long usualMessageSize = 2048;
 
-    // Creates the queue; ends the test program when it cannot. It takes no message above the size, at least 16.
+    // Creates the queue for messages of up to messageSize bytes, 16 at least; ends the test program when it cannot.
     explicit QueuePeer(long messageSize = usualMessageSize);
     ~QueuePeer();
     QueuePeer(const QueuePeer&) = delete;
     QueuePeer& operator=(const QueuePeer&) = delete;
 
-    // Answers the next request that has no answer yet with one message, or leaves it without an answer.
+    // Adds a step to the script: answers one request with the message, or not at all.
     void reply(Bytes message);
     void stayMute();
-    // Answers every request beyond the scripted ones. Without it they are answered with an empty message, so that a
-    // request too many fails at once instead of waiting.
+    // Answers every request behind the script. Without it, an empty message answers them: a request too many then fails
+    // at once instead of waiting.
     void replyWith(Answer answer);
 
     // The requests so far. A request is kept before it is answered.
     std::vector<Bytes> requests();
     std::size_t requestCount();
-    // The priorities with which they were sent.
+    // The priorities of the requests so far.
     std::vector<unsigned> priorities();
 
     // The name of this process's reply queue.

@@ -6,17 +6,17 @@
 namespace zvtest {
 
 ScarceMemory::ScarceMemory(std::size_t most) {
-    memory_limit = most;
+    memoryLimit = most;
 }
 
 ScarceMemory::~ScarceMemory() {
-    memory_limit = unlimited_memory;
+    memoryLimit = unlimitedMemory;
 }
 
 } // namespace zvtest
 
 void* operator new(std::size_t size) {
-    void* const memory = size > zvtest::memory_limit ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const memory = size > zvtest::memoryLimit ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }

@@ -1,4 +1,4 @@
-// Memory that runs out where a test says so. Linking this replaces the program's operator new and delete.
+// Memory that runs out when a test says so. Linking this replaces the program's operator new and delete.
 #pragma once
 
 #include <cstddef>
@@ -7,12 +7,12 @@
 
 namespace zvtest {
 
-inline constexpr std::size_t unlimited_memory = std::numeric_limits<std::size_t>::max();
+inline constexpr std::size_t unlimitedMemory = std::numeric_limits<std::size_t>::max();
 
-// What operator new gives at most at a time.
-inline std::size_t memory_limit = unlimited_memory;
+// The most bytes that one call of operator new gives.
+inline std::size_t memoryLimit = unlimitedMemory;
 
-// While one lives, operator new throws std::bad_alloc for more than so many bytes at a time.
+// While one lives, operator new throws std::bad_alloc for more than `most` bytes at a time.
 class ScarceMemory {
 public:
     explicit ScarceMemory(std::size_t most);
@@ -21,12 +21,12 @@ public:
     ScarceMemory& operator=(const ScarceMemory&) = delete;
 };
 
-// While one lives, scarce memory is not: for stand-ins, which keep a journal and must not fail in the place of what is
-// tested, nor throw through an interface of C. Needs nothing to be linked.
+// While one lives, memory is not scarce. For stand-ins: their journals must not fail in the place of the code under
+// test, nor throw through a C interface. A program that uses only this need not link the replaced operators.
 class PlentyOfMemory {
 public:
-    PlentyOfMemory() : before_(std::exchange(memory_limit, unlimited_memory)) {}
-    ~PlentyOfMemory() { memory_limit = before_; }
+    PlentyOfMemory() : before_(std::exchange(memoryLimit, unlimitedMemory)) {}
+    ~PlentyOfMemory() { memoryLimit = before_; }
     PlentyOfMemory(const PlentyOfMemory&) = delete;
     PlentyOfMemory& operator=(const PlentyOfMemory&) = delete;
 

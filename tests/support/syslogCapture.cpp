@@ -30,7 +30,7 @@ void sendMark(const char* mark) {
     close(out);
 }
 
-// "<11>Nov 21 02:54:50 ident[12]: text": what syslog(3) writes.
+// Parses what syslog(3) writes: "<11>Nov 21 02:54:50 ident[12]: text".
 LogLine parse(const std::string& packet) {
     static const std::regex form(R"(^<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d (?:[^\n]*?(?:\[\d+\])?: )?([\s\S]*)$)");
     std::smatch match;
@@ -77,7 +77,7 @@ void SyslogCapture::receive() {
 }
 
 std::vector<LogLine> SyslogCapture::take() {
-    // A datagram is queued before its send returns: once the mark has come through, so has all that was sent before.
+    // Datagrams arrive in the order in which they were sent: when the mark has come, so have all lines before it.
     sendMark(syncMark);
     std::vector<LogLine> lines;
     for (bool marked = false; !marked; std::this_thread::sleep_for(std::chrono::microseconds(200))) {

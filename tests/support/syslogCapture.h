@@ -11,7 +11,7 @@ namespace zvtest {
 struct LogLine {
     int priority;     // 3 for LOG_ERR, 7 for LOG_DEBUG
     int facility;     // 1 for LOG_USER
-    std::string text; // the message as it was passed to syslog(), without time and identifier
+    std::string text; // what syslog() was given, without time and identifier
 };
 
 class SyslogCapture {
@@ -26,7 +26,7 @@ public:
     std::vector<LogLine> take();
     // Their texts alone.
     std::vector<std::string> texts();
-    // Their texts without level name, colon and " @file:line" suffix: the messages as the callers wrote them.
+    // Their texts without level name, colon and " @file:line".
     std::vector<std::string> messages();
 
 private:

@@ -1,5 +1,5 @@
-// A write(2) that a test can make take less, be interrupted or fail. The test program is linked with
-// "-Wl,--wrap=write"; only calls from its own objects and static libraries are wrapped.
+// A write(2) that takes less, is interrupted or fails when a test says so. The linker wraps the calls of the program's
+// own objects and static libraries (--wrap=write), and no others.
 #pragma once
 
 #include <cstddef>
@@ -9,16 +9,16 @@
 namespace zvtest {
 
 struct WriteStep {
-    std::size_t most = 0; // takes at most so many bytes
-    int error = 0;        // or fails with this error
+    std::size_t most = 0; // takes this many bytes at most
+    int error = 0;        // fails with this error, unless 0
 };
 
 struct WrappedWrite {
-    std::deque<WriteStep> script;   // one step a call; without one, write(2) itself
-    std::vector<std::size_t> sizes; // what the calls offered
+    std::deque<WriteStep> script;   // a step for each call; the calls after them write as usual
+    std::vector<std::size_t> sizes; // the size that each call was given
 };
 
-// The one of the process.
+// The process's only one.
 WrappedWrite& wrappedWrite();
 
 } // namespace zvtest

@@ -18,8 +18,8 @@ TEST(BleElements, StandReadyAndEmpty) {
         const MsgElement& element;
         int type;
     } rows[] = {
-        {ble_command_tag, 65}, {ble_command_data, 66},        {ble_reply_queue, 68}, {ble_destination, 67},
-        {ble_tail, 238},       {ble_network_destination, 67}, {ble_spare_reply, 69},
+        {commandTagElement, 65}, {commandDataElement, 66},        {replyQueueElement, 68}, {destinationElement, 67},
+        {tailElement, 238},      {networkDestinationElement, 67}, {spareReplyElement, 69},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.type, row.element.getType());
@@ -30,32 +30,32 @@ TEST(BleElements, StandReadyAndEmpty) {
 TEST(BleElements, LengthOfATextIsTakenModulo65536) {
     for (const auto& [size, length] : {std::pair{65535U, 65535}, {65536U, 0}, {65537U, 1}}) {
         const std::string text(size, 'x');
-        ble_set_text(ble_command_tag, text.c_str());
-        EXPECT_EQ(length, ble_command_tag.getLength());
-        ble_command_tag.setData(nullptr, 0);
+        setText(commandTagElement, text.c_str());
+        EXPECT_EQ(length, commandTagElement.getLength());
+        commandTagElement.setData(nullptr, 0);
     }
 }
 
 TEST_F(ElementsOpen, OpeningFillsQueuesAndDestinations) {
-    EXPECT_EQ(QueuePeer::replyQueueName(), textOf(ble_reply_queue));
-    EXPECT_EQ("/to_ble", textOf(ble_destination));
-    EXPECT_EQ("/to_zvnet", textOf(ble_network_destination));
-    EXPECT_EQ(0, ble_tail.getLength());
-    EXPECT_EQ(0, ble_spare_reply.getLength());
+    EXPECT_EQ(QueuePeer::replyQueueName(), textOf(replyQueueElement));
+    EXPECT_EQ("/to_ble", textOf(destinationElement));
+    EXPECT_EQ("/to_zvnet", textOf(networkDestinationElement));
+    EXPECT_EQ(0, tailElement.getLength());
+    EXPECT_EQ(0, spareReplyElement.getLength());
 }
 
 TEST_F(ElementsOpen, ClosingTakesTheReplyQueuesNameBack) {
     EXPECT_EQ(0, ble_interface_close());
-    EXPECT_EQ(0, ble_reply_queue.getLength());
+    EXPECT_EQ(0, replyQueueElement.getLength());
     EXPECT_EQ(0, ble_interface_open());
 }
 
 TEST_F(ElementsOpen, StandardElementsStandInTheirOrder) {
     unsigned char data[] = {9, 8, 7};
-    ble_set_text(ble_command_tag, "BL");
-    ble_command_data.setData(data, sizeof data);
+    setText(commandTagElement, "BL");
+    commandDataElement.setData(data, sizeof data);
     BLECommandMsg request;
-    ble_add_standard_elements(request);
+    addStandardElements(request);
     unsigned char buffer[100];
     MemStream stream(buffer, sizeof buffer);
     stream << request;
@@ -70,5 +70,5 @@ TEST_F(ElementsOpen, StandardElementsStandInTheirOrder) {
                                  {0, 0, 7, 67, '/', 't', 'o', '_', 'b', 'l', 'e'},
                                  {0, 0, 0, 238}});
     EXPECT_EQ(expected, Bytes(buffer, buffer + stream.getLength()));
-    ble_command_data.setData(nullptr, 0);
+    commandDataElement.setData(nullptr, 0);
 }

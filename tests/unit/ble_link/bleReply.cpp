@@ -17,29 +17,29 @@ protected:
     static int check(const Bytes& reply) {
         return ble_check_response(reply.data(), static_cast<std::uint16_t>(reply.size()));
     }
-    // The data of a reply in a place of its own; the result is in result.
+    // The data of a reply, copied to another place; the result is in result_.
     Bytes data(const Bytes& reply, std::uint16_t room = 1500) {
         Bytes place(room);
-        length = room;
-        result = ble_get_response_data(reply.data(), static_cast<std::uint16_t>(reply.size()), place.data(), &length);
-        place.resize(result == 0 ? length : 0);
+        length_ = room;
+        result_ = ble_get_response_data(reply.data(), static_cast<std::uint16_t>(reply.size()), place.data(), &length_);
+        place.resize(result_ == 0 ? length_ : 0);
         return place;
     }
-    std::vector<std::string> logged() { return linesOf(log); }
+    std::vector<std::string> logged() { return linesOf(log_); }
 
     // Both checks fail with these lines.
     void expectFailure(const Bytes& reply, const std::vector<std::string>& lines) {
         EXPECT_EQ(-1, check(reply));
         EXPECT_EQ(lines, logged());
         data(reply);
-        EXPECT_EQ(-1, result);
-        EXPECT_EQ(1500, length);
+        EXPECT_EQ(-1, result_);
+        EXPECT_EQ(1500, length_);
         EXPECT_EQ(lines, logged());
     }
 
-    SyslogCapture log;
-    int result = 0;
-    std::uint16_t length = 0;
+    SyslogCapture log_;
+    int result_ = 0;
+    std::uint16_t length_ = 0;
 };
 
 } // namespace
@@ -48,8 +48,8 @@ TEST_F(Reply, StatusZeroAlone) {
     const Bytes reply = {0, 9, 0, 3, 0, 0, 1, 69, 0};
     EXPECT_EQ(0, check(reply));
     EXPECT_THAT(data(reply), IsEmpty());
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(0, length);
+    EXPECT_EQ(0, result_);
+    EXPECT_EQ(0, length_);
     EXPECT_THAT(logged(), IsEmpty());
 }
 
@@ -57,7 +57,7 @@ TEST_F(Reply, DataBehindTheStatus) {
     const Bytes reply = {0, 12, 0, 3, 0, 0, 4, 69, 0, 0xAA, 0xBB, 0xCC};
     EXPECT_EQ(0, check(reply));
     EXPECT_THAT(data(reply), ElementsAre(0xAA, 0xBB, 0xCC));
-    EXPECT_EQ(0, result);
+    EXPECT_EQ(0, result_);
     EXPECT_THAT(logged(), IsEmpty());
 }
 
@@ -90,7 +90,7 @@ TEST_F(Reply, WithoutAResponseElement) {
 }
 
 TEST_F(Reply, EmptyResponseElement) {
-    expectFailure({0, 8, 0, 3, 0, 0, 0, 69}, {"ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n"});
+    expectFailure({0, 8, 0, 3, 0, 0, 0, 69}, {"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
 }
 
 TEST_F(Reply, NothingAtAll) {
@@ -124,21 +124,21 @@ TEST_F(Reply, LengthsThatLieAreRefused) {
 TEST_F(Reply, RoomCountsTheStatusByteToo) {
     const Bytes reply = replyOf(0, Bytes(1499, 7));
     EXPECT_EQ(Bytes(1499, 7), data(reply, 1500));
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(1499, length);
+    EXPECT_EQ(0, result_);
+    EXPECT_EQ(1499, length_);
 
     data(reply, 1499);
-    EXPECT_EQ(-1, result);
-    EXPECT_EQ(1499, length);
+    EXPECT_EQ(-1, result_);
+    EXPECT_EQ(1499, length_);
     EXPECT_THAT(logged(), ElementsAre("Not enough buffer to hold data length:1500"));
 }
 
 TEST_F(Reply, RoomIsLookedAtBeforeTheStatus) {
     data(replyOf(1, {1, 2}), 2);
-    EXPECT_EQ(-1, result);
+    EXPECT_EQ(-1, result_);
     EXPECT_THAT(logged(), ElementsAre("Not enough buffer to hold data length:3"));
     data(replyOf(0), 0);
-    EXPECT_EQ(-1, result);
+    EXPECT_EQ(-1, result_);
     EXPECT_THAT(logged(), ElementsAre("Not enough buffer to hold data length:1"));
 }
 
@@ -147,10 +147,10 @@ TEST_F(Reply, DataMayTakeTheReplysPlace) {
     std::iota(content.begin(), content.end(), std::uint8_t{0});
     const Bytes reply = replyOf(0, content);
     Bytes place = reply;
-    length = 1500;
-    EXPECT_EQ(0, ble_get_response_data(place.data(), static_cast<std::uint16_t>(place.size()), place.data(), &length));
-    EXPECT_EQ(1400, length);
-    place.resize(length);
+    length_ = 1500;
+    EXPECT_EQ(0, ble_get_response_data(place.data(), static_cast<std::uint16_t>(place.size()), place.data(), &length_));
+    EXPECT_EQ(1400, length_);
+    place.resize(length_);
     EXPECT_EQ(content, place);
 }
 
@@ -166,6 +166,6 @@ TEST_F(Reply, IsTracedAtTheTraceLevelUnderTheSwitchOnly) {
     EXPECT_EQ(0, check(replyOf(0)));
     EXPECT_THAT(logged(), ElementsAre("UTIL_LOG_TRACE:message category 3, 9 bytes [69:1] 00 @zvCtrlD"));
     data(replyOf(0, {0xAB}));
-    EXPECT_EQ(0, result);
+    EXPECT_EQ(0, result_);
     EXPECT_THAT(logged(), ElementsAre("UTIL_LOG_TRACE:message category 3, 10 bytes [69:2] 00ab @zvCtrlD"));
 }

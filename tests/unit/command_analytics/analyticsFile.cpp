@@ -36,7 +36,7 @@ void writeFile(const std::string& bytes) {
     zvtest::wrappedWrite().sizes.clear(); // linked statically, the stream's own calls are counted too
 }
 
-// A source that hands out its bytes and fails where it is told to; a destination that keeps the blocks.
+// A source that hands out its bytes and fails at failAt; a destination that keeps the blocks.
 struct Source {
     std::string bytes;
     std::size_t failAt = std::string::npos;
@@ -96,21 +96,21 @@ struct Streams {
 TEST(AnalyticsCopy, CopiesInBlocksOfAtMost1024BytesAndReturns0) {
     Streams streams;
     streams.source.bytes = pattern(2500);
-    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(0, copyAnalytics(streams.out, streams.in));
     EXPECT_EQ(pattern(2500), streams.copied());
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 1024, 452));
 }
 
 TEST(AnalyticsCopy, CopiesNothingFromAnEmptySource) {
     Streams streams;
-    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(0, copyAnalytics(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
 TEST(AnalyticsCopy, CopiesExactlyOneBlock) {
     Streams streams;
     streams.source.bytes = pattern(1024);
-    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(0, copyAnalytics(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), ElementsAre(1024));
 }
 
@@ -119,7 +119,7 @@ TEST(AnalyticsCopy, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(-1, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(-1, copyAnalytics(streams.out, streams.in));
     EXPECT_EQ(pattern(5000).substr(0, 1500), streams.copied());
     EXPECT_THAT(streams.sizes(), ElementsAre(1024, 476));
 }
@@ -128,7 +128,7 @@ TEST(AnalyticsCopy, ASourceThatGivesNothingCountsAsExhausted) {
     Streams streams;
     streams.source.bytes = pattern(100);
     streams.source.failAt = 0;
-    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(0, copyAnalytics(streams.out, streams.in));
     EXPECT_THAT(streams.sizes(), IsEmpty());
 }
 
@@ -136,30 +136,30 @@ TEST(AnalyticsCopy, DoesNotLookAtWriteErrors) {
     Streams streams;
     streams.source.bytes = pattern(2048);
     streams.destination.refuses = true;
-    EXPECT_EQ(0, analytics_copy(streams.out, streams.in));
+    EXPECT_EQ(0, copyAnalytics(streams.out, streams.in));
     EXPECT_EQ(2048U, streams.source.at);
 }
 
 class AnalyticsSend : public testing::Test {
 protected:
-    AnalyticsSend() : out(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
-    ~AnalyticsSend() override { close(out); }
+    AnalyticsSend() : out_(open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
+    ~AnalyticsSend() override { close(out_); }
 
     int send(std::int32_t limit) {
-        std::FILE* const file = analytics_open(path);
+        std::FILE* const file = openAnalytics(path);
         EXPECT_NE(nullptr, file);
-        const int result = analytics_send(out, file, limit);
+        const int result = sendAnalytics(out_, file, limit);
         std::fclose(file);
         return result;
     }
 
     std::string sent() const {
         std::string all(1 << 17, '\0');
-        const ssize_t length = pread(out, all.data(), all.size(), 0);
+        const ssize_t length = pread(out_, all.data(), all.size(), 0);
         return all.substr(0, static_cast<std::size_t>(length));
     }
 
-    int out;
+    int out_;
 };
 
 TEST_F(AnalyticsSend, WritesEveryBlockAsItWasRead) {
@@ -184,7 +184,7 @@ TEST_F(AnalyticsSend, WritesWhatWasGatheredWhenTheSourceFails) {
     streams.source.bytes = pattern(40000);
     streams.source.failAt = 16384 + 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(-1, analytics_send(out, streams.in, 40000));
+    EXPECT_EQ(-1, sendAnalytics(out_, streams.in, 40000));
     EXPECT_EQ(pattern(40000).substr(0, 16384 + 1500), sent());
     EXPECT_EQ(1500U, wrappedWrite().sizes.back());
 }
@@ -192,8 +192,8 @@ TEST_F(AnalyticsSend, WritesWhatWasGatheredWhenTheSourceFails) {
 TEST_F(AnalyticsSend, EverySizeAroundTheLimitsArrivesWhole) {
     for (const std::size_t limit : {1024U, 16384U, 16384U + 1024U, 16384U + 32768U, 16384U + 65536U}) {
         for (const std::size_t size : {limit - 1, limit, limit + 1}) {
-            ASSERT_EQ(0, ftruncate(out, 0));
-            ASSERT_EQ(0, lseek(out, 0, SEEK_SET));
+            ASSERT_EQ(0, ftruncate(out_, 0));
+            ASSERT_EQ(0, lseek(out_, 0, SEEK_SET));
             const std::string bytes = pattern(size);
             writeFile(bytes);
             EXPECT_EQ(0, send(static_cast<std::int32_t>(size)));
@@ -242,32 +242,32 @@ TEST_F(AnalyticsSend, ReturnsMinus1WhenTheSourceFailsAfterABlock) {
     streams.source.bytes = pattern(5000);
     streams.source.failAt = 1500;
     std::setvbuf(streams.in, nullptr, _IONBF, 0);
-    EXPECT_EQ(-1, analytics_send(out, streams.in, 5000));
+    EXPECT_EQ(-1, sendAnalytics(out_, streams.in, 5000));
     EXPECT_EQ(pattern(5000).substr(0, 1500), sent());
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(1024, 476));
 }
 
 int seekEnd(const char* file, std::int32_t& size) {
-    std::FILE* const stream = analytics_open(file);
+    std::FILE* const stream = openAnalytics(file);
     EXPECT_NE(nullptr, stream);
-    const int result = analytics_seek_end(stream, size);
+    const int result = seekAnalyticsEnd(stream, size);
     std::fclose(stream);
     return result;
 }
 
 TEST(AnalyticsOpen, FindsNoFile) {
-    EXPECT_EQ(nullptr, analytics_open("/tmp/absent"));
-    EXPECT_EQ(nullptr, analytics_open(""));
+    EXPECT_EQ(nullptr, openAnalytics("/tmp/absent"));
+    EXPECT_EQ(nullptr, openAnalytics(""));
 }
 
 TEST(AnalyticsSeek, TellsTheSizeAndGoesBackToTheStart) {
     writeFile("0123456789");
-    std::FILE* const file = analytics_open(path);
+    std::FILE* const file = openAnalytics(path);
     std::int32_t size = -1;
-    EXPECT_EQ(0, analytics_seek_end(file, size));
+    EXPECT_EQ(0, seekAnalyticsEnd(file, size));
     EXPECT_EQ(10, size);
     EXPECT_EQ(EOF, std::fgetc(file));
-    EXPECT_EQ(0, analytics_seek_start(file));
+    EXPECT_EQ(0, seekAnalyticsStart(file));
     EXPECT_EQ('0', std::fgetc(file));
     std::fclose(file);
 }

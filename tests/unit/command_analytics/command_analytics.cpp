@@ -23,7 +23,7 @@
 namespace {
 
 bool startUnreachable = false;
-// The file opened by descriptor fails to be read behind so many bytes; -1: it does not.
+// Reading the file that was opened by descriptor fails behind so many bytes; -1: never.
 off_t readableBytes = -1;
 int openDescriptor = -1;
 
@@ -90,7 +90,7 @@ class CommandAnalytics : public testing::Test {
 protected:
     CommandAnalytics() {
         std::filesystem::create_directories("/tmp/fuse_d/analytics");
-        fakePlatform().command_answer = path;
+        fakePlatform().commandAnswer = path;
         setenv("PATH_INFO", "/analytics/get", 1);
         setenv("QUERY_STRING", "q=1", 1);
     }
@@ -211,7 +211,7 @@ TEST_F(CommandAnalytics, LogsThePathOnlyFromDebugLevelOn) {
 }
 
 TEST_F(CommandAnalytics, AnUnreadableRecordingStatePrintsNothingAndFails) {
-    fakePlatform().csi_result = -5;
+    fakePlatform().csiResult = -5;
     const Answered answered = get();
     EXPECT_EQ(-1, answered.result);
     EXPECT_EQ("", answered.output);
@@ -232,7 +232,7 @@ TEST_F(CommandAnalytics, WhileRecordingAnswersBusyWithoutAskingTheDaemon) {
 
 TEST_F(CommandAnalytics, ReturnsTheDaemonsOwnCodeAndPrintsNothing) {
     for (const int code : {-1, -17, -100, 4}) {
-        fakePlatform().command_result = code;
+        fakePlatform().commandResult = code;
         const Answered answered = get();
         EXPECT_EQ(code, answered.result);
         EXPECT_EQ("", answered.output);
@@ -246,15 +246,15 @@ TEST_F(CommandAnalytics, AFileThatDoesNotOpenIsNoContent) {
 }
 
 TEST_F(CommandAnalytics, AnEmptyPathIsNoContent) {
-    fakePlatform().command_answer = "";
+    fakePlatform().commandAnswer = "";
     EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|107>", get().output);
 }
 
 TEST_F(CommandAnalytics, ADirectoryOrAPipeHasNoEndToSeek) {
-    fakePlatform().command_answer = "/tmp/fuse_d";
+    fakePlatform().commandAnswer = "/tmp/fuse_d";
     EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", get().output);
     ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
-    fakePlatform().command_answer = "/tmp/pipe";
+    fakePlatform().commandAnswer = "/tmp/pipe";
     const Answered answered = get();
     EXPECT_EQ(-18, answered.result);
     EXPECT_EQ("<error /analytics/get|q=1|204|-1|no content|handle_command_analytics|83>", answered.output);
@@ -279,16 +279,16 @@ TEST_F(CommandAnalytics, ClosesTheFileInEveryCase) {
     const auto before = descriptors();
     writeFile("x");
     get();
-    fakePlatform().command_answer = "/tmp/fuse_d";
+    fakePlatform().commandAnswer = "/tmp/fuse_d";
     get();
-    fakePlatform().command_answer = path;
+    fakePlatform().commandAnswer = path;
     startUnreachable = true;
     get();
     EXPECT_EQ(before, descriptors());
 }
 
 TEST_F(CommandAnalytics, AnEndlessDeviceDoesNotRunForEver) {
-    fakePlatform().command_answer = "/dev/zero";
+    fakePlatform().commandAnswer = "/dev/zero";
     const auto answered = get();
     EXPECT_EQ(-18, answered.result);
     EXPECT_EQ("Content-Length:  0 Content-Type:  application/octet-stream\r\n\r\n", answered.output);
@@ -303,14 +303,14 @@ TEST_F(CommandAnalytics, ErrorsReadTheEnvironmentAtThatMoment) {
 TEST_F(CommandAnalytics, APathOf256CharactersIsOpenedWhole) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
-    fakePlatform().command_answer = file;
+    fakePlatform().commandAnswer = file;
     EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
 TEST_F(CommandAnalytics, APathOf257CharactersIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
-    fakePlatform().command_answer = file + "f";
+    fakePlatform().commandAnswer = file + "f";
     EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
@@ -318,7 +318,7 @@ TEST_F(CommandAnalytics, APathThatFills257BytesWithoutAnEndIsCutTo256) {
     const std::string file = longestPath();
     std::ofstream(file) << "whole";
     fakePlatform().unterminated = true;
-    fakePlatform().command_answer = file + "f";
+    fakePlatform().commandAnswer = file + "f";
     EXPECT_EQ("Content-Length:  5 Content-Type:  application/octet-stream\r\n\r\nwhole", get().output);
 }
 
@@ -352,7 +352,7 @@ TEST_F(CommandAnalytics, WithoutMemoryNoErrorAnswerIsPrinted) {
     EXPECT_EQ(-2, absent.result);
     EXPECT_EQ("", absent.output);
     EXPECT_THAT(fakePlatform().calls, ElementsAre("csi 3 4 zeroed 0 0", "command 38 null 0 buffer 257"));
-    fakePlatform().command_answer = "/tmp/fuse_d"; // a directory
+    fakePlatform().commandAnswer = "/tmp/fuse_d"; // a directory
     const Answered endless = getWithin(1);
     EXPECT_EQ(-2, endless.result);
     EXPECT_EQ("", endless.output);
@@ -380,7 +380,7 @@ TEST_F(CommandAnalytics, ClearNeedsNoMemory) {
 }
 
 TEST_F(CommandAnalytics, ClearAnswersSuccessWhateverTheDaemonSays) {
-    fakePlatform().command_result = -17;
+    fakePlatform().commandResult = -17;
     char response[16] = "untouched";
     EXPECT_EQ(0, handle_command_analytics_clear(nullptr, response, sizeof response));
     EXPECT_STREQ("untouched", response);

@@ -22,15 +22,15 @@ bool streamInteger(const std::string& text, int& value) {
 void expectLikeStream(const std::string& text) {
     int expected = 4711;
     int actual = 4711;
-    EXPECT_EQ(streamInteger(text, expected), ble_parse_integer(text, actual)) << "[" << text << "]";
+    EXPECT_EQ(streamInteger(text, expected), parseInteger(text, actual)) << "[" << text << "]";
     EXPECT_EQ(expected, actual) << "[" << text << "]";
 }
 
 } // namespace
 
 TEST(BleQuery, NullQueryIsEmpty) {
-    EXPECT_STREQ("", ble_query_text(nullptr));
-    EXPECT_STREQ("p=1", ble_query_text("p=1"));
+    EXPECT_STREQ("", queryText(nullptr));
+    EXPECT_STREQ("p=1", queryText("p=1"));
 }
 
 TEST(BleQuery, Integers) {
@@ -57,7 +57,7 @@ TEST(BleQuery, Integers) {
     };
     for (const auto& row : rows) {
         int value = 4711;
-        EXPECT_TRUE(ble_parse_integer(row.text, value)) << row.text;
+        EXPECT_TRUE(parseInteger(row.text, value)) << row.text;
         EXPECT_EQ(row.value, value) << row.text;
         expectLikeStream(row.text);
     }
@@ -67,7 +67,7 @@ TEST(BleQuery, NotIntegers) {
     for (const char* text : {"", " ", "x", "x1", "+", "-", "+-1", "-+1", "--1", "++1", "+ 1", "- 1", ".5", "%31",
                              "2147483648", "-2147483649", "99999999999999999999999999", "\2401"}) {
         int value = 4711;
-        EXPECT_FALSE(ble_parse_integer(text, value)) << text;
+        EXPECT_FALSE(parseInteger(text, value)) << text;
         EXPECT_EQ(4711, value) << text;
         expectLikeStream(text);
     }

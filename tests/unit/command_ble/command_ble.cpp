@@ -1,4 +1,4 @@
-// The one header of the BLE commands gives their whole interface: nothing of theirs is included beside it.
+// One header gives the whole interface of the BLE commands, so no other one of theirs is included here.
 #include "command_ble.h"
 
 #include <cstdint>
@@ -46,7 +46,7 @@ static_assert(std::is_base_of_v<Msg, BLECommandMsg> && std::is_base_of_v<Msg, Zv
 
 } // namespace
 
-// An interface that is whole can be called as well.
+// A whole interface can be called as well.
 TEST(CommandBle, IsWholeByItsOneHeader) {
     std::uint8_t address[6] = {};
     EXPECT_EQ(0, parse_device_address("A1B2C3D4E5F6", address));

@@ -2,11 +2,12 @@
 #pragma once
 
 #include "bleTest.h"
+#include "command_ble.h"
 
 struct Command {
     Handler handler;
     const char* query;
-    const char* failure; // the line that it logs itself when its request is not accepted
+    const char* failure; // the line that the command itself logs when its request is not accepted
 };
 
 inline constexpr Command commands[] = {

@@ -9,13 +9,13 @@ using testing::ElementsAre;
 namespace {
 
 std::vector<int> parsed(const std::string& text) {
-    std::uint8_t address[BLE_ADDRESS_SIZE] = {0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
+    std::uint8_t address[bleAddressSize] = {0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
     EXPECT_EQ(0, parse_device_address(text, address)) << text;
-    return {address, address + BLE_ADDRESS_SIZE};
+    return {address, address + bleAddressSize};
 }
 
 void expectRefused(const std::string& text) {
-    std::uint8_t address[BLE_ADDRESS_SIZE] = {1, 2, 3, 4, 5, 6};
+    std::uint8_t address[bleAddressSize] = {1, 2, 3, 4, 5, 6};
     EXPECT_EQ(-3, parse_device_address(text, address)) << text;
     EXPECT_THAT(address, ElementsAre(1, 2, 3, 4, 5, 6)) << text;
 }
@@ -65,7 +65,7 @@ TEST(DeviceAddress, ExactlyHexadecimalDigitsAreAcceptedAtEveryPlace) {
         for (int c = 0; c < 256; ++c) {
             std::string text = "112233445566";
             text[place] = static_cast<char>(c);
-            std::uint8_t address[BLE_ADDRESS_SIZE];
+            std::uint8_t address[bleAddressSize];
             const bool digit = digits.find(static_cast<char>(c)) != std::string::npos;
             EXPECT_EQ(digit ? 0 : -3, parse_device_address(text, address)) << c << " at " << place;
         }
@@ -74,5 +74,5 @@ TEST(DeviceAddress, ExactlyHexadecimalDigitsAreAcceptedAtEveryPlace) {
 
 TEST(DeviceAddress, TextIsLowerCaseFirstOctetFirst) {
     const std::uint8_t address[] = {0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0x01};
-    EXPECT_EQ("01b2c3d4e5f6", ble_address_text(address));
+    EXPECT_EQ("01b2c3d4e5f6", addressText(address));
 }

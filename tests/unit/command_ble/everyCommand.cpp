@@ -1,4 +1,4 @@
-// What holds for every command that goes over the link: how a request that is not accepted ends.
+// How a request that is not accepted ends, for every command that goes over the link.
 #include "commands.h"
 
 #include <chrono>
@@ -28,13 +28,13 @@ protected:
     // Until the peer has taken this many requests from its queue.
     void waitForRequests(std::size_t count) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (peer.requestCount() < count && std::chrono::steady_clock::now() < end) {
+        while (peer_.requestCount() < count && std::chrono::steady_clock::now() < end) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        ASSERT_EQ(count, peer.requestCount());
+        ASSERT_EQ(count, peer_.requestCount());
     }
     void alwaysReply(const Bytes& reply) {
-        peer.replyWith([reply](const Bytes&) { return std::vector<Bytes>{reply}; });
+        peer_.replyWith([reply](const Bytes&) { return std::vector<Bytes>{reply}; });
     }
 };
 
@@ -49,7 +49,7 @@ protected:
 TEST_F(EveryCommand, SendsOneRequestOfPriority0AtFirst) {
     alwaysReply(replyOf(1));
     expectFailures({});
-    EXPECT_EQ(std::vector<unsigned>(std::size(commands), 0U), peer.priorities());
+    EXPECT_EQ(std::vector<unsigned>(std::size(commands), 0U), peer_.priorities());
 }
 
 TEST_F(EveryCommand, FailsOnAReplyOfAnotherCategory) {
@@ -64,7 +64,7 @@ TEST_F(EveryCommand, FailsOnAReplyWithoutAResponse) {
 
 TEST_F(EveryCommand, FailsOnAnEmptyResponse) {
     alwaysReply(message(3, element(69, {})));
-    expectFailures({"ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n"});
+    expectFailures({"ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n"});
 }
 
 TEST_F(EveryCommand, FailsOnAnEmptyMessage) {
@@ -73,19 +73,19 @@ TEST_F(EveryCommand, FailsOnAnEmptyMessage) {
 }
 
 TEST_F(EveryCommand, FailsWithoutAReply) {
-    peer.replyWith([](const Bytes&) { return std::vector<Bytes>{}; });
+    peer_.replyWith([](const Bytes&) { return std::vector<Bytes>{}; });
     hurry();
     for (const Command& command : commands) {
-        const std::size_t before = peer.requestCount();
+        const std::size_t before = peer_.requestCount();
         expectFailure(command, {"Failed error:Connection timed out, timeout\n", noReply});
-        // Without a pause for its peer a hurrying process fills the queue, and sending fails as well.
+        // A process that does not wait for its peer would fill the queue, and sending would fail too.
         waitForRequests(before + 1);
     }
 }
 
 TEST_F(FailingSend, EndsInTheCategoryFailure) {
     expectFailures({"Failed", noReply});
-    EXPECT_THAT(peer.requests(), IsEmpty());
+    EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 
 TEST_F(EveryCommand, FailsOnAClosedLink) {

@@ -12,12 +12,12 @@ const Bytes entry = {0, 1, 'a', 'b', 'c', 0, 'd', 0xAB, 0x0D, 0x18};
 
 std::string name(std::uint8_t offset, std::uint8_t size) {
     std::string text = "<";
-    ble_append_name(text, entry, offset, size);
+    appendName(text, entry, offset, size);
     return text + ">";
 }
 
 std::string items(std::uint8_t offset, std::uint8_t length, int width) {
-    return ble_uuid_items(entry, offset, length, width);
+    return uuidItems(entry, offset, length, width);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "bleTest.h"
+#include "command_ble.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -22,7 +23,7 @@ TEST_F(PairStart, AddressAndType) {
         {"address_type=-1&device=1", {0x02, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFF}},
     };
     for (const auto& row : rows) {
-        peer.reply(replyOf(0));
+        peer_.reply(replyOf(0));
         EXPECT_EQ(0, call(ble_pair_start, row.query)) << row.query;
         EXPECT_EQ(row.data, sent().back()) << row.query;
         EXPECT_EQ("untouched", response());
@@ -58,13 +59,13 @@ TEST_F(PairStart, BadDevice) {
 }
 
 TEST_F(PairStart, Refused) {
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_pair_start, "device=1"));
     EXPECT_THAT(logged(), ElementsAre("ble_pair_start device=1 command failed"));
 }
 
 TEST_F(PairStart, WithoutAReply) {
-    peer.stayMute();
+    peer_.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_pair_start, "device=1"));
     EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
@@ -72,9 +73,9 @@ TEST_F(PairStart, WithoutAReply) {
 }
 
 TEST_F(PairCancel, AddressAndType) {
-    peer.reply(replyOf(0));
+    peer_.reply(replyOf(0));
     EXPECT_EQ(0, call(ble_pair_cancel, "device=A1B2C3D4E5F6&address_type=1"));
-    peer.reply(replyOf(0));
+    peer_.reply(replyOf(0));
     EXPECT_EQ(0, call(ble_pair_cancel, "device=A1B2C3D4E5F6"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{0x03, 0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1, 0x01},
                                     Bytes{0x03, 0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1, 0x00}));
@@ -83,7 +84,7 @@ TEST_F(PairCancel, AddressAndType) {
 }
 
 TEST_F(PairCancel, TypeIsCutToEightBits) {
-    peer.reply(replyOf(0));
+    peer_.reply(replyOf(0));
     EXPECT_EQ(0, call(ble_pair_cancel, "address_type=258&device=1"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{0x03, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x02}));
 }
@@ -97,7 +98,7 @@ TEST_F(PairCancel, TypeIsLookedAtFirst) {
 }
 
 TEST_F(PairCancel, WithoutAReply) {
-    peer.stayMute();
+    peer_.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_pair_cancel, "device=1"));
     EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
@@ -125,7 +126,7 @@ TEST_F(PairCancel, BadDevice) {
 }
 
 TEST_F(PairCancel, Refused) {
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_pair_cancel, "device=1"));
     EXPECT_THAT(logged(), ElementsAre("ble_pair_cancel device=1 command failed"));
 }
@@ -137,7 +138,7 @@ TEST_F(PairStatus, AnswersTheStatusByte) {
     } rows[] = {
         {0, "\n{\"pairing_status\":0}\n"}, {2, "\n{\"pairing_status\":2}\n"}, {255, "\n{\"pairing_status\":255}\n"}};
     for (const auto& row : rows) {
-        peer.reply(replyOf(0, {row.status}));
+        peer_.reply(replyOf(0, {row.status}));
         EXPECT_EQ(0, call(ble_pair_status, nullptr));
         EXPECT_EQ(row.text, response());
         EXPECT_EQ(Bytes{9}, sent().back());
@@ -146,45 +147,45 @@ TEST_F(PairStatus, AnswersTheStatusByte) {
 }
 
 TEST_F(PairStatus, QueryIsNotRead) {
-    peer.reply(replyOf(0, {1}));
+    peer_.reply(replyOf(0, {1}));
     EXPECT_EQ(0, call(ble_pair_status, "device=zz&address_type=x"));
     EXPECT_EQ("\n{\"pairing_status\":1}\n", response());
 }
 
 TEST_F(PairStatus, WithoutABuffer) {
-    peer.reply(replyOf(0, {0}));
+    peer_.reply(replyOf(0, {0}));
     EXPECT_EQ(0, callWithoutBuffer(ble_pair_status, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(PairStatus, AnswerNeedsRoomForItsZero) {
-    peer.reply(replyOf(0, {0}));
+    peer_.reply(replyOf(0, {0}));
     EXPECT_EQ(0, callWithRoom(ble_pair_status, "", 23));
     EXPECT_EQ("\n{\"pairing_status\":0}\n", response());
-    peer.reply(replyOf(0, {0}));
+    peer_.reply(replyOf(0, {0}));
     EXPECT_EQ(-1, callWithRoom(ble_pair_status, "", 22));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(PairStatus, ReplyThatIsNotOneByte) {
-    peer.reply(replyOf(0));
+    peer_.reply(replyOf(0));
     EXPECT_EQ(-1, call(ble_pair_status, ""));
-    peer.reply(replyOf(0, {1, 2}));
+    peer_.reply(replyOf(0, {1, 2}));
     EXPECT_EQ(-1, call(ble_pair_status, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Expected 1 bytes in response, got 0", "Expected 1 bytes in response, got 2"));
 }
 
 TEST_F(PairStatus, Refused) {
-    peer.reply(replyOf(3, {1}));
+    peer_.reply(replyOf(3, {1}));
     EXPECT_EQ(-1, call(ble_pair_status, ""));
     EXPECT_THAT(logged(), ElementsAre("ble_pair_status command failed"));
 }
 
 TEST_F(PairStatus, WithoutAReply) {
-    peer.stayMute();
+    peer_.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_pair_status, ""));
     EXPECT_THAT(logged(),

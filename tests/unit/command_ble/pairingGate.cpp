@@ -1,4 +1,5 @@
 #include "bleTest.h"
+#include "command_ble.h"
 #include "csi.h"
 
 #include <chrono>
@@ -28,7 +29,7 @@ protected:
         itemsRead.clear();
     }
 
-    SyslogCapture log;
+    SyslogCapture log_;
 };
 
 class PairingPhase : public BleTest {};
@@ -65,7 +66,7 @@ TEST_F(PairingAvailable, WhileIdle) {
     EXPECT_EQ(0, ble_pairing_available("any=1", response, 2));
     EXPECT_STREQ("x", response);
     EXPECT_EQ(0, ble_pairing_available(nullptr, nullptr, 0));
-    EXPECT_THAT(linesOf(log), IsEmpty());
+    EXPECT_THAT(linesOf(log_), IsEmpty());
 }
 
 TEST_F(PairingAvailable, NotWhileRecording) {
@@ -73,7 +74,7 @@ TEST_F(PairingAvailable, NotWhileRecording) {
         items[recordingItem] = recording;
         itemsRead.clear();
         EXPECT_EQ(-1, ble_pairing_available(nullptr, nullptr, 0));
-        EXPECT_THAT(linesOf(log), ElementsAre(debugLine("Can't enter pairing phase because recording")));
+        EXPECT_THAT(linesOf(log_), ElementsAre(debugLine("Can't enter pairing phase because recording")));
         EXPECT_THAT(itemsRead, ElementsAre(recordingItem));
     }
 }
@@ -81,7 +82,7 @@ TEST_F(PairingAvailable, NotWhileRecording) {
 TEST_F(PairingAvailable, NotWhilePairingIsUnderWay) {
     items[pairingStateItem] = 1;
     EXPECT_EQ(-1, ble_pairing_available(nullptr, nullptr, 0));
-    EXPECT_THAT(linesOf(log),
+    EXPECT_THAT(linesOf(log_),
                 ElementsAre(debugLine("Can't enter pairing phase because apPairingState(1)==OP_STARTED")));
     EXPECT_THAT(itemsRead, ElementsAre(recordingItem, pairingStateItem));
 }
@@ -91,34 +92,34 @@ TEST_F(PairingAvailable, InAnyOtherPairingState) {
         items[pairingStateItem] = state;
         EXPECT_EQ(0, ble_pairing_available(nullptr, nullptr, 0)) << state;
     }
-    EXPECT_THAT(linesOf(log), IsEmpty());
+    EXPECT_THAT(linesOf(log_), IsEmpty());
 }
 
 TEST_F(PairingAvailable, NotWhenTheRecordingFlagCannotBeRead) {
     items.erase(recordingItem);
     EXPECT_EQ(-1, ble_pairing_available(nullptr, nullptr, 0));
-    EXPECT_THAT(linesOf(log), ElementsAre("csi_get(CSI_RECORDING) failed"));
+    EXPECT_THAT(linesOf(log_), ElementsAre("csi_get(CSI_RECORDING) failed"));
     EXPECT_THAT(itemsRead, ElementsAre(recordingItem));
 }
 
 TEST_F(PairingAvailable, NotWhenThePairingStateCannotBeRead) {
     items.erase(pairingStateItem);
     EXPECT_EQ(-1, ble_pairing_available(nullptr, nullptr, 0));
-    EXPECT_THAT(linesOf(log), ElementsAre("csi_get(CSI_AP_PAIRING_STATE) failed"));
+    EXPECT_THAT(linesOf(log_), ElementsAre("csi_get(CSI_AP_PAIRING_STATE) failed"));
 }
 
 TEST_F(PairingAvailable, RefusalsAreNotErrors) {
     g_logLevel = UTIL_LOG_WARN;
     items[recordingItem] = 1;
     EXPECT_EQ(-1, ble_pairing_available(nullptr, nullptr, 0));
-    EXPECT_THAT(linesOf(log), IsEmpty());
+    EXPECT_THAT(linesOf(log_), IsEmpty());
 }
 
 TEST_F(PairingPhase, AnyNumberButZeroEnters) {
     for (const char* query : {"p=1", "p=7", "p=-1", "p=5x", "p= 2", "q=0&p=256"}) {
-        peer.reply(replyOf(0));
+        peer_.reply(replyOf(0));
         EXPECT_EQ(0, call(ble_pairing_phase, query)) << query;
-        EXPECT_EQ(phaseRequest(enter), peer.requests().back()) << query;
+        EXPECT_EQ(phaseRequest(enter), peer_.requests().back()) << query;
         EXPECT_EQ("untouched", response());
     }
     EXPECT_THAT(logged(), IsEmpty());
@@ -126,19 +127,19 @@ TEST_F(PairingPhase, AnyNumberButZeroEnters) {
 
 TEST_F(PairingPhase, ZeroLeaves) {
     for (const char* query : {"p=0", "p=-0", "p=0x1"}) {
-        peer.reply(replyOf(0));
+        peer_.reply(replyOf(0));
         EXPECT_EQ(0, call(ble_pairing_phase, query)) << query;
-        EXPECT_EQ(phaseRequest(leave), peer.requests().back()) << query;
+        EXPECT_EQ(phaseRequest(leave), peer_.requests().back()) << query;
     }
     EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(PairingPhase, DataOfAnEarlierRequestDoNotStayBehind) {
-    peer.replyWith([](const Bytes&) { return std::vector<Bytes>{replyOf(0)}; });
+    peer_.replyWith([](const Bytes&) { return std::vector<Bytes>{replyOf(0)}; });
     EXPECT_EQ(0, call(ble_pairing_phase, "p=1"));
     EXPECT_EQ(0, call(ble_scan, "p=1"));
     EXPECT_EQ(0, call(ble_pairing_phase, "p=0"));
-    EXPECT_THAT(peer.requests(), ElementsAre(phaseRequest(enter), bleRequest({1, 1}), phaseRequest(leave)));
+    EXPECT_THAT(peer_.requests(), ElementsAre(phaseRequest(enter), bleRequest({1, 1}), phaseRequest(leave)));
 }
 
 TEST_F(PairingPhase, MissingParameter) {
@@ -147,7 +148,7 @@ TEST_F(PairingPhase, MissingParameter) {
     EXPECT_EQ(-3, call(ble_pairing_phase, ""));
     EXPECT_EQ(-3, call(ble_pairing_phase, nullptr));
     EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in ", "Failed to parse parameters in "));
-    EXPECT_THAT(peer.requests(), IsEmpty());
+    EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 
 TEST_F(PairingPhase, NotANumber) {
@@ -157,26 +158,26 @@ TEST_F(PairingPhase, NotANumber) {
     EXPECT_THAT(logged(), ElementsAre("Error parsing parameter for pairing_phase command [x]",
                                       "Error parsing parameter for pairing_phase command []",
                                       "Error parsing parameter for pairing_phase command [2147483648]"));
-    EXPECT_THAT(peer.requests(), IsEmpty());
+    EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 
 TEST_F(PairingPhase, Refused) {
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=7"));
-    EXPECT_THAT(linesOf(log), ElementsAre("ble_pairing_phase p=7 command failed"));
+    EXPECT_THAT(linesOf(log_), ElementsAre("ble_pairing_phase p=7 command failed"));
 }
 
 TEST_F(PairingPhase, BadReplies) {
-    peer.reply({});
+    peer_.reply({});
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=1"));
     EXPECT_THAT(logged(), ElementsAre(noReply, "ble_pairing_phase p=1 command failed"));
-    peer.reply(message(3, element(66, {0})));
+    peer_.reply(message(3, element(66, {0})));
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=0"));
     EXPECT_THAT(logged(), ElementsAre("Expected a typeRSP element from daemon but got none\n",
                                       "ble_pairing_phase p=0 command failed"));
-    peer.reply(message(3, element(69, {})));
+    peer_.reply(message(3, element(69, {})));
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=0"));
-    EXPECT_THAT(logged(), ElementsAre("ERROR: typeRSP did not contain enough bytes for std::int8_t (got 0)\n",
+    EXPECT_THAT(logged(), ElementsAre("ERROR: typeRSP did not contain enough bytes for int8_t (got 0)\n",
                                       "ble_pairing_phase p=0 command failed"));
 }
 
@@ -191,7 +192,7 @@ TEST_F(PairingPhase, FailedSendLeavesTheRequestInTheBuffer) {
 }
 
 TEST_F(PairingPhase, SilentDaemonEndsTheRequestAfter15Seconds) {
-    peer.stayMute();
+    peer_.stayMute();
     faults::clockOffset = -14; // leaves 1 of the 15 seconds
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(-1, call(ble_pairing_phase, "p=1"));
@@ -200,7 +201,7 @@ TEST_F(PairingPhase, SilentDaemonEndsTheRequestAfter15Seconds) {
     EXPECT_GE(std::chrono::seconds(10), waited);
     EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,
                                       "ble_pairing_phase p=1 command failed"));
-    EXPECT_EQ(phaseRequest(enter), peer.requests().back());
+    EXPECT_EQ(phaseRequest(enter), peer_.requests().back());
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_EQ(-1, mq_open(QueuePeer::replyQueueName().c_str(), O_RDONLY));
     EXPECT_EQ(0, ble_interface_open());

@@ -1,5 +1,5 @@
-// Replies that no daemon should send, by the thousand, always the same ones: every command ends with an answer or a
-// failure, and neither reads nor writes where it should not (which the sanitizers tell).
+// Thousands of replies that no daemon should send, always the same ones. Every command ends with an answer or a
+// failure; the sanitizers tell whether it reads or writes where it should not.
 #include "commands.h"
 #include "listDaemon.h"
 
@@ -13,8 +13,8 @@ class RandomReplies : public BleTest {
 protected:
     RandomReplies() { g_logLevel = UTIL_LOG_OFF; }
 
-    std::uint8_t byte() { return static_cast<std::uint8_t>(random()); }
-    std::size_t below(std::size_t end) { return random() % end; }
+    std::uint8_t byte() { return static_cast<std::uint8_t>(random_()); }
+    std::size_t below(std::size_t end) { return random_() % end; }
     bool oneIn(std::size_t n) { return below(n) == 0; }
     Bytes bytes(std::size_t size) {
         Bytes all(size);
@@ -52,7 +52,7 @@ protected:
         return reply;
     }
 
-    // What every outcome of a command has to be like.
+    // A command either answers a text or fails with -1 and writes nothing.
     void expectAnswer(int result) {
         if (result == 0) {
             const std::string text = response();
@@ -63,30 +63,30 @@ protected:
         }
     }
 
-    // Calls every command; the number of those that answered. None may hold the process longer than the machine is
-    // slow: a single wait for a reply that never comes is 15 seconds.
+    // Calls every command; the number of those that answered. None may take 15 seconds, the time of a single wait for a
+    // reply that never comes.
     int callAll() {
         int answered = 0;
         for (const Command& command : commands) {
-            const std::size_t before = peer.requestCount();
+            const std::size_t before = peer_.requestCount();
             const auto start = std::chrono::steady_clock::now();
             const int result = call(command.handler, command.query);
             EXPECT_GE(std::chrono::seconds(15), std::chrono::steady_clock::now() - start);
             expectAnswer(result);
             answered += result == 0 ? 1 : 0;
-            EXPECT_GE(2U * 255U, peer.requestCount() - before);
+            EXPECT_GE(2U * 255U, peer_.requestCount() - before);
         }
         return answered;
     }
 
     // The same replies every time.
-    std::mt19937 random{20250101}; // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    std::mt19937 random_{20250101}; // NOLINT(cert-msc32-c,cert-msc51-cpp)
 };
 
 } // namespace
 
 TEST_F(RandomReplies, EveryCommandEnds) {
-    peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
+    peer_.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
     int answered = 0;
     for (int i = 0; i < 400; ++i) {
         answered += callAll();
@@ -97,7 +97,7 @@ TEST_F(RandomReplies, EveryCommandEnds) {
 TEST_F(RandomReplies, EveryCommandEndsWhileMessagesAreTraced) {
     g_logLevel = UTIL_LOG_TRACE;
     g_debug_level |= 0x100;
-    peer.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
+    peer_.replyWith([this](const Bytes& request) { return std::vector<Bytes>{randomReply(request)}; });
     int answered = 0;
     std::size_t traced = 0;
     for (int i = 0; i < 40; ++i) {
@@ -107,12 +107,12 @@ TEST_F(RandomReplies, EveryCommandEndsWhileMessagesAreTraced) {
         }
     }
     EXPECT_LT(40, answered);
-    EXPECT_EQ(peer.requestCount(), traced);
+    EXPECT_EQ(peer_.requestCount(), traced);
 }
 
 // What is left over in the reply queue is the next request's reply.
 TEST_F(RandomReplies, EveryCommandEndsWithTwoRepliesToARequest) {
-    peer.replyWith([this](const Bytes& request) {
+    peer_.replyWith([this](const Bytes& request) {
         return std::vector<Bytes>{randomReply(request), randomReply(request)};
     });
     for (int i = 0; i < 40; ++i) {
@@ -122,7 +122,7 @@ TEST_F(RandomReplies, EveryCommandEndsWithTwoRepliesToARequest) {
 
 TEST_F(RandomReplies, EveryCommandEndsWithoutSomeReplies) {
     hurry();
-    peer.replyWith([this](const Bytes& request) {
+    peer_.replyWith([this](const Bytes& request) {
         return oneIn(2) ? std::vector<Bytes>{} : std::vector<Bytes>{randomReply(request)};
     });
     for (int i = 0; i < 100; ++i) {
@@ -136,11 +136,11 @@ TEST_F(RandomReplies, EveryTruncationOfAPage) {
     for (const auto& [whole, handler] : {std::pair{scan.page(0, 15), Handler{ble_scan_list}},
                                          std::pair{whitelist.page(0, 255), Handler{ble_whitelist_list}}}) {
         for (std::size_t size = 0; size < whole.size(); ++size) {
-            peer.reply(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+            peer_.reply(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
             EXPECT_EQ(-1, call(handler, ""));
             EXPECT_EQ("untouched", response());
         }
-        peer.reply(whole);
+        peer_.reply(whole);
         EXPECT_EQ(0, call(handler, ""));
     }
 }

@@ -1,3 +1,4 @@
+#include "command_ble.h"
 #include "listDaemon.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ class ScanList : public BleTest {
 protected:
     // The device array of a list with this entry alone, when the entry stands at the end of the reply.
     std::string deviceArray(const Bytes& entry) {
-        peer.reply(replyOf(0, pageData(1, 1, 0, 1, {entry})));
+        peer_.reply(replyOf(0, pageData(1, 1, 0, 1, {entry})));
         EXPECT_EQ(0, call(ble_scan_list, ""));
         const std::string text = response();
         const std::string before = "\n{\"list_id\":1,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":[";
@@ -61,7 +62,7 @@ LongList longList(std::size_t length) {
 } // namespace
 
 TEST_F(ScanList, EmptyList) {
-    peer.reply(replyOf(0, {3, 0, 0, 0}));
+    peer_.reply(replyOf(0, {3, 0, 0, 0}));
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 0, 15}));
@@ -69,7 +70,7 @@ TEST_F(ScanList, EmptyList) {
 }
 
 TEST_F(ScanList, WholeDocument) {
-    peer.reply(replyOf(0, pageData(200, 2, 0, 2, {fullEntry(), scanEntry({1, 2, 3, 4, 5, 6}, 255, 0x7F)})));
+    peer_.reply(replyOf(0, pageData(200, 2, 0, 2, {fullEntry(), scanEntry({1, 2, 3, 4, 5, 6}, 255, 0x7F)})));
     EXPECT_EQ(0, call(ble_scan_list, nullptr));
     EXPECT_EQ("\n{\"list_id\":200,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
               "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":1,\"rssi\":-60,\"name\":\"Grip Mk II\","
@@ -86,7 +87,7 @@ TEST_F(ScanList, SinglePage) {
     for (std::uint8_t i = 0; i < 20; ++i) {
         daemon.entries.push_back(scanEntry({i, 0, 0, 0, 0, 0}));
     }
-    peer.replyWith(daemon);
+    peer_.replyWith(daemon);
     EXPECT_EQ(0, call(ble_scan_list, "p=18"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 18, 15}));
     EXPECT_EQ("\n{\"list_id\":5,\"total\":20,\"index\":18,\"index_count\":2,\"device_array\":["
@@ -97,8 +98,8 @@ TEST_F(ScanList, SinglePage) {
 }
 
 TEST_F(ScanList, PagesAreJoinedWithoutATrace) {
-    peer.reply(replyOf(0, pageData(5, 2, 0, 1, {scanEntry({1, 0, 0, 0, 0, 0})})));
-    peer.reply(replyOf(0, pageData(5, 2, 1, 1, {scanEntry({2, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(0, pageData(5, 2, 0, 1, {scanEntry({1, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(0, pageData(5, 2, 1, 1, {scanEntry({2, 0, 0, 0, 0, 0})})));
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_EQ("\n{\"list_id\":5,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
               "{\"address\":\"000000000001\",\"address_type\":0,\"rssi\":0,\"name\":\"\"},"
@@ -108,9 +109,9 @@ TEST_F(ScanList, PagesAreJoinedWithoutATrace) {
 }
 
 TEST_F(ScanList, RebuiltListDropsTheAbandonedAttempt) {
-    peer.reply(replyOf(0, pageData(1, 2, 0, 1, {scanEntry({0xAA, 0, 0, 0, 0, 0})})));
-    peer.reply(replyOf(0, pageData(2, 2, 1, 1, {scanEntry({0xBB, 0, 0, 0, 0, 0})})));
-    peer.reply(replyOf(0, pageData(2, 1, 0, 1, {scanEntry({0xCC, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 1, {scanEntry({0xAA, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(0, pageData(2, 2, 1, 1, {scanEntry({0xBB, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(0, pageData(2, 1, 0, 1, {scanEntry({0xCC, 0, 0, 0, 0, 0})})));
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{4, 0, 15}, Bytes{4, 1, 1}, Bytes{4, 0, 1}));
     EXPECT_EQ("\n{\"list_id\":2,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":["
@@ -171,7 +172,7 @@ TEST_F(ScanList, SignalStrengthIsSigned) {
 TEST_F(ScanList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
     const Bytes reaching = put(put(scanEntry(address), 8, {80, 4}), 80, bytesOf("ab"));
     const Bytes next = scanEntry({'c', 'd', 'e', 0, 0, 0});
-    peer.reply(replyOf(0, pageData(1, 2, 0, 2, {reaching, next})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 2, {reaching, next})));
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_EQ("\n{\"list_id\":1,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
               "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"abcd\"},"
@@ -192,20 +193,20 @@ TEST_F(ScanList, LengthsWithoutAnOffsetAreNoLists) {
 TEST_F(ScanList, ListAcrossTheEntrysEndIsReadFromTheNextEntry) {
     const Bytes reaching = put(put(scanEntry(address), 12, {80, 4}), 80, {0x11, 0x22});
     const Bytes next = scanEntry({0x33, 0x44, 0, 0, 0, 0});
-    peer.reply(replyOf(0, pageData(1, 2, 0, 2, {reaching, next})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 2, {reaching, next})));
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_THAT(response(), testing::HasSubstr("\"profile_uuid16\":[\"1122\",\"3344\"]"));
 }
 
 TEST_F(ScanList, EveryOffsetAndLengthOfTheLastEntryStaysWithinTheBuffer) {
-    // Entries as far behind in the buffer as a page takes them.
+    // The entries stand as far behind in the buffer as a page allows.
     std::vector<Bytes> entries(15, scanEntry(address));
     for (int offset = 0; offset < 256; offset += 3) {
         for (const int length : {1, 2, 15, 16, 254, 255}) {
             const auto at = static_cast<std::uint8_t>(offset);
             const auto size = static_cast<std::uint8_t>(length);
             entries.back() = put(scanEntry(address), 8, {at, size, at, size, at, size});
-            peer.reply(replyOf(0, pageData(1, 15, 0, 15, entries)));
+            peer_.reply(replyOf(0, pageData(1, 15, 0, 15, entries)));
             EXPECT_EQ(0, callWithoutBuffer(ble_scan_list, ""));
         }
     }
@@ -217,7 +218,7 @@ TEST_F(ScanList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
     entries.back() = put(scanEntry(address), 8, {255, 255, 255, 255, 255, 255});
     const Bytes reply = replyOf(0, pageData(1, 15, 0, 15, entries));
     std::fill(ble_msg_buffer + reply.size(), ble_msg_buffer + BLE_MSG_SIZE, std::uint8_t{'z'});
-    peer.reply(reply);
+    peer_.reply(reply);
     EXPECT_EQ(0, call(ble_scan_list, ""));
     const std::string plain = "{\"address\":\"a1b2c3d4e5f6\",\"address_type\":0,\"rssi\":0,\"name\":\"\"},";
     std::string expected = "\n{\"list_id\":1,\"total\":15,\"index\":0,\"index_count\":15,\"device_array\":[";
@@ -246,15 +247,15 @@ TEST_F(ScanList, NotANumber) {
 }
 
 TEST_F(ScanList, FailedAcquisitionLeavesTheBufferAlone) {
-    peer.reply(replyOf(0, pageData(5, 2, 0, 1, {scanEntry({1, 0, 0, 0, 0, 0})})));
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(0, pageData(5, 2, 0, 1, {scanEntry({1, 0, 0, 0, 0, 0})})));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Failed to get proper response for scan results: -1"));
 }
 
 TEST_F(ScanList, DocumentLongerThanTheBuffer) {
-    peer.reply(replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, put(fullEntry(), 10, {18, 64, 14, 68})))));
+    peer_.reply(replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, put(fullEntry(), 10, {18, 64, 14, 68})))));
     EXPECT_EQ(-1, call(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
@@ -263,14 +264,14 @@ TEST_F(ScanList, DocumentLongerThanTheBuffer) {
 TEST_F(ScanList, DocumentOf4095CharactersIsTheLongest) {
     const LongList fitting = longList(4095);
     ASSERT_EQ(4095U, fitting.document.size());
-    peer.replyWith(ListDaemon{1, 15, fitting.entries});
+    peer_.replyWith(ListDaemon{1, 15, fitting.entries});
     EXPECT_EQ(0, call(ble_scan_list, ""));
     EXPECT_EQ(fitting.document, response());
     EXPECT_THAT(logged(), IsEmpty());
 
     const LongList tooLong = longList(4096);
     ASSERT_EQ(4096U, tooLong.document.size());
-    peer.replyWith(ListDaemon{1, 15, tooLong.entries});
+    peer_.replyWith(ListDaemon{1, 15, tooLong.entries});
     EXPECT_EQ(-1, call(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
@@ -278,17 +279,17 @@ TEST_F(ScanList, DocumentOf4095CharactersIsTheLongest) {
 
 TEST_F(ScanList, DocumentNeedsRoomForItsZero) {
     const Bytes reply = {3, 0, 0, 0};
-    peer.reply(replyOf(0, reply));
+    peer_.reply(replyOf(0, reply));
     EXPECT_EQ(0, callWithRoom(ble_scan_list, "", 71));
     EXPECT_EQ(70U, response().size());
-    peer.reply(replyOf(0, reply));
+    peer_.reply(replyOf(0, reply));
     EXPECT_EQ(-1, callWithRoom(ble_scan_list, "", 70));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(ScanList, WithoutABuffer) {
-    peer.reply(replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, fullEntry()))));
+    peer_.reply(replyOf(0, pageData(1, 15, 0, 15, std::vector<Bytes>(15, fullEntry()))));
     EXPECT_EQ(0, callWithoutBuffer(ble_scan_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), IsEmpty());

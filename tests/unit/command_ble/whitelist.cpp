@@ -1,3 +1,4 @@
+#include "command_ble.h"
 #include "listDaemon.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ LongList longList(std::size_t length) {
 } // namespace
 
 TEST_F(WhitelistList, EmptyList) {
-    peer.reply(replyOf(0, {3, 0, 0, 0}));
+    peer_.reply(replyOf(0, {3, 0, 0, 0}));
     EXPECT_EQ(0, call(ble_whitelist_list, nullptr));
     EXPECT_EQ("\n{\"list_id\":3,\"total\":0,\"index\":0,\"index_count\":0,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
@@ -40,10 +41,10 @@ TEST_F(WhitelistList, EmptyList) {
 }
 
 TEST_F(WhitelistList, SlotsThatAreNotInUseAreLeftOut) {
-    peer.reply(replyOf(0, pageData(4, 3, 0, 3,
-                                   {whitelistEntry({1, 2, 3, 4, 5, 6}, 0x005A, "Grip"),
-                                    whitelistEntry({9, 9, 9, 9, 9, 9}, 0xFFFF & ~inUse, "gone"),
-                                    whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, inUse)})));
+    peer_.reply(replyOf(0, pageData(4, 3, 0, 3,
+                                    {whitelistEntry({1, 2, 3, 4, 5, 6}, 0x005A, "Grip"),
+                                     whitelistEntry({9, 9, 9, 9, 9, 9}, 0xFFFF & ~inUse, "gone"),
+                                     whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":["
               "{\"address\":\"060504030201\",\"name\":\"Grip\",\"mitm_paired\":1,\"auto_connect\":1,\"connected\":"
@@ -65,14 +66,14 @@ TEST_F(WhitelistList, EveryFlagHasItsMember) {
         {0xFFE5, "\"mitm_paired\":0,\"auto_connect\":0,\"connected\":0}"},
     };
     for (const auto& row : rows) {
-        peer.reply(replyOf(0, pageData(4, 1, 0, 1, {whitelistEntry({1, 2, 3, 4, 5, 6}, row.flags)})));
+        peer_.reply(replyOf(0, pageData(4, 1, 0, 1, {whitelistEntry({1, 2, 3, 4, 5, 6}, row.flags)})));
         EXPECT_EQ(0, call(ble_whitelist_list, ""));
         EXPECT_THAT(response(), testing::HasSubstr(row.members));
     }
 }
 
 TEST_F(WhitelistList, NameEndsAtItsFieldSize) {
-    peer.reply(
+    peer_.reply(
         replyOf(0, pageData(4, 1, 0, 1, {put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse, "Remote control"), 9, {5})})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_THAT(response(), testing::HasSubstr("\"name\":\"Remot\","));
@@ -85,7 +86,7 @@ TEST_F(WhitelistList, NameOfALargeSizeStaysWithinTheBuffer) {
         last[9] = 255;
         std::vector<Bytes> entries(36, Bytes(41, 'x'));
         entries.back() = last;
-        peer.reply(replyOf(0, pageData(4, 36, 0, 36, entries)));
+        peer_.reply(replyOf(0, pageData(4, 36, 0, 36, entries)));
         EXPECT_EQ(0, callWithoutBuffer(ble_whitelist_list, ""));
     }
     EXPECT_THAT(logged(), IsEmpty());
@@ -97,7 +98,7 @@ TEST_F(WhitelistList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
     entries.back() = put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse), 8, {50, 255});
     const Bytes reply = replyOf(0, pageData(4, 36, 0, 36, entries));
     std::fill(ble_msg_buffer + reply.size(), ble_msg_buffer + BLE_MSG_SIZE, std::uint8_t{'z'});
-    peer.reply(reply);
+    peer_.reply(reply);
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":["
               "{\"address\":\"060504030201\",\"name\":\"zzzzzzzzzzz\",\"mitm_paired\":0,\"auto_connect\":0,"
@@ -109,7 +110,7 @@ TEST_F(WhitelistList, LastEntryIsReadToTheBuffersEndAndNoFurther) {
 TEST_F(WhitelistList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
     const Bytes reaching = put(put(whitelistEntry({1, 2, 3, 4, 5, 6}, inUse), 8, {39, 4}), 39, bytesOf("ab"));
     const Bytes next = whitelistEntry({'c', 'd', 'e', 0, 0, 0}, 0);
-    peer.reply(replyOf(0, pageData(4, 2, 0, 2, {reaching, next})));
+    peer_.reply(replyOf(0, pageData(4, 2, 0, 2, {reaching, next})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":1,\"index\":0,\"index_count\":1,\"device_array\":["
               "{\"address\":\"060504030201\",\"name\":\"abcd\",\"mitm_paired\":0,\"auto_connect\":0,"
@@ -118,7 +119,7 @@ TEST_F(WhitelistList, NameAcrossTheEntrysEndIsReadFromTheNextEntry) {
 }
 
 TEST_F(WhitelistList, FreeSlotsAreSubtractedEvenFromASmallerTotal) {
-    peer.reply(replyOf(0, pageData(4, 1, 0, 3, std::vector<Bytes>(3, Bytes(41)))));
+    peer_.reply(replyOf(0, pageData(4, 1, 0, 3, std::vector<Bytes>(3, Bytes(41)))));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":-2,\"index\":0,\"index_count\":-2,\"device_array\":[]\n}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}));
@@ -126,7 +127,7 @@ TEST_F(WhitelistList, FreeSlotsAreSubtractedEvenFromASmallerTotal) {
 }
 
 TEST_F(WhitelistList, SinglePage) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_list, "p=49"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 49, 255}));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":50,\"index\":49,\"index_count\":1,\"device_array\":[" + whitelistObject(49) +
@@ -137,7 +138,7 @@ TEST_F(WhitelistList, SinglePage) {
 TEST_F(WhitelistList, FreeSlotOfASinglePageIsNotCounted) {
     ListDaemon daemon{4, 30, whitelistOf(5)};
     daemon.entries[3] = whitelistEntry({3, 0, 0, 0, 0, 0}, 0xFFFF & ~inUse, "gone");
-    peer.replyWith(daemon);
+    peer_.replyWith(daemon);
     EXPECT_EQ(0, call(ble_whitelist_list, "p=2"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 2, 255}));
     EXPECT_EQ("\n{\"list_id\":4,\"total\":4,\"index\":2,\"index_count\":2,\"device_array\":[" + whitelistObject(2) +
@@ -147,13 +148,13 @@ TEST_F(WhitelistList, FreeSlotOfASinglePageIsNotCounted) {
 }
 
 TEST_F(WhitelistList, StartIndexIsCutToEightBits) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_list, "p=300"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 44, 255}));
 }
 
 TEST_F(WhitelistList, FortyDevicesInPagesOfThirty) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(40)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(40)});
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 30, 10}));
     std::string expected = "\n{\"list_id\":4,\"total\":40,\"index\":0,\"index_count\":40,\"device_array\":[";
@@ -165,7 +166,7 @@ TEST_F(WhitelistList, FortyDevicesInPagesOfThirty) {
 }
 
 TEST_F(WhitelistList, FiftyDevicesAreTooMany) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 30, 20}));
     EXPECT_EQ("untouched", response());
@@ -175,42 +176,42 @@ TEST_F(WhitelistList, FiftyDevicesAreTooMany) {
 TEST_F(WhitelistList, DocumentOf4095CharactersIsTheLongest) {
     const LongList fitting = longList(4095);
     ASSERT_EQ(4095U, fitting.document.size());
-    peer.replyWith(ListDaemon{4, 30, fitting.entries});
+    peer_.replyWith(ListDaemon{4, 30, fitting.entries});
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_EQ(fitting.document, response());
     EXPECT_THAT(logged(), IsEmpty());
 
     const LongList tooLong = longList(4096);
     ASSERT_EQ(4096U, tooLong.document.size());
-    peer.replyWith(ListDaemon{4, 30, tooLong.entries});
+    peer_.replyWith(ListDaemon{4, 30, tooLong.entries});
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(WhitelistList, FiftyDevicesWithoutABuffer) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, callWithoutBuffer(ble_whitelist_list, ""));
     EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(WhitelistList, DocumentNeedsRoomForItsZero) {
     const Bytes reply = {3, 0, 0, 0};
-    peer.reply(replyOf(0, reply));
+    peer_.reply(replyOf(0, reply));
     EXPECT_EQ(0, callWithRoom(ble_whitelist_list, "", 71));
-    peer.reply(replyOf(0, reply));
+    peer_.reply(replyOf(0, reply));
     EXPECT_EQ(-1, callWithRoom(ble_whitelist_list, "", 70));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
 }
 
 TEST_F(WhitelistList, RebuiltListKeepsTheAbandonedAttemptInFront) {
-    peer.reply(replyOf(0, pageData(1, 4, 0, 3,
-                                   {whitelistEntry({0, 0, 0, 0, 0, 0}, inUse), whitelistEntry({8, 0, 0, 0, 0, 0}, 0),
-                                    whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(2, 4, 3, 1, {whitelistEntry({7, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({2, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(2, 2, 1, 1, {whitelistEntry({3, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(1, 4, 0, 3,
+                                    {whitelistEntry({0, 0, 0, 0, 0, 0}, inUse), whitelistEntry({8, 0, 0, 0, 0, 0}, 0),
+                                     whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(2, 4, 3, 1, {whitelistEntry({7, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({2, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(2, 2, 1, 1, {whitelistEntry({3, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_list, ""));
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 3, 1}, Bytes{6, 0, 1}, Bytes{6, 1, 1}));
     EXPECT_EQ("\n{\"list_id\":2,\"total\":2,\"index\":0,\"index_count\":2,\"device_array\":[" + whitelistObject(0) +
@@ -223,7 +224,7 @@ TEST_F(WhitelistList, RebuiltListKeepsTheAbandonedAttemptInFront) {
 TEST_F(WhitelistList, RebuiltTwiceFails) {
     for (const int id : {1, 2, 3, 4}) {
         const int index = id % 2 == 0 ? 1 : 0;
-        peer.reply(replyOf(0, pageData(id, 2, index, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+        peer_.reply(replyOf(0, pageData(id, 2, index, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     }
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
@@ -240,17 +241,17 @@ TEST_F(WhitelistList, NotANumber) {
 }
 
 TEST_F(WhitelistList, Refused) {
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_whitelist_list, ""));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Failed to get proper response for scan results: -1"));
 }
 
 TEST_F(WhitelistDevice, Found) {
-    peer.replyWith(ListDaemon{4,
-                              30,
-                              {whitelistEntry({6, 5, 4, 3, 2, 1}, inUse, "other"),
-                               whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, 0x0050, "Grip")}});
+    peer_.replyWith(ListDaemon{4,
+                               30,
+                               {whitelistEntry({6, 5, 4, 3, 2, 1}, inUse, "other"),
+                                whitelistEntry({0xF6, 0xE5, 0xD4, 0xC3, 0xB2, 0xA1}, 0x0050, "Grip")}});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=A1B2C3D4E5F6"));
     EXPECT_EQ("\n{\"device\":{\"address\":\"a1b2c3d4e5f6\",\"name\":\"Grip\",\"mitm_paired\":0,\"auto_connect\":1,"
               "\"connected\":0}}\n",
@@ -260,7 +261,7 @@ TEST_F(WhitelistDevice, Found) {
 }
 
 TEST_F(WhitelistDevice, FirstEntryInUseOfThatAddressCounts) {
-    peer.replyWith(
+    peer_.replyWith(
         ListDaemon{4,
                    30,
                    {whitelistEntry({1, 0, 0, 0, 0, 0}, 0, "free"), whitelistEntry({1, 0, 0, 0, 0, 0}, inUse, "one"),
@@ -271,7 +272,7 @@ TEST_F(WhitelistDevice, FirstEntryInUseOfThatAddressCounts) {
 }
 
 TEST_F(WhitelistDevice, StartIndexInTheQueryIsIgnored) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(10)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(10)});
     for (const char* query : {"address=1&p=5", "p=5&address=1", "p=x&address=1"}) {
         EXPECT_EQ(0, call(ble_whitelist_device, query)) << query;
         EXPECT_EQ((Bytes{6, 0, 255}), sent().back()) << query;
@@ -282,16 +283,16 @@ TEST_F(WhitelistDevice, StartIndexInTheQueryIsIgnored) {
 }
 
 TEST_F(WhitelistDevice, FoundOnALaterPage) {
-    peer.replyWith(ListDaemon{4, 10, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 10, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=19"));
     EXPECT_EQ("\n{\"device\":" + whitelistObject(25) + "}\n", response());
     EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 10, 40}, Bytes{6, 20, 30}));
 }
 
 TEST_F(WhitelistDevice, FoundAfterARebuild) {
-    peer.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({9, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(2, 2, 1, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({9, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(2, 2, 1, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(2, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(0, call(ble_whitelist_device, "address=1"));
     EXPECT_EQ("\n{\"device\":" + whitelistObject(1) + "}\n", response());
     EXPECT_THAT(logged(),
@@ -299,14 +300,14 @@ TEST_F(WhitelistDevice, FoundAfterARebuild) {
 }
 
 TEST_F(WhitelistDevice, NotFound) {
-    peer.replyWith(ListDaemon{4, 30, whitelistOf(50)});
+    peer_.replyWith(ListDaemon{4, 30, whitelistOf(50)});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=A1B2C3D4E5F6"));
     EXPECT_EQ("\n{}\n", response());
     EXPECT_EQ(2U, sent().size());
 }
 
 TEST_F(WhitelistDevice, SlotThatIsNotInUseIsNotFound) {
-    peer.replyWith(ListDaemon{4, 30, {whitelistEntry({1, 0, 0, 0, 0, 0}, 0xFFFF & ~inUse, "gone")}});
+    peer_.replyWith(ListDaemon{4, 30, {whitelistEntry({1, 0, 0, 0, 0, 0}, 0xFFFF & ~inUse, "gone")}});
     EXPECT_EQ(0, call(ble_whitelist_device, "address=000000000001"));
     EXPECT_EQ("\n{}\n", response());
 }
@@ -328,8 +329,8 @@ TEST_F(WhitelistDevice, BadAddress) {
 }
 
 TEST_F(WhitelistDevice, FailedAcquisition) {
-    peer.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({9, 0, 0, 0, 0, 0}, inUse)})));
-    peer.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({9, 0, 0, 0, 0, 0}, inUse)})));
+    peer_.reply(replyOf(0, pageData(1, 2, 0, 1, {whitelistEntry({1, 0, 0, 0, 0, 0}, inUse)})));
     EXPECT_EQ(-1, call(ble_whitelist_device, "address=1"));
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Requested data from index:1 got data from :0"));
@@ -337,7 +338,7 @@ TEST_F(WhitelistDevice, FailedAcquisition) {
 
 TEST_F(WhitelistDevice, NeedsRoomAndToleratesNoBuffer) {
     const ListDaemon daemon{4, 30, {}};
-    peer.replyWith(daemon);
+    peer_.replyWith(daemon);
     EXPECT_EQ(0, callWithRoom(ble_whitelist_device, "address=1", 5));
     EXPECT_EQ("\n{}\n", response());
     EXPECT_EQ(-1, callWithRoom(ble_whitelist_device, "address=1", 4));

@@ -1,4 +1,5 @@
 #include "bleTest.h"
+#include "command_ble.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -10,7 +11,7 @@ protected:
     void expectRefused(const char* query, const std::vector<std::string>& lines) {
         EXPECT_EQ(-3, call(ble_whitelist_configure, query));
         EXPECT_EQ(lines, logged());
-        EXPECT_THAT(peer.requests(), IsEmpty());
+        EXPECT_THAT(peer_.requests(), IsEmpty());
         EXPECT_EQ("untouched", response());
     }
 };
@@ -30,7 +31,7 @@ TEST_F(WhitelistConfigure, Operations) {
         {"device=1&remove= 1x", {7, 0, 0, 1, 0, 0, 0, 0, 0}},
     };
     for (const auto& row : rows) {
-        peer.reply(replyOf(0));
+        peer_.reply(replyOf(0));
         EXPECT_EQ(0, call(ble_whitelist_configure, row.query)) << row.query;
         EXPECT_EQ(row.data, sent().back()) << row.query;
         EXPECT_EQ("untouched", response());
@@ -39,7 +40,7 @@ TEST_F(WhitelistConfigure, Operations) {
 }
 
 TEST_F(WhitelistConfigure, AutoConnectWinsOverRemoval) {
-    peer.reply(replyOf(0));
+    peer_.reply(replyOf(0));
     EXPECT_EQ(0, call(ble_whitelist_configure, "device=1&auto_connect=0&remove=1"));
     EXPECT_THAT(sent(), ElementsAre(Bytes{7, 4, 0, 1, 0, 0, 0, 0, 0}));
 }
@@ -78,14 +79,14 @@ TEST_F(WhitelistConfigure, NoOperation) {
 }
 
 TEST_F(WhitelistConfigure, Refused) {
-    peer.reply(replyOf(1));
+    peer_.reply(replyOf(1));
     EXPECT_EQ(-1, call(ble_whitelist_configure, "device=1&remove=1"));
     EXPECT_THAT(logged(), ElementsAre("ble_whitelist_configure device=1&remove=1 command failed"));
     EXPECT_EQ("untouched", response());
 }
 
 TEST_F(WhitelistConfigure, WithoutAReply) {
-    peer.stayMute();
+    peer_.stayMute();
     hurry();
     EXPECT_EQ(-1, call(ble_whitelist_configure, "device=1&remove=1"));
     EXPECT_THAT(logged(), ElementsAre("Failed error:Connection timed out, timeout\n", noReply,

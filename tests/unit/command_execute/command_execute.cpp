@@ -23,7 +23,7 @@ using zvtest::wrappedWrite;
 
 constexpr const char* success = "Content-type: application/json\nStatus: 200\n\n{\"status\":\"0\"}\n\n";
 
-// The whole answer; the result is -18 whatever happens, and the response buffer stays alone.
+// The whole answer. The result is -18 and the response buffer untouched, whatever happens.
 std::string answer(const std::string& params) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     char response[4096] = "untouched";
@@ -127,7 +127,7 @@ struct Answered {
     std::string output;
 };
 
-// What becomes of a request while operator new gives at most so many bytes at a time.
+// Serves a request while operator new gives at most so many bytes at a time.
 Answered answerWithin(std::size_t most, const std::string& params) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     int result = 99;
@@ -149,7 +149,7 @@ TEST(CommandExecute, WithoutMemoryForAnAnswerNothingIsCarriedOutAndNothingPrinte
 }
 
 TEST(CommandExecute, WithoutMemoryForAllOfAFailureNoHalfOfItIsPrinted) {
-    // There is memory for the name, but not for it and what stands around it.
+    // There is memory for the name, but not for the whole answer.
     const Answered answered = answerWithin(600, "p1=.." + std::string(500, 'x') + "&c1=start");
     EXPECT_EQ(-2, answered.result);
     EXPECT_EQ("", answered.output);

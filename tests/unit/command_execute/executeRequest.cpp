@@ -14,40 +14,40 @@ std::string failure(const std::string& message, int line) {
 class ExecuteRequest : public testing::Test {
 protected:
     int read(const std::string& params) {
-        entries = {};
-        return read_entries(params.c_str(), entries, stream);
+        entries_ = {};
+        return readEntries(params.c_str(), entries_, stream_);
     }
 
     // The failure status of a request that is refused.
     std::string refused(const std::string& params) {
-        stream.str("");
+        stream_.str("");
         EXPECT_EQ(-1, read(params)) << params;
-        return stream.str();
+        return stream_.str();
     }
 
-    ExecEntries entries;
-    std::stringstream stream;
+    ExecEntries entries_;
+    std::stringstream stream_;
 };
 
 TEST_F(ExecuteRequest, ReadsProgramArgumentsAndAction) {
     ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=-x%201"));
-    EXPECT_EQ("zvStream", entries[0].program);
-    EXPECT_EQ("-x 1", entries[0].arguments);
-    EXPECT_EQ(0, entries[0].action);
-    EXPECT_EQ("", stream.str());
+    EXPECT_EQ("zvStream", entries_[0].program);
+    EXPECT_EQ("-x 1", entries_[0].arguments);
+    EXPECT_EQ(0, entries_[0].action);
+    EXPECT_EQ("", stream_.str());
 }
 
 TEST_F(ExecuteRequest, AbsentArgumentsAreEmpty) {
     ASSERT_EQ(1, read("p1=zvStream&c1=restart"));
-    EXPECT_EQ("", entries[0].arguments);
-    EXPECT_EQ(2, entries[0].action);
+    EXPECT_EQ("", entries_[0].arguments);
+    EXPECT_EQ(2, entries_[0].action);
 }
 
 TEST_F(ExecuteRequest, ActionsAre01And2) {
     ASSERT_EQ(3, read("p1=a&c1=start&p2=b&c2=stop&p3=c&c3=restart"));
-    EXPECT_EQ(0, entries[0].action);
-    EXPECT_EQ(1, entries[1].action);
-    EXPECT_EQ(2, entries[2].action);
+    EXPECT_EQ(0, entries_[0].action);
+    EXPECT_EQ(1, entries_[1].action);
+    EXPECT_EQ(2, entries_[2].action);
 }
 
 TEST_F(ExecuteRequest, AMissingFirstProgramIsAnEmptyName) {
@@ -57,8 +57,8 @@ TEST_F(ExecuteRequest, AMissingFirstProgramIsAnEmptyName) {
 }
 
 TEST_F(ExecuteRequest, ARequestWithoutQueryFailsTheSameWay) {
-    EXPECT_EQ(-1, read_entries(nullptr, entries, stream));
-    EXPECT_EQ(failure("fail, invalid program name", 134), stream.str());
+    EXPECT_EQ(-1, readEntries(nullptr, entries_, stream_));
+    EXPECT_EQ(failure("fail, invalid program name", 134), stream_.str());
 }
 
 TEST_F(ExecuteRequest, ALaterEmptyProgramFailsToo) {
@@ -73,9 +73,9 @@ TEST_F(ExecuteRequest, AMissingFirstActionIsAnInvalidCommand) {
 
 TEST_F(ExecuteRequest, ALaterMissingActionFindsTheProgramInItsPlace) {
     EXPECT_EQ(failure("invalid command other", 162), refused("p1=zvStream&c1=stop&p2=other"));
-    // Which is an action, if the program is named like one.
+    // A program that is named like an action is read as its own action.
     ASSERT_EQ(2, read("p1=zvStream&c1=stop&p2=restart"));
-    EXPECT_EQ(2, entries[1].action);
+    EXPECT_EQ(2, entries_[1].action);
 }
 
 TEST_F(ExecuteRequest, ActionsAreComparedExactly) {
@@ -108,18 +108,18 @@ TEST_F(ExecuteRequest, ShellCharactersBeyondTheArgumentsLengthGoThrough) {
 
 TEST_F(ExecuteRequest, TheArgumentsThemselvesAreNeverExamined) {
     ASSERT_EQ(1, read("p1=zvStream&c1=start&a1=;|<>%26..$(x)`y`"));
-    EXPECT_EQ(";|<>&..$(x)`y`", entries[0].arguments);
+    EXPECT_EQ(";|<>&..$(x)`y`", entries_[0].arguments);
 }
 
 TEST_F(ExecuteRequest, ArgumentsLongerThanTheProgramAreNotComparedBeyondItsEnd) {
     EXPECT_EQ(1, read("p1=a&c1=start&a1=" + std::string(100000, 'x')));
-    EXPECT_EQ(100000U, entries[0].arguments.size());
+    EXPECT_EQ(100000U, entries_[0].arguments.size());
 }
 
 TEST_F(ExecuteRequest, ReadingStopsAtTheFirstGap) {
     ASSERT_EQ(1, read("p1=one&c1=stop&p3=three&c3=stop"));
-    EXPECT_EQ("one", entries[0].program);
-    EXPECT_EQ("", entries[2].program);
+    EXPECT_EQ("one", entries_[0].program);
+    EXPECT_EQ("", entries_[2].program);
 }
 
 TEST_F(ExecuteRequest, WhatFollowsAGapIsNotValidated) {
@@ -133,10 +133,10 @@ TEST_F(ExecuteRequest, ReadsSixteenCommandsAndIgnoresTheSeventeenth) {
         params += "&p" + number + "=prog" + number + "&a" + number + "=arg" + number + "&c" + number + "=stop";
     }
     ASSERT_EQ(16, read(params.substr(1) + "&p17=..&c17=nonsense"));
-    EXPECT_EQ("prog1", entries[0].program);
-    EXPECT_EQ("prog16", entries[15].program);
-    EXPECT_EQ("arg16", entries[15].arguments);
-    EXPECT_EQ(1, entries[15].action);
+    EXPECT_EQ("prog1", entries_[0].program);
+    EXPECT_EQ("prog16", entries_[15].program);
+    EXPECT_EQ("arg16", entries_[15].arguments);
+    EXPECT_EQ(1, entries_[15].action);
 }
 
 TEST_F(ExecuteRequest, TheFirstFailureIsTheOnlyOneWritten) {

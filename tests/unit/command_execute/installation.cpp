@@ -16,8 +16,8 @@ namespace fs = std::filesystem;
 constexpr const char* directory = "/usr/local/zarvo/bin";
 constexpr const char* journalPath = "/tmp/zvStream.journal";
 
-// An interpreted one, so that it runs on the building machine whatever processor the tests are built for. Each process
-// writes its lines in one piece.
+// Interpreted, so that it runs on this machine whatever processor the tests are built for. Each process writes its
+// lines in one piece.
 constexpr const char* script = R"(#!/usr/bin/python3 -ISB
 import os, signal, sys
 

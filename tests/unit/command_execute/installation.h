@@ -1,4 +1,4 @@
-// The camera's installation directory, for real, with a streaming program that tells what becomes of it.
+// A real installation directory, with a streaming program that keeps a journal.
 #pragma once
 
 #include <string>
@@ -19,9 +19,9 @@ public:
     // Puts a readable file there.
     static void addFile(const std::string& name);
 
-    // What the program's processes wrote so far, waiting (10 s at most) until there are so many lines. A process that
-    // runs writes "start" with its arguments in brackets, and one line for each of its descriptors: its number and what
-    // it points to; one that gets SIGINT writes "SIGINT".
+    // The journal's lines, waited for (10 s at most) until there are so many. A process that starts writes "start" and
+    // its arguments in brackets, then a line for each of its descriptors: its number and what it points to. A process
+    // that gets SIGINT writes "SIGINT".
     static std::vector<std::string> journal(std::size_t lines);
     // The processes that run it.
     static std::vector<pid_t> running();

@@ -36,9 +36,9 @@ TEST(StatusAnswer, SuccessStatus) {
 
 TEST(StatusAnswer, MessagesAreCutTo511Characters) {
     const std::string name(600, 'n');
-    EXPECT_EQ("invalid program " + std::string(495, 'n'), format_message("invalid program %s", name.c_str()));
+    EXPECT_EQ("invalid program " + std::string(495, 'n'), formatMessage("invalid program %s", name.c_str()));
     const std::string fits(495, 'm');
-    EXPECT_EQ("invalid program " + fits, format_message("invalid program %s", fits.c_str()));
+    EXPECT_EQ("invalid program " + fits, formatMessage("invalid program %s", fits.c_str()));
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// A system(3) that keeps what it is given, and fails where a test says so.
+// A system(3) that records its commands, and fails where a test says so.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Runs a piece of a test in a child process and tells how it ended and what it wrote.
+// Runs a piece of a test in a child process, and keeps its status and what it wrote.
 #pragma once
 
 #include <cstdio>
@@ -26,8 +26,7 @@ inline std::string contents(int file) {
     return text;
 }
 
-// A child process that holds still until it is let go: it is to be made before any thread of the test, whose locks it
-// would inherit.
+// A child process that waits for run(). Make it before the test has threads: the child would inherit their locks.
 class Child {
 public:
     template<typename Piece>
@@ -57,7 +56,7 @@ public:
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    // Status 0 when the piece returns; 99 when an expectation inside it failed (out and err tell which).
+    // Status 0 when the piece returns; 99 when an expectation in it failed, which out and err show.
     Ended run() {
         EXPECT_EQ(1, write(gate_[1], "g", 1));
         close(gate_[0]);

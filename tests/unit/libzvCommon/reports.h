@@ -1,4 +1,4 @@
-// Where diagnostic reports end up: /dev/log, standard error, standard output, the log file.
+// What diagnostic reports leave in /dev/log, on standard error and output, and in the log file.
 #pragma once
 
 #include "child.h"
@@ -27,8 +27,7 @@ inline std::string fileText(const char* path) {
     return text;
 }
 
-// Takes the local time ("Nov21 03:04:05" and a blank, up to some seconds old) off the front of every piece of text that
-// starts with it; other text stays.
+// Replaces every local time of the last 30 seconds ("Nov21 03:04:05" and a blank) by "@".
 inline std::string withoutTimes(std::string text) {
     const std::time_t now = std::time(nullptr);
     for (std::time_t then = now - 30; then <= now; ++then) {
@@ -47,7 +46,7 @@ struct Reported {
     std::vector<LogLine> lines; // what came to /dev/log
 };
 
-// Runs the piece in a child with the switch word and tells everything it reported.
+// Runs the piece in a child with the switches in g_debug_level, and returns all that it reported.
 template<typename Piece>
 Reported reported(std::uint32_t switches, Piece piece) {
     mkdir("/tmp/fuse_d", 0777);

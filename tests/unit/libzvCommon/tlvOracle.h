@@ -1,5 +1,4 @@
-// What the TLV operations must answer, worked out from plain bytes without looking at the library: used by the
-// exhaustive and the random tests.
+// What the TLV operations must answer, computed from the bytes alone: for the exhaustive and the random tests.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +13,7 @@ namespace zvtest {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Memory of some bytes that ends at an inaccessible page.
+// Memory that ends at an inaccessible page.
 class GuardedBuffer {
 public:
     explicit GuardedBuffer(std::size_t size) : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
@@ -33,7 +32,7 @@ public:
     // The last size bytes before the inaccessible page.
     std::uint8_t* last(std::size_t size) { return end_ - size; }
     std::uint8_t* data() { return last(size_); }
-    // The bytes placed so that they end at the inaccessible page.
+    // Copies the bytes there, so that they end at the inaccessible page.
     std::uint8_t* place(const Bytes& bytes) {
         return std::copy(bytes.begin(), bytes.end(), last(bytes.size())) - bytes.size();
     }
@@ -56,7 +55,7 @@ inline int totalOf(const Bytes& message) {
     return total >= 32768 ? total - 65536 : total;
 }
 
-// All elements whose headers lie inside the total length, and where the walk over them ends.
+// All elements whose headers lie inside the total length, and the offset where the walk over them ends.
 struct Elements {
     std::vector<Found> all;
     std::size_t end = 4;

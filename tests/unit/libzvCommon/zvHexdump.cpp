@@ -12,7 +12,7 @@
 
 namespace {
 
-// Memory at a known address, so that labels are literals; an inaccessible page lies on either side of it.
+// Memory at a known address, so that labels can be literals, between two inaccessible pages.
 class KnownMemory {
 public:
     KnownMemory() : size_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
@@ -22,7 +22,7 @@ public:
         start_ = before + size_;
         EXPECT_EQ(0, mprotect(start_, size_, PROT_READ | PROT_WRITE));
     }
-    // Text at an offset; counted from the end of the memory when the offset is negative.
+    // Places text at an offset; a negative one counts from the end of the memory.
     const void* put(long offset, const std::string& text) const {
         return std::memcpy(offset < 0 ? start_ + size_ + offset : start_ + offset, text.data(), text.size());
     }
@@ -171,7 +171,7 @@ TEST(ZvHexdump, EqualLinesAtTheEndLeaveNoDots) {
 
 TEST(ZvHexdump, PartOfALineIsNeverEqual) {
     const KnownMemory memory;
-    // 15 equal bytes at the end, and 8 at the start of an aligned dump, whose neighbours cannot be read.
+    // 15 equal bytes at the end, and 8 at the start of an aligned dump; the bytes around them cannot be read.
     EXPECT_EQ("00000000  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65 65  eeeeeeeeeeeeeeee\n"
               "...\n"
               "00000020  65 65 65 65  65 65 65 65  65 65 65 65  65 65 65     eeeeeeeeeeeeeee \n",
@@ -194,7 +194,7 @@ TEST(ZvHexdump, CutTextIsAPrefixOfTheWholeAndTheResultTellsTheWholeLength) {
     const void* const address = memory.put(0, std::string(48, 'e') + letters);
     const std::string whole = dump(snhexdump0, address, 68, "p");
     for (std::uint32_t size = 0; size <= whole.size() + 2; ++size) {
-        // Of exactly that size, so that a sanitizer sees every byte too many.
+        // The buffer has exactly that size: a sanitizer notices a write behind it.
         const auto text = std::make_unique<char[]>(size + 1);
         text[size] = '#';
         EXPECT_EQ(static_cast<int>(whole.size()), snhexdump0(text.get(), size, address, 68, "p")) << size;

@@ -19,7 +19,7 @@ using zvtest::SyslogCapture;
 static thread_local int formattings = 0;
 static thread_local int allocations = 0;
 
-// The library's formatting calls, by all the names that a compiler gives them.
+// The library's formatting calls, under every name that a compiler may give them.
 extern "C" {
 int __wrap_snprintf(char* text, std::size_t size, const char* fmt, ...);
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args);
@@ -54,15 +54,14 @@ int __wrap___snprintf_chk(char* text, std::size_t size, int /*flag*/, std::size_
 }
 }
 
-// The heap's calls, those of the C library itself included: replaced by the program's, or told by the sanitizer.
+// Counts all heap calls, those of the C library included: by functions in their place, or by the sanitizer's hooks.
 #ifdef __SANITIZE_ADDRESS__
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
                                                          void (*freed)(const volatile void*));
 static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t) { ++allocations; }, [](const volatile void*) {});
 #else
-// Linked statically, a program cannot have heap functions beside the C library's; but then all of its calls, the
-// library's own included, can be led through others by the linker.
+// A static program cannot replace the C library's heap functions, but the linker can lead all calls through others.
 #ifdef ZV_STATIC
 #define REAL(name) __real_##name
 #define OURS(name) __wrap_##name
@@ -213,7 +212,7 @@ TEST(ZvLog, LongerMessageIsCutAndTheSuffixStandsAt349) {
 }
 
 TEST(ZvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
-    // Room 91: a suffix of 90 characters fits, " @", the file, ":12".
+    // The room is 91: a suffix of 90 characters fits, that is, " @", the file and ":12".
     const std::string start = "UTIL_LOG_ERROR:" + std::string(334, 'm');
     EXPECT_EQ(start + " @" + std::string(85, 'f') + ":12", logged(std::string(400, 'm'), std::string(85, 'f')));
     EXPECT_EQ(start + " ", logged(std::string(400, 'm'), std::string(86, 'f')));
@@ -221,7 +220,7 @@ TEST(ZvLog, SuffixThatDoesNotFitBehindACutMessageIsASingleBlank) {
 }
 
 TEST(ZvLog, SuffixThatDoesNotFitBehindAShortMessageIsASingleBlank) {
-    // Prefix and message take 16 of 440 bytes: a suffix of 423 characters fits.
+    // Prefix and message take 16 of 440 bytes, so a suffix of 423 characters fits.
     EXPECT_EQ("UTIL_LOG_ERROR:x @" + std::string(418, 'f') + ":12", logged("x", std::string(418, 'f')));
     EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(419, 'f')));
     EXPECT_EQ("UTIL_LOG_ERROR:x ", logged("x", std::string(5000, 'f')));

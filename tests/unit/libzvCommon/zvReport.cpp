@@ -1,4 +1,4 @@
-// The assertion report, by way of a check that fails.
+// The assertion report, issued by a check that fails.
 #include "reports.h"
 #include "wrappedWrite.h"
 #include "zvTlv.h"
@@ -17,7 +17,7 @@ using testing::Not;
 
 namespace {
 
-// Reproduced byte for byte: module path, function, line, condition, colours.
+// The report byte for byte: colours, module path, function, line, condition.
 constexpr const char* body = "\033[31mASSERT:libzvCommon/src/zvTlv/sntlv_void:221:tlv != NULL\n\033[0m";
 
 void fail() {
@@ -120,7 +120,7 @@ TEST(AssertionReport, LogFileThatTakesNoMoreIsPassedOver) {
     }
 }
 
-// Five hours east of Greenwich, in a process that has told the time under another zone before.
+// The zone is changed to five hours east of Greenwich after the process has read the time in another one.
 TEST(AssertionReport, BearsTheLocalTime) {
     const std::time_t start = std::time(nullptr);
     const Reported all = reported(8 | toFile | toStdout, [] {

@@ -20,7 +20,7 @@ TEST(ZvText, NothingIsWrittenWithoutABuffer) {
     EXPECT_EQ(2, text.length());
 }
 
-// Told of the lengths themselves: to put together so much text takes minutes.
+// Checks lengths, not texts: a text of this length takes minutes.
 TEST(ZvText, ResultStopsAtTheLargestNumber) {
     EXPECT_EQ(0, zv::Text::resultOf(0));
     EXPECT_EQ(2147483646, zv::Text::resultOf(0x7FFFFFFE));

@@ -43,7 +43,7 @@ Reported traced(std::uint32_t switches, int length, std::uint32_t address = 0) {
     });
 }
 
-// The labels of the printed lines, the opening line apart.
+// The labels of the printed lines without the opening line.
 Texts labels(const Reported& all) {
     Texts found;
     for (const LogLine& each : all.lines) {
@@ -111,7 +111,7 @@ TEST(ZvTrace, SlotsOutsideTheMessageStayBlank) {
 
 TEST(ZvTrace, IndexStopsAtTheLargest) {
     const auto bytes = counting();
-    // The message of which these are the last three bytes.
+    // The address of a message whose last three bytes these are.
     const auto start = reinterpret_cast<std::uintptr_t>(bytes.data() + 65) - (INT_MAX - 3);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): no pointer may be moved so far
     const Line last = line(0x7ffffff0, INT_MAX - 3, reinterpret_cast<const void*>(start), INT_MAX);
@@ -194,14 +194,14 @@ TEST(ZvTrace, Of200BytesShowsAllLinesWithBit9) {
 }
 
 TEST(ZvTrace, LinesAreLeftOutOnlyWhereMoreThan31BytesRemain) {
-    // Behind the fifth line (index 80) 31 bytes remain of 111, and 32 of 112.
+    // Behind the fifth line, at index 80, 31 of 111 bytes remain, and 32 of 112.
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000040", "00000050", "00000060"}),
               labels(traced(8, 111)));
     EXPECT_EQ((Texts{"00000000", "00000010", "00000020", "00000030", "00000050", "00000060"}), labels(traced(8, 112)));
 }
 
 TEST(ZvTrace, LineThatEndsAtIndex79IsStillShown) {
-    // One slot before the message: the lines end at 15, 31, 47, 63, 79, and the first of the last ones at 175.
+    // One slot stands before the message: the lines end at 15, 31, 47, 63, 79; the first of the tail ends at 175.
     const Texts expected = {"00000000", "00000010", "00000020", "00000030",
                             "00000040", "000000a0", "000000b0", "000000c0"};
     EXPECT_EQ(expected, labels(traced(8, 200, 1)));

@@ -17,7 +17,7 @@ bool failChdir = false;
 
 } // namespace
 
-// Calls of the library that a test makes fail; the linker leads them here (--wrap).
+// Calls of the library that a test can make fail; the linker leads them here (--wrap).
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier)
 pid_t __real_fork();
@@ -37,7 +37,7 @@ int __wrap_chdir(const char* path) {
 
 namespace {
 
-// What a process tells of itself through a pipe.
+// What a process reports about itself through a pipe.
 struct Seen {
     int result;
     pid_t process;

@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* path = "/tmp/peer.sock";
 constexpr int limitMs = 300;
-// A socket's limit may end so much early: the kernel counts it in its ticks, of which there are 100 a second or more.
+// A socket's time limit may end this much too early: the kernel counts it in ticks, 100 a second or more.
 constexpr int tickMs = 11;
 constexpr Endpoint endpoint{path, limitMs};
 
@@ -53,14 +53,14 @@ TEST(ControlClient, AnAbsentPeerFailsAtOnce) {
 }
 
 TEST(ControlClient, APeerThatIsGoneFailsAtOnce) {
-    close(zvtest::listenSeqpacket(path, 1)); // the file stays
+    close(zvtest::listenSeqpacket(path, 1)); // the socket's file stays
     const Timed timed = timedOpen();
     EXPECT_EQ(ZV_ERR, timed.result);
     EXPECT_LT(timed.milliseconds, limitMs);
 }
 
 TEST(ControlClient, APeerThatDoesNotAnswerFailsAfterTheLimit) {
-    const int listener = zvtest::listenSeqpacket(path, 4); // connects, and nobody accepts
+    const int listener = zvtest::listenSeqpacket(path, 4); // takes connections, but nobody accepts them
     const Timed timed = timedOpen();
     EXPECT_EQ(ZV_ERR, timed.result);
     EXPECT_GE(timed.milliseconds, limitMs - tickMs);

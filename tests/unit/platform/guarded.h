@@ -1,5 +1,4 @@
-// Bytes that end at an inaccessible page, with another one before them: reading or writing past their end kills the
-// test.
+// Bytes with an inaccessible page right behind them, and another one before: touching either ends the test.
 #pragma once
 
 #include <cstddef>

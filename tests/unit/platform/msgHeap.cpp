@@ -1,4 +1,4 @@
-// The heap on the message's way: none for up to 8 elements, and no harm when there is none for more.
+// A message's use of the heap: none for up to 8 elements, and no harm when there is no memory for more.
 #include "zvCtrlD.h"
 #include "zvLog.h"
 
@@ -98,7 +98,7 @@ std::vector<unsigned char> elements(std::size_t count) {
 } // namespace
 
 TEST(MsgHeap, EightElementsNeedNone) {
-    const LogSocket log; // without a thread, whose allocations would count
+    const LogSocket log; // not SyslogCapture: the allocations of its thread would count
     g_logLevel = UTIL_LOG_TRACE;
     g_debug_level |= 0x100;
     unsigned char data[] = {'B', 'L'};

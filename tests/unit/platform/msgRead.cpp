@@ -1,4 +1,4 @@
-// Reading messages: what is accepted, what is refused, and that nothing is read beyond what arrived.
+// Reading messages: which are accepted and which refused, and that nothing behind their end is read.
 #include "guarded.h"
 #include "syslogCapture.h"
 #include "zvCtrlD.h"
@@ -17,7 +17,7 @@ constexpr unsigned char placeholder = 20;
 
 const Bytes reply = {0x00, 0x0F, 0x00, 0x03, 0x00, 0x00, 0x03, 0x45, 0x00, 0x11, 0x22, 0x00, 0x00, 0x00, 0xEE};
 
-// True when the message was accepted; checks what must hold either way.
+// Reads a message and returns whether it was accepted; checks stream and message in both cases.
 bool accepted(const Bytes& bytes) {
     const Guarded arrived{bytes};
     MemStream stream(arrived.data(), arrived.size());
@@ -35,7 +35,7 @@ bool accepted(const Bytes& bytes) {
     EXPECT_EQ(bytes.size(), message.getSize());
     EXPECT_EQ(bytes[3], message.getCategory());
     EXPECT_EQ(0, stream.getUnread());
-    g_logLevel = UTIL_LOG_TRACE; // without it nothing is looked at
+    g_logLevel = UTIL_LOG_TRACE; // otherwise dump() reads nothing
     g_debug_level |= 0x100;
     message.dump(nullptr);
     return true;
@@ -96,7 +96,7 @@ TEST(MsgRead, RefusesEveryTruncation) {
 }
 
 TEST(MsgRead, RefusesEveryTruncationThatTheHeaderAdmits) {
-    // Where the cut falls between elements, what is left is a message; everywhere else it is not.
+    // A cut between two elements leaves a valid message, any other cut does not.
     for (std::size_t length = 4; length < reply.size(); ++length) {
         Bytes cut(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(length));
         putLength(cut, 0, length);
@@ -134,7 +134,7 @@ TEST(MsgRead, RefusesHostileLengthsInEveryTruncation) {
             Bytes bytes(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(end));
             putLength(bytes, 0, end);
             putLength(bytes, 5, length);
-            accepted(bytes); // whatever it is, nothing outside is touched
+            accepted(bytes); // either result is fine, as long as nothing outside is touched
         }
     }
 }

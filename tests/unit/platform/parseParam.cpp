@@ -7,7 +7,7 @@
 
 namespace {
 
-// The value found, or "(none)", which the output also holds when nothing is found.
+// The value, or "(none)" when there is none: the output must keep that text.
 std::string find(const char* params, const char* key) {
     std::string value = "(none)";
     const int found = parseParam(params, key, value);
@@ -119,7 +119,7 @@ TEST(ParseParam, TheOutputMayBeThePartOfTheInput) {
 
 namespace {
 
-// The same rule in other words: expressions find the parameter, then each escape.
+// The same rule by regular expressions: one finds the parameter, another one each escape.
 std::string found(const std::string& text) {
     static const std::regex parameter("(?:^|&)a=([^&]*)");
     static const std::regex escape("%(?!00)([0-9a-fA-F]{2})");

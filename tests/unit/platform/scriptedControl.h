@@ -42,10 +42,10 @@ inline int listenSeqpacket(const std::string& path, int backlog) {
 
 class ScriptedControl {
 public:
-    // No packet: the connection is closed without an answer.
+    // Returns the answer; without one, the connection is closed unanswered.
     using Script = std::function<std::optional<Packet>(const Packet& request)>;
 
-    // keepOpen: connections stay open until the client closes them; otherwise each is for one request.
+    // keepOpen: a connection stays open until the client closes it; otherwise it is closed after one request.
     explicit ScriptedControl(Script script, std::string path = "/run/zarvo/zvControlD.sock", bool keepOpen = false)
         : path_(std::move(path)),
           script_(std::move(script)),
@@ -118,7 +118,7 @@ private:
     std::thread thread_;
 };
 
-// The script of a peer that says yes to everything.
+// A script that answers every request with 0 and no data.
 inline std::optional<Packet> sayYes(const Packet&) {
     return Packet{'Z', 'A', 1, 0, 0, 0, 0, 0};
 }

@@ -1,4 +1,4 @@
-// The shared libraries as a program meets them: what they export, the slots of Msg's virtual table, and what they do in
+// The shared libraries as a program sees them: their exports, the slots of Msg's virtual table, and their behaviour in
 // a program that exports no logging.
 #include "csi.h"
 #include "zvCtrlD.h"
@@ -16,7 +16,7 @@
 
 namespace {
 
-// The names that a library defines for others.
+// The names that a library exports.
 std::set<std::string> exportsOf(const char* path) {
     std::ifstream file(path, std::ios::binary);
     const std::string image((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -35,7 +35,7 @@ std::set<std::string> exportsOf(const char* path) {
         for (std::size_t i = 0; section.sh_type == SHT_DYNSYM && i < section.sh_size / section.sh_entsize; ++i) {
             ElfW(Sym) symbol;
             at(symbol, section.sh_offset + i * section.sh_entsize);
-            // 32-bit ARM lists section symbols as well, which have no name.
+            // On 32-bit ARM there are symbols of sections as well, which have no name.
             if (symbol.st_shndx != SHN_UNDEF && symbol.st_name != 0) {
                 names.insert(image.c_str() + sections[section.sh_link].sh_offset + symbol.st_name);
             }
@@ -44,7 +44,7 @@ std::set<std::string> exportsOf(const char* path) {
     return names;
 }
 
-// Derived outside the library, as the program's own messages are.
+// A class derived outside the library, like the program's own messages.
 class OtherMsg : public Msg {
 public:
     OtherMsg() : Msg(2) {}

@@ -1,4 +1,4 @@
-// The shared control library in a program that exports its logging: the trace goes through the program's copy.
+// The shared control library in a program that exports its logging: the program's copy writes the trace.
 #include "syslogCapture.h"
 #include "zvCtrlD.h"
 #include "zvLog.h"

@@ -9,7 +9,7 @@ namespace {
 using zvtest::Packet;
 using zvtest::ScriptedControl;
 
-// What was called, one letter each: O open hook, H handler, C close hook, 2 the second handler.
+// The calls, one letter each: O open hook, H handler, C close hook, 2 the second handler.
 std::string calls;
 int openResult = 0;
 int handlerResult = 0;

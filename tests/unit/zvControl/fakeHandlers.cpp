@@ -42,58 +42,58 @@ int ble_interface_close() {
     return zvtest::hook("ble_interface_close");
 }
 
-int ble_pairing_available(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_pairing_available", params, response, response_size);
+int ble_pairing_available(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_pairing_available", params, response, responseSize);
 }
 
-int ble_pairing_phase(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_pairing_phase", params, response, response_size);
+int ble_pairing_phase(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_pairing_phase", params, response, responseSize);
 }
 
-int ble_configure(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_configure", params, response, response_size);
+int ble_configure(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_configure", params, response, responseSize);
 }
 
-int ble_scan(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_scan", params, response, response_size);
+int ble_scan(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_scan", params, response, responseSize);
 }
 
-int ble_scan_list(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_scan_list", params, response, response_size);
+int ble_scan_list(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_scan_list", params, response, responseSize);
 }
 
-int ble_pair_start(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_pair_start", params, response, response_size);
+int ble_pair_start(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_pair_start", params, response, responseSize);
 }
 
-int ble_pair_cancel(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_pair_cancel", params, response, response_size);
+int ble_pair_cancel(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_pair_cancel", params, response, responseSize);
 }
 
-int ble_pair_status(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_pair_status", params, response, response_size);
+int ble_pair_status(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_pair_status", params, response, responseSize);
 }
 
-int ble_whitelist_list(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_whitelist_list", params, response, response_size);
+int ble_whitelist_list(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_whitelist_list", params, response, responseSize);
 }
 
-int ble_whitelist_configure(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_whitelist_configure", params, response, response_size);
+int ble_whitelist_configure(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_whitelist_configure", params, response, responseSize);
 }
 
-int ble_whitelist_device(const char* params, char* response, int response_size) {
-    return zvtest::answer("ble_whitelist_device", params, response, response_size);
+int ble_whitelist_device(const char* params, char* response, int responseSize) {
+    return zvtest::answer("ble_whitelist_device", params, response, responseSize);
 }
 
-int handle_command_execute(const char* params, char* response, int response_size) {
-    return zvtest::answer("handle_command_execute", params, response, response_size);
+int handle_command_execute(const char* params, char* response, int responseSize) {
+    return zvtest::answer("handle_command_execute", params, response, responseSize);
 }
 
-int handle_command_analytics(const char* params, char* response, int response_size) {
-    return zvtest::answer("handle_command_analytics", params, response, response_size);
+int handle_command_analytics(const char* params, char* response, int responseSize) {
+    return zvtest::answer("handle_command_analytics", params, response, responseSize);
 }
 
-int handle_command_analytics_clear(const char* params, char* response, int response_size) {
-    return zvtest::answer("handle_command_analytics_clear", params, response, response_size);
+int handle_command_analytics_clear(const char* params, char* response, int responseSize) {
+    return zvtest::answer("handle_command_analytics_clear", params, response, responseSize);
 }

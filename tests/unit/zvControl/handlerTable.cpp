@@ -42,8 +42,8 @@ TEST(HandlerTable, HasFourteenRowsInTheirOrderWithHandlerAndHooks) {
         const Expected& expected = table[index];
         EXPECT_STREQ(expected.uri, rows[index].uri);
         EXPECT_EQ(expected.handler, rows[index].handler) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].open_hook) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].close_hook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].openHook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].closeHook) << expected.uri;
     }
 }
 
@@ -55,14 +55,14 @@ TEST(HandlerTable, RegistersAllRowsWithTheirHandlersAndHooks) {
         const Expected& expected = table[index];
         EXPECT_EQ(expected.uri, rows[index].uri);
         EXPECT_EQ(expected.handler, rows[index].handler) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].open_hook) << expected.uri;
-        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].close_hook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_open : nullptr, rows[index].openHook) << expected.uri;
+        EXPECT_EQ(expected.hooks ? ble_interface_close : nullptr, rows[index].closeHook) << expected.uri;
     }
 }
 
 TEST(HandlerTable, StopsAtTheFirstRowThatIsRefused) {
-    fakePlatform().failing_row = 2;
-    fakePlatform().add_result = -6;
+    fakePlatform().failingRow = 2;
+    fakePlatform().addResult = -6;
     EXPECT_EQ(-6, register_custom_handlers());
     EXPECT_THAT(fakePlatform().calls,
                 ElementsAre("add command/ble/pairing_available", "add command/ble/pairing_phase"));

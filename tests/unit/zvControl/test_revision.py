@@ -51,7 +51,7 @@ def ask(sources, output, **variables):
 
 
 def source_of(revision):
-    return f'#include "buildRevision.h"\n\nextern const char build_revision[41] = "{revision}";\n'
+    return f'#include "buildRevision.h"\n\nextern const char buildRevision[41] = "{revision}";\n'
 
 
 def test_names_the_revision_of_the_sources_and_says_nothing(repository, tmp_path):
@@ -133,9 +133,9 @@ def test_limits_of_the_search_in_the_environment_do_not_mislead(repository, tmp_
 
 def test_a_rebuild_after_a_commit_shows_the_new_revision_and_links_only_then(sources, tmp_path):
     shutil.copy(SCRIPT, sources / "ZvRevision.cmake")
-    (sources / "buildRevision.h").write_text("extern const char build_revision[41];\n")
+    (sources / "buildRevision.h").write_text("extern const char buildRevision[41];\n")
     (sources / "main.cpp").write_text('#include "buildRevision.h"\n#include <cstdio>\n'
-                                      'int main() { std::puts(build_revision); }\n')
+                                      'int main() { std::puts(buildRevision); }\n')
     project = ("cmake_minimum_required(VERSION 3.25)\nproject(p LANGUAGES CXX)\ninclude(ZvRevision.cmake)\n"
                "add_library(zv_compile INTERFACE)\nzv_build_revision(revision)\n"
                "add_executable(show main.cpp)\ntarget_link_libraries(show PRIVATE revision)\n")

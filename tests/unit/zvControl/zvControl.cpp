@@ -1,10 +1,8 @@
 #include "zvControl.h"
 
-#include "buildRevision.h"
 #include "fakeHandlers.h"
 #include "fakePlatform.h"
-#include "outputCapture.h"
-#include "scarceMemory.h"
+#include "serving.h"
 #include "syslogCapture.h"
 #include "wrappedWrite.h"
 #include "zvLog.h"
@@ -12,8 +10,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <string>
 #include <unistd.h>
@@ -22,62 +18,10 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 using zvtest::fakeHandlers;
 using zvtest::fakePlatform;
 using zvtest::wrappedWrite;
-
-struct Served {
-    int result;
-    std::string output;
-    std::string errors;
-};
-
-void setVariable(const char* name, const char* value) {
-    if (value == nullptr) {
-        unsetenv(name);
-    } else {
-        setenv(name, value, 1);
-    }
-}
-
-Served serve(const char* path, const char* params) {
-    setVariable("PATH_INFO", path);
-    setVariable("QUERY_STRING", params);
-    const zvtest::OutputCapture output(STDOUT_FILENO);
-    const zvtest::OutputCapture errors(STDERR_FILENO);
-    const int result = zv_control_main();
-    return {result, output.text(), errors.text()};
-}
-
-// Serves a request while operator new gives at most so many bytes at a time.
-Served serveWithin(std::size_t most, const char* path, const char* params) {
-    setVariable("PATH_INFO", path);
-    setVariable("QUERY_STRING", params);
-    const zvtest::OutputCapture output(STDOUT_FILENO);
-    const zvtest::OutputCapture errors(STDERR_FILENO);
-    int result = 99;
-    {
-        const zvtest::ScarceMemory scarce(most);
-        result = zv_control_main();
-    }
-    return {result, output.text(), errors.text()};
-}
-
-// The settings of the camera's model.
-void writeSettings(const std::string& text) {
-    std::filesystem::create_directories("/usr/local/zarvo/etc/tessilon");
-    std::ofstream("/usr/local/zarvo/etc/tessilon/settings.json", std::ios::binary) << text;
-}
-
-// The dispatcher's result for every request.
-void answerWith(int result, const std::string& text = "") {
-    fakePlatform().serve = [=](const char*, const char*, char* response, int size) {
-        std::snprintf(response, static_cast<std::size_t>(size), "%s", text.c_str());
-        return result;
-    };
-}
 
 TEST(ZvControl, LogsTheRequestFirst) {
     zvtest::SyslogCapture log;
@@ -144,7 +88,7 @@ TEST(ZvControl, OpensRegistersDispatchesAndClosesInThisOrder) {
 }
 
 TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
-    fakePlatform().getter_results["model_number"] = -7;
+    fakePlatform().getterResults["model_number"] = -7;
     const Served served = serve(nullptr, "q=1");
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<error (null)|q=1|500|-7|zvc_state_get_model_number|"
@@ -154,7 +98,7 @@ TEST(ZvControl, MissingPathYieldsTheDescriptionWithoutOpeningTheInterface) {
 }
 
 TEST(ZvControl, EmptyPathYieldsTheDescriptionWithoutOpeningTheInterface) {
-    fakePlatform().getter_results["model_number"] = -7;
+    fakePlatform().getterResults["model_number"] = -7;
     const Served served = serve("", nullptr);
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<error |(null)|500|-7|zvc_state_get_model_number|"
@@ -173,7 +117,7 @@ TEST(ZvControl, MissingSettingsAreAnsweredWithAnErrorAndTheResultIs0) {
 
 TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
     zvtest::SyslogCapture log;
-    fakePlatform().open_result = -5;
+    fakePlatform().openResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-5, served.result);
     EXPECT_EQ("", served.output);
@@ -185,9 +129,9 @@ TEST(ZvControl, SaysNothingWhenTheInterfaceDoesNotOpen) {
 
 TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
     zvtest::SyslogCapture log;
-    fakePlatform().failing_row = 3;
-    fakePlatform().add_result = -3;
-    fakePlatform().close_result = -9;
+    fakePlatform().failingRow = 3;
+    fakePlatform().addResult = -3;
+    fakePlatform().closeResult = -9;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-3, served.result);
     EXPECT_EQ("", served.output);
@@ -201,8 +145,8 @@ TEST(ZvControl, SaysNothingAndClosesWhenARowCannotBeRegistered) {
 }
 
 TEST(ZvControl, AnyResultBut0StopsTheRegistration) {
-    fakePlatform().failing_row = 14;
-    fakePlatform().add_result = 1;
+    fakePlatform().failingRow = 14;
+    fakePlatform().addResult = 1;
     EXPECT_EQ(1, serve("/x", nullptr).result);
     EXPECT_EQ("close", fakePlatform().calls.back());
     EXPECT_EQ(16U, fakePlatform().calls.size());
@@ -283,7 +227,7 @@ TEST(ZvControl, WritesNothingWhenTheHandlerHasAnswered) {
 
 TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
     answerWith(0, "{}");
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<success header>\n{}", served.output);
@@ -292,7 +236,7 @@ TEST(ZvControl, AFailingCloseIsToldOnStandardErrorWithTheRequestsResult) {
 
 TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
     answerWith(-1);
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-1, served.result);
     EXPECT_EQ("<error /x|(null)|500|-1|/x|main|150>", served.output);
@@ -301,7 +245,7 @@ TEST(ZvControl, AFailingCloseAfterAFailedRequestTellsItsResultToo) {
 
 TEST(ZvControl, AFailingCloseAfterAHandlersOwnAnswerTellsItsResultToo) {
     answerWith(-18);
-    fakePlatform().close_result = -5;
+    fakePlatform().closeResult = -5;
     const Served served = serve("/x", nullptr);
     EXPECT_EQ(-18, served.result);
     EXPECT_EQ("", served.output);
@@ -350,90 +294,6 @@ TEST(ZvControl, AnAnswerThatCannotBeWrittenChangesNothingElse) {
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<succ", served.output);
     EXPECT_EQ("close", fakePlatform().calls.back());
-}
-
-TEST(ZvControl, WithoutMemoryForASuccessSaysNothingAndFails) {
-    answerWith(0, "{\"a\":1}");
-    const Served served = serveWithin(1, "/x", "a=1");
-    EXPECT_EQ(-2, served.result);
-    EXPECT_EQ("", served.output);
-    EXPECT_EQ("", served.errors);
-    EXPECT_THAT(fakePlatform().calls, Contains("handle /x a=1 4096"));
-    EXPECT_EQ("close", fakePlatform().calls.back());
-}
-
-TEST(ZvControl, WithoutMemoryForTheBuffersTextNoHalfOfItIsSaid) {
-    answerWith(0, std::string(4095, 'x'));
-    const Served served = serveWithin(1024, "/x", nullptr);
-    EXPECT_EQ(-2, served.result);
-    EXPECT_EQ("", served.output);
-}
-
-TEST(ZvControl, WithoutMemoryForAnErrorAnswerSaysNothingAndFails) {
-    for (const int code : {-20, -4, -1}) {
-        answerWith(code);
-        const Served served = serveWithin(1, "/x", nullptr);
-        EXPECT_EQ(-2, served.result) << code;
-        EXPECT_EQ("", served.output) << code;
-    }
-}
-
-TEST(ZvControl, WithoutMemoryAnAnswerOfTheHandlersOwnStands) {
-    fakePlatform().serve = [](const char*, const char*, char*, int) {
-        return write(STDOUT_FILENO, "own answer", 10) == 10 ? -18 : 0;
-    };
-    const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(-18, served.result);
-    EXPECT_EQ("own answer", served.output);
-}
-
-TEST(ZvControl, AFailingCloseTellsTheDispatchersResultAlsoWithoutMemory) {
-    answerWith(-17);
-    fakePlatform().close_result = -5;
-    const Served served = serveWithin(1, "/x", nullptr);
-    EXPECT_EQ(-2, served.result);
-    EXPECT_EQ("", served.output);
-    EXPECT_EQ("Error[-17] closing the daemon interface\n", served.errors);
-}
-
-TEST(ZvControl, WithoutMemoryForTheSettingsSaysNothingAndFails) {
-    writeSettings("{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
-    const Served served = serveWithin(2000, nullptr, nullptr);
-    EXPECT_EQ(-2, served.result);
-    EXPECT_EQ("", served.output);
-}
-
-TEST(ZvControl, WithoutMemoryForTheErrorAnswerOfTheDescriptionSaysNothingAndFails) {
-    fakePlatform().getter_results["model_number"] = -7;
-    const Served getter = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(-2, getter.result);
-    EXPECT_EQ("", getter.output);
-    fakePlatform().getter_results["model_number"] = 0;
-    const Served settings = serveWithin(1, nullptr, nullptr);
-    EXPECT_EQ(-2, settings.result);
-    EXPECT_EQ("", settings.output);
-}
-
-TEST(ZvControl, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtAll) {
-    writeSettings("{\"a\":{},\n" + std::string(600, ' ') + "\"b\":{},\n" + std::string(900, ' ') + "\"c\":{}}\n");
-    const Served whole = serve(nullptr, nullptr);
-    EXPECT_EQ(0, whole.result);
-    ASSERT_EQ("<success header>\n{\"a\":{}," + std::string(600, ' ') + "\"b\":{}," + std::string(900, ' ') +
-                  "\"c\":{},\n\"info\":{\"model_number\":12,\"model_name\":\"Tess 12\","
-                  "\"firmware_version\":\"3.4.5\",\"serial_number\":\"SN0001\","
-                  "\"board_type\":\"B7\",\"ap_mac\":\"020304050607\",\"ap_ssid\":\"zarvo-0001\","
-                  "\"ap_has_default_credentials\":\"0\",\"git_sha1\":\"" +
-                  std::string(build_revision) + "\"}}",
-              whole.output);
-    int answered = 0;
-    for (std::size_t most = 0; most < 5000; most += 10) {
-        const Served served = serveWithin(most, nullptr, nullptr);
-        answered += served.result == 0 ? 1 : 0;
-        ASSERT_EQ(served.result, served.output.empty() ? -2 : 0) << most;
-        ASSERT_EQ(served.output, served.result == 0 ? whole.output : "") << most;
-    }
-    EXPECT_GT(answered, 0);
-    EXPECT_LT(answered, 500);
 }
 
 TEST(ZvControl, TakesPathAndQueryOf100Kilobytes) {

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <vector>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
@@ -78,4 +78,4 @@ TEST(EventLoop, EndsOnASignalAndGivesTheSignalMaskBack) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

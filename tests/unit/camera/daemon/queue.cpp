@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 TEST(Queue, ANameHasOneSlashAtItsStart) {
@@ -74,4 +74,4 @@ TEST(Queue, ThatCannotBeMadeIsAnError) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

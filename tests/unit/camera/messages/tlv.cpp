@@ -1,10 +1,9 @@
 #include "tlv.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <random>
-#include <stdexcept>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 const Bytes pairingPhase{0x00, 0x2f, 0x00, 0x02,             // 47 bytes, category 2
@@ -90,13 +89,5 @@ TEST(Tlv, RandomBytesNeverLeadOutOfThem) {
     }
 }
 
-TEST(Tlv, HexIsLowerCaseAndReadInBothCases) {
-    EXPECT_EQ("00af10", toHex(Bytes{0x00, 0xaf, 0x10}));
-    EXPECT_EQ((Bytes{0x00, 0xaf, 0x10}), fromHex("00aF10"));
-    EXPECT_THROW(fromHex("0"), std::invalid_argument);
-    EXPECT_THROW(fromHex("0g"), std::invalid_argument);
-    EXPECT_THROW(fromHex(" 1"), std::invalid_argument);
-}
-
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -40,8 +40,8 @@ struct Client {
     }
     // The data of a page; empty when there is no good reply.
     Bytes page(const Bytes& data) {
-        const auto decoded = zvcam::decodeMessage(ask(data).value_or(Bytes()));
-        const zvcam::Element* element = decoded.message.find(69);
+        const auto decoded = zvcamera::decodeMessage(ask(data).value_or(Bytes()));
+        const zvcamera::Element* element = decoded.message.find(69);
         return element == nullptr ? Bytes() : element->data;
     }
     std::uint8_t waitForPairing(std::uint8_t end) {
@@ -120,7 +120,7 @@ TEST(ZvBleD, APairingEndsAndIsKeptWithoutAnybodyAsking) {
     }
     EXPECT_EQ(-SIGKILL, daemon.end(SIGKILL));
     std::ifstream kept(file);
-    const zvcam::Json json = zvcam::Json::parse(kept);
+    const zvcamera::Json json = zvcamera::Json::parse(kept);
     EXPECT_EQ("a1b2c3d4e5f6", json.at("slots")[1].at("address"));
 }
 
@@ -167,7 +167,7 @@ TEST(ZvBleD, EveryValueIsSeenAndSetByTheTool) {
     EXPECT_EQ(byteReply(3), client.ask({9}));
     daemon.call("device_set", {{"device", {{"address", "a1b2c3d4e5f6"}, {"rssi", -20}}}});
     daemon.call("scan", {{"mode", 2}});
-    const zvcam::Json state = daemon.call("ble");
+    const zvcamera::Json state = daemon.call("ble");
     EXPECT_EQ(-20, state.at("devices")[0].at("rssi"));
     EXPECT_EQ("One", state.at("devices")[0].at("name")); // what was not named stays
     EXPECT_EQ(2, state.at("scan").at("mode"));
@@ -178,9 +178,9 @@ TEST(ZvBleD, EveryValueIsSeenAndSetByTheTool) {
 
 TEST(ZvBleD, RefusesTheToolsWrongValues) {
     DaemonProcess daemon("zvBleD", scenario);
-    const std::vector<std::pair<const char*, zvcam::Json>> wrong{
+    const std::vector<std::pair<const char*, zvcamera::Json>> wrong{
         {"ble_set", {{"settings", {{"foo", 1}}}}},
-        {"ble_set", zvcam::Json::object()},
+        {"ble_set", zvcamera::Json::object()},
         {"ble_set", {{"settings", {{"auto_connect", 256}}}}},
         {"device_set", {{"device", {{"address", "zz"}}}}},
         {"device_remove", {{"address", "000000000099"}}},
@@ -193,7 +193,7 @@ TEST(ZvBleD, RefusesTheToolsWrongValues) {
         {"connection", {{"address", "000000000099"}, {"connected", true}}},
         {"fault_add", {{"command", "scan"}, {"fault", "none"}}},
         {"fault_remove", {{"id", 99}}},
-        {"fault_remove", zvcam::Json::object()},
+        {"fault_remove", zvcamera::Json::object()},
         {"trace", {{"after", "x"}}},
     };
     for (const auto& [op, arguments] : wrong) {
@@ -259,13 +259,13 @@ TEST(ZvBleD, AStatusSetByHandHoldsAndHindersNoPairing) {
     EXPECT_EQ(2, client.waitForPairing(2));
     daemon.call("pairing_status", {{"status", 1}});
     EXPECT_EQ(byteReply(1), client.ask({9}));
-    EXPECT_EQ((zvcam::Json{{"status", 1},
-                           {"meaning", "pairing"},
-                           {"by_hand", true},
-                           {"own_status", 2},
-                           {"own_meaning", "paired"},
-                           {"address", "a1b2c3d4e5f6"},
-                           {"address_type", 1}}),
+    EXPECT_EQ((zvcamera::Json{{"status", 1},
+                              {"meaning", "pairing"},
+                              {"by_hand", true},
+                              {"own_status", 2},
+                              {"own_meaning", "paired"},
+                              {"address", "a1b2c3d4e5f6"},
+                              {"address_type", 1}}),
               daemon.call("ble").at("pairing"));
     daemon.call("pairing_status", {{"status", nullptr}});
     EXPECT_EQ(byteReply(2), client.ask({9}));
@@ -282,7 +282,7 @@ TEST(ZvBleD, ADeviceThatIsSetPresentIsHeardWhateverItsTimes) {
 
 // A request line of the tool, raw; what is answered.
 std::string rawAnswer(const std::string& line) {
-    const zv::UniqueFd fd = zvcam::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
+    const zv::UniqueFd fd = zvcamera::connectUnix("/run/zarvo/zvBleD.admin", SOCK_STREAM);
     EXPECT_EQ(static_cast<ssize_t>(line.size()), send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL));
     char answer[256];
     const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 Slot slot(const char* address, bool inUse = true) {
@@ -24,9 +24,9 @@ CommandResult refused(Status status) {
 
 class Commands : public testing::Test {
 protected:
-    CommandResult run(const Bytes& data) { return runCommand(radio, data, now); }
-    Radio radio;
-    Millis now = 0;
+    CommandResult run(const Bytes& data) { return runCommand(radio_, data, now_); }
+    Radio radio_;
+    Millis now_ = 0;
 };
 
 TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
@@ -44,16 +44,16 @@ TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
             }
         }
     }
-    EXPECT_EQ(PairingStatus::Idle, radio.pairing().status);
-    EXPECT_EQ(1, radio.autoConnect);
+    EXPECT_EQ(PairingStatus::Idle, radio_.pairing().status);
+    EXPECT_EQ(1, radio_.autoConnect);
 }
 
 TEST_F(Commands, ScanStartsWithAModeAndStopsWithZero) {
     EXPECT_EQ(ok(), run({1, 2}));
-    EXPECT_TRUE(radio.scan().running);
-    EXPECT_EQ(2, radio.scan().mode);
+    EXPECT_TRUE(radio_.scan().running);
+    EXPECT_EQ(2, radio_.scan().mode);
     EXPECT_EQ(ok(), run({1, 0}));
-    EXPECT_FALSE(radio.scan().running);
+    EXPECT_FALSE(radio_.scan().running);
 }
 
 TEST_F(Commands, ConfigurationIsSetAndRead) {
@@ -68,7 +68,7 @@ TEST_F(Commands, PairingRunsThroughItsStatusValues) {
     Device one;
     one.address = parseAddress("a1b2c3d4e5f6");
     one.addressType = 1;
-    radio.setDevice(one);
+    radio_.setDevice(one);
     EXPECT_EQ(ok({0}), run({9}));
     EXPECT_EQ(ok(), run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
     EXPECT_EQ(ok({1}), run({9}));
@@ -77,7 +77,7 @@ TEST_F(Commands, PairingRunsThroughItsStatusValues) {
     EXPECT_EQ(ok(), run({3, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
     EXPECT_EQ(ok({4}), run({9}));
     EXPECT_EQ(ok(), run({2, 0xf6, 0xe5, 0xd4, 0xc3, 0xb2, 0xa1, 1}));
-    now = 2000;
+    now_ = 2000;
     EXPECT_EQ(ok({2}), run({9}));
 }
 
@@ -87,7 +87,7 @@ TEST_F(Commands, AnEmptyListIsOnePageOfNothing) {
 }
 
 TEST_F(Commands, AWhitelistPageHoldsItsEntries) {
-    radio.whitelist.assign({slot("060504030201"), slot("0a0b0c0d0e0f", false)});
+    radio_.whitelist.assign({slot("060504030201"), slot("0a0b0c0d0e0f", false)});
     Bytes expected{2, 2, 0, 2, 1, 2, 3, 4, 5, 6, 0x40, 0, 10, 1, 'S'};
     expected.resize(4 + 41);
     expected.insert(expected.end(), {0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0, 0, 10, 1, 'S'});
@@ -100,8 +100,8 @@ TEST_F(Commands, AWhitelistPageHoldsItsEntries) {
 }
 
 TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
-    radio.settings.whitelistPage = 30;
-    radio.whitelist.assign(std::vector<Slot>(50, slot("060504030201")));
+    radio_.settings.whitelistPage = 30;
+    radio_.whitelist.assign(std::vector<Slot>(50, slot("060504030201")));
     CommandResult page = run({6, 0, 255});
     EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 4), (Bytes{2, 50, 0, 30}));
     EXPECT_EQ(4U + 30 * 41, page.data.size());
@@ -111,7 +111,7 @@ TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
 }
 
 TEST_F(Commands, APageFitsIntoAMessage) {
-    radio.whitelist.assign(std::vector<Slot>(255, slot("060504030201")));
+    radio_.whitelist.assign(std::vector<Slot>(255, slot("060504030201")));
     const CommandResult page = run({6, 0, 255});
     EXPECT_EQ(255, page.data[1]);
     EXPECT_EQ(36, page.data[3]);
@@ -119,7 +119,7 @@ TEST_F(Commands, APageFitsIntoAMessage) {
 }
 
 TEST_F(Commands, APageHoldsNoMoreThanAskedFor) {
-    radio.whitelist.assign(std::vector<Slot>(5, slot("060504030201")));
+    radio_.whitelist.assign(std::vector<Slot>(5, slot("060504030201")));
     EXPECT_EQ(2, run({6, 1, 2}).data[3]);
     EXPECT_EQ(1, run({6, 4, 2}).data[3]);
     EXPECT_EQ(ok({2, 5, 0, 0}), run({6, 0, 0}));
@@ -134,10 +134,10 @@ TEST_F(Commands, AScanPageHoldsItsEntries) {
         one.foundAfter = i;
         one.rssi = -60;
         one.rssiVariation = 0;
-        radio.setDevice(one);
+        radio_.setDevice(one);
     }
     run({1, 1});
-    now = 100;
+    now_ = 100;
     const CommandResult page = run({4, 0, 15});
     EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 12), (Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}));
     EXPECT_EQ(4U + 15 * 82, page.data.size());
@@ -146,7 +146,7 @@ TEST_F(Commands, AScanPageHoldsItsEntries) {
 }
 
 TEST_F(Commands, RemovingFreesTheSlotInPlace) {
-    radio.whitelist.assign({slot("000000000001"), slot("060504030201"), slot("000000000003")});
+    radio_.whitelist.assign({slot("000000000001"), slot("060504030201"), slot("000000000003")});
     EXPECT_EQ(ok(), run({7, 0, 0, 1, 2, 3, 4, 5, 6}));
     const CommandResult page = run({6, 0, 255});
     EXPECT_EQ(3, page.data[0]); // rebuilt
@@ -155,12 +155,12 @@ TEST_F(Commands, RemovingFreesTheSlotInPlace) {
     EXPECT_EQ(1, page.data[4 + 41]); // what it held is still there
     EXPECT_EQ(refused(Status::NotFound), run({7, 0, 0, 1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(refused(Status::NotFound), run({7, 4, 1, 1, 2, 3, 4, 5, 6}));
-    radio.whitelist.take(slot("0000000000ff"), 64);
+    radio_.whitelist.take(slot("0000000000ff"), 64);
     EXPECT_EQ(0xff, run({6, 0, 255}).data[4 + 41]); // the free slot is taken first
 }
 
 TEST_F(Commands, AutoConnectIsSetByAnyValueButZero) {
-    radio.whitelist.assign({slot("060504030201")});
+    radio_.whitelist.assign({slot("060504030201")});
     EXPECT_EQ(ok(), run({7, 4, 7, 1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(0x50, run({6, 0, 255}).data[4 + 6]);
     EXPECT_EQ(ok(), run({7, 4, 0, 1, 2, 3, 4, 5, 6}));
@@ -172,15 +172,15 @@ TEST_F(Commands, AutoConnectIsSetByAnyValueButZero) {
 TEST_F(Commands, AStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
     Device one;
     one.address = parseAddress("060504030201");
-    radio.setDevice(one);
+    radio_.setDevice(one);
     for (const std::uint8_t byte : Bytes{1, 77}) {
-        radio.setPairingStatus(byte);
-        now += 20000; // long enough for any pairing to end
+        radio_.setPairingStatus(byte);
+        now_ += 20000; // long enough for any pairing to end
         EXPECT_EQ(ok({byte}), run({9}));
         EXPECT_EQ(refused(Status::NotFound), run({3, 0, 0, 0, 0, 0, 0, 0})); // there is nothing to cancel
         EXPECT_EQ(ok(), run({2, 1, 2, 3, 4, 5, 6, 0}));
         EXPECT_EQ(ok({1}), run({9}));
-        now += 2000;
+        now_ += 2000;
         EXPECT_EQ(ok({2}), run({9}));
     }
 }
@@ -188,25 +188,25 @@ TEST_F(Commands, AStatusSetByHandIsToldUntilTheNextPairingAndIsNoneItself) {
 TEST_F(Commands, APairingGoesOnBelowAStatusSetByHand) {
     Device one;
     one.address = parseAddress("060504030201");
-    radio.setDevice(one);
+    radio_.setDevice(one);
     EXPECT_EQ(ok(), run({2, 1, 2, 3, 4, 5, 6, 0}));
-    radio.setPairingStatus(77);
+    radio_.setPairingStatus(77);
     EXPECT_EQ(refused(Status::Busy), run({2, 1, 2, 3, 4, 5, 6, 0}));
-    now = 2000;
+    now_ = 2000;
     EXPECT_EQ(ok({77}), run({9}));
-    EXPECT_EQ(1U, radio.whitelist.slots().size());
-    radio.setPairingStatus(std::nullopt);
+    EXPECT_EQ(1U, radio_.whitelist.slots().size());
+    radio_.setPairingStatus(std::nullopt);
     EXPECT_EQ(ok({2}), run({9}));
 }
 
 TEST_F(Commands, AListIsRebuiltByTheCommandOfItsPages) {
-    radio.rebuildScan(250);
-    rebuildList(radio, "scan_list", 7);
+    radio_.rebuildScan(250);
+    rebuildList(radio_, "scan_list", 7);
     EXPECT_EQ(ok({1, 0, 0, 0}), run({4, 0, 15}));
-    rebuildList(radio, "whitelist_list", 3);
+    rebuildList(radio_, "whitelist_list", 3);
     EXPECT_EQ(ok({4, 0, 0, 0}), run({6, 0, 15}));
-    EXPECT_EQ(1, radio.scan().listId);
+    EXPECT_EQ(1, radio_.scan().listId);
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -6,7 +6,7 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 std::string errorOf(const char* text) {
@@ -87,4 +87,4 @@ TEST(RadioState, EveryScenarioOfTheCameraIsReadable) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

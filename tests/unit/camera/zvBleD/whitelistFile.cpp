@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <system_error>
 
-namespace zvcam {
+namespace zvcamera {
 namespace {
 
 const std::string folder = "/tmp/fuse_d/MISC";
@@ -109,4 +109,4 @@ TEST(WhitelistFile, AFolderThatCannotBeMadeIsAnError) {
 }
 
 } // namespace
-} // namespace zvcam
+} // namespace zvcamera

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using namespace zvcam;
+using namespace zvcamera;
 using zvcontrol::Operation;
 using Bytes = std::vector<unsigned char>;
 

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <vector>
 
-using namespace zvcam;
+using namespace zvcamera;
 using std::chrono::milliseconds;
 
 namespace {

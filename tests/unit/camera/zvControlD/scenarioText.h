@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
-inline zvcam::Scenario scenarioOf(const std::string& text) {
+inline zvcamera::Scenario scenarioOf(const std::string& text) {
     const std::string path = "/tmp/scenario.json";
     std::ofstream(path) << text;
-    return zvcam::Scenario::load(path);
+    return zvcamera::Scenario::load(path);
 }

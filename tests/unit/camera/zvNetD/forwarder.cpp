@@ -11,16 +11,16 @@ using std::chrono::milliseconds;
 TEST(Forwarder, GivesUpWhatAFullQueueHasNotTakenInTime) {
     const zvtest::TestQueue full("/to_full", 1, 100);
     ASSERT_TRUE(zvtest::sendTo("/to_full", {1}));
-    zvcam::EventLoop loop;
+    zvcamera::EventLoop loop;
     std::string settled;
-    zvcam::Forwarder forwarder(
+    zvcamera::Forwarder forwarder(
         loop, "/to_full",
-        [&](const zvcam::QueueRequest& request, zvcam::SendResult result, std::int64_t) {
-            settled += std::to_string(request.raw[0]) + zvcam::toText(result) + ";";
+        [&](const zvcamera::QueueRequest& request, zvcamera::SendResult result, std::int64_t) {
+            settled += std::to_string(request.raw[0]) + zvcamera::toText(result) + ";";
         },
         milliseconds(40));
     for (const std::uint8_t first : {std::uint8_t{7}, std::uint8_t{8}}) {
-        zvcam::QueueRequest request;
+        zvcamera::QueueRequest request;
         request.raw = {first};
         forwarder.forward(request);
     }

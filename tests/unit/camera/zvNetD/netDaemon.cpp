@@ -1,4 +1,5 @@
 #include "daemonProcess.h"
+#include "hexText.h"
 #include "syslogCapture.h"
 #include "unixSocket.h"
 
@@ -54,7 +55,7 @@ TEST(ZvNetD, WithoutZvControlDThePairingPhaseIsUnreachable) {
 
 TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
     DaemonProcess daemon("zvNetD");
-    const zv::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
+    const zv::UniqueFd silent = zvcamera::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue answers(reply);
     TestQueue others("/to_ZVCC13");
     ASSERT_TRUE(sendTo(net, enter));
@@ -65,7 +66,7 @@ TEST(ZvNetD, ASilentZvControlDHoldsNobodyElse) {
 
 TEST(ZvNetD, MoreThanSixtyFourWaitingForZvControlDAreRefusedAtOnce) {
     DaemonProcess daemon("zvNetD");
-    const zv::UniqueFd silent = zvcam::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
+    const zv::UniqueFd silent = zvcamera::listenUnix("/run/zarvo/zvControlD.sock", SOCK_SEQPACKET);
     TestQueue waiting(reply, 10, 1500);
     TestQueue refused("/to_ZVCC13", 10, 1500);
     for (int i = 0; i < 64; ++i) {
@@ -121,7 +122,8 @@ TEST(ZvNetD, UnknownTagsAndDestinationsAreRefused) {
     EXPECT_EQ(statusReply(1), answers.receive());
     ASSERT_TRUE(sendTo(net, request("BL", {9}, reply, "/to_other")));
     EXPECT_EQ(statusReply(2), answers.receive());
-    ASSERT_TRUE(sendTo(net, zvcam::encodeMessage({2, {{65, {'P', 'D'}}, {68, Bytes(reply, reply + 10)}, {238, {}}}})));
+    ASSERT_TRUE(
+        sendTo(net, zvcamera::encodeMessage({2, {{65, {'P', 'D'}}, {68, Bytes(reply, reply + 10)}, {238, {}}}})));
     EXPECT_EQ(statusReply(2), answers.receive());
 }
 
@@ -218,15 +220,15 @@ TEST(ZvNetD, FaultsSpoilThePairingPhasesReplies) {
 TEST(ZvNetD, TracesWhatComesAndGoes) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
-    zvcam::AdminClient follower("/run/zarvo/zvNetD.admin");
-    EXPECT_EQ(zvcam::Json::array(), follower.call("trace_follow"));
+    zvcamera::AdminClient follower("/run/zarvo/zvNetD.admin");
+    EXPECT_EQ(zvcamera::Json::array(), follower.call("trace_follow"));
     const Bytes message = request("BL", {9}, reply, "/to_ble");
     ASSERT_TRUE(sendTo(net, message));
-    const zvcam::Json in = follower.nextEvent(milliseconds(5000));
+    const zvcamera::Json in = follower.nextEvent(milliseconds(5000));
     EXPECT_EQ("in", in.at("direction"));
     EXPECT_EQ(net, in.at("queue"));
-    EXPECT_EQ(zvcam::toHex(message), in.at("hex"));
-    const zvcam::Json out = follower.nextEvent(milliseconds(5000));
+    EXPECT_EQ(zvcamera::toHex(message), in.at("hex"));
+    const zvcamera::Json out = follower.nextEvent(milliseconds(5000));
     EXPECT_EQ("out", out.at("direction"));
     EXPECT_EQ("/to_ble", out.at("queue"));
     EXPECT_EQ("sent", out.at("note"));

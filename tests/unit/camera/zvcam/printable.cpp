@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using zvcam::printable;
+using zvcamera::printable;
 
 TEST(Printable, TextStaysAsItIs) {
     EXPECT_EQ("", printable(""));

@@ -26,9 +26,9 @@ Ended done(std::vector<std::string> words) {
 
 class ToolTest : public testing::Test {
 protected:
-    zvcam::Json state(const char* part) { return ble.call("ble").at(part); }
-    DaemonProcess net{"zvNetD"};
-    DaemonProcess ble{"zvBleD"};
+    zvcamera::Json state(const char* part) { return ble_.call("ble").at(part); }
+    DaemonProcess net_{"zvNetD"};
+    DaemonProcess ble_{"zvBleD"};
 };
 
 TEST_F(ToolTest, SetsAndShowsTheRadio) {
@@ -68,7 +68,7 @@ TEST_F(ToolTest, SetsAndShowsTheRadio) {
     EXPECT_EQ(200, state("pairing").at("status"));
     EXPECT_EQ("pairing: 200 (unknown status) by hand, its own 5 (timed out), device 112233445566 type 0\n",
               done({"ble", "pairing"}).out);
-    EXPECT_EQ(zvcam::Json::parse(done({"--json", "ble", "pairing"}).out), state("pairing"));
+    EXPECT_EQ(zvcamera::Json::parse(done({"--json", "ble", "pairing"}).out), state("pairing"));
     done({"ble", "pairing", "status", "--own"});
     EXPECT_EQ("pairing: 5 (timed out), device 112233445566 type 0\n", done({"ble", "pairing"}).out);
     EXPECT_THAT(done({"ble"}).out, MatchesRegex("time: [0-9]+ ms since the start\n"
@@ -87,7 +87,7 @@ TEST_F(ToolTest, SaysWhatTheRadioRefuses) {
     EXPECT_EQ(2, zvcamTool({"ble", "pairing", "status"}).status);
     EXPECT_EQ(2, zvcamTool({"ble", "pairing", "status", "256"}).status);
     EXPECT_EQ(2, zvcamTool({"ble", "pairing", "status", "7", "--own"}).status);
-    ble.end(SIGTERM);
+    ble_.end(SIGTERM);
     EXPECT_EQ(3, zvcamTool({"ble"}).status);
 }
 
@@ -106,10 +106,10 @@ TEST_F(ToolTest, AConnectionToADeviceOutOfRangeIsUndoneAtOnce) {
 
 TEST_F(ToolTest, ShowsTheQueuesCountsAndTheBacklog) {
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
-    EXPECT_EQ(1U, net.waitForCount("skipped", 1));
-    const zvcam::Json counts = zvcam::Json::parse(done({"--json", "queue"}).out);
-    EXPECT_EQ(counts.at("zvBleD"), ble.call("queue"));
-    zvcam::Json expected = net.call("queue");
+    EXPECT_EQ(1U, net_.waitForCount("skipped", 1));
+    const zvcamera::Json counts = zvcamera::Json::parse(done({"--json", "queue"}).out);
+    EXPECT_EQ(counts.at("zvBleD"), ble_.call("queue"));
+    zvcamera::Json expected = net_.call("queue");
     expected["backlog"] = 0;
     EXPECT_EQ(expected, counts.at("zvNetD"));
     EXPECT_EQ(1, expected.at("skipped"));
@@ -127,11 +127,11 @@ TEST_F(ToolTest, AddsListsAndRemovesFaultsOfBothDaemons) {
               "net:2  *  refused  status=9  skip 0, left all, hits 0\n",
               done({"fault", "list"}).out);
     done({"fault", "remove", "ble:2"});
-    EXPECT_EQ(1U, ble.call("fault_list").size());
-    EXPECT_EQ(3U, zvcam::Json::parse(done({"--json", "fault", "list"}).out).size());
+    EXPECT_EQ(1U, ble_.call("fault_list").size());
+    EXPECT_EQ(3U, zvcamera::Json::parse(done({"--json", "fault", "list"}).out).size());
     done({"fault", "clear"});
-    EXPECT_TRUE(ble.call("fault_list").empty());
-    EXPECT_TRUE(net.call("fault_list").empty());
+    EXPECT_TRUE(ble_.call("fault_list").empty());
+    EXPECT_TRUE(net_.call("fault_list").empty());
     EXPECT_EQ("zvcam: command: scan does not answer pages, which index spoils\n",
               zvcamTool({"fault", "add", "scan", "index"}).error);
     EXPECT_EQ("zvcam: the fault missing takes no value\n", zvcamTool({"fault", "add", "scan", "missing", "5"}).error);
@@ -144,7 +144,7 @@ TEST_F(ToolTest, ATraceFileIsDecodedToWhatTheTraceShows) {
     ASSERT_TRUE(sendTo("/to_zvnet", request("BL", {4, 0, 15}, reply, "/to_ble")));
     ASSERT_TRUE(answers.receive());
     ASSERT_TRUE(sendTo("/to_zvnet", {1, 2}));
-    EXPECT_EQ(1U, net.waitForCount("skipped", 1));
+    EXPECT_EQ(1U, net_.waitForCount("skipped", 1));
     done({"trace", "--file", "/tmp/trace.jsonl"});
     const std::string shown = done({"trace"}).out;
     EXPECT_EQ(shown, done({"decode", "/tmp/trace.jsonl"}).out);
@@ -162,13 +162,13 @@ TEST_F(ToolTest, ATraceFileIsDecodedToWhatTheTraceShows) {
 }
 
 TEST_F(ToolTest, ATraceOfOneDaemonNamesTheOtherThatIsMissing) {
-    ble.end(SIGTERM);
+    ble_.end(SIGTERM);
     ASSERT_TRUE(sendTo("/to_zvnet", {1}));
-    EXPECT_EQ(1U, net.waitForCount("skipped", 1));
+    EXPECT_EQ(1U, net_.waitForCount("skipped", 1));
     const Ended ended = done({"trace", "-b"});
     EXPECT_THAT(ended.out, HasSubstr("zvNetD <- /to_zvnet"));
     EXPECT_THAT(ended.error, HasSubstr("zvBleD does not run"));
-    net.end(SIGTERM);
+    net_.end(SIGTERM);
     EXPECT_EQ(3, zvcamTool({"trace"}).status);
 }
 
@@ -179,28 +179,28 @@ TEST_F(ToolTest, WhatIsForBothDaemonsReachesTheOneThatRunsAndNamesTheOther) {
     };
     done({"fault", "add", "scan", "missing"});
     ASSERT_TRUE(sendTo("/to_ble", {1}));
-    EXPECT_EQ(1U, ble.waitForCount("skipped", 1));
-    net.end(SIGTERM);
+    EXPECT_EQ(1U, ble_.waitForCount("skipped", 1));
+    net_.end(SIGTERM);
     EXPECT_EQ("ble:1  scan  missing  skip 0, left all, hits 0\n", namesNetwork(done({"fault", "list"})));
     EXPECT_EQ("added\n  ble:2\n", namesNetwork(done({"fault", "add", "*", "late"})));
     EXPECT_THAT(namesNetwork(done({"queue"})), HasSubstr("zvBleD\n  answered    0\n"));
     EXPECT_EQ("", namesNetwork(done({"fault", "clear"})));
-    EXPECT_TRUE(ble.call("fault_list").empty());
+    EXPECT_TRUE(ble_.call("fault_list").empty());
     EXPECT_EQ("", namesNetwork(done({"trace", "--clear"})));
-    EXPECT_TRUE(ble.call("trace").empty());
+    EXPECT_TRUE(ble_.call("trace").empty());
     EXPECT_EQ(3, zvcamTool({"fault", "add", "PD", "late"}).status); // its only daemon
 }
 
 TEST_F(ToolTest, ClearingReachesTheNetworkDaemonWithoutTheOther) {
     done({"fault", "add", "PD", "missing"});
-    ble.end(SIGTERM);
+    ble_.end(SIGTERM);
     EXPECT_THAT(done({"fault", "clear"}).error, HasSubstr("zvBleD does not run"));
-    EXPECT_TRUE(net.call("fault_list").empty());
+    EXPECT_TRUE(net_.call("fault_list").empty());
 }
 
 TEST_F(ToolTest, WhatIsForBothDaemonsFailsWithoutAny) {
-    net.end(SIGTERM);
-    ble.end(SIGTERM);
+    net_.end(SIGTERM);
+    ble_.end(SIGTERM);
     for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
              {"fault", "list"}, {"fault", "add", "*", "late"}, {"fault", "clear"}, {"trace", "--clear"}, {"queue"}}) {
         const Ended ended = zvcamTool(words);

@@ -9,7 +9,7 @@
 #include <unistd.h>
 #include <vector>
 
-using namespace zvcam;
+using namespace zvcamera;
 
 namespace {
 

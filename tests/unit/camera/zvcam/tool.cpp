@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-using zvcam::Json;
-using zvcam::toText;
+using zvcamera::Json;
+using zvcamera::toText;
 
 TEST(ToText, AlignsMembersAndIndentsNestedOnes) {
     EXPECT_EQ("a       1\n"

@@ -1,17 +1,18 @@
 // The tool as a process: against a real zvControlD and a supervisor of the test's own.
 #include "adminServer.h"
-#include "controlDaemon.h"
+#include "controlDaemonProcess.h"
 
 #include <atomic>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <sys/wait.h>
 #include <thread>
 
 using testing::HasSubstr;
-using zvcam::Json;
-using zvtest::ControlDaemon;
+using zvcamera::Json;
+using zvtest::ControlDaemonProcess;
 
 namespace {
 
@@ -62,8 +63,8 @@ public:
     }
 
 private:
-    zvcam::EventLoop loop_;
-    zvcam::AdminServer server_;
+    zvcamera::EventLoop loop_;
+    zvcamera::AdminServer server_;
     std::atomic<bool> ending_ = false;
     std::thread thread_;
 };
@@ -71,7 +72,7 @@ private:
 } // namespace
 
 TEST(Zvcam, ShowsTheStateForPeople) {
-    const ControlDaemon daemon(R"({"identity":{"model_number":34,"ap_ssid":"a b"}})");
+    const ControlDaemonProcess daemon(R"({"identity":{"model_number":34,"ap_ssid":"a b"}})");
     const Finished run = zvcamOf("show");
     EXPECT_EQ(0, run.status);
     EXPECT_EQ("", run.err);
@@ -83,7 +84,7 @@ TEST(Zvcam, ShowsTheStateForPeople) {
 }
 
 TEST(Zvcam, ShowsTheStateForMachines) {
-    const ControlDaemon daemon(R"({"identity":{"model_number":34}})");
+    const ControlDaemonProcess daemon(R"({"identity":{"model_number":34}})");
     for (const char* arguments : {"--json show", "show --json"}) {
         const Finished run = zvcamOf(arguments);
         EXPECT_EQ(1, std::count(run.out.begin(), run.out.end(), '\n'));
@@ -93,7 +94,7 @@ TEST(Zvcam, ShowsTheStateForMachines) {
 }
 
 TEST(Zvcam, SetsItems) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     EXPECT_EQ("recording  1\n", zvcamOf("set recording 1").out);
     EXPECT_EQ("recording  -1\n", zvcamOf("set recording -1").out);
     EXPECT_EQ("ap_pairing_state  2\n", zvcamOf("set ap_pairing_state 2").out);
@@ -106,7 +107,7 @@ TEST(Zvcam, SetsItems) {
 }
 
 TEST(Zvcam, SaysWhatTheCameraRefuses) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     Finished run = zvcamOf("set model_number 256");
     EXPECT_EQ(1, run.status);
     EXPECT_EQ("", run.out);
@@ -117,7 +118,7 @@ TEST(Zvcam, SaysWhatTheCameraRefuses) {
 }
 
 TEST(Zvcam, MakesItemsFailByNumberOrName) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     EXPECT_EQ("failures\n  ap_mac  -7\n", zvcamOf("fail ap_mac -7").out);
     EXPECT_EQ("{\"failures\":{\"ap_mac\":-17}}\n", zvcamOf("--json fail ap_mac ZV_ERR_NAK").out);
     EXPECT_EQ("failures  none\n", zvcamOf("unfail ap_mac").out);
@@ -132,7 +133,7 @@ TEST(Zvcam, MakesItemsFailByNumberOrName) {
 }
 
 TEST(Zvcam, DrivesTheAnalyticsFile) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     const char* const file = "/tmp/fuse_d/analytics/analytics.bin";
     EXPECT_EQ(0, zvcamOf("analytics size 2500").status);
     EXPECT_EQ(2500U, std::filesystem::file_size(file));
@@ -158,7 +159,7 @@ TEST(Zvcam, DrivesTheAnalyticsFile) {
 }
 
 TEST(Zvcam, RefusesSenselessAnalyticsArguments) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     EXPECT_EQ(2, zvcamOf("analytics").status);
     EXPECT_EQ(2, zvcamOf("analytics size").status);
     EXPECT_EQ(2, zvcamOf("analytics size x").status);
@@ -205,7 +206,7 @@ TEST(Zvcam, SaysThatNobodyIsThere) {
 }
 
 TEST(Zvcam, SaysThatAStoppedDaemonDoesNotAnswer) {
-    ControlDaemon daemon;
+    ControlDaemonProcess daemon;
     daemon.halt();
     const Finished run = zvcamOf("show");
     EXPECT_EQ(3, run.status);
@@ -213,7 +214,7 @@ TEST(Zvcam, SaysThatAStoppedDaemonDoesNotAnswer) {
 }
 
 TEST(Zvcam, FindsTheCameraByItsPort) {
-    const ControlDaemon daemon;
+    const ControlDaemonProcess daemon;
     const std::string folder = "/tmp/zvcam-" + std::to_string(getuid()) + "/8080";
     std::filesystem::create_directories(folder);
     std::filesystem::create_directory_symlink("/run/zarvo", folder + "/run");

@@ -1,0 +1,36 @@
+/*
+ * A rule that spoils replies: it names a command (a BLE command by name or code, "PD", "PX", or "*" for every command
+ * of the daemon), a fault, the number of replies it hits (0: all) and how many it lets pass first.
+ */
+#pragma once
+
+#include "faultKinds.h"
+#include "jsonReader.h"
+
+#include <cstdint>
+#include <string>
+
+namespace zvcamera {
+
+struct FaultRule {
+    std::uint64_t id = 0;
+    std::string command;             // canonical, or "*"
+    const FaultKind* kind = nullptr; // a row of the table
+    std::int64_t value = 0;          // the fault's parameter
+    std::uint32_t skip = 0;          // replies still let pass
+    std::uint32_t left = 0;          // replies still to hit
+    bool forEver = true;             // left does not count
+    std::uint32_t hits = 0;
+
+    // Whether the rule is for this request and its fault can hit the reply to it.
+    bool concerns(const RequestInfo& request) const;
+};
+
+// Reads a rule ({"command":"scan_list","fault":"late","ms":2000,"count":3,"skip":1}). where: its name in error texts.
+// Throws JsonError.
+FaultRule readFaultRule(const Json& rule, const std::string& where);
+Json toJson(const FaultRule& rule);
+// The key of a fault's parameter ("ms"); empty when it takes none. Throws JsonError when there is no such fault.
+std::string faultParameter(const std::string& fault);
+
+} // namespace zvcamera
