@@ -38,7 +38,28 @@ MAY_USE = {
 }
 
 # Sources whose test has another name, and why a test of their own name would be empty.
-TESTED_ELSEWHERE = {}
+_TOOL = "tests/unit/camera/zvcam/zvcam.cpp"
+TESTED_ELSEWHERE = {
+    # The programs as a whole.
+    "camera/zvBleD/main.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/zvControlD/main.cpp": "tests/unit/camera/zvControlD/controlDaemon.cpp",
+    "camera/zvNetD/main.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    "camera/zvStream/main.cpp": "tests/unit/camera/zvStream/streamLog.cpp",
+    "camera/daemon/daemon.cpp": "tests/unit/camera/zvControlD/controlDaemon.cpp",
+    # Through the daemon, or the file, that they are made for.
+    "camera/daemon/log.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/daemon/queueService.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    "camera/daemon/unixSocket.cpp": "tests/unit/camera/daemon/adminServer.cpp",
+    "camera/messages/commandNames.cpp": "tests/unit/camera/messages/faultRule.cpp",
+    "camera/messages/traceRecord.cpp": "tests/unit/camera/zvcam/traceText.cpp",
+    "camera/zvBleD/radioAdmin.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/zvBleD/whitelist.cpp": "tests/unit/camera/zvBleD/radioCommands.cpp",
+    "camera/zvNetD/controlLink.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    # The tool's subcommands, by its command line.
+    **{f"camera/zvcam/{name}.cpp": _TOOL for name in (
+        "analyticsCommands", "bleCommands", "bleText", "daemonCommands", "faultCommands", "groups", "keyValue", "main",
+        "stateCommands", "streamCommands", "traceCommands", "traceFollower")},
+}
 
 _LOWER_CAMEL = re.compile(r"[a-z][A-Za-z0-9]*$")
 _SNAKE = re.compile(r"(__)?[a-z][a-z0-9_]*$")
@@ -97,6 +118,7 @@ def expected_first(name, text):
 
 
 def integers(name, text):
+    text = re.sub(r'"(?:[^"\\\n]|\\.)*"', lambda match: " " * len(match[0]), text)
     if name.endswith(".c") or os.path.dirname(name) in ("libzvCommon/include", "platform/include"):
         return
     for match in _BARE_INTEGER.finditer(text):
