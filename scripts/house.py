@@ -68,8 +68,8 @@ _TEST = re.compile(r"\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)")
 _UPPER_CAMEL = re.compile(r"[A-Z][A-Za-z0-9]*$")
 _LITERAL = r"""(?:-?\d[\w'.]*|"(?:[^"\\]|\\.)*"|true|false|nullptr|std::nullopt|'(?:[^'\\]|\\.)+')"""
 # A call or a name first, a literal last.
-_LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)[^,()]*(?:\([^()]*\)[^,()]*)*,"
-                           rf"\s*{_LITERAL}\)")
+_LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)"
+                           rf"[^,()]*(?:\([^()]*\)[^,()]*)*,\s*{_LITERAL}\)")
 _BARE_INTEGER = re.compile(r"(?<![\w:.>])u?int(?:8|16|32|64)_t\b")
 _INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 
@@ -109,7 +109,8 @@ def test_names(name, text):
     for match in _TEST.finditer(text):
         for word in match.groups():
             if not _UPPER_CAMEL.match(word):
-                yield f"{name}:{_line(text, match.start())}: test suites and tests are named in UpperCamelCase, not {word}"
+                place = f"{name}:{_line(text, match.start())}"
+                yield f"{place}: test suites and tests are named in UpperCamelCase, not {word}"
 
 
 def expected_first(name, text):
