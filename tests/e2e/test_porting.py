@@ -94,7 +94,7 @@ def test_libraries_with_the_old_string_type_are_told(fit):
     sources = os.path.join(house.ROOT, "platform", "libzvCtrlD")
     with open(os.path.join(sources, "parseParam.cpp"), encoding="utf-8") as text:
         fit.make_library("libcsi.so", text.read() + '\nextern "C" int csi_get() { return 0; }\n',
-                         "-D_GLIBCXX_USE_CXX11_ABI=0", f"-I{house.ROOT}/platform/include")
+                         "-D_GLIBCXX_USE_CXX11_ABI=0", f"-I{house.ROOT}/platform/include", f"-I{house.ROOT}/base")
     shutil.move(fit.maker / "libzvCtrlD.so", fit.maker / "kept")
     fit.make_library("libzvCtrlD.so", "")
     missing = fit("comm").split()
@@ -108,7 +108,7 @@ def test_program_can_be_built_with_the_old_string_type(fit):
                for folder, _, names in os.walk(os.path.join(house.ROOT, "src"))
                for name in names]
     folders = {os.path.dirname(path) for path in sources} | {
-        os.path.join(house.ROOT, name) for name in ("libzvCommon/include", "platform/include")}
+        os.path.join(house.ROOT, name) for name in ("base", "libzvCommon/include", "platform/include")}
     compiled = 0
     for path in sources:
         with open(path, encoding="utf-8") as text:

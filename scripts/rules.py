@@ -1,6 +1,6 @@
 """Holds the rules of CONTRIBUTING.md that clang-format and clang-tidy cannot hold.
 
-    house.py [FILE...]      default: every file that git knows
+    rules.py [FILE...]      default: every file that git knows
 
 Prints a line for each finding ("FILE:LINE: what is wrong, and what would be right"); status 1 when there is one. Rules
 about the whole tree (shared header names, tests that mirror the sources) are checked whatever files are named.
@@ -176,14 +176,14 @@ def mirrored(files):
         test = f"tests/unit/{folder}/{os.path.splitext(os.path.basename(name))[0]}.cpp"
         elsewhere = TESTED_ELSEWHERE.get(name)
         if test in known and elsewhere:
-            yield f"{name}:1: has a test of its own name; strike it from the list of house.py"
+            yield f"{name}:1: has a test of its own name; strike it from the list of rules.py"
         elif test not in known and not elsewhere:
-            yield f"{name}:1: no test {test}, and none named in the list of house.py"
+            yield f"{name}:1: no test {test}, and none named in the list of rules.py"
         elif elsewhere and elsewhere not in known:
             yield f"{name}:1: its test {elsewhere} does not exist"
     for name in TESTED_ELSEWHERE:
         if name not in known:
-            yield f"scripts/house.py:1: {name} does not exist any more"
+            yield f"scripts/rules.py:1: {name} does not exist any more"
 
 
 def findings(names, files):
