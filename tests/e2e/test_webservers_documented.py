@@ -87,8 +87,8 @@ class Site:
 
     def status(self, path, password=None):
         words = [] if password is None else ["--anyauth", "-u", f"camera:{password}"]
-        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr", "-w", "%{http_code}",
-                               *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
+        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr",
+                               "-w", "%{http_code}", *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
                               capture_output=True, check=False)
         return int(done.stdout), done.stderr
 
