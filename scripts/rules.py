@@ -135,7 +135,7 @@ def columns(name, text):
     fenced = False
     for number, line in enumerate(text.split("\n"), 1):
         fenced ^= line.startswith("```")
-        prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "http" not in line
+        prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "://" not in line
         if len(line) > COLUMNS and prose:
             yield f"{name}:{number}: {len(line)} columns, {COLUMNS} at most"
 

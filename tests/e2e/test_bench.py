@@ -35,7 +35,7 @@ def _bench(folder, *options, **more):
 
 
 def _rows(text, heading):
-    """Returns the table with this heading: the first cell of each row -> the other cells."""
+    """Returns the table with this heading: a dict from the first cell of each row to the other cells."""
     table = re.search(rf"^### {re.escape(heading)}.*?\n\n(.*?)\n\n", text, re.MULTILINE | re.DOTALL)[1]
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines()[2:]]
     return {row[0]: row[1:] for row in rows}
@@ -88,7 +88,7 @@ def test_the_empty_program_takes_the_gateways_libraries(tools, build_dir):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_nothing_is_left_by_a_run_that_is_ended(tools, open_path, number):
     """The signal comes in the middle of a run, while three cameras and a folder for their file exist."""
-    # "env": a shell in the background starts its programs with SIGINT ignored.
+    # A shell in the background starts its programs with SIGINT ignored. "env" undoes that.
     with open(open_path / "output", "wb") as output:
         bench = subprocess.Popen(["env", "--default-signal", RUN, "--quick"],
                                  env={**os.environ, "TMPDIR": str(open_path)},

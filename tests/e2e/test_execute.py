@@ -161,13 +161,13 @@ def test_arguments_are_the_shells(idle):
 
 def test_quotes_of_the_arguments_go_and_the_tail_stays(idle):
     for arguments, expected in (('""ab', ["abab"]), ('a""', ["a"]), ('""', [""]), ('-x "y" z', ["-x", "y", "z", "z"])):
-        # The last case gives -x y z, with the old tail " z" behind it.
+        # In the last case, the old tail " z" stays behind -x y z.
         _execute(idle, ("zvStream", "start", arguments))
         _wait_for_history(idle, [expected])
         _execute(idle, ("zvStream", "stop", None))
         _wait_for_streams(idle, 0)
         os.remove(os.path.join(idle.storage, "zvStream.log"))
-    # Here a quote stays in the tail. The shell refuses the command line, but the answer does not show it.
+    # A quote stays in the tail here, so the shell refuses the command line. The answer does not show it.
     assert _execute(idle, ("zvStream", "start", '"-x"')).body == SUCCESS
     assert _streams(idle) == []
 

@@ -142,7 +142,7 @@ print(child.misdeeds, child.state())
 
 @pytest.mark.parametrize("before", ["running", "stopped"])
 def test_program_is_woken_before_it_is_ended(before):
-    """SIGCONT comes first: during a sanitizer's leak check it would do harm."""
+    """SIGCONT comes before SIGTERM: after it, SIGCONT could disturb a sanitizer's leak check."""
     with _python(ENDING, before, stdout=subprocess.PIPE, text=True) as process:
         assert process.communicate(timeout=30)[0] == "SIGCONT\nSIGTERM\n[] ended\n"
 

@@ -189,7 +189,7 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
 
 
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """The queue of a killed request stays until a process of the same number comes. The daemons pass over it."""
+    """The queue of a killed request stays until a request runs under the same process id. The daemons skip it."""
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})

@@ -153,7 +153,8 @@ def test_loader_finds_everything(fit, build_dir):
 
     assert f"libcsi.so => {fit.folder}/libcsi.so " in loaded()
     assert "not found" not in loaded() and "undefined" not in loaded()
-    # One of the maker's libraries wants another one beside it: only its own search path helps to find that.
+    # One of the maker's libraries needs another one beside it. To find that one, the loader uses the search path of
+    # the library that needs it, not the program's.
     fit.make_library("libfurther.so", "int further() { return 1; }")
     shutil.copy(fit.maker / "libfurther.so", fit.folder)
     source = 'int further(); extern "C" int csi_get() { return further(); }'

@@ -112,7 +112,7 @@ def test_head(served, path, status):
     put_analytics(served, b"x" * 2500)
     header, body = raw(served, path, "HEAD")
     assert (header[0].split()[1], body) == (str(status), b"")
-    # lighttpd announces the length when it had the whole answer before it began to send.
+    # lighttpd announces the length if it has the whole answer before it begins to send.
     lengths = fields(header, "content-length")
     assert all(length.isdigit() for length in lengths)
     if path == "/analytics/get":
@@ -244,7 +244,7 @@ def test_analytics_arrive_byte_for_byte(served, size):
     assert re.match(r"HTTP/1\.[01] 200", header[0])
     assert body == content
     assert fields(header, "content-type") == (["application/octet-stream"] if served.web_server == "busybox" else [])
-    # lighttpd announces the length when it had the whole file before it began to send.
+    # lighttpd announces the length if it has the whole file before it begins to send.
     assert fields(header, "content-length") in {
         "lighttpd": ([], [str(size)]), "nginx": ([],), "busybox": ([str(size)],)}[served.web_server]
     answer = served.get("/analytics/get")
@@ -288,7 +288,7 @@ def test_large_analytics_take_no_room_in_the_server(served):
 
 
 def test_analytics_file_that_shrinks_while_it_is_sent(served):
-    """Only an announced length shows it to the client."""
+    """A client notices only when the server has announced the length."""
     path = os.path.join(served.storage, "analytics", "analytics.bin")
     put_analytics(served, b"")
     os.truncate(path, 96 << 20)

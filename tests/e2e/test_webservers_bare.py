@@ -15,7 +15,10 @@ CONTENT = b"x" * 2500
 
 
 def _cut(name, *parts):
-    """Returns a snippet without these parts. Each reaches from the first text of a pair to just before the second."""
+    """Returns a snippet without some parts, each given by a pair of texts.
+
+    A part begins with the first text and ends just before the second, or with the snippet when the second is empty.
+    """
     with open(os.path.join(house.ROOT, "camera", "web", "snippets", name), encoding="utf-8") as snippet:
         text = snippet.read()
     for first, last in parts:

@@ -26,7 +26,7 @@ http {
     include /etc/nginx/conf.d/*.conf;
 }
 """
-# As the package's main configuration. The documented part goes where that one includes further files.
+# A main configuration like the package's. {before}: where that one includes further files. {behind}: its end.
 LIGHTTPD = """server.modules = ("mod_indexfile", "mod_access", "mod_alias", "mod_redirect")
 server.document-root = "/tmp"
 server.upload-dirs = ("/tmp")
@@ -87,8 +87,8 @@ class Site:
 
     def status(self, path, password=None):
         words = [] if password is None else ["--anyauth", "-u", f"camera:{password}"]
-        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr", "-w", "%{http_code}",
-                               *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
+        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr",
+                               "-w", "%{http_code}", *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
                               capture_output=True, check=False)
         return int(done.stdout), done.stderr
 
@@ -143,7 +143,10 @@ def check(site):
 
 @pytest.mark.parametrize("place", ("before", "behind"))
 def test_lighttpd(site, place):
-    """place: where Debian includes it, or at the end of the main configuration, behind modules that serve files."""
+    """place: where the documented part stands in the main configuration.
+
+    That is where Debian includes it, or at the end, behind modules that serve files.
+    """
     here = site("lighttpd.conf", "/control")
     configuration, password = blocks("lighttpd")
     here.file("/etc/lighttpd/lighttpd.conf",
