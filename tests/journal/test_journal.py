@@ -138,6 +138,7 @@ def test_request_queue_that_does_not_open(build, request_of):
         free(block2)
         mq_close(1001) = 0
         mq_unlink("/to_ZVCC4242") = 0
+        replyQueue.setData(empty, 0)
         free(block3)
         free(block1)
         open_hook = -1
@@ -172,6 +173,7 @@ def test_queues_that_do_not_close(build, request_of):
         syslog(3, "%s", "UTIL_LOG_ERROR:Failed to close rx message queue @command_ble:LINE")
         mq_unlink("/to_ZVCC4242") = -1
         syslog(3, "%s", "UTIL_LOG_ERROR:Failed to unlink rx queue @command_ble:LINE")
+        replyQueue.setData(empty, 0)
         free(block3)
         free(block1)
         close_hook = -1
@@ -201,6 +203,32 @@ def test_request_that_is_not_sent(build, request_of):
         syslog(3, "%s", "UTIL_LOG_ERROR:ble_scan p=1 command failed @command_ble:LINE")
         handler4 = -1
         """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
+
+
+def test_queue_that_stays_full(build, request_of):
+    path = "/command/ble/scan"
+    run = request_of(path, "p=1", poll=[0])
+    check(build, run, request(
+        path, "p=1", LINK_OPENED, """
+        handler4("p=1", response, 4096) ...
+        parseParam("p=1", "p=", value) = 1 "1"
+        """, asked("01 01", 2, 47).replace("15000) = 1\nmq_send(1002, ble_msg_buffer, 47, 0) = 0\n", "15000) = 0\n"), """
+        syslog(3, "%s", "UTIL_LOG_ERROR:Failed @command_ble:LINE")
+        """, parsed(1500, category=20), NOT_A_REPLY, """
+        syslog(3, "%s", "UTIL_LOG_ERROR:ble_scan p=1 command failed @command_ble:LINE")
+        handler4 = -1
+        """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
+
+
+def test_sending_decides_when_nobody_knows_of_room(build, request_of):
+    path = "/command/ble/scan"
+    run = request_of(path, "p=2", poll=[-1], mq_timedreceive=[reply(0)])
+    check(build, run, request(
+        path, "p=2", LINK_OPENED, """
+        handler4("p=2", response, 4096) ...
+        parseParam("p=2", "p=", value) = 1 "2"
+        """, asked("01 02", 2, 47).replace("15000) = 1", "15000) = -1"), ACCEPTED, "handler4 = 0", LINK_CLOSED, result=0,
+        answer=EMPTY))
 
 
 def test_reply_without_response(build, request_of):
