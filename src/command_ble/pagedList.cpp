@@ -191,9 +191,9 @@ void Acquisition::logRebuilt(int number, int from, int to) const {
 
 } // namespace
 
-int readPage(const char* query, std::optional<std::uint8_t>& page) {
+int readPage(const char* params, std::optional<std::uint8_t>& page) {
     std::string value;
-    if (parseParam(query, "p=", value) == 0) {
+    if (!findParameter(params, "p=", value)) {
         return ZV_OK;
     }
     int start = 0;
