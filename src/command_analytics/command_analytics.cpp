@@ -4,7 +4,6 @@
 #include "answerStatus.h"
 #include "answerStream.h"
 #include "csi.h"
-#include "writeAll.h"
 #include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
@@ -49,7 +48,7 @@ void sendHeader(std::int32_t size) {
     char header[headerSize];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
-    zv::writeAll(STDOUT_FILENO, header);
+    writeOutput(header);
 }
 
 int answerFile(const char* path) {

@@ -2,12 +2,18 @@
 
 #include "writeAll.h"
 
+#include <cstdio>
 #include <unistd.h>
+
+void writeOutput(std::string_view text) {
+    static_cast<void>(std::fflush(stdout));
+    static_cast<void>(zv::writeAll(STDOUT_FILENO, text));
+}
 
 bool writeAnswer(const AnswerStream& stream) {
     if (stream.lacksMemory()) {
         return false;
     }
-    static_cast<void>(zv::writeAll(STDOUT_FILENO, stream.text()));
+    writeOutput(stream.text());
     return true;
 }

@@ -5,6 +5,7 @@
 #include "wrappedWrite.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <string>
 #include <unistd.h>
@@ -41,6 +42,17 @@ TEST(WriteAnswer, WritesWhatIsLeftOfAnAnswerWithANullText) {
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
     EXPECT_EQ("half an ans", answered.output);
+}
+
+TEST(WriteAnswer, WritesBehindWhatWasPrinted) {
+    AnswerStream stream;
+    stream << "answer";
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    std::printf("printed ");
+    EXPECT_TRUE(writeAnswer(stream));
+    std::printf("first ");
+    writeOutput("second");
+    EXPECT_EQ("printed answerfirst second", output.text());
 }
 
 TEST(WriteAnswer, WritesNothingOfAStreamThatLacksMemory) {
