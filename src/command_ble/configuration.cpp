@@ -69,9 +69,8 @@ int ble_configure(const char* params, char* response, int responseSize) {
 }
 
 int ble_scan(const char* params, char*, int) {
-    const char* const query = queryText(params);
     std::string value;
-    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+    if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
     }
     int scan = 0;

@@ -67,9 +67,8 @@ int ble_pairing_available(const char*, char*, int) {
 }
 
 int ble_pairing_phase(const char* params, char*, int) {
-    const char* const query = queryText(params);
     std::string value;
-    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+    if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
     }
     int phase = 0;

@@ -147,7 +147,7 @@ TEST_F(PairingPhase, MissingParameter) {
     EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in phase=1&xp=2"));
     EXPECT_EQ(-3, call(ble_pairing_phase, ""));
     EXPECT_EQ(-3, call(ble_pairing_phase, nullptr));
-    EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in ", "Failed to parse parameters in "));
+    EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in ", "Failed to parse parameters in (null)"));
     EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 

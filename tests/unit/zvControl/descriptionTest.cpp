@@ -29,15 +29,15 @@ DescriptionTest::DescriptionTest() {
 }
 
 std::string DescriptionTest::describe() {
-    std::stringstream stream;
+    AnswerStream stream;
     result_ = camera_description_output_json(stream);
-    return stream.str();
+    return std::string(stream.text());
 }
 
-std::stringstream DescriptionTest::describeWithin(std::size_t most) {
+bool DescriptionTest::lacksMemoryWithin(std::size_t most) {
     zvUtilSetLogLevel(UTIL_LOG_OFF);
-    std::stringstream stream;
+    AnswerStream stream;
     const zvtest::ScarceMemory scarce(most);
     result_ = camera_description_output_json(stream);
-    return stream;
+    return stream.lacksMemory();
 }
