@@ -59,9 +59,9 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
  * a name of its own.
  *
  * The answer replaces the request in the holder. The rest of the request behind it is set to zero, and so are the bytes
- * that the answer's total length claims but that did not come. Returns the answer's length; -1 when none came in time,
- * -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The current length is set to the result. The
- * answer is not validated.
+ * that the answer's total length claims but that did not come; nothing behind the capacity is written. Returns the
+ * answer's length; -1 when none came in time, -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The
+ * current length is set to the result. The answer is not validated.
  */
 int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction);
 

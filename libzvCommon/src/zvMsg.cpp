@@ -33,9 +33,9 @@ int present(const zvmsg_holder* iobuf) {
     return static_cast<int>(std::min<std::int64_t>(iobuf->length, storage(iobuf)));
 }
 
-// Fills the bytes between two offsets with zeros, up to the end of the holder.
-void clear(zvmsg_holder* iobuf, int from, std::int64_t to) {
-    const std::int64_t end = std::min(to, storage(iobuf));
+// Fills the bytes between two offsets with zeros, up to the capacity: an answer lies in front of it.
+void clear(zvmsg_holder* iobuf, int from, int to) {
+    const std::int64_t end = std::min<std::int64_t>(to, iobuf->capacity);
     if (from < end) {
         std::memset(iobuf->buf + from, 0, static_cast<std::size_t>(end - from));
     }

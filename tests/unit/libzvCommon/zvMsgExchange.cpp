@@ -202,10 +202,19 @@ TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
          {std::uint16_t{104}, std::uint16_t{1500}, std::uint16_t{1504}, std::uint16_t{0x7FFF}}) {
         SCOPED_TRACE(total);
         exchange(17, total);
-        const std::size_t claimed = std::min<std::size_t>(total, 1504);
+        const std::size_t claimed = std::min<std::size_t>(total, 1500);
         EXPECT_EQ(Bytes(claimed - 17, 0), between(17, claimed));
-        EXPECT_EQ(0x55, message_->buf[1504]);
         EXPECT_EQ(nullptr, zvmsg_response(message_, &data_, &length_));
+    }
+}
+
+TEST_F(CutAnswer, LeavesAloneWhatLiesBehindTheCapacity) {
+    for (const std::uint16_t total :
+         {std::uint16_t{1500}, std::uint16_t{1501}, std::uint16_t{1504}, std::uint16_t{2000}, std::uint16_t{0x7FFF}}) {
+        SCOPED_TRACE(total);
+        exchange(16, total);
+        EXPECT_EQ(Bytes(1484, 0), between(16, 1500));
+        EXPECT_EQ((Bytes{0, 0, 0, 69, 0x55}), between(1500, 1505));
     }
 }
 
