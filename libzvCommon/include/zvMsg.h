@@ -68,11 +68,12 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
 /*
  * Finds the response element (69) of the message in the holder. Stores the address of its data, which stay in the
  * holder, and their length in bytes; returns the element's address. Returns null and stores nothing when there is no
- * such element, when its data do not lie inside the bounds below, or when no answer came (the length is negative).
+ * such element, or when its data do not end inside the bound below.
  *
- * The bounds are the message's total length and the capacity + 4 bytes of the holder. The current length is no bound: a
- * caller may have appended elements since it was set. It becomes one when the capacity is 0, that is, never set. When
- * both are 0, the total length is the only bound.
+ * The bound is the message's total length. When that is above capacity + 4, which no message in the holder can have,
+ * the bound is the capacity, unless the capacity is 0, that is, never set. The current length plays no part: it may be
+ * out of date, and after an exchange without an answer it is negative while the request is still there. So look at the
+ * exchange's result first.
  */
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length);
 
