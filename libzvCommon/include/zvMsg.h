@@ -23,7 +23,8 @@ extern "C" {
  * ZVMSG_MAX or more.
  *
  * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent. For a capacity
- * of 0 see zvmsg_response.
+ * of 0 see zvmsg_response. zvmsg_build, zvmsg_send and zvmsg_send_timedreceive write up to 4 bytes behind the capacity,
+ * because an element that they append may end there (sntlv_add_bin). An answer never reaches behind the capacity.
  */
 __extension__ typedef struct zvmsg_holder {
     uint32_t capacity; /* bytes available for the message */
@@ -61,7 +62,10 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
  * The answer replaces the request in the holder. The rest of the request behind it is set to zero, and so are the bytes
  * that the answer's total length claims but that did not come; nothing behind the capacity is written. Returns the
  * answer's length; -1 when none came in time, -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The
- * current length is set to the result. The answer is not validated.
+ * current length is set to the result. The answer is not validated: its total length may be any.
+ *
+ * On -1 and -2 the request stays in the holder as it was sent, with names and end marker. It is no answer, and it
+ * cannot be sent again: begin with zvmsg_build.
  */
 int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction);
 

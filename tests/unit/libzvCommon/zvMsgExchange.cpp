@@ -121,6 +121,7 @@ TEST(ZvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     EXPECT_EQ(-1, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
     EXPECT_EQ(-1, message->length);
+    EXPECT_EQ(requestBytes, Bytes(message->buf, message->buf + 35));
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
     EXPECT_TRUE(log.take().empty());
@@ -132,6 +133,7 @@ TEST(ZvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     Holder message = request(1499);
     EXPECT_EQ(-2, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_EQ(-2, message->length);
+    EXPECT_EQ(requestBytes, Bytes(message->buf, message->buf + 35));
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
     std::uint8_t* data = nullptr;
