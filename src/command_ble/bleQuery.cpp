@@ -47,7 +47,7 @@ int readRequired(const char* params, const char* name, std::string& value) {
 
 int readInteger(const std::string& value, const char* complaint, int& number) {
     if (!parseInteger(value, number)) {
-        BLE_LOG(UTIL_LOG_ERROR, "%s [%s]", complaint, value.c_str());
+        BLE_LOG(UTIL_LOG_ERROR, complaint, value.c_str());
         return ZV_ERR_INVALID_PARAM;
     }
     return ZV_OK;

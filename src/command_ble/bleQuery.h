@@ -21,7 +21,8 @@ bool parseInteger(const std::string& text, int& value);
 // Reads a parameter that must be there. 0; -3 when it is missing, and the whole query is logged.
 int readRequired(const char* params, const char* name, std::string& value);
 
-// Reads the integer at the start of a parameter's value. 0; -3 when there is none, and complaint and value are logged.
+// Reads the integer at the start of a parameter's value. 0; -3 when there is none, and complaint is logged, a format
+// whose %s takes the value.
 int readInteger(const std::string& value, const char* complaint, int& number);
 
 // Reads a parameter's value as a device's address. 0; -3 when it is none, and the whole query is logged.

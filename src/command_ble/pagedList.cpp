@@ -209,7 +209,7 @@ int readPage(const char* params, std::optional<std::uint8_t>& page) {
         return ZV_OK;
     }
     int start = 0;
-    if (const int result = readInteger(value, "Error parsing p parameter", start); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing p parameter [%s]", start); result != ZV_OK) {
         return result;
     }
     page = static_cast<std::uint8_t>(start);

@@ -30,7 +30,7 @@ int readAddressType(const char* params, PairBlock& block) {
         return ZV_OK;
     }
     int type = 0;
-    if (const int result = readInteger(value, "Error parsing address_type parameter", type); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing address_type parameter [%s]", type); result != ZV_OK) {
         return result;
     }
     block[addressTypeAt] = static_cast<std::uint8_t>(type);
@@ -58,15 +58,15 @@ int readBlock(const char* params, PairBlock& block) {
     return readDevice(params, block);
 }
 
-// Carries out a pair start or cancel, which the log knows by its name.
-int pair(BleCommand command, const char* name, const char* params) {
+// Carries out a pair start or cancel. complaint: the log line of a refusal, whose %s takes the query.
+int pair(BleCommand command, const char* complaint, const char* params) {
     PairBlock block{codeOf(command)};
     if (const int result = readBlock(params, block); result != ZV_OK) {
         return result;
     }
     const int result = exchangeAndCheck(serialiseCommand(block));
     if (result != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "%s %s command failed", name, shownQuery(params));
+        BLE_LOG(UTIL_LOG_ERROR, complaint, shownQuery(params));
     }
     return result;
 }
@@ -74,11 +74,11 @@ int pair(BleCommand command, const char* name, const char* params) {
 } // namespace
 
 int ble_pair_start(const char* params, char*, int) {
-    return pair(BleCommand::PairStart, "ble_pair_start", params);
+    return pair(BleCommand::PairStart, "ble_pair_start %s command failed", params);
 }
 
 int ble_pair_cancel(const char* params, char*, int) {
-    return pair(BleCommand::PairCancel, "ble_pair_cancel", params);
+    return pair(BleCommand::PairCancel, "ble_pair_cancel %s command failed", params);
 }
 
 int ble_pair_status(const char*, char* response, int responseSize) {
@@ -90,7 +90,7 @@ int ble_pair_status(const char*, char* response, int responseSize) {
         return result;
     }
     if (length != statusSize) {
-        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes in response, got %d", statusSize, length);
+        BLE_LOG(UTIL_LOG_ERROR, "Expected 1 bytes in response, got %d", length);
         return ZV_ERR;
     }
     char text[32];

@@ -72,7 +72,7 @@ int ble_pairing_phase(const char* params, char*, int) {
         return result;
     }
     int phase = 0;
-    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command", phase);
+    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command [%s]", phase);
         result != ZV_OK) {
         return result;
     }

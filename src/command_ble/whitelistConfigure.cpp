@@ -37,7 +37,7 @@ int readRemove(const char* params, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int remove = 0;
-    if (const int result = readInteger(value, "Invalid parameter to remove=", remove); result != ZV_OK) {
+    if (const int result = readInteger(value, "Invalid parameter to remove= [%s]", remove); result != ZV_OK) {
         return result;
     }
     if (remove != 1) {
@@ -56,7 +56,8 @@ int readAutoConnect(const char* params, ConfigureBlock& block, bool& given) {
         return ZV_OK;
     }
     int autoConnect = 0;
-    if (const int result = readInteger(value, "Invalid parameter to auto_connect=", autoConnect); result != ZV_OK) {
+    if (const int result = readInteger(value, "Invalid parameter to auto_connect= [%s]", autoConnect);
+        result != ZV_OK) {
         return result;
     }
     block[operationAt] = operationAutoConnect;

@@ -33,6 +33,12 @@ def test_file_name(wrong, right):
     assert list(rules.file_name(right)) == []
 
 
+def test_every_source_lies_in_a_room():
+    assert list(rules.has_room("camera/zvNewD/newDaemon.cpp")) == [
+        "camera/zvNewD/newDaemon.cpp:1: lies in no room of MAY_USE in scripts/rules.py"]
+    assert list(rules.has_room("camera/zvNetD/netDaemon.cpp")) == list(rules.has_room("tests/unit/x.cpp")) == []
+
+
 def test_rooms_use_only_what_they_may():
     headers = {"queue.h": "camera/daemon/queue.h", "zvLog.h": "libzvCommon/include/zvLog.h"}
     text = '#include "zvLog.h"\n#include "queue.h"\n'
