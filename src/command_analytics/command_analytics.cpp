@@ -33,6 +33,7 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 int answerError(int status, const char* message, int line) {
+    watchMemory();
     AnswerStream stream;
     http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status, ZV_ERR, message,
                                  "handle_command_analytics", line);

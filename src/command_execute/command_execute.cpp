@@ -21,11 +21,12 @@ bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
 } // namespace
 
 int handle_command_execute(const char* params, char* /*response*/, int /*responseSize*/) try {
+    watchMemory();
     AnswerStream stream;
     write_header(stream);
     ExecEntries entries;
     const int count = readEntries(params, entries, stream);
-    if (stream.lacksMemory()) { // nothing is carried out that could not be answered
+    if (lacksMemory(stream)) { // nothing is carried out that could not be answered
         return ZV_ERR_OUTOFMEM;
     }
     if (count > 0 && carryOut(entries, count, stream)) {

@@ -1,27 +1,60 @@
 #include "answerStream.h"
 
-#include <algorithm>
-#include <cstddef>
+#include <new>
 #include <string>
 
-std::string_view AnswerBuffer::text() const {
-    const char* const end = std::max(pptr(), egptr()); // whoever wrote may have moved back
-    return {pbase(), static_cast<std::size_t>(end - pbase())};
+namespace {
+
+bool ranOut = false;
+std::new_handler previous = nullptr;
+
+void noteLack() {
+    ranOut = true;
+    if (previous == nullptr) {
+        throw std::bad_alloc();
+    }
+    previous();
 }
 
-AnswerBuffer::int_type AnswerBuffer::overflow(int_type character) try {
-    return std::stringbuf::overflow(character);
-} catch (...) {
-    lacksMemory_ = true;
-    throw;
+// The stream's own note: memory ran out before its state was cleared.
+long& lackedBefore(std::ios_base& stream) {
+    static const int place = std::ios_base::xalloc();
+    return stream.iword(place);
 }
 
-AnswerStream::AnswerStream() : std::iostream(nullptr) {
-    rdbuf(&buffer_);
+bool lacksNow(const std::ios& stream) {
+    return ranOut && stream.bad();
 }
 
-void AnswerStream::setText(std::string_view text) {
-    buffer_.str(std::string(text));
-    clear();
-    seekp(0, std::ios::end);
+} // namespace
+
+void watchMemory() {
+    ranOut = false;
+    const std::new_handler before = std::set_new_handler(noteLack);
+    previous = before == noteLack ? previous : before;
+}
+
+bool lacksMemory(AnswerStream& stream) {
+    return lacksNow(stream) || lackedBefore(stream) != 0;
+}
+
+void goOn(std::iostream& stream) {
+    if (lacksNow(stream)) {
+        lackedBefore(stream) = 1;
+    }
+    stream.clear();
+}
+
+AnswerText textOf(const AnswerStream& stream) {
+#if _GLIBCXX_USE_CXX11_ABI
+    return stream.view();
+#else
+    return stream.str();
+#endif
+}
+
+void replaceText(AnswerStream& stream, std::string_view text) {
+    stream.str(std::string(text));
+    goOn(stream);
+    stream.seekp(0, std::ios::end);
 }

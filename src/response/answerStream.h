@@ -1,44 +1,34 @@
 /*
- * The text stream that an answer is composed in.
+ * The text stream that an answer is composed in, and whether memory ran out meanwhile.
+ *
+ * A stream shows a lack of memory by its bad state alone, and a null text that is put into it leaves the same state.
+ * So these functions look whether operator new failed.
  */
 #pragma once
 
-#include <ostream>
 #include <sstream>
 #include <string_view>
 
-/*
- * The stream's text, which remembers that it got no memory. The stream shows that by its bad state alone, and a null
- * text that was put into it leaves the same state.
- */
-class AnswerBuffer : public std::stringbuf {
-public:
-    bool lacksMemory() const { return lacksMemory_; }
-    std::string_view text() const;
+using AnswerStream = std::stringstream;
 
-protected:
-    int_type overflow(int_type character) override;
+#if _GLIBCXX_USE_CXX11_ABI
+using AnswerText = std::string_view;
+#else
+// Built for a closed library with the string type of before C++11: the streams of that time only give copies.
+using AnswerText = std::string;
+#endif
 
-private:
-    bool lacksMemory_ = false;
-};
+/* Notes from now on when operator new fails, and forgets what has been noted. Called before an answer is composed. */
+void watchMemory();
 
-/*
- * A stream for reading and writing. What is put into it behind a null text is lost until its state is cleared.
- */
-class AnswerStream : public std::iostream {
-public:
-    AnswerStream();
+/* True when memory ran out while something was put into the stream: it holds a part of its answer at most. */
+bool lacksMemory(AnswerStream& stream);
 
-    /* True once memory ran out while something was put into the stream: it holds a part of its answer at most. */
-    bool lacksMemory() const { return buffer_.lacksMemory(); }
+/* Clears the stream's bad state, which a null text leaves; a lack of memory stays known. */
+void goOn(std::iostream& stream);
 
-    /* All that the stream holds; valid until something else is put into it. */
-    std::string_view text() const { return buffer_.text(); }
+/* All that the stream holds; valid until something else is put into it. */
+AnswerText textOf(const AnswerStream& stream);
 
-    /* Replaces what the stream holds, and clears its state. Throws std::bad_alloc. */
-    void setText(std::string_view text);
-
-private:
-    AnswerBuffer buffer_;
-};
+/* Replaces what the stream holds, and clears its state. Throws std::bad_alloc. */
+void replaceText(AnswerStream& stream, std::string_view text);

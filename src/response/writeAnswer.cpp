@@ -10,10 +10,10 @@ void writeOutput(std::string_view text) {
     static_cast<void>(zv::writeAll(STDOUT_FILENO, text));
 }
 
-bool writeAnswer(const AnswerStream& stream) {
-    if (stream.lacksMemory()) {
+bool writeAnswer(AnswerStream& stream) {
+    if (lacksMemory(stream)) {
         return false;
     }
-    writeOutput(stream.text());
+    writeOutput(textOf(stream));
     return true;
 }

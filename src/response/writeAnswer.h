@@ -18,4 +18,4 @@ void writeOutput(std::string_view text);
  * while it was composed. True otherwise, also when the stream is bad for another reason, or standard output refuses
  * the answer. Logs nothing.
  */
-bool writeAnswer(const AnswerStream& stream);
+bool writeAnswer(AnswerStream& stream);

@@ -27,21 +27,21 @@ const char* settingsModel(unsigned char number) {
 
 // Cuts the text before its last closing brace, so that the settings' outermost object can take a further member.
 bool cutLastBrace(AnswerStream& stream) {
-    const std::string_view text = stream.text();
+    const AnswerText text = textOf(stream);
     const std::size_t brace = text.rfind('}');
-    if (brace == std::string_view::npos) {
+    if (brace == AnswerText::npos) {
         return false;
     }
-    stream.setText(text.substr(0, brace));
+    replaceText(stream, text.substr(0, brace));
     return true;
 }
 
 // A stream that lacks memory may have lost settings that are there.
 int failSettings(AnswerStream& stream, const char* path) {
-    if (stream.lacksMemory()) {
+    if (lacksMemory(stream)) {
         return ZV_ERR_OUTOFMEM;
     }
-    stream.setText(""); // no half header may be left
+    replaceText(stream, ""); // no half header may be left
     writeDescriptionError(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
     return ZV_ERR_FILE_OPEN;
 }
@@ -85,7 +85,7 @@ int describe(AnswerStream& stream) {
         return failSettings(stream, path);
     }
     http_output_success_header(stream);
-    stream.clear(); // a null text in the header must not swallow the settings
+    goOn(stream); // a null text in the header must not swallow the settings
     if (!settings.readLines(stream) || !cutLastBrace(stream)) {
         return failSettings(stream, path);
     }
@@ -97,5 +97,5 @@ int describe(AnswerStream& stream) {
 
 int camera_description_output_json(AnswerStream& stream) {
     const int result = describe(stream);
-    return stream.lacksMemory() ? ZV_ERR_OUTOFMEM : result;
+    return lacksMemory(stream) ? ZV_ERR_OUTOFMEM : result;
 }

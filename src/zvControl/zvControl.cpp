@@ -48,9 +48,9 @@ bool openInterface(int& result) {
     return true;
 }
 
-void answerSuccess(std::ostream& stream) {
+void answerSuccess(AnswerStream& stream) {
     http_output_success_header(stream);
-    stream.clear(); // a null text in the header must not swallow what follows it
+    goOn(stream); // a null text in the header must not swallow what follows it
     const std::string_view text(response, strnlen(response, sizeof response));
     if (text.empty()) {
         http_output_empty_json(stream);
@@ -103,6 +103,7 @@ int serve(AnswerStream& stream, const char* path, const char* params) {
 } // namespace
 
 int zvControlMain() try {
+    watchMemory();
     AnswerStream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     std::fill(std::begin(response), std::end(response), '\0');

@@ -391,7 +391,7 @@ TEST_F(PagedList, FailedSendIsNotWaitedFor) {
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_EQ(-1, acquire());
     EXPECT_THAT(logged(),
-                ElementsAre("Failed, IF not open", noReply, "Failed to get proper response for scan results: -1"));
+                ElementsAre("Failed, IF not open", ownRequest, "Failed to get proper response for scan results: -1"));
     EXPECT_EQ(0, ble_interface_open());
 }
 

@@ -20,13 +20,14 @@ struct Answered {
     std::string output;
 };
 
-Answered answer(const AnswerStream& stream) {
+Answered answer(AnswerStream& stream) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     const bool written = writeAnswer(stream);
     return {written, output.text()};
 }
 
 TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
+    watchMemory();
     AnswerStream stream;
     stream << "header" << '\n' << 200 << std::string(2000, 'x');
     const Answered answered = answer(stream);
@@ -37,6 +38,7 @@ TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
 
 TEST(WriteAnswer, WritesWhatIsLeftOfAnAnswerWithANullText) {
     const char* const nothing = nullptr;
+    watchMemory();
     AnswerStream stream;
     stream << "half an ans" << nothing << "wer";
     const Answered answered = answer(stream);
@@ -45,6 +47,7 @@ TEST(WriteAnswer, WritesWhatIsLeftOfAnAnswerWithANullText) {
 }
 
 TEST(WriteAnswer, WritesBehindWhatWasPrinted) {
+    watchMemory();
     AnswerStream stream;
     stream << "answer";
     const zvtest::OutputCapture output(STDOUT_FILENO);
@@ -56,6 +59,7 @@ TEST(WriteAnswer, WritesBehindWhatWasPrinted) {
 }
 
 TEST(WriteAnswer, WritesNothingOfAStreamThatLacksMemory) {
+    watchMemory();
     AnswerStream stream;
     {
         const zvtest::ScarceMemory scarce(600);
@@ -68,6 +72,7 @@ TEST(WriteAnswer, WritesNothingOfAStreamThatLacksMemory) {
 }
 
 TEST(WriteAnswer, SucceedsAlsoWhenStandardOutputRefuses) {
+    watchMemory();
     AnswerStream stream;
     stream << "answer";
     wrappedWrite().script = {{0, EIO}};

@@ -29,15 +29,17 @@ DescriptionTest::DescriptionTest() {
 }
 
 std::string DescriptionTest::describe() {
+    watchMemory();
     AnswerStream stream;
     result_ = camera_description_output_json(stream);
-    return std::string(stream.text());
+    return std::string(textOf(stream));
 }
 
 bool DescriptionTest::lacksMemoryWithin(std::size_t most) {
     zvUtilSetLogLevel(UTIL_LOG_OFF);
+    watchMemory();
     AnswerStream stream;
     const zvtest::ScarceMemory scarce(most);
     result_ = camera_description_output_json(stream);
-    return stream.lacksMemory();
+    return lacksMemory(stream);
 }
