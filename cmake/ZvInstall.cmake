@@ -56,7 +56,8 @@ endif()
 set(runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway)
-set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "Control gateway of the camera\n CGI program that answers the control URL space.")
+set(CPACK_COMPONENT_GATEWAY_DESCRIPTION
+  "Control gateway of the camera\n CGI program that answers the control URL space.")
 if(ZV_STANDALONE)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway-standalone)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_PROVIDES zvcontrol-gateway)
@@ -78,8 +79,14 @@ set(CPACK_COMPONENT_PLATFORM_DESCRIPTION
   "Replacements of the camera's closed libraries\n libzvCtrlD and libcsi, for cameras that do not bring the maker's.")
 
 set(CPACK_DEBIAN_CAMERA_PACKAGE_NAME zvcontrol-camera)
-set(CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
-  "${runtime}, zvcontrol-gateway, zvcontrol-platform | zvcontrol-gateway-standalone, bubblewrap, lighttpd, psmisc, python3 (>= 3.9)")
+string(JOIN ", " CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
+  "${runtime}"
+  zvcontrol-gateway
+  "zvcontrol-platform | zvcontrol-gateway-standalone"
+  bubblewrap
+  lighttpd
+  psmisc
+  "python3 (>= 3.9)")
 set(CPACK_COMPONENT_CAMERA_DESCRIPTION
   "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")
 

@@ -119,7 +119,7 @@ def layout(_session, _name):
 
 
 def house_rules(_session, _name):
-    script = os.path.join(ROOT, "scripts", "house.py")
+    script = os.path.join(ROOT, "scripts", "rules.py")
     return not os.path.exists(script) or subprocess.run(["/usr/bin/python3", script], check=False).returncode == 0
 
 

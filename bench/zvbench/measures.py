@@ -9,8 +9,8 @@ import subprocess
 import tempfile
 
 from . import stand
-from .stand import (ABSENT_DEVICE, AVAILABLE, CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED, NAMES, PYTHON,
-                    SHELL, STAND_ALONE, STATIC_C, STATUS)
+from .stand import (ABSENT_DEVICE, AVAILABLE, CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED,
+                    NAMES, PYTHON, SHELL, STAND_ALONE, STATIC_C, STATUS)
 
 _FLOORS = (STATIC_C, DYNAMIC_C, EMPTY_CPP, DYNAMIC_CPP, SHELL, PYTHON)
 _GATEWAYS = (STAND_ALONE, CAMERA_SHAPE)
@@ -30,14 +30,15 @@ def _revision():
     head = subprocess.run([*git, "rev-parse", "--short=10", "HEAD"], capture_output=True, text=True, check=False)
     if head.returncode != 0:
         return "sources of no known revision"
-    changed = subprocess.run([*git, "status", "--porcelain", "--untracked-files=no"], capture_output=True, text=True, check=False)
+    changed = subprocess.run([*git, "status", "--porcelain", "--untracked-files=no"],
+                             capture_output=True, text=True, check=False)
     return f"revision {head.stdout.strip()}" + (" with changes" if changed.stdout else "")
 
 
 def _versions(*packages):
     """Returns Debian packages with their versions, as a text."""
-    listed = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", *packages], capture_output=True, text=True,
-                            check=False)
+    listed = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", *packages],
+                            capture_output=True, text=True, check=False)
     return listed.stdout.removesuffix(", ")
 
 
@@ -46,7 +47,8 @@ def machine():
     kernel = os.uname()
     memory = int(_first("/proc/meminfo", "MemTotal", ":").split()[0]) / (1 << 20)
     return f"{_revision()}; {os.cpu_count()} processors, {_first('/proc/cpuinfo', 'model name', ':')}, " \
-           f"{memory:.0f} GiB; {_first('/etc/os-release', 'PRETTY_NAME', '=')}, kernel {kernel.release}, {kernel.machine}; " \
+           f"{memory:.0f} GiB; {_first('/etc/os-release', 'PRETTY_NAME', '=')}, " \
+           f"kernel {kernel.release}, {kernel.machine}; " \
            f"{_versions('g++-12', 'libc6', 'lighttpd', 'valgrind')}; load before the run {os.getloadavg()[0]:.2f}"
 
 
@@ -65,8 +67,9 @@ def start_and_memory(running, rounds):
             if request == STATUS and program == DYNAMIC_C:
                 label += " (again)"
             times = sorted(result["us"])
-            rows.append([label, f"{statistics.median(times):.0f}", f"{times[0]:.0f}", f"{times[len(times) * 9 // 10]:.0f}",
-                         f"{statistics.median(times) / reference:.2f}", f"{result['peak_kib']}"])
+            rows.append([label, f"{statistics.median(times):.0f}", f"{times[0]:.0f}",
+                         f"{times[len(times) * 9 // 10]:.0f}", f"{statistics.median(times) / reference:.2f}",
+                         f"{result['peak_kib']}"])
     return ("(a), (d) Spawn to exit in microseconds, ratio of the medians to the dynamic C hello, peak memory in KiB",
             ["program", "median", "least", "90 of 100", "ratio", "peak KiB"], rows)
 
@@ -118,8 +121,8 @@ def requests_per_second(seconds, repeats):
     median = {key: statistics.median(values) for key, values in rates.items()}
     rows = [[NAMES[p]] + [f"{median[p, n]:.0f} ({median[p, n] / median[STATIC_C, n]:.2f})" for n in (1, 4, 16)] +
             [f"{statistics.median(generator[p]):.0f}"] for p in programs]
-    return ("(c) Requests per second through lighttpd (ratio to the static C hello), pairing_available; of each request the load "
-            "generator's own processor time in microseconds",
+    return ("(c) Requests per second through lighttpd (ratio to the static C hello), pairing_available; "
+            "of each request the load generator's own processor time in microseconds",
             ["program", "1 client", "4 clients", "16 clients", "generator"], rows)
 
 
@@ -150,7 +153,8 @@ def _compare(running, path, file):
 def analytics(sizes, repeats):
     """(e): fetches the file through the web server. The programs take turns."""
     path, times = "/analytics/get", {}
-    with tempfile.TemporaryDirectory(dir=os.environ.get("TMPDIR") or "/var/tmp") as storage, contextlib.ExitStack() as cameras:
+    with (tempfile.TemporaryDirectory(dir=os.environ.get("TMPDIR") or "/var/tmp") as storage,
+          contextlib.ExitStack() as cameras):
         os.mkdir(f"{storage}/analytics")
         file = f"{storage}/analytics/analytics.bin"
         running = {program: cameras.enter_context(stand.camera(program, storage=storage))
@@ -165,7 +169,8 @@ def analytics(sizes, repeats):
                     times.setdefault((program, size), []).append(result["seconds"])
     median = {key: statistics.median(values) for key, values in times.items()}
     rows = [[_size(size), f"{median[CAT, size] * 1e3:.1f}"] +
-            [f"{median[p, size] * 1e3:.1f} ({median[p, size] / median[CAT, size]:.2f})" for p in (STAND_ALONE, CAMERA_SHAPE)]
+            [f"{median[p, size] * 1e3:.1f} ({median[p, size] / median[CAT, size]:.2f})"
+             for p in (STAND_ALONE, CAMERA_SHAPE)]
             for size in sizes]
     return ("(e) Analytics through lighttpd in milliseconds (ratio to cat)",
             ["size", NAMES[CAT], NAMES[STAND_ALONE], NAMES[CAMERA_SHAPE]], rows)
@@ -178,7 +183,8 @@ def whitelist(running, rounds):
     rows, devices = [], 0
     for pages in range(1, 8):
         while devices < 36 * pages:
-            running.admin("zvBleD", "whitelist_set", slot={"address": f"{devices + 1:012x}", "name": f"Device {devices}"})
+            running.admin("zvBleD", "whitelist_set",
+                          slot={"address": f"{devices + 1:012x}", "name": f"Device {devices}"})
             devices += 1
         asked = stand.asked(running, "whitelist_list", ABSENT_DEVICE)
         if asked != pages:

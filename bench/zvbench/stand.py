@@ -25,7 +25,8 @@ CAMERA_SHAPE, STAND_ALONE = "/usr/local/zarvo/bin/zvControl-cgi-bin", f"{_PLACE}
 NAMES = {
     STATIC_C: "static C hello", DYNAMIC_C: "dynamic C hello", DYNAMIC_CPP: "dynamic C++ hello",
     EMPTY_CPP: "empty C++ main, same libraries",
-    EMPTY_ORDERED: "empty C++ main, same libraries in the gateway's order", SHELL: "shell hello", PYTHON: "Python hello",
+    EMPTY_ORDERED: "empty C++ main, same libraries in the gateway's order",
+    SHELL: "shell hello", PYTHON: "Python hello",
     STAND_ALONE: "gateway, stand-alone", CAMERA_SHAPE: "gateway, camera shape", CAT: "cat",
 }
 
@@ -103,8 +104,8 @@ def spawn(running, programs, request, rounds):
 
 def instructions(running, program, request):
     """Counts the user instructions of one run of the program by callgrind, its loader included."""
-    done = running.run(["/usr/bin/valgrind", "--tool=callgrind", "--trace-children=no", "--callgrind-out-file=/dev/null",
-                        program], _environment(request), timeout=600)
+    done = running.run(["/usr/bin/valgrind", "--tool=callgrind", "--trace-children=no",
+                        "--callgrind-out-file=/dev/null", program], _environment(request), timeout=600)
     _judge(program, request, done)
     found = re.findall(rb"Collected : (\d+)", done.stderr)
     if len(found) != 1:
@@ -126,8 +127,8 @@ def load(running, path, clients, seconds, size, text=None):
     Returns the numbers of good and bad answers, the seconds, and the seconds of processor time of the load generator
     itself ("cpu"). An answer is good when its status is 200 and its body has this size, and this text if one is given.
     """
-    line = [os.path.join(RELEASE, "bench", "bench_http"), str(running.port), "/control" + path, str(clients), str(seconds),
-            str(size)] + ([] if text is None else [text])
+    line = [os.path.join(RELEASE, "bench", "bench_http"), str(running.port), "/control" + path, str(clients),
+            str(seconds), str(size)] + ([] if text is None else [text])
     done = subprocess.run(line, stdout=subprocess.PIPE, check=False)
     if done.returncode != 0:
         raise MeasureError(f"bench_http ended with status {done.returncode}")

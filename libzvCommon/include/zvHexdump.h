@@ -45,7 +45,8 @@ int _snhexdump(char* buffer, uint32_t size, const void* address, uint32_t length
  *   marker (at least 11 columns), *address_counter rounded down to a multiple of 16 (8 hex digits),
  *   two blanks, 16 byte slots in groups of four, two blanks, character column
  * The slots show the 16 bytes from data[*index] on; a slot outside 0 to length - 1 stays blank. Both counters are
- * raised by 16; the index stops at INT_MAX.
+ * raised by 16; the index stops at INT_MAX. buffer may be null when size is 0, data when every slot stays blank. No
+ * other pointer may be null.
  */
 void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_counter, int* index, const void* data,
              int length);
@@ -53,7 +54,7 @@ void hexline(char* buffer, uint32_t size, const char* marker, uint32_t* address_
 /*
  * Prints the trace of a message to syslog and to the outputs that g_debug_level selects (zvLog.h), from verbosity 8 on.
  * address is the label of the first byte. Without bit 9 of g_debug_level a long message shows its first 64 bytes, and
- * then the lines behind which fewer than 32 bytes remain.
+ * then the lines behind which fewer than 32 bytes remain. data may be null when length is 0 or less; marker may not.
  */
 void hexprint(const char* marker, uint32_t address, const void* data, int length);
 

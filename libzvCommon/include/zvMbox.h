@@ -61,7 +61,7 @@ int zvMbox_unlink(const char* name);
  * Sends length bytes at priority 0. Returns 0; -1 with errno when the queue refuses. Before the send it reads the
  * queue's attributes into the handle. It ends the process when length exceeds 1500, and when the queue is full, which
  * is reported from verbosity 16 on: a sender neither waits nor drops. It waits only when the queue fills between the
- * check and the send.
+ * check and the send. A negative length is sent to no one: the result is -1 with EMSGSIZE, unless the queue is full.
  */
 int zvMbox_send(const void* message, int length, zvMbox_attr* zvattr);
 

@@ -23,7 +23,8 @@ extern "C" {
  * ZVMSG_MAX or more.
  *
  * The capacity is trusted, the length is not: nothing behind capacity + 4 bytes is read, traced or sent. For a capacity
- * of 0 see zvmsg_response.
+ * of 0 see zvmsg_response. zvmsg_build, zvmsg_send and zvmsg_send_timedreceive write up to 4 bytes behind the capacity,
+ * because an element that they append may end there (sntlv_add_bin). An answer never reaches behind the capacity.
  */
 __extension__ typedef struct zvmsg_holder {
     uint32_t capacity; /* bytes available for the message */
@@ -59,20 +60,24 @@ int zvmsg_send(zvmsg_holder* iobuf, const char* from, const char* to, const char
  * a name of its own.
  *
  * The answer replaces the request in the holder. The rest of the request behind it is set to zero, and so are the bytes
- * that the answer's total length claims but that did not come. Returns the answer's length; -1 when none came in time,
- * -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The current length is set to the result. The
- * answer is not validated.
+ * that the answer's total length claims but that did not come; nothing behind the capacity is written. Returns the
+ * answer's length; -1 when none came in time, -2 when receiving failed, as it does with a capacity below ZVMSG_MAX. The
+ * current length is set to the result. The answer is not validated: its total length may be any.
+ *
+ * On -1 and -2 the request stays in the holder as it was sent, with names and end marker. It is no answer, and it
+ * cannot be sent again: begin with zvmsg_build.
  */
 int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* to, const char* via, int direction);
 
 /*
  * Finds the response element (69) of the message in the holder. Stores the address of its data, which stay in the
  * holder, and their length in bytes; returns the element's address. Returns null and stores nothing when there is no
- * such element, when its data do not lie inside the bounds below, or when no answer came (the length is negative).
+ * such element, or when its data do not end inside the bound below.
  *
- * The bounds are the message's total length and the capacity + 4 bytes of the holder. The current length is no bound: a
- * caller may have appended elements since it was set. It becomes one when the capacity is 0, that is, never set. When
- * both are 0, the total length is the only bound.
+ * The bound is the message's total length. When that is above capacity + 4, which no message in the holder can have,
+ * the bound is the capacity, unless the capacity is 0, that is, never set. The current length plays no part: it may be
+ * out of date, and after an exchange without an answer it is negative while the request is still there. So look at the
+ * exchange's result first.
  */
 uint8_t* zvmsg_response(zvmsg_holder* iobuf, uint8_t** data, uint16_t* length);
 

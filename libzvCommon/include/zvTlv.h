@@ -52,7 +52,8 @@ int sntlv_add_bin(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t leng
 /*
  * As sntlv_add_bin, but the data are the arguments behind length, 4 bytes each, in the processor's byte order (least
  * significant first on a little-endian one). Each argument is an int or unsigned, or promotes to one. There are as many
- * as length needs, none for 0; of the last one only the bytes that length still needs are used.
+ * as length needs, none for 0; of the last one only the bytes that length still needs are used. One 64-bit argument is
+ * not the same as two: pass its halves, in the order in which their bytes shall stand.
  */
 int sntlv_add_dat(uint8_t* buffer, uint32_t capacity, uint8_t tag, uint32_t length, ...);
 

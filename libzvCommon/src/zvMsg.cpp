@@ -33,9 +33,9 @@ int present(const zvmsg_holder* iobuf) {
     return static_cast<int>(std::min<std::int64_t>(iobuf->length, storage(iobuf)));
 }
 
-// Fills the bytes between two offsets with zeros, up to the end of the holder.
-void clear(zvmsg_holder* iobuf, int from, std::int64_t to) {
-    const std::int64_t end = std::min(to, storage(iobuf));
+// Fills the bytes between two offsets with zeros, up to the capacity: an answer lies in front of it.
+void clear(zvmsg_holder* iobuf, int from, int to) {
+    const std::int64_t end = std::min<std::int64_t>(to, iobuf->capacity);
     if (from < end) {
         std::memset(iobuf->buf + from, 0, static_cast<std::size_t>(end - from));
     }
@@ -103,13 +103,11 @@ int receiveAnswer(zvmsg_holder* iobuf, zvMbox_attr* rxq) {
     return received;
 }
 
-// The bytes in which a response is searched: the holder's. The current length counts only in a holder without capacity,
-// because elements may have been appended since it was set.
-std::int64_t searchLimit(const zvmsg_holder* iobuf) {
-    if (iobuf->capacity > 0) {
-        return storage(iobuf);
-    }
-    return iobuf->length > 0 ? iobuf->length : INT32_MAX;
+// The bytes in which a response is searched. A total length that no message in this holder can have is wrong; of such a
+// message only what lies in front of the capacity can have come. A capacity of 0 has never been set.
+int searched(const zvmsg_holder* iobuf) {
+    const int total = sntlv_msg_len(iobuf->buf);
+    return iobuf->capacity == 0 || total <= storage(iobuf) ? total : static_cast<int>(iobuf->capacity);
 }
 
 } // namespace
@@ -146,13 +144,7 @@ int zvmsg_send_timedreceive(zvmsg_holder* iobuf, const char* from, const char* t
 }
 
 std::uint8_t* zvmsg_response(zvmsg_holder* iobuf, std::uint8_t** data, std::uint16_t* length) {
-    if (iobuf->length < 0) {
-        return nullptr; // no answer
-    }
-    const std::int64_t limit = searchLimit(iobuf);
-    const int total =
-        limit < ZVTLV_HEADER_SIZE ? 0 : static_cast<int>(std::min<std::int64_t>(sntlv_msg_len(iobuf->buf), limit));
-    const zv::Element element = zv::findElement(iobuf->buf, total, ZVTLV_RSP);
+    const zv::Element element = zv::findElement(iobuf->buf, searched(iobuf), ZVTLV_RSP);
     if (element.address == nullptr || element.cut()) {
         return nullptr;
     }

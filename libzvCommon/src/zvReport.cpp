@@ -1,6 +1,5 @@
 #include "zvReport.h"
 
-#include "uniqueFd.h"
 #include "writeAll.h"
 #include "zvLog.h"
 
@@ -21,7 +20,6 @@ namespace {
 constexpr const char* logFile = "/tmp/fuse_d/wifi_log.txt";
 constexpr std::size_t reportSize = 1024;
 constexpr std::size_t timeSize = 20;
-constexpr mode_t logFileMode = 0666;
 
 std::size_t formatTime(char (&text)[timeSize]) {
     const std::time_t now = std::time(nullptr);
@@ -80,10 +78,15 @@ private:
 
 // Opens and closes the file for every report: the storage may be taken out at any time. Drops what cannot be written.
 void appendToFile(const char* text) {
-    const UniqueFd file(open(logFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, logFileMode));
-    if (file.ok()) {
-        static_cast<void>(writeAll(file.get(), text));
+    std::FILE* const file = std::fopen(logFile, "a+");
+    if (file == nullptr) {
+        return;
     }
+    const int descriptor = fileno(file);
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC); // another thread may start a program meanwhile
+    // Past the stream's buffer, which would cut a long report into pieces and lose one that is interrupted.
+    static_cast<void>(writeAll(descriptor, text));
+    std::fclose(file);
 }
 
 } // namespace

@@ -22,7 +22,8 @@ constexpr unsigned mailboxVerbosity = 16;
 
 // Issues a report, whatever the verbosity. It goes to syslog at LOG_DEBUG, and by LOG_PERROR to standard error. Behind
 // the local time and a blank, it goes to standard output and to the log file, each when its bit is set. It is cut to
-// 1023 characters when there is no memory for more. Does not use the heap itself.
+// 1023 characters when there is no memory for more. Only the log file's stream needs the heap: without memory for it,
+// the report does not reach the file.
 __attribute__((format(printf, 1, 2))) void report(const char* fmt, ...);
 
 // Reports a failed check from assertVerbosity on, and ends the process with status 255 at any verbosity.

@@ -231,10 +231,11 @@ private:
 MemStream& operator<<(MemStream& stream, const Msg& message);
 
 /*
- * Reads the message that fills the rest of the stream: its total length equals the unread bytes, and its elements add
- * up to it. The end marker (238) may be absent; if there is one, it is empty and the last element. The elements point
- * into the stream's buffer, which must outlive them. When the bytes are no such message, or there is no memory for the
- * elements, sets the stream's failure state, takes nothing, and leaves the message empty with its first category.
+ * Reads one message, up to its total length; the stream then stands behind it, and further bytes stay unread. The
+ * total length lies in the unread bytes, and the elements add up to it. The end marker (238) may be absent; if there is
+ * one, it is empty and the last element. The elements point into the stream's buffer, which must outlive them. When the
+ * bytes are no such message, or there is no memory for the elements, sets the stream's failure state, takes nothing,
+ * and leaves the message empty with its first category.
  */
 MemStream& operator>>(MemStream& stream, Msg& message);
 #endif

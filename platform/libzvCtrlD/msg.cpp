@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr std::size_t headerSize = 4; // of a message and of an element
+constexpr unsigned short headerSize = 4; // of a message and of an element
 constexpr std::size_t maxSize = 0xFFFF;
 constexpr unsigned char endMarker = 238;
 
@@ -154,16 +154,19 @@ bool Msg::readElements(unsigned char* elements, std::size_t length) {
 MemStream& operator>>(MemStream& stream, Msg& message) {
     message.dropElements();
     message.category_ = message.constructed_;
-    const std::size_t arrived = stream.getUnread();
     MemStream probe = stream;
-    unsigned char* bytes = probe.take(static_cast<unsigned short>(arrived));
-    if (probe.fail() || arrived < headerSize || bigEndian16(bytes) != arrived ||
-        !message.readElements(bytes + headerSize, arrived - headerSize)) {
+    const unsigned char* header = probe.take(headerSize);
+    const std::size_t total = header != nullptr ? bigEndian16(header) : 0;
+    unsigned char* elements = nullptr;
+    if (total >= headerSize) {
+        elements = probe.take(static_cast<unsigned short>(total - headerSize));
+    }
+    if (elements == nullptr || !message.readElements(elements, total - headerSize)) {
         message.dropElements();
         stream.setFail();
         return stream;
     }
-    message.category_ = bytes[3];
+    message.category_ = header[headerSize - 1];
     stream = probe;
     return stream;
 }

@@ -45,6 +45,8 @@ int nameReplyQueue() {
         BLE_LOG(UTIL_LOG_ERROR, "Unable to allocate memory");
         return ZV_ERR_OUTOFMEM;
     }
+    // Without the barrier, the compiler makes one calloc of both calls, and memory that malloc refuses is not noticed.
+    asm volatile("" : "+r"(name));
     std::memset(name, 0, nameSize);
     std::snprintf(name, nameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
     replyQueue->name = name;

@@ -5,8 +5,10 @@
 #include "zvErrno.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <ctime>
+#include <poll.h>
 #include <sys/time.h>
 #include <sys/types.h>
 
@@ -15,6 +17,10 @@ std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
 namespace {
 
 constexpr long nanosecondsPerMicrosecond = 1000;
+constexpr int millisecondsPerSecond = 1000;
+
+constexpr int sendLimitSeconds = BLE_REPLY_TIMEOUT_S + 1; // poll ends before
+constexpr int sendLimitRepeatSeconds = 1;
 
 timespec deadline() {
     timeval now{};
@@ -23,6 +29,40 @@ timespec deadline() {
     end.tv_sec = now.tv_sec + BLE_REPLY_TIMEOUT_S;
     end.tv_nsec = static_cast<long>(now.tv_usec) * nanosecondsPerMicrosecond;
     return end;
+}
+
+// Interrupts mq_send, which waits without a limit of its own when another process takes the room that poll has seen.
+class SendLimit {
+public:
+    SendLimit() {
+        struct sigaction interrupting {};
+        interrupting.sa_handler = [](int) {};
+        sigaction(SIGALRM, &interrupting, &actionBefore_);
+        // Repeated, since the first signal may come just before mq_send begins to wait.
+        const itimerval limit{{sendLimitRepeatSeconds, 0}, {sendLimitSeconds, 0}};
+        setitimer(ITIMER_REAL, &limit, &timerBefore_);
+    }
+    ~SendLimit() {
+        setitimer(ITIMER_REAL, &timerBefore_, nullptr);
+        sigaction(SIGALRM, &actionBefore_, nullptr);
+    }
+    SendLimit(const SendLimit&) = delete;
+    SendLimit& operator=(const SendLimit&) = delete;
+
+private:
+    struct sigaction actionBefore_ {};
+    itimerval timerBefore_{};
+};
+
+// False when the queue stays full until the time limit. Whatever else fails, mq_send reports.
+bool waitForRoom(mqd_t queue) {
+    pollfd waiting{queue, POLLOUT, 0};
+    return poll(&waiting, 1, BLE_REPLY_TIMEOUT_S * millisecondsPerSecond) != 0;
+}
+
+bool send(mqd_t queue, const std::uint8_t* message, std::uint32_t length) {
+    const SendLimit limit;
+    return waitForRoom(queue) && mq_send(queue, reinterpret_cast<const char*>(message), length, 0) == 0;
 }
 
 } // namespace
@@ -37,8 +77,7 @@ int ble_send(const std::uint8_t* message, std::uint32_t length) {
         return ZV_ERR;
     }
     // A daemon that hangs lets its queue run full; the request must not wait for room for ever.
-    const timespec end = deadline();
-    if (mq_timedsend(requestQueue->descriptor, reinterpret_cast<const char*>(message), length, 0, &end) != 0) {
+    if (!send(requestQueue->descriptor, message, length)) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed");
         return ZV_ERR;
     }

@@ -20,9 +20,9 @@ constexpr unsigned char statusNone = 1;
 class Reply {
 public:
     Reply(const std::uint8_t* bytes, std::uint16_t length)
-        // Reading does not write to the bytes.
-        : stream_(const_cast<unsigned char*>(bytes), bytes == nullptr ? 0 : length),
-          message_(placeholderCategory) {
+        : message_(placeholderCategory),
+          // Reading does not write to the bytes.
+          stream_(const_cast<unsigned char*>(bytes), bytes == nullptr ? 0 : length) {
         stream_ >> message_;
         message_.dump(nullptr);
     }
@@ -48,8 +48,8 @@ public:
     }
 
 private:
-    MemStream stream_;
     Msg message_;
+    MemStream stream_;
 };
 
 } // namespace

@@ -18,7 +18,7 @@ namespace {
 template<typename Size, typename Sink>
 int copyPieces(std::FILE* source, std::int64_t limit, char* room, Size size, Sink sink) {
     while (limit > 0) {
-        const auto most = static_cast<std::size_t>(std::min<std::int64_t>(limit, size()));
+        const auto most = static_cast<std::size_t>(std::min(limit, static_cast<std::int64_t>(size())));
         const std::size_t length = std::fread(room, 1, most, source);
         if (length == 0) {
             return 0;

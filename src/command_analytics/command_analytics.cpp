@@ -2,8 +2,8 @@
 
 #include "analyticsFile.h"
 #include "answerStatus.h"
+#include "answerStream.h"
 #include "csi.h"
-#include "writeAll.h"
 #include "writeAnswer.h"
 #include "zvCtrlD.h"
 #include "zvErrno.h"
@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -34,7 +33,8 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 int answerError(int status, const char* message, int line) {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     http_print_error_response_ex(stream, std::getenv("PATH_INFO"), std::getenv("QUERY_STRING"), status, ZV_ERR, message,
                                  "handle_command_analytics", line);
     return writeAnswer(stream) ? ZV_ERR_RESPONSE_ALREADY_SENT : ZV_ERR_OUTOFMEM;
@@ -49,7 +49,7 @@ void sendHeader(std::int32_t size) {
     char header[headerSize];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
-    zv::writeAll(STDOUT_FILENO, header);
+    writeOutput(header);
 }
 
 int answerFile(const char* path) {

@@ -18,7 +18,8 @@ constexpr int configurationSize = 1; // bytes of the daemon's answer
 
 int setConfiguration(const std::string& value) {
     int autoConnect = 0;
-    if (const int result = readInteger(value, "Error parsing auto_connect parameter", autoConnect); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing auto_connect parameter [%s]", autoConnect);
+        result != ZV_OK) {
         return result;
     }
     // Fixed: the daemon reads the value from the third byte and expects 0 in the second.
@@ -69,13 +70,12 @@ int ble_configure(const char* params, char* response, int responseSize) {
 }
 
 int ble_scan(const char* params, char*, int) {
-    const char* const query = queryText(params);
     std::string value;
-    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+    if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
     }
     int scan = 0;
-    if (const int result = readInteger(value, "Error parsing p parameter", scan); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing p parameter [%s]", scan); result != ZV_OK) {
         return result;
     }
     std::uint8_t data[] = {codeOf(BleCommand::Scan), static_cast<std::uint8_t>(scan)};

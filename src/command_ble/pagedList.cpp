@@ -53,8 +53,9 @@ private:
     Outcome deliver(const BleListHeader& header, int number);
     bool fetch();
     bool timeIsUp() const;
-    bool receive(std::uint16_t& length);
-    bool accept(std::uint16_t length) const;
+    bool receive();
+    bool accept() const;
+    bool holdsEntries() const;
     void logRebuilt(int number, int from, int to) const;
 
     static int id() { return ble_msg_buffer[0]; }
@@ -67,7 +68,8 @@ private:
     const std::optional<std::uint8_t> page_;
     BleListSink& sink_;
     PageRequest request_;
-    int requests_ = 0; // of this attempt
+    int requests_ = 0;         // of this attempt
+    std::uint16_t length_ = 0; // of the last reply's data
     const timespec start_ = now();
 };
 
@@ -97,6 +99,9 @@ Acquisition::Outcome Acquisition::attempt(int number) {
         return Outcome::Failed;
     }
     const BleListHeader header{id(), total(), index(), page_ ? count() : total()};
+    if (header.wanted != 0 && !holdsEntries()) {
+        return Outcome::Failed;
+    }
     sink_.begin(header);
     return header.wanted == 0 ? Outcome::Complete : deliver(header, number);
 }
@@ -121,6 +126,9 @@ Acquisition::Outcome Acquisition::deliver(const BleListHeader& header, int numbe
             logRebuilt(number, header.id, id());
             return Outcome::Rebuilt;
         }
+        if (!holdsEntries()) {
+            return Outcome::Failed;
+        }
     }
 }
 
@@ -142,12 +150,11 @@ bool Acquisition::fetch() {
         return false;
     }
     ++requests_;
-    std::uint16_t length = 0;
-    return receive(length) && accept(length);
+    return receive() && accept();
 }
 
-bool Acquisition::receive(std::uint16_t& length) {
-    const int result = exchangeForData(serialiseCommand(request_), length);
+bool Acquisition::receive() {
+    const int result = exchangeForData(serialiseCommand(request_), length_);
     if (result != ZV_OK) {
         // Fixed: readers of the log expect this text of the whitelist commands too.
         BLE_LOG(UTIL_LOG_ERROR, "Failed to get proper response for scan results: %d", result);
@@ -155,10 +162,10 @@ bool Acquisition::receive(std::uint16_t& length) {
     return result == ZV_OK;
 }
 
-// Checks a reply's data against the request and against what its own header says.
-bool Acquisition::accept(std::uint16_t length) const {
-    if (length < headerSize) {
-        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is shorter than its header", length);
+// Checks a reply's header against the request.
+bool Acquisition::accept() const {
+    if (length_ < headerSize) {
+        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is shorter than its header", length_);
         return false;
     }
     if (index() != request_[startIndex]) {
@@ -169,8 +176,13 @@ bool Acquisition::accept(std::uint16_t length) const {
         BLE_LOG(UTIL_LOG_ERROR, "Requested %d entries got %d", request_[maximum], count());
         return false;
     }
-    if (length - headerSize < count() * entrySize(list_)) {
-        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is too short for %d entries", length, count());
+    return true;
+}
+
+// Asked just before the entries are read: a list that is empty or was rebuilt has none to read.
+bool Acquisition::holdsEntries() const {
+    if (length_ - headerSize < count() * entrySize(list_)) {
+        BLE_LOG(UTIL_LOG_ERROR, "List response of %d bytes is too short for %d entries", length_, count());
         return false;
     }
     return true;
@@ -191,13 +203,13 @@ void Acquisition::logRebuilt(int number, int from, int to) const {
 
 } // namespace
 
-int readPage(const char* query, std::optional<std::uint8_t>& page) {
+int readPage(const char* params, std::optional<std::uint8_t>& page) {
     std::string value;
-    if (parseParam(query, "p=", value) == 0) {
+    if (!findParameter(params, "p=", value)) {
         return ZV_OK;
     }
     int start = 0;
-    if (const int result = readInteger(value, "Error parsing p parameter", start); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing p parameter [%s]", start); result != ZV_OK) {
         return result;
     }
     page = static_cast<std::uint8_t>(start);

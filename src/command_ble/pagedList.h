@@ -63,7 +63,7 @@ constexpr int entrySize(BleList list) {
 }
 
 // Reads the optional start index, "p=", cut to 8 bits. 0; -3 and a log line when it is not a number.
-int readPage(const char* query, std::optional<std::uint8_t>& page);
+int readPage(const char* params, std::optional<std::uint8_t>& page);
 
 /*
  * Acquires one page from a start index or, without one, the whole list. 0 when the sink has got all wanted entries, or
@@ -79,7 +79,7 @@ int listOutOfMemory();
 template<class Sink>
 int answerList(BleList list, const char* params, Sink& sink, char* response, int responseSize) try {
     std::optional<std::uint8_t> page;
-    if (const int result = readPage(queryText(params), page); result != ZV_OK) {
+    if (const int result = readPage(params, page); result != ZV_OK) {
         return result;
     }
     if (const int result = acquireList(list, page, sink); result != ZV_OK) {

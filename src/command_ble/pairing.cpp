@@ -24,49 +24,49 @@ constexpr std::size_t addressTypeAt = 7;
 
 constexpr int statusSize = 1; // bytes of the daemon's answer
 
-int readAddressType(const char* query, PairBlock& block) {
+int readAddressType(const char* params, PairBlock& block) {
     std::string value;
-    if (parseParam(query, "address_type=", value) == 0) {
+    if (!findParameter(params, "address_type=", value)) {
         return ZV_OK;
     }
     int type = 0;
-    if (const int result = readInteger(value, "Error parsing address_type parameter", type); result != ZV_OK) {
+    if (const int result = readInteger(value, "Error parsing address_type parameter [%s]", type); result != ZV_OK) {
         return result;
     }
     block[addressTypeAt] = static_cast<std::uint8_t>(type);
     return ZV_OK;
 }
 
-int readDevice(const char* query, PairBlock& block) {
+int readDevice(const char* params, PairBlock& block) {
     std::string value;
-    if (parseParam(query, "device=", value) == 0) {
+    if (!findParameter(params, "device=", value)) {
         // Fixed: readers of the log expect the parameter's name from the start alone.
         if (block[0] == codeOf(BleCommand::PairStart)) {
             BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param device=");
         }
-        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", query);
+        BLE_LOG(UTIL_LOG_ERROR, "Failed to parse parameters in %s", shownQuery(params));
         return ZV_ERR_INVALID_PARAM;
     }
-    return readAddress(value, query, block.data() + addressAt);
+    return readAddress(value, params, block.data() + addressAt);
 }
 
-int readBlock(const char* query, PairBlock& block) {
+int readBlock(const char* params, PairBlock& block) {
     // Fixed: readers of the log find the address type there when both parameters are bad.
-    if (const int result = readAddressType(query, block); result != ZV_OK) {
+    if (const int result = readAddressType(params, block); result != ZV_OK) {
         return result;
     }
-    return readDevice(query, block);
+    return readDevice(params, block);
 }
 
-// Carries out a pair start or cancel, which the log knows by its name.
-int pair(BleCommand command, const char* name, const char* query) {
+// Carries out a pair start or cancel. complaint: the log line of a refusal, whose %s takes the query.
+int pair(BleCommand command, const char* complaint, const char* params) {
     PairBlock block{codeOf(command)};
-    if (const int result = readBlock(query, block); result != ZV_OK) {
+    if (const int result = readBlock(params, block); result != ZV_OK) {
         return result;
     }
     const int result = exchangeAndCheck(serialiseCommand(block));
     if (result != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "%s %s command failed", name, query);
+        BLE_LOG(UTIL_LOG_ERROR, complaint, shownQuery(params));
     }
     return result;
 }
@@ -74,11 +74,11 @@ int pair(BleCommand command, const char* name, const char* query) {
 } // namespace
 
 int ble_pair_start(const char* params, char*, int) {
-    return pair(BleCommand::PairStart, "ble_pair_start", queryText(params));
+    return pair(BleCommand::PairStart, "ble_pair_start %s command failed", params);
 }
 
 int ble_pair_cancel(const char* params, char*, int) {
-    return pair(BleCommand::PairCancel, "ble_pair_cancel", queryText(params));
+    return pair(BleCommand::PairCancel, "ble_pair_cancel %s command failed", params);
 }
 
 int ble_pair_status(const char*, char* response, int responseSize) {
@@ -90,7 +90,7 @@ int ble_pair_status(const char*, char* response, int responseSize) {
         return result;
     }
     if (length != statusSize) {
-        BLE_LOG(UTIL_LOG_ERROR, "Expected %d bytes in response, got %d", statusSize, length);
+        BLE_LOG(UTIL_LOG_ERROR, "Expected 1 bytes in response, got %d", length);
         return ZV_ERR;
     }
     char text[32];

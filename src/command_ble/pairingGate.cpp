@@ -67,13 +67,12 @@ int ble_pairing_available(const char*, char*, int) {
 }
 
 int ble_pairing_phase(const char* params, char*, int) {
-    const char* const query = queryText(params);
     std::string value;
-    if (const int result = readRequired(query, "p=", value); result != ZV_OK) {
+    if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
     }
     int phase = 0;
-    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command", phase);
+    if (const int result = readInteger(value, "Error parsing parameter for pairing_phase command [%s]", phase);
         result != ZV_OK) {
         return result;
     }

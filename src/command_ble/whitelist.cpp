@@ -130,14 +130,13 @@ int ble_whitelist_list(const char* params, char* response, int responseSize) {
 }
 
 int ble_whitelist_device(const char* params, char* response, int responseSize) try {
-    const char* const query = queryText(params);
     std::string value;
-    if (parseParam(query, "address=", value) == 0) {
+    if (!findParameter(params, "address=", value)) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to parse required param address=");
         return ZV_ERR_INVALID_PARAM;
     }
     WhitelistDevice device;
-    if (const int result = readAddress(value, query, device.address()); result != ZV_OK) {
+    if (const int result = readAddress(value, params, device.address()); result != ZV_OK) {
         return result;
     }
     if (const int result = acquireList(BleList::Whitelist, std::nullopt, device); result != ZV_OK) {

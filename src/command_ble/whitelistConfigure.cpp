@@ -23,21 +23,21 @@ constexpr std::size_t operationAt = 1;
 constexpr std::size_t argumentAt = 2;
 constexpr std::size_t addressAt = 3;
 
-int readDevice(const char* query, ConfigureBlock& block) {
+int readDevice(const char* params, ConfigureBlock& block) {
     std::string value;
-    if (const int result = readRequired(query, "device=", value); result != ZV_OK) {
+    if (const int result = readRequired(params, "device=", value); result != ZV_OK) {
         return result;
     }
-    return readAddress(value, query, block.data() + addressAt);
+    return readAddress(value, params, block.data() + addressAt);
 }
 
-int readRemove(const char* query, ConfigureBlock& block, bool& given) {
+int readRemove(const char* params, ConfigureBlock& block, bool& given) {
     std::string value;
-    if (parseParam(query, "remove=", value) == 0) {
+    if (!findParameter(params, "remove=", value)) {
         return ZV_OK;
     }
     int remove = 0;
-    if (const int result = readInteger(value, "Invalid parameter to remove=", remove); result != ZV_OK) {
+    if (const int result = readInteger(value, "Invalid parameter to remove= [%s]", remove); result != ZV_OK) {
         return result;
     }
     if (remove != 1) {
@@ -50,13 +50,14 @@ int readRemove(const char* query, ConfigureBlock& block, bool& given) {
     return ZV_OK;
 }
 
-int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
+int readAutoConnect(const char* params, ConfigureBlock& block, bool& given) {
     std::string value;
-    if (parseParam(query, "auto_connect=", value) == 0) {
+    if (!findParameter(params, "auto_connect=", value)) {
         return ZV_OK;
     }
     int autoConnect = 0;
-    if (const int result = readInteger(value, "Invalid parameter to auto_connect=", autoConnect); result != ZV_OK) {
+    if (const int result = readInteger(value, "Invalid parameter to auto_connect= [%s]", autoConnect);
+        result != ZV_OK) {
         return result;
     }
     block[operationAt] = operationAutoConnect;
@@ -65,16 +66,16 @@ int readAutoConnect(const char* query, ConfigureBlock& block, bool& given) {
     return ZV_OK;
 }
 
-int readBlock(const char* query, ConfigureBlock& block) {
-    if (const int result = readDevice(query, block); result != ZV_OK) {
+int readBlock(const char* params, ConfigureBlock& block) {
+    if (const int result = readDevice(params, block); result != ZV_OK) {
         return result;
     }
     bool given = false;
-    if (const int result = readRemove(query, block, given); result != ZV_OK) {
+    if (const int result = readRemove(params, block, given); result != ZV_OK) {
         return result;
     }
     // Fixed: clients that ask for both get the automatic connection, which is applied last.
-    if (const int result = readAutoConnect(query, block, given); result != ZV_OK) {
+    if (const int result = readAutoConnect(params, block, given); result != ZV_OK) {
         return result;
     }
     if (!given) {
@@ -87,14 +88,13 @@ int readBlock(const char* query, ConfigureBlock& block) {
 } // namespace
 
 int ble_whitelist_configure(const char* params, char*, int) {
-    const char* const query = queryText(params);
     ConfigureBlock block{codeOf(BleCommand::WhitelistConfigure)};
-    if (const int result = readBlock(query, block); result != ZV_OK) {
+    if (const int result = readBlock(params, block); result != ZV_OK) {
         return result;
     }
     const int result = exchangeAndCheck(serialiseCommand(block));
     if (result != ZV_OK) {
-        BLE_LOG(UTIL_LOG_ERROR, "ble_whitelist_configure %s command failed", query);
+        BLE_LOG(UTIL_LOG_ERROR, "ble_whitelist_configure %s command failed", shownQuery(params));
     }
     return result;
 }

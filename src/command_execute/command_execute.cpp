@@ -1,12 +1,11 @@
 #include "command_execute.h"
 
+#include "answerStream.h"
 #include "executeRequest.h"
 #include "program.h"
 #include "statusAnswer.h"
 #include "writeAnswer.h"
 #include "zvErrno.h"
-
-#include <sstream>
 
 namespace {
 
@@ -22,11 +21,12 @@ bool carryOut(ExecEntries& entries, int count, std::ostream& stream) {
 } // namespace
 
 int handle_command_execute(const char* params, char* /*response*/, int /*responseSize*/) try {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     write_header(stream);
     ExecEntries entries;
     const int count = readEntries(params, entries, stream);
-    if (stream.bad()) { // nothing is carried out that could not be answered
+    if (lacksMemory(stream)) { // nothing is carried out that could not be answered
         return ZV_ERR_OUTOFMEM;
     }
     if (count > 0 && carryOut(entries, count, stream)) {

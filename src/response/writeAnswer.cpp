@@ -2,23 +2,18 @@
 
 #include "writeAll.h"
 
-#include <new>
+#include <cstdio>
 #include <unistd.h>
 
-bool writeAnswer(const std::stringstream& stream) {
-    if (stream.bad()) {
+void writeOutput(std::string_view text) {
+    static_cast<void>(std::fflush(stdout));
+    static_cast<void>(zv::writeAll(STDOUT_FILENO, text));
+}
+
+bool writeAnswer(AnswerStream& stream) {
+    if (lacksMemory(stream)) {
         return false;
     }
-#if _GLIBCXX_USE_CXX11_ABI
-    static_cast<void>(zv::writeAll(STDOUT_FILENO, stream.view()));
+    writeOutput(textOf(stream));
     return true;
-#else
-    // Streams of the string type from before C++11, which a closed library may need, give copies only.
-    try {
-        static_cast<void>(zv::writeAll(STDOUT_FILENO, stream.str()));
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-#endif
 }

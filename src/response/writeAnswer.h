@@ -3,11 +3,19 @@
  */
 #pragma once
 
-#include <sstream>
+#include "answerStream.h"
+
+#include <string_view>
 
 /*
- * Writes the answer that was composed in a stream to standard output. False, and nothing written, when the stream is
- * bad: memory ran out while the answer was composed, and the stream holds half of it at most. True otherwise, also when
- * standard output refuses the answer. Logs nothing.
+ * Writes to standard output, behind what has been printed through stdio: reports of the support library, for example.
+ * Failures are not looked at. Logs nothing.
  */
-bool writeAnswer(const std::stringstream& stream);
+void writeOutput(std::string_view text);
+
+/*
+ * Writes the answer that was composed in a stream to standard output. False, and nothing written, when memory ran out
+ * while it was composed. True otherwise, also when the stream is bad for another reason, or standard output refuses
+ * the answer. Logs nothing.
+ */
+bool writeAnswer(AnswerStream& stream);

@@ -25,29 +25,23 @@ const char* settingsModel(unsigned char number) {
     return get_model_name(defaultModelNumber);
 }
 
-void setText(std::stringstream& stream, std::string_view text) {
-    stream.str(std::string(text));
-    stream.clear();
-    stream.seekp(0, std::ios::end);
-}
-
 // Cuts the text before its last closing brace, so that the settings' outermost object can take a further member.
-bool cutLastBrace(std::stringstream& stream) {
-    const std::string text = stream.str();
+bool cutLastBrace(AnswerStream& stream) {
+    const AnswerText text = textOf(stream);
     const std::size_t brace = text.rfind('}');
-    if (brace == std::string::npos) {
+    if (brace == AnswerText::npos) {
         return false;
     }
-    setText(stream, std::string_view(text).substr(0, brace));
+    replaceText(stream, text.substr(0, brace));
     return true;
 }
 
-// A bad stream lacks memory, not settings; it stays bad, so that nothing is answered.
-int failSettings(std::stringstream& stream, const char* path) {
-    if (stream.bad()) {
+// A stream that lacks memory may have lost settings that are there.
+int failSettings(AnswerStream& stream, const char* path) {
+    if (lacksMemory(stream)) {
         return ZV_ERR_OUTOFMEM;
     }
-    setText(stream, ""); // no half header may be left
+    replaceText(stream, ""); // no half header may be left
     writeDescriptionError(stream, ZV_ERR_FILE_OPEN, path, lineSettings);
     return ZV_ERR_FILE_OPEN;
 }
@@ -71,7 +65,7 @@ void writeInfo(std::ostream& stream, const CameraIdentity& state) {
     stream << "}}";
 }
 
-int describe(std::stringstream& stream) {
+int describe(AnswerStream& stream) {
     CameraIdentity state;
     int result = readModelNumber(state, stream);
     if (result != ZV_OK) {
@@ -91,6 +85,7 @@ int describe(std::stringstream& stream) {
         return failSettings(stream, path);
     }
     http_output_success_header(stream);
+    goOn(stream); // a null text in the header must not swallow the settings
     if (!settings.readLines(stream) || !cutLastBrace(stream)) {
         return failSettings(stream, path);
     }
@@ -100,7 +95,7 @@ int describe(std::stringstream& stream) {
 
 } // namespace
 
-int camera_description_output_json(std::stringstream& stream) {
+int camera_description_output_json(AnswerStream& stream) {
     const int result = describe(stream);
-    return stream.bad() ? ZV_ERR_OUTOFMEM : result;
+    return lacksMemory(stream) ? ZV_ERR_OUTOFMEM : result;
 }

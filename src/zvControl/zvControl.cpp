@@ -1,6 +1,7 @@
 #include "zvControl.h"
 
 #include "answerStatus.h"
+#include "answerStream.h"
 #include "cameraDescription.h"
 #include "handlerTable.h"
 #include "writeAnswer.h"
@@ -13,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 #include <string_view>
 
 namespace {
@@ -48,8 +48,9 @@ bool openInterface(int& result) {
     return true;
 }
 
-void answerSuccess(std::ostream& stream) {
+void answerSuccess(AnswerStream& stream) {
     http_output_success_header(stream);
+    goOn(stream); // a null text in the header must not swallow what follows it
     const std::string_view text(response, strnlen(response, sizeof response));
     if (text.empty()) {
         http_output_empty_json(stream);
@@ -73,7 +74,7 @@ void answerError(std::ostream& stream, int result) {
 }
 
 // Writes the answer to a result. Returns the result with which the request ends.
-int answer(std::stringstream& stream, int result) {
+int answer(AnswerStream& stream, int result) {
     if (result == ZV_ERR_RESPONSE_ALREADY_SENT) {
         return result;
     }
@@ -85,7 +86,7 @@ int answer(std::stringstream& stream, int result) {
     return writeAnswer(stream) ? result : ZV_ERR_OUTOFMEM;
 }
 
-int serve(std::stringstream& stream, const char* path, const char* params) {
+int serve(AnswerStream& stream, const char* path, const char* params) {
     int result = ZV_OK;
     if (!openInterface(result)) {
         return result;
@@ -102,7 +103,8 @@ int serve(std::stringstream& stream, const char* path, const char* params) {
 } // namespace
 
 int zvControlMain() try {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
     std::fill(std::begin(response), std::end(response), '\0');
     const char* const path = std::getenv("PATH_INFO");

@@ -141,6 +141,65 @@ TEST(ExportedExchange, StrangerBindsToTheProgramsCopiesAndCompletesAnExchange) {
     EXPECT_NE(0, access("/dev/mqueue/stranger", F_OK)) << "the reply mailbox is gone";
 }
 
+TEST(ExportedObjects, HoldTheirInitialValuesRowByRow) {
+    Program program("show");
+    EXPECT_GT(statusOf(program.letGo()), 0) << "the program goes on by itself, and finds no control daemon";
+    EXPECT_EQ((std::vector<std::string>{
+                  "2 0x00281420 0x30000000 10",
+                  "|            | 0x00000000",
+                  "|>Hb         | 0x00000001",
+                  "| Hb>        | 0x00000002",
+                  "| Hb<        | 0x00000004",
+                  "|<Hb         | 0x00000008",
+                  "|>Hc         | 0x00000010",
+                  "| Hc>        | 0x00000020",
+                  "| Hc<        | 0x00000040",
+                  "|<Hc         | 0x00000080",
+                  "|>UD         | 0x00000100",
+                  "| UD>        | 0x00000200",
+                  "| UD<        | 0x00000400",
+                  "|<UD         | 0x00000800",
+                  "|    >GN     | 0x00010000",
+                  "|     GN>    | 0x00020000",
+                  "|     GN<    | 0x00040000",
+                  "|    <GN     | 0x00080000",
+                  "|        >RT | 0x00100000",
+                  "|         RT>| 0x00200000",
+                  "|         RT<| 0x00400000",
+                  "|        <RT | 0x00800000",
+                  "|        >WI | 0x01000000",
+                  "|        <WI | 0x02000000",
+                  "|        >BT | 0x04000000",
+                  "|        <BT | 0x08000000",
+                  "|DB>         | 0x10000000",
+                  "|DB<         | 0x20000000",
+                  "|| 0x00000000",
+                  "ZV_OK 0",
+                  "ZV_ERR -1",
+                  "ZV_ERR_OUTOFMEM -2",
+                  "ZV_ERR_INVALID_PARAM -3",
+                  "ZV_ERR_INCOMPLETE_CGI_PARAM -4",
+                  "ZV_ERR_MQ_FAIL -5",
+                  "ZV_ERR_NO_SDCARD -6",
+                  "ZV_ERR_SDCARD_FULL -7",
+                  "ZV_ERR_CREATING_MISC_DIR -8",
+                  "ZV_ERR_UPLOADED_FILE -9",
+                  "ZV_ERR_FILE_OPEN -10",
+                  "ZV_ERR_FILE_READ -11",
+                  "ZV_ERR_FILE_WRITE -12",
+                  "ZV_ERR_REMOTE_FILE_OPEN -13",
+                  "ZV_ERR_REMOTE_FILE_READ -14",
+                  "ZV_ERR_REMOTE_FILE_WRITE -15",
+                  "ZV_ERR_ACCESS_DENIED -16",
+                  "ZV_ERR_NAK -17",
+                  "ZV_ERR_RESPONSE_ALREADY_SENT -18",
+                  "ZV_ERR_NAK_OFF -19",
+                  "ZV_ERR_NOT_SUPPORTED -20",
+                  "ZV_ERR_DOWNLOAD_FAILED -100",
+              }),
+              reportOf("/tmp/shown.txt"));
+}
+
 // Two instances of the program, each with the stranger beside it: one asks, the other one answers. All bytes between
 // them come from the program's own calls.
 TEST(ExportedExchange, StrangersExchangeMessagesWithEachOther) {

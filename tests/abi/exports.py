@@ -1,8 +1,8 @@
-"""Compares symbol tables with the list of exported names.
+"""Compares symbol tables with the names of the interface, and these with the list that the linker is given.
 
-  exports.py --nm NM --exports LIST program FILE   the program's dynamic symbols: exactly the list, with the right kinds
-                                                   and sizes, and what the C++ runtime and the linker add
-  exports.py --nm NM --exports LIST calls OBJECT   the undefined symbols of an object file: all of the list
+  exports.py --nm NM --exports LIST program FILE   the program's dynamic symbols: exactly the interface, with the right
+                                                   kinds and sizes, and what the C++ runtime and the linker add
+  exports.py --nm NM --exports LIST calls OBJECT   the undefined symbols of an object file: the whole interface
 """
 
 import argparse
@@ -13,7 +13,20 @@ import sys
 
 POINTER = "pointer"
 
-# Objects by name: their size as (count, size of one). All other names are functions.
+# The interface, written here a second time: a name that is lost from the linker's list is missed.
+FUNCTIONS = """
+    zvUtilSetLogLevel zvUtilKlogMsgLevel
+    sntlv_msg_init sntlv_msg_len sntlv_add_bin sntlv_add_dat tlv_find sntlv_find tlv_validate sntlv_void sntlv_remove
+    snLoclItoI snLoclbin
+    zvMbox_init zvMbox_rxopen_ext zvMbox_rxopen zvMbox_txopen zvMbox_create_ext zvMbox_create zvMbox_close zvMbox_unlink
+    zvMbox_send snzvMbox_receive snzvMbox_timedreceive
+    zvmsg_build zvmsg_send zvmsg_send_timedreceive zvmsg_response
+    snhexdump snhexdump0 _snhexdump hexline hexprint
+    get_model_name trim daemon_init getCardIDStr
+    zvErrno2Str
+""".split()
+
+# Its objects by name: their size as (count, size of one).
 OBJECTS = {
     "g_debug": (1, 4),
     "g_debug_level": (1, 4),
@@ -25,7 +38,9 @@ OBJECTS = {
     "zvErrnoStrMap": (22 * 2, POINTER),
 }
 
-# Symbols that are not in the list but belong to the program, and why.
+INTERFACE = {*FUNCTIONS, *OBJECTS}
+
+# Symbols that are not in the interface but belong to the program, and why.
 ADDITIONS = [
     # Objects of shared libraries that the program uses in place (copy relocations); their names carry a version.
     ("BVRD", re.compile(r"\w+@+(GLIBC|GLIBCXX|CXXABI)_[\w.]+")),
@@ -75,19 +90,27 @@ def is_addition(kind, name):
     return is_runtime_copy(kind, name) or any(kind in kinds and pattern.fullmatch(name) for kinds, pattern in ADDITIONS)
 
 
-def differences(symbols, names, pointer_size):
-    """Returns a line for each difference. symbols: {name: (nm's letter, size)}."""
+def list_differences(names):
+    """Returns a line for each difference between the linker's list and the interface."""
     found = []
     if len(names) != len(set(names)):
         found.append("the list names something twice")
-    for name in sorted(set(OBJECTS) - set(names)):
+    for name in sorted(INTERFACE - set(names)):
         found.append(f"{name}: not in the list")
-    for name in sorted(set(names) - set(symbols)):
+    for name in sorted(set(names) - INTERFACE):
+        found.append(f"{name}: in the list, but not in the interface")
+    return found
+
+
+def differences(symbols, pointer_size):
+    """Returns a line for each difference to the interface. symbols: {name: (nm's letter, size)}."""
+    found = []
+    for name in sorted(INTERFACE - set(symbols)):
         found.append(f"{name}: not exported")
     for name, (kind, size) in sorted(symbols.items()):
-        if name not in names:
+        if name not in INTERFACE:
             if not is_addition(kind, name):
-                found.append(f"{name}: exported ({kind}), but not in the list")
+                found.append(f"{name}: exported ({kind}), but not in the interface")
         elif name in OBJECTS:
             count, one = OBJECTS[name]
             expected = count * (pointer_size if one is POINTER else one)
@@ -125,17 +148,17 @@ def main():
     parser.add_argument("what", choices=["program", "calls"])
     parser.add_argument("file")
     options = parser.parse_args()
-    names = read_list(options.exports)
+    found = list_differences(read_list(options.exports))
     if options.what == "program":
         symbols = run_nm(options.nm, "--dynamic", "--defined-only", options.file)
-        found = differences(symbols, names, pointer_size_of(options.file))
+        found += differences(symbols, pointer_size_of(options.file))
     else:
         symbols = run_nm(options.nm, "--undefined-only", options.file)
-        found = [f"{name}: never used" for name in sorted(set(names) - set(symbols))]
+        found += [f"{name}: never used" for name in sorted(INTERFACE - set(symbols))]
     for line in found:
         print(line)
-    print(f"{len(names)} names, {len(found)} differences")
-    return 1 if found or not names else 0
+    print(f"{len(INTERFACE)} names, {len(found)} differences")
+    return 1 if found else 0
 
 
 if __name__ == "__main__":

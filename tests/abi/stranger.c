@@ -1,9 +1,10 @@
 /*
  * Stands for a closed library on the camera: it is built without the support library's headers and without the program,
- * and knows only names. Loaded beside the program, it runs before the program's main, in one of two roles:
+ * and knows only names. Loaded beside the program, it runs before the program's main, in one of three roles:
  *
  *   ZV_STRANGER=ask      exchanges a message with the process behind "/peer", and reports to /tmp/stranger.txt
  *   ZV_STRANGER=answer   is that process for one message, and reports to /tmp/answerer.txt
+ *   ZV_STRANGER=show     reports what every exported object holds, to /tmp/shown.txt
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -19,6 +20,10 @@ extern uint32_t g_debug;
 extern int32_t g_timedreceive;
 extern const char* const s_dmsgstr[];
 extern const uint32_t s_dmsghex[];
+extern const struct {
+    const char* name;
+    int32_t code;
+} zvErrnoStrMap[];
 
 void zvUtilSetLogLevel(unsigned level);
 void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, ...);
@@ -114,17 +119,38 @@ static void ask(FILE* report) {
     exchange(report);
 }
 
+static void show(FILE* report) {
+    fprintf(report, "%d 0x%08x 0x%08x %d\n", g_logLevel, g_debug_level, g_debug, g_timedreceive);
+    for (int row = 0; row < 28; ++row) {
+        fprintf(report, "|%s| 0x%08x\n", s_dmsgstr[row], s_dmsghex[row]);
+    }
+    for (int row = 0; row < 22; ++row) {
+        fprintf(report, "%s %d\n", zvErrnoStrMap[row].name, zvErrnoStrMap[row].code);
+    }
+}
+
+/* What the library does beside the program, and where it reports. */
+struct Role {
+    const char* name;
+    const char* path;
+    void (*play)(FILE*);
+};
+static const struct Role roles[] = {
+    {"ask", "/tmp/stranger.txt", ask},
+    {"answer", "/tmp/answerer.txt", answer},
+    {"show", "/tmp/shown.txt", show},
+};
+
 __attribute__((constructor)) static void loaded(void) {
-    const char* const role = getenv("ZV_STRANGER");
-    const int answers = role != NULL && strcmp(role, "answer") == 0;
-    FILE* const report = fopen(answers ? "/tmp/answerer.txt" : "/tmp/stranger.txt", "w");
-    if (report == NULL) {
-        return;
+    const char* const wanted = getenv("ZV_STRANGER");
+    for (size_t i = 0; i < sizeof roles / sizeof roles[0]; ++i) {
+        if (wanted == NULL || strcmp(wanted, roles[i].name) != 0) {
+            continue;
+        }
+        FILE* const report = fopen(roles[i].path, "w");
+        if (report != NULL) {
+            roles[i].play(report);
+            fclose(report);
+        }
     }
-    if (answers) {
-        answer(report);
-    } else {
-        ask(report);
-    }
-    fclose(report);
 }

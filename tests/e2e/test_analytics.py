@@ -52,10 +52,9 @@ def test_file_arrives_byte_for_byte(shared_camera, size):
 
 
 # Reads the program's peak memory while the program waits to write the last block of its output. Arguments: the length
-# of the whole output, and that of the last block. The program writes to a pipe of one page. For a short output, the
-# script fills the pipe beforehand, so that the last block does not fit; of a longer one, it takes the earlier blocks
-# out. After the end it would be too late: the peak that the kernel reports then includes the process before it became
-# the program.
+# of the whole output, and that of the last block. The program writes to a pipe of one page. A short output would fit,
+# so the script fills the pipe beforehand. Of a longer output, the script takes out the earlier blocks. When the program
+# has ended, it is too late: the kernel then reports a peak that also covers the process before its exec.
 PEAK = """
 import array, fcntl, os, re, subprocess, sys, termios, time
 total, last = map(int, sys.argv[1:])
@@ -116,7 +115,7 @@ def test_a_gigabyte_takes_no_more_memory_than_nothing(camera):
         _write(camera, os.urandom(size))
         peaks[size] = _peak(camera, size)
     _write(camera, b"")
-    os.truncate(_path(camera), GIGABYTE)  # sparse, with data in three places that an answer could get wrong
+    os.truncate(_path(camera), GIGABYTE)  # a hole, with data in three places to compare
     with open(_path(camera), "r+b") as file:
         for place in (0, GIGABYTE // 2 - 300, GIGABYTE - 1500):
             file.seek(place)

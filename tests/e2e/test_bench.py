@@ -30,11 +30,12 @@ def tools(build_dir):
 
 def _bench(folder, *options, **more):
     environment = {**os.environ, "TMPDIR": str(folder)}
-    return subprocess.run([RUN, *options], cwd=folder, env=environment, capture_output=True, text=True, check=False, **more)
+    return subprocess.run([RUN, *options], cwd=folder, env=environment,
+                          capture_output=True, text=True, check=False, **more)
 
 
 def _rows(text, heading):
-    """Returns the table with this heading: the first cell of each row -> the other cells."""
+    """Returns the table with this heading: a dict from the first cell of each row to the other cells."""
     table = re.search(rf"^### {re.escape(heading)}.*?\n\n(.*?)\n\n", text, re.MULTILINE | re.DOTALL)[1]
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines()[2:]]
     return {row[0]: row[1:] for row in rows}
@@ -87,9 +88,10 @@ def test_the_empty_program_takes_the_gateways_libraries(tools, build_dir):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_nothing_is_left_by_a_run_that_is_ended(tools, open_path, number):
     """The signal comes in the middle of a run, while three cameras and a folder for their file exist."""
-    # "env": a shell in the background starts its programs with SIGINT ignored.
+    # A shell in the background starts its programs with SIGINT ignored. "env" undoes that.
     with open(open_path / "output", "wb") as output:
-        bench = subprocess.Popen(["env", "--default-signal", RUN, "--quick"], env={**os.environ, "TMPDIR": str(open_path)},
+        bench = subprocess.Popen(["env", "--default-signal", RUN, "--quick"],
+                                 env={**os.environ, "TMPDIR": str(open_path)},
                                  stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
     deadline = time.monotonic() + 1800
     while b"### (c)" not in (open_path / "output").read_bytes():
@@ -123,7 +125,8 @@ def test_clone_with_a_blank_in_its_path_where_nothing_can_be_built(open_path):
         source = os.path.join(house.ROOT, name)
         (shutil.copytree if os.path.isdir(source) else shutil.copy)(source, clone / name)
     (clone / "build").write_text("in the way")
-    done = subprocess.run([clone / "bench" / "run", "--quick"], cwd="/", capture_output=True, text=True, timeout=60, check=False)
+    done = subprocess.run([clone / "bench" / "run", "--quick"], cwd="/",
+                          capture_output=True, text=True, timeout=60, check=False)
     assert (done.returncode, done.stdout) == (1, "")
     assert "build" in done.stderr and "Traceback" not in done.stderr
 
@@ -131,8 +134,8 @@ def test_clone_with_a_blank_in_its_path_where_nothing_can_be_built(open_path):
 # bench_spawn
 
 def _spawn(tools, *words):
-    return subprocess.run([os.path.join(tools, "bench_spawn"), *map(str, words)], capture_output=True, text=True, timeout=60,
-                          check=False)
+    return subprocess.run([os.path.join(tools, "bench_spawn"), *map(str, words)],
+                          capture_output=True, text=True, timeout=60, check=False)
 
 
 def test_spawn_measures_time_and_memory_of_the_program_itself(tools, open_path):
@@ -191,8 +194,8 @@ def _server(answer):
 
 
 def _load(tools, port, *words):
-    done = subprocess.run([os.path.join(tools, "bench_http"), str(port), "/x", *map(str, words)], capture_output=True, text=True,
-                          timeout=60, check=False)
+    done = subprocess.run([os.path.join(tools, "bench_http"), str(port), "/x", *map(str, words)],
+                          capture_output=True, text=True, timeout=60, check=False)
     assert done.returncode == 0, done.stderr
     return json.loads(done.stdout)
 
@@ -262,11 +265,14 @@ def _stand(build_dir, program):
 
 
 @pytest.mark.parametrize(("program", "complaint"), [
-    ("running.admin('zvControlD', 'set', item='recording', value=1); stand.spawn(running, [stand.CAMERA_SHAPE], stand.AVAILABLE, 1)",
+    ("running.admin('zvControlD', 'set', item='recording', value=1); "
+     "stand.spawn(running, [stand.CAMERA_SHAPE], stand.AVAILABLE, 1)",
      "MeasureError: /usr/local/zarvo/bin/zvControl-cgi-bin: status"),
     ("stand.instructions(running, stand.CAMERA_SHAPE, (stand.STATUS[0], '', '{}'))", "pairing_status"),
-    ("stand.load_hello(running, stand.CAMERA_SHAPE, (stand.STATUS[0], '', '{}'), 2, 0)", "MeasureError: 2 of 2 answers"),
-    ("open(running.storage + '/x', 'w').write('y'); measures._compare(running, '/analytics/get', running.storage + '/x')",
+    ("stand.load_hello(running, stand.CAMERA_SHAPE, (stand.STATUS[0], '', '{}'), 2, 0)",
+     "MeasureError: 2 of 2 answers"),
+    ("open(running.storage + '/x', 'w').write('y'); "
+     "measures._compare(running, '/analytics/get', running.storage + '/x')",
      "not the file's bytes"),
 ], ids=["spawn", "instructions", "load", "analytics"])
 def test_wrong_answers_are_not_measured(tools, build_dir, program, complaint):

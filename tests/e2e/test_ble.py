@@ -11,7 +11,8 @@ pytestmark = pytest.mark.gateway
 BLE = "/command/ble"
 QUIET = {"rssi_variation": 0, "found_after_ms": 0}
 DEVICES = [
-    {"address": "a1b2c3d4e5f6", "address_type": 1, "name": "Remote One", "rssi": -48, "uuid16": ["1812", "180f"], **QUIET},
+    {"address": "a1b2c3d4e5f6", "address_type": 1, "name": "Remote One", "rssi": -48,
+     "uuid16": ["1812", "180f"], **QUIET},
     {"address": "00000000000f", "rssi": -100, **QUIET},
     {"address": "d4e5f6a7b8c9", "address_type": 1, "name": "Wind Mic", "rssi": 4,
      "uuid128": ["7d1f0001-52a0-4c1e-9b1b-2f6a3c5d7e90"], **QUIET},

@@ -162,4 +162,4 @@ def test_run_that_is_ended_ends_its_build(clone, number):
         process.send_signal(number)
         assert process.wait(20) == 0
         assert "Traceback" not in process.stderr.read()
-    assert build(clone, "release").stderr.startswith("building")  # and not "waiting"
+    assert build(clone, "release").stderr.startswith("building")  # "waiting" would mean that the ended build still runs

@@ -62,7 +62,7 @@ def test_counts_of_several_runs_are_added(results, open_path, capsys):
         if wrong:
             session.complain("some")
         statuses.append(session.finish())
-    # What the first one found is wrong in the end, too.
+    # The second run is right, but still reports what the first one found.
     assert statuses == [1, 1]
     assert capsys.readouterr().out.splitlines()[-1] == "3 tests: 2 passed, 1 failed, 0 skipped; NOT all is right"
     assert json.loads(counts.read_text())["passed"] == 2

@@ -161,13 +161,13 @@ def test_arguments_are_the_shells(idle):
 
 def test_quotes_of_the_arguments_go_and_the_tail_stays(idle):
     for arguments, expected in (('""ab', ["abab"]), ('a""', ["a"]), ('""', [""]), ('-x "y" z', ["-x", "y", "z", "z"])):
-        # The last case gives -x y z, with the old tail " z" behind it.
+        # In the last case, the old tail " z" stays behind -x y z.
         _execute(idle, ("zvStream", "start", arguments))
         _wait_for_history(idle, [expected])
         _execute(idle, ("zvStream", "stop", None))
         _wait_for_streams(idle, 0)
         os.remove(os.path.join(idle.storage, "zvStream.log"))
-    # Here a quote stays in the tail. The shell refuses the command line, but the answer does not show it.
+    # A quote stays in the tail here, so the shell refuses the command line. The answer does not show it.
     assert _execute(idle, ("zvStream", "start", '"-x"')).body == SUCCESS
     assert _streams(idle) == []
 
@@ -187,7 +187,8 @@ def test_path_of_49_50_and_51_characters(idle):
     idle.run(["/bin/touch", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
     try:
         _assert_refused(_execute(idle, (names[49], "start", None)), "start: not in whitelist", "startProg", 379)
-        _assert_refused(_execute(idle, (names[50], "start", None)), f"file not found {names[50]}", "executeCommand", 255)
+        _assert_refused(_execute(idle, (names[50], "start", None)),
+                        f"file not found {names[50]}", "executeCommand", 255)
         _assert_refused(_execute(idle, (names[51], "start", None)), "start: not in whitelist", "startProg", 379)
     finally:
         idle.run(["/bin/rm", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
@@ -251,7 +252,8 @@ def test_tool_shows_what_runs_and_what_ran(idle):
     assert idle.tool("stream") == f"zvStream runs\n  {pid}  {told}\nlog:\n  {time_of_start}  {pid}  start  {told}\n"
     _execute(idle, ("zvStream", "stop", None))
     _wait_for_history(idle, [words, "SIGINT"])
-    assert [(entry["event"], entry.get("reason")) for entry in _shown(idle)["log"]] == [("start", None), ("end", "SIGINT")]
+    assert ([(entry["event"], entry.get("reason")) for entry in _shown(idle)["log"]]
+            == [("start", None), ("end", "SIGINT")])
     lines = idle.tool("stream").splitlines()
     assert lines[0] == "zvStream does not run"
     assert lines[-1].endswith(f"Z  {pid}  end    SIGINT")
@@ -292,9 +294,13 @@ def test_what_the_tool_starts_is_as_any_other(idle):
 def test_tool_shows_the_last_entries_of_a_log_that_anybody_may_write(idle):
     path = os.path.join(idle.storage, "zvStream.log")
     entry = '{"event":"end","pid":%d,"time":"2026-11-21T03:11:00.456Z","reason":"SIGTERM"}\n'
-    strange = ["", "[" * 10_000, "[]", "{", '{"event":"end"}', '{"event":"end","pid":"1","time":"now","reason":"x"}',
-               '{"event":"start","pid":1,"time":"now","arguments":"x"}', '{"event":"start","pid":1,"time":"now","arguments":[1]}',
-               '{"event":"other","pid":1,"time":"now","reason":"x"}', '{"event":"end","pid":true,"time":"now","reason":"x"}', "\0\x7f"]
+    strange = ["", "[" * 10_000, "[]", "{", '{"event":"end"}',
+               '{"event":"end","pid":"1","time":"now","reason":"x"}',
+               '{"event":"start","pid":1,"time":"now","arguments":"x"}',
+               '{"event":"start","pid":1,"time":"now","arguments":[1]}',
+               '{"event":"other","pid":1,"time":"now","reason":"x"}',
+               '{"event":"end","pid":true,"time":"now","reason":"x"}',
+               "\0\x7f"]
     with open(path, "w", encoding="utf-8") as log:
         log.write("".join(entry % number for number in range(20_000)) + "\n".join(strange) + "\n" + entry % 20_000)
         log.write('{"event":"start","pid":1,"time":"\\u001b","arguments":["\\u001b]0;a","\\u009b","\u00e4"]}\n')

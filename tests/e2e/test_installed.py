@@ -13,14 +13,16 @@ pytestmark = [pytest.mark.thorough, pytest.mark.xdist_group("installation")]
 def zvcamera(build_dir, tmp_path_factory):
     """A link to the installed launcher, as a user may have one in a folder of the search path."""
     root = tmp_path_factory.mktemp("root")
-    subprocess.run(["cmake", "--install", build_dir], env=dict(os.environ, DESTDIR=str(root)), check=True, capture_output=True)
+    subprocess.run(["cmake", "--install", build_dir], env=dict(os.environ, DESTDIR=str(root)),
+                   check=True, capture_output=True)
     link = tmp_path_factory.mktemp("bin") / "zvcamera"
     link.symlink_to(root / "usr/local/zarvo/bin/zvcamera")
     return str(link)
 
 
 def ask(*words):
-    return subprocess.run(words, cwd="/", stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, timeout=120)
+    return subprocess.run(words, cwd="/", stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, check=False, timeout=120)
 
 
 def test_check_finds_nothing_wrong(zvcamera):

@@ -35,8 +35,9 @@ def _send_to_log(camera, *packets):
     assert (done.status, done.stderr) == (0, b"")
 
 
-@pytest.mark.parametrize("packet", [b"\0mark x", b"\0mark " + DIGITS, b"\0mark 99999999", b"<13>a[" + DIGITS + b"]: text",
-                                    b"<" + DIGITS + b">text", b"", b"\0", b"\xff\xfe"],
+@pytest.mark.parametrize("packet", [b"\0mark x", b"\0mark " + DIGITS, b"\0mark 99999999",
+                                    b"<13>a[" + DIGITS + b"]: text", b"<" + DIGITS + b">text",
+                                    b"", b"\0", b"\xff\xfe"],
                          ids=range(8))
 def test_no_datagram_ends_the_log(shared_camera, packet):
     start = shared_camera.log()[1]
@@ -45,7 +46,8 @@ def test_no_datagram_ends_the_log(shared_camera, packet):
         assert shared_camera.get("/nothing_here", timeout=10).status == 400
     records = shared_camera.log(start)[0]
     assert [record["text"] for record in records if record["source"] == "after"] == ["it[7]"]
-    assert sum(record["source"] == "zvControl-cgi-bin" and "path[/nothing_here]" in record["text"] for record in records) >= 30
+    assert sum(record["source"] == "zvControl-cgi-bin" and "path[/nothing_here]" in record["text"]
+               for record in records) >= 30
 
 
 def test_numbers_of_a_record_have_bounds(shared_camera):
@@ -80,8 +82,9 @@ CLAIM = """
 import os, signal, sys
 from zvcamera import folder
 number, place = int(sys.argv[1]), sys.argv[2]
-signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell starts what is in its background with SIGINT ignored,
-signal.signal(signal.SIGHUP, signal.SIG_DFL)  # and nohup what it starts with SIGHUP
+# A shell ignores SIGINT for what it starts in the background, and nohup ignores SIGHUP for what it starts.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
 real = os.mkdir
 def mkdir(path, *mode):
     real(path, *mode)
@@ -139,7 +142,7 @@ print(child.misdeeds, child.state())
 
 @pytest.mark.parametrize("before", ["running", "stopped"])
 def test_program_is_woken_before_it_is_ended(before):
-    """SIGCONT comes first: during a sanitizer's leak check it would do harm."""
+    """SIGCONT comes before SIGTERM: after it, SIGCONT could disturb a sanitizer's leak check."""
     with _python(ENDING, before, stdout=subprocess.PIPE, text=True) as process:
         assert process.communicate(timeout=30)[0] == "SIGCONT\nSIGTERM\n[] ended\n"
 

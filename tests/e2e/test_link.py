@@ -63,7 +63,8 @@ def test_bytes_of_requests_to_the_ble_daemon(camera):
     page = bytes([7, 0, 0, 0])
     asked = [("configure", b"", [1], b"\x0a"), ("configure", b"auto_connect=257", [], b"\x08\x00\x01"),
              ("configure", b"auto_connect=-1", [], b"\x08\x00\xff"), ("scan", b"p=2", [], b"\x01\x02"),
-             ("scan/list", b"", page, b"\x04\x00\x0f"), ("scan/list", b"p=300", page[:2] + b"\x2c\x00", b"\x04\x2c\x0f"),
+             ("scan/list", b"", page, b"\x04\x00\x0f"),
+             ("scan/list", b"p=300", page[:2] + b"\x2c\x00", b"\x04\x2c\x0f"),
              ("pair/start", b"device=A1B2C3D4E5F6&address_type=1", [], b"\x02\xf6\xe5\xd4\xc3\xb2\xa1\x01"),
              ("pair/start", b"device=A1B2C3D4E5F6", [], b"\x02\xf6\xe5\xd4\xc3\xb2\xa1\x00"),
              ("pair/start", b"address_type=258&device=1", [], b"\x02\x01\x00\x00\x00\x00\x00\x02"),
@@ -71,7 +72,8 @@ def test_bytes_of_requests_to_the_ble_daemon(camera):
              ("pair/status", b"", [0], b"\x09"), ("whitelist/list", b"", page, b"\x06\x00\xff"),
              ("whitelist/device", b"address=a1b2c3d4e5f6", page, b"\x06\x00\xff"),
              ("whitelist/configure", b"device=a1b2c3d4e5f6&remove=1", [], b"\x07\x00\x00\xf6\xe5\xd4\xc3\xb2\xa1"),
-             ("whitelist/configure", b"device=a1b2c3d4e5f6&auto_connect=1", [], b"\x07\x04\x01\xf6\xe5\xd4\xc3\xb2\xa1"),
+             ("whitelist/configure", b"device=a1b2c3d4e5f6&auto_connect=1", [],
+              b"\x07\x04\x01\xf6\xe5\xd4\xc3\xb2\xa1"),
              ("whitelist/configure", b"device=a1b2c3d4e5f6&remove=1&auto_connect=0", [],
               b"\x07\x04\x00\xf6\xe5\xd4\xc3\xb2\xa1")]
     with house.QueuePeer(camera, *(house.reply(0, bytes(data)) for _, _, data, _ in asked)) as peer:
@@ -187,7 +189,7 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
 
 
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """The queue of a killed request stays until a process of the same number comes. The daemons pass over it."""
+    """The queue of a killed request stays until a request runs under the same process id. The daemons skip it."""
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})

@@ -51,7 +51,7 @@ def _assert_clean(camera, sanitized, env, status):
     assert done.status == status
 
 
-@pytest.mark.xdist_group("memory")  # in their order: some of them want what an earlier one has begun
+@pytest.mark.xdist_group("memory")  # in this order: some need what an earlier one has begun
 @pytest.mark.parametrize(("path", "query", "status"), REQUESTS,
                          ids=[f"{path}?{(query or '')[:24]}" for path, query, _ in REQUESTS])
 def test_no_error_and_no_leak(watched, sanitized, path, query, status):

@@ -1,6 +1,7 @@
 """The Debian packages and `cmake --install`: what they hold, and that the programs need nothing else to run.
 
-The root of the test holds the packages, the libraries that they depend on, and busybox as shell, killall and web server.
+The root of the test holds the packages, the libraries that they depend on, and busybox as shell, killall and web
+server.
 """
 
 import json
@@ -40,7 +41,9 @@ mkdir -p www/cgi-bin && ln -s /usr/local/zarvo/share/web/busybox-control www/cgi
 httpd -f -p 127.0.0.1:8080 -h www & httpd=$!
 over_http() { wget -q -O - "http://127.0.0.1:8080/cgi-bin/control$1"; }
 tries=0
-until over_http /command/ble/configure >/dev/null; do tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1; done
+until over_http /command/ble/configure >/dev/null; do
+    tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1
+done
 echo "<over HTTP>"; over_http /command/ble/configure; echo; echo "<end>"
 if [ -z "$EMULATOR" ]; then
     over_http "/execute?p1=zvStream&c1=start&a1=-x" >/dev/null
@@ -184,8 +187,9 @@ def empty_root(folder):
 def dpkg(root, *words):
     # --force-depends: the packages depend on others, and this root has none.
     return run("bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--bind", "/", "/", "--dev", "/dev", "--",
-               "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root", "--log=/dev/null",
-               *words, env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
+               "dpkg", f"--root={root}", "--force-depends", "--force-architecture", "--force-not-root",
+               "--log=/dev/null", *words,
+               env={**os.environ, "PATH": "/usr/sbin:/sbin:" + os.environ["PATH"]})
 
 
 def files_below(root):
@@ -200,8 +204,8 @@ def test_upgrade_and_removal(packages, standalone, tmp_path):
     before = tmp_path / "other"
     for name in ("DEBIAN", f"{PREFIX}/bin"):
         (before / name).mkdir(parents=True)
-    (before / "DEBIAN/control").write_text(f"Package: {other}\nVersion: 1\nArchitecture: all\nMaintainer: a <a@localhost>\n"
-                                           "Description: a\n")
+    (before / "DEBIAN/control").write_text(
+        f"Package: {other}\nVersion: 1\nArchitecture: all\nMaintainer: a <a@localhost>\nDescription: a\n")
     for name in ("bin/zvControl-cgi-bin", "only-here"):
         (before / PREFIX / name).write_text("before")
     run("dpkg-deb", "--root-owner-group", "-b", str(before), str(tmp_path / "other.deb"))
@@ -211,8 +215,10 @@ def test_upgrade_and_removal(packages, standalone, tmp_path):
     for _ in range(2):
         dpkg(root, "--install", *map(str, packages.values()))
         assert files_below(root) == everything
-    listed = run("dpkg-query", f"--admindir={root}/var/lib/dpkg", "-W", "-f", "${Package} ${db:Status-Status}\n").splitlines()
-    assert sorted(line for line in listed if line.endswith(" installed")) == sorted(f"{name} installed" for name in packages)
+    listed = run("dpkg-query", f"--admindir={root}/var/lib/dpkg",
+                 "-W", "-f", "${Package} ${db:Status-Status}\n").splitlines()
+    assert (sorted(line for line in listed if line.endswith(" installed"))
+            == sorted(f"{name} installed" for name in packages))
     dpkg(root, "--remove", *packages)
     assert files_below(root) == set()
 
@@ -303,8 +309,8 @@ def test_installed_packages_run_in_an_empty_root(packages, cross, tmp_path):
         program = "/bin/gateway"
 
     output = run("bwrap", "--die-with-parent", "--unshare-user", "--unshare-ipc", "--unshare-pid", "--unshare-net",
-                 "--bind", str(root), "/",
-                 "--dev", "/dev", "--mqueue", "/dev/mqueue", "--proc", "/proc", "--tmpfs", "/tmp", "--dir", "/tmp/fuse_d",
+                 "--bind", str(root), "/", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--proc", "/proc",
+                 "--tmpfs", "/tmp", "--dir", "/tmp/fuse_d",
                  "--clearenv", "--setenv", "PATH", "/bin", "--setenv", "EMULATOR", emulator,
                  "--setenv", "ZV_CONTROL_PROGRAM", program, "--", "/bin/sh", "-c", SCRIPT)
     answers = dict(re.findall(r"<([^>]*)>\n(.*?)\n<end>", output.replace("\r\n", "\n"), re.DOTALL))

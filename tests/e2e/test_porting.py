@@ -24,8 +24,8 @@ def block(part):
 
 
 def run(script, folder, status=0):
-    done = subprocess.run(["sh", "-e", "-c", script], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                          check=False)
+    done = subprocess.run(["sh", "-e", "-c", script], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, check=False)
     assert done.returncode == status, done.stdout
     return done.stdout
 
@@ -42,7 +42,8 @@ class Fit:
         self.maker.mkdir()
         for name in house.LIBRARIES:
             shutil.copy(os.path.join(build_dir, name), self.maker)
-        libc = subprocess.run([f"{self.tools}gcc", "-print-file-name=libc.so.6"], stdout=subprocess.PIPE, text=True, check=True)
+        libc = subprocess.run([f"{self.tools}gcc", "-print-file-name=libc.so.6"],
+                              stdout=subprocess.PIPE, text=True, check=True)
         self.values = {"tools": self.tools, "program": self.program, "maker": str(self.maker),
                        "system": os.path.dirname(os.path.realpath(libc.stdout.strip()))}
 
@@ -69,7 +70,9 @@ def test_same_processor(fit):
     assert len(lines) > 12 and len(lines) % 3 == 1
     files = [lines[start:start + len(lines) // 3] for start in range(0, len(lines) - 1, len(lines) // 3)]
     assert files[0] == files[1] == files[2]
-    assert any("hard-float ABI" in line for line in files[0]) == any("ABI_VFP_args" in line for line in files[0]) == fit.cross
+    assert (any("hard-float ABI" in line for line in files[0])
+            == any("ABI_VFP_args" in line for line in files[0])
+            == fit.cross)
 
 
 def test_every_name_has_an_owner(fit):
@@ -90,8 +93,8 @@ def test_names_without_an_owner_are_told(fit):
 def test_libraries_with_the_old_string_type_are_told(fit):
     sources = os.path.join(house.ROOT, "platform", "libzvCtrlD")
     with open(os.path.join(sources, "parseParam.cpp"), encoding="utf-8") as text:
-        fit.make_library("libcsi.so", text.read() + '\nextern "C" int csi_get() { return 0; }\n', "-D_GLIBCXX_USE_CXX11_ABI=0",
-                         f"-I{house.ROOT}/platform/include", f"-I{house.ROOT}/base")
+        fit.make_library("libcsi.so", text.read() + '\nextern "C" int csi_get() { return 0; }\n',
+                         "-D_GLIBCXX_USE_CXX11_ABI=0", f"-I{house.ROOT}/platform/include", f"-I{house.ROOT}/base")
     shutil.move(fit.maker / "libzvCtrlD.so", fit.maker / "kept")
     fit.make_library("libzvCtrlD.so", "")
     missing = fit("comm").split()
@@ -101,15 +104,17 @@ def test_libraries_with_the_old_string_type_are_told(fit):
 def test_program_can_be_built_with_the_old_string_type(fit):
     """Only the sources that use streams are compiled: with the old type, streams can do less."""
     option = re.search(r"`-DCMAKE_CXX_FLAGS=(\S+)`", page())[1]
-    sources = [os.path.join(folder, name) for folder, _, names in os.walk(os.path.join(house.ROOT, "src")) for name in names]
+    sources = [os.path.join(folder, name)
+               for folder, _, names in os.walk(os.path.join(house.ROOT, "src"))
+               for name in names]
     folders = {os.path.dirname(path) for path in sources} | {
-        os.path.join(house.ROOT, name) for name in ("libzvCommon/include", "platform/include", "base")}
+        os.path.join(house.ROOT, name) for name in ("base", "libzvCommon/include", "platform/include")}
     compiled = 0
     for path in sources:
         with open(path, encoding="utf-8") as text:
             if path.endswith(".cpp") and re.search(r"stringstream|ostream", text.read()):
-                subprocess.run([f"{fit.tools}g++", "-std=c++20", option, "-fsyntax-only", *(f"-I{name}" for name in folders), path],
-                               check=True)
+                subprocess.run([f"{fit.tools}g++", "-std=c++20", option, "-fsyntax-only",
+                                *(f"-I{name}" for name in folders), path], check=True)
                 compiled += 1
     assert compiled > 3
 
@@ -148,7 +153,8 @@ def test_loader_finds_everything(fit, build_dir):
 
     assert f"libcsi.so => {fit.folder}/libcsi.so " in loaded()
     assert "not found" not in loaded() and "undefined" not in loaded()
-    # One of the maker's libraries wants another one beside it: only its own search path helps to find that.
+    # One of the maker's libraries needs another one beside it. To find that one, the loader uses the search path of
+    # the library that needs it, not the program's.
     fit.make_library("libfurther.so", "int further() { return 1; }")
     shutil.copy(fit.maker / "libfurther.so", fit.folder)
     source = 'int further(); extern "C" int csi_get() { return further(); }'
@@ -176,13 +182,14 @@ def test_another_library_in_the_simulated_camera(make_camera, fit):
     """)
     place = re.search(r'more=\[\("/path/to/libcsi\.so", "([^"]*)"\)\]', page())[1]
     assert make_camera().get("/command/ble/pairing_available").status == 200
-    other = make_camera(more=[(str(fit.maker / "libcsi.so"), place.replace("lib/", "target/lib/") if fit.cross else place)])
+    other = make_camera(more=[(str(fit.maker / "libcsi.so"),
+                               place.replace("lib/", "target/lib/") if fit.cross else place)])
     assert other.get("/command/ble/pairing_available").status == 500
 
 
 def test_libraries_beside_the_program_and_programs_of_their_own(gateway_dir, fit, tmp_path):
-    done = subprocess.run(["cmake", "--install", gateway_dir, "--component", "development"], check=False, capture_output=True,
-                          env=dict(os.environ, DESTDIR=str(tmp_path)))
+    done = subprocess.run(["cmake", "--install", gateway_dir, "--component", "development"],
+                          check=False, capture_output=True, env=dict(os.environ, DESTDIR=str(tmp_path)))
     assert done.returncode == 0
     (tmp_path / "beside.cpp").write_text(
         '#include <zvLog.h>\nint beside() { return zvUtilKlogMsgLevel(6, 1, "beside", "hello\\n"), g_logLevel; }\n')

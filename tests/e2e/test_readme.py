@@ -62,8 +62,10 @@ def test_commands_for_one_test(build_dir):
     preset = build[1]
     assert unit[:4] == ["ctest", "--preset", preset, "-R"]
     assert end_to_end[:3] == ["python3", "-m", "pytest"] and end_to_end[-2:] == ["--build-dir", f"build/{preset}"]
-    listed = subprocess.run(["ctest", "--test-dir", build_dir, "-N", *unit[3:]], capture_output=True, text=True, check=True).stdout
+    listed = subprocess.run(["ctest", "--test-dir", build_dir, "-N", *unit[3:]],
+                            capture_output=True, text=True, check=True).stdout
     assert int(re.search(r"^Total Tests: (\d+)$", listed, re.MULTILINE)[1]) > 0
     listed = subprocess.run(["/usr/bin/python3", *end_to_end[1:-2], "--build-dir", build_dir, "--collect-only", "-q",
-                             "-p", "no:cacheprovider"], cwd=house.ROOT, capture_output=True, text=True, check=True).stdout
+                             "-p", "no:cacheprovider"],
+                            cwd=house.ROOT, capture_output=True, text=True, check=True).stdout
     assert "::test_" in listed

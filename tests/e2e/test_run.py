@@ -95,7 +95,8 @@ def test_log_lines_are_shown(open_path, build_dir):
     terminal = Terminal(open_path, build_dir, "--port", "0")
     port = terminal.port()
     _get(port, "/control/command/ble/pairing_phase?p=x")
-    terminal.wait_for(r"zvControl-cgi-bin: UTIL_LOG_ERROR:Error parsing parameter for pairing_phase command \[x\] @command_ble")
+    terminal.wait_for(r"zvControl-cgi-bin: UTIL_LOG_ERROR:"
+                      r"Error parsing parameter for pairing_phase command \[x\] @command_ble")
     terminal.end(signal.SIGINT)
 
 
@@ -107,8 +108,8 @@ def test_what_does_not_print_is_shown_as_numbers(open_path, build_dir):
     _get(port, "/control/command/ble/pairing_phase?p=%1b]0;title%07%7f%c2%9b%08%20%c3%a4%0azvBleD:%20b")
     assert shown in terminal.wait_for(r"zvControl-cgi-bin: .*Error parsing parameter.*\n")[0]
     assert "\x1b" not in terminal.output() and "\x9b" not in terminal.output() and "\x07" not in terminal.output()
-    done = subprocess.run([os.path.join(build_dir, "zvcam"), "--port", str(port), "log"], env={"TMPDIR": str(open_path)},
-                          capture_output=True, check=False)
+    done = subprocess.run([os.path.join(build_dir, "zvcam"), "--port", str(port), "log"],
+                          env={"TMPDIR": str(open_path)}, capture_output=True, check=False)
     assert (done.returncode, done.stderr) == (0, b"")
     assert shown.encode() in done.stdout
     assert not set(done.stdout) & ({*range(32), 127} - {10}) and b"\xc2\x9b" not in done.stdout
@@ -171,7 +172,8 @@ def test_port_of_the_command_line_comes_before_that_of_the_environment(open_path
 
 
 def test_wrong_options_are_told_in_one_line(open_path, build_dir):
-    done = subprocess.run([RUN, "--build-dir", build_dir, "--colour"], capture_output=True, text=True, timeout=30, check=False)
+    done = subprocess.run([RUN, "--build-dir", build_dir, "--colour"],
+                          capture_output=True, text=True, timeout=30, check=False)
     assert (done.returncode, done.stdout, done.stderr) == (2, "", "run: unrecognized arguments: --colour\n")
 
 
@@ -231,8 +233,8 @@ def test_storage_that_cannot_be_made(open_path, build_dir):
     for storage, reason in ((file, "Not a directory"), (file / "below", "Not a directory"),
                             ("/proc/no such thing", "No such file or directory")):
         done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "0", "--storage", storage],
-                              env={"PATH": os.environ["PATH"], "TMPDIR": str(open_path)}, capture_output=True, text=True,
-                              timeout=30, check=False)
+                              env={"PATH": os.environ["PATH"], "TMPDIR": str(open_path)},
+                              capture_output=True, text=True, timeout=30, check=False)
         assert (done.returncode, done.stdout) == (1, "")
         assert done.stderr == f"run: {storage} cannot be the storage: {reason}\n"
         assert os.listdir(open_path) == ["file"]

@@ -32,9 +32,11 @@ def test_exit_status_that_the_web_server_sees(make_camera, open_path):
     wrapper.write_text(WRAPPER)
     wrapper.chmod(0o755)
     camera = make_camera(storage=open_path, control_program="/tmp/fuse_d/wrapper")
-    camera.tool("analytics", "append", "1")  # lighttpd does not wait for a program that writes a body after a 204
+    # Without a file, the answer is a 204 with a body, and lighttpd does not wait for the end of such a program.
+    camera.tool("analytics", "append", "1")
     expected = []
-    for uri, path, status in (("", "", 0), ("/execute?p1=zvStream&c1=stop", "/execute", 238), ("/execute", "/execute", 238),
+    for uri, path, status in (("", "", 0),
+                              ("/execute?p1=zvStream&c1=stop", "/execute", 238), ("/execute", "/execute", 238),
                               ("/analytics/get", "/analytics/get", 238), ("/analytics/clear", "/analytics/clear", 0),
                               (f"{BLE}/pairing_available", f"{BLE}/pairing_available", 0), ("/x", "/x", 236),
                               (f"{BLE}/scan", f"{BLE}/scan", 253)):

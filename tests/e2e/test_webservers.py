@@ -63,7 +63,8 @@ def test_path_and_query_reach_the_program_as_they_were_sent(served):
     ("/a%2fb", "/a/b", ("lighttpd", "nginx")), ("/", "/", ("lighttpd", "nginx")), ("/a/", "/a/", ("lighttpd", "nginx")),
     ("/a%00b", "/a_b", ("lighttpd",)), ("/a%zz", "/a%zz", ("lighttpd",)),
     ("/execute%0a", "/execute_", ("lighttpd",)), ("/execute%0a", "/execute\n", ("nginx", "busybox")),
-    ("/a%0a%0a", "/a\n\n", ("nginx", "busybox")), ("//a", "/a", SERVERS), ("/x/../a", "/a", SERVERS), ("/./a", "/a", SERVERS),
+    ("/a%0a%0a", "/a\n\n", ("nginx", "busybox")),
+    ("//a", "/a", SERVERS), ("/x/../a", "/a", SERVERS), ("/./a", "/a", SERVERS),
     ("/a+b%2B%25%3f;c", "/a+b+%?;c", SERVERS), ("/a%e4", "/a\ufffd", SERVERS)])
 def test_path(served, path, seen, by):
     """seen: the path as the program gets it. by: the servers that pass it on in this form."""
@@ -111,7 +112,7 @@ def test_head(served, path, status):
     put_analytics(served, b"x" * 2500)
     header, body = raw(served, path, "HEAD")
     assert (header[0].split()[1], body) == (str(status), b"")
-    # lighttpd announces the length when it had the whole answer before it began to send.
+    # lighttpd announces the length if it has the whole answer before it begins to send.
     lengths = fields(header, "content-length")
     assert all(length.isdigit() for length in lengths)
     if path == "/analytics/get":
@@ -243,8 +244,9 @@ def test_analytics_arrive_byte_for_byte(served, size):
     assert re.match(r"HTTP/1\.[01] 200", header[0])
     assert body == content
     assert fields(header, "content-type") == (["application/octet-stream"] if served.web_server == "busybox" else [])
-    # lighttpd announces the length when it had the whole file before it began to send.
-    assert fields(header, "content-length") in {"lighttpd": ([], [str(size)]), "nginx": ([],), "busybox": ([str(size)],)}[served.web_server]
+    # lighttpd announces the length if it has the whole file before it begins to send.
+    assert fields(header, "content-length") in {
+        "lighttpd": ([], [str(size)]), "nginx": ([],), "busybox": ([str(size)],)}[served.web_server]
     answer = served.get("/analytics/get")
     assert answer.body == content
     assert ("content-length" in answer.headers) != (answer.headers.get("transfer-encoding") == "chunked")
@@ -276,7 +278,8 @@ def test_large_analytics_take_no_room_in_the_server(served):
     found = peaks(served)
     assert found
     assert max(found.values()) < 16 << 10, found
-    left = served.run(["/usr/bin/find", "/tmp/web", "/tmp/fuse_d", "-type", "f", "-size", "+1024k", "!", "-name", "analytics.bin"])
+    left = served.run(["/usr/bin/find", "/tmp/web", "/tmp/fuse_d",
+                       "-type", "f", "-size", "+1024k", "!", "-name", "analytics.bin"])
     assert left.stdout == b""
     for connection in idle:
         connection.close()
@@ -285,7 +288,7 @@ def test_large_analytics_take_no_room_in_the_server(served):
 
 
 def test_analytics_file_that_shrinks_while_it_is_sent(served):
-    """Only an announced length shows it to the client."""
+    """A client notices only when the server has announced the length."""
     path = os.path.join(served.storage, "analytics", "analytics.bin")
     put_analytics(served, b"")
     os.truncate(path, 96 << 20)

@@ -15,7 +15,10 @@ CONTENT = b"x" * 2500
 
 
 def _cut(name, *parts):
-    """Returns a snippet without these parts. Each reaches from the first text of a pair to just before the second."""
+    """Returns a snippet without some parts, each given by a pair of texts.
+
+    A part begins with the first text and ends just before the second, or with the snippet when the second is empty.
+    """
     with open(os.path.join(house.ROOT, "camera", "web", "snippets", name), encoding="utf-8") as snippet:
         text = snippet.read()
     for first, last in parts:
@@ -26,7 +29,8 @@ def _cut(name, *parts):
 
 
 BARE = {
-    "lighttpd": ("lighttpd.conf", lambda: _cut("lighttpd.conf", ("    # The program's own", "}\n"), ("# Answers pass", "# A fetched"), ("# A fetched", ""))),
+    "lighttpd": ("lighttpd.conf", lambda: _cut("lighttpd.conf", ("    # The program's own", "}\n"),
+                                               ("# Answers pass", "# A fetched"), ("# A fetched", ""))),
     "nginx": ("nginx.conf", lambda: _cut("nginx.conf", ("    # The program reads", "    fastcgi_pass $"))),
     "busybox": ("busybox-control", lambda: "#!/bin/sh\nexec /usr/local/zarvo/bin/zvControl-cgi-bin\n"),
 }
@@ -47,7 +51,8 @@ def test_one_line_header_of_analytics(bare):
     header, body = raw(bare, "/analytics/get")
     assert body == CONTENT
     assert fields(header, "content-type") == []
-    assert fields(header, "content-length") == ([] if bare.web_server == "nginx" else ["2500 Content-Type:  application/octet-stream"])
+    assert fields(header, "content-length") == (
+        [] if bare.web_server == "nginx" else ["2500 Content-Type:  application/octet-stream"])
 
 
 def test_client_that_drops_such_a_length_waits_for_the_end_of_the_connection(bare):

@@ -26,7 +26,7 @@ http {
     include /etc/nginx/conf.d/*.conf;
 }
 """
-# As the package's main configuration. The documented part goes where that one includes further files.
+# A main configuration like the package's. {before}: where that one includes further files. {behind}: its end.
 LIGHTTPD = """server.modules = ("mod_indexfile", "mod_access", "mod_alias", "mod_redirect")
 server.document-root = "/tmp"
 server.upload-dirs = ("/tmp")
@@ -87,8 +87,9 @@ class Site:
 
     def status(self, path, password=None):
         words = [] if password is None else ["--anyauth", "-u", f"camera:{password}"]
-        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr", "-w", "%{http_code}", *words,
-                               f"http://127.0.0.1:{self.port}{self.space}{path}"], capture_output=True, check=False)
+        done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr",
+                               "-w", "%{http_code}", *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
+                              capture_output=True, check=False)
         return int(done.stdout), done.stderr
 
     def ready(self):
@@ -98,7 +99,8 @@ class Site:
 @pytest.fixture
 def site(make_camera):
     def make(snippet, space):
-        owners = f"camera:x:{os.getuid()}:{os.getgid()}::/tmp:/bin/sh\n", f"camera:x:{os.getgid()}:\nwww-data:x:{os.getgid()}:\n"
+        owners = (f"camera:x:{os.getuid()}:{os.getgid()}::/tmp:/bin/sh\n",
+                  f"camera:x:{os.getgid()}:\nwww-data:x:{os.getgid()}:\n")
         source = os.path.join(house.ROOT, "camera", "web", "snippets", snippet)
         site = Site(make_camera(more=[(source, f"/usr/local/zarvo/share/web/{snippet}")]), space)
         site.file("/etc/passwd", owners[0])
@@ -110,17 +112,20 @@ def site(make_camera):
 # Ways to write the path of execute, which must be kept out.
 EXECUTES = ("/execute?p1=zvStream&c1=start", "//execute?p1=zvStream&c1=start", "/./execute?p1=zvStream&c1=start",
             "/%65xecute?p1=zvStream&c1=start", "/x/../execute?p1=zvStream&c1=start", "/execute%0a?p1=zvStream&c1=start",
-            "/execute%0a%0a?p1=zvStream&c1=start", "%2fexecute?p1=zvStream&c1=start", "/x%2f..%2fexecute?p1=zvStream&c1=start",
-            "/execute%00?p1=zvStream&c1=start", "/execute%e4?p1=zvStream&c1=start")
+            "/execute%0a%0a?p1=zvStream&c1=start", "%2fexecute?p1=zvStream&c1=start",
+            "/x%2f..%2fexecute?p1=zvStream&c1=start", "/execute%00?p1=zvStream&c1=start",
+            "/execute%e4?p1=zvStream&c1=start")
 
 
 def check(site):
     """Checks that only clients with the password get answers from the program, and that none reaches execute."""
     site.ready()
-    for path in ("", "/", "/nothing", "/analytics/get", "/nothing%0a", "/nothing%e4", "/../control", "/execute%0a", "%2fexecute%0a"):
+    for path in ("", "/", "/nothing", "/analytics/get", "/nothing%0a", "/nothing%e4", "/../control", "/execute%0a",
+                 "%2fexecute%0a"):
         for password in (None, "wrong"):
             status, body = site.status(path, password)
-            assert (status, b"zverr" in body, b"ELF" in body) in ((401, False, False), (404, False, False), (403, False, False))
+            assert (status, b"zverr" in body, b"ELF" in body) in (
+                (401, False, False), (404, False, False), (403, False, False))
     assert site.status("/nothing")[0] == 401
     status, body = site.status("/nothing?a=+%41", PASSWORD)
     assert (status, b'"query":"a=+%41"' in body) == (400, True), body
@@ -138,10 +143,14 @@ def check(site):
 
 @pytest.mark.parametrize("place", ("before", "behind"))
 def test_lighttpd(site, place):
-    """place: where Debian includes it, or at the end of the main configuration, behind modules that serve files."""
+    """place: where the documented part stands in the main configuration.
+
+    That is where Debian includes it, or at the end, behind modules that serve files.
+    """
     here = site("lighttpd.conf", "/control")
     configuration, password = blocks("lighttpd")
-    here.file("/etc/lighttpd/lighttpd.conf", LIGHTTPD.format(port=here.port, **{"before": "", "behind": "", place: configuration}))
+    here.file("/etc/lighttpd/lighttpd.conf",
+              LIGHTTPD.format(port=here.port, **{"before": "", "behind": "", place: configuration}))
     here.shell(password_for(password))
     here.shell("lighttpd -tt -f /etc/lighttpd/lighttpd.conf")
     here.start("lighttpd -D -f /etc/lighttpd/lighttpd.conf")

@@ -85,7 +85,7 @@ def test_longest_query(served, length):
 
 
 def test_program_that_dies_in_the_middle_of_its_answer(served):
-    """The answer ends like a whole one, except when its length was announced."""
+    """The client takes the answer for a whole one, unless its length was announced."""
     answer = served.get("/dies")
     assert (answer.status, answer.body) == (200, b"half")
     with pytest.raises(http.client.IncompleteRead) as failure:
@@ -110,13 +110,13 @@ def test_program_runs_to_its_end_though_the_client_hangs_up(served):
 
 
 def test_fcgiwrap_sends_no_signal_for_a_client_that_hangs_up(make_camera):
-    """The signal would go to process 15, and have the control program's process number."""
+    """The signal's number would be the process number of the control program. No signal has a number above 64."""
     camera = make_camera(web_server="nginx")
     assert int(camera.run(["/bin/sh", "-c", "echo $$"]).stdout) > 64
 
 
 def test_client_that_closes_its_direction_only(served):
-    """The client gets its answer, but not from nginx, which treats it as one that hangs up."""
+    """nginx takes the client for one that hangs up. The other servers answer it."""
     with ask(served, "/slow?1", "Connection: close\r\n") as connection:
         connection.shutdown(socket.SHUT_WR)
         answer = connection.makefile("rb").read()

@@ -27,6 +27,15 @@ int giveText(const char* getter, char* text, int size) {
     return result;
 }
 
+// A number in the script stands for a null text behind the mark, which is how a library spoils a stream.
+void mark(std::ostream& stream, const char* text, const char* name) {
+    stream << text;
+    if (script::next(name)) {
+        const char* const nothing = nullptr;
+        stream << nothing;
+    }
+}
+
 } // namespace
 
 int zvcontrol_send_command_param_response(int command, const unsigned char* param, int paramLength, char* response,
@@ -100,22 +109,22 @@ int csi_get(int item, int size, int* returned, void* value) {
     return result;
 }
 
-// What the following two write is the library's own affair: a mark shows where the program had it written.
+// What the following three write is the library's own affair: a mark shows where the program had it written.
 void http_output_success_header(std::ostream& stream) {
     record("http_output_success_header(stream)");
-    stream << "<header>";
+    mark(stream, "<header>", "http_output_success_header");
 }
 
 void http_output_empty_json(std::ostream& stream) {
     record("http_output_empty_json(stream)");
-    stream << "<empty>";
+    mark(stream, "<empty>", "http_output_empty_json");
 }
 
 void http_print_error_response_ex(std::ostream& stream, const char* path, const char* params, int httpStatus,
                                   int errorCode, const char* message, const char* function, int line) {
     record("http_print_error_response_ex(stream, ", quoted(path), ", ", quoted(params), ", ", httpStatus, ", ",
            errorCode, ", ", quoted(message), ", ", quoted(function), ", ", line, ")");
-    stream << "<error>";
+    mark(stream, "<error>", "http_print_error_response_ex");
 }
 
 // Finds real parameters; nothing is decoded.

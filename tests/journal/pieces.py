@@ -66,6 +66,7 @@ LINK_CLOSED = """
     free(block2)
     mq_close(1001) = 0
     mq_unlink("/to_ZVCC4242") = 0
+    replyQueue.setData(empty, 0)
     free(block3)
     free(block1)
     close_hook = 0
@@ -110,11 +111,13 @@ def failure(path, query, result, status=500):
 
 
 def asked(data, length, size):
-    """A request to the BLE daemon: its data, their length, and the bytes that the message has."""
-    return addressed("BL", data, length, size, to="destination", name="/to_ble")
+    """A request to the BLE daemon: its data, their length, and the bytes that the message has.
+
+    Its data stand in the handler, so the element lets go of them once they are serialised."""
+    return addressed("BL", data, length, size, to="destination", name="/to_ble", let_go=("data.setData(empty, 0)",))
 
 
-def addressed(tag, data, length, size, to, name):
+def addressed(tag, data, length, size, to, name, let_go=()):
     return lines(f"""
         Msg(2) = request
         tag.setData("{tag}", 2)
@@ -128,6 +131,7 @@ def addressed(tag, data, length, size, to, name):
         MemStream(ble_msg_buffer, 1500) << request 65:"{tag}" 66:{data} 68:"/to_ZVCC4242" 67:"{name}" 238:empty
         MemStream(ble_msg_buffer, 1500).getBuffer() = ble_msg_buffer
         MemStream(ble_msg_buffer, 1500).getLength() = {size}
+        """, *let_go, f"""
         request.~Msg()
         poll(1002, POLLOUT, 15000) = 1
         mq_send(1002, ble_msg_buffer, {size}, 0) = 0

@@ -10,6 +10,7 @@ import difflib
 import os
 import re
 import subprocess
+import tempfile
 import textwrap
 from types import SimpleNamespace
 
@@ -27,7 +28,11 @@ class Build:
         # The sanitizer's runtime has to come first.
         libraries = subprocess.run(["ldd", self.program], check=True, capture_output=True, text=True).stdout
         self.sanitizer = re.findall(r"=> (\S*/libasan\S*)", libraries)
-        self.preloaded = ":".join([*self.sanitizer, self.stand_in])
+        # The loader splits the list at blanks too, so the stand-in is preloaded by a path that has none.
+        self._links = tempfile.TemporaryDirectory(prefix="zv-journal-")
+        link = os.path.join(self._links.name, "zv_journal.so")
+        os.symlink(os.path.abspath(self.stand_in), link)
+        self.preloaded = ":".join([*self.sanitizer, link])
 
     def names(self, file, *options):
         """Names of dynamic symbols, without versions."""

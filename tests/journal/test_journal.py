@@ -126,6 +126,34 @@ def test_interface_that_does_not_close(build, request_of):
         stderr="Error[0] closing the daemon interface\n")
 
 
+# A null text in what the library writes
+
+
+def test_null_text_in_the_header_takes_nothing_from_the_answer(build, request_of):
+    run = request_of("/analytics/clear", "", http_output_success_header=[1], http_output_empty_json=[1])
+    assert (run.stdout, run.status) == (b"<header><empty>", 0)
+    run = request_of("/command/ble/pair/status", "", http_output_success_header=[1],
+                     mq_timedreceive=[reply(0, b"\x02")])
+    assert (run.stdout, run.status) == (b'<header>\n{"pairing_status":2}\n', 0)
+
+
+def test_null_text_in_an_error_leaves_the_rest(build, request_of):
+    run = request_of("/nothing", "", http_print_error_response_ex=[1])
+    assert (run.stdout, run.status) == (b"<error>", 236)
+    run = request_of("/analytics/get", "", csi_get__3=[1], http_print_error_response_ex=[1])
+    assert (run.stdout, run.status) == (b"<error>", 238)
+    run = request_of("", "", zvc_state_get_ap_mac=[-5], http_print_error_response_ex=[1])
+    assert (run.stdout, run.status) == (b"<error>", 0)
+
+
+def test_null_text_in_the_header_takes_nothing_from_the_description(build, request_of):
+    request_of.file("/usr/local/zarvo/etc/tessilon/settings.json", b'{"a":1}\n')
+    run = request_of("", "", http_output_success_header=[1])
+    assert run.stdout.startswith(b'<header>{"a":1,\n"info":{"model_number":12,"model_name":"model_name",')
+    assert run.stdout.endswith(b'"}}')
+    assert run.status == 0
+
+
 # The link to the daemons
 
 
@@ -138,6 +166,7 @@ def test_request_queue_that_does_not_open(build, request_of):
         free(block2)
         mq_close(1001) = 0
         mq_unlink("/to_ZVCC4242") = 0
+        replyQueue.setData(empty, 0)
         free(block3)
         free(block1)
         open_hook = -1
@@ -172,6 +201,7 @@ def test_queues_that_do_not_close(build, request_of):
         syslog(3, "%s", "UTIL_LOG_ERROR:Failed to close rx message queue @command_ble:LINE")
         mq_unlink("/to_ZVCC4242") = -1
         syslog(3, "%s", "UTIL_LOG_ERROR:Failed to unlink rx queue @command_ble:LINE")
+        replyQueue.setData(empty, 0)
         free(block3)
         free(block1)
         close_hook = -1
@@ -201,6 +231,33 @@ def test_request_that_is_not_sent(build, request_of):
         syslog(3, "%s", "UTIL_LOG_ERROR:ble_scan p=1 command failed @command_ble:LINE")
         handler4 = -1
         """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
+
+
+def test_queue_that_stays_full(build, request_of):
+    path = "/command/ble/scan"
+    run = request_of(path, "p=1", poll=[0])
+    check(build, run, request(
+        path, "p=1", LINK_OPENED, """
+        handler4("p=1", response, 4096) ...
+        parseParam("p=1", "p=", value) = 1 "1"
+        """,
+        asked("01 01", 2, 47).replace("15000) = 1\nmq_send(1002, ble_msg_buffer, 47, 0) = 0\n", "15000) = 0\n"), """
+        syslog(3, "%s", "UTIL_LOG_ERROR:Failed @command_ble:LINE")
+        """, parsed(1500, category=20), NOT_A_REPLY, """
+        syslog(3, "%s", "UTIL_LOG_ERROR:ble_scan p=1 command failed @command_ble:LINE")
+        handler4 = -1
+        """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
+
+
+def test_sending_decides_when_nobody_knows_of_room(build, request_of):
+    path = "/command/ble/scan"
+    run = request_of(path, "p=2", poll=[-1], mq_timedreceive=[reply(0)])
+    check(build, run, request(
+        path, "p=2", LINK_OPENED, """
+        handler4("p=2", response, 4096) ...
+        parseParam("p=2", "p=", value) = 1 "2"
+        """, asked("01 02", 2, 47).replace("15000) = 1", "15000) = -1"), ACCEPTED, "handler4 = 0", LINK_CLOSED,
+        result=0, answer=EMPTY))
 
 
 def test_reply_without_response(build, request_of):

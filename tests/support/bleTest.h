@@ -44,6 +44,8 @@ std::string debugLine(const std::string& text);
 
 // The category failure that an exchange without a reply leads to.
 inline const std::string noReply = "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n";
+// The log line after a send that failed: what stands in the buffer is the request itself.
+inline const std::string ownRequest = "Message from zvControlD was not CAT_CGI_BP_RSP, actual (2)\n";
 
 using Handler = int (*)(const char*, char*, int);
 

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <map>
@@ -25,7 +24,6 @@
 
 extern "C" {
 void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
 void __real_free(void* block);
 mqd_t __real_mq_open(const char* name, int flags, ...);
 int __real_mq_close(mqd_t queue);
@@ -119,18 +117,6 @@ extern "C" void* __wrap_malloc(std::size_t size) {
     // Memory is not zero by itself, and nothing may count on it.
     std::fill_n(static_cast<unsigned char*>(block), size, static_cast<unsigned char>(0x5A));
     blocks().push_back(block);
-    return block;
-}
-
-// What an optimising compiler makes of an allocation that is filled with zeros right away.
-extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
-    if (!armed) {
-        return __real_calloc(count, size);
-    }
-    void* const block = __wrap_malloc(count * size);
-    if (block != nullptr) {
-        std::memset(block, 0, count * size);
-    }
     return block;
 }
 

@@ -1,4 +1,4 @@
-// System calls of the link that can be made to fail: whoever links this calls malloc, calloc, free, mq_open, mq_close,
+// System calls of the link that can be made to fail: whoever links this calls malloc, free, mq_open, mq_close,
 // mq_unlink, gettimeofday and clock_gettime through it. Undisturbed, they do what the real ones do.
 #pragma once
 

@@ -16,11 +16,17 @@ ScarceMemory::~ScarceMemory() {
 } // namespace zvtest
 
 void* operator new(std::size_t size) {
-    void* const memory = size > zvtest::memoryLimit ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
+    for (;;) {
+        void* const memory = size > zvtest::memoryLimit ? nullptr : std::malloc(size == 0 ? 1 : size);
+        if (memory != nullptr) {
+            return memory;
+        }
+        const std::new_handler handler = std::get_new_handler();
+        if (handler == nullptr) {
+            throw std::bad_alloc();
+        }
+        handler();
     }
-    return memory;
 }
 
 void operator delete(void* memory) noexcept {

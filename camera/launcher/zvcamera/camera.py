@@ -148,7 +148,7 @@ class Camera:
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
                                    camera_dir=os.path.join(SOURCE_DIR, "camera"), run_dir=self._folder.run,
                                    fuse_d=self.storage, scenario=self._scenario, more=self._more)
-        # bwrap reads its options from a file in memory: so process lists stay readable.
+        # bwrap reads its options from a file in memory, which keeps process lists readable.
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))
         os.lseek(options, 0, os.SEEK_SET)

@@ -29,9 +29,10 @@ def source_revision():
     ask = ["git", "-c", "safe.directory=*", "-C", SOURCE_DIR]
     env = {name: value for name, value in os.environ.items() if not name.startswith("GIT_")}
     try:
-        subprocess.run([*ask, "ls-files", "--error-unmatch", "CMakeLists.txt"], env=env, check=True, capture_output=True)
-        return subprocess.run([*ask, "rev-parse", "HEAD"], env=env, check=True, capture_output=True,
-                              text=True).stdout.strip()
+        subprocess.run([*ask, "ls-files", "--error-unmatch", "CMakeLists.txt"],
+                       env=env, check=True, capture_output=True)
+        return subprocess.run([*ask, "rev-parse", "HEAD"],
+                              env=env, check=True, capture_output=True, text=True).stdout.strip()
     except (OSError, subprocess.CalledProcessError):
         return "0" * 40
 

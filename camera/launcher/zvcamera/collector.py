@@ -57,7 +57,10 @@ class Collector:
         threading.Thread(target=read, daemon=True).start()
 
     def since(self, start):
-        """Returns the records from number start on, and the number of the next one. All lines sent before are in."""
+        """Returns the records from number start on, and the number of the next one.
+
+        The records include every line that was sent before the call.
+        """
         self._synchronise()
         with self._changed:
             return self._records[max(0, start - self._dropped):], self._dropped + len(self._records)

@@ -60,7 +60,7 @@ def _try_claim(path):
 
 @contextlib.contextmanager
 def _undisturbed():
-    """Blocks the signals that end the launcher: before its janitor starts, nobody would remove a new folder."""
+    """Blocks the signals that end the launcher: until the janitor runs, nobody would remove the new folder."""
     before = signal.pthread_sigmask(signal.SIG_BLOCK, (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
     try:
         yield

@@ -44,7 +44,7 @@ def _installation(build_dir, gateway_dir):
 
 
 def emulated(build_dir):
-    """Whether the folder's programs are for another processor: then scripts in it start them in the emulator."""
+    """Whether the folder's programs are for another processor. Scripts in it then start them in the emulator."""
     return os.path.isdir(os.path.join(build_dir, "emulated"))
 
 

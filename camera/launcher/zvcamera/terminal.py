@@ -49,14 +49,17 @@ class _Parser(argparse.ArgumentParser):
 
 def _arguments(argv):
     parser = _Parser(
-        prog=_COMMAND, description="Brings up the simulated camera around the control gateway; ./run builds both before.")
+        prog=_COMMAND,
+        description="Brings up the simulated camera around the control gateway; ./run builds both before.")
     parser.add_argument("--check", action="store_true",
-                        help="ask every URI of a camera on a free port, print one line each, end; status 0 if all is right")
+                        help="ask every URI of a camera on a free port, print one line each, end; "
+                             "status 0 if all is right")
     parser.add_argument("--port", type=_port, metavar="N",
                         help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one)")
     parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
                         help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
-    parser.add_argument("--storage", metavar="DIR", help="keep the camera's storage in this folder, made when it is not there")
+    parser.add_argument("--storage", metavar="DIR",
+                        help="keep the camera's storage in this folder, made when it is not there")
     parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")
     arguments = parser.parse_args(argv)
     if arguments.port is None:

@@ -80,8 +80,9 @@ def _busybox(listener, program, log):
     os.symlink(f"{_CONFIGURATIONS}/snippets/busybox-control", f"{_FOLDER}/cgi-bin/control")
     listener.close()
 
-    return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log, ready=_serves(port),
-                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program), good_ends=(-signal.SIGTERM,))]
+    return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log,
+                  ready=_serves(port), environment=dict(os.environ, ZV_CONTROL_PROGRAM=program),
+                  good_ends=(-signal.SIGTERM,))]
 
 
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}

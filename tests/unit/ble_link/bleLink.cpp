@@ -2,19 +2,50 @@
 
 #include "bleTest.h"
 
+#include <atomic>
 #include <chrono>
+#include <csignal>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/time.h>
+#include <thread>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
+std::vector<int> polls;     // the time limits that were given
+bool pollFindsRoom = false; // whether there is any or not
+itimerval timerWhilePolling = {};
+
 class ClosedLink : public testing::Test {
 protected:
     ClosedLink() { g_logLevel = UTIL_LOG_INFO; }
-    ~ClosedLink() override { faults::clockOffset = 0; }
+    ~ClosedLink() override { pollFindsRoom = false; }
+
+    // Opens the link to a queue that nobody reads, and fills it.
+    void fillQueue() {
+        mq_attr attributes{};
+        attributes.mq_maxmsg = 1;
+        attributes.mq_msgsize = 2048;
+        mq_unlink("/to_zvnet");
+        queue_ = mq_open("/to_zvnet", O_RDWR | O_CREAT | O_EXCL, 0600, &attributes);
+        ASSERT_LE(0, queue_);
+        ASSERT_EQ(0, ble_interface_open());
+        EXPECT_EQ(0, ble_send(&byte_, 1));
+        polls.clear();
+    }
+    void removeQueue() const {
+        EXPECT_EQ(0, ble_interface_close());
+        mq_close(queue_);
+        mq_unlink("/to_zvnet");
+    }
 
     std::vector<std::string> logged() { return linesOf(log_); }
+
+    mqd_t queue_ = -1;
+    const std::uint8_t byte_ = 1;
 
     SyslogCapture log_;
 };
@@ -22,6 +53,18 @@ protected:
 class OpenLink : public BleTest {};
 
 } // namespace
+
+extern "C" int __real_poll(pollfd* waiting, nfds_t count, int timeout);
+
+// Fifteen times as fast.
+extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
+    if (count != 1 || waiting->events != POLLOUT) { // the peer's and the log's
+        return __real_poll(waiting, count, timeout);
+    }
+    polls.push_back(timeout);
+    getitimer(ITIMER_REAL, &timerWhilePolling);
+    return pollFindsRoom ? 1 : __real_poll(waiting, count, timeout / 15);
+}
 
 TEST_F(ClosedLink, SendingOnAClosedLink) {
     const std::uint8_t byte = 0;
@@ -48,25 +91,63 @@ TEST_F(ClosedLink, NullIsRefusedBeforeTheLinkIsLookedAt) {
 }
 
 TEST_F(ClosedLink, FullQueueIsGivenUpAtTheTimeLimit) {
-    mq_attr attributes{};
-    attributes.mq_maxmsg = 1;
-    attributes.mq_msgsize = 2048;
-    mq_unlink("/to_zvnet");
-    const mqd_t queue = mq_open("/to_zvnet", O_RDWR | O_CREAT | O_EXCL, 0600, &attributes);
-    ASSERT_LE(0, queue);
-    ASSERT_EQ(0, ble_interface_open());
-    const std::uint8_t byte = 1;
-    EXPECT_EQ(0, ble_send(&byte, 1));
-    faults::clockOffset = -14; // leaves 1 of the 15 seconds
+    fillQueue();
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(-1, ble_send(&byte, 1));
+    EXPECT_EQ(-1, ble_send(&byte_, 1));
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_LE(std::chrono::milliseconds(900), waited);
     EXPECT_GE(std::chrono::seconds(10), waited);
+    EXPECT_THAT(polls, ElementsAre(15000));
     EXPECT_THAT(logged(), ElementsAre("Failed"));
-    EXPECT_EQ(0, ble_interface_close());
-    mq_close(queue);
-    mq_unlink("/to_zvnet");
+    removeQueue();
+}
+
+TEST_F(ClosedLink, RoomThatComesBeforeTheTimeLimitIsUsed) {
+    fillQueue();
+    std::thread daemon([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        char message[2048];
+        EXPECT_EQ(1, mq_receive(queue_, message, sizeof message, nullptr));
+    });
+    EXPECT_EQ(0, ble_send(&byte_, 1));
+    daemon.join();
+    EXPECT_THAT(logged(), IsEmpty());
+    removeQueue();
+}
+
+TEST_F(ClosedLink, RoomThatAnotherProcessTakesIsNotWaitedForWithoutEnd) {
+    fillQueue();
+    pollFindsRoom = true;
+    std::atomic<bool> sent{false};
+    std::thread clock([&sent, sender = pthread_self()] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        while (!sent) { // as the timer does
+            pthread_kill(sender, SIGALRM);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    // What the timer's signal finds when nothing is sent any more.
+    std::signal(SIGALRM, SIG_IGN);
+    EXPECT_EQ(-1, ble_send(&byte_, 1));
+    sent = true;
+    clock.join();
+    EXPECT_THAT(logged(), ElementsAre("Failed"));
+    EXPECT_EQ(1, timerWhilePolling.it_interval.tv_sec);
+    EXPECT_LE(15, timerWhilePolling.it_value.tv_sec);
+    EXPECT_GE(16, timerWhilePolling.it_value.tv_sec);
+    removeQueue();
+}
+
+TEST_F(OpenLink, SendingLeavesTimerAndSignalAsTheyWere) {
+    const itimerval before{{0, 0}, {100, 0}};
+    setitimer(ITIMER_REAL, &before, nullptr);
+    std::signal(SIGALRM, SIG_IGN);
+    EXPECT_EQ(0, ble_send(Bytes{1}.data(), 1));
+    itimerval after{};
+    getitimer(ITIMER_REAL, &after);
+    EXPECT_EQ(0, after.it_interval.tv_sec);
+    EXPECT_LE(90, after.it_value.tv_sec);
+    EXPECT_EQ(SIG_IGN, std::signal(SIGALRM, SIG_DFL));
 }
 
 TEST_F(OpenLink, SentBytesReachTheNetworkDaemonAsTheyAre) {

@@ -115,7 +115,9 @@ TEST_F(Reply, LengthsThatLieAreRefused) {
             Bytes lying = whole;
             lying[place] = static_cast<std::uint8_t>(value);
             if (lying != whole) {
-                expectFailure(lying, {noReply});
+                // A total of 4 is that of a message without elements, with something behind it.
+                const bool headerAlone = place == 1 && value == 4;
+                expectFailure(lying, {headerAlone ? "Expected a typeRSP element from daemon but got none\n" : noReply});
             }
         }
     }

@@ -127,6 +127,14 @@ protected:
     }
 };
 
+TEST_F(CommandAnalytics, AnswersBehindWhatWasPrinted) {
+    writeFile("bytes");
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    std::printf("report\n");
+    EXPECT_EQ(-18, handle_command_analytics(nullptr, nullptr, 0));
+    EXPECT_EQ("report\nContent-Length:  5 Content-Type:  application/octet-stream\r\n\r\nbytes", output.text());
+}
+
 TEST_F(CommandAnalytics, AnEmptyFileIsAHeaderWithSize0) {
     writeFile("");
     const Answered answered = get();

@@ -33,6 +33,20 @@ TEST(BleQuery, NullQueryIsEmpty) {
     EXPECT_STREQ("p=1", queryText("p=1"));
 }
 
+TEST(BleQuery, NullQueryIsShownAsSuch) {
+    EXPECT_STREQ("(null)", shownQuery(nullptr));
+    EXPECT_STREQ("", shownQuery(""));
+    EXPECT_STREQ("p=1", shownQuery("p=1"));
+}
+
+TEST(BleQuery, NullQueryHasNoParameters) {
+    std::string value = "kept";
+    EXPECT_FALSE(findParameter(nullptr, "p=", value));
+    EXPECT_EQ("kept", value);
+    EXPECT_TRUE(findParameter("a=1&p=2", "p=", value));
+    EXPECT_EQ("2", value);
+}
+
 TEST(BleQuery, Integers) {
     const struct {
         const char* text;

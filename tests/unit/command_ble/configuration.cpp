@@ -148,7 +148,7 @@ TEST_F(Scan, BytesOnTheQueue) {
 TEST_F(Scan, MissingParameter) {
     EXPECT_EQ(-3, call(ble_scan, "q=1"));
     EXPECT_EQ(-3, call(ble_scan, nullptr));
-    EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in q=1", "Failed to parse parameters in "));
+    EXPECT_THAT(logged(), ElementsAre("Failed to parse parameters in q=1", "Failed to parse parameters in (null)"));
     EXPECT_THAT(sent(), IsEmpty());
 }
 

@@ -84,12 +84,12 @@ TEST_F(EveryCommand, FailsWithoutAReply) {
 }
 
 TEST_F(FailingSend, EndsInTheCategoryFailure) {
-    expectFailures({"Failed", noReply});
+    expectFailures({"Failed", ownRequest});
     EXPECT_THAT(peer_.requests(), IsEmpty());
 }
 
 TEST_F(EveryCommand, FailsOnAClosedLink) {
     EXPECT_EQ(0, ble_interface_close());
-    expectFailures({"Failed, IF not open", noReply});
+    expectFailures({"Failed, IF not open", ownRequest});
     EXPECT_EQ(0, ble_interface_open());
 }

@@ -279,6 +279,33 @@ TEST_F(PagedList, ReplyShorterThanItsCountSays) {
     EXPECT_EQ(0, acquire());
 }
 
+TEST_F(PagedList, HeaderAloneOfARebuiltListStartsAgain) {
+    replyPage(1, 50, 0, 30);
+    peer_.reply(replyOf(0, pageData(2, 50, 30, 20, {})));
+    replyPage(2, 20, 0, 20);
+    EXPECT_EQ(0, acquire());
+    EXPECT_THAT(sent(), ElementsAre(Bytes{6, 0, 255}, Bytes{6, 30, 20}, Bytes{6, 0, 20}));
+    EXPECT_THAT(collector_.counts, ElementsAre(30, 20));
+    EXPECT_THAT(logged(), ElementsAre(warning("list_id changed on attempt:0 from 1 to 2 while acquiring list. "
+                                              "Reacquiring!")));
+}
+
+TEST_F(PagedList, HeaderAloneOfAnEmptyListIsEnough) {
+    peer_.reply(replyOf(0, pageData(9, 0, 0, 3, {})));
+    EXPECT_EQ(0, acquire());
+    EXPECT_THAT(collector_.counts, IsEmpty());
+    EXPECT_EQ(0, collector_.headers.at(0).wanted);
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(PagedList, LaterPageShorterThanItsCountSays) {
+    replyPage(1, 50, 0, 30);
+    peer_.reply(replyOf(0, pageData(1, 50, 30, 20, {})));
+    EXPECT_EQ(-1, acquire());
+    EXPECT_THAT(collector_.counts, ElementsAre(30));
+    EXPECT_THAT(logged(), ElementsAre("List response of 4 bytes is too short for 20 entries"));
+}
+
 TEST_F(PagedList, BytesBehindTheEntriesAreIgnored) {
     peer_.reply(replyOf(0, join({pageData(1, 3, 0, 3, whitelistOf(3)), {1, 2, 3}})));
     EXPECT_EQ(0, acquire());
@@ -364,7 +391,7 @@ TEST_F(PagedList, FailedSendIsNotWaitedFor) {
     EXPECT_EQ(0, ble_interface_close());
     EXPECT_EQ(-1, acquire());
     EXPECT_THAT(logged(),
-                ElementsAre("Failed, IF not open", noReply, "Failed to get proper response for scan results: -1"));
+                ElementsAre("Failed, IF not open", ownRequest, "Failed to get proper response for scan results: -1"));
     EXPECT_EQ(0, ble_interface_open());
 }
 

@@ -48,7 +48,7 @@ TEST_F(WhitelistConfigure, AutoConnectWinsOverRemoval) {
 TEST_F(WhitelistConfigure, MissingDevice) {
     expectRefused("remove=1", {"Failed to parse parameters in remove=1"});
     expectRefused("", {"Failed to parse parameters in "});
-    expectRefused(nullptr, {"Failed to parse parameters in "});
+    expectRefused(nullptr, {"Failed to parse parameters in (null)"});
 }
 
 TEST_F(WhitelistConfigure, BadDeviceIsReportedFirst) {

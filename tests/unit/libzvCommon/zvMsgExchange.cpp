@@ -121,6 +121,7 @@ TEST(ZvMsg, UnansweredExchangeGivesMinus1AndLeavesNoMailbox) {
     EXPECT_EQ(-1, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
     EXPECT_EQ(-1, message->length);
+    EXPECT_EQ(requestBytes, Bytes(message->buf, message->buf + 35));
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
     EXPECT_TRUE(log.take().empty());
@@ -132,6 +133,7 @@ TEST(ZvMsg, HolderTooSmallForAnAnswerGivesMinus2AndLeavesNoMailbox) {
     Holder message = request(1499);
     EXPECT_EQ(-2, zvmsg_send_timedreceive(message, "/me", "/to", nullptr, 0));
     EXPECT_EQ(-2, message->length);
+    EXPECT_EQ(requestBytes, Bytes(message->buf, message->buf + 35));
     EXPECT_FALSE(exists("/dev/mqueue/me"));
     EXPECT_EQ(requestBytes, received(inbox));
     std::uint8_t* data = nullptr;
@@ -202,10 +204,19 @@ TEST_F(CutAnswer, HasNoElementOfEarlierMessagesEither) {
          {std::uint16_t{104}, std::uint16_t{1500}, std::uint16_t{1504}, std::uint16_t{0x7FFF}}) {
         SCOPED_TRACE(total);
         exchange(17, total);
-        const std::size_t claimed = std::min<std::size_t>(total, 1504);
+        const std::size_t claimed = std::min<std::size_t>(total, 1500);
         EXPECT_EQ(Bytes(claimed - 17, 0), between(17, claimed));
-        EXPECT_EQ(0x55, message_->buf[1504]);
         EXPECT_EQ(nullptr, zvmsg_response(message_, &data_, &length_));
+    }
+}
+
+TEST_F(CutAnswer, LeavesAloneWhatLiesBehindTheCapacity) {
+    for (const std::uint16_t total :
+         {std::uint16_t{1500}, std::uint16_t{1501}, std::uint16_t{1504}, std::uint16_t{2000}, std::uint16_t{0x7FFF}}) {
+        SCOPED_TRACE(total);
+        exchange(16, total);
+        EXPECT_EQ(Bytes(1484, 0), between(16, 1500));
+        EXPECT_EQ((Bytes{0, 0, 0, 69, 0x55}), between(1500, 1505));
     }
 }
 

@@ -57,53 +57,63 @@ TEST(ZvMsg, ResponseAddedBehindTheCurrentLengthIsFound) {
     EXPECT_EQ(4, length);
 }
 
-TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheCurrentLengthIfThatIsKnown) {
+TEST(ZvMsg, ResponseInAHolderWithoutCapacityLiesInsideTheTotalLength) {
     const Bytes bytes = answer("hello"); // the data end at 13, the message at 17
     Holder message(0);
     std::copy(bytes.begin(), bytes.end(), message->buf);
     std::uint8_t* data = nullptr;
     std::uint16_t length = 4711;
-    for (const std::int32_t current : {-1, INT_MIN, 1, 3, 4, 7, 8, 12}) {
-        message->length = current;
-        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
-    }
-    EXPECT_EQ(nullptr, data);
-    EXPECT_EQ(4711, length);
-    for (const std::int32_t current : {0, 13, 16, 17, 18, 1500, INT_MAX}) {
+    for (const std::int32_t current : {INT_MIN, -1, 0, 1, 4, 8, 12, 13, 17, 1500, INT_MAX}) {
         message->length = current;
         data = nullptr;
         EXPECT_EQ(message->buf + 4, zvmsg_response(message, &data, &length)) << current;
         EXPECT_EQ(message->buf + 8, data);
         EXPECT_EQ(5, length);
     }
-    message->buf[1] = 12; // a total length that cuts the data off
-    for (const std::int32_t current : {0, 17, 1500}) {
-        message->length = current;
-        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << current;
-    }
-}
-
-TEST(ZvMsg, ResponseIsNullWithoutAnAnswer) {
-    std::uint8_t* data = nullptr;
-    std::uint16_t length = 4711;
-    for (const std::int32_t current : {-1, -2, INT_MIN}) {
-        GuardedHolder holder(20, answer("hello"), current);
-        EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << current;
+    data = nullptr;
+    length = 4711;
+    for (const std::uint8_t total : Bytes{0, 3, 4, 7, 8, 12}) { // cuts the element off
+        message->buf[1] = total;
+        EXPECT_EQ(nullptr, zvmsg_response(message, &data, &length)) << int{total};
     }
     EXPECT_EQ(nullptr, data);
     EXPECT_EQ(4711, length);
 }
 
-// Totals and lengths that lie, in a holder that ends at an inaccessible page.
+TEST(ZvMsg, ResponseIsFoundUnderANegativeCurrentLength) {
+    for (const std::int32_t current : {-1, -2, INT_MIN}) {
+        GuardedHolder holder(20, answer("hello"), current);
+        std::uint8_t* data = nullptr;
+        std::uint16_t length = 4711;
+        EXPECT_EQ(holder->buf + 4, zvmsg_response(holder, &data, &length)) << current;
+        EXPECT_EQ(holder->buf + 8, data);
+        EXPECT_EQ(5, length);
+    }
+}
+
+TEST(ZvMsg, ResponseThatEndsBehindTheCapacityIsFound) {
+    GuardedHolder holder(20, {}, 0);
+    EXPECT_EQ(14, zvmsg_build(holder, "PD", nullptr, 0, 8));
+    EXPECT_EQ(10, sntlv_add_bin(holder->buf, 20, 69, 6, "behind")); // 14 + 6 are not above the capacity
+    EXPECT_EQ(24, sntlv_msg_len(holder->buf));
+    std::uint8_t* data = nullptr;
+    std::uint16_t length = 0;
+    EXPECT_EQ(holder->buf + 14, zvmsg_response(holder, &data, &length));
+    EXPECT_EQ(holder->buf + 18, data);
+    EXPECT_EQ(6, length);
+}
+
+// Totals and lengths that lie, in a holder that ends at an inaccessible page. Its message may end 4 bytes behind the
+// capacity; a total length above that is wrong, and then the capacity is the bound.
 TEST(ZvMsg, ResponseIsNotLookedForBehindTheHolder) {
-    for (const int total : {0, 3, 4, 8, 12, 13, 16, 0x7FFF, 0x8000, 0xFFFF}) {
-        for (const int element : {0, 1, 7, 8, 9, 0x7FFF, 0xFFFF}) {
-            for (const std::int32_t current : {0, 4, 8, 16, 17, 1500, INT_MAX}) {
+    for (const int total : {0, 3, 4, 8, 12, 13, 16, 17, 0x7FFF, 0x8000, 0xFFFF}) {
+        for (const int element : {0, 1, 4, 5, 7, 8, 9, 0x7FFF, 0xFFFF}) {
+            for (const std::int32_t current : {INT_MIN, -1, 0, 4, 8, 16, 17, 1500, INT_MAX}) {
                 const Bytes message = {
                     static_cast<std::uint8_t>(total >> 8),   static_cast<std::uint8_t>(total),   0, 8, 0,
                     static_cast<std::uint8_t>(element >> 8), static_cast<std::uint8_t>(element), 69};
                 GuardedHolder holder(12, message, current);
-                const int limit = total < 0x8000 ? std::min(total, 16) : 0;
+                const int limit = total >= 0x8000 ? 0 : total > 16 ? 12 : total;
                 std::uint8_t* data = nullptr;
                 std::uint16_t length = 4711;
                 const bool found = zvmsg_response(holder, &data, &length) != nullptr;
@@ -112,5 +122,21 @@ TEST(ZvMsg, ResponseIsNotLookedForBehindTheHolder) {
                 EXPECT_EQ(found ? holder->buf + 8 : nullptr, data);
             }
         }
+    }
+}
+
+// A holder of which the caller has provided the capacity and no more.
+TEST(ZvMsg, ResponseIsNotLookedForBehindTheCapacityWhenTheTotalLengthIsWrong) {
+    for (const int total : {21, 24, 2000, 0x7FFF}) {
+        GuardedBuffer memory(sizeof(zvmsg_holder) + 16);
+        auto* const holder = reinterpret_cast<zvmsg_holder*>(memory.data());
+        holder->capacity = 16;
+        holder->length = 16;
+        std::fill_n(holder->buf, 16, std::uint8_t{0}); // empty elements
+        holder->buf[0] = static_cast<std::uint8_t>(total >> 8);
+        holder->buf[1] = static_cast<std::uint8_t>(total);
+        std::uint8_t* data = nullptr;
+        std::uint16_t length = 4711;
+        EXPECT_EQ(nullptr, zvmsg_response(holder, &data, &length)) << total;
     }
 }

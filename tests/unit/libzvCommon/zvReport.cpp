@@ -5,7 +5,9 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -25,7 +27,40 @@ void fail() {
     sntlv_void(empty, 66);
 }
 
+// Whether the calls below print what happens to the log file.
+bool watched = false;
+std::FILE* opened = nullptr;
+
 } // namespace
+
+// Replace the C library's calls: the linker wraps them. With file offsets of 64 bits, the first one bears the other
+// name.
+extern "C" {
+std::FILE* __real_fopen64(const char* path, const char* mode);
+std::FILE* __wrap_fopen64(const char* path, const char* mode);
+int __real_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file);
+}
+
+std::FILE* __wrap_fopen64(const char* path, const char* mode) {
+    std::FILE* const file = __real_fopen64(path, mode);
+    if (watched && std::strcmp(path, wifiLog) == 0) {
+        opened = file;
+        dprintf(STDOUT_FILENO, "open %s\n", mode);
+    }
+    return file;
+}
+
+int __wrap_fclose(std::FILE* file) {
+    if (file == opened) {
+        const int flags = fcntl(fileno(file), F_GETFL);
+        const bool appends = (flags & O_ACCMODE) == O_RDWR && (flags & O_APPEND) != 0;
+        const bool inherited = (fcntl(fileno(file), F_GETFD) & FD_CLOEXEC) == 0;
+        dprintf(STDOUT_FILENO, "close%s%s\n", appends ? " appending" : "", inherited ? " inherited" : "");
+        opened = nullptr;
+    }
+    return __real_fclose(file);
+}
 
 TEST(AssertionReport, GoesToSyslogAtPriority7AndToStandardError) {
     const Reported all = reported(0x00281420, fail);
@@ -98,6 +133,25 @@ TEST(AssertionReport, AppendsToTheLogFile) {
         fail();
     });
     EXPECT_EQ("old\n@" + std::string(body), withoutTimes(all.file));
+}
+
+TEST(AssertionReport, OpensTheLogFileInModeAPlusAndClosesItAgain) {
+    const Reported all = reported(8 | toFile, [] {
+        watched = true;
+        fail();
+    });
+    EXPECT_EQ("open a+\nclose appending\n", all.ended.out);
+    EXPECT_EQ("@" + std::string(body), withoutTimes(all.file));
+}
+
+TEST(AssertionReport, MakesALogFileThatAllMayReadAndWriteUnderTheUmask) {
+    const Reported all = reported(8 | toFile, [] {
+        umask(0022);
+        fail();
+    });
+    struct stat status {};
+    ASSERT_EQ(0, stat(wifiLog, &status));
+    EXPECT_EQ(0644U, status.st_mode & 07777U);
 }
 
 TEST(AssertionReport, ReachesTheLogFileWholeWhenWritingIsInterruptedOrTakesLess) {

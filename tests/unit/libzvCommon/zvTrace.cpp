@@ -109,6 +109,18 @@ TEST(ZvTrace, SlotsOutsideTheMessageStayBlank) {
     EXPECT_EQ(8, first.index);
 }
 
+TEST(ZvTrace, NothingIsReadForALineWithoutBytes) {
+    EXPECT_EQ("DB>         00000000  " + std::string(35 + 2 + 16, ' '), line(0, 0, nullptr, 0).text);
+    EXPECT_EQ("DB>         00000010  " + std::string(35 + 2 + 16, ' '), line(16, 16, nullptr, 16).text);
+    std::uint32_t address = 0;
+    int index = 0;
+    hexline(nullptr, 0, marker, &address, &index, "A", 1);
+    EXPECT_EQ(16, index);
+    const Reported all = reported(8, [] { hexprint(marker, 5, nullptr, 0); });
+    EXPECT_EQ(0, all.ended.status);
+    EXPECT_EQ(Texts{"00000000"}, labels(all));
+}
+
 TEST(ZvTrace, IndexStopsAtTheLargest) {
     const auto bytes = counting();
     // The address of a message whose last three bytes these are.

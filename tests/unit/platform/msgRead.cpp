@@ -1,4 +1,5 @@
-// Reading messages: which are accepted and which refused, and that nothing behind their end is read.
+// Reading messages: which are accepted and which refused, where the stream stands then, and that nothing behind their
+// end is read.
 #include "guarded.h"
 #include "syslogCapture.h"
 #include "zvCtrlD.h"
@@ -32,9 +33,10 @@ bool accepted(const Bytes& bytes) {
         EXPECT_EQ(bytes.size(), stream.getUnread());
         return false;
     }
-    EXPECT_EQ(bytes.size(), message.getSize());
+    const std::size_t total = static_cast<std::size_t>(bytes[0]) << 8 | bytes[1];
+    EXPECT_EQ(total, message.getSize());
     EXPECT_EQ(bytes[3], message.getCategory());
-    EXPECT_EQ(0, stream.getUnread());
+    EXPECT_EQ(bytes.size() - total, stream.getUnread());
     g_logLevel = UTIL_LOG_TRACE; // otherwise dump() reads nothing
     g_debug_level |= 0x100;
     message.dump(nullptr);
@@ -104,18 +106,68 @@ TEST(MsgRead, RefusesEveryTruncationThatTheHeaderAdmits) {
     }
 }
 
-TEST(MsgRead, RefusesTrailingBytes) {
+TEST(MsgRead, StandsBehindTheMessageWhenBytesFollow) {
     Bytes longer = reply;
-    longer.push_back(0);
-    EXPECT_FALSE(accepted(longer));
+    longer.insert(longer.end(), {0xEE, 0xFF, 0x07});
+    const Guarded arrived{longer};
+    MemStream stream(arrived.data(), arrived.size());
+    Msg message(placeholder);
+    stream >> message;
+    ASSERT_FALSE(stream.fail());
+    EXPECT_EQ(3, message.getCategory());
+    EXPECT_EQ(15U, message.getSize());
+    EXPECT_EQ(3, stream.getUnread());
+    unsigned char next = 0;
+    stream >> next;
+    EXPECT_EQ(0xEE, next);
 }
 
-TEST(MsgRead, RefusesEveryTotalLengthButTheRightOne) {
+TEST(MsgRead, ReadsOneMessageAfterAnother) {
+    const Guarded arrived{0x00, 0x04, 0x00, 0x02, 0x00, 0x09, 0x00, 0x03, 0x00, 0x00, 0x01, 0x45, 0x07, 0x00};
+    MemStream stream(arrived.data(), arrived.size());
+    Msg message(placeholder);
+    stream >> message;
+    EXPECT_EQ(2, message.getCategory());
+    EXPECT_EQ(nullptr, message.findElement(69));
+    EXPECT_EQ(10, stream.getUnread());
+    stream >> message;
+    EXPECT_EQ(3, message.getCategory());
+    ASSERT_NE(nullptr, message.findElement(69));
+    EXPECT_EQ(arrived.data() + 12, message.findElement(69)->getData());
+    EXPECT_EQ(1, stream.getUnread());
+    stream >> message; // one byte is no message
+    EXPECT_TRUE(stream.fail());
+    EXPECT_EQ(placeholder, message.getCategory());
+    EXPECT_EQ(1, stream.getUnread());
+}
+
+// A buffer that still holds the request, since nothing came in its place.
+TEST(MsgRead, FindsTheRequestInItsWholeBuffer) {
+    Bytes buffer = {0x00, 0x0E, 0x00, 0x02, 0x00, 0x00, 0x02, 0x41, 'B', 'L', 0x00, 0x00, 0x00, 0xEE};
+    buffer.resize(1500, 0x5A);
+    const Guarded arrived{buffer};
+    MemStream stream(arrived.data(), arrived.size());
+    Msg message(placeholder);
+    stream >> message;
+    EXPECT_EQ(2, message.getCategory());
+    EXPECT_EQ(14U, message.getSize());
+    EXPECT_EQ(1486, stream.getUnread());
+}
+
+TEST(MsgRead, AcceptsTheTotalLengthsAtWhichAnElementEnds) {
     for (std::size_t total = 0; total <= 0xFFFF; ++total) {
         Bytes bytes = reply;
         putLength(bytes, 0, total);
-        ASSERT_EQ(total == reply.size(), accepted(bytes)) << total;
+        ASSERT_EQ(total == 4 || total == 11 || total == 15, accepted(bytes)) << total;
     }
+}
+
+TEST(MsgRead, AnElementEndsInsideTheMessageEvenWhenBytesFollow) {
+    // 9 of 13 bytes; the element claims 2 to 5, of which the message holds 1.
+    for (const unsigned char length : Bytes{2, 3, 4, 5}) {
+        EXPECT_FALSE(accepted({0x00, 0x09, 0x00, 0x03, 0x00, 0x00, length, 0x45, 1, 2, 3, 4, 5}));
+    }
+    EXPECT_TRUE(accepted({0x00, 0x09, 0x00, 0x03, 0x00, 0x00, 1, 0x45, 1, 2, 3, 4, 5}));
 }
 
 TEST(MsgRead, RefusesEveryElementLengthThatDoesNotAddUp) {

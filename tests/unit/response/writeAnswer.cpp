@@ -1,9 +1,11 @@
 #include "writeAnswer.h"
 
 #include "outputCapture.h"
+#include "scarceMemory.h"
 #include "wrappedWrite.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <string>
 #include <unistd.h>
@@ -18,14 +20,15 @@ struct Answered {
     std::string output;
 };
 
-Answered answer(const std::stringstream& stream) {
+Answered answer(AnswerStream& stream) {
     const zvtest::OutputCapture output(STDOUT_FILENO);
     const bool written = writeAnswer(stream);
     return {written, output.text()};
 }
 
 TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     stream << "header" << '\n' << 200 << std::string(2000, 'x');
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
@@ -33,10 +36,35 @@ TEST(WriteAnswer, WritesTheStreamsTextToStandardOutputInOnePiece) {
     EXPECT_THAT(wrappedWrite().sizes, ElementsAre(2010));
 }
 
-TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
-    std::stringstream stream;
-    stream << "half an ans";
-    stream.setstate(std::ios_base::badbit);
+TEST(WriteAnswer, WritesWhatIsLeftOfAnAnswerWithANullText) {
+    const char* const nothing = nullptr;
+    watchMemory();
+    AnswerStream stream;
+    stream << "half an ans" << nothing << "wer";
+    const Answered answered = answer(stream);
+    EXPECT_TRUE(answered.written);
+    EXPECT_EQ("half an ans", answered.output);
+}
+
+TEST(WriteAnswer, WritesBehindWhatWasPrinted) {
+    watchMemory();
+    AnswerStream stream;
+    stream << "answer";
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    std::printf("printed ");
+    EXPECT_TRUE(writeAnswer(stream));
+    std::printf("first ");
+    writeOutput("second");
+    EXPECT_EQ("printed answerfirst second", output.text());
+}
+
+TEST(WriteAnswer, WritesNothingOfAStreamThatLacksMemory) {
+    watchMemory();
+    AnswerStream stream;
+    {
+        const zvtest::ScarceMemory scarce(600);
+        stream << std::string(400, 'x') << std::string(400, 'x');
+    }
     const Answered answered = answer(stream);
     EXPECT_FALSE(answered.written);
     EXPECT_EQ("", answered.output);
@@ -44,7 +72,8 @@ TEST(WriteAnswer, WritesNothingOfAStreamThatIsBad) {
 }
 
 TEST(WriteAnswer, SucceedsAlsoWhenStandardOutputRefuses) {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     stream << "answer";
     wrappedWrite().script = {{0, EIO}};
     const Answered answered = answer(stream);

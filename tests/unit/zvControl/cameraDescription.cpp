@@ -101,22 +101,22 @@ TEST_F(CameraDescription, SettingsWithoutAClosingBraceAnswerAnErrorAndNoHalfHead
 
 TEST_F(CameraDescription, WithoutMemoryForTheSettingsThereIsNoDocument) {
     writeSettings("tessilon", "{\"a\":{}," + std::string(5000, ' ') + "\"b\":1}");
-    EXPECT_TRUE(describeWithin(2000).bad());
+    EXPECT_TRUE(lacksMemoryWithin(2000));
     EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForTheInfoObjectThereIsNoDocument) {
     // The settings just fit, and the text written back leaves no room behind it.
     writeSettings("tessilon", "{\"a\":\"" + std::string(400, 'a') + "\"}");
-    EXPECT_TRUE(describeWithin(600).bad());
+    EXPECT_TRUE(lacksMemoryWithin(600));
     EXPECT_EQ(-2, result_);
 }
 
 TEST_F(CameraDescription, WithoutMemoryForAnErrorAnswerThereIsNone) {
-    EXPECT_TRUE(describeWithin(1).bad());
+    EXPECT_TRUE(lacksMemoryWithin(1));
     EXPECT_EQ(-2, result_);
     fakePlatform().getterResults["ap_mac"] = -17;
-    EXPECT_TRUE(describeWithin(1).bad());
+    EXPECT_TRUE(lacksMemoryWithin(1));
     EXPECT_EQ(-2, result_);
 }
 

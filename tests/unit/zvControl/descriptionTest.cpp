@@ -29,15 +29,17 @@ DescriptionTest::DescriptionTest() {
 }
 
 std::string DescriptionTest::describe() {
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     result_ = camera_description_output_json(stream);
-    return stream.str();
+    return std::string(textOf(stream));
 }
 
-std::stringstream DescriptionTest::describeWithin(std::size_t most) {
+bool DescriptionTest::lacksMemoryWithin(std::size_t most) {
     zvUtilSetLogLevel(UTIL_LOG_OFF);
-    std::stringstream stream;
+    watchMemory();
+    AnswerStream stream;
     const zvtest::ScarceMemory scarce(most);
     result_ = camera_description_output_json(stream);
-    return stream;
+    return lacksMemory(stream);
 }

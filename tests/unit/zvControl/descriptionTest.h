@@ -4,7 +4,6 @@
 #include "syslogCapture.h"
 
 #include <gmock/gmock.h>
-#include <sstream>
 #include <string>
 
 // Where the settings of all models stand.
@@ -22,9 +21,9 @@ protected:
 
     // The text of the description; its result is in result_.
     std::string describe();
-    // The same while operator new gives at most so many bytes at a time. Nothing is logged, since the log capture needs
-    // more.
-    std::stringstream describeWithin(std::size_t most);
+    // The same while operator new gives at most so many bytes at a time; true when that was not enough. Nothing is
+    // logged, since the log capture needs more.
+    bool lacksMemoryWithin(std::size_t most);
 
     int result_ = 99;
     zvtest::SyslogCapture log_;

@@ -18,7 +18,8 @@ ENVIRONMENT = {
 
 
 def git(folder, *arguments):
-    done = subprocess.run(["git", "-C", folder, *arguments], env=ENVIRONMENT, check=True, capture_output=True, text=True)
+    done = subprocess.run(["git", "-C", folder, *arguments],
+                          env=ENVIRONMENT, check=True, capture_output=True, text=True)
     return done.stdout.strip()
 
 

@@ -8,6 +8,7 @@
 #include "zvLog.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -267,6 +268,14 @@ TEST(ZvControl, ServesACustomUriWithItsHooksAroundTheHandler) {
     EXPECT_THAT(std::vector<std::string>(calls.begin() + 15, calls.end()),
                 ElementsAre("handle /command/ble/pair/status x=1 4096", "ble_interface_open", "ble_pair_status x=1",
                             "ble_interface_close", "close"));
+}
+
+TEST(ZvControl, WritesTheAnswerBehindWhatWasPrinted) {
+    fakePlatform().serve = [](const char*, const char*, char*, int) {
+        std::printf("report\n");
+        return 0;
+    };
+    EXPECT_EQ("report\n<success header>\n<empty json>", serve("/x", nullptr).output);
 }
 
 TEST(ZvControl, WritesTheAnswerInOnePiece) {

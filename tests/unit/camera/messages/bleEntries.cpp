@@ -43,7 +43,7 @@ TEST(BleEntries, WhatExceedsAnEntryIsLeftOutInWholeUuids) {
     appendEntry(bytes, ScanEntry{{}, 0, 0, std::string(67, 'n'), Bytes(6, 1), {}});
     EXPECT_EQ(0, bytes[82 + 13]);
     appendEntry(bytes, ScanEntry{{}, 0, 0, std::string(100, 'n'), {}, {}});
-    EXPECT_EQ(bytes.size(), 3U * 82);
+    EXPECT_EQ(3U * 82, bytes.size());
     EXPECT_EQ(68, bytes[2 * 82 + 9]);
 }
 
@@ -56,7 +56,7 @@ TEST(BleEntries, AWhitelistEntryHasLittleEndianFlagsAndItsNameAtTen) {
     EXPECT_EQ(0x015a, readWhitelistEntry(bytes).flags);
     EXPECT_EQ("Hi", readWhitelistEntry(bytes).name);
     appendEntry(bytes, WhitelistEntry{{}, 0, std::string(40, 'n')});
-    EXPECT_EQ(bytes.size(), 2U * 41);
+    EXPECT_EQ(2U * 41, bytes.size());
     EXPECT_EQ(31, bytes[41 + 9]);
 }
 

@@ -151,7 +151,7 @@ TEST(ZvBleD, EveryValueIsSeenAndSetByTheTool) {
                 {{"slot", {{"address", "0a0b0c0d0e0f"}, {"name", "New"}, {"mitm", 1}, {"connected", 1}}}});
     EXPECT_EQ(client.page({6, 0, 255}), client.page({6, 0, 1})); // pages of one
     const Bytes page = client.page({6, 1, 255});
-    EXPECT_EQ(Bytes(page.begin() + 5, page.begin() + 13), (Bytes{0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0x4a, 0}));
+    EXPECT_EQ((Bytes{0x0f, 0x0e, 0x0d, 0x0c, 0x0b, 0x0a, 0x4a, 0}), Bytes(page.begin() + 5, page.begin() + 13));
     daemon.call("connection", {{"address", "0a0b0c0d0e0f"}, {"connected", false}});
     EXPECT_EQ(0x48, client.page({6, 1, 255})[11]);
     daemon.call("whitelist_remove", {{"address", "0a0b0c0d0e0f"}});

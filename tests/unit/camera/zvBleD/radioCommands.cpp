@@ -103,10 +103,10 @@ TEST_F(Commands, FiftySlotsComeInPagesOfThirty) {
     radio_.settings.whitelistPage = 30;
     radio_.whitelist.assign(std::vector<Slot>(50, slot("060504030201")));
     CommandResult page = run({6, 0, 255});
-    EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 4), (Bytes{2, 50, 0, 30}));
+    EXPECT_EQ((Bytes{2, 50, 0, 30}), Bytes(page.data.begin(), page.data.begin() + 4));
     EXPECT_EQ(4U + 30 * 41, page.data.size());
     page = run({6, 30, 20});
-    EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 4), (Bytes{2, 50, 30, 20}));
+    EXPECT_EQ((Bytes{2, 50, 30, 20}), Bytes(page.data.begin(), page.data.begin() + 4));
     EXPECT_EQ(4U + 20 * 41, page.data.size());
 }
 
@@ -139,7 +139,7 @@ TEST_F(Commands, AScanPageHoldsItsEntries) {
     run({1, 1});
     now_ = 100;
     const CommandResult page = run({4, 0, 15});
-    EXPECT_EQ(Bytes(page.data.begin(), page.data.begin() + 12), (Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}));
+    EXPECT_EQ((Bytes{1, 20, 0, 15, 1, 0, 0, 0, 0, 0, 0, 0xc4}), Bytes(page.data.begin(), page.data.begin() + 12));
     EXPECT_EQ(4U + 15 * 82, page.data.size());
     EXPECT_EQ(18, run({4, 0, 255}).data[3]);
     EXPECT_EQ(5, run({4, 15, 15}).data[3]);

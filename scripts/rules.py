@@ -1,6 +1,6 @@
-"""Holds the rules of CONTRIBUTING.md that clang-format and clang-tidy cannot hold.
+"""Holds those rules of CONTRIBUTING.md that a look at the text can hold, and clang-format and clang-tidy cannot.
 
-    house.py [FILE...]      default: every file that git knows
+    rules.py [FILE...]      default: every file that git knows
 
 Prints a line for each finding ("FILE:LINE: what is wrong, and what would be right"); status 1 when there is one. Rules
 about the whole tree (shared header names, tests that mirror the sources) are checked whatever files are named.
@@ -38,7 +38,28 @@ MAY_USE = {
 }
 
 # Sources whose test has another name, and why a test of their own name would be empty.
-TESTED_ELSEWHERE = {}
+_TOOL = "tests/unit/camera/zvcam/zvcam.cpp"
+TESTED_ELSEWHERE = {
+    # The programs as a whole.
+    "camera/zvBleD/main.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/zvControlD/main.cpp": "tests/unit/camera/zvControlD/controlDaemon.cpp",
+    "camera/zvNetD/main.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    "camera/zvStream/main.cpp": "tests/unit/camera/zvStream/streamLog.cpp",
+    "camera/daemon/daemon.cpp": "tests/unit/camera/zvControlD/controlDaemon.cpp",
+    # Through the daemon, or the file, that they are made for.
+    "camera/daemon/log.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/daemon/queueService.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    "camera/daemon/unixSocket.cpp": "tests/unit/camera/daemon/adminServer.cpp",
+    "camera/messages/commandNames.cpp": "tests/unit/camera/messages/faultRule.cpp",
+    "camera/messages/traceRecord.cpp": "tests/unit/camera/zvcam/traceText.cpp",
+    "camera/zvBleD/radioAdmin.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
+    "camera/zvBleD/whitelist.cpp": "tests/unit/camera/zvBleD/radioCommands.cpp",
+    "camera/zvNetD/controlLink.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
+    # The tool's subcommands, by its command line.
+    **{f"camera/zvcam/{name}.cpp": _TOOL for name in (
+        "analyticsCommands", "bleCommands", "bleText", "daemonCommands", "faultCommands", "groups", "keyValue", "main",
+        "stateCommands", "streamCommands", "traceCommands", "traceFollower")},
+}
 
 _LOWER_CAMEL = re.compile(r"[a-z][A-Za-z0-9]*$")
 _SNAKE = re.compile(r"(__)?[a-z][a-z0-9_]*$")
@@ -47,8 +68,8 @@ _TEST = re.compile(r"\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)")
 _UPPER_CAMEL = re.compile(r"[A-Z][A-Za-z0-9]*$")
 _LITERAL = r"""(?:-?\d[\w'.]*|"(?:[^"\\]|\\.)*"|true|false|nullptr|std::nullopt|'(?:[^'\\]|\\.)+')"""
 # A call or a name first, a literal last.
-_LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)[^,()]*(?:\([^()]*\)[^,()]*)*,"
-                           rf"\s*{_LITERAL}\)")
+_LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)"
+                           rf"[^,()]*(?:\([^()]*\)[^,()]*)*,\s*{_LITERAL}\)")
 _BARE_INTEGER = re.compile(r"(?<![\w:.>])u?int(?:8|16|32|64)_t\b")
 _INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 
@@ -88,7 +109,8 @@ def test_names(name, text):
     for match in _TEST.finditer(text):
         for word in match.groups():
             if not _UPPER_CAMEL.match(word):
-                yield f"{name}:{_line(text, match.start())}: test suites and tests are named in UpperCamelCase, not {word}"
+                place = f"{name}:{_line(text, match.start())}"
+                yield f"{place}: test suites and tests are named in UpperCamelCase, not {word}"
 
 
 def expected_first(name, text):
@@ -97,6 +119,7 @@ def expected_first(name, text):
 
 
 def integers(name, text):
+    text = re.sub(r'"(?:[^"\\\n]|\\.)*"', lambda match: " " * len(match[0]), text)
     if name.endswith(".c") or os.path.dirname(name) in ("libzvCommon/include", "platform/include"):
         return
     for match in _BARE_INTEGER.finditer(text):
@@ -112,7 +135,7 @@ def columns(name, text):
     fenced = False
     for number, line in enumerate(text.split("\n"), 1):
         fenced ^= line.startswith("```")
-        prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "http" not in line
+        prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "://" not in line
         if len(line) > COLUMNS and prose:
             yield f"{name}:{number}: {len(line)} columns, {COLUMNS} at most"
 
@@ -121,6 +144,12 @@ def _room(name):
     """The longest room of MAY_USE that a file lies in; None for files that may use everything."""
     rooms = [room for room in MAY_USE if name.startswith(room + "/")]
     return max(rooms, key=len) if rooms else None
+
+
+def has_room(name):
+    sources = name.endswith((".h", ".c", ".cpp")) and not name.startswith(("tests/", "bench/", "cmake/"))
+    if sources and _room(name) is None:
+        yield f"{name}:1: lies in no room of MAY_USE in scripts/rules.py"
 
 
 def uses(name, text, headers):
@@ -153,20 +182,21 @@ def mirrored(files):
         test = f"tests/unit/{folder}/{os.path.splitext(os.path.basename(name))[0]}.cpp"
         elsewhere = TESTED_ELSEWHERE.get(name)
         if test in known and elsewhere:
-            yield f"{name}:1: has a test of its own name; strike it from the list of house.py"
+            yield f"{name}:1: has a test of its own name; strike it from the list of rules.py"
         elif test not in known and not elsewhere:
-            yield f"{name}:1: no test {test}, and none named in the list of house.py"
+            yield f"{name}:1: no test {test}, and none named in the list of rules.py"
         elif elsewhere and elsewhere not in known:
             yield f"{name}:1: its test {elsewhere} does not exist"
     for name in TESTED_ELSEWHERE:
         if name not in known:
-            yield f"scripts/house.py:1: {name} does not exist any more"
+            yield f"scripts/rules.py:1: {name} does not exist any more"
 
 
 def findings(names, files):
     headers = {os.path.basename(name): name for name in files if name.endswith(".h") and not name.startswith("tests/")}
     for name in names:
         yield from file_name(name)
+        yield from has_room(name)
         if name.endswith((".h", ".c", ".cpp")):
             text = _text(name)
             code = _without_comments(text)

@@ -1,0 +1,59 @@
+"""scripts/rules.py: each rule finds what breaks it, and leaves the rest alone."""
+
+import os
+import sys
+
+import house
+import pytest
+
+sys.path.insert(0, os.path.join(house.ROOT, "scripts"))
+import rules  # noqa: E402
+
+
+@pytest.mark.parametrize(("check", "wrong", "right"), [
+    (rules.test_names, "TEST(Tlv, finds_the_first) {", "TEST_F(Tlv, FindsTheFirst) {"),
+    (rules.test_names, "TEST(zvTlv, FindsTheFirst) {", "TEST(ZvTlv, FindsTheFirst) {"),
+    (rules.expected_first, "EXPECT_EQ(open(), -1);", "EXPECT_EQ(-1, open());"),
+    (rules.expected_first, 'ASSERT_STREQ(name(code, "x"), "y");', 'ASSERT_STREQ("y", name(code, "x"));'),
+    (rules.expected_first, "EXPECT_EQ(list.size(), 3U);", "EXPECT_EQ(list.size(), other.size());"),
+    (rules.integers, "uint8_t byte;", 'std::uint8_t byte; log("int8_t");'),
+    (rules.oddities, "// Deliberately so.", "// Fixed: clients read it."),
+    (rules.columns, "x" * 121, "x" * 120),
+])
+def test_rule(check, wrong, right):
+    assert [line.split(": ")[0] for line in check("src/x/y.cpp", f"\n{wrong}\n")] == ["src/x/y.cpp:2"]
+    assert list(check("src/x/y.cpp", f"\n{right}\n")) == []
+
+
+@pytest.mark.parametrize(("wrong", "right"), [
+    ("src/x/Queue.cpp", "src/x/queue.cpp"), ("src/x/ble_link.h", "src/command_ble/command_ble.h"),
+    ("tests/e2e/testRun.py", "tests/e2e/test_run.py"), ("cmake/Zv-Test.cmake", "cmake/ZvTest.cmake")])
+def test_file_name(wrong, right):
+    assert len(list(rules.file_name(wrong))) == 1
+    assert list(rules.file_name(right)) == []
+
+
+def test_every_source_lies_in_a_room():
+    assert list(rules.has_room("camera/zvNewD/newDaemon.cpp")) == [
+        "camera/zvNewD/newDaemon.cpp:1: lies in no room of MAY_USE in scripts/rules.py"]
+    assert list(rules.has_room("camera/zvNetD/netDaemon.cpp")) == list(rules.has_room("tests/unit/x.cpp")) == []
+
+
+def test_rooms_use_only_what_they_may():
+    headers = {"queue.h": "camera/daemon/queue.h", "zvLog.h": "libzvCommon/include/zvLog.h"}
+    text = '#include "zvLog.h"\n#include "queue.h"\n'
+    assert list(rules.uses("src/ble_link/bleLink.cpp", text, headers)) == [
+        "src/ble_link/bleLink.cpp:2: src/ble_link may not use camera/daemon/queue.h"]
+    assert list(rules.uses("camera/zvNetD/netDaemon.cpp", text, headers)) == []
+
+
+def test_headers_share_no_name():
+    assert list(rules.shared_headers(["camera/a/cameraState.h", "src/b/CameraState.h", "src/b/c.h"])) == [
+        "src/b/CameraState.h:1: camera/a/cameraState.h has the same name"]
+
+
+def test_sources_have_tests_of_their_name(monkeypatch):
+    monkeypatch.setattr(rules, "TESTED_ELSEWHERE", {"src/ble_link/b.cpp": "tests/unit/ble_link/a.cpp",
+                                                    "src/ble_link/gone.cpp": "tests/unit/ble_link/a.cpp"})
+    files = ["src/ble_link/a.cpp", "src/ble_link/b.cpp", "src/ble_link/c.cpp", "tests/unit/ble_link/a.cpp"]
+    assert [line.split(":")[0] for line in rules.mirrored(files)] == ["src/ble_link/c.cpp", "scripts/rules.py"]
