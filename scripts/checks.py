@@ -119,8 +119,7 @@ def layout(_session, _name):
 
 
 def house_rules(_session, _name):
-    script = os.path.join(ROOT, "scripts", "rules.py")
-    return not os.path.exists(script) or subprocess.run(["/usr/bin/python3", script], check=False).returncode == 0
+    return subprocess.run(["/usr/bin/python3", os.path.join(ROOT, "scripts", "rules.py")], check=False).returncode == 0
 
 
 def build(_session, _name, preset, *targets):
