@@ -46,7 +46,7 @@ int nameReplyQueue() {
         return ZV_ERR_OUTOFMEM;
     }
     // Without the barrier, the compiler makes one calloc of both calls, and memory that malloc refuses is not noticed.
-    asm volatile("" : "+r"(name));
+    asm volatile("" : : "r"(name) : "memory");
     std::memset(name, 0, nameSize);
     std::snprintf(name, nameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
     replyQueue->name = name;
