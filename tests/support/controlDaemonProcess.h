@@ -1,6 +1,8 @@
 // A real zvControlD, started for a test.
 #pragma once
 
+#include "uniqueFd.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -8,6 +10,8 @@
 #include <fstream>
 #include <spawn.h>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -26,7 +30,7 @@ public:
             std::perror(ZV_CONTROL_DAEMON);
             std::abort();
         }
-        while (!std::filesystem::exists("/run/zarvo/zvControlD.admin")) {
+        while (!listens()) {
             if (waitpid(pid_, nullptr, WNOHANG) != 0) {
                 std::fprintf(stderr, "zvControlD does not start\n");
                 std::abort();
@@ -60,6 +64,13 @@ public:
     }
 
 private:
+    // The socket's file is there a moment before the daemon listens.
+    static bool listens() {
+        const zv::UniqueFd client(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const sockaddr_un address{AF_UNIX, "/run/zarvo/zvControlD.admin"};
+        return connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+
     pid_t pid_;
 };
 
