@@ -1,6 +1,6 @@
 # In a cross build, each program of the camera has a script emulated/NAME. In the simulated camera the script takes the
 # program's place and starts it in the emulator. The emulator has the program's own name there, because "killall" goes
-# by the name of the running file (camera/launcher/zvcamera/namespace.py puts all of it in place). With a toolchain file
+# by the name of the running file (camera/zvcamera/namespace.py puts all of it in place). With a toolchain file
 # that names no emulator, the programs can be built, installed and packed, but not run here.
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   list(GET CMAKE_CROSSCOMPILING_EMULATOR 0 ZV_EMULATOR)

@@ -27,9 +27,9 @@ install(TARGETS zvControlD zvNetD zvBleD zvStream zvcam RUNTIME DESTINATION bin 
 install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
 install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
   PATTERN busybox-control ${executable})
-install(DIRECTORY camera/launcher/zvcamera DESTINATION share/camera/launcher COMPONENT camera
+install(DIRECTORY camera/zvcamera DESTINATION share/camera COMPONENT camera
   PATTERN __pycache__ EXCLUDE)
-install(PROGRAMS camera/launcher/zvcamera.sh DESTINATION bin RENAME zvcamera COMPONENT camera)
+install(PROGRAMS camera/zvcamera.sh DESTINATION bin RENAME zvcamera COMPONENT camera)
 
 install(DIRECTORY libzvCommon/include/ platform/include/ DESTINATION include COMPONENT development)
 install(TARGETS zvCommon ARCHIVE DESTINATION lib COMPONENT development)

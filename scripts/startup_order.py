@@ -18,7 +18,7 @@ import re
 import sys
 
 _SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(_SOURCE, "camera", "launcher"))
+sys.path.insert(0, os.path.join(_SOURCE, "camera"))
 
 from zvcamera.camera import Camera  # noqa: E402
 

@@ -9,7 +9,7 @@ import tempfile
 import pytest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-sys.path.insert(0, os.path.join(ROOT, "camera", "launcher"))
+sys.path.insert(0, os.path.join(ROOT, "camera"))
 
 pytest.register_assert_rewrite("house")
 import house  # noqa: E402

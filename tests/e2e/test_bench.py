@@ -259,7 +259,7 @@ def test_every_client_asks_until_the_time_is_over(tools):
 def _stand(build_dir, program):
     """Runs a program text in which "running" is a camera, and returns the finished process."""
     text = f"from zvbench import measures, stand\nwith stand.camera() as running:\n    {program}\n"
-    path = f"{house.ROOT}/camera/launcher:{house.ROOT}/bench"
+    path = f"{house.ROOT}/camera:{house.ROOT}/bench"
     return subprocess.run([sys.executable, "-B", "-c", text], env={**os.environ, "PYTHONPATH": path},
                           capture_output=True, text=True, timeout=120, check=False)
 

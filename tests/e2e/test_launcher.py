@@ -10,7 +10,7 @@ import time
 import house
 import pytest
 
-LAUNCHER = os.path.join(house.ROOT, "camera", "launcher")
+LAUNCHER = os.path.join(house.ROOT, "camera")
 
 
 def _python(program, *arguments, **options):
@@ -62,7 +62,7 @@ def test_numbers_of_a_record_have_bounds(shared_camera):
 def test_a_record_that_cannot_be_passed_on_does_not_end_the_log(open_path):
     program = """
 import socket, sys
-from zvcamera.collector import Collector
+from zvcamera.inside.collector import Collector
 def sink(record):
     if record["text"] == "first":
         raise ValueError("no such thing")
@@ -124,7 +124,7 @@ made.release()
 
 ENDING = """
 import signal, sys, types
-from zvcamera import children
+from zvcamera.inside import children
 log = types.SimpleNamespace(add_stream=lambda name, stream: None)
 child = children.Child("the program", ["/bin/sleep", "60"], log, ready=lambda name: True, good_ends=(-15,))
 child.start()
@@ -149,7 +149,7 @@ def test_program_is_woken_before_it_is_ended(before):
 
 REPORTS = """
 import sys
-from zvcamera.supervisor import Reports
+from zvcamera.inside.supervisor import Reports
 reports = Reports()
 for number in range(110_000):
     reports.send(log={"text": f"record {number}"})

@@ -59,7 +59,7 @@ def _program(build_dir, name):
 
 
 def _house(build_dir, camera_dir, scenario):
-    pairs = [(os.path.join(camera_dir, "launcher", "zvcamera"), f"{HOUSE}/zvcamera"),
+    pairs = [(os.path.join(camera_dir, "zvcamera"), f"{HOUSE}/zvcamera"),
              (os.path.join(camera_dir, "web"), f"{HOUSE}/web"),
              (os.path.join(build_dir, "etc"), f"{HOUSE}/settings")]
     if scenario:

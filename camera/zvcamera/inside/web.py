@@ -7,7 +7,7 @@ import subprocess
 
 from .children import Child
 
-_CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "web")
+_CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "..", "web")
 _FOLDER = "/tmp/web"
 
 # The control URL space of each. busybox starts programs only below /cgi-bin.

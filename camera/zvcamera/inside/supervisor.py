@@ -1,7 +1,7 @@
 """Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
-    python3 -m zvcamera.supervisor --listen-fd N [--scenario FILE] [--control-program FILE] [--web-server NAME]
-                                   [--report-log]
+    python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE] [--control-program FILE]
+                                          [--web-server NAME] [--report-log]
 
 It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
 the end, {"ended": [misdeeds]}; with --report-log also {"log": record}.
@@ -28,7 +28,7 @@ import subprocess
 import sys
 import threading
 
-from . import admin, children, stream, web
+from . import children, stream, web
 from .collector import Collector
 
 _SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
@@ -156,7 +156,7 @@ def _listener(descriptor):
 
 def _copy_settings():
     """Copies the models' settings documents to a place where a test may change them."""
-    house = os.path.join(os.path.dirname(__file__), "..", "settings")
+    house = os.path.join(os.path.dirname(__file__), "..", "..", "settings")
     for model in os.listdir(house):
         document = os.path.join(house, model, "settings.json")
         if os.path.exists(document):

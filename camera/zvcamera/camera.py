@@ -10,10 +10,11 @@ import subprocess
 import threading
 import time
 
-from . import admin, namespace, web
+from . import admin, namespace
 from .folder import CameraFolder, FolderError
+from .inside import web
 
-SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 class CameraError(Exception):
@@ -153,7 +154,7 @@ class Camera:
         os.write(options, b"".join(word.encode() + b"\0" for word in view))
         os.lseek(options, 0, os.SEEK_SET)
         line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
-                'cd "$0" && exec /usr/bin/python3 -m zvcamera.supervisor "$@"', namespace.HOUSE,
+                'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
                 "--listen-fd", str(listener.fileno()), "--web-server", self.web_server]
         if self._on_record:
             line.append("--report-log")

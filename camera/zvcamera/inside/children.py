@@ -8,7 +8,7 @@ import subprocess
 import threading
 import time
 
-from . import admin
+from .. import admin
 
 RUN_DIR = "/run/zarvo"
 _BIN = "/usr/local/zarvo/bin"

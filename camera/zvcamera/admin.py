@@ -1,0 +1,108 @@
+"""Client of the admin sockets of the camera's programs: one JSON object a line, over a Unix stream socket."""
+
+import json
+import os
+import socket
+
+
+class AdminError(Exception):
+    """The program refuses: it could not do what it was asked."""
+
+
+class InvalidRequest(AdminError):
+    """What was asked is wrong in itself: an unknown name or key, a value of another type or outside its range."""
+
+
+class Unreachable(AdminError):
+    """There is no such program, or it does not answer."""
+
+
+def connect(path, timeout):
+    """Connects to the socket at path, however long the path is (the kernel takes 107 bytes)."""
+    folder = os.open(os.path.dirname(path) or ".", os.O_PATH | os.O_DIRECTORY)
+    try:
+        connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        connection.settimeout(timeout)
+        try:
+            connection.connect(f"/proc/self/fd/{folder}/{os.path.basename(path)}")
+        except BaseException:
+            connection.close()
+            raise
+        return connection
+    finally:
+        os.close(folder)
+
+
+def _result(path, line):
+    """The result in an answer line; raises what the answer tells otherwise."""
+    try:
+        answer = json.loads(line)
+    except ValueError as error:
+        raise Unreachable(f"{os.path.basename(path)}: not an answer: {line!r}") from error
+    if answer.get("ok"):
+        return answer.get("result")
+    kind = InvalidRequest if answer.get("kind") == "invalid" else AdminError
+    raise kind(answer.get("error", "no reason given"))
+
+
+def ask(path, op, timeout=30.0, **fields):
+    """Sends {"op": op, ...fields} and returns the result of the answer."""
+    request = json.dumps({"op": op, **fields}).encode() + b"\n"
+    try:
+        with connect(path, timeout) as connection:
+            connection.sendall(request)
+            with connection.makefile("rb") as answers:
+                line = answers.readline()
+    except OSError as error:
+        raise Unreachable(f"{os.path.basename(path)}: {error}") from error
+    return _result(path, line)
+
+
+class Subscription:
+    """A connection over which a program publishes events. Ends with close(); also a context manager.
+
+    kept: what the answer to the subscribing operation holds, for example the records so far.
+    """
+
+    def __init__(self, path, op, timeout=30.0):
+        self._path = path
+        self._input = b""
+        try:
+            self._connection = connect(path, timeout)
+            self._connection.sendall(json.dumps({"op": op}).encode() + b"\n")
+            while b"\n" not in self._input:
+                self._receive()
+        except OSError as error:
+            raise Unreachable(f"{os.path.basename(path)}: {error}") from error
+        self._connection.setblocking(False)
+        line, _, self._input = self._input.partition(b"\n")
+        self.kept = _result(path, line)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def fileno(self):
+        return self._connection.fileno()
+
+    def close(self):
+        self._connection.close()
+
+    def _receive(self):
+        more = self._connection.recv(1 << 16)
+        if not more:
+            raise Unreachable(f"{os.path.basename(self._path)}: the program has ended")
+        self._input += more
+
+    def events(self):
+        """The data of the events that have arrived; does not wait. Raises Unreachable when the program has ended."""
+        try:
+            self._receive()
+        except BlockingIOError:
+            pass
+        except OSError as error:
+            raise Unreachable(f"{os.path.basename(self._path)}: {error}") from error
+        *lines, self._input = self._input.split(b"\n")
+        return [event["data"] for event in map(json.loads, lines) if "event" in event]
