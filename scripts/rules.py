@@ -51,7 +51,6 @@ TESTED_ELSEWHERE = {
     "camera/daemon/queueService.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
     "camera/daemon/unixSocket.cpp": "tests/unit/camera/daemon/adminServer.cpp",
     "camera/messages/commandNames.cpp": "tests/unit/camera/messages/faultRule.cpp",
-    "camera/messages/traceRecord.cpp": "tests/unit/camera/zvcam/traceText.cpp",
     "camera/zvBleD/radioAdmin.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
     "camera/zvBleD/whitelist.cpp": "tests/unit/camera/zvBleD/radioCommands.cpp",
     "camera/zvNetD/controlLink.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",

@@ -20,6 +20,9 @@ TraceRecord readTraceRecord(const Json& json) {
     reader.text("daemon", record.daemon);
     reader.text("direction", direction);
     reader.text("queue", record.queue);
+    if (const Json* pid = reader.any("pid"); pid != nullptr && !pid->is_null()) {
+        reader.number("pid", record.pid, 1, INT32_MAX);
+    }
     reader.text("command", record.command);
     reader.text("note", record.note);
     if (!reader.text("hex", hex)) {

@@ -159,7 +159,7 @@ class Camera:
         if self._on_record:
             line.append("--report-log")
         if self._scenario:
-            line += ["--scenario", f"{namespace.HOUSE}/scenario.json"]
+            line += ["--scenario", f"{namespace.HOUSE}/scenario.json", "--scenario-name", self._scenario]
         if self._control_program:
             line += ["--control-program", self._control_program]
         self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True,

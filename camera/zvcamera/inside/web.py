@@ -2,10 +2,12 @@
 
 import http.client
 import os
+import secrets
 import signal
 import subprocess
 
 from .children import Child
+from .entrance import Entrance
 
 _CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "..", "web")
 _FOLDER = "/tmp/web"
@@ -14,30 +16,31 @@ _FOLDER = "/tmp/web"
 URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
 
 
+# What the camera itself asks for. Nobody else knows the path, so that the requests of others are told from its own.
+PROBE = f"/{secrets.token_hex(16)}"
+
+
+def probe(port):
+    """Whether the server answers. An accepted connection proves nothing: the launcher has opened the port."""
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2)
+    try:
+        connection.request("GET", PROBE)
+        return connection.getresponse().status > 0
+    except (OSError, http.client.HTTPException):
+        return False
+    finally:
+        connection.close()
+
+
 def _serves(port):
-    """Tells whether the server answers. An accepted connection proves nothing: the launcher has opened the port."""
-    def ready(_):
-        connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2)
-        try:
-            connection.request("GET", "/")
-            return connection.getresponse().status > 0
-        except (OSError, http.client.HTTPException):
-            return False
-        finally:
-            connection.close()
-    return ready
+    return lambda _: probe(port)
 
 
-def _lighttpd(listener, program, log):
-    """Takes over the listening socket that the launcher has opened, as descriptor 3.
-
-    On SIGTERM, lighttpd ends with 0 or 1, depending on where the signal meets its event loop.
-    """
-    port = listener.getsockname()[1]
-    environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
-    shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
-    return [Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", f"{_CONFIGURATIONS}/lighttpd.conf"], log,
-                  ready=_serves(port), pass_fds=(listener.fileno(),), environment=environment, good_ends=(0, 1))]
+def _lighttpd(listener, program, log, add_request):
+    """Takes over the listening socket that the launcher has opened, as descriptor 3."""
+    return [Entrance(listener, program, URL_SPACES["lighttpd"], log,
+                     configuration=f"{_CONFIGURATIONS}/lighttpd.conf", serves=_serves(listener.getsockname()[1]),
+                     add_request=add_request)]
 
 
 def _spend_process_ids():
@@ -49,7 +52,7 @@ def _spend_process_ids():
     subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
 
 
-def _nginx(listener, program, log):
+def _nginx(listener, program, log, _):
     """Takes over the listening socket as nginx does when one version of it hands the socket to the next."""
     _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
@@ -73,7 +76,7 @@ def _nginx(listener, program, log):
                   environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
 
 
-def _busybox(listener, program, log):
+def _busybox(listener, program, log, _):
     """Opens a socket of its own, so the launcher's is closed first."""
     address, port = listener.getsockname()
     os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
@@ -88,6 +91,9 @@ def _busybox(listener, program, log):
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
 
 
-def servers(kind, listener, program, log):
-    """Returns the programs of a kind of web server, in starting order. They take over the listening socket."""
-    return _MAKERS[kind](listener, program, log)
+def servers(kind, listener, program, log, add_request):
+    """Returns the programs of a kind of web server, in starting order. They take over the listening socket.
+
+    add_request: takes what lighttpd's front tells of a request; the others have none.
+    """
+    return _MAKERS[kind](listener, program, log, add_request)

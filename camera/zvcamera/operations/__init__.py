@@ -1,6 +1,6 @@
 """The operations on a running camera: each described once, for the command line, for HTTP and for Python."""
 
-from . import state  # noqa: F401 - each module registers its group, in the order in which help lists them
+from . import requests, scenario, state  # noqa: F401 - each module registers its group, in the order in which help lists them
 from .operation import registered
 
 GROUPS = {

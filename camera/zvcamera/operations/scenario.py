@@ -1,0 +1,31 @@
+"""The scenario in use: scenario, reset, load."""
+
+from .operation import Parameter, operation
+
+_SUPERVISOR = "supervisor"
+_PATIENCE = 30.0  # seconds; it takes some 20 milliseconds
+
+
+def _done_text(result):
+    return f"done in {result['ms']:.0f} ms"
+
+
+@operation("scenario", "GET /scenario", "Show the scenario in use: its name and its text",
+           text=lambda result: f"{result['name'] or 'none: all defaults'}\n{result['text']}")
+def scenario(link):
+    return link.call(_SUPERVISOR, "scenario")
+
+
+@operation("reset", "POST /reset",
+           "Back to the scenario: daemons start anew; faults, trace, requests, whitelist, analytics are forgotten",
+           text=_done_text)
+def reset(link):
+    return link.call(_SUPERVISOR, "reset", timeout=_PATIENCE)
+
+
+@operation("load", "PUT /scenario", "On to another scenario; a wrong one changes nothing",
+           Parameter("scenario", "document", "the scenario"),
+           Parameter("name", help="what errors and `scenario` call it", default="scenario", option="--name"),
+           text=_done_text)
+def load(link, scenario, name):  # noqa: A002 - the parameter's name is the interface
+    return link.call(_SUPERVISOR, "load", timeout=_PATIENCE, scenario=scenario, name=name)
