@@ -128,7 +128,8 @@ def test_another_scenario(lively):
 @pytest.mark.parametrize(("scenario", "error"), [
     ({"identity": {"model_number": 999}}, "identity.model_number: must be a whole number from 0 to 255"),
     ({"analytics": {"size": -1}}, "analytics.size: must be a whole number from 0 to 1099511627776"),
-    ({"ble": {"devices": [{"address": "x"}]}}, "ble.devices[0].address: an address has twelve hexadecimal digits: x"),
+    ({"ble": {"devices": [{"address": "a1b2"}]}},
+     "ble.devices[0].address: an address has twelve hexadecimal digits: a1b2"),
     ({"faults": [{"command": "scan", "fault": "late", "ms": -1}]},
      "faults[0].ms: must be a whole number from 0 to 600000"),
     ({"faults": [{"command": "PD", "fault": "late", "probability": 2}]},

@@ -88,7 +88,9 @@ class Commands:
         elif op in _SIGNALS:
             child.send(_SIGNALS[op])
         else:
-            self._history.remember_processes()
+            if name == "zvControlD":
+                self._settle()
+                self._history.remember_processes()
             child.stop_and_wait(signal.SIGKILL if op == "kill" else signal.SIGTERM)
         return child.state()
 

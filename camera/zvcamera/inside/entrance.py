@@ -1,8 +1,9 @@
-"""The camera's way in: the public socket, lighttpd behind it, and between them the front while there are rules for paths.
+"""The camera's way in: the public socket, lighttpd behind it, and between them the front while there are rules for
+paths.
 
-There are three ways. "direct": lighttpd accepts from the public socket. "front": the front does, and asks a lighttpd that
-listens on an inner socket. "closed": connections are refused. The socket itself stays bound all the time, and what waits
-in it while the way changes is taken afterwards.
+There are three ways. "direct": lighttpd accepts from the public socket. "front": the front does, and asks a lighttpd
+that listens on an inner socket. "closed": connections are refused. The socket itself stays bound all the time. What
+waits in it while the way changes is taken afterwards.
 """
 
 import contextlib
@@ -200,13 +201,16 @@ class Entrance:
     # Rules
 
     def _rules_at_work(self):
-        return bool(self._front and self._tell_front("fault_list"))
+        return bool(self._tell_front("fault_list"))
 
     def _tell_front(self, op, **fields):
+        if self._front is None:
+            return None
         try:
             return self._front.ask(op, **fields)
         except AdminError:
-            self._front = None  # it has ended; its misdeed is in the log
+            self._leaving.append(self._front.child)  # it has ended, or hangs; with it go its rules
+            self._front = None
             return None
 
     def _start_front(self):
@@ -240,22 +244,21 @@ class Entrance:
         with self._lock:
             refusing = [{"id": number, "command": values["command"], "fault": "refused", "hits": 0, "skip": 0,
                          "left": "all"} for number, values in self._refusing.items()]
-            return sorted(refusing + ((self._front and self._tell_front("fault_list")) or []),
+            return sorted(refusing + (self._tell_front("fault_list") or []),
                           key=lambda rule: rule["id"])
 
     def remove_rule(self, request):
         number, = take(request, {"id": int})
         with self._lock:
             found = self._refusing.pop(number, None) is not None
-            if not found and not (self._front and self._tell_front("fault_remove", id=number)):
+            if not found and not self._tell_front("fault_remove", id=number):
                 raise AdminError("no fault rule with this id")
             self._go()
 
     def clear_rules(self):
         with self._lock:
             self._refusing.clear()
-            if self._front:
-                self._tell_front("fault_clear")
+            self._tell_front("fault_clear")
             self._go()
 
     def reset(self, rules, seed):
@@ -263,8 +266,7 @@ class Entrance:
         with self._lock:
             self._refusing.clear()
             self._seed = seed
-            if self._front:
-                self._tell_front("reset", seed=seed)
+            self._tell_front("reset", seed=seed)
             self._last_rule = 0
             for values in rules:
                 self._add(values)
@@ -274,6 +276,5 @@ class Entrance:
     def settle(self):
         """Returns when the front has told of every request whose client has its answer."""
         with self._lock:
-            if self._front:
-                self._tell_front("fault_list")
+            self._tell_front("fault_list")
             return self._way == "direct" and self._public.state() == "running"

@@ -3,13 +3,13 @@
     python3 -m zvcamera.inside.front LISTENER CONTROL UPSTREAM SPACE SECRET
 
 LISTENER, CONTROL: descriptors of the camera's listening socket and of the supervisor's socket. UPSTREAM: the web
-server's inner socket. SPACE: the control space, such as /control. SECRET: the inner path below which the web server
-crashes and times out on demand.
+server's inner socket. SPACE: the control space, such as /control. SECRET: the inner path below which gateways crash and
+time out on demand.
 
 Each connection carries one request. Over the control socket come JSON lines: {"op": "accept"}, "pause", "fault_add"
-{"id", "rule"}, "fault_list", "fault_remove" {"id"}, "fault_clear", "reset" {"seed"}; each is answered with a line {"result": ...} or
-{"error": TEXT}. Two events go back: {"request": ...} for each request and {"spent": true} when the last rule has done its
-work. The program ends with the control socket.
+{"id", "rule"}, "fault_list", "fault_remove" {"id"}, "fault_clear", "reset" {"seed"}. Each is answered with a line
+{"result": ...} or {"error": TEXT}. Two events go back: {"request": ...} for each request, and {"spent": true} when the
+last rule has done its work. The program ends with the control socket.
 """
 
 import asyncio

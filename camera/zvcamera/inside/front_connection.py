@@ -121,8 +121,8 @@ class Connection:
         body = b"" if bodiless else rule["body"].encode()
         reason = http.HTTPStatus(status).phrase if status in http.HTTPStatus.__members__.values() else "Status"
         fields = [] if bodiless else [f"Content-Type: {rule['type']}", f"Content-Length: {len(body)}"]
-        lines = [f"HTTP/1.1 {status} {reason}", *fields, "Connection: close", f"Date: {email.utils.formatdate(usegmt=True)}"]
-        head = "\r\n".join([*lines, "", ""]).encode()
+        date = f"Date: {email.utils.formatdate(usegmt=True)}"
+        head = "\r\n".join([f"HTTP/1.1 {status} {reason}", *fields, "Connection: close", date, "", ""]).encode()
         await self._send_body(head, b"" if method == "HEAD" else body, Body(head, method))
 
     # The web server's answers

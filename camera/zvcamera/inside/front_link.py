@@ -22,6 +22,7 @@ class FrontLink:
         self._on_spent = on_spent
         self._answers = queue.Queue()
         self._lock = threading.Lock()
+        self._ended = False
         self._control, theirs = socket.socketpair()
         words = [sys.executable, "-m", "zvcamera.inside.front", str(listener.fileno()), str(theirs.fileno()), upstream,
                  space, secret]
@@ -35,7 +36,7 @@ class FrontLink:
         with self._lock:
             try:
                 self._control.sendall(json.dumps({"op": op, **fields}).encode() + b"\n")
-                answer = self._answers.get(timeout=_PATIENCE)
+                answer = None if self._ended else self._answers.get(timeout=_PATIENCE)
             except (OSError, queue.Empty):
                 answer = None
         if answer is None:
@@ -54,6 +55,7 @@ class FrontLink:
                     threading.Thread(target=self._on_spent, daemon=True).start()
                 else:
                     self._answers.put(told)
+        self._ended = True
         self._answers.put(None)
         self._on_spent()
 

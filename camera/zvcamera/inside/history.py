@@ -1,8 +1,8 @@
 """The HTTP requests that the camera has got: what the web server logs of each, and which gateway served it.
 
-A request is a dict: number (from 1), time (when it began, seconds since the epoch), method, uri (the path as it was sent),
-query, status, bytes (of the answer's body), ms, pid (of the gateway; None when none ran) and fault (id of the rule that
-hit the answer, or None).
+A request is a dict: number (from 1), time (when it began, seconds since the epoch), method, uri (the path as it was
+sent), query, status (0 when nothing was answered), bytes (of the answer's body), ms, pid (of the gateway; None when
+none ran) and fault (ids of the rules that hit the answer, or None).
 """
 
 import collections

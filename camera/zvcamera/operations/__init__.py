@@ -1,6 +1,7 @@
 """The operations on a running camera: each described once, for the command line, for HTTP and for Python."""
 
-from . import requests, scenario, state  # noqa: F401 - each module registers its group, in the order in which help lists them
+# Each module registers its group, in the order in which help lists them.
+from . import requests, scenario, state  # noqa: F401
 from .operation import registered
 
 GROUPS = {

@@ -30,15 +30,15 @@ def test_a_request(target, uri, query, path):
     assert (request.method, request.uri, request.query, request.path) == ("GET", uri, query, path)
 
 
-@pytest.mark.parametrize("head", [b"\r\n\r\n", b"GET /\r\n\r\n", b"PRI * HTTP/2.0\r\n\r\n", b"GET  / HTTP/1.1\r\n\r\n",
-                                  b"GET / HTTP/1.2\r\n\r\n", b"\0 / HTTP/1.1\r\n\r\n"])
-def test_what_the_web_server_has_to_judge(head):
-    assert Request.read(head) is None
+@pytest.mark.parametrize("line", [b"", b"GET /", b"PRI * HTTP/2.0", b"GET  / HTTP/1.1", b"GET / HTTP/1.2",
+                                  b"\0 / HTTP/1.1"])
+def test_what_the_web_server_has_to_judge(line):
+    assert Request.read(line + b"\r\n\r\n") is None
 
 
 def test_a_request_for_one_answer():
-    request = Request.read(b"GET /a?b HTTP/1.1\r\nHost: a\r\nConnection: Upgrade,\r\n HTTP2-Settings\r\nUpgrade: h2c\r\n"
-                           b"X-Connection: stays\r\nkeep-alive: 5\r\n\r\n")
+    request = Request.read(b"GET /a?b HTTP/1.1\r\nHost: a\r\nConnection: Upgrade,\r\n HTTP2-Settings\r\n"
+                           b"Upgrade: h2c\r\nX-Connection: stays\r\nkeep-alive: 5\r\n\r\n")
     assert request.for_one_answer() == \
         b"GET /a?b HTTP/1.1\r\nConnection: close\r\nHost: a\r\nX-Connection: stays\r\n\r\n"
     assert request.for_one_answer("/s/crashed").startswith(b"GET /s/crashed HTTP/1.1\r\nConnection: close\r\n")

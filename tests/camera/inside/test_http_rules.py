@@ -79,8 +79,8 @@ def test_paths_that_a_rule_is_for(command, right, wrong):
 def test_a_rule_lets_pass_hits_and_is_gone():
     rules = _rules({"skip": 2, "count": 2})
     assert _hits(rules, "/x", 3) == [[], [], ["status"]]
-    assert rules.tell() == [{"id": 1, "command": "/*", "fault": "status", "hits": 1, "skip": 0, "left": 1, "status": 503,
-                             "body": "", "type": "text/plain"}]
+    assert rules.tell() == [{"id": 1, "command": "/*", "fault": "status", "hits": 1, "skip": 0, "left": 1,
+                             "status": 503, "body": "", "type": "text/plain"}]
     assert _hits(rules, "/x", 2) == [["status"], []]
     assert not rules
 
