@@ -1,4 +1,5 @@
 """The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/, with run/ (sockets) and fuse_d/ (storage).
+Whoever looks for the camera finds it by the record that find.py leaves.
 
 The life line is a pipe. The folder belongs to the camera until the last process that holds the pipe's write end is
 gone. Then a janitor removes the folder. The janitor is a process of its own: it survives Ctrl-C and the death of the
@@ -14,13 +15,11 @@ import stat
 import subprocess
 import time
 
+from . import find
+
 
 class FolderError(Exception):
     """The camera cannot have the folder."""
-
-
-def base():
-    return os.path.join(os.environ.get("TMPDIR") or "/tmp", f"zvcam-{os.getuid()}")
 
 
 def _make_private(path):
@@ -72,7 +71,8 @@ class CameraFolder:
     """A claimed folder. life_line: the descriptor that every process that uses the folder has to inherit."""
 
     def __init__(self, port, patience=5.0):
-        self.path = os.path.join(base(), str(port))
+        self._port = port
+        self.path = os.path.join(find.base(), str(port))
         self.run = os.path.join(self.path, "run")
         self.fuse_d = os.path.join(self.path, "fuse_d")
         deadline = time.monotonic() + patience
@@ -96,9 +96,10 @@ class CameraFolder:
         os.set_inheritable(self.life_line, False)
         # The janitor inherits the lock, so nobody can claim the folder before it is removed. It also inherits the
         # blocked signals, so it does its work even when everything else is told to end.
-        script = 'cat >/dev/null; rm -rf -- "$1"; rmdir -- "$2" 2>/dev/null; :'
+        script = 'cat >/dev/null; rm -f -- "$3"; rm -rf -- "$1"; rmdir -- "$2" "${3%/*}" 2>/dev/null; :'
+        record = find.leave_record(self._port, self.run) or "/nonexistent/record"
         self._janitor = subprocess.Popen(
-            ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path)],
+            ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path), record],
             stdin=end, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=(lock,),
             start_new_session=True, cwd="/")
         os.close(end)

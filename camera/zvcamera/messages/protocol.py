@@ -14,6 +14,7 @@ CATEGORY_REPLY = 3
 BLE_TAG = b"BL"
 PAIRING_STATE_COMMANDS = ("PD", "PX")  # those that zvNetD carries out itself
 ANY_COMMAND = "*"  # in a fault rule
+QUEUE_DAEMONS = ("zvNetD", "zvBleD")  # the programs that serve a queue, in the order in which a request passes them
 
 SCAN_ENTRY_SIZE = 82
 WHITELIST_ENTRY_SIZE = 41
