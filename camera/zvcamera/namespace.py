@@ -64,7 +64,8 @@ def _house(build_dir, camera_dir, scenario):
 
 def _machine():
     """The machine's files that a program needs to start."""
-    words = ["--ro-bind", "/usr", "/usr", "--tmpfs", "/usr/local", "--perms", "0777", "--dir", f"{INSTALLATION}/etc"]
+    words = ["--ro-bind", "/usr", "/usr", "--perms", "0777", "--tmpfs", "/usr/local",
+             "--perms", "0777", "--dir", f"{INSTALLATION}/etc"]
     for name in ("bin", "sbin", "lib", "lib32", "lib64", "libx32"):
         if os.path.islink(f"/{name}"):
             words += ["--symlink", os.readlink(f"/{name}"), f"/{name}"]
@@ -80,7 +81,7 @@ def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, stage, sce
     place in the camera). network: one of sandbox.NETWORKS.
     """
     pairs = [*_installation(build_dir, gateway_dir), *_house(build_dir, camera_dir, scenario), *more]
-    words = [*sandbox.walls(network), *_machine(), *sandbox.folders(),
+    words = [*sandbox.walls(network), *sandbox.folders(), *_machine(),
              "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d",
              *sandbox.read_only(pairs, stage), "--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():

@@ -66,6 +66,8 @@ def folders():
     words = ["--proc", "/proc", "--ro-bind", "/proc/sys", "/proc/sys", "--dev", "/dev", "--mqueue", "/dev/mqueue"]
     for folder in ("/tmp", "/run", "/dev/shm"):
         words += ["--perms", "1777", "--tmpfs", folder]
+    for folder in ("/etc", "/srv"):
+        words += ["--perms", "0777", "--dir", folder]
     return words + ["--symlink", LOG_SOCKET, "/dev/log"]
 
 
@@ -92,7 +94,7 @@ def _parents(places):
     """Options that make the folders above the places. bubblewrap would make them for its own user alone."""
     folders = {os.path.join(*parts[:end]) for parts in (pathlib.PurePath(place).parts for place in places)
                for end in range(2, len(parts))}
-    return [word for folder in sorted(folders) for word in ("--perms", "0755", "--dir", folder)]
+    return [word for folder in sorted(folders) for word in ("--perms", "0777", "--dir", folder)]
 
 
 def read_only(pairs, stage):

@@ -10,11 +10,13 @@ import os
 import re
 
 _OWN_HOSTS = ("localhost", "127.0.0.1", "[::1]")
+# No site on the Internet has a name without a dot, so none can make a browser send one.
+_NAMES_WITHOUT_DOT = "[A-Za-z0-9_-]+"
 _HOST = re.compile(r"[A-Za-z0-9.-]+|\[[0-9A-Fa-f:.]+\]")
 _ORIGIN = re.compile(r"https?://([A-Za-z0-9.-]+|\[[0-9A-Fa-f:.]+\])(:\d{1,5})?")
 
 _TEXTS = {
-    "host": 'The field "Host" names no camera: it is not localhost, 127.0.0.1 or [::1]. --allow-host NAME allows it.',
+    "host": 'The field "Host" names a site: no 127.0.0.1, [::1] or name without a dot. --allow-host NAME allows it.',
     "origin": 'The field "Origin" names another site than the camera. --cors ORIGIN allows it.',
     "site": 'The field "Sec-Fetch-Site" says that a page of another site asks. --cors ORIGIN allows its origin.',
     "options": "The camera answers no OPTIONS: pages of other sites may not use it. --cors ORIGIN allows one.",
@@ -51,7 +53,7 @@ def configuration(port, hosts, origins, folder):
     hosts, origins: allowed ones beside the camera's own. folder: where write_texts() puts the answers' bodies.
     """
     own = [f"http://{host}:{port}" for host in _OWN_HOSTS]
-    known_hosts = _any_of((*_OWN_HOSTS, *hosts))
+    known_hosts = f"{_NAMES_WITHOUT_DOT}|{_any_of((*_OWN_HOSTS, *hosts))}"
     known_origins = _any_of((*own, *origins))
     allowed = f'$REQUEST_HEADER["Origin"] !~ "^({_any_of(origins)})$" {{\n' if origins else ""
     end = "}\n" if origins else ""
