@@ -28,7 +28,7 @@ import subprocess
 import sys
 import threading
 
-from . import children, stream, web
+from . import children, guard, stream, web
 from .collector import Collector
 
 _SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
@@ -171,6 +171,8 @@ def main():
     parser.add_argument("--scenario")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
+    parser.add_argument("--allow-host", action="append", default=[])
+    parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
@@ -178,7 +180,8 @@ def main():
     reports = Reports()
     log = Collector((lambda record: reports.send(log=record)) if arguments.report_log else None)
     programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
-    for child in web.servers(arguments.web_server, listener, arguments.control_program, log):
+    allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
+    for child in web.servers(arguments.web_server, listener, arguments.control_program, log, allowed):
         programs[child.name] = child
     try:
         _copy_settings()
