@@ -65,11 +65,14 @@ class Camera:
     web_server: lighttpd, nginx or busybox.
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     more: pairs of paths (a file on the machine, its place in the camera).
+    control: whether the camera is controlled over HTTP, too; control_hosts: names that it may be called there besides
+        those of this machine.
     on_record: a function; a thread calls it with each log record.
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
-                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None):
+                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None, control=True,
+                 control_hosts=()):
         self.build_dir = os.path.abspath(build_dir)
         self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
@@ -80,6 +83,7 @@ class Camera:
         self.web_server = web_server
         self._space = web.URL_SPACES[web_server]
         self._more = tuple(more)
+        self._control = ["--control-host=" + name for name in control_hosts] if control else ["--no-control"]
         self._on_record = on_record
         self._folder = None
         self._process = None
@@ -155,7 +159,7 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
                 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
-                "--listen-fd", str(listener.fileno()), "--web-server", self.web_server]
+                "--listen-fd", str(listener.fileno()), "--web-server", self.web_server, *self._control]
         if self._on_record:
             line.append("--report-log")
         if self._scenario:
