@@ -23,8 +23,8 @@ class OnDemandChild(Child):
     """Listens on a Unix socket at path, and starts the program when a client connects.
 
     The program is given the number of the socket's descriptor as its first argument behind argv. Clients that connect
-    while it starts wait in the socket. When it was ended by hand, or has ended by itself, clients are refused until it is
-    started by hand.
+    while it starts wait in the socket. When it was ended by hand, or has ended by itself, clients are refused until it
+    is started by hand.
     """
 
     def __init__(self, name, argv, arguments, log, path):

@@ -55,7 +55,7 @@ def check(headers, more_names=()):
     _check_peer(headers)
     host = _check_host(headers, (*OWN_NAMES, *map(str.lower, more_names)))
     for origin in headers.getall("Origin", []):
-        if origin.lower() != f"http://{host}":
+        if origin.lower().removesuffix(":80") != f"http://{host.removesuffix(':80')}":
             raise Refused(f"Origin: {origin!r} is not the camera's own, http://{host}")
     for site in headers.getall("Sec-Fetch-Site", []):
         if site not in ("same-origin", "none"):

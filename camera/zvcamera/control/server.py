@@ -56,7 +56,8 @@ def _as_answer(error):
 
 
 def _response(status, text, fields=None):
-    return web.Response(status=status, text=text + "\n", content_type="application/json", headers={**_FIELDS, **(fields or {})})
+    return web.Response(status=status, text=text + "\n", content_type="application/json",
+                        headers={**_FIELDS, **(fields or {})})
 
 
 def _error(error):

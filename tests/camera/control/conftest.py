@@ -55,8 +55,8 @@ def calls(monkeypatch):
                   (Parameter("name"), Parameter("value", choices=("on", "off")))),
         Operation(("item", "all"), "GET", "/item/all", "Show all", made.act),
         Operation(("item", "remove"), "DELETE", "/item/{name}", "Remove an item", made.act, (Parameter("name"),)),
-        Operation(("kinds", "follow"), "GET", "/kinds", "Follow", made.follow, (Parameter("count", "number", default=0),),
-                  follows=True))
+        Operation(("kinds", "follow"), "GET", "/kinds", "Follow", made.follow,
+                  (Parameter("count", "number", default=0),), follows=True))
     monkeypatch.setattr(operations, "all", lambda: described)
     return made
 

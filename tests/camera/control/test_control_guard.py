@@ -78,3 +78,8 @@ def test_clients_elsewhere_are_refused(address):
 
 def test_the_last_of_several_addresses_counts():
     assert "10.1.2.3" in refusal(HOST, ("X-Forwarded-For", "127.0.0.1"), ("X-Forwarded-For", "10.1.2.3"))
+
+
+def test_a_port_that_everybody_leaves_out_may_be_left_out():
+    check(("Host", "localhost:80"), ("Origin", "http://localhost"))
+    check(("Host", "localhost"), ("Origin", "http://localhost:80"))

@@ -31,7 +31,8 @@ def test_an_operation_that_follows_has_a_path_of_its_own(calls):
 
 
 @pytest.mark.parametrize("path", ["/simulator/nothing", "/simulator/item", "/simulator/item/", "/simulator/item/a/b",
-                                  "/simulator//kinds", "/simulator/kinds/", "/simulators", "/", "", "/simulator/../kinds"])
+                                  "/simulator//kinds", "/simulator/kinds/", "/simulators", "/", "",
+                                  "/simulator/../kinds"])
 def test_other_paths_are_not_found(calls, path):
     with pytest.raises(routes.NotFound):
         routes.find("GET", path)
