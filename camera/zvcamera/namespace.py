@@ -78,12 +78,18 @@ def _machine():
     return words
 
 
+_UNSHARED = ("--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL")
+_KERNEL = ("--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run")
+
+
+def probe():
+    """bubblewrap's arguments for a program that ends at once, in namespaces like a camera's."""
+    return [*_UNSHARED, *_machine(), *_KERNEL, "--", "/bin/true"]
+
+
 def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None, more=()):
     """bubblewrap's options. more: pairs of paths (a file on the machine, its place in the camera)."""
-    words = ["--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
-    words += _machine()
-    words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",
-              "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
+    words = [*_UNSHARED, *_machine(), *_KERNEL, "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
     words += _installation(build_dir, gateway_dir) + _house(build_dir, camera_dir, scenario) + _read_only(more)
     words += ["--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():
