@@ -66,6 +66,7 @@ class Camera:
     web_server: lighttpd, nginx or busybox.
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     more: pairs of paths (a file on the machine, its place in the camera).
+    control: whether the camera is controlled over HTTP, too.
     on_record: a function; a thread calls it with each log record.
     network: "own", where the camera's programs reach nothing but themselves, or "host".
     allow_hosts, cors_origins: who may use the camera beside its own address and pages, for example "camera.test" and
@@ -75,7 +76,7 @@ class Camera:
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
                  web_server="lighttpd", gateway_dir=None, more=(), on_record=None, network="own", tracing=False,
-                 allow_hosts=(), cors_origins=()):
+                 allow_hosts=(), cors_origins=(), control=True):
         self.build_dir = os.path.abspath(build_dir)
         self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
@@ -86,6 +87,7 @@ class Camera:
         self.web_server = web_server
         self._space = web.URL_SPACES[web_server]
         self._more = tuple(more)
+        self._control = [] if control else ["--no-control"]
         self._on_record = on_record
         self._network = "host" if web_server == "busybox" else network  # busybox opens the port itself
         self._tracing = tracing
@@ -169,8 +171,7 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = [self._bwrap(), "--args", str(options), "--seccomp", str(rules), "--", *sandbox.command(
             ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
-             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
-        line += self._allowed
+             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server, *self._control, *self._allowed])]
         if self._on_record:
             line.append("--report-log")
         if self._scenario:

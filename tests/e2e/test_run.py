@@ -147,7 +147,8 @@ def test_taken_port(open_path, build_dir):
                                                                     "TMPDIR": str(open_path)},
                               capture_output=True, text=True, timeout=30, check=False)
     assert done.returncode == 1
-    assert done.stderr == f"run: port {port} of 127.0.0.1 cannot be used: Address already in use\n"
+    assert done.stderr == f"run: port {port} of 127.0.0.1 cannot be used: Address already in use; " \
+        "--port 0 takes a free one\n"
     assert os.listdir(open_path) == []
 
 
