@@ -1,5 +1,6 @@
 """The camera's programs, and what they say. By way of the supervisor."""
 
+import contextlib
 import select
 import time
 
@@ -67,6 +68,21 @@ def _chosen(records, lines, program):
     return kept if lines is None else kept[max(0, len(kept) - lines):]
 
 
+def _news(link):
+    """Yields whenever there are more records. It only tells so: the log itself has them in order, none twice."""
+    try:
+        subscription = link.subscribe("supervisor", "log_follow")
+    except Unreachable:
+        raise
+    except AdminError:
+        while True:
+            yield time.sleep(0.2)
+    with subscription:
+        while True:
+            select.select([subscription], [], [])
+            yield subscription.events()
+
+
 @operation("log", "GET /log", "Print the log of the camera's programs", _SINCE, _LINES, _PROGRAM,
            text=lambda answer: "".join(map(_record_text, answer["records"])))
 def log(link, since, lines, program):
@@ -77,10 +93,9 @@ def log(link, since, lines, program):
 @operation("log follow", "GET /log/events", "Go on with the lines to come", _SINCE, _LINES, _PROGRAM,
            text=_record_text, follows=True, options=("--follow", "-f"))
 def follow_log(link, since, lines, program):
-    with link.subscribe("supervisor", "log_follow") as news:
+    with contextlib.closing(_news(link)) as news:
         while True:
             answer = link.call("supervisor", "log", since=since)
             yield from _chosen(answer["records"], lines, program)
             since, lines = answer["next"], None
-            select.select([news], [], [])
-            news.events()  # only tells that there are more: the log itself has them in order, none twice
+            next(news)

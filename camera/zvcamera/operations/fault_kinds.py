@@ -62,7 +62,7 @@ def canonical(command):
     """The command of a rule by its name, or a path; raises InvalidRequest for anything else."""
     name = command if is_path(command) else protocol.canonical(command)
     if not name:
-        raise InvalidRequest(f"command: no such command: {unknown('command', command, commands())}")
+        raise InvalidRequest(unknown("command", command, commands()))
     return name
 
 

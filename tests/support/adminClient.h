@@ -1,4 +1,4 @@
-// The tool's end of a daemon's admin socket.
+// A test's end of a daemon's admin socket.
 #pragma once
 
 #include "jsonReader.h"
@@ -10,7 +10,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace zvcamera {
+namespace zvtest {
+
+using zvcamera::Json;
 
 // The daemon ended, or did not answer in time.
 class NoAnswer : public std::runtime_error {
@@ -41,4 +43,4 @@ private:
     std::string name_;
 };
 
-} // namespace zvcamera
+} // namespace zvtest

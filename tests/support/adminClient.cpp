@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace zvcamera {
+namespace zvtest {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -33,7 +33,7 @@ void sendAll(int fd, const std::string& text, Clock::time_point deadline) {
 
 } // namespace
 
-AdminClient::AdminClient(const std::string& path) : fd_(connectUnix(path, SOCK_STREAM)), name_(path) {}
+AdminClient::AdminClient(const std::string& path) : fd_(zvcamera::connectUnix(path, SOCK_STREAM)), name_(path) {}
 
 bool AdminClient::readLine(std::string& line, Clock::time_point deadline) {
     for (;;) {
@@ -60,7 +60,7 @@ bool AdminClient::readLine(std::string& line, Clock::time_point deadline) {
 Json AdminClient::call(const std::string& op, Json arguments, std::chrono::milliseconds wait) {
     const Clock::time_point deadline = Clock::now() + wait;
     arguments["op"] = op;
-    sendAll(fd_.get(), toLine(arguments) + "\n", deadline);
+    sendAll(fd_.get(), zvcamera::toLine(arguments) + "\n", deadline);
     for (std::string line; readLine(line, deadline);) {
         const Json answer = Json::parse(line);
         if (answer.contains("event")) {
@@ -85,4 +85,4 @@ Json AdminClient::nextEvent(std::chrono::milliseconds wait) {
     return nullptr;
 }
 
-} // namespace zvcamera
+} // namespace zvtest
