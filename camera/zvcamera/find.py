@@ -1,7 +1,7 @@
 """Finds the cameras of this user that run.
 
-Each camera leaves a record, whatever TMPDIR it was started with: a file of JSON in /tmp/zvcam-<uid>.running, a folder
-that nobody but its user can write. Whoever looks takes a record for true only when somebody serves the camera's admin
+Each camera leaves a record, whatever TMPDIR it was started with: a file of JSON in /tmp/zvcam-<uid>.running or, where
+another user has taken that, in ~/.cache/zvcam-running; nobody but the user can write there. Whoever looks takes a record for true only when somebody serves the camera's admin
 sockets: a record that was left behind is none.
 """
 
@@ -39,31 +39,34 @@ def base():
     return os.path.join(os.environ.get("TMPDIR") or "/tmp", f"zvcam-{os.getuid()}")
 
 
-def records():
-    """The folder of the records."""
-    return f"/tmp/zvcam-{os.getuid()}.running"
+def _record_folders():
+    """The folders for records. The first is the same whatever the environment; another user may have taken it, though."""
+    return (f"/tmp/zvcam-{os.getuid()}.running", os.path.expanduser("~/.cache/zvcam-running"))
 
 
-def _is_private(path):
+def is_private(path):
+    """Whether path is a folder that nobody but this user can write."""
     with contextlib.suppress(OSError):
         found = os.lstat(path)
         return stat.S_ISDIR(found.st_mode) and found.st_uid == os.getuid() and not found.st_mode & 0o022
     return False
 
 
+def _write_record(folder, port, run_dir):
+    # A name of its own: nothing that still ends the last camera of this port can remove it.
+    path = os.path.join(folder, f"{port}.{secrets.token_hex(8)}")
+    with open(path, "x", encoding="utf-8") as file:
+        json.dump({"port": port, "run_dir": os.path.abspath(run_dir), "pid": os.getpid()}, file)
+    return path
+
+
 def leave_record(port, run_dir):
     """Leaves a record of a camera that this process starts. Returns its path, or None when none can be left."""
-    folder = records()
-    with contextlib.suppress(OSError):
-        with contextlib.suppress(FileExistsError):
-            os.mkdir(folder, 0o700)
-        if not _is_private(folder):
-            return None
-        # A name of its own: nothing that still ends the last camera of this port can remove it.
-        path = os.path.join(folder, f"{port}.{secrets.token_hex(8)}")
-        with open(path, "x", encoding="utf-8") as file:
-            json.dump({"port": port, "run_dir": os.path.abspath(run_dir), "pid": os.getpid()}, file)
-        return path
+    for folder in _record_folders():
+        with contextlib.suppress(OSError):
+            os.makedirs(folder, mode=0o700, exist_ok=True)
+            if is_private(folder):
+                return _write_record(folder, port, run_dir)
     return None
 
 
@@ -109,15 +112,15 @@ def _listed(folder):
 
 
 def _recorded():
-    folder = records()
-    for name in _listed(folder) if _is_private(folder) else ():
-        found = _read_record(os.path.join(folder, name))
-        if found:
-            yield found
+    for folder in filter(is_private, _record_folders()):
+        for name in _listed(folder):
+            found = _read_record(os.path.join(folder, name))
+            if found:
+                yield found
 
 
 def _below(folder):
-    for name in _listed(folder) if _is_private(folder) else ():
+    for name in _listed(folder) if is_private(folder) else ():
         port = port_of(name)
         run_dir = os.path.join(folder, name, "run")
         if port is not None and os.path.isdir(run_dir):
