@@ -226,11 +226,14 @@ class Camera:
 
     # Questions
 
-    def get(self, path, timeout=60.0, method="GET"):
-        """Sends an HTTP request for a path below the control URL space, and returns the answer."""
+    def get(self, path, timeout=60.0, method="GET", fields=None):
+        """Sends an HTTP request for a path below the control URL space, and returns the answer.
+
+        fields: header fields of the request, by name.
+        """
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
-            connection.request(method, self._space + path)
+            connection.request(method, self._space + path, headers=fields or {})
             return Answer(connection.getresponse())
         finally:
             connection.close()
