@@ -1,4 +1,6 @@
-"""The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/, with run/ (sockets) and fuse_d/ (storage).
+"""The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/.
+
+In it are run/ (sockets), fuse_d/ (storage) and stage/ (copies of files that the camera's user could not read).
 
 The life line is a pipe. The folder belongs to the camera until the last process that holds the pipe's write end is
 gone. Then a janitor removes the folder. The janitor is a process of its own: it survives Ctrl-C and the death of the
@@ -12,7 +14,10 @@ import shutil
 import signal
 import stat
 import subprocess
+import tempfile
 import time
+
+from . import sandbox
 
 
 class FolderError(Exception):
@@ -23,13 +28,27 @@ def base():
     return os.path.join(os.environ.get("TMPDIR") or "/tmp", f"zvcam-{os.getuid()}")
 
 
+def _is_private(path):
+    found = os.lstat(path)
+    return stat.S_ISDIR(found.st_mode) and found.st_uid == os.getuid() and not found.st_mode & 0o022
+
+
 def _make_private(path):
     try:
         os.mkdir(path, 0o700)
     except FileExistsError:
-        found = os.lstat(path)
-        if not stat.S_ISDIR(found.st_mode) or found.st_uid != os.getuid() or found.st_mode & 0o022:
+        if not _is_private(path):
             raise FolderError(f"{path} exists and is not a private folder of this user") from None
+
+
+def _own_base():
+    """base(), or a folder of another name when another user has taken that: the temporary folder is everybody's."""
+    path = base()
+    try:
+        return path if _is_private(path) else tempfile.mkdtemp(prefix=f"{os.path.basename(path)}-",
+                                                               dir=os.path.dirname(path))
+    except FileNotFoundError:
+        return path
 
 
 def _try_claim(path):
@@ -72,9 +91,10 @@ class CameraFolder:
     """A claimed folder. life_line: the descriptor that every process that uses the folder has to inherit."""
 
     def __init__(self, port, patience=5.0):
-        self.path = os.path.join(base(), str(port))
+        self.path = os.path.join(_own_base(), str(port))
         self.run = os.path.join(self.path, "run")
         self.fuse_d = os.path.join(self.path, "fuse_d")
+        self.stage = os.path.join(self.path, "stage")
         deadline = time.monotonic() + patience
         while not self._make():
             if time.monotonic() > deadline:
@@ -90,8 +110,9 @@ class CameraFolder:
         return lock is not None
 
     def _furnish(self, lock):
-        os.mkdir(self.run, 0o700)
-        os.mkdir(self.fuse_d, 0o755)
+        for folder in (self.run, self.fuse_d, self.stage):
+            os.mkdir(folder, 0o700)
+            sandbox.give(folder)
         end, self.life_line = os.pipe()
         os.set_inheritable(self.life_line, False)
         # The janitor inherits the lock, so nobody can claim the folder before it is removed. It also inherits the

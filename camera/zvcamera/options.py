@@ -4,7 +4,9 @@ import argparse
 import json
 import os
 
+from . import sandbox
 from .camera import SOURCE_DIR, CameraError, listen
+from .inside import guard
 from .version import version
 
 COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
@@ -17,6 +19,18 @@ def _port(text):
     if not text.isascii() or not text.isdecimal() or len(text) > 5 or int(text) > 65535:
         raise argparse.ArgumentTypeError(f"must be a whole number from 0 to 65535, not {text!r}")
     return int(text)
+
+
+def _host(text):
+    if not guard.is_host(text):
+        raise argparse.ArgumentTypeError(f"must be a host name or address, not {text!r}")
+    return text
+
+
+def _origin(text):
+    if not guard.is_origin(text):
+        raise argparse.ArgumentTypeError(f"must be an origin such as http://localhost:3000, not {text!r}")
+    return text
 
 
 class _Parser(argparse.ArgumentParser):
@@ -48,8 +62,13 @@ def _parser():
                         help="write the camera's URL into this file when it answers; removed at the end")
     parser.add_argument("--quiet", action="store_true", help="print no log lines")
     parser.add_argument("--no-control", action="store_true", help="leave out control over HTTP (/simulator)")
-    parser.add_argument("--control-host", action="append", default=[], metavar="NAME",
-                        help="another host name under which control over HTTP may be asked; may be repeated")
+    parser.add_argument("--allow-host", action="append", default=[], type=_host, metavar="NAME",
+                        help="answer under this host name, too; may be repeated")
+    parser.add_argument("--cors", action="append", default=[], type=_origin, metavar="ORIGIN",
+                        help="let pages of this origin (http://localhost:3000) use the gateway; may be repeated")
+    parser.add_argument("--network", choices=sandbox.NETWORKS, default="own",
+                        help="what the camera's programs reach: nothing but themselves (own, the default), or the "
+                             "machine's network (host)")
     return parser
 
 

@@ -1,54 +1,110 @@
-"""Whether this machine lets the user make the camera's namespaces, and what to do when it does not."""
+"""The walls around the camera's programs, as arguments of bubblewrap.
+
+`execute` runs whatever commands a client sends. So the sandbox has to hold them:
+
+- They never have root's rights: when root brings the camera up, they run as a user of their own, without capabilities.
+- Of the machine's files they see /usr and what the camera needs, read-only; /proc/sys too.
+- They have process, message queue and network namespaces of their own, and an environment of their own.
+- The kernel refuses them what a camera never needs (wall.py).
+"""
 
 import os
-import subprocess
+import pathlib
+import pwd
+import shutil
+import stat
 
-from . import namespace
-from .camera import CameraError
-
-# Setting, the value that forbids namespaces, a value that allows them.
-_SETTINGS = (
-    ("kernel.unprivileged_userns_clone", "0", "1"),
-    ("kernel.apparmor_restrict_unprivileged_userns", "1", "0"),
-    ("user.max_user_namespaces", "0", "10000"),
-    ("user.max_mnt_namespaces", "0", "10000"),
-    ("user.max_pid_namespaces", "0", "10000"),
-    ("user.max_ipc_namespaces", "0", "10000"),
-)
-_CONTAINER_MARKS = ("/.dockerenv", "/run/.containerenv")
-_CONTAINER_ADVICE = (
-    "in a container, it takes these options of its start:\n"
-    "    docker run --security-opt seccomp=unconfined --security-opt apparmor=unconfined "
-    "--security-opt systempaths=unconfined\n"
-    "    podman run --security-opt seccomp=unconfined --security-opt unmask=ALL")
+# The number of the user as whom the programs run when root starts them. Nobody else may have it.
+_FIRST_USER = 65433
+NETWORKS = ("own", "host")
+LOG_SOCKET = "/run/log"  # where /dev/log leads: bubblewrap makes /dev as the user that starts it
 
 
-def _value(setting):
+def _is_free(number):
     try:
-        with open(f"/proc/sys/{setting.replace('.', '/')}", encoding="ascii") as file:
-            return file.read().strip()
-    except OSError:
-        return None
+        pwd.getpwuid(number)
+    except KeyError:
+        return True
+    return False
 
 
-def _advice():
-    """What may help, a text for each way."""
-    told = [f"this setting of the machine forbids them; as root: sysctl -w {name}={right}"
-            for name, wrong, right in _SETTINGS if _value(name) == wrong]
-    if not told or any(map(os.path.exists, _CONTAINER_MARKS)):
-        told.append(_CONTAINER_ADVICE)
-    return told
+def user():
+    """The number of the user as whom the camera's programs run: never root's."""
+    if os.getuid() != 0:
+        return os.getuid()
+    return next(number for number in range(_FIRST_USER, 0, -1) if _is_free(number))
 
 
-def check():
-    """Raises CameraError, with what to do, when a camera's namespaces cannot be made here."""
-    try:
-        done = subprocess.run(["bwrap", *namespace.probe()], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                              errors="backslashreplace", timeout=30, check=False)
-    except FileNotFoundError as error:
-        raise CameraError("bwrap is missing; the package bubblewrap has it") from error
-    except (OSError, subprocess.TimeoutExpired) as error:
-        raise CameraError(f"bwrap does not run: {error}") from error
-    if done.returncode != 0:
-        said = done.stderr.strip() or f"bwrap: status {done.returncode}"
-        raise CameraError("\n".join([f"the camera's namespaces cannot be made: {said}", *_advice()]))
+def give(path):
+    """Makes a file or folder that of the user as whom the camera's programs run."""
+    if os.getuid() == 0:
+        os.chown(path, user(), user(), follow_symlinks=False)
+
+
+def command(words):
+    """The command that bubblewrap has to start, so that a program with these words runs as user()."""
+    if os.getuid() != 0:
+        return words
+    number = str(user())
+    return ["/usr/bin/setpriv", "--reuid", number, "--regid", number, "--clear-groups", "--inh-caps=-all",
+            *words]
+
+
+def walls(network):
+    """bubblewrap's options. network: "own" has only loopback and the listening socket that is handed in; "host" is the
+    machine's."""
+    words = ["--die-with-parent", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
+    if os.getuid() == 0:
+        words += ["--cap-add", "CAP_SETUID", "--cap-add", "CAP_SETGID"]  # for command(); they go with root's number
+    if network == "own":
+        words.append("--unshare-net")
+    return words
+
+
+def folders():
+    """The camera's own system folders, and those that every program may write to."""
+    words = ["--proc", "/proc", "--ro-bind", "/proc/sys", "/proc/sys", "--dev", "/dev", "--mqueue", "/dev/mqueue"]
+    for folder in ("/tmp", "/run", "/dev/shm"):
+        words += ["--perms", "1777", "--tmpfs", folder]
+    for folder in ("/etc", "/srv"):
+        words += ["--perms", "0777", "--dir", folder]
+    return words + ["--symlink", LOG_SOCKET, "/dev/log"]
+
+
+def _is_open(path):
+    """Whether any user may read the file, or the folder and all that is in it."""
+    if os.path.isdir(path):
+        return (os.stat(path).st_mode & 0o005 == 0o005
+                and all(_is_open(os.path.join(path, name)) for name in os.listdir(path)))
+    mode = os.stat(path).st_mode
+    return bool(mode & stat.S_IROTH) and (not mode & stat.S_IXUSR or bool(mode & stat.S_IXOTH))
+
+
+def _copy(path, place):
+    if os.path.isdir(path):
+        os.mkdir(place, 0o755)
+        for name in os.listdir(path):
+            _copy(os.path.join(path, name), os.path.join(place, name))
+    else:
+        shutil.copyfile(path, place)
+        os.chmod(place, 0o755 if os.access(path, os.X_OK) else 0o644)
+
+
+def _parents(places):
+    """Options that make the folders above the places. bubblewrap would make them for its own user alone."""
+    folders = {os.path.join(*parts[:end]) for parts in (pathlib.PurePath(place).parts for place in places)
+               for end in range(2, len(parts))}
+    return [word for folder in sorted(folders) for word in ("--perms", "0777", "--dir", folder)]
+
+
+def read_only(pairs, stage):
+    """Options that show files of the machine in the camera. pairs: the file, its place in the camera. What root alone
+    may read is copied to the folder `stage`, since the programs do not run as root."""
+    words = _parents(place for _, place in pairs)
+    for number, (path, place) in enumerate(pairs):
+        if user() != os.getuid() and not _is_open(path):
+            copied = os.path.join(stage, str(number))
+            _copy(path, copied)
+            path = copied
+        words += ["--ro-bind", path, place]
+    return words

@@ -7,10 +7,10 @@ import re
 import subprocess
 
 from zvcamera.camera import SOURCE_DIR as ROOT
-from zvcamera.camera import Camera
+from zvcamera.camera import Camera, CameraError
 from zvcamera.namespace import LIBRARIES, PROGRAMS
 
-__all__ = ["LIBRARIES", "PROGRAMS", "ROOT"]
+__all__ = ["CameraError", "LIBRARIES", "PROGRAMS", "ROOT"]
 ORDINARY_USER = 65534
 from zvcamera.namespace import emulated
 
@@ -40,7 +40,7 @@ class TestCamera(Camera):
     def __init__(self, build_dir, **options):
         self.records = []
         super().__init__(build_dir, on_record=self.records.append,
-                         **{"gateway_dir": self.default_gateway_dir, **options})
+                         **{"gateway_dir": self.default_gateway_dir, "tracing": is_sanitized(build_dir), **options})
 
     def tool(self, *words):
         """Runs the camera's tool as a user would, and returns its output."""

@@ -1,7 +1,7 @@
 """Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
     python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE] [--control-program FILE]
-                                          [--web-server NAME] [--report-log] [--no-control] [--control-host NAME]...
+                                          [--web-server NAME] [--report-log] [--no-control]
 
 It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
 the end, {"ended": [misdeeds]}; with --report-log also {"log": record}.
@@ -29,7 +29,7 @@ import sys
 import threading
 
 from ..control import child as control
-from . import children, stream, web
+from . import children, guard, stream, web
 from .collector import Collector
 
 _SIGNALS = {"stop": signal.SIGSTOP, "cont": signal.SIGCONT}
@@ -172,16 +172,19 @@ def main():
     parser.add_argument("--scenario")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
+    parser.add_argument("--allow-host", action="append", default=[])
+    parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
-    control.add_options(parser)
+    parser.add_argument("--no-control", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
 
     reports = Reports()
     log = Collector((lambda record: reports.send(log=record)) if arguments.report_log else None)
     programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
+    allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
     for child in (*control.programs(arguments, log),
-                  *web.servers(arguments.web_server, listener, arguments.control_program, log)):
+                  *web.servers(arguments.web_server, listener, arguments.control_program, log, allowed)):
         programs[child.name] = child
     try:
         _copy_settings()
