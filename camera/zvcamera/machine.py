@@ -20,12 +20,17 @@ _CONTAINER_MARKS = ("/.dockerenv", "/run/.containerenv")
 _ROOT = "--cap-add SYS_ADMIN --cap-add NET_ADMIN "
 _DOCKER = "--security-opt seccomp=unconfined --security-opt apparmor=unconfined"
 _PODMAN = "--security-opt seccomp=unconfined --security-opt unmask=ALL"
-# Root makes its namespaces by its rights, an ordinary user in a user namespace. There, a /proc of its own is only to be
-# had where nothing of the container's is hidden.
-_CONTAINER_ADVICE = {
-    "root": f"    docker run {_ROOT}{_DOCKER}\n    podman run {_ROOT}{_PODMAN}",
-    "user": f"    docker run {_DOCKER} --security-opt systempaths=unconfined\n    podman run {_PODMAN}",
-}
+
+
+def container_advice(kind):
+    """What a container has to be started with for the "root" or a "user" in it.
+
+    Root makes its namespaces by its rights, an ordinary user in a user namespace. There, a /proc of its own is only to
+    be had where nothing of the container's is hidden.
+    """
+    if kind == "root":
+        return f"    docker run {_ROOT}{_DOCKER}\n    podman run {_ROOT}{_PODMAN}"
+    return f"    docker run {_DOCKER} --security-opt systempaths=unconfined\n    podman run {_PODMAN}"
 
 
 def _value(setting):
@@ -42,7 +47,7 @@ def _advice():
             for name, wrong, right in _SETTINGS if _value(name) == wrong]
     if not told or any(map(os.path.exists, _CONTAINER_MARKS)):
         kind = "user" if os.getuid() else "root"
-        told.append(f"in a container, {kind} needs these options at its start:\n{_CONTAINER_ADVICE[kind]}")
+        told.append(f"in a container, {kind} needs these options at its start:\n{container_advice(kind)}")
     return told
 
 

@@ -1,11 +1,11 @@
-"""Fixtures for the tests of a camera's clients: pytest -p zvcamera.pytest_plugin, with this package's folder in PYTHONPATH.
+"""Fixtures for the tests of a camera's clients. With this package's folder in PYTHONPATH: -p zvcamera.pytest_plugin
 
     camera            a camera as its scenario has it, reset before each test
     camera_session    a camera for the whole session, which nothing resets
 
-@pytest.mark.camera(scenario=..., port=...) chooses for a test, a class or a file: the name of a scenario that comes with
-the camera ("crowded"), the path of a file beside the test, or a dict. An indirect parameter does the same: the scenario,
-or a dict of the mark's keywords. Each worker of pytest-xdist has cameras of its own.
+@pytest.mark.camera(scenario=..., port=...) chooses for a test, a class or a file: the name of a scenario that comes
+with the camera ("crowded"), the path of a file beside the test, or a dict. An indirect parameter does the same: the
+scenario, or a dict of the mark's keywords. Each worker of pytest-xdist has cameras of its own.
 """
 
 import os

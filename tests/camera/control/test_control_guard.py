@@ -17,8 +17,8 @@ def refusal(*fields, names=()):
     return str(error.value)
 
 
-@pytest.mark.parametrize("host", ["localhost", "LocalHost:1", "127.0.0.1", "127.0.0.1:65535", "[::1]", "[::1]:8080", "camera",
-                                  "my-box_2:8080"])
+@pytest.mark.parametrize("host", ["localhost", "LocalHost:1", "127.0.0.1", "127.0.0.1:65535", "[::1]", "[::1]:8080",
+                                  "camera", "my-box_2:8080"])
 def test_names_of_this_machine_are_right(host):
     check(("Host", host))
 
