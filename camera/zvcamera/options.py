@@ -21,6 +21,18 @@ def _port(text):
     return int(text)
 
 
+def _host(text):
+    if not guard.is_host(text):
+        raise argparse.ArgumentTypeError(f"must be a host name or address, not {text!r}")
+    return text
+
+
+def _origin(text):
+    if not guard.is_origin(text):
+        raise argparse.ArgumentTypeError(f"must be an origin such as http://localhost:3000, not {text!r}")
+    return text
+
+
 class _Parser(argparse.ArgumentParser):
     """Says what is wrong in one line."""
 
@@ -50,25 +62,19 @@ def _parser():
                         help="write the camera's URL into this file when it answers; removed at the end")
     parser.add_argument("--quiet", action="store_true", help="print no log lines")
     parser.add_argument("--no-control", action="store_true", help="leave out control over HTTP (/simulator)")
-    parser.add_argument("--allow-host", action="append", default=[], metavar="NAME",
-                        help="another name of the camera, for the field Host; may be repeated")
-    parser.add_argument("--cors", action="append", default=[], metavar="ORIGIN",
-                        help="let pages of this origin, such as http://localhost:3000, use the camera; may be repeated")
+    parser.add_argument("--allow-host", action="append", default=[], type=_host, metavar="NAME",
+                        help="answer under this host name, too; may be repeated")
+    parser.add_argument("--cors", action="append", default=[], type=_origin, metavar="ORIGIN",
+                        help="let pages of this origin (http://localhost:3000) use the gateway; may be repeated")
     parser.add_argument("--network", choices=sandbox.NETWORKS, default="own",
-                        help="what programs started by execute reach: the camera alone (own), or what this machine "
-                             "reaches (host)")
+                        help="what the camera's programs reach: nothing but themselves (own, the default), or the "
+                             "machine's network (host)")
     return parser
 
 
 def parse(argv):
     parser = _parser()
     arguments = parser.parse_args(argv)
-    for name in arguments.allow_host:
-        if not guard.is_host(name):
-            parser.error(f"--allow-host: must be a host name or an address, not {name!r}")
-    for origin in arguments.cors:
-        if not guard.is_origin(origin):
-            parser.error(f"--cors: must be an origin such as http://localhost:3000, not {origin!r}")
     if arguments.check and (arguments.exec is not None or arguments.ready_file):
         parser.error("--check: brings up a camera of its own, for no --exec and no --ready-file")
     if arguments.port is None and arguments.exec is not None:

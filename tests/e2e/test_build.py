@@ -134,6 +134,8 @@ def test_what_is_wrong_with_the_options_is_told_before_the_build(clone):
         for options, status, complaint in (
                 (("--port", "abc"), 2, "--port: must be a whole number from 0 to 65535, not 'abc'"),
                 (("--colour",), 2, "unrecognized arguments: --colour"),
+                (("--allow-host", "a b"), 2, "--allow-host: must be a host name or address, not 'a b'"),
+                (("--cors", "box"), 2, "--cors: must be an origin such as http://localhost:3000, not 'box'"),
                 (("--port", str(port)), 1, f"port {port} of 127.0.0.1 cannot be used: Address already in use; "
                  "--port 0 takes a free one"),
                 ((*scenario, "/nowhere"), 1, "/nowhere does not exist"),

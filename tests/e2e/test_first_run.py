@@ -37,10 +37,23 @@ def test_namespaces_that_cannot_be_made(open_path, build_dir):
     assert os.listdir(open_path) == []
 
 
-def test_advice_for_a_container(open_path, build_dir):
-    """As in a container, a file of /proc is hidden, so no further /proc may be mounted."""
-    hiding = ["unshare", "--map-root-user", "--mount", "sh", "-c",
-              'mount --bind /dev/null /proc/meminfo && exec "$@"', "sh"]
+def test_advice_for_root_in_a_container(open_path, build_dir):
+    """As in a container, some rights are missing: with those of the advice, the camera runs."""
+    usual = "-all,+chown,+dac_override,+fowner,+kill,+setgid,+setuid,+setpcap"
+    done = run(open_path, build_dir, "--exec", "true", before=["setpriv", "--bounding-set", usual])
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr.startswith("run: the camera's namespaces cannot be made: bwrap: ")
+    assert "\n    docker run --cap-add SYS_ADMIN --cap-add NET_ADMIN --security-opt seccomp=unconfined " \
+        "--security-opt apparmor=unconfined\n" in done.stderr
+    enough = ["setpriv", "--bounding-set", f"{usual},+sys_admin,+net_admin"]
+    assert run(open_path, build_dir, "--quiet", "--exec", "true", before=enough).returncode == 0
+
+
+def test_advice_for_a_user_in_a_container(open_path, build_dir):
+    """As in a container, a file of /proc is hidden: so a user namespace may have no /proc of its own."""
+    os.chmod(open_path, 0o777)
+    hiding = ["unshare", "--mount", "sh", "-c", 'mount --bind /dev/null /proc/meminfo && exec "$@"', "sh",
+              "setpriv", "--reuid", str(house.ORDINARY_USER), "--regid", str(house.ORDINARY_USER), "--clear-groups"]
     done = run(open_path, build_dir, before=hiding)
     assert (done.returncode, done.stdout) == (1, "")
     assert done.stderr.startswith("run: the camera's namespaces cannot be made: bwrap: Can't mount proc ")
@@ -55,7 +68,7 @@ def test_bubblewrap_that_is_missing(open_path, build_dir):
         (tools / name).symlink_to(f"/usr/bin/{name}")
     done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "0"], env={"PATH": str(tools)}, capture_output=True,
                           text=True, timeout=60, check=False)
-    assert (done.returncode, done.stderr) == (1, "run: bwrap is missing; the package bubblewrap has it\n")
+    assert (done.returncode, done.stderr) == (1, "run: bwrap is missing: scripts/setup installs it\n")
 
 
 @pytest.mark.parametrize("options", [(), ("--quiet",)])

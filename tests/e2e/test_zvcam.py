@@ -197,7 +197,6 @@ def test_a_trace_file_is_decoded_to_what_the_trace_shows(camera, tmp_path):
     path = str(tmp_path / "trace.jsonl")
     done(camera, "trace", "--file", path)
     shown = done(camera, "trace")
-    # The file does not tell which requests the messages belong to when the trace was written to it; the trace does.
     assert done(camera, "decode", path) == shown
     assert "    0014    command: 4 (scan_list)\n    0015    start index: 0\n" in shown
     assert re.search(r"zvBleD -> /to_ZVCC\d+  \d+ bytes  reply to scan_list, status 0 \(ok\)  \[sent\]", shown)
@@ -206,8 +205,8 @@ def test_a_trace_file_is_decoded_to_what_the_trace_shows(camera, tmp_path):
     assert brief == "".join(f"{line}\n" for line in shown.splitlines() if not line.startswith("    "))
     assert done(camera, "trace", "-b", "--command", "scan_list").count("\n") == 4
     assert {line.split()[1] for line in done(camera, "trace", "-b", "--daemon", "zvNetD").splitlines()} == {"zvNetD"}
-    assert [json.loads(line)["daemon"] for line in done(camera, "trace", "--json", "--command", "scan_list").splitlines()
-            ] == ["zvNetD", "zvNetD", "zvBleD", "zvBleD"]
+    lines = done(camera, "trace", "--json", "--command", "scan_list").splitlines()
+    assert [json.loads(line)["daemon"] for line in lines] == ["zvNetD", "zvNetD", "zvBleD", "zvBleD"]
     done(camera, "trace", "--clear")
     assert done(camera, "trace") == ""
 
@@ -310,6 +309,6 @@ def test_a_reader_that_goes_ends_the_tool_quietly(camera, words):
 
 def test_a_full_disk_is_told(camera):
     with open("/dev/full", "w", encoding="utf-8") as full:
-        shown = subprocess.run([os.path.join(camera.build_dir, "zvcam"), "--run-dir", camera.run_dir, "show"], stdout=full,
-                               stderr=subprocess.PIPE, text=True, check=False, timeout=60)
+        words = [os.path.join(camera.build_dir, "zvcam"), "--run-dir", camera.run_dir, "show"]
+        shown = subprocess.run(words, stdout=full, stderr=subprocess.PIPE, text=True, check=False, timeout=60)
     assert (shown.returncode, shown.stderr) == (1, "zvcam: standard output: No space left on device\n")

@@ -7,8 +7,10 @@ operations can run commands in the camera, so a request with a field that speaks
 import ipaddress
 import re
 
-OWN_NAMES = ("localhost", "127.0.0.1", "[::1]")
+OWN_NAMES = ("127.0.0.1", "[::1]")
 _HOST = re.compile(r"(\[[0-9A-Fa-f:.]*\]|[^:\[\]]*)(?::[0-9]{1,5})?")
+# No site on the Internet has a name without a dot, so none can make a browser send one.
+_WITHOUT_DOT = re.compile(r"[A-Za-z0-9_-]+")
 
 
 class Refused(Exception):
@@ -42,8 +44,9 @@ def _check_host(headers, names):
     if not host:
         raise Refused("Host: is missing")
     match = _HOST.fullmatch(host)
-    if not match or match[1].lower() not in names:
-        raise Refused(f"Host: {host!r} is none of {', '.join(names)}; --allow-host NAME allows another one")
+    if not match or match[1].lower() not in names and not _WITHOUT_DOT.fullmatch(match[1]):
+        raise Refused(f"Host: {host!r} is none of {', '.join(names)} and no name without a dot; "
+                      "--allow-host NAME allows it")
     return host.lower()
 
 

@@ -14,13 +14,23 @@ _SETTINGS = (
     ("user.max_mnt_namespaces", "0", "10000"),
     ("user.max_pid_namespaces", "0", "10000"),
     ("user.max_ipc_namespaces", "0", "10000"),
+    ("user.max_net_namespaces", "0", "10000"),
 )
 _CONTAINER_MARKS = ("/.dockerenv", "/run/.containerenv")
-_CONTAINER_ADVICE = (
-    "in a container, it takes these options of its start:\n"
-    "    docker run --security-opt seccomp=unconfined --security-opt apparmor=unconfined "
-    "--security-opt systempaths=unconfined\n"
-    "    podman run --security-opt seccomp=unconfined --security-opt unmask=ALL")
+_ROOT = "--cap-add SYS_ADMIN --cap-add NET_ADMIN "
+_DOCKER = "--security-opt seccomp=unconfined --security-opt apparmor=unconfined"
+_PODMAN = "--security-opt seccomp=unconfined --security-opt unmask=ALL"
+
+
+def container_advice(kind):
+    """What a container has to be started with for the "root" or a "user" in it.
+
+    Root makes its namespaces by its rights, an ordinary user in a user namespace. There, a /proc of its own is only to
+    be had where nothing of the container's is hidden.
+    """
+    if kind == "root":
+        return f"    docker run {_ROOT}{_DOCKER}\n    podman run {_ROOT}{_PODMAN}"
+    return f"    docker run {_DOCKER} --security-opt systempaths=unconfined\n    podman run {_PODMAN}"
 
 
 def _value(setting):
@@ -36,7 +46,8 @@ def _advice():
     told = [f"this setting of the machine forbids them; as root: sysctl -w {name}={right}"
             for name, wrong, right in _SETTINGS if _value(name) == wrong]
     if not told or any(map(os.path.exists, _CONTAINER_MARKS)):
-        told.append(_CONTAINER_ADVICE)
+        kind = "user" if os.getuid() else "root"
+        told.append(f"in a container, {kind} needs these options at its start:\n{container_advice(kind)}")
     return told
 
 
@@ -46,7 +57,7 @@ def check():
         done = subprocess.run(["bwrap", *namespace.probe()], stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               errors="backslashreplace", timeout=30, check=False)
     except FileNotFoundError as error:
-        raise CameraError("bwrap is missing; the package bubblewrap has it") from error
+        raise CameraError("bwrap is missing: scripts/setup installs it") from error
     except (OSError, subprocess.TimeoutExpired) as error:
         raise CameraError(f"bwrap does not run: {error}") from error
     if done.returncode != 0:
