@@ -1,8 +1,8 @@
 """Finds the cameras of this user that run.
 
 Each camera leaves a record, whatever TMPDIR it was started with: a file of JSON in /tmp/zvcam-<uid>.running or, where
-another user has taken that, in ~/.cache/zvcam-running; nobody but the user can write there. Whoever looks takes a record for true only when somebody serves the camera's admin
-sockets: a record that was left behind is none.
+another user has taken that, in ~/.cache/zvcam-running; nobody but the user can write there. Whoever looks takes a
+record for true only when somebody serves the camera's admin sockets: a record that was left behind is none.
 """
 
 import contextlib
@@ -40,7 +40,7 @@ def base():
 
 
 def _record_folders():
-    """The folders for records. The first is the same whatever the environment; another user may have taken it, though."""
+    """The folders for records. The first is the same whatever the environment; another user may have taken it."""
     return (f"/tmp/zvcam-{os.getuid()}.running", os.path.expanduser("~/.cache/zvcam-running"))
 
 
@@ -149,7 +149,7 @@ def _on(port):
 
 
 def choose(port=None):
-    """The camera on a port; without one, the only camera that was started with this TMPDIR, or else the only one at all.
+    """The camera on a port; without one, the only camera that was started with this TMPDIR, or else the only one.
     Raises Unreachable when there is none, or more than one."""
     if port is not None:
         return _on(port)

@@ -33,7 +33,7 @@ def _make_private(path):
 
 
 def _own_base():
-    """find.base(), or a folder of another name where another user has taken that: the temporary folder is everybody's."""
+    """find.base(), or where another user has taken that, a folder of another name: TMPDIR is everybody's."""
     path = find.base()
     if not os.path.lexists(path) or find.is_private(path):
         return path

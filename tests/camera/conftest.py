@@ -45,8 +45,8 @@ class FakePrograms:
         self._servers = []
 
     def serve(self, program, **operations):
-        """Serves a program. Each operation is what it answers, or a function that makes that from the request. A text of
-        `events` (a list of lines) follows the answer to an operation that ends with _follow."""
+        """Serves a program. Each operation is what it answers, or a function that makes that from the request.
+        `events`, a list, follow the answer to an operation whose name ends with _follow."""
         asked = self.asked.setdefault(program, [])
         events = operations.pop("events", [])
 
@@ -99,4 +99,5 @@ def alone(short_path, monkeypatch):
     from zvcamera import find
     monkeypatch.setenv("TMPDIR", short_path)
     monkeypatch.delenv("ZVCAM_PORT", raising=False)
-    monkeypatch.setattr(find, "records", lambda: os.path.join(short_path, "records"))
+    folders = [os.path.join(short_path, name) for name in ("one", "two")]
+    monkeypatch.setattr(find, "_record_folders", lambda: folders)

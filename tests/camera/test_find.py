@@ -25,6 +25,11 @@ def start():
         yield make
 
 
+def records():
+    """The folder of the records, where no other user has taken it."""
+    return find._record_folders()[0]
+
+
 def problem(port=None):
     """The folder that is chosen, or why none is."""
     try:
@@ -117,16 +122,19 @@ def test_a_camera_of_another_folder_is_found_by_its_record(start, short_path):
 
 def test_no_two_records_have_the_same_name(short_path):
     assert find.leave_record(8080, short_path) != find.leave_record(8080, short_path)
-    assert os.stat(find.records()).st_mode & 0o777 == 0o700
+    assert os.stat(records()).st_mode & 0o777 == 0o700
 
 
 def test_what_others_can_write_is_not_believed(start, short_path):
     run_dir = start(8082, folder=os.path.join(short_path, "other"))
     find.leave_record(8082, run_dir)
-    os.chmod(find.records(), 0o777)
+    os.chmod(records(), 0o777)
     assert find.running() == {}
-    assert find.leave_record(8082, run_dir) is None
-    os.chmod(find.records(), 0o700)
+    path = find.leave_record(8082, run_dir)
+    assert os.path.dirname(path) == find._record_folders()[1]  # beside the one that cannot be trusted
+    assert list(find.running()) == [8082]
+    os.remove(path)
+    os.chmod(records(), 0o700)
     assert list(find.running()) == [8082]
     start(8080)
     assert list(find.running()) == [8080, 8082]
@@ -136,18 +144,18 @@ def test_what_others_can_write_is_not_believed(start, short_path):
 
 def test_a_link_in_place_of_the_folder_is_not_followed(short_path):
     os.mkdir(os.path.join(short_path, "theirs"))
-    os.symlink(os.path.join(short_path, "theirs"), find.records())
-    assert find.leave_record(8080, short_path) is None
+    os.symlink(os.path.join(short_path, "theirs"), records())
+    assert os.path.dirname(find.leave_record(8080, short_path)) == find._record_folders()[1]
     assert os.listdir(os.path.join(short_path, "theirs")) == []
 
 
 @pytest.mark.parametrize("text", ["", "[", "null", "[]", "{}", '{"port": "8080", "run_dir": "/", "pid": 1}',
                                   '{"port": 8080, "run_dir": 5, "pid": 1}', "[" * 4000, "\udc80"])
 def test_a_record_that_nobody_writes_is_passed_over(text):
-    os.mkdir(find.records(), 0o700)
-    with open(os.path.join(find.records(), "1"), "w", encoding="utf-8", errors="surrogateescape") as file:
+    os.mkdir(records(), 0o700)
+    with open(os.path.join(records(), "1"), "w", encoding="utf-8", errors="surrogateescape") as file:
         file.write(text)
-    os.mkfifo(os.path.join(find.records(), "2"))
+    os.mkfifo(os.path.join(records(), "2"))
     assert find.running() == {}
 
 

@@ -139,8 +139,8 @@ def _fields(data, answered):
 
 
 def explain(data, answered=""):
-    """The fields of a message, from any bytes; never raises. A malformed message gives those that can be read, and at the
-    end "malformed".
+    """The fields of a message, from any bytes; never raises. A malformed message gives those that can be read, and at
+    the end "malformed".
 
     answered: for a reply, the canonical name of the command that it answers, since the reply itself does not say;
     without it its data stay hexadecimal.

@@ -63,8 +63,9 @@ def brief(record):
     data = _bytes_of(record["hex"])
     arrow = "<-" if record["direction"] == "in" else "->"
     note = record.get("note", "")
-    return printable(f"{time_text(record.get('micros', 0))}  {record.get('daemon', '')} {arrow} {record.get('queue', '')}"
-                     f"  {len(data)} bytes  {summarize(data, record.get('command', ''))}"
+    way = f"{record.get('daemon', '')} {arrow} {record.get('queue', '')}"
+    summary = summarize(data, record.get("command", ""))
+    return printable(f"{time_text(record.get('micros', 0))}  {way}  {len(data)} bytes  {summary}"
                      f"{f'  [{note}]' if note else ''}{_whose(record)}") + "\n"
 
 

@@ -57,7 +57,7 @@ def devices_paired(link):
 
 def address(candidates):
     """The parameter that names a device; candidates: which of them the command line proposes."""
-    return Parameter("address", help='twelve hexadecimal digits; ":" may stand between the pairs', candidates=candidates)
+    return Parameter("address", help='twelve hexadecimal digits; ":" may stand between pairs', candidates=candidates)
 
 
 @operation("ble", "GET /ble", "Show all of the radio", text=ble_text.radio)

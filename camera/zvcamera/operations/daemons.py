@@ -59,7 +59,7 @@ def _programs(link):
 
 
 _SINCE = Parameter("since", "number", "leave out this many lines", 0, "--since", low=0)
-_LINES = Parameter("lines", "number", "no more than the last ones of those that are there", None, "--lines", "-n", low=0)
+_LINES = Parameter("lines", "number", "the last ones alone of those that are there", None, "--lines", "-n", low=0)
 _PROGRAM = Parameter("program", help="of this program alone", default=None, option="--program", candidates=_programs)
 
 

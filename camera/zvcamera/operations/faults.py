@@ -83,7 +83,8 @@ def rules(link):
 
 
 @operation("fault remove", "DELETE /faults/{id}", "Remove a rule",
-           Parameter("id", help="as listed, such as ble:1", candidates=lambda link: [rule["id"] for rule in rules(link)]))
+           Parameter("id", help="as listed, such as ble:1",
+                     candidates=lambda link: [rule["id"] for rule in rules(link)]))
 def remove(link, id):  # noqa: A002 - the parameter's name is that of the interface
     prefix, _, number = id.partition(":")
     if prefix not in _KEEPERS or not (number.isascii() and number.isdecimal() and len(number) < 19):

@@ -19,12 +19,12 @@ _SHOWN = 60  # as much of a wrong value as an error text repeats
 class Parameter:
     """One thing that an operation is told.
 
-    name: of the keyword in Python, the member of the JSON body and the place in the path of the URI. On the command line
-        it is a positional word, or with `option` ("--count") an option.
+    name: of the keyword in Python, the member of the JSON body and the place in the path of the URI. On the command
+        line it is a positional word, or with `option` ("--count") an option.
     kind: "text", "number" (whole), "fraction" (0 to 1), "flag", "value" (a text, a whole number, true or false; on the
         command line always a text), "hex" (bytes, two digits each), "pairs" (an object; on the command line the words
-        key=value), "words" (a list of texts; all words that are left, options included) or "document" (any JSON; on the
-        command line the path of a file with it, checked as the user wrote it).
+        key=value), "words" (a list of texts; all words that are left, options included) or "document" (any JSON; on
+        the command line the path of a file with it, checked as the user wrote it).
     choices: the texts that are allowed; when another is given, the nearest one is named.
     low, high: the range of a number, or None where the camera alone knows it.
     rows: what help lists about it: pairs (word, meaning). Of "pairs" these are the keys, and no others are allowed.
@@ -106,7 +106,8 @@ _KINDS = {
     "number": (_is_number, "a whole number"),
     "fraction": (lambda value: type(value) in (int, float), "a number from 0 to 1"),
     "flag": (lambda value: isinstance(value, bool), "true or false"),
-    "value": (lambda value: isinstance(value, (str, bool)) or _is_number(value), "a text, a whole number, true or false"),
+    "value": (lambda value: isinstance(value, (str, bool)) or _is_number(value),
+              "a text, a whole number, true or false"),
     "hex": (lambda value: isinstance(value, str), "bytes, two hexadecimal digits each"),
     "pairs": (lambda value: isinstance(value, dict), "an object"),
     "words": (lambda value: isinstance(value, list) and all(isinstance(word, str) for word in value),

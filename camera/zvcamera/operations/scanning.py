@@ -13,7 +13,8 @@ def scan(link):
     return state(link)["scan"]
 
 
-@operation("ble scan start", "POST /ble/scan", "Start a scan", Parameter("mode", "number", "1 to 255", 1, low=1, high=255))
+@operation("ble scan start", "POST /ble/scan", "Start a scan",
+           Parameter("mode", "number", "1 to 255", 1, low=1, high=255))
 def start_scan(link, mode):
     link.call(_DAEMON, "scan", mode=mode)
 

@@ -13,6 +13,7 @@ from .. import find
 from ..admin import AdminError, InvalidRequest
 from ..link import Link
 from ..messages import record
+from ..messages.quote import printable
 from ..operations.operation import Operation, Parameter
 from . import values
 
@@ -41,8 +42,8 @@ def table(rows):
 def _list_text(cameras):
     if not cameras:
         return "no camera runs\n"
-    shown = [(str(each["port"]), each["scenario"] or "-", _clock(each["since"]), str(each["pid"] or "-"), each["address"])
-             for each in cameras]
+    shown = [(str(each["port"]), printable(each["scenario"] or "-"), _clock(each["since"]), str(each["pid"] or "-"),
+              each["address"]) for each in cameras]
     return table([("PORT", "SCENARIO", "SINCE", "PID", "ADDRESS"), *shown])
 
 

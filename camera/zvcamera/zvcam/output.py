@@ -86,6 +86,10 @@ def _items(result):
     return next((value for value in result.values() if isinstance(value, list)), [])
 
 
+def _ended(text):
+    return f"{text}\n" if text and not text.endswith("\n") else text
+
+
 def _to_file(items, path):
     try:
         with open(path, "w", encoding="utf-8", errors="backslashreplace") as file:
@@ -97,17 +101,17 @@ def _to_file(items, path):
 
 
 def show(operation, result, *, as_json, brief=False, by_line=False, path=None):
-    """Prints a result, or the events of an operation that follows. by_line: as JSON, one record a line. path: a file that
-    gets these lines instead."""
+    """Prints a result, or the events of an operation that follows. by_line: as JSON, one record a line. path: a file
+    that gets these lines instead."""
     text = operation.brief if brief and operation.brief else operation.text
     text = text or to_text
     if path is not None:
         _to_file(result if operation.follows else _items(result), path)
     elif operation.follows:
         for event in result:
-            write(to_line(event) + "\n" if as_json else text(event))
+            write(f"{to_line(event)}\n" if as_json else _ended(text(event)))
     elif as_json:
         items = _items(result) if by_line else [{} if result is None else result]
         write("".join(f"{to_line(item)}\n" for item in items))
     elif result is not None:
-        write(text(result))
+        write(_ended(text(result)))

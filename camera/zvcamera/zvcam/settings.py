@@ -76,7 +76,8 @@ def options():
     common = {"expose_value": False, "callback": _keep}
     return [
         click.Option(["--port"], metavar="N", type=_PortType(),
-                     help="The camera on this port; needed when more than one runs (default: $ZVCAM_PORT).", **common),
-        click.Option(["--run-dir"], metavar="DIR", type=click.Path(), help="The camera with this run folder.", **common),
+                     help="The camera on this port, needed when more than one runs (default: $ZVCAM_PORT).", **common),
+        click.Option(["--run-dir"], metavar="DIR", type=click.Path(),
+                     help="The camera with this run folder.", **common),
         click.Option(["--json"], is_flag=True, help="Print one line of JSON, also when something is wrong.", **common),
     ]

@@ -75,7 +75,8 @@ class CommandGroup(click.Group):
             raise InvalidRequest(f"which command? One of {', '.join(_words(self._path))}")
         with context.scope(cleanup=False):
             command = OperationCommand(context.info_name, operation, ())
-            context.invoke(command.callback, **{each.name: each.default for each in command.params if each.expose_value})
+            context.invoke(command.callback,
+                           **{each.name: each.default for each in command.params if each.expose_value})
 
 
 def _tell_version(context, _option, given):

@@ -4,12 +4,13 @@ import os
 import re
 
 import pytest
-from conftest import ROOT
 from zvcamera.messages import protocol
+
+MESSAGES = os.path.join(os.path.dirname(__file__), "..", "..", "..", "camera", "messages")
 
 
 def _header(name):
-    with open(os.path.join(ROOT, "camera", "messages", name), encoding="utf-8") as file:
+    with open(os.path.join(MESSAGES, name), encoding="utf-8") as file:
         return file.read()
 
 

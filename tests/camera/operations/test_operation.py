@@ -48,7 +48,8 @@ def test_the_nearest_word_is_named():
     assert nearest("ZVNETD", ("zvNetD", "zvBleD")) == ": did you mean zvNetD?"
     assert nearest("colour", ("recording", "model_name")) == ": must be one of recording, model_name"
     assert unknown("id", "x" * 5000, ()) == f"unknown id {'x' * 60}: there is none"
-    assert refused(Parameter("item", choices=("recording",)), "recorded") == "unknown item recorded: did you mean recording?"
+    item = Parameter("item", choices=("recording",))
+    assert refused(item, "recorded") == "unknown item recorded: did you mean recording?"
     keys = Parameter("settings", "pairs", rows=(("seed", ""), ("scan_page", "")))
     assert refused(keys, {"scn_page": 1}) == "settings.scn_page: unknown key: did you mean scan_page?"
     assert refused(keys, {"foo": 1}) == "settings.foo: unknown key: must be one of seed, scan_page"
@@ -77,7 +78,7 @@ def test_each_is_described_whole(operation):
     assert len(set(names)) == len(names)
     positional = [parameter for parameter in operation.parameters if not parameter.option]
     required = [parameter.required for parameter in positional]
-    assert required == sorted(required, reverse=True)  # a word that may be left out is followed by no other that may not
+    assert required == sorted(required, reverse=True)  # behind a word that may be left out, all others may
     assert {word[1:-1] for word in operation.path.split("/") if word.startswith("{")} <= set(names)
     if len(operation.command) > 1:
         assert " ".join(operation.command[:-1]) in operations.GROUPS or operation.options

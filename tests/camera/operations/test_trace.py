@@ -25,8 +25,8 @@ def test_both_traces_are_in_the_order_of_time(programs, link):
 
 def test_a_message_belongs_to_the_request_of_its_process_at_its_time(programs, link):
     second = 1_000_000
-    programs.serve("zvNetD", trace=[record(10 * second, pid=52), record(20 * second, pid=52), record(30 * second, pid=52),
-                                    record(10 * second, pid=53), record(10 * second)])
+    seen = [(10, 52), (20, 52), (30, 52), (10, 53), (10, None)]
+    programs.serve("zvNetD", trace=[record(moment * second, pid=pid) for moment, pid in seen])
     programs.serve("zvBleD", trace=[])
     programs.serve("supervisor", requests=lambda since: {"next": 3, "requests": [
         {"number": 1, "pid": 52, "time": 9.99, "ms": 20}, {"number": 2, "pid": 52, "time": 19, "ms": 2000},

@@ -41,7 +41,7 @@ def test_items_faults_keys_and_choices(proposed):
 
 
 def test_what_runs(proposed, programs):
-    programs.serve("zvBleD", ble={"devices": [{"address": ADDRESS}], "whitelist": {"slots": []}}, fault_list=[{"id": 3}])
+    programs.serve("zvBleD", ble={"devices": [{"address": ADDRESS}], "whitelist": {"slots": []}})
     programs.serve("supervisor", status={"zvNetD": {}, "lighttpd": {}})
     os.makedirs(os.path.join(find.base(), "8080"), mode=0o700)
     os.symlink(programs.run_dir, os.path.join(find.base(), "8080", "run"))
