@@ -37,8 +37,10 @@ def _result(path, line):
     """The result in an answer line; raises what the answer tells otherwise."""
     try:
         answer = json.loads(line)
-    except ValueError as error:
-        raise Unreachable(f"{os.path.basename(path)}: not an answer: {line!r}") from error
+    except (ValueError, RecursionError) as error:
+        raise Unreachable(f"{os.path.basename(path)}: what it says is no answer") from error
+    if not isinstance(answer, dict):
+        raise Unreachable(f"{os.path.basename(path)}: what it says is no answer")
     if answer.get("ok"):
         return answer.get("result")
     kind = InvalidRequest if answer.get("kind") == "invalid" else AdminError

@@ -75,8 +75,8 @@ def _machine():
 
 
 def probe():
-    """bubblewrap's options for a program that ends at once, between walls like a camera's."""
-    return [*sandbox.walls("own"), *sandbox.folders(), *_machine(), "--", "/bin/true"]
+    """bubblewrap's arguments for a program that ends at once, in namespaces like a camera's."""
+    return [*sandbox.walls("own"), *sandbox.folders(), *_machine(), "--", *sandbox.command(["/bin/true"])]
 
 
 def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, stage, scenario=None, more=(), network="own"):

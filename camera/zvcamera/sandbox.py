@@ -8,6 +8,7 @@
 - The kernel refuses them what a camera never needs (wall.py).
 """
 
+import functools
 import os
 import pathlib
 import pwd
@@ -28,22 +29,35 @@ def _is_free(number):
     return False
 
 
+def _is_mapped(number):
+    """Whether the number exists here. Root of a user namespace may be the only user in it: an ordinary one outside."""
+    with open("/proc/self/uid_map", encoding="ascii") as ranges:
+        return any(int(first) <= number < int(first) + int(count) for first, _, count in map(str.split, ranges))
+
+
+@functools.cache
 def user():
-    """The number of the user as whom the camera's programs run: never root's."""
-    if os.getuid() != 0:
-        return os.getuid()
-    return next(number for number in range(_FIRST_USER, 0, -1) if _is_free(number))
+    """The number of the user as whom the camera's programs run: never that of the machine's root."""
+    if os.getuid() == 0:
+        for number in range(_FIRST_USER, 0, -1):
+            if _is_mapped(number) and _is_free(number):
+                return number
+    return os.getuid()
+
+
+def _changes_user():
+    return user() != os.getuid()
 
 
 def give(path):
     """Makes a file or folder that of the user as whom the camera's programs run."""
-    if os.getuid() == 0:
+    if _changes_user():
         os.chown(path, user(), user(), follow_symlinks=False)
 
 
 def command(words):
     """The command that bubblewrap has to start, so that a program with these words runs as user()."""
-    if os.getuid() != 0:
+    if not _changes_user():
         return words
     number = str(user())
     return ["/usr/bin/setpriv", "--reuid", number, "--regid", number, "--clear-groups", "--inh-caps=-all",
@@ -54,8 +68,10 @@ def walls(network):
     """bubblewrap's options. network: "own" has only loopback and the listening socket that is handed in; "host" is the
     machine's."""
     words = ["--die-with-parent", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
-    if os.getuid() == 0:
+    if _changes_user():
         words += ["--cap-add", "CAP_SETUID", "--cap-add", "CAP_SETGID"]  # for command(); they go with root's number
+    else:
+        words.append("--unshare-user-try")
     if network == "own":
         words.append("--unshare-net")
     return words
@@ -102,7 +118,7 @@ def read_only(pairs, stage):
     may read is copied to the folder `stage`, since the programs do not run as root."""
     words = _parents(place for _, place in pairs)
     for number, (path, place) in enumerate(pairs):
-        if user() != os.getuid() and not _is_open(path):
+        if _changes_user() and not _is_open(path):
             copied = os.path.join(stage, str(number))
             _copy(path, copied)
             path = copied

@@ -28,7 +28,6 @@ def make_private(path):
     path = os.path.realpath(path)
     _refuse_shared(path, os.lstat(path))
     os.chmod(path, 0o700)
-    if sandbox.user() != os.getuid():
-        for entry in (path, *_entries(path)):
-            if os.lstat(entry).st_uid == os.getuid():
-                sandbox.give(entry)
+    for entry in (path, *_entries(path)):
+        if os.lstat(entry).st_uid == os.getuid():
+            sandbox.give(entry)

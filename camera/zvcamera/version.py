@@ -1,19 +1,22 @@
-"""The version: CMakeLists.txt has it, and an installed camera a file beside its scenarios."""
+"""The version of the sources that the camera was made of. CMakeLists.txt alone tells it."""
 
 import os
 import re
 
-_FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-
-
-def _text(*names):
-    try:
-        with open(os.path.join(_FOLDER, *names), encoding="utf-8") as file:
-            return file.read()
-    except OSError:
-        return ""
+_PACKAGE = os.path.dirname(os.path.abspath(__file__))
+# Beside the installed package, and above the sources.
+_PLACES = (os.path.join(_PACKAGE, "..", "version.txt"), os.path.join(_PACKAGE, "..", "..", "CMakeLists.txt"))
+_VERSION = re.compile(r"^(?:project\(\w+ VERSION )?(\d+(?:\.\d+)+)\b", re.MULTILINE)
 
 
 def version():
-    project = re.search(r"^project\(\w+ VERSION ([0-9.]+)", _text("..", "CMakeLists.txt"), re.MULTILINE)
-    return project[1] if project else _text("version").strip() or "without a version"
+    """For example "1.0.0"."""
+    for path in _PLACES:
+        try:
+            with open(path, encoding="utf-8") as file:
+                found = _VERSION.search(file.read())
+        except FileNotFoundError:
+            continue
+        if found:
+            return found[1]
+    return "unknown"

@@ -12,7 +12,6 @@ from zvcamera.namespace import LIBRARIES, PROGRAMS
 
 __all__ = ["CameraError", "LIBRARIES", "PROGRAMS", "ROOT"]
 ORDINARY_USER = 65534
-from zvcamera.namespace import emulated
 
 EMPTY = b"{}"
 _LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
@@ -44,8 +43,7 @@ class TestCamera(Camera):
 
     def tool(self, *words):
         """Runs the camera's tool as a user would, and returns its output."""
-        folder = os.path.join(self.build_dir, "emulated") if emulated(self.build_dir) else self.build_dir
-        done = subprocess.run([os.path.join(folder, "zvcam"), "--run-dir", self.run_dir, *words],
+        done = subprocess.run([os.path.join(self.build_dir, "zvcam"), "--run-dir", self.run_dir, *words],
                               capture_output=True, text=True, check=False, timeout=60)
         assert done.returncode == 0, done.stdout + done.stderr
         return done.stdout

@@ -12,6 +12,7 @@ from .. import admin
 
 RUN_DIR = "/run/zarvo"
 _BIN = "/usr/local/zarvo/bin"
+_HOLDS = {signal.SIGSTOP: True, signal.SIGCONT: False}  # whether a program is stopped after the signal
 _QUEUES = {"zvNetD": "/dev/mqueue/to_zvnet", "zvBleD": "/dev/mqueue/to_ble"}
 DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
 
@@ -88,6 +89,14 @@ class Child:
         if number in (signal.SIGTERM, signal.SIGKILL):
             self._expected = True
         self._process.send_signal(number)
+        if number in _HOLDS:
+            self._wait_until_held(_HOLDS[number])
+
+    def _wait_until_held(self, held, patience=2.0):
+        """Waits until the kernel says that the program is stopped, or is not: it acts on a signal in its own time."""
+        deadline = time.monotonic() + patience
+        while self.running() and (self.state() == "stopped") != held and time.monotonic() < deadline:
+            time.sleep(0.001)
 
     def stop_and_wait(self, number=signal.SIGTERM, patience=10.0):
         """Ends the program. Continues it first, in case it is stopped, and kills it when it does not end."""
@@ -112,8 +121,11 @@ class Child:
         """Returns "running", "stopped" (by a signal) or "ended"."""
         if not self.running():
             return "ended"
-        with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:
-            return "stopped" if stat.read().rpartition(")")[2].split()[0] in "Tt" else "running"
+        try:
+            with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:
+                return "stopped" if stat.read().rpartition(")")[2].split()[0] in "Tt" else "running"
+        except OSError:
+            return "ended"
 
 
 def daemon(name, log, scenario):

@@ -58,11 +58,14 @@ def configuration(port, hosts, origins, folder):
     allowed = f'$REQUEST_HEADER["Origin"] !~ "^({_any_of(origins)})$" {{\n' if origins else ""
     end = "}\n" if origins else ""
     return (
+        # Control over HTTP has a guard of its own, which answers in JSON.
+        '$HTTP["url"] !~ "^/simulator(/|$)" {\n'
         'mimetype.assign = (".html" => "text/plain; charset=utf-8")\n'
         f'{allowed}$HTTP["request-method"] == "OPTIONS" {{\n{_refuse("options", folder)}}}\n'
         f'$REQUEST_HEADER["Sec-Fetch-Site"] == "cross-site" {{\n{_refuse("site", folder)}}}\n{end}'
         f'$REQUEST_HEADER["Origin"] !~ "^({known_origins})?$" {{\n{_refuse("origin", folder)}}}\n'
-        f'$HTTP["host"] !~ "^(({known_hosts})(:[0-9]+)?)?$" {{\n{_refuse("host", folder)}}}\n')
+        f'$HTTP["host"] !~ "^(({known_hosts})(:[0-9]+)?)?$" {{\n{_refuse("host", folder)}}}\n'
+        "}\n")
 
 
 def write_texts(folder):

@@ -1,7 +1,8 @@
 """Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
     python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE] [--control-program FILE]
-                                          [--web-server NAME] [--report-log] [--no-control]
+                                          [--web-server NAME] [--report-log] [--no-control] [--allow-host NAME]...
+                                          [--cors ORIGIN]...
 
 It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
 the end, {"ended": [misdeeds]}; with --report-log also {"log": record}.
@@ -175,7 +176,7 @@ def main():
     parser.add_argument("--allow-host", action="append", default=[])
     parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
-    parser.add_argument("--no-control", action="store_true")
+    control.add_options(parser)
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
 
