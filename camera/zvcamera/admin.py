@@ -47,7 +47,7 @@ def _result(path, line):
     raise kind(answer.get("error", "no reason given"))
 
 
-def ask(path, op, timeout=30.0, **fields):
+def ask(path, op, /, timeout=30.0, **fields):
     """Sends {"op": op, ...fields} and returns the result of the answer."""
     request = json.dumps({"op": op, **fields}).encode() + b"\n"
     try:

@@ -66,11 +66,11 @@ class Camera:
     web_server: lighttpd, nginx or busybox.
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     more: pairs of paths (a file on the machine, its place in the camera).
-    control: whether the camera is controlled over HTTP, too.
     on_record: a function; a thread calls it with each log record.
     network: "own", where the camera's programs reach nothing but themselves, or "host".
     allow_hosts, cors_origins: who may use the camera beside its own address and pages, for example "camera.test" and
         "http://localhost:3000".
+    control: whether the camera is controlled over HTTP, too.
     tracing: let the camera's programs trace each other. The leak checker of a sanitizer needs it.
     """
 
@@ -87,12 +87,12 @@ class Camera:
         self.web_server = web_server
         self._space = web.URL_SPACES[web_server]
         self._more = tuple(more)
-        self._control = [] if control else ["--no-control"]
         self._on_record = on_record
         self._network = "host" if web_server == "busybox" else network  # busybox opens the port itself
         self._tracing = tracing
         self._allowed = [word for option, texts in (("--allow-host", allow_hosts), ("--cors", cors_origins))
                          for text in texts for word in (option, text)]
+        self._control = control
         self._folder = None
         self._process = None
         self._reader = None
@@ -171,7 +171,10 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = [self._bwrap(), "--args", str(options), "--seccomp", str(rules), "--", *sandbox.command(
             ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
-             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server, *self._control, *self._allowed])]
+             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
+        line += self._allowed
+        if not self._control:
+            line.append("--no-control")
         if self._on_record:
             line.append("--report-log")
         if self._scenario:
@@ -226,11 +229,14 @@ class Camera:
 
     # Questions
 
-    def get(self, path, timeout=60.0, method="GET"):
-        """Sends an HTTP request for a path below the control URL space, and returns the answer."""
+    def get(self, path, timeout=60.0, method="GET", fields=None):
+        """Sends an HTTP request for a path below the control URL space, and returns the answer.
+
+        fields: header fields of the request, by name.
+        """
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
-            connection.request(method, self._space + path)
+            connection.request(method, self._space + path, headers=fields or {})
             return Answer(connection.getresponse())
         finally:
             connection.close()

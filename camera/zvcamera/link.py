@@ -29,8 +29,9 @@ class Link:
 
     def call(self, program, op, /, timeout=5.0, **fields):
         """One operation of one program; raises Unreachable when it does not run or does not answer in time."""
+        path = self._socket(program)
         try:
-            return admin.ask(self._socket(program), op, timeout=timeout, **fields)
+            return admin.ask(path, op, timeout=timeout, **fields)
         except Unreachable as error:
             raise Unreachable(self._why(program, error.__cause__)) from error
 
@@ -57,8 +58,9 @@ class Link:
 
     def subscribe(self, program, op):
         """A Subscription to what a program publishes under an operation."""
+        path = self._socket(program)
         try:
-            return admin.Subscription(self._socket(program), op)
+            return admin.Subscription(path, op)
         except Unreachable as error:
             raise Unreachable(self._why(program, error.__cause__)) from error
 

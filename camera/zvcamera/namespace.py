@@ -75,7 +75,7 @@ def _machine():
 
 
 def probe():
-    """bubblewrap's arguments for a program that ends at once, in namespaces like a camera's."""
+    """bubblewrap's options for a program that ends at once, between walls like a camera's."""
     return [*sandbox.walls("own"), *sandbox.folders(), *_machine(), "--", *sandbox.command(["/bin/true"])]
 
 

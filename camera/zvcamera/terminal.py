@@ -6,7 +6,7 @@ import subprocess
 import sys
 import time
 
-from . import check, options, preconditions, serving
+from . import check, machine, options, serving
 from .camera import SOURCE_DIR, Camera, CameraError
 from .options import NAME
 from .ready_file import ReadyFile
@@ -64,7 +64,7 @@ def _run(arguments):
     build_dir = arguments.build_dir or os.path.join(_build_root(), "release")
     options.check(arguments)
     ready = ReadyFile(arguments.ready_file)
-    preconditions.check()
+    machine.check()
     if not arguments.build_dir and not _build():
         return 1
     if arguments.check:
@@ -73,8 +73,8 @@ def _run(arguments):
     stream = sys.stdout if arguments.exec is None else sys.stderr
     log = serving.Log(lambda record: _print_record(record, stream), arguments.quiet)
     camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
-                    on_record=log.take, control=not arguments.no_control, allow_hosts=arguments.allow_host,
-                    cors_origins=arguments.cors, network=arguments.network)
+                    on_record=log.take, network=arguments.network,
+                    allow_hosts=arguments.allow_host, cors_origins=arguments.cors, control=not arguments.no_control)
     return serving.serve(camera, log, ready, arguments)
 
 

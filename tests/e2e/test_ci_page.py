@@ -7,7 +7,7 @@ import subprocess
 import house
 import pytest
 
-from zvcamera import preconditions, testing
+from zvcamera import machine, testing
 
 CI = os.path.join(house.ROOT, "docs", "ci.md")
 
@@ -91,8 +91,8 @@ def test_reset_over_http(follow):
 
 def test_options_of_containers_are_those_that_the_camera_names():
     """./run tells them where it cannot start."""
-    assert preconditions.container_advice("root") in _text()
-    assert preconditions.container_advice("user") in _text()
+    assert machine.container_advice("root") in _text()
+    assert machine.container_advice("user") in _text()
 
 
 def test_scenarios_of_the_page_exist():

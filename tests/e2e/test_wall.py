@@ -284,6 +284,21 @@ def test_programs_and_own_pages_notice_nothing(walled, fields):
     assert _ask(walled, *[field.format(port=walled.port) for field in fields]) == (200, "{}")
 
 
+def test_a_page_of_an_allowed_origin_may_read_answers(make_camera):
+    camera = make_camera(cors_origins=["http://localhost:3000", "http://localhost:4000"])
+    for origin in ("http://localhost:3000", "http://localhost:4000"):
+        for method, status, body in (("OPTIONS", 204, b""), ("GET", 200, b"{}")):
+            with camera.new_lines() as lines:
+                answer = camera.get("/command/ble/pairing_available", method=method, fields={"Origin": origin})
+            assert (answer.status, answer.body) == (status, body)
+            assert answer.headers["access-control-allow-origin"] == origin
+            assert answer.headers["vary"] == "Origin"
+            assert (lines == []) == (method == "OPTIONS")
+        assert answer.headers["content-type"] == "application/json"
+    answer = camera.get("/command/ble/pairing_available")
+    assert (answer.status, "access-control-allow-origin" in answer.headers) == (200, False)
+
+
 def test_names_and_origins_that_are_allowed(make_camera):
     camera = make_camera(allow_hosts=["camera.test"], cors_origins=["http://localhost:3000"])
     assert _ask(camera, "Host: camera.test:80") == (200, "{}")

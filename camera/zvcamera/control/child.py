@@ -82,11 +82,6 @@ class OnDemandChild(Child):
         return "idle" if self._listener is not None and not self.running() else super().state()
 
 
-def add_options(parser):
-    """The option of the supervisor that is about control over HTTP."""
-    parser.add_argument("--no-control", action="store_true")
-
-
 def programs(arguments, log):
     """The program, in a list, and its snippet for the web server; nothing where control is left out or cannot be.
 
@@ -96,7 +91,7 @@ def programs(arguments, log):
     if arguments.no_control or not os.path.exists(snippet):
         return []
     folder = _INCLUDED.format(arguments.web_server)
-    os.makedirs(folder, exist_ok=True)
+    os.makedirs(folder)
     os.symlink(snippet, os.path.join(folder, "control.conf"))
     return [OnDemandChild(NAME, [sys.executable, "-m", "zvcamera.control.server", RUN_DIR], arguments.allow_host, log,
                           os.path.join(RUN_DIR, SOCKET))]

@@ -68,7 +68,31 @@ def configuration(port, hosts, origins, folder):
         "}\n")
 
 
+_PREFLIGHT = r"""#!/bin/sh
+printf 'Status: 204 No Content\r\n\r\n'
+"""
+
+
+def cors_configuration(origins, folder):
+    """lighttpd's configuration by which pages of other origins use the control URL space.
+
+    Such a page's browser asks for leave by OPTIONS first, which lighttpd answers: the control program takes it for GET.
+    It stands behind the configuration of the control URL space, whose program for OPTIONS it replaces.
+    """
+    text = ""
+    for origin in origins:
+        text += (
+            f'$REQUEST_HEADER["Origin"] == "{origin}" {{\n$HTTP["url"] =~ "^/control(/|$)" {{\n'
+            f'setenv.add-response-header = ("Access-Control-Allow-Origin" => "{origin}", "Vary" => "Origin",\n'
+            '    "Access-Control-Allow-Methods" => "GET", "Access-Control-Allow-Headers" => "*")\n'
+            f'$HTTP["request-method"] == "OPTIONS" {{ cgi.assign = ("" => "{folder}/preflight") }}\n}}\n}}\n')
+    return text
+
+
 def write_texts(folder):
+    with open(os.path.join(folder, "preflight"), "w", encoding="ascii") as program:
+        program.write(_PREFLIGHT)
+        os.fchmod(program.fileno(), 0o755)
     for kind, text in _TEXTS.items():
         with open(os.path.join(folder, f"{kind}-403.html"), "w", encoding="ascii") as file:
             file.write(text + "\n")

@@ -55,6 +55,9 @@ def _lighttpd(listener, program, log, allowed):
     guard.write_texts(_FOLDER)
     with open(f"{_FOLDER}/guard.conf", "w", encoding="ascii") as file:
         file.write(guard.configuration(port, allowed.hosts, allowed.origins, _FOLDER))
+    os.makedirs(f"{_FOLDER}/lighttpd.d", exist_ok=True)
+    with open(f"{_FOLDER}/lighttpd.d/cors.conf", "w", encoding="ascii") as file:
+        file.write(guard.cors_configuration(allowed.origins, _FOLDER))
     environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
     shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
     return [Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", f"{_CONFIGURATIONS}/lighttpd.conf"], log,

@@ -5,7 +5,7 @@ import re
 
 from ..admin import InvalidRequest
 from ..messages import protocol
-from .operation import unknown
+from .operation import shown, unknown
 
 # A value is one number, a range of numbers, bytes or nothing.
 _NUMBER = re.compile(r"-?[0-9]{1,18}")
@@ -91,10 +91,10 @@ def value_fields(kind, value):
         raise InvalidRequest(f"the fault {kind.name} takes no value")
     if kind.key == "hex":
         return {"hex": str(value)}
-    text = str(value)
+    text = value if isinstance(value, str) else shown(value)
     if kind.key == "ms" and _RANGE.fullmatch(text):
         return _range(kind, text)
-    if isinstance(value, bool) or not _NUMBER.fullmatch(text):
+    if not _NUMBER.fullmatch(text):
         raise InvalidRequest(f"value: must be {kind.value}, not {text}")
     return {kind.key: int(text)}
 

@@ -49,7 +49,7 @@ def kept(link, programs=QUEUE_DAEMONS):
             by_process.setdefault(request["pid"], []).append(request)
     for each in records:
         moment = each["micros"] / 1e6
-        for request in by_process.get(each.get("pid"), ()):
+        for request in by_process.get(each.get("pid"), ()) if each.get("pid") is not None else ():
             if request["time"] - _SLACK <= moment <= request["time"] + request["ms"] / 1000 + _SLACK:
                 each["request"] = request["number"]
     return _by_time(records)

@@ -2,9 +2,9 @@
 
 from click import shell_completion
 
+from . import values
 from .settings import ChosenLink
 
-SHELLS = ("bash", "zsh", "fish")
 VARIABLE = "_ZVCAM_COMPLETE"
 
 
@@ -24,6 +24,8 @@ def _proposals(parameter, settings):
     """Texts, or pairs of a text and what it means."""
     if parameter.kind == "pairs":
         return [(f"{key}=", meaning) for key, meaning in parameter.rows]
+    if parameter.kind == "document":
+        return values.scenarios()
     if parameter.choices or parameter.candidates is None:
         return parameter.choices
     try:
@@ -33,9 +35,9 @@ def _proposals(parameter, settings):
 
 
 def of_parameter(parameter, settings, incomplete):
-    """What may stand where the parameter is; None-like kinds of files are left to the shell."""
-    if parameter.kind == "document":
-        return [shell_completion.CompletionItem(incomplete, type="file")]
+    """What may stand where the parameter is. The shell itself adds files to what is proposed for one."""
+    is_file = parameter.kind == "document" or parameter.name == "file"
     pairs = [each if isinstance(each, tuple) else (each, None) for each in _proposals(parameter, settings)]
-    return [shell_completion.CompletionItem(text, help=meaning) for text, meaning in pairs
-            if text.startswith(incomplete)]
+    return [*([shell_completion.CompletionItem(incomplete, type="file")] if is_file else []),
+            *(shell_completion.CompletionItem(text, help=meaning) for text, meaning in pairs
+              if text.startswith(incomplete))]

@@ -68,12 +68,9 @@ def _check(_link, file):
 
 def _scenarios(_link):
     found = []
-    for name in sorted(os.listdir(values.SCENARIOS)):
-        if name.endswith(".json"):
-            path = os.path.join(values.SCENARIOS, name)
-            document = values.read_document(path)
-            found.append({"name": name.removesuffix(".json"), "path": path,
-                          "description": document.get("description", "")})
+    for name in values.scenarios():
+        path = os.path.join(values.SCENARIOS, f"{name}.json")
+        found.append({"name": name, "path": path, "description": values.read_document(path).get("description", "")})
     return found
 
 
@@ -98,7 +95,7 @@ def _completion(_link, shell):
 
 
 _FILE = Parameter("file", help="a scenario file, or the name of one that comes with the camera",
-                  candidates=lambda _: [each["name"] for each in _scenarios(None)])
+                  candidates=lambda _: values.scenarios())
 OPERATIONS = (
     Operation(("decode",), "", "", "Show the messages of a file that trace has written", _decode,
               (Parameter("file", help="the file, or - for standard input"),), record.full, True, record.brief),

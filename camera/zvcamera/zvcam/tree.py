@@ -4,7 +4,7 @@ import click
 
 from .. import operations
 from ..admin import InvalidRequest
-from ..operations.operation import unknown
+from ..operations.operation import nearest
 from . import local
 from .command import OperationCommand, WordsCommand
 from .settings import options
@@ -62,7 +62,8 @@ class CommandGroup(click.Group):
         name = args[0]
         command = self.get_command(ctx, name)
         if command is None and not ctx.resilient_parsing:
-            raise InvalidRequest(unknown("command", " ".join((*self._path, name)), _completed(self._path)))
+            asked = " ".join((*self._path, name))
+            raise InvalidRequest(f"unknown command {asked}{nearest(name, _words(self._path))}")
         return name if command else None, command, args[1:]
 
     def _alone(self, **_):
@@ -75,10 +76,6 @@ class CommandGroup(click.Group):
         with context.scope(cleanup=False):
             command = OperationCommand(context.info_name, operation, ())
             context.invoke(command.callback, **{each.name: each.default for each in command.params if each.expose_value})
-
-
-def _completed(path):
-    return tuple(" ".join((*path, word)) for word in _words(path))
 
 
 def _tell_version(context, _option, given):

@@ -55,6 +55,11 @@ def read_pairs(words):
     return pairs
 
 
+def scenarios():
+    """The names of the scenarios that come with the camera."""
+    return sorted(file.removesuffix(".json") for file in os.listdir(SCENARIOS) if file.endswith(".json"))
+
+
 def path_of(word):
     """The path of a document: the word itself, or the scenario of this name that comes with the camera."""
     own = os.path.join(SCENARIOS, f"{word}.json")
