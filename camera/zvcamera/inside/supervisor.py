@@ -176,7 +176,7 @@ def main():
     parser.add_argument("--allow-host", action="append", default=[])
     parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
-    control.add_options(parser)
+    parser.add_argument("--no-control", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
 
