@@ -84,7 +84,7 @@ PYTHON_TESTED_ELSEWHERE = {
     "testing.py": "tests/e2e/test_ci_page.py",
     "terminal.py": "tests/e2e/test_run.py",
     "version.py": "tests/camera/zvcam/test_main.py",
-    **{f"control/{name}.py": "tests/camera/control/test_control_server.py" for name in (
+    **{f"control/{name}.py": "tests/camera/control/test_server.py" for name in (
         "child", "events", "follower", "listing")},
     # Through the operations that are made of them, and their command lines.
     **{f"operations/{name}.py": "tests/camera/operations/test_operations.py" for name in (

@@ -7,16 +7,13 @@ import json
 import os
 import queue
 import socket
-import sys
 import threading
 
 import pytest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
-sys.path.insert(0, os.path.join(ROOT, "camera"))
-
-from zvcamera import operations  # noqa: E402
-from zvcamera.operations.operation import Operation, Parameter  # noqa: E402
+from zvcamera import operations
+from zvcamera.control import server
+from zvcamera.operations.operation import Operation, Parameter
 
 
 class Calls:
@@ -65,7 +62,6 @@ class Served:
     """A server of control in a thread, and a way to ask it."""
 
     def __init__(self, folder, names=()):
-        from zvcamera.control import server
         self.path = os.path.join(folder, "control.http")
         self._listener = socket.socket(socket.AF_UNIX)
         self._listener.bind(self.path)
@@ -96,14 +92,29 @@ class Served:
             return answer.status, json.loads(text) if text else None, answer.headers
 
     def end(self):
+        """Ends it, unless that has been done."""
+        if not self._thread.is_alive():
+            return
         self._loop.call_soon_threadsafe(self._ended.set)
         self._thread.join(10)
         assert not self._thread.is_alive()
 
 
 @pytest.fixture
-def served(calls, tmp_path):
-    server = Served(tmp_path)
-    yield server
+def serve(calls, tmp_path):
+    """A function that starts a server, which is known by the given names, too."""
+    running = []
+
+    def start(*names):
+        running.append(Served(tmp_path, names))
+        return running[-1]
+
+    yield start
     calls.events.put(None)
-    server.end()
+    for each in running:
+        each.end()
+
+
+@pytest.fixture
+def served(serve):
+    return serve()
