@@ -9,15 +9,9 @@ if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
     file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/emulated/${name} @ONLY CONTENT [[#!/bin/sh
 exec /usr/local/zarvo/target/emulator/@name@ -L @ZV_TARGET_ROOT@ /usr/local/zarvo/target/bin/@name@ "$@"
 ]])
-    file(CHMOD ${CMAKE_BINARY_DIR}/emulated/${name} PERMISSIONS
-      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    file(CHMOD ${CMAKE_BINARY_DIR}/emulated/${name} PERMISSIONS ${ZV_EXECUTABLE})
   endforeach()
   file(CREATE_LINK ${ZV_EMULATOR_PATH} ${CMAKE_BINARY_DIR}/emulated/emulator SYMBOLIC)
-  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/emulated/zvcam @ONLY CONTENT [[#!/bin/sh
-exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../zvcam" "$@"
-]])
-  file(CHMOD ${CMAKE_BINARY_DIR}/emulated/zvcam PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endif()
 
 # ZV_RUNNABLE_DIR: the folder from which tests start the camera's programs. In a cross build it holds scripts that start
@@ -25,11 +19,10 @@ endif()
 set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR}/runnable)
-  foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD zvcam)
+  foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD)
     file(CONFIGURE OUTPUT ${ZV_RUNNABLE_DIR}/${name} @ONLY CONTENT [[#!/bin/sh
 exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../@name@" "$@"
 ]])
-    file(CHMOD ${ZV_RUNNABLE_DIR}/${name} PERMISSIONS
-      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    file(CHMOD ${ZV_RUNNABLE_DIR}/${name} PERMISSIONS ${ZV_EXECUTABLE})
   endforeach()
 endif()

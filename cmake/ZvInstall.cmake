@@ -11,8 +11,7 @@ if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
 endif()
 
 # Not USE_SOURCE_PERMISSIONS: the sources have the permissions that the umask left when they were fetched.
-set(executable PERMISSIONS
-  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(executable PERMISSIONS ${ZV_EXECUTABLE})
 
 install(TARGETS zvControl-cgi-bin RUNTIME DESTINATION bin COMPONENT gateway)
 install(DIRECTORY camera/web/snippets/ DESTINATION share/web COMPONENT gateway PATTERN busybox-control ${executable})
@@ -23,12 +22,14 @@ if(NOT ZV_STANDALONE)
   list(APPEND components platform)
 endif()
 
-install(TARGETS zvControlD zvNetD zvBleD zvStream zvcam RUNTIME DESTINATION bin COMPONENT camera)
+install(TARGETS zvControlD zvNetD zvBleD zvStream RUNTIME DESTINATION bin COMPONENT camera)
 install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
 install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
   PATTERN busybox-control ${executable})
 install(DIRECTORY camera/zvcamera DESTINATION share/camera COMPONENT camera
   PATTERN __pycache__ EXCLUDE)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/camera/installed/zvcam DESTINATION bin COMPONENT camera)
+install(FILES ${PROJECT_BINARY_DIR}/camera/installed/version.txt DESTINATION share/camera COMPONENT camera)
 install(PROGRAMS camera/zvcamera.sh DESTINATION bin RENAME zvcamera COMPONENT camera)
 
 install(DIRECTORY libzvCommon/include/ platform/include/ DESTINATION include COMPONENT development)
@@ -86,6 +87,7 @@ string(JOIN ", " CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
   bubblewrap
   lighttpd
   psmisc
+  python3-click
   "python3 (>= 3.9)")
 set(CPACK_COMPONENT_CAMERA_DESCRIPTION
   "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")

@@ -146,6 +146,12 @@ def unit_tests(session, name, preset, *options):
     return _tests(session, name, "ctest", "--preset", preset, "-j", str(2 * session.jobs), *options, "--output-junit")
 
 
+def modules(session, name):
+    """The tests of the camera's Python modules, which need no camera and nothing that is built."""
+    return _tests(session, name, "/usr/bin/python3", "-B", "-m", "pytest", "-q",
+                  os.path.join(ROOT, "tests", "camera"), "-n", str(session.jobs), "--junit-xml")
+
+
 def end_to_end(session, name, marks, gateway, daemons=None):
     """Tests that pytest's marks select, with the gateway of a preset and the daemons of the same or another one."""
     # Measurements want the machine for themselves; the others wait rather than work.
@@ -160,11 +166,12 @@ def end_to_end(session, name, marks, gateway, daemons=None):
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
-    "unit": ("unit tests", (build, "release"), (unit_tests, "release")),
+    "unit": ("unit tests", (build, "release"), (unit_tests, "release"), (modules,)),
     "e2e": ("end-to-end tests of every URI and of ./run, behind lighttpd",
             (build, "release"), (end_to_end, "not thorough and not bench", "release")),
     "quick": ("format, unit tests and some end-to-end tests",
-              (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (end_to_end, "quick", "release")),
+              (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (modules,),
+              (end_to_end, "quick", "release")),
     "thorough": ("end-to-end tests of the other web servers, of installation and packages, and with valgrind",
                  (build, "release"), (end_to_end, "thorough", "release")),
     "asan": ("unit and end-to-end tests with AddressSanitizer and UndefinedBehaviorSanitizer",

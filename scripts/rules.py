@@ -34,11 +34,21 @@ MAY_USE = {
     "camera/zvControlD": ("camera/daemon", "camera/messages", "platform", "libzvCommon", "base"),
     "camera/zvNetD": ("camera/daemon", "camera/messages", "platform", "libzvCommon", "base"),
     "camera/zvStream": ("base",),
-    "camera/zvcam": ("camera/daemon", "camera/messages", "libzvCommon", "base"),
 }
 
+# Which modules of camera/zvcamera a room of it may import, besides its own modules. What lies in no room brings a
+# camera up, or leads to its programs, and may import all but the faces.
+PYTHON_ROOM = "camera/zvcamera"
+PYTHON_MAY_USE = {
+    "messages": ("admin",),
+    "operations": ("admin", "messages"),
+    "zvcam": ("admin", "find", "http_rules", "link", "messages", "operations", "version"),
+    "control": ("admin", "inside", "link", "operations"),
+    "inside": ("admin", "control", "http_rules", "messages", "operations", "sandbox"),
+}
+FACES = ("zvcam", "control")
+
 # Sources whose test has another name, and why a test of their own name would be empty.
-_TOOL = "tests/unit/camera/zvcam/zvcam.cpp"
 TESTED_ELSEWHERE = {
     # The programs as a whole.
     "camera/zvBleD/main.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
@@ -54,10 +64,46 @@ TESTED_ELSEWHERE = {
     "camera/zvBleD/radioAdmin.cpp": "tests/unit/camera/zvBleD/bleDaemon.cpp",
     "camera/zvBleD/whitelist.cpp": "tests/unit/camera/zvBleD/radioCommands.cpp",
     "camera/zvNetD/controlLink.cpp": "tests/unit/camera/zvNetD/netDaemon.cpp",
-    # The tool's subcommands, by its command line.
-    **{f"camera/zvcam/{name}.cpp": _TOOL for name in (
-        "analyticsCommands", "bleCommands", "bleText", "daemonCommands", "faultCommands", "groups", "keyValue", "main",
-        "stateCommands", "streamCommands", "traceCommands", "traceFollower")},
+}
+
+# The same for modules of camera/zvcamera.
+PYTHON_TESTED_ELSEWHERE = {
+    "admin.py": "tests/camera/test_link.py",
+    "camera.py": "tests/e2e/test_launcher.py",
+    "check.py": "tests/e2e/test_run.py",
+    "command.py": "tests/e2e/test_exec.py",
+    "folder.py": "tests/e2e/test_launcher.py",
+    "namespace.py": "tests/e2e/test_launcher.py",
+    "options.py": "tests/e2e/test_first_run.py",
+    "machine.py": "tests/e2e/test_first_run.py",
+    "pytest_plugin.py": "tests/e2e/test_ci_page.py",
+    "ready_file.py": "tests/e2e/test_exec.py",
+    "sandbox.py": "tests/e2e/test_wall.py",
+    "serving.py": "tests/e2e/test_exec.py",
+    "storage.py": "tests/e2e/test_wall.py",
+    "testing.py": "tests/e2e/test_ci_page.py",
+    "terminal.py": "tests/e2e/test_run.py",
+    "version.py": "tests/camera/zvcam/test_main.py",
+    **{f"control/{name}.py": "tests/camera/control/test_server.py" for name in (
+        "child", "events", "follower", "listing")},
+    # Through the operations that are made of them, and their command lines.
+    **{f"operations/{name}.py": "tests/camera/operations/test_operations.py" for name in (
+        "analytics", "ble", "daemons", "queues", "scanning", "state", "stream")},
+    **{f"zvcam/{name}.py": "tests/camera/zvcam/test_main.py" for name in ("command", "explain", "settings", "tree")},
+    "operations/ble_text.py": "tests/e2e/test_zvcam.py",
+    # Inside the camera.
+    "inside/children.py": "tests/e2e/test_launcher.py",
+    "inside/collector.py": "tests/e2e/test_launcher.py",
+    "inside/guard.py": "tests/e2e/test_wall.py",
+    "inside/gateways.py": "tests/e2e/test_reset.py",
+    "inside/reports.py": "tests/e2e/test_launcher.py",
+    "inside/scenario.py": "tests/e2e/test_reset.py",
+    **{f"inside/{name}.py": "tests/e2e/test_requests.py" for name in ("admin_server", "arguments", "commands")},
+    **{f"inside/{name}.py": "tests/e2e/test_faults_http.py" for name in (
+        "entrance", "front", "front_connection", "front_link")},
+    "inside/stream.py": "tests/e2e/test_execute.py",
+    "inside/supervisor.py": "tests/e2e/test_launcher.py",
+    "inside/web.py": "tests/e2e/test_web.py",
 }
 
 _LOWER_CAMEL = re.compile(r"[a-z][A-Za-z0-9]*$")
@@ -191,6 +237,48 @@ def mirrored(files):
             yield f"scripts/rules.py:1: {name} does not exist any more"
 
 
+_IMPORT = re.compile(r"^ *from (\.\.?)([a-z_]*)(?:[.a-z_]*) import ([a-zA-Z_, ]+)", re.MULTILINE)
+
+
+def python_uses(name, text):
+    """Imports of a module of the camera's package that its room may not make."""
+    inner = name.removeprefix(f"{PYTHON_ROOM}/").split("/")
+    room = inner[0] if len(inner) > 1 else None
+    for match in _IMPORT.finditer(text):
+        dots, module, names = match.groups()
+        if len(dots) != (2 if room else 1):
+            continue  # of its own room
+        for used in [module] if module else [each.split(" as ")[0].strip() for each in names.split(",")]:
+            allowed = used in PYTHON_MAY_USE[room] if room in PYTHON_MAY_USE else used not in FACES
+            if not allowed:
+                yield f"{name}:{_line(text, match.start())}: {room or 'what is in no room'} may not use {used}"
+
+
+def python_mirrored(files):
+    """Modules of the camera's package without a test: tests/camera/[ROOM/]test_[ROOM_]NAME.py, or for what lies in no
+    room tests/e2e/test_NAME.py, too."""
+    known = set(files)
+    for name in files:
+        if not name.startswith(f"{PYTHON_ROOM}/") or not name.endswith(".py") or name.endswith("__init__.py"):
+            continue
+        inner = name.removeprefix(f"{PYTHON_ROOM}/")
+        folder, module = os.path.split(inner)
+        tests = {os.path.join("tests/camera", place, f"test_{prefix}{module}")
+                 for place in (folder, "") for prefix in ("", f"{folder}_" if folder else "")}
+        tests.update([] if folder else [f"tests/e2e/test_{module}"])
+        elsewhere = PYTHON_TESTED_ELSEWHERE.get(inner)
+        if tests & known and elsewhere:
+            yield f"{name}:1: has a test of its own name; strike it from the list of rules.py"
+        elif not tests & known and not elsewhere:
+            mirror = os.path.join("tests/camera", folder, f"test_{module}")
+            yield f"{name}:1: no test {mirror}, and none named in the list of rules.py"
+        elif elsewhere and elsewhere not in known:
+            yield f"{name}:1: its test {elsewhere} does not exist"
+    for name in PYTHON_TESTED_ELSEWHERE:
+        if f"{PYTHON_ROOM}/{name}" not in known:
+            yield f"scripts/rules.py:1: {PYTHON_ROOM}/{name} does not exist any more"
+
+
 def findings(names, files):
     headers = {os.path.basename(name): name for name in files if name.endswith(".h") and not name.startswith("tests/")}
     for name in names:
@@ -206,8 +294,11 @@ def findings(names, files):
             yield from uses(name, text, headers)
         elif name.endswith((".py", ".md", ".cmake")) or os.path.basename(name) == "CMakeLists.txt":
             yield from columns(name, _text(name))
+        if name.startswith(f"{PYTHON_ROOM}/") and name.endswith(".py"):
+            yield from python_uses(name, _text(name))
     yield from shared_headers(files)
     yield from mirrored(files)
+    yield from python_mirrored(files)
 
 
 def main():

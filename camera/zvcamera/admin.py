@@ -37,15 +37,17 @@ def _result(path, line):
     """The result in an answer line; raises what the answer tells otherwise."""
     try:
         answer = json.loads(line)
-    except ValueError as error:
-        raise Unreachable(f"{os.path.basename(path)}: not an answer: {line!r}") from error
+    except (ValueError, RecursionError) as error:
+        raise Unreachable(f"{os.path.basename(path)}: what it says is no answer") from error
+    if not isinstance(answer, dict):
+        raise Unreachable(f"{os.path.basename(path)}: what it says is no answer")
     if answer.get("ok"):
         return answer.get("result")
     kind = InvalidRequest if answer.get("kind") == "invalid" else AdminError
     raise kind(answer.get("error", "no reason given"))
 
 
-def ask(path, op, timeout=30.0, **fields):
+def ask(path, op, /, timeout=30.0, **fields):
     """Sends {"op": op, ...fields} and returns the result of the answer."""
     request = json.dumps({"op": op, **fields}).encode() + b"\n"
     try:

@@ -5,12 +5,13 @@ import errno
 import http.client
 import json
 import os
+import shutil
 import socket
 import subprocess
 import threading
 import time
 
-from . import admin, namespace
+from . import admin, namespace, sandbox, storage, wall
 from .folder import CameraFolder, FolderError
 from .inside import web
 
@@ -66,10 +67,16 @@ class Camera:
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
     more: pairs of paths (a file on the machine, its place in the camera).
     on_record: a function; a thread calls it with each log record.
+    network: "own", where the camera's programs reach nothing but themselves, or "host".
+    allow_hosts, cors_origins: who may use the camera beside its own address and pages, for example "camera.test" and
+        "http://localhost:3000".
+    control: whether the camera is controlled over HTTP, too.
+    tracing: let the camera's programs trace each other. The leak checker of a sanitizer needs it.
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
-                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None):
+                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None, network="own", tracing=False,
+                 allow_hosts=(), cors_origins=(), control=True):
         self.build_dir = os.path.abspath(build_dir)
         self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
@@ -81,6 +88,11 @@ class Camera:
         self._space = web.URL_SPACES[web_server]
         self._more = tuple(more)
         self._on_record = on_record
+        self._network = "host" if web_server == "busybox" else network  # busybox opens the port itself
+        self._tracing = tracing
+        self._allowed = [word for option, texts in (("--allow-host", allow_hosts), ("--cors", cors_origins))
+                         for text in texts for word in (option, text)]
+        self._control = control
         self._folder = None
         self._process = None
         self._reader = None
@@ -137,9 +149,11 @@ class Camera:
                 raise CameraError(f"{path} does not exist")
 
     def _make_storage(self):
+        if not self._given_storage:
+            return None
         try:
-            if self._given_storage:
-                os.makedirs(self._given_storage, exist_ok=True)
+            os.makedirs(self._given_storage, mode=0o700, exist_ok=True)
+            storage.make_private(self._given_storage)
         except OSError as error:
             reason = os.strerror(errno.ENOTDIR) if isinstance(error, FileExistsError) else error.strerror
             raise CameraError(f"{self._given_storage} cannot be the storage: {reason}") from error
@@ -148,25 +162,39 @@ class Camera:
     def _launch(self, listener):
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
                                    camera_dir=os.path.join(SOURCE_DIR, "camera"), run_dir=self._folder.run,
-                                   fuse_d=self.storage, scenario=self._scenario, more=self._more)
+                                   stage=self._folder.stage, network=self._network, fuse_d=self.storage,
+                                   scenario=self._scenario, more=self._more)
         # bwrap reads its options from a file in memory, which keeps process lists readable.
+        rules = wall.filter_program(tracing=self._tracing)
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))
         os.lseek(options, 0, os.SEEK_SET)
-        line = ["bwrap", "--args", str(options), "--", "/bin/sh", "-c",
-                'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
-                "--listen-fd", str(listener.fileno()), "--web-server", self.web_server]
+        line = [self._bwrap(), "--args", str(options), "--seccomp", str(rules), "--", *sandbox.command(
+            ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
+             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
+        line += self._allowed
+        if not self._control:
+            line.append("--no-control")
         if self._on_record:
             line.append("--report-log")
         if self._scenario:
             line += ["--scenario", f"{namespace.HOUSE}/scenario.json", "--scenario-name", self._scenario]
         if self._control_program:
             line += ["--control-program", self._control_program]
+        # An empty environment: bwrap itself is process 1 of the camera, and what it was started with can be read there.
         self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True,
-                                         pass_fds=(options, listener.fileno(), self._folder.life_line))
-        os.close(options)
+                                         env={}, pass_fds=(options, rules, listener.fileno(), self._folder.life_line))
+        for descriptor in (options, rules):
+            os.close(descriptor)
         self._reader = threading.Thread(target=self._read_reports, daemon=True)
         self._reader.start()
+
+    @staticmethod
+    def _bwrap():
+        path = shutil.which("bwrap")
+        if not path:
+            raise CameraError("bwrap is missing: scripts/setup installs it")
+        return path
 
     def _read_reports(self):
         for line in self._process.stdout:
@@ -201,11 +229,14 @@ class Camera:
 
     # Questions
 
-    def get(self, path, timeout=60.0, method="GET"):
-        """Sends an HTTP request for a path below the control URL space, and returns the answer."""
+    def get(self, path, timeout=60.0, method="GET", fields=None):
+        """Sends an HTTP request for a path below the control URL space, and returns the answer.
+
+        fields: header fields of the request, by name.
+        """
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
-            connection.request(method, self._space + path)
+            connection.request(method, self._space + path, headers=fields or {})
             return Answer(connection.getresponse())
         finally:
             connection.close()

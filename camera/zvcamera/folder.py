@@ -1,4 +1,7 @@
-"""The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/, with run/ (sockets) and fuse_d/ (storage).
+"""The camera's folder on the host: ${TMPDIR:-/tmp}/zvcam-<uid>/<port>/.
+
+In it are run/ (sockets), fuse_d/ (storage) and stage/ (copies of files that the camera's user could not read). Whoever
+looks for the camera finds it by the record that find.py leaves.
 
 The life line is a pipe. The folder belongs to the camera until the last process that holds the pipe's write end is
 gone. Then a janitor removes the folder. The janitor is a process of its own: it survives Ctrl-C and the death of the
@@ -10,26 +13,31 @@ import fcntl
 import os
 import shutil
 import signal
-import stat
 import subprocess
+import tempfile
 import time
+
+from . import find, sandbox
 
 
 class FolderError(Exception):
     """The camera cannot have the folder."""
 
 
-def base():
-    return os.path.join(os.environ.get("TMPDIR") or "/tmp", f"zvcam-{os.getuid()}")
-
-
 def _make_private(path):
     try:
         os.mkdir(path, 0o700)
     except FileExistsError:
-        found = os.lstat(path)
-        if not stat.S_ISDIR(found.st_mode) or found.st_uid != os.getuid() or found.st_mode & 0o022:
+        if not find.is_private(path):
             raise FolderError(f"{path} exists and is not a private folder of this user") from None
+
+
+def _own_base():
+    """find.base(), or where another user has taken that, a folder of another name: TMPDIR is everybody's."""
+    path = find.base()
+    if not os.path.lexists(path) or find.is_private(path):
+        return path
+    return tempfile.mkdtemp(prefix=f"{os.path.basename(path)}-", dir=os.path.dirname(path))
 
 
 def _try_claim(path):
@@ -72,9 +80,11 @@ class CameraFolder:
     """A claimed folder. life_line: the descriptor that every process that uses the folder has to inherit."""
 
     def __init__(self, port, patience=5.0):
-        self.path = os.path.join(base(), str(port))
+        self._port = port
+        self.path = os.path.join(_own_base(), str(port))
         self.run = os.path.join(self.path, "run")
         self.fuse_d = os.path.join(self.path, "fuse_d")
+        self.stage = os.path.join(self.path, "stage")
         deadline = time.monotonic() + patience
         while not self._make():
             if time.monotonic() > deadline:
@@ -90,15 +100,17 @@ class CameraFolder:
         return lock is not None
 
     def _furnish(self, lock):
-        os.mkdir(self.run, 0o700)
-        os.mkdir(self.fuse_d, 0o755)
+        for folder in (self.run, self.fuse_d, self.stage):
+            os.mkdir(folder, 0o700)
+            sandbox.give(folder)
         end, self.life_line = os.pipe()
         os.set_inheritable(self.life_line, False)
         # The janitor inherits the lock, so nobody can claim the folder before it is removed. It also inherits the
         # blocked signals, so it does its work even when everything else is told to end.
-        script = 'cat >/dev/null; rm -rf -- "$1"; rmdir -- "$2" 2>/dev/null; :'
+        script = 'cat >/dev/null; rm -f -- "$3"; rm -rf -- "$1"; rmdir -- "$2" "${3%/*}" 2>/dev/null; :'
+        record = find.leave_record(self._port, self.run) or "/nonexistent/record"
         self._janitor = subprocess.Popen(
-            ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path)],
+            ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path), record],
             stdin=end, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=(lock,),
             start_new_session=True, cwd="/")
         os.close(end)

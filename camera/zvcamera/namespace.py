@@ -1,10 +1,9 @@
-"""The camera's view of the machine, as arguments of bubblewrap.
-
-The camera has process, message queue and mount namespaces of its own, but shares the machine's network. Of the
-machine's files it sees only /usr (read-only) and those that programs need to start.
-"""
+"""The camera's view of the machine, as arguments of bubblewrap: /usr, what programs need to start, and the camera's own
+files, all read-only; its run folder and its storage."""
 
 import os
+
+from . import sandbox
 
 INSTALLATION = "/usr/local/zarvo"
 CONTROL_PROGRAM = "zvControl-cgi-bin"
@@ -20,10 +19,6 @@ ENVIRONMENT = {
 }
 
 
-def _read_only(pairs):
-    return [word for source, target in pairs for word in ("--ro-bind", source, target)]
-
-
 def find(build_dir, name):
     """The path of a program or library in a build folder, or in a folder where it was installed."""
     for folder in ("", "bin", "lib"):
@@ -35,12 +30,12 @@ def find(build_dir, name):
 
 def _installation(build_dir, gateway_dir):
     """The daemons of build_dir, and the control program of gateway_dir with the libraries that it needs."""
-    words = []
+    pairs = []
     for name in PROGRAMS:
-        words += _program(gateway_dir if name == CONTROL_PROGRAM else build_dir, name)
+        pairs += _program(gateway_dir if name == CONTROL_PROGRAM else build_dir, name)
     place = f"{INSTALLATION}/target/lib" if emulated(gateway_dir) else f"{INSTALLATION}/lib"
     libraries = [(find(gateway_dir, name), f"{place}/{name}") for name in LIBRARIES]
-    return words + _read_only([pair for pair in libraries if os.path.exists(pair[0])])
+    return pairs + [pair for pair in libraries if os.path.exists(pair[0])]
 
 
 def emulated(build_dir):
@@ -52,10 +47,10 @@ def _program(build_dir, name):
     place = f"{INSTALLATION}/bin/{name}"
     program = find(build_dir, name)
     if not emulated(build_dir):
-        return _read_only([(program, place)])
+        return [(program, place)]
     scripts = os.path.join(build_dir, "emulated")
-    return _read_only([(os.path.join(scripts, name), place), (program, f"{INSTALLATION}/target/bin/{name}"),
-                       (os.path.realpath(os.path.join(scripts, "emulator")), f"{INSTALLATION}/target/emulator/{name}")])
+    return [(os.path.join(scripts, name), place), (program, f"{INSTALLATION}/target/bin/{name}"),
+            (os.path.realpath(os.path.join(scripts, "emulator")), f"{INSTALLATION}/target/emulator/{name}")]
 
 
 def _house(build_dir, camera_dir, scenario):
@@ -64,12 +59,13 @@ def _house(build_dir, camera_dir, scenario):
              (os.path.join(build_dir, "etc"), f"{HOUSE}/settings")]
     if scenario:
         pairs.append((scenario, f"{HOUSE}/scenario.json"))
-    return _read_only(pairs)
+    return pairs
 
 
 def _machine():
     """The machine's files that a program needs to start."""
-    words = ["--ro-bind", "/usr", "/usr", "--tmpfs", "/usr/local"]
+    words = ["--ro-bind", "/usr", "/usr", "--perms", "0777", "--tmpfs", "/usr/local",
+             "--perms", "0777", "--dir", f"{INSTALLATION}/etc"]
     for name in ("bin", "sbin", "lib", "lib32", "lib64", "libx32"):
         if os.path.islink(f"/{name}"):
             words += ["--symlink", os.readlink(f"/{name}"), f"/{name}"]
@@ -78,14 +74,21 @@ def _machine():
     return words
 
 
-def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, scenario=None, more=()):
-    """bubblewrap's options. more: pairs of paths (a file on the machine, its place in the camera)."""
-    words = ["--die-with-parent", "--unshare-user-try", "--unshare-ipc", "--unshare-pid", "--cap-drop", "ALL"]
-    words += _machine()
-    words += ["--proc", "/proc", "--dev", "/dev", "--mqueue", "/dev/mqueue", "--tmpfs", "/tmp", "--tmpfs", "/run",
-              "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d"]
-    words += _installation(build_dir, gateway_dir) + _house(build_dir, camera_dir, scenario) + _read_only(more)
-    words += ["--chdir", "/tmp", "--clearenv"]
+def probe():
+    """bubblewrap's options for a program that ends at once, between walls like a camera's."""
+    return [*sandbox.walls("own"), *sandbox.folders(), *_machine(), "--", *sandbox.command(["/bin/true"])]
+
+
+def arguments(*, build_dir, gateway_dir, camera_dir, run_dir, fuse_d, stage, scenario=None, more=(), network="own"):
+    """bubblewrap's options.
+
+    stage: a folder for copies of what the camera's user may not read. more: pairs of paths (a file on the machine, its
+    place in the camera). network: one of sandbox.NETWORKS.
+    """
+    pairs = [*_installation(build_dir, gateway_dir), *_house(build_dir, camera_dir, scenario), *more]
+    words = [*sandbox.walls(network), *sandbox.folders(), *_machine(),
+             "--bind", run_dir, "/run/zarvo", "--bind", fuse_d, "/tmp/fuse_d",
+             *sandbox.read_only(pairs, stage), "--chdir", "/tmp", "--clearenv"]
     for name, value in ENVIRONMENT.items():
         words += ["--setenv", name, value]
     return words

@@ -1,19 +1,16 @@
 """./run: the camera in a terminal."""
 
-import argparse
-import json
 import os
 import signal
 import subprocess
 import sys
 import time
 
-from . import check, namespace
-from .camera import SOURCE_DIR, Camera, CameraError, listen
-
-_COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
-_NAME = os.path.basename(_COMMAND)
-_DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
+from . import check, machine, options, serving
+from .camera import SOURCE_DIR, Camera, CameraError
+from .options import NAME
+from .ready_file import ReadyFile
+from .serving import OutputGone
 
 
 def _shown(character):
@@ -34,64 +31,17 @@ def _is_gateways_line_of_a_request(record):
             and record["text"].startswith("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin "))
 
 
-def _print_record(record):
+def _print_record(record, stream):
     if _is_gateways_line_of_a_request(record):
         return
     clock = time.strftime("%H:%M:%S", time.localtime(record["time"]))
     pid = f"[{record['pid']}]" if record["pid"] else ""
-    print(f"{clock} {_printable(record['source'])}{pid}: {_printable(record['text'])}", flush=True)
+    print(f"{clock} {_printable(record['source'])}{pid}: {_printable(record['text'])}", file=stream, flush=True)
 
 
-def _port(text):
-    if not text.isascii() or not text.isdecimal() or len(text) > 5 or int(text) > 65535:
-        raise argparse.ArgumentTypeError(f"must be a whole number from 0 to 65535, not {text!r}")
-    return int(text)
-
-
-class _Parser(argparse.ArgumentParser):
-    """Says what is wrong in one line."""
-
-    def error(self, message):
-        self.exit(2, f"{_NAME}: {message.removeprefix('argument ')}\n")
-
-
-def _arguments(argv):
-    parser = _Parser(
-        prog=_COMMAND,
-        description="Brings up the simulated camera around the control gateway; ./run builds both before.")
-    parser.add_argument("--check", action="store_true",
-                        help="ask every URI of a camera on a free port, print one line each, end; "
-                             "status 0 if all is right")
-    parser.add_argument("--port", type=_port, metavar="N",
-                        help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one)")
-    parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
-                        help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
-    parser.add_argument("--storage", metavar="DIR",
-                        help="keep the camera's storage in this folder, made when it is not there")
-    parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")
-    arguments = parser.parse_args(argv)
-    if arguments.port is None:
-        try:
-            arguments.port = _port(os.environ.get("PORT") or "8080")
-        except argparse.ArgumentTypeError as error:
-            parser.error(f"PORT: {error}")
-    return arguments
-
-
-def _check_what_is_asked(arguments):
-    """Raises CameraError for what would be wrong after the build, too."""
-    scenario = os.path.abspath(arguments.scenario)
-    try:
-        with open(scenario, encoding="utf-8-sig") as text:
-            json.load(text)
-    except FileNotFoundError as error:
-        raise CameraError(f"{scenario} does not exist") from error
-    except OSError as error:
-        raise CameraError(f"{scenario} cannot be read: {error.strerror}") from error
-    except (ValueError, RecursionError) as error:
-        raise CameraError(f"{scenario} is no JSON document: {error}") from error
-    if not arguments.check:
-        listen(arguments.port).close()
+def _build_root():
+    """Where scripts/build has its folders."""
+    return os.environ.get("ZV_BUILD_ROOT") or os.path.join(SOURCE_DIR, "build")
 
 
 def _build():
@@ -104,64 +54,77 @@ def _build():
             raise
 
 
-def _greet(camera):
-    tool = os.path.relpath(namespace.find(camera.build_dir, "zvcam"))
-    print(f"""
-The camera answers at {camera.url}
-
-    curl -i {camera.url}/command/ble/pairing_available
-    curl -i {camera.url}/command/ble/whitelist/list
-    curl -i {camera.url}/nothing_here
-    curl {camera.url}
-
-State and faults: {tool} --port {camera.port} --help
-Log lines follow. Ctrl-C ends the camera.
-""", flush=True)
-
-
-def _serve(camera):
-    try:
-        camera.start()
-        _greet(camera)
-        while camera.running():
-            time.sleep(0.2)
-    finally:
-        camera.stop()
-    for misdeed in camera.misdeeds:
-        print(f"{_NAME}: {misdeed}", file=sys.stderr)
-    return 1 if camera.misdeeds else 0
-
-
 class _Ended(Exception):
     """SIGINT, SIGTERM or SIGHUP."""
 
+    def __init__(self, number):
+        super().__init__()
+        self.number = number
 
-def _end(_number, _frame):
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, signal.SIG_IGN)  # the camera is being ended already: further signals change nothing
-    raise _Ended
+
+def _end(number, _frame):
+    for each in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(each, signal.SIG_IGN)  # the camera is being ended already: further signals change nothing
+    raise _Ended(number)
+
+
+def _run(arguments):
+    build_dir = arguments.build_dir or os.path.join(_build_root(), "release")
+    options.check(arguments)
+    ready = ReadyFile(arguments.ready_file)
+    machine.check()
+    if not arguments.build_dir and not _build():
+        return 1
+    if arguments.check:
+        return check.run(build_dir)
+    # The standard output of --exec is the command's.
+    stream = sys.stdout if arguments.exec is None else sys.stderr
+    log = serving.Log(lambda record: _print_record(record, stream), arguments.quiet)
+    camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
+                    on_record=log.take, network=arguments.network,
+                    allow_hosts=arguments.allow_host, cors_origins=arguments.cors, control=not arguments.no_control)
+    return serving.serve(camera, log, ready, arguments)
+
+
+def _forget_output():
+    """Lets what cannot be printed any more go nowhere, without complaint."""
+    try:
+        sys.stdout.flush()
+        return
+    except OSError:
+        pass
+    with open(os.devnull, "w", encoding="ascii") as nowhere:
+        os.dup2(nowhere.fileno(), 1)
+
+
+def _open_streams():
+    """Gives standard output and error to those who were started without; any text can be printed."""
+    for name, number in (("stdout", 1), ("stderr", 2)):
+        if getattr(sys, name) is None:
+            os.dup2(os.open(os.devnull, os.O_WRONLY), number)
+            setattr(sys, name, os.fdopen(number, "w"))
+        getattr(sys, name).reconfigure(errors="backslashreplace")
 
 
 def main(argv):
-    arguments = _arguments(argv)
-    sys.stdout.reconfigure(errors="backslashreplace")
+    _open_streams()
+    arguments = options.parse(argv)
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, _end)
-    build_dir = arguments.build_dir or os.path.join(SOURCE_DIR, "build", "release")
     try:
-        _check_what_is_asked(arguments)
-        if not arguments.build_dir and not _build():
-            return 1
-        if arguments.check:
-            return check.run(build_dir)
-        camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
-                        on_record=_print_record)
-        return _serve(camera)
+        return _run(arguments)
     except CameraError as error:
-        print(f"{_NAME}: {error}", file=sys.stderr)
+        print(f"{NAME}: {error}", file=sys.stderr)
         return 1
-    except _Ended:
-        return 0
+    except (OutputGone, BrokenPipeError):
+        return 0 if arguments.exec is None and not arguments.check else 1
+    except OSError as error:
+        print(f"{NAME}: {error.filename or 'the system'}: {error.strerror}", file=sys.stderr)
+        return 1
+    except _Ended as end:
+        return 0 if arguments.exec is None else 128 + end.number
+    finally:
+        _forget_output()
 
 
 if __name__ == "__main__":

@@ -7,12 +7,11 @@ import re
 import subprocess
 
 from zvcamera.camera import SOURCE_DIR as ROOT
-from zvcamera.camera import Camera
+from zvcamera.camera import Camera, CameraError
 from zvcamera.namespace import LIBRARIES, PROGRAMS
 
-__all__ = ["LIBRARIES", "PROGRAMS", "ROOT"]
+__all__ = ["CameraError", "LIBRARIES", "PROGRAMS", "ROOT"]
 ORDINARY_USER = 65534
-from zvcamera.namespace import emulated
 
 EMPTY = b"{}"
 _LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
@@ -40,12 +39,11 @@ class TestCamera(Camera):
     def __init__(self, build_dir, **options):
         self.records = []
         super().__init__(build_dir, on_record=self.records.append,
-                         **{"gateway_dir": self.default_gateway_dir, **options})
+                         **{"gateway_dir": self.default_gateway_dir, "tracing": is_sanitized(build_dir), **options})
 
     def tool(self, *words):
         """Runs the camera's tool as a user would, and returns its output."""
-        folder = os.path.join(self.build_dir, "emulated") if emulated(self.build_dir) else self.build_dir
-        done = subprocess.run([os.path.join(folder, "zvcam"), "--run-dir", self.run_dir, *words],
+        done = subprocess.run([os.path.join(self.build_dir, "zvcam"), "--run-dir", self.run_dir, *words],
                               capture_output=True, text=True, check=False, timeout=60)
         assert done.returncode == 0, done.stdout + done.stderr
         return done.stdout

@@ -126,6 +126,7 @@ def run(clone, *options):
 
 def test_what_is_wrong_with_the_options_is_told_before_the_build(clone):
     (clone / "text").write_text("no JSON")
+    (clone / "list").write_text("[1]")
     no_json = f"{clone}/text is no JSON document: Expecting value: line 1 column 1 (char 0)"
     scenario = ("--port", "0", "--scenario")
     with socket.create_server(("127.0.0.1", 0)) as taken:
@@ -133,13 +134,35 @@ def test_what_is_wrong_with_the_options_is_told_before_the_build(clone):
         for options, status, complaint in (
                 (("--port", "abc"), 2, "--port: must be a whole number from 0 to 65535, not 'abc'"),
                 (("--colour",), 2, "unrecognized arguments: --colour"),
-                (("--port", str(port)), 1, f"port {port} of 127.0.0.1 cannot be used: Address already in use"),
+                (("--allow-host", "a b"), 2, "--allow-host: must be a host name or address, not 'a b'"),
+                (("--cors", "box"), 2, "--cors: must be an origin such as http://localhost:3000, not 'box'"),
+                (("--port", str(port)), 1, f"port {port} of 127.0.0.1 cannot be used: Address already in use; "
+                 "--port 0 takes a free one"),
                 ((*scenario, "/nowhere"), 1, "/nowhere does not exist"),
                 ((*scenario, "/etc"), 1, "/etc cannot be read: Is a directory"),
-                ((*scenario, "a clone/text"), 1, no_json)):
+                ((*scenario, "a clone/text"), 1, no_json),
+                ((*scenario, "a clone/list"), 1, f"{clone}/list is a JSON document, but no object"),
+                (("--port", "0", "--ready-file", "/nowhere/ready"), 1,
+                 "/nowhere/ready cannot be the ready file: No such file or directory")):
             done = run(clone, *options)
             assert (done.returncode, done.stdout, done.stderr) == (status, "", f"run: {complaint}\n")
     assert not (clone / "build").exists()
+
+
+def test_clone_that_cannot_be_written(clone):
+    """Tells the way out, and takes it."""
+    folder = clone.parent / "elsewhere"
+    command = ["bwrap", "--bind", "/", "/", "--ro-bind", clone, clone, "--dev-bind", "/dev", "/dev", "--",
+               clone / "scripts" / "build", "release"]
+    env = {"PATH": os.environ["PATH"]}
+    done = subprocess.run(command, env=env, capture_output=True, text=True, timeout=60, check=False)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr == f"scripts/build: {clone}/build: Read-only file system\n" \
+        "scripts/build: ZV_BUILD_ROOT=FOLDER builds in another folder\n"
+    done = subprocess.run(command, env={**env, "ZV_BUILD_ROOT": folder}, capture_output=True, text=True, timeout=60,
+                          check=False)
+    assert done.returncode == 0, done.stderr
+    assert (folder / "release" / "build.ninja").exists()
 
 
 def test_failed_build_ends_the_run(clone):

@@ -181,17 +181,13 @@ def test_program_that_is_there_but_not_allowed(idle):
     _assert_refused(_execute(idle, ("zvstream", "start", None)), "file not found zvstream", "executeCommand", 255)
 
 
-def test_path_of_49_50_and_51_characters(idle):
+def test_path_of_49_50_and_51_characters(make_camera):
     names = {size: "n" * (size - len(BIN) - 1) for size in (49, 50, 51)}
     # A path of 49 characters fits, and one of 50 is refused. One of 51 is cut, and its first 49 are looked for.
-    idle.run(["/bin/touch", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
-    try:
-        _assert_refused(_execute(idle, (names[49], "start", None)), "start: not in whitelist", "startProg", 379)
-        _assert_refused(_execute(idle, (names[50], "start", None)),
-                        f"file not found {names[50]}", "executeCommand", 255)
-        _assert_refused(_execute(idle, (names[51], "start", None)), "start: not in whitelist", "startProg", 379)
-    finally:
-        idle.run(["/bin/rm", f"{BIN}/{names[49]}", f"{BIN}/{names[50]}"])
+    camera = make_camera(more=[("/bin/true", f"{BIN}/{names[size]}") for size in (49, 50)])
+    _assert_refused(_execute(camera, (names[49], "start", None)), "start: not in whitelist", "startProg", 379)
+    _assert_refused(_execute(camera, (names[50], "start", None)), f"file not found {names[50]}", "executeCommand", 255)
+    _assert_refused(_execute(camera, (names[51], "start", None)), "start: not in whitelist", "startProg", 379)
 
 
 @pytest.mark.every_build

@@ -10,7 +10,7 @@ import time
 import house
 import pytest
 from zvcamera.admin import AdminError, InvalidRequest
-from zvcamera.inside.http_rules import Rules, read_rule
+from zvcamera.http_rules import Rules, read_rule
 
 BLE = "/command/ble"
 FREE = f"{BLE}/pairing_available"

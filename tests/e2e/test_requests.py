@@ -4,6 +4,7 @@ import http.client
 import json
 import socket
 import subprocess
+import sys
 import time
 
 import house
@@ -169,7 +170,8 @@ def test_a_follower_that_does_not_read_holds_nobody_up(camera):
     (b'{"op":"log","more":1}', "more: unknown key"),
     (b'{"op":"status","more":1}', "more: unknown key"),
     (b'{"op":"stop"}', "daemon: missing"),
-    (b'{"op":"stop","daemon":"zvFooD"}', "unknown daemon zvFooD: one of zvControlD, zvNetD, zvBleD, lighttpd"),
+    (b'{"op":"stop","daemon":"zvFooD"}',
+     "unknown daemon zvFooD: one of zvControlD, zvNetD, zvBleD, control, lighttpd"),
     (b'{"op":"run","argv":[1]}', "argv, env: must hold texts"),
     (b'{"op":"run","argv":["/bin/true"],"stdin":"?"}', "stdin: must be base64"),
     (b'{"op":"load","scenario":[]}', "scenario: must be an object"),
@@ -196,7 +198,7 @@ def test_a_terminal_shows_the_request_and_not_the_gateways_line_of_it(camera, ca
     shown = f"GET /control{BLE}/pair/status?x=1 200 "
     camera.wait_for(lambda: any(shown in record["text"] for record in camera.records))
     for record in camera.records:
-        terminal._print_record(record)
+        terminal._print_record(record, sys.stdout)
     output = capsys.readouterr().out
     assert f"lighttpd: {shown}" in output
     assert "Executing zvControl-cgi-bin" not in output

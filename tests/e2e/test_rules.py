@@ -57,3 +57,24 @@ def test_sources_have_tests_of_their_name(monkeypatch):
                                                     "src/ble_link/gone.cpp": "tests/unit/ble_link/a.cpp"})
     files = ["src/ble_link/a.cpp", "src/ble_link/b.cpp", "src/ble_link/c.cpp", "tests/unit/ble_link/a.cpp"]
     assert [line.split(":")[0] for line in rules.mirrored(files)] == ["src/ble_link/c.cpp", "scripts/rules.py"]
+
+
+def test_modules_of_the_camera_use_only_what_they_may():
+    text = ("\nfrom ..admin import AdminError\nfrom .. import find, operations\nfrom . import text\n"
+            "from ..zvcam.main import run\n")
+    assert list(rules.python_uses("camera/zvcamera/messages/record.py", text)) == [
+        "camera/zvcamera/messages/record.py:3: messages may not use find",
+        "camera/zvcamera/messages/record.py:3: messages may not use operations",
+        "camera/zvcamera/messages/record.py:5: messages may not use zvcam"]
+    assert list(rules.python_uses("camera/zvcamera/link.py", "from . import admin\nfrom .zvcam import tree\n")) == [
+        "camera/zvcamera/link.py:2: what is in no room may not use zvcam"]
+
+
+def test_modules_of_the_camera_have_tests_of_their_name(monkeypatch):
+    monkeypatch.setattr(rules, "PYTHON_TESTED_ELSEWHERE", {"zvcam/b.py": "tests/e2e/test_x.py",
+                                                           "gone.py": "tests/e2e/test_x.py"})
+    modules = ("__init__.py", "a.py", "zvcam/a.py", "zvcam/b.py", "zvcam/c.py", "w.py")
+    files = [*(f"camera/zvcamera/{name}" for name in modules),
+             "tests/camera/zvcam/test_a.py", "tests/e2e/test_w.py", "tests/e2e/test_x.py"]
+    assert [line.split(":")[0] for line in rules.python_mirrored(files)] == [
+        "camera/zvcamera/a.py", "camera/zvcamera/zvcam/c.py", "scripts/rules.py"]

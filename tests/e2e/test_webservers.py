@@ -98,6 +98,9 @@ def ask(camera, method, path, body=b"", **fields):
 @pytest.mark.parametrize("method", ("POST", "PUT", "DELETE", "OPTIONS"))
 def test_method_and_body_make_no_difference(served, method):
     status, body = ask(served, method, "/nothing?a=1", b"a=2", Content_Length="3")
+    if method == "OPTIONS" and served.web_server == "lighttpd":
+        assert (status, b"answers no OPTIONS" in body) == (403, True)  # the camera's own rule, not the configuration's
+        return
     assert (status, json.loads(body)["query"]) == (400, "a=1")
 
 

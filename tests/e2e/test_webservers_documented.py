@@ -8,6 +8,8 @@ import subprocess
 import house
 import pytest
 
+from zvcamera import sandbox
+
 pytestmark = pytest.mark.thorough
 
 PASSWORD = "a word: 'secret' "
@@ -54,6 +56,12 @@ def password_for(shell):
     return shell.replace("PASSWORD", PASSWORD.replace("'", "'\\''"))
 
 
+def without_group(shell):
+    """Returns the instructions without the bit that hands the folder's group on: the camera refuses set-id bits."""
+    assert "-m 2750" in shell
+    return shell.replace("-m 2750", "-m 750")
+
+
 def without_users(shell):
     """Returns the instructions without a change of user, because the camera has only one."""
     for words in ("runuser -u camera -- ", "-u camera "):
@@ -85,8 +93,8 @@ class Site:
         """Starts a server, whether it stays in the foreground or not."""
         self.shell(f"{command} </dev/null >>/tmp/site.log 2>&1 &")
 
-    def status(self, path, password=None):
-        words = [] if password is None else ["--anyauth", "-u", f"camera:{password}"]
+    def status(self, path, password=None, *more):
+        words = [*more] if password is None else ["--anyauth", "-u", f"camera:{password}", *more]
         done = subprocess.run(["curl", "-s", "--path-as-is", "--max-time", "30", "-o", "/dev/stderr",
                                "-w", "%{http_code}", *words, f"http://127.0.0.1:{self.port}{self.space}{path}"],
                               capture_output=True, check=False)
@@ -99,10 +107,10 @@ class Site:
 @pytest.fixture
 def site(make_camera):
     def make(snippet, space):
-        owners = (f"camera:x:{os.getuid()}:{os.getgid()}::/tmp:/bin/sh\n",
-                  f"camera:x:{os.getgid()}:\nwww-data:x:{os.getgid()}:\n")
+        owners = (f"camera:x:{sandbox.user()}:{sandbox.user()}::/tmp:/bin/sh\n",
+                  f"camera:x:{sandbox.user()}:\nwww-data:x:{sandbox.user()}:\n")
         source = os.path.join(house.ROOT, "camera", "web", "snippets", snippet)
-        site = Site(make_camera(more=[(source, f"/usr/local/zarvo/share/web/{snippet}")]), space)
+        site = Site(make_camera(network="host", more=[(source, f"/usr/local/zarvo/share/web/{snippet}")]), space)
         site.file("/etc/passwd", owners[0])
         site.file("/etc/group", owners[1])
         return site
@@ -138,6 +146,11 @@ def check(site):
         assert status in (400, 403, 404), path
         assert b'"status":"0"' not in body and b"ELF" not in body
     assert site.status("/execute?p1=zvStream&c1=start", PASSWORD)[0] == 403
+    for fields in (["-H", "Sec-Fetch-Site: cross-site"], ["-X", "OPTIONS"], ["-H", "Host: site.example"]):
+        status, body = site.status("/command/ble/pairing_available", PASSWORD, *fields)
+        assert (status, b"{}" in body) == (403, False), fields
+    for fields in (["-H", "Sec-Fetch-Site: same-origin"], ["-H", f"Host: localhost:{site.port}"]):
+        assert site.status("/command/ble/pairing_available", PASSWORD, *fields) == (200, b"{}")
     assert "zvStream does not run" in site.camera.tool("stream")
 
 
@@ -163,7 +176,7 @@ def test_nginx(site):
     assert "127.0.0.1:8080" in configuration
     here.file("/etc/nginx/nginx.conf", NGINX)
     here.file("/etc/nginx/conf.d/camera.conf", configuration.replace("8080", str(here.port)))
-    *first, last = without_users(password_for(commands)).splitlines()
+    *first, last = without_users(without_group(password_for(commands))).splitlines()
     here.start("\n".join([*first, last]))
     here.camera.wait_for(lambda: here.camera.run(["/usr/bin/test", "-S", "/run/zvfcgi/socket"]).status == 0)
     mode = here.camera.run(["/usr/bin/stat", "-c", "%a", "/run/zvfcgi/socket"]).stdout

@@ -83,7 +83,7 @@ DaemonProcess::~DaemonProcess() {
 }
 
 zvcamera::Json DaemonProcess::call(const std::string& op, zvcamera::Json arguments) {
-    return zvcamera::AdminClient("/run/zarvo/" + name_ + ".admin").call(op, std::move(arguments));
+    return AdminClient("/run/zarvo/" + name_ + ".admin").call(op, std::move(arguments));
 }
 
 std::uint64_t DaemonProcess::waitForCount(const std::string& key, std::uint64_t value) {

@@ -13,6 +13,7 @@ from ..admin import AdminError
 
 RUN_DIR = "/run/zarvo"
 BIN = "/usr/local/zarvo/bin"
+_HOLDS = {signal.SIGSTOP: True, signal.SIGCONT: False}  # whether a program is stopped after the signal
 _QUEUES = {"zvNetD": "/dev/mqueue/to_zvnet", "zvBleD": "/dev/mqueue/to_ble"}
 DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
 _ENDING = (signal.SIGTERM, signal.SIGKILL, signal.SIGINT)
@@ -99,13 +100,14 @@ class Child:
         if number in _ENDING:
             self._expected.add(self._process)
         self._process.send_signal(number)
+        if number in _HOLDS:
+            self._wait_until_held(_HOLDS[number])
 
-    def continue_or_begin(self):
-        """Makes it run, whether a signal has stopped it or it has ended; does not wait for it."""
-        if self.running():
-            self.send(signal.SIGCONT)
-        else:
-            self.begin()
+    def _wait_until_held(self, held, patience=2.0):
+        """Waits until the kernel says that the program is stopped, or is not: it acts on a signal in its own time."""
+        deadline = time.monotonic() + patience
+        while self.running() and (self.state() == "stopped") != held and time.monotonic() < deadline:
+            time.sleep(0.001)
 
     def stop_and_wait(self, number=signal.SIGTERM, patience=10.0):
         """Ends the program. Continues it first, in case it is stopped, and kills it when it does not end."""
@@ -135,8 +137,11 @@ class Child:
         """Returns "running", "stopped" (by a signal) or "ended"."""
         if not self.running():
             return "ended"
-        with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:
-            return "stopped" if stat.read().rpartition(")")[2].split()[0] in "Tt" else "running"
+        try:
+            with open(f"/proc/{self._process.pid}/stat", encoding="latin-1") as stat:
+                return "stopped" if stat.read().rpartition(")")[2].split()[0] in "Tt" else "running"
+        except OSError:
+            return "ended"
 
 
 def daemon(name, log, scenario):

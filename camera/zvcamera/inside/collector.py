@@ -13,6 +13,8 @@ import threading
 import time
 import traceback
 
+from ..sandbox import LOG_SOCKET
+
 _KEPT = 200_000
 # Anybody in the camera may send anything, so the pattern limits the digits of a number.
 _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
@@ -22,7 +24,7 @@ _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]
 class Collector:
     """Keeps the records, and calls each function in sinks with each."""
 
-    def __init__(self, sinks=(), path="/dev/log"):
+    def __init__(self, sinks=(), path=LOG_SOCKET):
         self.sinks = list(sinks)
         self._path = path
         self._takers = {}

@@ -7,6 +7,7 @@ waits in it while the way changes is taken afterwards.
 """
 
 import contextlib
+import itertools
 import os
 import secrets
 import signal
@@ -19,19 +20,24 @@ from .arguments import take
 from .children import Child
 from .front_link import FrontLink
 from .history import FIELDS, MARK
-from .http_rules import read_rule
+from ..http_rules import read_rule
 
-_INNER = "/run/zvcamera/web.sock"
+# What the camera itself asks for. Nobody else knows the path, so that the requests of others are told from its own.
+PROBE = f"/{secrets.token_hex(16)}"
+_SOCKETS = "/run/zvcamera/web{}.sock"
+_INNER = _SOCKETS.format("")
+_PROXY = b"PROXY TCP4 127.0.0.1 127.0.0.1 1 1\r\n"
 _SHELL = 'if [ -n "$LISTEN_FDS" ]; then export LISTEN_PID=$$; fi; exec /usr/sbin/lighttpd -D -f "$1"'
 _BACKLOG = 1024
 
 
-def _answers(path):
+def _answers(path, before=b""):
+    """Whether lighttpd answers at a Unix socket. before: what it wants to be told in front of a request."""
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as connection:
         connection.settimeout(2)
         try:
             connection.connect(path)
-            connection.sendall(b"PROXY TCP4 127.0.0.1 127.0.0.1 1 1\r\nGET / HTTP/1.0\r\n\r\n")
+            connection.sendall(before + f"GET {PROBE} HTTP/1.0\r\n\r\n".encode())
             return connection.recv(1) != b""
         except OSError:
             return False
@@ -40,23 +46,22 @@ def _answers(path):
 class Entrance:
     """Acts as a Child does: it is the program `lighttpd` of the camera.
 
-    configuration: lighttpd's. serves: tells whether lighttpd answers at the public socket. add_request: takes what the
-    front tells of a request.
+    configuration: lighttpd's. add_request: takes what the front tells of a request.
     """
 
     name = "lighttpd"
 
-    def __init__(self, listener, program, space, log, *, configuration, serves, add_request):
+    def __init__(self, listener, program, space, log, *, configuration, add_request):
         self._listener = listener
         self._address = listener.getsockname()
         self._space = space
         self._log = log
         self._configuration = configuration
         self._program = program
-        self._serves = serves
         self._add_request = add_request
         self._secret = f"/{secrets.token_hex(16)}"
         self._lock = threading.RLock()
+        self._numbers = itertools.count(1)
         self._way = "direct"
         self._wanted = True  # that lighttpd runs
         self._public = self._make_public()
@@ -91,23 +96,12 @@ class Entrance:
     def send(self, number):
         self._current.send(number)
 
-    def begin(self):
+    def start(self):
         with self._lock:
             if self.running():
                 raise AdminError("lighttpd is running already")
             self._wanted = True
             self._go()
-
-    def wait_until_ready(self):
-        pass  # begin() has waited
-
-    start = begin
-
-    def continue_or_begin(self):
-        if self.running():
-            self.send(signal.SIGCONT)
-        else:
-            self.begin()
 
     def stop_and_wait(self, number=signal.SIGTERM):
         """Ends lighttpd; from then on connections are refused."""
@@ -129,12 +123,15 @@ class Entrance:
     # Ways
 
     def _make_public(self):
-        environment = self._environment("direct.conf", self._address[0], LISTEN_FDS="1", ZV_REQUEST=MARK + FIELDS)
-        return self._child(environment, self._serves, (self._listener.fileno(),))
+        # Each has a socket of its own: the one that leaves removes its own in its time.
+        self._probed = _SOCKETS.format(next(self._numbers))
+        environment = self._environment("direct.conf", self._address[0], LISTEN_FDS="1", ZV_SOCKET=self._probed,
+                                        ZV_REQUEST=MARK + FIELDS)
+        return self._child(environment, lambda _, path=self._probed: _answers(path), (self._listener.fileno(),))
 
     def _make_inner(self):
         return self._child(self._environment("inner.conf", _INNER, ZV_SECRET=self._secret),
-                           lambda _: _answers(_INNER), ())
+                           lambda _: _answers(_INNER, _PROXY), ())
 
     def _environment(self, way, address, **more):
         return dict(os.environ, ZV_WAY=way, ZV_ADDRESS=address, ZV_PORT=str(self._address[1]),
@@ -274,7 +271,8 @@ class Entrance:
                 self._go()
 
     def settle(self):
-        """Returns when the front has told of every request whose client has its answer."""
+        """Returns when every request whose client has its answer has been told of."""
         with self._lock:
             self._tell_front("fault_list")
-            return self._way == "direct" and self._public.state() == "running"
+            if self._way == "direct" and self._public.state() == "running":
+                _answers(self._probed)  # lighttpd logs a request before it reads another one

@@ -20,7 +20,7 @@ import sys
 
 from ..admin import AdminError
 from .front_connection import Connection
-from .http_rules import Rules
+from ..http_rules import Rules
 
 _CONNECTIONS = 400
 _AT_ONCE = 64

@@ -3,13 +3,14 @@
 import json
 import os
 import shutil
+import signal
 import subprocess
 import threading
 import time
 
 from ..admin import InvalidRequest
 from . import children, gateways, stream
-from .http_rules import read_rules
+from ..http_rules import read_rules
 
 PATH = "/run/zvcamera/scenario.json"  # what the daemons read; nobody else changes it
 _CANDIDATE = "/run/zvcamera/candidate.json"
@@ -127,9 +128,13 @@ class Scenario:
         _copy_settings()
         for daemon in daemons:
             daemon.begin()
+        for daemon in daemons:
+            daemon.wait_until_ready()
         for program in self._programs.values():
-            program.continue_or_begin()
-            program.wait_until_ready()
+            if program.state() == "ended":
+                program.start()
+            elif program.state() == "stopped":
+                program.send(signal.SIGCONT)
         self.set_rules()
         self._history.clear(begun_before=int(time.time() * 1e6))
         return {"ms": round((time.time() - begun) * 1000, 1)}

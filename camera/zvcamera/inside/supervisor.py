@@ -1,7 +1,8 @@
 """Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
     python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE [--scenario-name NAME]]
-                                          [--control-program FILE] [--web-server NAME] [--report-log]
+                                          [--control-program FILE] [--web-server NAME] [--report-log] [--no-control]
+                                          [--allow-host NAME]... [--cors ORIGIN]...
 
 It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
 the end, {"ended": [misdeeds]}; with --report-log also {"log": record}. On /run/zarvo/supervisor.admin it takes the
@@ -14,7 +15,8 @@ import socket
 import sys
 
 from .. import admin
-from . import children, scenario, web
+from ..control import child as control
+from . import children, entrance, guard, scenario, web
 from .admin_server import AdminServer
 from .collector import Collector
 from .commands import Commands
@@ -31,13 +33,14 @@ class Supervisor:
         self._log = Collector(sinks)
         self._server = AdminServer(f"{children.RUN_DIR}/supervisor.admin")
         self.programs = {name: children.daemon(name, self._log, scenario.PATH) for name in children.DAEMONS}
-        for child in web.servers(arguments.web_server, listener, arguments.control_program, self._log,
-                                 self._add_request):
+        allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
+        for child in (*control.programs(arguments, self._log),
+                      *web.servers(arguments.web_server, listener, arguments.control_program, self._log, allowed,
+                                   self._add_request)):
             self.programs[child.name] = child
-        self._port = listener.getsockname()[1]
         self._entrance = self.programs.get("lighttpd")
         self._history = History(self._openings, lambda request: self._server.publish("requests_follow", request),
-                          lambda: self._server.followed("requests_follow"), web.PROBE)
+                          lambda: self._server.followed("requests_follow"), entrance.PROBE)
         self._log.take_marked(MARK, self._take_request)
         self._scenario = Scenario(arguments.scenario, arguments.scenario_name, self.programs, self._history,
                                   self._entrance)
@@ -46,11 +49,14 @@ class Supervisor:
 
     def start(self):
         self._scenario.prepare()
-        for name in children.DAEMONS:
-            self.programs[name].begin()
-        for child in self.programs.values():
-            child.continue_or_begin()
+        daemons = [self.programs[name] for name in children.DAEMONS]
+        for child in daemons:
+            child.begin()
+        for child in daemons:
             child.wait_until_ready()
+        for child in self.programs.values():
+            if child not in daemons:
+                child.start()
         self._scenario.set_rules()
         self._server.start()
 
@@ -83,9 +89,8 @@ class Supervisor:
 
     def _settle(self):
         """Returns when every request whose client has its answer is in the history."""
-        # The web server logs a request before it reads another one.
-        if self._entrance and self._entrance.settle():
-            web.probe(self._port)
+        if self._entrance:
+            self._entrance.settle()
         self._log.synchronise()
 
 
@@ -108,7 +113,10 @@ def main():
     parser.add_argument("--scenario-name")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
+    parser.add_argument("--allow-host", action="append", default=[])
+    parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
+    parser.add_argument("--no-control", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
 

@@ -2,45 +2,62 @@
 
 import http.client
 import os
-import secrets
 import signal
+import socket
 import subprocess
 
+from . import guard
 from .children import Child
 from .entrance import Entrance
 
 _CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "..", "web")
 _FOLDER = "/tmp/web"
+_INNER_SOCKET = "/run/web.sock"  # of nginx, beside the port
 
 # The control URL space of each. busybox starts programs only below /cgi-bin.
 URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
 
 
-# What the camera itself asks for. Nobody else knows the path, so that the requests of others are told from its own.
-PROBE = f"/{secrets.token_hex(16)}"
+class _UnixConnection(http.client.HTTPConnection):
+    def __init__(self, path):
+        super().__init__("localhost", timeout=2)
+        self._path = path
+
+    def connect(self):
+        self.sock = socket.socket(socket.AF_UNIX)
+        self.sock.settimeout(self.timeout)
+        self.sock.connect(self._path)
 
 
-def probe(port):
-    """Whether the server answers. An accepted connection proves nothing: the launcher has opened the port."""
-    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2)
-    try:
-        connection.request("GET", PROBE)
-        return connection.getresponse().status > 0
-    except (OSError, http.client.HTTPException):
-        return False
-    finally:
-        connection.close()
+def _serves(make_connection):
+    """Tells whether the server answers. An accepted connection proves nothing: the launcher has opened the port.
+
+    The port is in the machine's network and the camera in its own, so the servers listen on a Unix socket, too.
+    """
+    def ready(_):
+        connection = make_connection()
+        try:
+            connection.request("GET", "/")
+            return connection.getresponse().status > 0
+        except (OSError, http.client.HTTPException):
+            return False
+        finally:
+            connection.close()
+    return ready
 
 
-def _serves(port):
-    return lambda _: probe(port)
-
-
-def _lighttpd(listener, program, log, add_request):
+def _lighttpd(listener, program, log, allowed, add_request):
     """Takes over the listening socket that the launcher has opened, as descriptor 3."""
+    port = listener.getsockname()[1]
+    os.makedirs(_FOLDER, exist_ok=True)
+    guard.write_texts(_FOLDER)
+    with open(f"{_FOLDER}/guard.conf", "w", encoding="ascii") as file:
+        file.write(guard.configuration(port, allowed.hosts, allowed.origins, _FOLDER))
+    os.makedirs(f"{_FOLDER}/lighttpd.d", exist_ok=True)
+    with open(f"{_FOLDER}/lighttpd.d/cors.conf", "w", encoding="ascii") as file:
+        file.write(guard.cors_configuration(allowed.origins, _FOLDER))
     return [Entrance(listener, program, URL_SPACES["lighttpd"], log,
-                     configuration=f"{_CONFIGURATIONS}/lighttpd.conf", serves=_serves(listener.getsockname()[1]),
-                     add_request=add_request)]
+                     configuration=f"{_CONFIGURATIONS}/lighttpd.conf", add_request=add_request)]
 
 
 def _spend_process_ids():
@@ -52,7 +69,7 @@ def _spend_process_ids():
     subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
 
 
-def _nginx(listener, program, log, _):
+def _nginx(listener, program, log, _allowed, _add_request):
     """Takes over the listening socket as nginx does when one version of it hands the socket to the next."""
     _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
@@ -63,37 +80,35 @@ def _nginx(listener, program, log, _):
         text = text.replace(f"@{name}@", value)
     with open(f"{_FOLDER}/nginx.conf", "w", encoding="ascii") as configuration:
         configuration.write(text)
-    if os.geteuid() == 0:
-        # Started as root, nginx looks up the user to work as. root is the only user that the camera has.
-        for path, line in (("/etc/passwd", "camera:x:0:0::/tmp:/bin/sh"), ("/etc/group", "camera:x:0:")):
-            with open(path, "w", encoding="ascii") as users:
-                users.write(line + "\n")
     wrapper = f"{_FOLDER}/fcgiwrap.sock"
+    nginx = f"exec /usr/sbin/nginx -e stderr -c {_FOLDER}/nginx.conf"
     return [Child("fcgiwrap", ["/usr/sbin/fcgiwrap", "-f", "-c", "16", "-s", f"unix:{wrapper}"], log,
                   ready=lambda _: os.path.exists(wrapper), good_ends=(-signal.SIGTERM,)),
-            Child("nginx", ["/usr/sbin/nginx", "-e", "stderr", "-c", f"{_FOLDER}/nginx.conf"], log,
-                  ready=_serves(listener.getsockname()[1]), pass_fds=(listener.fileno(),),
+            Child("nginx", ["/bin/sh", "-c", f"rm -f {_INNER_SOCKET}; {nginx}"], log,
+                  ready=_serves(lambda: _UnixConnection(_INNER_SOCKET)), pass_fds=(listener.fileno(),),
                   environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
 
 
-def _busybox(listener, program, log, _):
-    """Opens a socket of its own, so the launcher's is closed first."""
+def _busybox(listener, program, log, _allowed, _add_request):
+    """Opens a socket of its own: the launcher's is closed first, and the camera is in the machine's network."""
     address, port = listener.getsockname()
     os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
     os.symlink(f"{_CONFIGURATIONS}/snippets/busybox-control", f"{_FOLDER}/cgi-bin/control")
     listener.close()
 
     return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log,
-                  ready=_serves(port), environment=dict(os.environ, ZV_CONTROL_PROGRAM=program),
+                  ready=_serves(lambda: http.client.HTTPConnection(address, port, timeout=2)),
+                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program),
                   good_ends=(-signal.SIGTERM,))]
 
 
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
 
 
-def servers(kind, listener, program, log, add_request):
+def servers(kind, listener, program, log, allowed, add_request):
     """Returns the programs of a kind of web server, in starting order. They take over the listening socket.
 
+    allowed: hosts and origins that may use the camera beside its own (a guard.Allowed); lighttpd alone looks at them.
     add_request: takes what lighttpd's front tells of a request; the others have none.
     """
-    return _MAKERS[kind](listener, program, log, add_request)
+    return _MAKERS[kind](listener, program, log, allowed, add_request)

@@ -1,15 +1,21 @@
 """The operations on a running camera: each described once, for the command line, for HTTP and for Python."""
 
-# Each module registers its group, in the order in which help lists them.
-from . import requests, scenario, state  # noqa: F401
+# Each module registers its operations, in the order in which help lists them.
+from . import state, analytics, ble, scanning, faults  # noqa: F401, I001
+from . import requests, trace, queues, daemons, stream, scenario  # noqa: F401, I001
 from .operation import registered
 
+# The words of the command line that have further words, and what they are about.
 GROUPS = {
-    "analytics": "The analytics file",
-    "ble": "The radio: devices, scan, pairing, whitelist, connections",
-    "daemon": "The camera's programs",
-    "fault": "Replies and answers that go wrong on demand",
-    "stream": "The streaming program",
+    "analytics": "The analytics file (alone: show all about it)",
+    "ble": "The radio (alone: show all of it)",
+    "ble device": "The devices in the air (alone: list them)",
+    "ble whitelist": "The paired devices (alone: list them)",
+    "ble scan": "The scan and what it found (alone: show them)",
+    "ble pairing": "The pairing (alone: show it)",
+    "fault": "Replies and answers that go wrong on demand (alone: list the rules)",
+    "daemon": "The camera's programs (alone: show which run)",
+    "stream": "The streaming program (alone: what runs, what its log says)",
 }
 
 

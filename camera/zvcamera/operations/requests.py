@@ -1,38 +1,52 @@
-"""The HTTP requests that the camera has got: requests, requests follow, requests clear."""
+"""The HTTP requests that the camera has got, as the supervisor has kept them."""
 
 import select
 import time
 
+from ..messages import record
+from ..messages.quote import printable
+from . import trace
 from .operation import Parameter, operation
 
 _SUPERVISOR = "supervisor"
-_SINCE = Parameter("since", "number", "from the request with this number on", default=0, low=0, option="--since")
+_HEAD = "NUMBER  TIME             PID  STATUS     BYTES        MS  REQUEST\n"
 
 
 def _clock(seconds):
-    return f"{time.strftime('%H:%M:%S', time.localtime(seconds))}.{int(seconds * 1000) % 1000:03d}"
+    millis = int(seconds * 1000)
+    return time.strftime("%H:%M:%S", time.localtime(millis // 1000)) + f".{millis % 1000:03d}"
 
 
 def request_text(request):
-    """One request in a line: number, time, process, method, path, status, bytes, ms, and the rule that hit it."""
+    """One request in a line, and its messages, if it comes with them, in the lines behind."""
     query = f"?{request['query']}" if request["query"] else ""
-    process = "-" if request["pid"] is None else request["pid"]
-    fault = f"  {request['fault']}" if request["fault"] else ""
-    return (f"{request['number']:>5}  {_clock(request['time'])}  {process:>6}  {request['method']:<4} "
-            f"{request['uri']}{query}  {request['status']}  {request['bytes']} bytes  {request['ms']:.1f} ms{fault}")
+    fault = f"  [{request['fault']}]" if request["fault"] else ""
+    pid = "-" if request["pid"] is None else request["pid"]
+    line = (f"{request['number']:>6}  {_clock(request['time'])}  {pid:>6}  {request['status'] or '-':>6}  "
+            f"{request['bytes']:>8}  {request['ms']:>8.1f}  {request['method'] or '-'} {request['uri']}{query}{fault}")
+    return printable(line) + "\n" + "".join(f"        {record.brief(each)}" for each in request.get("messages", ()))
 
 
-def _list_text(result):
-    return "\n".join(map(request_text, result["requests"]))
+def _all_text(answer):
+    return _HEAD + "".join(map(request_text, answer["requests"])) if answer["requests"] else ""
 
 
-@operation("requests", "GET /requests", "Show the HTTP requests that the camera has got", _SINCE, text=_list_text)
-def requests(link, since):
-    return link.call(_SUPERVISOR, "requests", since=since)
+def _with_messages(link, requests):
+    kept = trace.kept(link)
+    return [{**request, "messages": [each for each in kept if each.get("request") == request["number"]]}
+            for request in requests]
 
 
-@operation("requests follow", "GET /requests/events", "Show each HTTP request when it has been answered",
-           text=request_text, follows=True)
+@operation("requests", "GET /requests", "Show the HTTP requests that the camera has got",
+           Parameter("since", "number", "from the one with this number on", 0, "--since", low=0),
+           Parameter("messages", "flag", "each with its messages on the queues", False, "--messages"), text=_all_text)
+def show(link, since, messages):
+    answer = link.call(_SUPERVISOR, "requests", since=since)
+    return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
+
+
+@operation("requests follow", "GET /requests/events", "Go on with those to come, until interrupted",
+           text=request_text, follows=True, options=("--follow", "-f"))
 def follow(link):
     with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
         while True:
@@ -40,6 +54,6 @@ def follow(link):
             yield from subscription.events()
 
 
-@operation("requests clear", "DELETE /requests", "Forget the requests so far")
+@operation("requests clear", "DELETE /requests", "Forget the requests so far instead", options=("--clear",))
 def clear(link):
     return link.call(_SUPERVISOR, "requests_clear")

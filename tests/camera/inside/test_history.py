@@ -28,8 +28,9 @@ def test_a_request(history):
     assert history.since(2) == {"next": 2, "requests": []}
 
 
-@pytest.mark.parametrize(("logged", "uri"), [(r"/a\"b\\c", '/a"b\\c'), (r"/a\tb\nc\x01", "/a\tb\nc\x01"),
-                                             (r"/\xc3\xa4", "/ä"), (r"/\xe4", r"/\xe4"), ("/a b", "/a b"), ("\\", "\\")])
+@pytest.mark.parametrize(("logged", "uri"), [
+    (r"/a\"b\\c", '/a"b\\c'), (r"/a\tb\nc\x01", "/a\tb\nc\x01"), (r"/\xc3\xa4", "/ä"), (r"/\xe4", r"/\xe4"),
+    ("/a b", "/a b"), ("\\", "\\")])
 def test_what_a_path_may_hold(history, logged, uri):
     history.take(_line(logged))
     assert history.since(0)["requests"][0]["uri"] == uri

@@ -13,6 +13,7 @@ namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
+using zvtest::AdminClient;
 using ::testing::HasSubstr;
 
 // A server in a thread of its own, with an operation that doubles, one that fails and a subscription.

@@ -220,7 +220,7 @@ TEST(ZvNetD, FaultsSpoilThePairingPhasesReplies) {
 TEST(ZvNetD, TracesWhatComesAndGoes) {
     DaemonProcess daemon("zvNetD");
     TestQueue ble("/to_ble", 10, 2048);
-    zvcamera::AdminClient follower("/run/zarvo/zvNetD.admin");
+    zvtest::AdminClient follower("/run/zarvo/zvNetD.admin");
     EXPECT_EQ(zvcamera::Json::array(), follower.call("trace_follow"));
     const Bytes message = request("BL", {9}, reply, "/to_ble");
     ASSERT_TRUE(sendTo(net, message));

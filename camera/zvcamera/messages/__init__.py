@@ -1,0 +1,1 @@
+"""What travels over the camera's queues: the bytes of the messages, read and put into words."""
