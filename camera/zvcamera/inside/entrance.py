@@ -215,7 +215,8 @@ class Entrance:
             return self._front.ask(op, **fields)
         except AdminError:
             self._set_aside(self._front.child)  # it has ended, or hangs; with it go its rules
-            self._front.stop()
+            if not self._front.ended:
+                self._front.stop()
             self._front = None
             return None
 
