@@ -103,7 +103,7 @@ def test_results_are_named(serving, link):
     ("fail", {"item": "colour", "code": -1}, "unknown item colour: must be one of recording, "),
     ("unfail", {"item": "al"}, "unknown item al: did you mean all?"),
     ("set", {"item": "colour", "value": "red"}, "unknown item colour: must be one of recording, "),
-    ("analytics_size", {"bytes": -1}, "bytes: must be a whole number at least 0, not -1"),
+    ("analytics_size", {"bytes": -1}, "bytes: must be a whole number from 0 to 1099511627776, not -1"),
     ("analytics_append", {"records": 2, "hex": "00"}, "records and hex exclude each other"),
     ("analytics_path", {"path": "/x", "own": True}, "path and own exclude each other"),
     ("analytics_on_clear", {"what": "burn"}, "unknown what burn: must be one of empty, remove, keep"),
