@@ -99,7 +99,11 @@ def test_results_are_named(serving, link):
     ("fail", {"item": "ap_mac", "code": 0}, "code: must be a negative number or the name of a result code, not 0"),
     *(("fail", {"item": "ap_mac", "code": code},
        f"code: must be a negative number or the name of a result code, not {code}")
-      for code in ("0", "1", "x", "ZV_OK1", "99999999999", "-99999999999", "-1x")),
+      for code in ("0", "1", "x", "99999999999", "-99999999999", "-1x")),
+    ("fail", {"item": "ap_mac", "code": "ZV_ERR_NACK"},
+     "code: must be a negative number or the name of a result code, not ZV_ERR_NACK: did you mean ZV_ERR_NAK?"),
+    ("fail", {"item": "ap_mac", "code": "ZV_OK1"},
+     "code: must be a negative number or the name of a result code, not ZV_OK1"),
     ("fail", {"item": "colour", "code": -1}, "unknown item colour: must be one of recording, "),
     ("unfail", {"item": "al"}, "unknown item al: did you mean all?"),
     ("set", {"item": "colour", "value": "red"}, "unknown item colour: must be one of recording, "),
