@@ -96,8 +96,10 @@ string(JOIN ", " CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
   bubblewrap
   lighttpd
   psmisc
+  python3-aiohttp
   python3-click
-  "python3 (>= 3.9)")
+  python3-seccomp
+  "python3 (>= 3.10)")
 set(CPACK_COMPONENT_CAMERA_DESCRIPTION
   "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")
 

@@ -184,8 +184,8 @@ def main():
     log = Collector((lambda record: reports.send(log=record)) if arguments.report_log else None)
     programs = {name: children.daemon(name, log, arguments.scenario) for name in children.DAEMONS}
     allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
-    for child in (*control.programs(arguments, log),
-                  *web.servers(arguments.web_server, listener, arguments.control_program, log, allowed)):
+    for child in (*web.servers(arguments.web_server, listener, arguments.control_program, log, allowed),
+                  *control.programs(arguments, log)):
         programs[child.name] = child
     try:
         _copy_settings()
