@@ -42,9 +42,9 @@ PYTHON_ROOM = "camera/zvcamera"
 PYTHON_MAY_USE = {
     "messages": ("admin",),
     "operations": ("admin", "messages"),
-    "zvcam": ("admin", "find", "link", "messages", "operations", "version"),
+    "zvcam": ("admin", "find", "http_rules", "link", "messages", "operations", "version"),
     "control": ("admin", "inside", "link", "operations"),
-    "inside": ("admin", "control", "messages", "operations", "sandbox"),
+    "inside": ("admin", "control", "http_rules", "messages", "operations", "sandbox"),
 }
 FACES = ("zvcam", "control")
 
@@ -94,6 +94,12 @@ PYTHON_TESTED_ELSEWHERE = {
     "inside/children.py": "tests/e2e/test_launcher.py",
     "inside/collector.py": "tests/e2e/test_launcher.py",
     "inside/guard.py": "tests/e2e/test_wall.py",
+    "inside/gateways.py": "tests/e2e/test_reset.py",
+    "inside/reports.py": "tests/e2e/test_launcher.py",
+    "inside/scenario.py": "tests/e2e/test_reset.py",
+    **{f"inside/{name}.py": "tests/e2e/test_requests.py" for name in ("admin_server", "arguments", "commands")},
+    **{f"inside/{name}.py": "tests/e2e/test_faults_http.py" for name in (
+        "entrance", "front", "front_connection", "front_link")},
     "inside/stream.py": "tests/e2e/test_execute.py",
     "inside/supervisor.py": "tests/e2e/test_launcher.py",
     "inside/web.py": "tests/e2e/test_web.py",

@@ -16,6 +16,10 @@ std::string errorLine(const std::string& text) {
     return toLine({{"ok", false}, {"error", text}}) + "\n";
 }
 
+std::string invalidLine(const std::string& text) {
+    return toLine({{"ok", false}, {"error", text}, {"kind", "invalid"}}) + "\n";
+}
+
 } // namespace
 
 AdminServer::AdminServer(EventLoop& loop, std::string path)
@@ -101,7 +105,7 @@ bool AdminServer::handleLines(Client& client) {
     client.input.erase(0, start);
     if (client.input.size() > lineLimit) {
         client.input.clear();
-        client.output += errorLine("request line too long");
+        client.output += invalidLine("request line too long");
         client.ending = true;
     }
     return true;
@@ -112,17 +116,23 @@ std::string AdminServer::answer(Client& client, const std::string& line) {
         const Json request = parseJson(line);
         const auto op = request.is_object() ? request.find("op") : request.end();
         if (!request.is_object() || op == request.end() || !op->is_string()) {
-            return errorLine("a request is an object with the text \"op\"");
+            return invalidLine("a request is an object with the text \"op\"");
         }
         const auto found = operations_.find(op->get<std::string>());
         if (found == operations_.end()) {
-            return errorLine("unknown op " + op->get<std::string>());
+            return invalidLine("unknown op " + op->get<std::string>());
         }
         const Json result = found->second.handler(request);
         if (found->second.subscribes) {
             client.topics.insert(found->first);
         }
         return toLine({{"ok", true}, {"result", result}}) + "\n";
+    } catch (const JsonError& error) {
+        return invalidLine(error.what());
+    } catch (const Json::exception& error) {
+        return invalidLine(plainText(error));
+    } catch (const std::invalid_argument& error) {
+        return invalidLine(error.what());
     } catch (const std::exception& error) {
         return errorLine(error.what());
     }

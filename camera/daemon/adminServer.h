@@ -2,7 +2,8 @@
  * The daemons' socket for the camera's tool: a Unix stream socket; each line is one JSON object, in both directions.
  *
  * {"op":"name", ...} is answered with {"ok":true,"result":...} or {"ok":false,"error":"text"}, in the order of the
- * requests. After a subscription a client gets {"event":"topic","data":...} lines too.
+ * requests. "kind":"invalid" stands beside the error when the request is wrong in itself: an unknown op or key, a value
+ * of another type or out of its range. After a subscription a client gets {"event":"topic","data":...} lines too.
  *
  * No client can hold or stop the daemon. Nothing waits. A request line has at most 64 KiB and 16 levels of nesting. A
  * client that leaves more than 4 MiB unread is dropped. The client that exceeds 64 pushes out the one that has been
@@ -23,7 +24,8 @@ namespace zvcamera {
 
 class AdminServer {
 public:
-    // Gets the whole request and returns the result. The text of an exception becomes the error text.
+    // Gets the whole request and returns the result. The text of an exception becomes the error text; a JsonError, a
+    // Json::exception and a std::invalid_argument are of the kind "invalid".
     using Handler = std::function<Json(const Json& request)>;
 
     static constexpr std::size_t lineLimit = std::size_t{64} << 10;

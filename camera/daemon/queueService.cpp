@@ -25,12 +25,11 @@ void QueueService::start(Handler handler) {
     loop_.addFd(queue_.fd(), POLLIN, [this](short) { readQueue(); });
 }
 
-void QueueService::loadFaults(const Json& rules, const OwnCommand& own) {
-    std::size_t index = 0;
-    for (const Json& rule : rules) {
-        FaultRule read = readFaultRule(rule, "faults[" + std::to_string(index++) + "]");
-        if (own(read.command)) {
-            faults_.add(std::move(read));
+void QueueService::loadFaults(const Json& rules, std::uint64_t seed, const OwnCommand& own) {
+    faults_.setSeed(seed);
+    for (FaultRule& rule : readFaultRules(rules)) {
+        if (own(rule.command)) {
+            faults_.add(std::move(rule));
         }
     }
 }
@@ -43,8 +42,13 @@ void QueueService::addOperations() {
         return Json{{"id", faults_.add(readFaultRule(rule, ""))}};
     });
     admin_.on("fault_remove", [this](const Json& request) {
-        if (!faults_.remove(request.at("id").get<std::uint64_t>())) {
-            throw JsonError("no fault rule with this id");
+        JsonReader reader(request, "");
+        std::uint64_t id = 0;
+        if (!reader.number("id", id, 0, INT64_MAX)) {
+            reader.fail("id", "missing");
+        }
+        if (!faults_.remove(id)) {
+            throw Refusal("no fault rule with this id");
         }
         return Json();
     });
@@ -118,7 +122,7 @@ void QueueService::handle(Bytes raw) {
     record.command = request.info.command;
     record.note = problem.empty() ? "" : "skipped: " + problem;
     record.bytes = request.raw;
-    trace(std::move(record));
+    trace(std::move(record), request.replyQueue);
     if (!problem.empty()) {
         ++skipped_;
         logError("%s: %s skipped", queue_.name().c_str(), problem.c_str());
@@ -166,7 +170,7 @@ void QueueService::send(const std::string& queue, const std::string& command, co
     record.command = command;
     record.note = note + (out.faults.empty() ? "" : ", faults: " + out.faults);
     record.bytes = out.bytes;
-    trace(std::move(record));
+    trace(std::move(record), queue);
 }
 
 void QueueService::traceForwarded(const std::string& queue, const QueueRequest& request, const std::string& note,
@@ -177,10 +181,11 @@ void QueueService::traceForwarded(const std::string& queue, const QueueRequest& 
     record.command = request.info.command;
     record.note = note;
     record.bytes = request.raw;
-    trace(std::move(record));
+    trace(std::move(record), request.replyQueue);
 }
 
-void QueueService::trace(TraceRecord record) {
+void QueueService::trace(TraceRecord record, const std::string& replyQueue) {
+    record.pid = processOf(replyQueue);
     const TraceRecord& kept = trace_.add(std::move(record));
     if (admin_.hasSubscribers("trace_follow")) {
         admin_.publish("trace_follow", toJson(kept));

@@ -43,8 +43,8 @@ public:
 
     // Serves the queue from now on.
     void start(Handler handler);
-    // Takes those rules of the scenario's "faults" that are for this daemon; throws JsonError.
-    void loadFaults(const Json& rules, const OwnCommand& own);
+    // Takes those rules of the scenario's "faults" that are for this daemon; throws JsonError. seed: the scenario's.
+    void loadFaults(const Json& rules, std::uint64_t seed, const OwnCommand& own);
 
     // The faults of the reply to a request. To be called once, before the request is carried out.
     PlannedFaults planFaults(const QueueRequest& request) { return faults_.plan(request.info); }
@@ -64,7 +64,8 @@ private:
     void handle(Bytes raw);
     std::string check(QueueRequest& request);
     void send(const std::string& queue, const std::string& command, const Outgoing& out);
-    void trace(TraceRecord record);
+    // replyQueue: whose request the message belongs to.
+    void trace(TraceRecord record, const std::string& replyQueue);
     Json counts() const;
 
     EventLoop& loop_;

@@ -37,7 +37,7 @@ Scenario Scenario::load(const std::string& path) {
         }
         reader.finish();
     } catch (const Json::exception& error) {
-        throw JsonError(path + ": " + error.what());
+        throw JsonError(path + ": " + plainText(error));
     } catch (const JsonError& error) {
         const std::string text = error.what();
         throw JsonError(text.rfind(path, 0) == 0 ? text : path + ": " + text);
@@ -57,6 +57,12 @@ const Json& Scenario::part(const std::string& name) const {
         throw JsonError(name + (isArray ? ": must be an array" : ": must be an object"));
     }
     return *found;
+}
+
+std::uint64_t Scenario::seed() const {
+    const Json& ble = part("ble");
+    const auto found = ble.find("seed");
+    return found != ble.end() && found->is_number_unsigned() ? found->get<std::uint64_t>() : 1;
 }
 
 std::string toLine(const Json& value) {

@@ -3,6 +3,7 @@
 
 #include "jsonReader.h"
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -19,6 +20,8 @@ public:
     // "identity", "state", "analytics", "ble": an object; "faults": an array. Empty when the file has none. Throws
     // JsonError when the part is of the wrong kind.
     const Json& part(const std::string& name) const;
+    // "ble.seed", which decides whatever varies; 1 when there is none, or a wrong one, which zvBleD refuses.
+    std::uint64_t seed() const;
 
 private:
     Json document_ = Json::object();

@@ -13,6 +13,7 @@ constexpr std::size_t countOffset = 3;
 constexpr std::int64_t maxByte = 255;
 constexpr std::int64_t maxBytes = clientMessageSize;
 constexpr std::int64_t maxDelayMs = 600000;
+constexpr std::int64_t maxReply = 2048; // more than any client takes
 constexpr std::uint8_t extraSeed = 1;
 constexpr std::uint8_t garbageSeed = 2;
 
@@ -81,30 +82,34 @@ Bytes meaninglessBytes(std::int64_t count, std::uint8_t seed) {
     return bytes;
 }
 
-void delay(Outgoing& out, std::int64_t milliseconds) {
-    out.delay += std::chrono::milliseconds(milliseconds);
+void delay(Outgoing& out, const FaultValue& value) {
+    out.delay += std::chrono::milliseconds(value.number);
 }
 
-void withhold(Outgoing& out, std::int64_t) {
+void withhold(Outgoing& out, const FaultValue&) {
     out.missing = true;
 }
 
-void truncate(Outgoing& out, std::int64_t bytes) {
-    out.bytes.resize(std::min(out.bytes.size(), static_cast<std::size_t>(bytes)));
+void truncate(Outgoing& out, const FaultValue& value) {
+    out.bytes.resize(std::min(out.bytes.size(), static_cast<std::size_t>(value.number)));
 }
 
-void addBytes(Outgoing& out, std::int64_t count) {
-    const Bytes more = meaninglessBytes(count, extraSeed);
+void addBytes(Outgoing& out, const FaultValue& value) {
+    const Bytes more = meaninglessBytes(value.number, extraSeed);
     out.bytes.insert(out.bytes.end(), more.begin(), more.end());
 }
 
-void replaceByGarbage(Outgoing& out, std::int64_t count) {
-    out.bytes = meaninglessBytes(count, garbageSeed);
+void replaceByGarbage(Outgoing& out, const FaultValue& value) {
+    out.bytes = meaninglessBytes(value.number, garbageSeed);
+}
+
+void replace(Outgoing& out, const FaultValue& value) {
+    out.bytes = value.bytes;
 }
 
 constexpr FaultKind faultKinds[] = {
-    // Sent after the given time.
-    {.name = "late", .parameter = {"ms", 1000, 0, maxDelayMs}, .spoilMessage = delay},
+    // Sent after the given time, or after one between the two that are given.
+    {.name = "late", .parameter = {"ms", 1000, 0, maxDelayMs, "max_ms"}, .spoilMessage = delay},
     // Never sent; the command is carried out.
     {.name = "missing", .spoilMessage = withhold},
     // Answered with the given status and no data; the command is not carried out.
@@ -127,6 +132,8 @@ constexpr FaultKind faultKinds[] = {
     {.name = "extra", .parameter = {"bytes", 8, 1, maxBytes}, .spoilMessage = addBytes},
     // Bytes without meaning instead of the message.
     {.name = "garbage", .parameter = {"bytes", 40, 0, maxBytes}, .spoilMessage = replaceByGarbage},
+    // The given bytes instead of the message; the command is carried out.
+    {.name = "reply", .parameter = {.key = "hex", .high = maxReply, .isBytes = true}, .spoilMessage = replace},
 };
 
 } // namespace

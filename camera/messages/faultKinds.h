@@ -44,6 +44,14 @@ struct FaultParameter {
     std::int64_t standard = 0; // when a rule gives none
     std::int64_t low = 0;
     std::int64_t high = 0;
+    const char* mostKey = nullptr; // of the upper end, for a fault that draws its value; null: the fault does not
+    bool isBytes = false;          // the key holds a hex text, which a rule must give; high: the most bytes
+};
+
+// What a rule gives as its fault's parameter.
+struct FaultValue {
+    std::int64_t number = 0;
+    Bytes bytes = {};
 };
 
 struct FaultKind {
@@ -55,7 +63,7 @@ struct FaultKind {
     bool rebuildsList = false; // before the page is made, the list's id grows by the parameter, and stays so
     // What the fault does to the reply and to its bytes; null: nothing. `value` is the parameter of the rule.
     void (*spoilReply)(Reply& reply, const RequestInfo& request, std::int64_t value) = nullptr;
-    void (*spoilMessage)(Outgoing& out, std::int64_t value) = nullptr;
+    void (*spoilMessage)(Outgoing& out, const FaultValue& value) = nullptr;
 };
 
 // Null when there is no such fault.

@@ -11,7 +11,7 @@
 
 namespace zvcamera {
 
-// The faults that hit one reply.
+// The faults that hit one reply, with the values drawn for it.
 struct PlannedFaults {
     std::vector<FaultRule> rules;
     std::uint8_t idShift = 0; // before the page is made, the list's id grows by this
@@ -22,7 +22,9 @@ class FaultTable {
 public:
     static constexpr std::size_t ruleLimit = 256;
 
-    std::uint64_t add(FaultRule rule); // gives it an id; throws JsonError when there are too many rules
+    // Decides what rules draw: probabilities, and values between two. The same seed, rules and requests draw the same.
+    void setSeed(std::uint64_t seed) { seed_ = seed; }
+    std::uint64_t add(FaultRule rule); // gives it an id; throws Refusal when there are too many rules
     bool remove(std::uint64_t id);
     void clear() { rules_.clear(); }
     Json toJson() const;
@@ -31,6 +33,10 @@ public:
     PlannedFaults plan(const RequestInfo& request);
 
 private:
+    std::uint64_t draw(FaultRule& rule) const;
+    bool hits(FaultRule& rule) const;
+
+    std::uint64_t seed_ = 1;
     std::vector<FaultRule> rules_;
     std::uint64_t lastId_ = 0;
 };

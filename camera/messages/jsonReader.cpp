@@ -14,6 +14,12 @@ Json parseJson(std::string_view text) {
     });
 }
 
+std::string plainText(const std::exception& error) {
+    const std::string text = error.what();
+    const std::size_t end = text.rfind("[json.exception", 0) == 0 ? text.find("] ") : std::string::npos;
+    return end == std::string::npos ? text : text.substr(end + 2);
+}
+
 JsonReader::JsonReader(const Json& object, std::string where) : object_(object), where_(std::move(where)) {
     if (!object.is_object()) {
         throw JsonError((where_.empty() ? "the document" : where_) + ": must be an object");
@@ -85,6 +91,18 @@ bool JsonReader::integer(const std::string& key, std::int64_t& value, std::int64
 
 bool JsonReader::byte(const std::string& key, std::uint8_t& value) {
     return number(key, value, 0, UINT8_MAX);
+}
+
+bool JsonReader::fraction(const std::string& key, double& value) {
+    const Json* found = any(key);
+    if (found == nullptr) {
+        return false;
+    }
+    if (!found->is_number() || !(found->get<double>() >= 0 && found->get<double>() <= 1)) {
+        fail(key, "must be a number from 0 to 1");
+    }
+    value = found->get<double>();
+    return true;
 }
 
 bool JsonReader::array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each) {

@@ -19,11 +19,19 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// What is asked for is right in itself but cannot be done now: there is no such thing, no room, nothing under way.
+class Refusal : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // The most levels of JSON from outside: copying and writing it takes stack for each level.
 constexpr int nestingLimit = 16;
 
 // Throws JsonError when the text is nested deeper, Json::exception when it is no JSON.
 Json parseJson(std::string_view text);
+// The text of a Json::exception without its class and number.
+std::string plainText(const std::exception& error);
 
 class JsonReader {
 public:
@@ -45,6 +53,7 @@ public:
         return true;
     }
     bool byte(const std::string& key, std::uint8_t& value); // 0 to 255
+    bool fraction(const std::string& key, double& value);   // 0 to 1
     // Calls `each` with every item of an array and the item's name in error texts.
     bool array(const std::string& key, const std::function<void(const Json&, const std::string& where)>& each);
     // Any value; null when the key is absent.

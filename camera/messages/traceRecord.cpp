@@ -2,6 +2,7 @@
 
 #include "hexText.h"
 
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -11,6 +12,7 @@ namespace zvcamera {
 namespace {
 
 constexpr std::int64_t microsPerSecond = 1000000;
+constexpr std::string_view gatewayQueue = "/to_ZVCC";
 
 } // namespace
 
@@ -30,6 +32,16 @@ std::string timeText(std::int64_t micros) {
     return text;
 }
 
+std::int64_t processOf(std::string_view replyQueue) {
+    if (replyQueue.substr(0, gatewayQueue.size()) != gatewayQueue) {
+        return 0;
+    }
+    const std::string_view digits = replyQueue.substr(gatewayQueue.size());
+    std::int32_t pid = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), pid);
+    return error == std::errc() && end == digits.data() + digits.size() && pid > 0 ? pid : 0;
+}
+
 Json toJson(const TraceRecord& record) {
     return {{"number", record.number},
             {"micros", record.time},
@@ -37,6 +49,7 @@ Json toJson(const TraceRecord& record) {
             {"daemon", record.daemon},
             {"direction", record.in ? "in" : "out"},
             {"queue", record.queue},
+            {"pid", record.pid == 0 ? Json() : Json(record.pid)},
             {"command", record.command},
             {"note", record.note},
             {"hex", toHex(record.bytes)}};

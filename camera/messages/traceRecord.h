@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace zvcamera {
 
@@ -15,12 +16,15 @@ struct TraceRecord {
     std::string daemon;
     bool in = false; // true: the daemon received it; false: it sent it
     std::string queue;
-    std::string command; // canonical; of a reply: the command that it answers
-    std::string note;    // how it ended: "sent", "queue full", "skipped: ...", faults
+    std::int64_t pid = 0; // of the gateway whose request it is, from its reply queue's name; 0: not known
+    std::string command;  // canonical; of a reply: the command that it answers
+    std::string note;     // how it ended: "sent", "queue full", "skipped: ...", faults
     Bytes bytes;
 };
 
 Json toJson(const TraceRecord& record);
+// The process that has this reply queue ("/to_ZVCC123" is that of process 123); 0 for another name.
+std::int64_t processOf(std::string_view replyQueue);
 
 // Now, in microseconds since 1970.
 std::int64_t wallClock();

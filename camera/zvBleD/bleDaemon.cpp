@@ -23,7 +23,8 @@ BleDaemon::BleDaemon(EventLoop& loop, AdminServer& admin, std::string whitelistF
     setUpRadio(radio_, ble);
     loadFile();
     saved_ = radio_.whitelist.revision();
-    service_.loadFaults(faults, [](const std::string& command) { return !isPairingStateCommand(command); });
+    service_.loadFaults(faults, radio_.settings.seed,
+                        [](const std::string& command) { return !isPairingStateCommand(command); });
     radioAdmin_.addOperations(admin);
     service_.start([this](const QueueRequest& request) { handle(request); });
     onTick();

@@ -201,7 +201,7 @@ void Radio::setDevice(Device device, Millis now) {
         return;
     }
     if (devices_.size() >= deviceLimit) {
-        throw JsonError("more than the " + std::to_string(deviceLimit) + " devices that a list can have");
+        throw Refusal("more than the " + std::to_string(deviceLimit) + " devices that a list can have");
     }
     devices_.push_back(std::move(device));
 }

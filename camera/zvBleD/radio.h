@@ -63,7 +63,7 @@ public:
 
     const std::vector<Device>& devices() const { return devices_; }
     const Device* findDevice(const Address& address) const;
-    // Adds a device, or replaces the one of its address, at the time `now`. Throws JsonError when there are too many.
+    // Adds a device, or replaces the one of its address, at the time `now`. Throws Refusal when there are too many.
     void setDevice(Device device, Millis now = 0);
     bool removeDevice(const Address& address);
 

@@ -52,7 +52,7 @@ void setSlot(Radio& radio, const Json& json) {
     const Slot* known = radio.whitelist.find(readAddress(reader, "address"));
     const Slot slot = readSlot(json, "slot", known != nullptr ? *known : Slot());
     if (radio.whitelist.take(slot, radio.settings.whitelistSlots) == nullptr) {
-        throw JsonError("the whitelist has no free slot");
+        throw Refusal("the whitelist has no free slot");
     }
     if (!slot.inUse) {
         radio.whitelist.remove(slot.address);
@@ -69,7 +69,7 @@ void endPairing(Radio& radio, const std::string& outcome, Millis now) {
         throw JsonError("outcome: must be one of success, failure, timeout, cancel");
     }
     if (!radio.endPairing(end, now)) {
-        throw JsonError("no pairing is under way");
+        throw Refusal("no pairing is under way");
     }
 }
 
@@ -91,7 +91,7 @@ void rebuild(Radio& radio, const Json& request) {
 void connection(Radio& radio, const Json& request) {
     Slot* slot = radio.whitelist.find(addressOf(request));
     if (slot == nullptr) {
-        throw JsonError("no such device in the whitelist");
+        throw Refusal("no such device in the whitelist");
     }
     JsonReader reader(request, "");
     required(request, "connected");
@@ -101,7 +101,7 @@ void connection(Radio& radio, const Json& request) {
 
 void mustBe(bool done, const char* otherwise) {
     if (!done) {
-        throw JsonError(otherwise);
+        throw Refusal(otherwise);
     }
 }
 
@@ -144,7 +144,11 @@ void RadioAdmin::addOperations(AdminServer& admin) {
         mustBe(status == Status::Ok, toText(status));
     });
     op("pairing_end", [](Radio& r, const Json& request, Millis time) {
-        endPairing(r, required(request, "outcome").get<std::string>(), time);
+        JsonReader reader(request, "");
+        std::string outcome;
+        required(request, "outcome");
+        reader.text("outcome", outcome);
+        endPairing(r, outcome, time);
     });
     op("pairing_status", [](Radio& r, const Json& request, Millis) {
         r.setPairingStatus(required(request, "status").is_null() ? std::nullopt

@@ -34,36 +34,56 @@ void writeWhole(int fd, std::span<const unsigned char> bytes, const std::string&
     }
 }
 
+Analytics::OnClear onClearOf(const std::string& what) {
+    for (std::size_t i = 0; i < std::size(onClearNames); ++i) {
+        if (what == onClearNames[i]) {
+            return static_cast<Analytics::OnClear>(i);
+        }
+    }
+    throw JsonError("on_clear: must be empty, remove or keep");
+}
+
+void checkPath(const std::string& path) {
+    if (path.size() > zvcontrol::maxData || path.find('\0') != std::string::npos) {
+        throw JsonError("path: must be a text of at most " + std::to_string(zvcontrol::maxData) +
+                        " bytes without a zero byte");
+    }
+}
+
 } // namespace
+
+AnalyticsSettings readAnalyticsSettings(const Scenario& scenario) {
+    JsonReader reader(scenario.part("analytics"), "analytics");
+    AnalyticsSettings settings;
+    reader.flag("collect", settings.collect);
+    reader.number("interval_ms", settings.interval, Analytics::shortestInterval, Analytics::longestInterval);
+    reader.number("limit", settings.limit, 0, Analytics::maxSize);
+    reader.number("size", settings.size, 0, Analytics::maxSize);
+    reader.text("on_clear", settings.onClear);
+    reader.text("path", settings.path);
+    reader.finish();
+    try {
+        onClearOf(settings.onClear);
+        checkPath(settings.path);
+    } catch (const JsonError& error) {
+        throw JsonError(std::string("analytics.") + error.what());
+    }
+    return settings;
+}
 
 Analytics::Analytics(EventLoop& loop, std::string file, const Scenario& scenario)
     : loop_(loop),
       file_(std::move(file)),
       path_(file_) {
-    JsonReader reader(scenario.part("analytics"), "analytics");
-    bool wanted = false;
-    std::int64_t interval = interval_.count();
-    std::int64_t size = -1;
-    std::string onClear = onClearNames[0];
-    std::string answered = path_;
-    reader.flag("collect", wanted);
-    reader.number("interval_ms", interval, shortestInterval, longestInterval);
-    reader.number("limit", limit_, 0, maxSize);
-    reader.number("size", size, 0, maxSize);
-    reader.text("on_clear", onClear);
-    reader.text("path", answered);
-    reader.finish();
-    try {
-        setOnClear(onClear);
-        setPath(answered);
-    } catch (const JsonError& error) {
-        throw JsonError(std::string("analytics.") + error.what());
+    const AnalyticsSettings settings = readAnalyticsSettings(scenario);
+    setOnClear(settings.onClear);
+    setPath(settings.path);
+    limit_ = settings.limit;
+    interval_ = std::chrono::milliseconds(settings.interval);
+    if (settings.size >= 0) {
+        setSize(settings.size);
     }
-    interval_ = std::chrono::milliseconds(interval);
-    if (size >= 0) {
-        setSize(size);
-    }
-    if (wanted) {
+    if (settings.collect) {
         collect();
     }
 }
@@ -73,21 +93,12 @@ Analytics::~Analytics() {
 }
 
 void Analytics::setPath(const std::string& path) {
-    if (path.size() > zvcontrol::maxData || path.find('\0') != std::string::npos) {
-        throw JsonError("path: must be a text of at most " + std::to_string(zvcontrol::maxData) +
-                        " bytes without a zero byte");
-    }
+    checkPath(path);
     path_ = path.empty() ? file_ : path;
 }
 
 void Analytics::setOnClear(const std::string& what) {
-    for (std::size_t i = 0; i < std::size(onClearNames); ++i) {
-        if (what == onClearNames[i]) {
-            onClear_ = static_cast<OnClear>(i);
-            return;
-        }
-    }
-    throw JsonError("on_clear: must be empty, remove or keep");
+    onClear_ = onClearOf(what);
 }
 
 void Analytics::setLimit(std::int64_t limit) {

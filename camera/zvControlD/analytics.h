@@ -21,8 +21,22 @@
 
 namespace zvcamera {
 
+// What the scenario says of the file.
+struct AnalyticsSettings {
+    bool collect = false;
+    std::int64_t interval = 1000;
+    std::int64_t limit = std::int64_t{1} << 20;
+    std::int64_t size = -1; // none given
+    std::string onClear = "empty";
+    std::string path; // empty: the file's own
+};
+// Throws JsonError.
+AnalyticsSettings readAnalyticsSettings(const Scenario& scenario);
+
 class Analytics {
 public:
+    enum class OnClear { Empty, Remove, Keep };
+
     // The longest file that can be asked for.
     static constexpr std::int64_t maxSize = std::int64_t{1} << 40;
     // Milliseconds between two records.
@@ -61,8 +75,6 @@ public:
     Json toJson() const;
 
 private:
-    enum class OnClear { Empty, Remove, Keep };
-
     void tick();
     std::int64_t currentSize() const; // -1: no file
     zv::UniqueFd openFile(int flags) const;

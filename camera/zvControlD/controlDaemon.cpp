@@ -12,14 +12,15 @@ ControlDaemon::ControlDaemon(EventLoop& loop, const DaemonOptions& options, cons
     : state_(scenario),
       analytics_(loop, options.storage + "/analytics/analytics.bin", scenario),
       server_(loop, options.runDir + "/" + zvcontrol::socketName,
-              [this](const zvcontrol::Request& request) { return handle(request); }),
+              [this](const zvcontrol::Request& request, pid_t peer) { return handle(request, peer); }),
       admin_(loop, options.adminSocket("zvControlD")) {
     addOperations();
 }
 
-ControlAnswer ControlDaemon::handle(const zvcontrol::Request& request) {
+ControlAnswer ControlDaemon::handle(const zvcontrol::Request& request, pid_t peer) {
     switch (request.operation) {
     case Operation::Open:
+        openings_.add(request.param, peer);
         return {state_.failure("uri_interface_open"), {}};
     case Operation::Close:
         return {state_.failure("uri_interface_close"), {}};

@@ -6,6 +6,7 @@
 #include "cameraState.h"
 #include "controlServer.h"
 #include "daemon.h"
+#include "openings.h"
 
 namespace zvcamera {
 
@@ -15,12 +16,13 @@ public:
     ControlDaemon(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario);
 
 private:
-    ControlAnswer handle(const zvcontrol::Request& request);
+    ControlAnswer handle(const zvcontrol::Request& request, pid_t peer);
     ControlAnswer read(const zvcontrol::Request& request) const;
     ControlAnswer write(const zvcontrol::Request& request);
     ControlAnswer command(std::int32_t command);
 
-    // The tool's operations: {"op":"show"|"set"|"fail"|"unfail"} and {"op":"analytics","action":...}.
+    // The tool's operations: {"op":"show"|"set"|"fail"|"unfail"}, {"op":"analytics","action":...} and
+    // {"op":"openings"}.
     void addOperations();
     Json show(const Json& request) const;
     Json set(const Json& request);
@@ -29,6 +31,7 @@ private:
     Json analytics(const Json& request);
 
     CameraState state_;
+    Openings openings_;
     Analytics analytics_;
     ControlServer server_;
     AdminServer admin_;

@@ -104,6 +104,10 @@ void ControlDaemon::addOperations() {
     admin_.on("set", [this](const Json& request) { return set(request); });
     admin_.on("fail", [this](const Json& request) { return fail(request); });
     admin_.on("unfail", [this](const Json& request) { return unfail(request); });
+    admin_.on("openings", [this](const Json& request) {
+        Arguments(request).finish();
+        return openings_.toJson();
+    });
     admin_.on("analytics", [this](const Json& request) { return analytics(request); });
 }
 

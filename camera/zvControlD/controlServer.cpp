@@ -9,6 +9,16 @@
 #include <sys/socket.h>
 
 namespace zvcamera {
+namespace {
+
+// The process that made the connection; 0 when the kernel does not tell it.
+pid_t peerOf(int fd) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
+} // namespace
 
 ControlServer::ControlServer(EventLoop& loop, std::string path, Handler handler, std::chrono::milliseconds idleLimit)
     : loop_(loop),
@@ -37,7 +47,8 @@ void ControlServer::accept() {
     if (!fd.ok()) {
         return;
     }
-    clients_.push_back({std::move(fd), 0, false});
+    const pid_t peer = peerOf(fd.get());
+    clients_.push_back({std::move(fd), 0, false, peer});
     const auto client = std::prev(clients_.end());
     watch(client);
     loop_.addFd(client->fd.get(), POLLIN, [this, client](short) { serve(client); });
@@ -69,7 +80,7 @@ void ControlServer::serve(Clients::iterator client) {
     if (!request) {
         logError("malformed request of %zu bytes", arrived);
         drop(client);
-    } else if (!answer(fd, *request)) {
+    } else if (!answer(*client, *request)) {
         drop(client);
     } else {
         client->asked = true;
@@ -79,15 +90,15 @@ void ControlServer::serve(Clients::iterator client) {
     }
 }
 
-bool ControlServer::answer(int fd, const zvcontrol::Request& request) {
-    const ControlAnswer answer = handler_(request);
+bool ControlServer::answer(const Client& client, const zvcontrol::Request& request) {
+    const ControlAnswer answer = handler_(request, client.peer);
     unsigned char packet[zvcontrol::maxPacket];
     std::size_t length = zvcontrol::encodeAnswer({answer.result, answer.data}, packet);
     if (length == 0) {
         length = zvcontrol::encodeAnswer({ZV_ERR, {}}, packet);
     }
     // A client that asks on without taking its answers is cut off like one that is gone.
-    const bool sent = send(fd, packet, length, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const bool sent = send(client.fd.get(), packet, length, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
     if (!sent) {
         logInfo("a client is gone before its answer");
     }

@@ -15,6 +15,7 @@
 #include <functional>
 #include <list>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace zvcamera {
@@ -26,7 +27,8 @@ struct ControlAnswer {
 
 class ControlServer {
 public:
-    using Handler = std::function<ControlAnswer(const zvcontrol::Request&)>;
+    // peer: process id of the client.
+    using Handler = std::function<ControlAnswer(const zvcontrol::Request&, pid_t peer)>;
 
     static constexpr std::size_t clientLimit = 256;
 
@@ -44,13 +46,14 @@ private:
         zv::UniqueFd fd;
         EventLoop::TimerId timer;
         bool asked;
+        pid_t peer;
     };
     using Clients = std::list<Client>; // the one that has been silent longest first
 
     void accept();
     void serve(Clients::iterator client);
     void watch(Clients::iterator client);
-    bool answer(int fd, const zvcontrol::Request& request);
+    bool answer(const Client& client, const zvcontrol::Request& request);
     void drop(Clients::iterator client);
 
     EventLoop& loop_;

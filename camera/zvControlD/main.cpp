@@ -2,11 +2,22 @@
 #include "controlDaemon.h"
 #include "daemon.h"
 
+using namespace zvcamera;
+
+namespace {
+
+void check(const Scenario& scenario) {
+    CameraState state(scenario);
+    readAnalyticsSettings(scenario);
+}
+
+void serve(EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
+    const ControlDaemon daemon(loop, options, scenario);
+    loop.run();
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
-    using namespace zvcamera;
-    return daemonMain(argc, argv, "zvControlD",
-                      [](EventLoop& loop, const DaemonOptions& options, const Scenario& scenario) {
-                          const ControlDaemon daemon(loop, options, scenario);
-                          loop.run();
-                      });
+    return daemonMain(argc, argv, {"zvControlD", check, serve});
 }

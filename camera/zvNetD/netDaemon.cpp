@@ -20,14 +20,16 @@ constexpr std::size_t shownTag = 16;
 
 } // namespace
 
-NetDaemon::NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults)
+NetDaemon::NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults,
+                     std::uint64_t seed)
     : service_(loop, admin, "zvNetD", ownQueue),
       control_(loop, runDir),
       forwarder_(loop, bleQueue, [this](const QueueRequest& request, SendResult result, std::int64_t time) {
           settled(request, result, time);
       }) {
-    service_.loadFaults(
-        faults, [](const std::string& command) { return isPairingStateCommand(command) || command == anyCommand; });
+    service_.loadFaults(faults, seed, [](const std::string& command) {
+        return isPairingStateCommand(command) || command == anyCommand;
+    });
     admin.on("backlog", [this](const Json&) { return Json(forwarder_.backlog()); });
     service_.start([this](const QueueRequest& request) { handle(request); });
 }

@@ -17,8 +17,9 @@ namespace zvcamera {
 
 class NetDaemon {
 public:
-    // faults: the scenario's "faults".
-    NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults);
+    // faults, seed: the scenario's.
+    NetDaemon(EventLoop& loop, AdminServer& admin, const std::string& runDir, const Json& faults,
+              std::uint64_t seed = 1);
 
 private:
     void handle(const QueueRequest& request);

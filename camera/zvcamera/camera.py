@@ -178,7 +178,7 @@ class Camera:
         if self._on_record:
             line.append("--report-log")
         if self._scenario:
-            line += ["--scenario", f"{namespace.HOUSE}/scenario.json"]
+            line += ["--scenario", f"{namespace.HOUSE}/scenario.json", "--scenario-name", self._scenario]
         if self._control_program:
             line += ["--control-program", self._control_program]
         # An empty environment: bwrap itself is process 1 of the camera, and what it was started with can be read there.

@@ -25,7 +25,15 @@ def _printable(text):
     return "".join(map(_shown, text))
 
 
+def _is_gateways_line_of_a_request(record):
+    """The web server's line of the same request tells more."""
+    return (record["source"] == "zvControl-cgi-bin"
+            and record["text"].startswith("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin "))
+
+
 def _print_record(record, stream):
+    if _is_gateways_line_of_a_request(record):
+        return
     clock = time.strftime("%H:%M:%S", time.localtime(record["time"]))
     pid = f"[{record['pid']}]" if record["pid"] else ""
     print(f"{clock} {_printable(record['source'])}{pid}: {_printable(record['text'])}", file=stream, flush=True)

@@ -2,6 +2,7 @@
 #include "zvCtrlD.h"
 #include "zvErrno.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <vector>
@@ -48,13 +49,25 @@ int serve(const Row& row, const char* params, char* response, int responseSize) 
     return result;
 }
 
+// The port of the HTTP client that is served, when the web server tells it; empty otherwise.
+std::span<const unsigned char> clientsPort() {
+    const char* port = std::getenv("REMOTE_PORT");
+    if (port == nullptr) {
+        return {};
+    }
+    const std::span<const unsigned char> digits(reinterpret_cast<const unsigned char*>(port), std::strlen(port));
+    return zvcontrol::isPort(digits) ? digits : std::span<const unsigned char>();
+}
+
 } // namespace
 
 int zvcontrol_uri_interface_open(void) {
     if (interface.open) {
         return ZV_ERR;
     }
-    const int result = zvcontrol::request(zvcontrol::Operation::Open, 0);
+    const auto port = clientsPort();
+    zvcontrol::Answer unused;
+    const int result = zvcontrol::exchange(zvcontrol::Operation::Open, 0, port, unused);
     interface.open = result == ZV_OK;
     return result;
 }

@@ -1,5 +1,6 @@
 #include "controlProtocol.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace zvcontrol {
@@ -32,23 +33,29 @@ bool framed(const unsigned char (&mark)[markSize], std::span<const unsigned char
     return packet.size() >= headerSize && packet.size() <= maxPacket && std::memcmp(packet.data(), mark, markSize) == 0;
 }
 
-// True when the operation exists and takes a parameter of that length.
-bool paramFits(Operation operation, std::size_t length) {
+// True when the operation exists and takes such a parameter.
+bool paramFits(Operation operation, std::span<const unsigned char> param) {
     switch (operation) {
     case Operation::Open:
+        return param.empty() || isPort(param);
     case Operation::Close:
     case Operation::GetState:
     case Operation::GetItem:
-        return length == 0;
+        return param.empty();
     case Operation::Command:
         return true;
     case Operation::SetItem:
-        return length == numberSize;
+        return param.size() == numberSize;
     }
     return false; // an unknown operation
 }
 
 } // namespace
+
+bool isPort(std::span<const unsigned char> bytes) {
+    return !bytes.empty() && bytes.size() <= portDigits &&
+           std::all_of(bytes.begin(), bytes.end(), [](unsigned char c) { return c >= '0' && c <= '9'; });
+}
 
 void putNumber(std::int32_t number, std::span<unsigned char, numberSize> bytes) {
     const auto bits = static_cast<std::uint32_t>(number);
@@ -78,7 +85,7 @@ std::optional<Request> decodeRequest(std::span<const unsigned char> packet) {
     }
     const auto operation = static_cast<Operation>(packet[operationAt]);
     const auto param = packet.subspan(headerSize);
-    if (!paramFits(operation, param.size())) {
+    if (!paramFits(operation, param)) {
         return std::nullopt;
     }
     return Request{operation, takeNumber(packet.subspan<numberAt, numberSize>()), param};

@@ -8,12 +8,15 @@
  *   answer:   'Z' 'A' 1 0,         result (4 bytes, signed), data bytes
  *
  *   operation   number          parameter          data
- *   Open        0               none               none
+ *   Open        0               client's port      none
  *   Close       0               none               none
  *   Command     command         of the command     of the command
  *   GetState    State           none               text without zero, or one byte
  *   GetItem     item            none               4 bytes, signed
  *   SetItem     item            4 bytes, signed    none
+ *
+ * The parameter of Open is the TCP port of the client whose request is served, in 1 to 5 decimal digits; none when the
+ * library does not know it.
  *
  * An answer with a result other than 0 carries no data. The receiver of any other packet closes the connection.
  */
@@ -31,6 +34,7 @@ inline constexpr const char* socketName = "zvControlD.sock"; // in the run folde
 
 inline constexpr std::size_t numberSize = 4;
 inline constexpr std::size_t headerSize = 4 + numberSize;
+inline constexpr std::size_t portDigits = 5; // of a client's port, at most
 inline constexpr std::size_t maxData = 4096; // parameter or data bytes
 inline constexpr std::size_t maxPacket = headerSize + maxData;
 
@@ -65,6 +69,9 @@ std::size_t encodeAnswer(const AnswerView& answer, std::span<unsigned char, maxP
 // Nothing when the packet is malformed: its length, its marks, its operation, or data where none belong.
 std::optional<Request> decodeRequest(std::span<const unsigned char> packet);
 std::optional<AnswerView> decodeAnswer(std::span<const unsigned char> packet);
+
+// Whether bytes are the client's port: 1 to 5 decimal digits.
+bool isPort(std::span<const unsigned char> bytes);
 
 // A number as its big-endian bytes, and back.
 void putNumber(std::int32_t number, std::span<unsigned char, numberSize> bytes);

@@ -119,10 +119,10 @@ def test_what_does_not_print_is_shown_as_numbers(open_path, build_dir):
 def test_log_lines_on_a_terminal_of_few_characters(open_path, build_dir):
     terminal = Terminal(open_path, build_dir, "--port", "0", PYTHONIOENCODING="ascii")
     port = terminal.port()
-    _get(port, "/control/first%c3%a4")
+    _get(port, "/control/command/ble/pairing_phase?p=first%c3%a4")
     terminal.wait_for(r"zvControl-cgi-bin: .*first\\xe4")
     _get(port, "/control/second")
-    terminal.wait_for("zvControl-cgi-bin: .*second")
+    terminal.wait_for("lighttpd.*: GET /control/second 400 ")
     terminal.end(signal.SIGINT)
 
 

@@ -63,7 +63,7 @@ class OnDemandChild(Child):
                     super().start()
                 process = self._process
             process.wait()
-            if not self._expected:
+            if process not in self._expected:
                 self.stop_and_wait()  # it would end again and again
 
     def stop_and_wait(self, *arguments, **options):

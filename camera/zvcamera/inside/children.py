@@ -9,12 +9,14 @@ import threading
 import time
 
 from .. import admin
+from ..admin import AdminError
 
 RUN_DIR = "/run/zarvo"
-_BIN = "/usr/local/zarvo/bin"
+BIN = "/usr/local/zarvo/bin"
 _HOLDS = {signal.SIGSTOP: True, signal.SIGCONT: False}  # whether a program is stopped after the signal
 _QUEUES = {"zvNetD": "/dev/mqueue/to_zvnet", "zvBleD": "/dev/mqueue/to_ble"}
 DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
+_ENDING = (signal.SIGTERM, signal.SIGKILL, signal.SIGINT)
 
 
 def _state(pid):
@@ -26,7 +28,7 @@ def _state(pid):
     return ", ".join(told)
 
 
-class ChildError(Exception):
+class ChildError(AdminError):
     """A program does not start, or is not in the state that was asked for."""
 
 
@@ -50,7 +52,8 @@ class Child:
         self._environment = environment
         self._good_ends = good_ends
         self._process = None
-        self._expected = False
+        self._expected = set()  # processes that were told to end
+        self._ended = threading.Event()
         self.misdeeds = []  # what went wrong with it: for example that it crashed, or had to be killed
 
     @property
@@ -61,33 +64,41 @@ class Child:
         return self._process is not None and self._process.poll() is None
 
     def start(self, patience=30.0):
+        self.begin()
+        self.wait_until_ready(patience)
+
+    def begin(self):
+        """Starts the program and does not wait for it."""
         if self.running():
             raise ChildError(f"{self.name} is running already")
-        self._expected = False
+        self._ended = threading.Event()
         self._process = subprocess.Popen(
             self._argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
             pass_fds=self._pass_fds, env=self._environment, start_new_session=True)
         self._log.add_stream(self.name, self._process.stdout)
-        threading.Thread(target=self._watch, args=(self._process,), daemon=True).start()
+        threading.Thread(target=self._watch, args=(self._process, self._ended), daemon=True).start()
+
+    def wait_until_ready(self, patience=30.0):
         deadline = time.monotonic() + patience
         while not self._ready(self.name):
             if not self.running():
                 raise ChildError(f"{self.name} ended with status {self._process.returncode} while starting")
             if time.monotonic() > deadline:
                 raise ChildError(f"{self.name} is not ready after {patience:.0f} seconds")
-            time.sleep(0.01)
+            time.sleep(0.002)
 
-    def _watch(self, process):
+    def _watch(self, process, ended):
         status = process.wait()
-        if not self._expected:
+        if process not in self._expected:
             self.misdeeds.append(f"{self.name} ended by itself, status {status}")
             self._log.add("supervisor", self.misdeeds[-1], priority=3)
+        ended.set()
 
     def send(self, number):
         if not self.running():
             raise ChildError(f"{self.name} is not running")
-        if number in (signal.SIGTERM, signal.SIGKILL):
-            self._expected = True
+        if number in _ENDING:
+            self._expected.add(self._process)
         self._process.send_signal(number)
         if number in _HOLDS:
             self._wait_until_held(_HOLDS[number])
@@ -102,18 +113,23 @@ class Child:
         """Ends the program. Continues it first, in case it is stopped, and kills it when it does not end."""
         if not self.running():
             return
+        self.tell_to_end(number)
+        self.wait_for_end(number, patience)
+
+    def tell_to_end(self, number=signal.SIGTERM):
         # SIGCONT goes before the signal, not after it. A sanitizer checks for leaks while the program ends, and stops
         # the program by SIGSTOP for that. A SIGCONT then would undo the stop, and the check would wait for ever.
         if number != signal.SIGKILL:
             self.send(signal.SIGCONT)
         self.send(number)
-        try:
-            status = self._process.wait(patience)
-        except subprocess.TimeoutExpired:
+
+    def wait_for_end(self, number=signal.SIGTERM, patience=10.0):
+        if not self._ended.wait(patience):
             self.misdeeds.append(f"{self.name} did not end on signal {number} ({_state(self._process.pid)})")
             self.send(signal.SIGKILL)
-            self._process.wait()
+            self._ended.wait()
             return
+        status = self._process.returncode
         if number == signal.SIGTERM and status not in self._good_ends:
             self.misdeeds.append(f"{self.name} ended with status {status} on SIGTERM")
 
@@ -129,7 +145,4 @@ class Child:
 
 
 def daemon(name, log, scenario):
-    argv = [f"{_BIN}/{name}", "--run-dir", RUN_DIR]
-    if scenario:
-        argv += ["--scenario", scenario]
-    return Child(name, argv, log, ready=_answers)
+    return Child(name, [f"{BIN}/{name}", "--run-dir", RUN_DIR, "--scenario", scenario], log, ready=_answers)

@@ -22,11 +22,12 @@ _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]
 
 
 class Collector:
-    """Keeps the records, and calls sink, if given, with each."""
+    """Keeps the records, and calls each function in sinks with each."""
 
-    def __init__(self, sink=None, path=LOG_SOCKET):
-        self._sink = sink
+    def __init__(self, sinks=(), path=LOG_SOCKET):
+        self.sinks = list(sinks)
         self._path = path
+        self._takers = {}
         self._records = []
         self._dropped = 0
         self._changed = threading.Condition()
@@ -47,8 +48,8 @@ class Collector:
                 cut = _KEPT // 10
                 del self._records[:cut]
                 self._dropped += cut
-            if self._sink:
-                self._sink(record)
+            for sink in self.sinks:
+                sink(record)
 
     def add_stream(self, source, stream):
         """Starts a thread that records each line of a binary stream, until the stream ends."""
@@ -58,16 +59,25 @@ class Collector:
                     self.add(source, line.decode(errors="backslashreplace").rstrip("\n"))
         threading.Thread(target=read, daemon=True).start()
 
-    def since(self, start):
+    def take_marked(self, mark, take):
+        """Lines that hold a mark are no records: take(source, pid, text) gets the text behind it."""
+        self._takers[mark] = take
+
+    def since(self, start, then=None):
         """Returns the records from number start on, and the number of the next one.
 
-        The records include every line that was sent before the call.
+        The records include every line that was sent before the call. then: a function that is called with both before
+        the next record is made.
         """
-        self._synchronise()
+        self.synchronise()
         with self._changed:
-            return self._records[max(0, start - self._dropped):], self._dropped + len(self._records)
+            found = self._records[max(0, start - self._dropped):], self._dropped + len(self._records)
+            if then:
+                then(*found)
+            return found
 
-    def _synchronise(self):
+    def synchronise(self):
+        """Returns when every line that was sent before has been taken."""
         # A datagram is queued before its send returns. So when the mark arrives, all earlier lines have arrived.
         mark = next(self._marks)
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as out:
@@ -95,6 +105,11 @@ class Collector:
         match = _SYSLOG.fullmatch(text)
         if match:
             code, source, pid, text = match.groups()
-            self.add(source or "?", text, int(pid) if pid else None, int(code) & 7)
+            pid = int(pid) if pid else None
+            for mark, take in self._takers.items():
+                if text.startswith(mark):
+                    take(source, pid, text.removeprefix(mark))
+                    return
+            self.add(source or "?", text, pid, int(code) & 7)
         else:
             self.add("?", text)

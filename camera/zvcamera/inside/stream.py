@@ -11,6 +11,8 @@ import subprocess
 import threading
 import time
 
+from ..admin import AdminError, InvalidRequest
+
 _NAME = "zvStream"
 _PROGRAM = f"/usr/local/zarvo/bin/{_NAME}"
 # In a command line, the arguments begin behind one of these. The second one is the program behind an emulator.
@@ -20,7 +22,7 @@ _SHOWN = 10
 _READ = 1 << 16  # bytes from the end of the log
 
 
-class StreamError(Exception):
+class StreamError(AdminError):
     """The program does not start, or does not end."""
 
 
@@ -100,7 +102,7 @@ def status():
 def start(arguments):
     """Starts one more, as the control program does: its output is discarded. Returns the new status."""
     if not isinstance(arguments, list) or not all(isinstance(word, str) for word in arguments):
-        raise StreamError("arguments: must be a list of texts")
+        raise InvalidRequest("arguments: must be a list of texts")
     size = _log_size()
     child = subprocess.Popen([_PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                              stderr=subprocess.DEVNULL, start_new_session=True)
@@ -110,6 +112,14 @@ def start(arguments):
     if child.poll() is not None:
         raise StreamError(f"{_NAME} ended with status {child.returncode} while starting")
     return status()
+
+
+def kill_all():
+    for pid in _processes():
+        try:
+            os.kill(pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
 
 
 def stop():

@@ -8,10 +8,11 @@ import subprocess
 
 from . import guard
 from .children import Child
+from .entrance import Entrance
 
 _CONFIGURATIONS = os.path.join(os.path.dirname(__file__), "..", "..", "web")
 _FOLDER = "/tmp/web"
-_INNER_SOCKET = "/run/web.sock"  # of lighttpd and nginx, beside the port
+_INNER_SOCKET = "/run/web.sock"  # of nginx, beside the port
 
 # The control URL space of each. busybox starts programs only below /cgi-bin.
 URL_SPACES = {"lighttpd": "/control", "nginx": "/control", "busybox": "/cgi-bin/control"}
@@ -45,11 +46,8 @@ def _serves(make_connection):
     return ready
 
 
-def _lighttpd(listener, program, log, allowed):
-    """Takes over the listening socket that the launcher has opened, as descriptor 3.
-
-    On SIGTERM, lighttpd ends with 0 or 1, depending on where the signal meets its event loop.
-    """
+def _lighttpd(listener, program, log, allowed, add_request):
+    """Takes over the listening socket that the launcher has opened, as descriptor 3."""
     port = listener.getsockname()[1]
     os.makedirs(_FOLDER, exist_ok=True)
     guard.write_texts(_FOLDER)
@@ -58,11 +56,8 @@ def _lighttpd(listener, program, log, allowed):
     os.makedirs(f"{_FOLDER}/lighttpd.d", exist_ok=True)
     with open(f"{_FOLDER}/lighttpd.d/cors.conf", "w", encoding="ascii") as file:
         file.write(guard.cors_configuration(allowed.origins, _FOLDER))
-    environment = dict(os.environ, ZV_PORT=str(port), ZV_CONTROL_PROGRAM=program, LISTEN_FDS="1")
-    shell = 'LISTEN_PID=$$ exec /usr/sbin/lighttpd -D -f "$1"'
-    return [Child("lighttpd", ["/bin/sh", "-c", shell, "lighttpd", f"{_CONFIGURATIONS}/lighttpd.conf"], log,
-                  ready=_serves(lambda: _UnixConnection(_INNER_SOCKET)), pass_fds=(listener.fileno(),),
-                  environment=environment, good_ends=(0, 1))]
+    return [Entrance(listener, program, URL_SPACES["lighttpd"], log,
+                     configuration=f"{_CONFIGURATIONS}/lighttpd.conf", add_request=add_request)]
 
 
 def _spend_process_ids():
@@ -74,7 +69,7 @@ def _spend_process_ids():
     subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
 
 
-def _nginx(listener, program, log, _allowed):
+def _nginx(listener, program, log, _allowed, _add_request):
     """Takes over the listening socket as nginx does when one version of it hands the socket to the next."""
     _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
@@ -94,7 +89,7 @@ def _nginx(listener, program, log, _allowed):
                   environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
 
 
-def _busybox(listener, program, log, _allowed):
+def _busybox(listener, program, log, _allowed, _add_request):
     """Opens a socket of its own: the launcher's is closed first, and the camera is in the machine's network."""
     address, port = listener.getsockname()
     os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
@@ -110,9 +105,10 @@ def _busybox(listener, program, log, _allowed):
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
 
 
-def servers(kind, listener, program, log, allowed):
+def servers(kind, listener, program, log, allowed, add_request):
     """Returns the programs of a kind of web server, in starting order. They take over the listening socket.
 
     allowed: hosts and origins that may use the camera beside its own (a guard.Allowed); lighttpd alone looks at them.
+    add_request: takes what lighttpd's front tells of a request; the others have none.
     """
-    return _MAKERS[kind](listener, program, log, allowed)
+    return _MAKERS[kind](listener, program, log, allowed, add_request)

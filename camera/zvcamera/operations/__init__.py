@@ -1,7 +1,8 @@
 """The operations on a running camera: each described once, for the command line, for HTTP and for Python."""
 
 # Each module registers its operations, in the order in which help lists them.
-from . import state, analytics, ble, scanning, faults, trace, queues, daemons, stream  # noqa: F401, I001
+from . import state, analytics, ble, scanning, faults  # noqa: F401, I001
+from . import requests, trace, queues, daemons, stream, scenario  # noqa: F401, I001
 from .operation import registered
 
 # The words of the command line that have further words, and what they are about.

@@ -51,7 +51,7 @@ def _clock(seconds):
 
 
 def _check(_link, file):
-    values.read_document(file)  # what the daemons say of a file that cannot be read, or is no JSON, is less
+    document = values.read_document(file)  # what the daemons say of a file that is no JSON is less
     path = values.path_of(file)
     import subprocess  # takes its time, and is needed here only
 
@@ -65,7 +65,17 @@ def _check(_link, file):
             lines = (done.stderr or done.stdout).strip().splitlines() or [f"{daemon} refuses it"]
             told = lines[-1].removeprefix(f"{daemon}: ").removeprefix(f"{path}: ")
             raise InvalidRequest(f"{file}: {told}")
+    _check_rules_for_paths(document.get("faults", []), file)
     return {"file": file, "right": True}
+
+
+def _check_rules_for_paths(rules, file):
+    """The supervisor's part of a scenario; the daemons have found it right in all else."""
+    from ..http_rules import read_rules
+    try:
+        read_rules(rules)
+    except InvalidRequest as error:
+        raise InvalidRequest(f"{file}: {error}") from error
 
 
 def _scenarios(_link):

@@ -22,7 +22,7 @@ def proposed(capsys, monkeypatch):
 
 
 def test_words_and_options(proposed):
-    assert sorted(proposed("s")) == ["scenarios", "set", "show", "stream"]
+    assert sorted(proposed("s")) == ["scenario", "scenarios", "set", "show", "stream"]
     assert proposed("ble", "device", "r") == ["remove"]
     assert proposed("trace", "--fi") == ["--file"]
     assert "--json" in proposed("queue", "--")

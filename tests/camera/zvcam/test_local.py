@@ -81,3 +81,10 @@ def test_prints_what_a_shell_needs(zvcam, shell):
     status, out, err = zvcam("completion", shell)
     assert (status, err) == (0, "")
     assert "_ZVCAM_COMPLETE" in out and "zvcam" in out
+
+
+def test_checks_the_rules_for_paths_itself(zvcam, daemons, monkeypatch):
+    monkeypatch.chdir(daemons)
+    (daemons / "wrong.json").write_text('{"faults": [{"command": "/x", "fault": "status", "status": 1}]}')
+    assert zvcam("check", "wrong.json") == (
+        2, "", "zvcam: wrong.json: faults[0].status: must be a whole number from 200 to 599\n")

@@ -32,6 +32,7 @@ bool answerTaken(const Bytes& bytes) {
 
 TEST(ControlProtocol, RequestsByteForByte) {
     EXPECT_EQ((Bytes{'Z', 'C', 1, 1, 0, 0, 0, 0}), request(Operation::Open, 0));
+    EXPECT_EQ((Bytes{'Z', 'C', 1, 1, 0, 0, 0, 0, '8', '0'}), request(Operation::Open, 0, {'8', '0'}));
     EXPECT_EQ((Bytes{'Z', 'C', 1, 2, 0, 0, 0, 0}), request(Operation::Close, 0));
     EXPECT_EQ((Bytes{'Z', 'C', 1, 3, 0, 0, 0, 38}), request(Operation::Command, 38));
     EXPECT_EQ((Bytes{'Z', 'C', 1, 3, 0xFF, 0xFF, 0xFF, 0xFE, 9, 8}), request(Operation::Command, -2, {9, 8}));
@@ -111,6 +112,17 @@ TEST(ControlProtocol, ParametersStandOnlyWhereTheyBelong) {
     EXPECT_FALSE(requestTaken(request(Operation::SetItem, 3)));
     EXPECT_FALSE(requestTaken(request(Operation::SetItem, 3, {1, 2, 3})));
     EXPECT_FALSE(requestTaken(request(Operation::SetItem, 3, {1, 2, 3, 4, 5})));
+}
+
+TEST(ControlProtocol, OpenCarriesAPortOrNothing) {
+    EXPECT_TRUE(requestTaken(request(Operation::Open, 0)));
+    EXPECT_TRUE(requestTaken(request(Operation::Open, 0, {'7'})));
+    EXPECT_TRUE(requestTaken(request(Operation::Open, 0, {'6', '5', '5', '3', '5'})));
+    EXPECT_FALSE(requestTaken(request(Operation::Open, 0, {'0', '6', '5', '5', '3', '5'})));
+    for (const unsigned char other : {'\0', '/', ':', '-', ' ', '\xff'}) {
+        EXPECT_FALSE(requestTaken(request(Operation::Open, 0, {'1', other})));
+    }
+    EXPECT_FALSE(requestTaken(request(Operation::Close, 0, {'7'})));
 }
 
 TEST(ControlProtocol, AFailureCarriesNoData) {

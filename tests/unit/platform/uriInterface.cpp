@@ -235,3 +235,20 @@ TEST(UriInterfaceDaemon, TheCloseFailsWhenTheDaemonIsGone) {
     }
     EXPECT_EQ(ZV_ERR, zvcontrol_uri_interface_close());
 }
+
+TEST(UriInterfaceDaemon, TheOpeningTellsTheClientsPortWhenThereIsOne) {
+    ScriptedControl daemon(zvtest::sayYes);
+    for (const char* port : {"40001", "1", "", "123456", "80x", "-1"}) {
+        setenv("REMOTE_PORT", port, 1);
+        EXPECT_EQ(0, zvcontrol_uri_interface_open());
+        EXPECT_EQ(0, zvcontrol_uri_interface_close());
+    }
+    unsetenv("REMOTE_PORT");
+    std::vector<Packet> opened;
+    for (const Packet& request : daemon.requests()) {
+        if (request[3] == 1) {
+            opened.push_back({request.begin() + 8, request.end()});
+        }
+    }
+    EXPECT_EQ((std::vector<Packet>{{'4', '0', '0', '0', '1'}, {'1'}, {}, {}, {}, {}}), opened);
+}

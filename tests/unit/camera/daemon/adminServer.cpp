@@ -34,7 +34,9 @@ protected:
         EventLoop loop;
         AdminServer server(loop, path_);
         server.on("double", [](const Json& request) { return Json(request.at("n").get<int>() * 2); });
-        server.on("fail", [](const Json&) -> Json { throw JsonError("not today"); });
+        server.on("fail", [](const Json&) -> Json { throw Refusal("not today"); });
+        server.on("wrong", [](const Json&) -> Json { throw JsonError("n: must be a number"); });
+        server.on("hex", [](const Json&) -> Json { throw std::invalid_argument("no hex"); });
         server.on("big", [](const Json&) { return Json(std::string(1 << 20, 'x')); });
         server.onSubscribe("news", [](const Json&) { return Json("since now"); });
         server.on("publish", [&](const Json& request) {
@@ -76,7 +78,7 @@ TEST_F(AdminServerTest, AnswersRequestsInTheirOrder) {
 
 TEST_F(AdminServerTest, ErrorsAreAnsweredInWords) {
     EXPECT_EQ("{\"error\":\"not today\",\"ok\":false}\n", raw("{\"op\":\"fail\"}\n", 1));
-    EXPECT_EQ("{\"error\":\"unknown op none\",\"ok\":false}\n", raw("{\"op\":\"none\"}\n", 1));
+    EXPECT_EQ("{\"error\":\"unknown op none\",\"kind\":\"invalid\",\"ok\":false}\n", raw("{\"op\":\"none\"}\n", 1));
     EXPECT_THAT(raw("{\"op\":\n", 1), HasSubstr("\"ok\":false"));
     EXPECT_THAT(raw("[1]\n", 1), HasSubstr("a request is an object"));
     EXPECT_THAT(raw("{\"op\":\"double\"}\n", 1), HasSubstr("\"ok\":false"));
@@ -86,20 +88,29 @@ TEST_F(AdminServerTest, ErrorsAreAnsweredInWords) {
     EXPECT_THROW(client.call("fail"), std::runtime_error);
 }
 
+TEST_F(AdminServerTest, AWrongRequestIsToldFromARefusedOne) {
+    EXPECT_EQ("{\"error\":\"n: must be a number\",\"kind\":\"invalid\",\"ok\":false}\n",
+              raw("{\"op\":\"wrong\"}\n", 1));
+    EXPECT_EQ("{\"error\":\"no hex\",\"kind\":\"invalid\",\"ok\":false}\n", raw("{\"op\":\"hex\"}\n", 1));
+    EXPECT_EQ("{\"error\":\"key 'n' not found\",\"kind\":\"invalid\",\"ok\":false}\n", raw("{\"op\":\"double\"}\n", 1));
+    EXPECT_THAT(raw("[1]\n", 1), HasSubstr("\"kind\":\"invalid\""));
+    EXPECT_THAT(raw("{\"op\":\n", 1), HasSubstr("\"kind\":\"invalid\""));
+}
+
 TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
     const auto answerAt = [this](std::size_t depth) { // the request's own braces are one level
         return raw(
             "{\"op\":\"double\",\"n\":1,\"x\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}\n", 1);
     };
     EXPECT_EQ("{\"ok\":true,\"result\":2}\n", answerAt(16));
-    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n", answerAt(17));
-    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n", answerAt(32000));
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"kind\":\"invalid\",\"ok\":false}\n", answerAt(17));
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"kind\":\"invalid\",\"ok\":false}\n", answerAt(32000));
     EXPECT_EQ("{\"ok\":true,\"result\":6}\n",
               raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1)); // a text is no nesting
 }
 
 TEST_F(AdminServerTest, ALineTooLongEndsTheConnection) {
-    EXPECT_EQ("{\"error\":\"request line too long\",\"ok\":false}\n",
+    EXPECT_EQ("{\"error\":\"request line too long\",\"kind\":\"invalid\",\"ok\":false}\n",
               raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2));
     EXPECT_EQ(2, AdminClient(path_).call("double", {{"n", 1}}));
 }

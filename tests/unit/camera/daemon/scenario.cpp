@@ -49,5 +49,12 @@ TEST(Scenario, IsNestedNoDeeperThanTheLimit) {
     EXPECT_EQ("nested deeper than 16", errorOf(nested(1000000)));
 }
 
+TEST(Scenario, GivesItsSeedOrOne) {
+    EXPECT_EQ(7U, Scenario::load(fileOf(R"({"ble":{"seed":7}})")).seed());
+    for (const char* text : {"{}", R"({"ble":{}})", R"({"ble":{"seed":-1}})", R"({"ble":{"seed":"x"}})"}) {
+        EXPECT_EQ(1U, Scenario::load(fileOf(text)).seed()) << text;
+    }
+}
+
 } // namespace
 } // namespace zvcamera

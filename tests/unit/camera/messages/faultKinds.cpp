@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <set>
+#include <string>
 
 namespace zvcamera {
 namespace {
@@ -99,6 +101,34 @@ TEST(FaultKinds, AListIsRebuiltBeforeAPageThatDoesNotBeginAtZero) {
     table.add(rule({{"command", "*"}, {"fault", "list_id"}, {"by", 200}, {"count", 1}}));
     table.add(rule({{"command", "*"}, {"fault", "list_id"}, {"by", 100}, {"count", 1}}));
     EXPECT_EQ(44, table.plan(page(4, 255)).idShift); // 8 bits
+}
+
+TEST(FaultKinds, AReplyGivenInBytesReplacesTheMessage) {
+    EXPECT_EQ((Bytes{0x00, 0x0d, 0xff}),
+              spoil({{"command", "*"}, {"fault", "reply"}, {"hex", "000DfF"}}, status(), {2}).bytes);
+    const Outgoing empty = spoil({{"command", "*"}, {"fault", "reply"}, {"hex", ""}}, status(), {2});
+    EXPECT_EQ(Bytes{}, empty.bytes);
+    EXPECT_FALSE(empty.missing); // sent, with no bytes
+    EXPECT_EQ(
+        2048U,
+        spoil({{"command", "*"}, {"fault", "reply"}, {"hex", std::string(4096, 'a')}}, status(), {}).bytes.size());
+}
+
+TEST(FaultKinds, FaultsBehindAGivenReplyWorkOnItsBytes) {
+    FaultTable table;
+    table.add(rule({{"command", "*"}, {"fault", "reply"}, {"hex", "01020304"}}));
+    table.add(rule({{"command", "*"}, {"fault", "truncated"}, {"bytes", 3}}));
+    EXPECT_EQ((Bytes{1, 2, 3}), spoil(table, status(), {2}).bytes);
+}
+
+TEST(FaultKinds, LateBetweenTwoTimesDrawsForEachReply) {
+    FaultTable table;
+    table.add(rule({{"command", "*"}, {"fault", "late"}, {"ms", 100}, {"max_ms", 103}}));
+    std::set<std::int64_t> seen;
+    for (int i = 0; i < 200; ++i) {
+        seen.insert(spoil(table, status(), {2}).delay.count());
+    }
+    EXPECT_EQ((std::set<std::int64_t>{100, 101, 102, 103}), seen);
 }
 
 } // namespace

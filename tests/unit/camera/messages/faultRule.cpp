@@ -30,5 +30,32 @@ TEST(FaultRule, AWrongRuleIsNamed) {
               errorOf({{"command", "scan"}, {"fault", "refused"}, {"status", 0}}));
 }
 
+TEST(FaultRule, AWrongValueIsNamed) {
+    EXPECT_EQ("faults[0].hex: missing", errorOf({{"command", "scan"}, {"fault", "reply"}}));
+    EXPECT_EQ("faults[0].hex: must be a text", errorOf({{"command", "scan"}, {"fault", "reply"}, {"hex", 12}}));
+    EXPECT_EQ("faults[0].hex: odd number of hexadecimal digits",
+              errorOf({{"command", "scan"}, {"fault", "reply"}, {"hex", "123"}}));
+    EXPECT_EQ("faults[0].hex: not a hexadecimal text: 1g",
+              errorOf({{"command", "scan"}, {"fault", "reply"}, {"hex", "1g"}}));
+    EXPECT_EQ("faults[0].hex: must be at most 2048 bytes",
+              errorOf({{"command", "scan"}, {"fault", "reply"}, {"hex", std::string(4098, '0')}}));
+    EXPECT_EQ("faults[0].max_ms: must be a whole number from 100 to 600000",
+              errorOf({{"command", "scan"}, {"fault", "late"}, {"ms", 100}, {"max_ms", 99}}));
+    EXPECT_EQ("faults[0].max_ms: unknown key", errorOf({{"command", "scan"}, {"fault", "missing"}, {"max_ms", 1}}));
+    for (const Json& wrong : {Json(1.1), Json(-0.1), Json("0.5"), Json(true)}) {
+        EXPECT_EQ("faults[0].probability: must be a number from 0 to 1",
+                  errorOf({{"command", "scan"}, {"fault", "missing"}, {"probability", wrong}}));
+    }
+}
+
+TEST(FaultRule, RulesForPathsAreNotForDaemons) {
+    const Json rules = Json::array(
+        {{{"command", "/command/ble/scan"}, {"fault", "status"}}, {{"command", "scan"}, {"fault", "missing"}}});
+    const std::vector<FaultRule> read = readFaultRules(rules);
+    ASSERT_EQ(1U, read.size());
+    EXPECT_EQ("scan", read[0].command);
+    EXPECT_THROW(readFaultRules(Json::array({1})), JsonError);
+}
+
 } // namespace
 } // namespace zvcamera

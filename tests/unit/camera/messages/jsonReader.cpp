@@ -50,5 +50,28 @@ TEST(JsonReader, RefusesNumbersOutsideAllRanges) {
     EXPECT_EQ(7, value);
 }
 
+TEST(JsonReader, AFractionIsFromZeroToOne) {
+    const Json json{{"a", 0.25}, {"b", 1}, {"c", 1.01}, {"d", "0.5"}};
+    JsonReader reader(json, "top");
+    double value = 9;
+    EXPECT_TRUE(reader.fraction("a", value));
+    EXPECT_EQ(0.25, value);
+    EXPECT_TRUE(reader.fraction("b", value));
+    EXPECT_EQ(1, value);
+    EXPECT_FALSE(reader.fraction("x", value));
+    EXPECT_THROW(reader.fraction("c", value), JsonError);
+    EXPECT_THROW(reader.fraction("d", value), JsonError);
+}
+
+TEST(JsonReader, AnErrorOfTheParserIsToldWithoutItsClass) {
+    try {
+        parseJson("{");
+        FAIL();
+    } catch (const Json::exception& error) {
+        EXPECT_EQ(0U, plainText(error).rfind("parse error at line 1, column 2", 0)) << plainText(error);
+    }
+    EXPECT_EQ("[json.exception", plainText(std::runtime_error("[json.exception")));
+}
+
 } // namespace
 } // namespace zvcamera

@@ -110,6 +110,29 @@ TEST(ControlDaemon, AFaultyScenarioIsSaidAndEndsIt) {
     EXPECT_FALSE(fileExists(control));
 }
 
+namespace {
+
+// Status and standard error of a check of this scenario.
+std::pair<int, std::string> checked(const char* scenario) {
+    std::ofstream("/tmp/checked.json") << scenario;
+    const int status = std::system("cd /tmp && '" ZV_CONTROL_DAEMON "' --check checked.json 2>/tmp/errors");
+    std::ifstream errors("/tmp/errors");
+    return {status >> 8, {std::istreambuf_iterator<char>(errors), {}}};
+}
+
+} // namespace
+
+TEST(ControlDaemon, ChecksAScenarioAndStartsNothing) {
+    EXPECT_EQ(std::pair(0, std::string()), checked(R"({"identity":{"model_number":20},"analytics":{"size":9}})"));
+    EXPECT_EQ(std::pair(1, std::string("checked.json: identity.model_number: must be a whole number from 0 to 255\n")),
+              checked(R"({"identity":{"model_number":256}})"));
+    EXPECT_EQ(std::pair(1, std::string("checked.json: analytics.on_clear: must be empty, remove or keep\n")),
+              checked(R"({"analytics":{"on_clear":"burn"}})"));
+    EXPECT_EQ(std::pair(1, std::string("checked.json: bel: unknown key\n")), checked(R"({"bel":{}})"));
+    EXPECT_FALSE(fileExists(control));
+    EXPECT_FALSE(fileExists("/tmp/fuse_d/analytics/analytics.bin"));
+}
+
 TEST(ControlDaemon, MalformedPacketsAreLoggedAndNotAnswered) {
     zvtest::SyslogCapture log;
     const ControlDaemonProcess daemon;

@@ -126,3 +126,14 @@ TEST(ControlOperations, ValuesNestedTooDeepAreRefused) {
               std::string(answer, static_cast<std::size_t>(std::max<ssize_t>(length, 0))));
     EXPECT_EQ(0, daemon.end(SIGTERM));
 }
+
+TEST(ControlOperations, TellsWhichGatewayServesWhichClient) {
+    const ControlDaemonProcess daemon;
+    EXPECT_EQ(Json::array(), ask("openings"));
+    EXPECT_EQ(yes, exchange(openPacket));
+    EXPECT_EQ(yes, exchange({'Z', 'C', 1, 1, 0, 0, 0, 0, '4', '0', '1'}));
+    const Json told = ask("openings");
+    ASSERT_EQ(1U, told.size());
+    EXPECT_EQ(401, told[0].at("port"));
+    EXPECT_EQ(getpid(), told[0].at("pid"));
+}

@@ -24,7 +24,7 @@ void runFor(EventLoop& loop, milliseconds time) {
 TEST(ControlServer, AConnectionThatAsksNothingIsClosedInTime) {
     EventLoop loop;
     const ControlServer server(
-        loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; }, milliseconds(500));
+        loop, path, [](const zvcontrol::Request&, pid_t) { return ControlAnswer{}; }, milliseconds(500));
     const zv::UniqueFd silent = connectUnix(path, SOCK_SEQPACKET);
     runFor(loop, milliseconds(20));
     EXPECT_EQ(1U, server.clients());
@@ -54,7 +54,7 @@ int askOn(const zv::UniqueFd& client, EventLoop& loop) {
 
 TEST(ControlServer, AConnectionCarriesManyRequests) {
     EventLoop loop;
-    const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
+    const ControlServer server(loop, path, [](const zvcontrol::Request& request, pid_t) {
         return ControlAnswer{request.number, {}};
     });
     const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
@@ -68,7 +68,7 @@ TEST(ControlServer, AConnectionThatAsksNoMoreIsClosedInTime) {
     EventLoop loop;
     const ControlServer server(
         loop, path,
-        [](const zvcontrol::Request& request) {
+        [](const zvcontrol::Request& request, pid_t) {
             return ControlAnswer{request.number, {}};
         },
         milliseconds(500));
@@ -83,7 +83,7 @@ TEST(ControlServer, AConnectionThatAsksNoMoreIsClosedInTime) {
 
 TEST(ControlServer, TheClientThatHasBeenSilentLongestGivesWay) {
     EventLoop loop;
-    const ControlServer server(loop, path, [](const zvcontrol::Request& request) {
+    const ControlServer server(loop, path, [](const zvcontrol::Request& request, pid_t) {
         return ControlAnswer{request.number, {}};
     });
     std::vector<zv::UniqueFd> clients;
@@ -101,7 +101,7 @@ TEST(ControlServer, TheClientThatHasBeenSilentLongestGivesWay) {
 
 TEST(ControlServer, AMalformedRequestEndsItsConnection) {
     EventLoop loop;
-    const ControlServer server(loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; });
+    const ControlServer server(loop, path, [](const zvcontrol::Request&, pid_t) { return ControlAnswer{}; });
     const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
     EXPECT_EQ(0, askOn(client, loop));
     send(client.get(), "ZC", 2, 0);
@@ -112,7 +112,7 @@ TEST(ControlServer, AMalformedRequestEndsItsConnection) {
 
 TEST(ControlServer, AClientThatTakesNoAnswersIsCutOff) {
     EventLoop loop;
-    const ControlServer server(loop, path, [](const zvcontrol::Request&) {
+    const ControlServer server(loop, path, [](const zvcontrol::Request&, pid_t) {
         return ControlAnswer{0, std::vector<unsigned char>(4096, 'x')};
     });
     const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
@@ -124,7 +124,7 @@ TEST(ControlServer, AClientThatTakesNoAnswersIsCutOff) {
 
 TEST(ControlServer, AnAnswerThatIsTooLongBecomesAFailure) {
     EventLoop loop;
-    const ControlServer server(loop, path, [](const zvcontrol::Request&) {
+    const ControlServer server(loop, path, [](const zvcontrol::Request&, pid_t) {
         return ControlAnswer{0, std::vector<unsigned char>(4097, 'x')};
     });
     const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
@@ -139,8 +139,17 @@ TEST(ControlServer, AnAnswerThatIsTooLongBecomesAFailure) {
 TEST(ControlServer, TheSocketGoesWithTheServer) {
     EventLoop loop;
     {
-        const ControlServer server(loop, path, [](const zvcontrol::Request&) { return ControlAnswer{}; });
+        const ControlServer server(loop, path, [](const zvcontrol::Request&, pid_t) { return ControlAnswer{}; });
         EXPECT_EQ(0, access(path, F_OK));
     }
     EXPECT_NE(0, access(path, F_OK));
+}
+
+TEST(ControlServer, TellsWhoAsks) {
+    EventLoop loop;
+    const ControlServer server(loop, path, [](const zvcontrol::Request&, pid_t peer) {
+        return ControlAnswer{peer, {}};
+    });
+    const zv::UniqueFd client = connectUnix(path, SOCK_SEQPACKET);
+    EXPECT_EQ(getpid() & 0xff, askOn(client, loop));
 }

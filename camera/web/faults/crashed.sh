@@ -1,0 +1,2 @@
+# In the gateway's place: ends by a signal before it has said anything.
+kill -SEGV $$

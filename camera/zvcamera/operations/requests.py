@@ -1,0 +1,59 @@
+"""The HTTP requests that the camera has got, as the supervisor has kept them."""
+
+import select
+import time
+
+from ..messages import record
+from ..messages.quote import printable
+from . import trace
+from .operation import Parameter, operation
+
+_SUPERVISOR = "supervisor"
+_HEAD = "NUMBER  TIME             PID  STATUS     BYTES        MS  REQUEST\n"
+
+
+def _clock(seconds):
+    millis = int(seconds * 1000)
+    return time.strftime("%H:%M:%S", time.localtime(millis // 1000)) + f".{millis % 1000:03d}"
+
+
+def request_text(request):
+    """One request in a line, and its messages, if it comes with them, in the lines behind."""
+    query = f"?{request['query']}" if request["query"] else ""
+    fault = f"  [{request['fault']}]" if request["fault"] else ""
+    pid = "-" if request["pid"] is None else request["pid"]
+    line = (f"{request['number']:>6}  {_clock(request['time'])}  {pid:>6}  {request['status'] or '-':>6}  "
+            f"{request['bytes']:>8}  {request['ms']:>8.1f}  {request['method'] or '-'} {request['uri']}{query}{fault}")
+    return printable(line) + "\n" + "".join(f"        {record.brief(each)}" for each in request.get("messages", ()))
+
+
+def _all_text(answer):
+    return _HEAD + "".join(map(request_text, answer["requests"])) if answer["requests"] else ""
+
+
+def _with_messages(link, requests):
+    kept = trace.kept(link)
+    return [{**request, "messages": [each for each in kept if each.get("request") == request["number"]]}
+            for request in requests]
+
+
+@operation("requests", "GET /requests", "Show the HTTP requests that the camera has got",
+           Parameter("since", "number", "from the one with this number on", 0, "--since", low=0),
+           Parameter("messages", "flag", "each with its messages on the queues", False, "--messages"), text=_all_text)
+def show(link, since, messages):
+    answer = link.call(_SUPERVISOR, "requests", since=since)
+    return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
+
+
+@operation("requests follow", "GET /requests/events", "Go on with those to come, until interrupted",
+           text=request_text, follows=True, options=("--follow", "-f"))
+def follow(link):
+    with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
+        while True:
+            select.select([subscription], [], [])
+            yield from subscription.events()
+
+
+@operation("requests clear", "DELETE /requests", "Forget the requests so far instead", options=("--clear",))
+def clear(link):
+    return link.call(_SUPERVISOR, "requests_clear")

@@ -1,0 +1,46 @@
+"""The HTTP requests that the camera has got."""
+
+import itertools
+
+from zvcamera.operations import requests
+
+
+def request(number, **more):
+    return {"number": number, "time": 1000.25, "method": "GET", "uri": "/control/x", "query": "", "status": 200,
+            "bytes": 2, "ms": 3.06, "pid": 52, "fault": None, **more}
+
+
+def record(micros):
+    return {"micros": micros, "command": "scan", "hex": "", "direction": "in", "pid": 52}
+
+
+def test_what_people_read():
+    assert requests.request_text(request(7)).endswith("      52     200         2       3.1  GET /control/x\n")
+    assert requests.request_text(request(8, query="p=1", status=0, pid=None, fault="http:3")).endswith(
+        "       -       -         2       3.1  GET /control/x?p=1  [http:3]\n")
+    assert requests.request_text(request(9, uri="/\x1b[2J")).endswith("GET /\\x1b[2J\n")
+
+
+def test_all_from_a_number_on(programs, link):
+    programs.serve("supervisor", requests=lambda since: {"requests": [request(since)], "next": 9})
+    assert link.requests(since=8) == {"requests": [request(8)], "next": 9}
+    assert link.requests()["requests"][0]["number"] == 0
+
+
+def test_each_with_its_messages(programs, link):
+    programs.serve("supervisor", requests={"requests": [request(1, time=1.0), request(2, time=5.0)], "next": 3})
+    programs.serve("zvNetD", trace=[record(1_000_000), record(5_000_000)])
+    programs.serve("zvBleD", trace=[record(5_000_001)])
+    found = link.requests(messages=True)["requests"]
+    assert [[each["micros"] for each in one["messages"]] for one in found] == [[1_000_000], [5_000_000, 5_000_001]]
+
+
+def test_those_to_come(programs, link):
+    programs.serve("supervisor", requests_follow={"requests": [], "next": 1}, events=[request(1), request(2)])
+    assert [each["number"] for each in itertools.islice(link.requests_follow(), 2)] == [1, 2]
+
+
+def test_forgetting_them(programs, link):
+    programs.serve("supervisor", requests_clear=None)
+    link.requests_clear()
+    assert programs.asked == {"supervisor": [{"op": "requests_clear"}]}
