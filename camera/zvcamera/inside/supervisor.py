@@ -36,7 +36,7 @@ class Supervisor:
         allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
         for child in (*web.servers(arguments.web_server, listener, arguments.control_program, self._log, allowed,
                                    self._add_request),
-                      *control.programs(arguments, self._log)):
+                      *control.programs(arguments, self._log)):  # ends first, and its followers hear of the end
             self.programs[child.name] = child
         self._entrance = self.programs.get("lighttpd")
         self._history = History(self._openings, lambda request: self._server.publish("requests_follow", request),
