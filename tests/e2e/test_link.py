@@ -4,6 +4,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -186,6 +187,34 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
         start = time.monotonic()
         house.assert_refused(camera.get("/command/ble/scan?p=1"), "/command/ble/scan", "p=1", -1)
         assert time.monotonic() - start < 3
+
+
+# Sends a signal to a request once its reply queue is there. Prints how the request ended.
+END_BY = """
+import os, subprocess, sys, time
+running = subprocess.Popen([sys.argv[2]], env={"PATH_INFO": "/command/ble/pair/status"}, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL)
+queue = f"/dev/mqueue/to_ZVCC{running.pid}"
+end = time.monotonic() + 10
+while not os.path.exists(queue) and time.monotonic() < end:
+    time.sleep(0.01)
+running.send_signal(int(sys.argv[1]))
+print(running.wait())
+"""
+
+
+def _end_by(camera, number):
+    done = camera.run(["/usr/bin/python3", "-c", END_BY, str(int(number)), "/usr/local/zarvo/bin/zvControl-cgi-bin"])
+    return int(done.stdout)
+
+
+@pytest.mark.every_build
+def test_a_request_that_is_ended_takes_its_queue_along(camera):
+    with camera.stopped("zvBleD"):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
+            assert _end_by(camera, number) == -number
+            assert camera.reply_queues() == []
+    assert json.loads(camera.get("/command/ble/pair/status").body) == {"pairing_status": 0}
 
 
 def test_a_request_that_is_killed_disturbs_no_other(camera):
