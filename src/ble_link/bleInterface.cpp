@@ -4,9 +4,11 @@
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQueue.h"
+#include "orphanQueues.h"
 #include "replyQueueGuard.h"
 #include "zvErrno.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -60,6 +62,18 @@ bool makeReplyQueue() {
     return replyQueue->descriptor != queueNotOpen;
 }
 
+// Requests that were killed may have left so many queues behind that the system has no room for another one.
+void makeReplyQueueInTheirPlace() {
+    if (errno != EMFILE && errno != ENOSPC) {
+        return;
+    }
+    if (const int removed = removeOrphanQueues(); removed > 0) {
+        BLE_LOG(UTIL_LOG_WARN, "Removed reply queues of processes that are gone: %d", removed);
+    }
+    // Also when there were none: another request may have removed them just before.
+    makeReplyQueue();
+}
+
 int createReplyQueue(pid_t process) {
     guardReplyQueue(replyQueue->name, process);
     // An earlier process with the same id may have left its queue behind.
@@ -68,6 +82,9 @@ int createReplyQueue(pid_t process) {
     replyQueue->attributes.mq_maxmsg = replyQueueMessages;
     replyQueue->attributes.mq_msgsize = BLE_MSG_SIZE;
     if (!makeReplyQueue()) {
+        makeReplyQueueInTheirPlace();
+    }
+    if (replyQueue->descriptor == queueNotOpen) {
         releaseReplyQueue();
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;

@@ -217,8 +217,23 @@ def test_a_request_that_is_ended_takes_its_queue_along(camera):
     assert json.loads(camera.get("/command/ble/pair/status").body) == {"pairing_status": 0}
 
 
+def test_queues_of_killed_requests_make_room(camera):
+    """The limit of a user's queues leaves room for two. It counts in a namespace of its own, whatever else runs."""
+    program = "/usr/local/zarvo/bin/zvControl-cgi-bin"
+    kill, end = (f"/usr/bin/timeout -s {name} 1 {program}" for name in ("KILL", "TERM"))
+    with camera.stopped("zvBleD"), camera.new_lines() as lines:
+        done = camera.run(["/usr/bin/unshare", "-U", "/usr/bin/prlimit", "--msgqueue=7000", "/bin/sh", "-c",
+                           f"{kill}; {kill}; ls /dev/mqueue >&2; {end}"], {"PATH_INFO": "/command/ble/pair/status"})
+    assert done.stderr.count(b"to_ZVCC") == 2
+    assert camera.reply_queues() == []
+    assert [(line.level, line.message) for line in lines if line.level != "DEBUG"] == \
+        [("WARN", "Removed reply queues of processes that are gone: 2")]
+
+
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """The queue of a killed request stays until a request runs under the same process id. The daemons skip it."""
+    """The queue of a killed request stays until a request finds no room, or runs under the same process id. The daemons
+    skip it.
+    """
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})
