@@ -5,10 +5,14 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -48,6 +52,31 @@ TEST(Program, WithoutTheControlDaemonSaysNothingAndEndsWithTheCodesLow8Bits) {
 TEST(Program, RunsWithoutASystemLog) {
     EXPECT_EQ(255, runProgram(name, {}, {"PATH_INFO=/execute"}).status);
 }
+
+// A system log that nobody reads, with no room for another line.
+class FullLog {
+public:
+    FullLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, "/dev/log");
+        unlink(address.sun_path);
+        EXPECT_EQ(0, bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+        const int out = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        while (sendto(out, "x", 1, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 1) {
+        }
+        close(out);
+    }
+    ~FullLog() {
+        close(socket_);
+        unlink("/dev/log");
+    }
+    FullLog(const FullLog&) = delete;
+    FullLog& operator=(const FullLog&) = delete;
+
+private:
+    int socket_;
+};
 
 // The real control daemon of a camera whose identity the test knows.
 class ProgramWithDaemon : public testing::Test {
@@ -133,6 +162,13 @@ TEST_F(ProgramWithDaemon, LeavesAHandlersOwnAnswerAloneAndEndsWith238) {
 
 TEST_F(ProgramWithDaemon, ClearsTheAnalytics) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/analytics/clear"});
+    EXPECT_EQ(0, program.status);
+    EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}", program.output);
+}
+
+TEST_F(ProgramWithDaemon, AnswersAlsoWhenNobodyReadsTheLog) {
+    const FullLog log;
+    const Finished program = runProgram(name, {}, {"PATH_INFO=/command/ble/pairing_available"});
     EXPECT_EQ(0, program.status);
     EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}", program.output);
 }
