@@ -129,5 +129,5 @@ int zvControlMain() try {
     logOutputError();
     return result;
 } catch (...) {
-    return ZV_ERR_OUTOFMEM; // what is open ends with the process
+    return ZV_ERR_OUTOFMEM; // what is open ends with the process, and takes the reply queue along
 }
