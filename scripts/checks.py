@@ -130,9 +130,13 @@ def lint(session, _name, *tests):
     return tidy.run(ROOT, "release", session.jobs, tests=bool(tests)) == 0
 
 
+def _junit(name):
+    return os.path.join(RESULTS, re.sub(r"[^\w-]+", "-", name) + ".xml")
+
+
 def _tests(session, name, *command):
     """Runs a command that ends with the option for a JUnit file; shows its output only when something is wrong."""
-    junit = os.path.join(RESULTS, re.sub(r"[^\w-]+", "-", name) + ".xml")
+    junit = _junit(name)
     if os.path.exists(junit):
         os.remove(junit)
     done = subprocess.run([*command, junit], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -157,6 +161,19 @@ def end_to_end(session, name, marks, gateway, daemons=None):
                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
 
 
+def faults(session, name, gateway, daemons, *options):
+    """Disturbs requests to the gateway of a preset, with the daemons of the same or another one."""
+    right = _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
+                   os.path.join(ROOT, "tests", "faults"), "-n", str(3 * session.jobs), *options,
+                   f"--build-dir={os.path.join(ROOT, 'build', daemons)}",
+                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
+    sums = {}
+    for each in xml.etree.ElementTree.parse(_junit(name)).iter("property"):
+        sums[each.get("name")] = sums.get(each.get("name"), 0) + int(each.get("value"))
+    print("   " + ", ".join(f"{number} {what}" for what, number in sums.items()), flush=True)
+    return right
+
+
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
@@ -177,13 +194,15 @@ PARTS = {
             (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
             (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release")),
+    "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
+               (build, "release"), (faults, "release", "release")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
     "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),
     "lint-tests": ("clang-tidy, with them; belongs to no size, since it takes long",
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "asan", "standalone", "arm", "bench", "lint")
+REST = ("thorough", "asan", "standalone", "arm", "faults", "bench", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 
