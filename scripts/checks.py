@@ -174,6 +174,11 @@ def faults(session, name, gateway, daemons, *options):
     return right
 
 
+def soak(_session, _name, preset, requests):
+    return subprocess.run([os.path.join(ROOT, "bench", "soak"), "--requests", requests,
+                           "--build-dir", os.path.join(ROOT, "build", preset)], check=False).returncode == 0
+
+
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
@@ -196,13 +201,15 @@ PARTS = {
             (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release")),
     "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
                (build, "release"), (faults, "release", "release")),
+    "soak": ("ten thousand requests to a camera in which things go wrong; what stays behind, and how long they take",
+             (build, "release"), (soak, "release", "10000")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
     "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),
     "lint-tests": ("clang-tidy, with them; belongs to no size, since it takes long",
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "asan", "standalone", "arm", "faults", "bench", "lint")
+REST = ("thorough", "asan", "standalone", "arm", "faults", "soak", "bench", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 

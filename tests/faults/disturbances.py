@@ -41,7 +41,7 @@ _ERRORS = {
 _BY_CALL = {call: errors for calls, errors in _ERRORS.items() for call in calls}
 _UNLISTED = ("ENOSYS", "EPERM", "ENOMEM")
 _NEVER_REFUSED_FOR_LACK = ("clone", "fork", "vfork", "clone3")  # EAGAIN is a limit there, and stays
-# Calls that cannot fail, and those that have no way back. With one thread, futex wakes nobody, which cannot fail either.
+# Calls that cannot fail, and those that have no way back. In a single thread, futex wakes nobody, and that cannot fail.
 _SPARED = ("execve", "exit_group", "exit", "getpid", "gettid", "getuid", "geteuid", "getppid", "rt_sigreturn",
            "restart_syscall", "futex")
 

@@ -84,6 +84,18 @@ def queues():
     return set(os.listdir(QUEUES)) - DAEMONS_QUEUES
 
 
+def waiting(queue):
+    with open(os.path.join(QUEUES, queue), encoding="ascii") as file:
+        return int(re.match(r"QSIZE:(\d+)", file.read())[1])
+
+
+def settle():
+    """Waits until the daemons have done with every message, also with one whose sender is gone."""
+    for daemon, queue in (("zvNetD", "to_zvnet"), ("zvBleD", "to_ble")):
+        wait_until(lambda name=queue: not waiting(name))
+        ask(daemon, "queue")  # it answers when it has done with what it has taken
+
+
 class Requests:
     def __init__(self, plan):
         self._plan = plan
@@ -163,6 +175,7 @@ class Requests:
     def carry_out(self, case):
         self._prepare()
         result = self._run(case)
+        settle()
         result["effect"] = self._effect(b"200" in base64.b64decode(result["stdout"])[:80])
         result["messages"] = self._messages()
         result["left"] = self._left()
