@@ -161,11 +161,21 @@ def end_to_end(session, name, marks, gateway, daemons=None):
                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
 
 
-def faults(session, name, gateway, daemons, *options):
+# Kinds of requests whose disturbances stand for those of the others: one or two for each module.
+_SAMPLE = ("-k", "unknown or description or pair_status or whitelist_list or execute_start or analytics_get")
+_DISTURBED = {
+    "all": (),
+    "larger": ("--larger",),
+    "static": (*_SAMPLE, "-m", "not preloading"),
+    "emulated": (*_SAMPLE, "-m", "not native"),
+}
+
+
+def faults(session, name, which, gateway, daemons=None):
     """Disturbs requests to the gateway of a preset, with the daemons of the same or another one."""
     right = _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
-                   os.path.join(ROOT, "tests", "faults"), "-n", str(3 * session.jobs), *options,
-                   f"--build-dir={os.path.join(ROOT, 'build', daemons)}",
+                   os.path.join(ROOT, "tests", "faults"), "-n", str(3 * session.jobs), *_DISTURBED[which],
+                   f"--build-dir={os.path.join(ROOT, 'build', daemons or gateway)}",
                    f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
     sums = {}
     for each in xml.etree.ElementTree.parse(_junit(name)).iter("property"):
@@ -193,14 +203,18 @@ PARTS = {
              (build, "asan"), (unit_tests, "asan"), (end_to_end, "gateway and not slow or memory", "asan")),
     "standalone": ("unit tests, end-to-end tests and packages of the stand-alone shape",
                    (build, "release"), (build, "standalone"), (unit_tests, "standalone"),
-                   (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone")),
+                   (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone"),
+                   (faults, "static", "standalone", "release")),
     "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
             (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin"),
             (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
-            (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release")),
+            (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release"),
+            (faults, "emulated", "arm", "release")),
     "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
-               (build, "release"), (faults, "release", "release")),
+               (build, "release"), (faults, "all", "release")),
+    "faults-larger": ("the same with the loader's calls in each kind of request; belongs to no size, since it takes long",
+                      (build, "release"), (faults, "larger", "release")),
     "soak": ("ten thousand requests to a camera in which things go wrong; what stays behind, and how long they take",
              (build, "release"), (soak, "release", "10000")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),

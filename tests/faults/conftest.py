@@ -30,6 +30,7 @@ def pytest_addoption(parser):
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "native: an emulator makes calls of its own, among which the program's are lost")
+    config.addinivalue_line("markers", "preloading: a static program takes no library before its own")
 
 
 class Subject:

@@ -62,9 +62,11 @@ class Calls:
 
     def __init__(self, log):
         names = _CALL.findall(log)
-        # The last thing that the loader does is to give back the list of libraries that it has read. A static program
-        # has no loader.
-        loaded = names.index("munmap") + 1 if "ld.so.cache" in log and "munmap" in names else 0
+        # The last thing that the loader does is to give back the list of libraries that it has read. What loads a
+        # static program is in the program; the last thing that it does is to take away the right to write where it
+        # has written.
+        last = "munmap" if "ld.so.cache" in log else "mprotect"
+        loaded = names.index(last) + 1 if last in names else 0
         counts = {}
         self.all = []
         for place, name in enumerate(names):

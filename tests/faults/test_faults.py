@@ -36,6 +36,7 @@ def test_kills(subject, with_loader, record_property):
     _assert_right(subject, cases, record_property, "kills")
 
 
+@pytest.mark.preloading
 def test_allocations_that_fail(subject, record_property):
     counting = subject.preload(ZV_ALLOCATIONS=disturbances.LOG)
     (counted,), _ = subject.run([disturbances.disturbed(environment=counting)])

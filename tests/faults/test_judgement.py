@@ -70,6 +70,9 @@ def test_a_call_that_nobody_has_listed_is_failed():
                      for ever in ("", "+")]
 
 
-def test_the_loader_ends_where_it_gives_back_its_list():
-    log = 'execve(1)\nopenat("/etc/ld.so.cache")\nmunmap(1)\nmunmap(2)\npoll(3)\n'
+@pytest.mark.parametrize("log", [
+    'execve(1)\nopenat("/etc/ld.so.cache")\nmprotect(1)\nmunmap(1)\nmunmap(2)\npoll(3)\n',
+    "execve(1)\nmunmap(1)\nbrk(2)\nmprotect(1)\nmunmap(2)\npoll(3)\n",
+])
+def test_where_the_loader_ends(log):
     assert disturbances.Calls(log).chosen(with_loader=False) == [("munmap", 2, False), ("poll", 1, False)]
