@@ -76,7 +76,6 @@ PYTHON_TESTED_ELSEWHERE = {
     "namespace.py": "tests/e2e/test_launcher.py",
     "options.py": "tests/e2e/test_first_run.py",
     "machine.py": "tests/e2e/test_first_run.py",
-    "pytest_plugin.py": "tests/e2e/test_ci_page.py",
     "ready_file.py": "tests/e2e/test_exec.py",
     "sandbox.py": "tests/e2e/test_wall.py",
     "serving.py": "tests/e2e/test_exec.py",

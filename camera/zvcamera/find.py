@@ -9,7 +9,6 @@ import contextlib
 import dataclasses
 import json
 import os
-import secrets
 import stat
 
 from . import admin
@@ -54,7 +53,7 @@ def is_private(path):
 
 def _write_record(folder, port, run_dir):
     # A name of its own: nothing that still ends the last camera of this port can remove it.
-    path = os.path.join(folder, f"{port}.{secrets.token_hex(8)}")
+    path = os.path.join(folder, f"{port}.{os.urandom(8).hex()}")
     with open(path, "x", encoding="utf-8") as file:
         json.dump({"port": port, "run_dir": os.path.abspath(run_dir), "pid": os.getpid()}, file)
     return path

@@ -175,3 +175,41 @@ def test_camera_ends_fast_beside_its_control(build_dir):
         start = time.monotonic()
     assert time.monotonic() - start < 3
     assert camera.misdeeds == []
+
+
+@contextlib.contextmanager
+def following(camera, path):
+    """The lines of the events at a path, as they come."""
+    with contextlib.closing(http.client.HTTPConnection("127.0.0.1", camera.port, timeout=30)) as connection:
+        connection.request("GET", path)
+        answer = connection.getresponse()
+        assert (answer.status, answer.headers["Content-Type"]) == (200, "text/event-stream")
+        assert answer.readline() == b": events follow\n"
+        yield answer
+
+
+def next_event(answer):
+    return next(line.decode().rstrip("\n") for line in answer if not line.startswith(b":") and line != b"\n")
+
+
+def test_events_follow_the_messages(served):
+    ask(served, "DELETE", "/simulator/trace")
+    with following(served, "/simulator/trace/events?daemon=zvBleD") as answer:
+        assert served.get("/command/ble/pair/status").status == 200
+        records = [json.loads(next_event(answer).removeprefix("data: ")) for _ in range(2)]
+    assert [(record["daemon"], record["command"], record["direction"]) for record in records] == \
+        [("zvBleD", "pair_status", "in"), ("zvBleD", "pair_status", "out")]
+
+
+def test_clients_that_leave_make_room(served):
+    for _ in range(40):
+        with following(served, "/simulator/log/events"):
+            pass
+        time.sleep(0.05)
+
+
+def test_events_end_with_the_camera(build_dir):
+    with house.TestCamera(build_dir) as camera, following(camera, "/simulator/trace/events") as answer:
+        camera.stop()
+        assert next_event(answer) == "event: end"
+    assert camera.misdeeds == []

@@ -96,9 +96,10 @@ class Sender:
             try:
                 connection.request(method, path, body, fields)
                 answer = connection.getresponse()
-                answer.read(1 << 20)
                 if answer.getheader("Content-Type", "").startswith("text/event-stream"):
-                    connection.close()
+                    connection.close()  # this answer has no end
+                else:
+                    answer.read()
                 self.statuses[answer.status] = self.statuses.get(answer.status, 0) + 1
             except (OSError, http.client.HTTPException):
                 connection.close()  # a server may hang up on nonsense

@@ -47,7 +47,7 @@ def test_port_of_a_command(open_path, build_dir):
 def test_standard_output_is_the_commands_alone(open_path, build_dir):
     done = run(open_path, build_dir, "--exec", "curl -s $CAMERA_URL/command/ble/pairing_available; cat", PORT="")
     assert done.stdout == "{}"
-    assert "zvControl-cgi-bin" in done.stderr
+    assert "lighttpd: GET /control/command/ble/pairing_available" in done.stderr
 
 
 def test_camera_that_fails_beside_the_command(open_path, build_dir):

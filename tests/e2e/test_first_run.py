@@ -111,7 +111,7 @@ def setup_where(open_path):
 def test_setup_knows_what_a_camera_needs(setup_where):
     status, to_run, way = setup_where([], "--check", "--run")
     assert (status, way) == (1, "scripts/setup --run")
-    assert len(to_run) <= 12
+    assert len(to_run) <= 14
     assert {"bubblewrap", "lighttpd", "g++", "cmake", "python3-aiohttp"} < set(to_run)
     assert setup_where(to_run, "--check", "--run") == (0, "")
     status, rest, way = setup_where(to_run, "--check")

@@ -4,6 +4,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -188,8 +189,51 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
         assert time.monotonic() - start < 3
 
 
+# Sends a signal to a request once its reply queue is there. Prints how the request ended.
+END_BY = """
+import os, subprocess, sys, time
+running = subprocess.Popen([sys.argv[2]], env={"PATH_INFO": "/command/ble/pair/status"}, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL)
+queue = f"/dev/mqueue/to_ZVCC{running.pid}"
+end = time.monotonic() + 10
+while not os.path.exists(queue) and time.monotonic() < end:
+    time.sleep(0.01)
+running.send_signal(int(sys.argv[1]))
+print(running.wait())
+"""
+
+
+def _end_by(camera, number):
+    done = camera.run(["/usr/bin/python3", "-c", END_BY, str(int(number)), "/usr/local/zarvo/bin/zvControl-cgi-bin"])
+    return int(done.stdout)
+
+
+@pytest.mark.every_build
+def test_a_request_that_is_ended_takes_its_queue_along(camera):
+    with camera.stopped("zvBleD"):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
+            assert _end_by(camera, number) == -number
+            assert camera.reply_queues() == []
+    assert json.loads(camera.get("/command/ble/pair/status").body) == {"pairing_status": 0}
+
+
+def test_queues_of_killed_requests_make_room(camera):
+    """The limit of a user's queues leaves room for two. It counts in a namespace of its own, whatever else runs."""
+    program = "/usr/local/zarvo/bin/zvControl-cgi-bin"
+    kill, end = (f"/usr/bin/timeout -s {name} 1 {program}" for name in ("KILL", "TERM"))
+    with camera.stopped("zvBleD"), camera.new_lines() as lines:
+        done = camera.run(["/usr/bin/unshare", "-U", "/usr/bin/prlimit", "--msgqueue=7000", "/bin/sh", "-c",
+                           f"{kill}; {kill}; ls /dev/mqueue >&2; {end}"], {"PATH_INFO": "/command/ble/pair/status"})
+    assert done.stderr.count(b"to_ZVCC") == 2
+    assert camera.reply_queues() == []
+    assert [(line.level, line.message) for line in lines if line.level != "DEBUG"] == \
+        [("WARN", "Removed reply queues of processes that are gone: 2")]
+
+
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """The queue of a killed request stays until a request runs under the same process id. The daemons skip it."""
+    """The queue of a killed request stays until a request finds no room, or runs under the same process id. The daemons
+    skip it.
+    """
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})

@@ -91,7 +91,7 @@ def programs(arguments, log):
     if arguments.no_control or not os.path.exists(snippet):
         return []
     folder = _INCLUDED.format(arguments.web_server)
-    os.makedirs(folder)
+    os.makedirs(folder, exist_ok=True)
     os.symlink(snippet, os.path.join(folder, "control.conf"))
     return [OnDemandChild(NAME, [sys.executable, "-m", "zvcamera.control.server", RUN_DIR], arguments.allow_host, log,
                           os.path.join(RUN_DIR, SOCKET))]

@@ -9,6 +9,7 @@ from .follower import PATIENCE, Follower
 
 MOST_FOLLOWERS = 16
 KEEP_ALIVE = 10.0  # seconds: after so long without events comes a comment, so that both sides notice a dead connection
+_LOOKS = 20  # so often meanwhile is looked whether the client is still there
 _FIRST = 0.2  # seconds in which an operation has to fail, if it fails at once, to be answered with an error
 _FIELDS = {"Content-Type": "text/event-stream", "X-Accel-Buffering": "no"}
 
@@ -26,6 +27,16 @@ async def _send(response, text):
         await asyncio.wait_for(response.write(text.encode()), PATIENCE)
     except asyncio.TimeoutError as error:
         raise _Slow from error
+
+
+async def _wait(request, response, follower):
+    """Waits for events, for one period of keeping the connection alive at most. Raises OSError when the client goes."""
+    for _ in range(_LOOKS):
+        if await follower.wait(KEEP_ALIVE / _LOOKS):
+            return
+        if request.transport is None or request.transport.is_closing():
+            raise ConnectionError
+    await _send(response, ": nothing yet\n\n")
 
 
 class Events:
@@ -59,8 +70,7 @@ class Events:
         try:
             await _send(response, ": events follow\n\n")
             while await self._send_waiting(response, follower):
-                if not await follower.wait(KEEP_ALIVE):
-                    await _send(response, ": nothing yet\n\n")
+                await _wait(request, response, follower)
         except _Slow:
             if request.transport:
                 request.transport.abort()

@@ -96,8 +96,9 @@ class Front:
             self.rules.clear()
         elif op == "reset":
             self.rules.clear(request["seed"])
-            for task in self._connections:
-                task.cancel()
+            for task, served in self._connections.items():
+                if not served.controls:  # whoever has asked for the reset over HTTP waits for the answer
+                    task.cancel()
         return None
 
     async def serve(self, control):

@@ -6,6 +6,7 @@ import email.utils
 import http
 import time
 
+from .. import control
 from .http_message import Body, Request, head_length
 
 _HEAD = 64 << 10  # a longer head goes on as it is: the web server refuses it
@@ -18,7 +19,10 @@ _WRITE_TIME = 360.0
 
 
 class Connection:
-    """front: tells upstream, space, secret, plan() and tell()."""
+    """front: tells upstream, space, secret, plan() and tell().
+
+    controls: the request is for control of the camera over HTTP, not for the camera.
+    """
 
     def __init__(self, front, connection, port, own_port):
         self._front = front
@@ -32,6 +36,7 @@ class Connection:
         self._told = None  # what the history is told of the request
         self._begin = 0
         self.idle = True
+        self.controls = False
 
     async def serve(self):
         try:
@@ -96,6 +101,7 @@ class Connection:
             await self._send_answer(request.method if request else "", delay)
 
     def _plan(self, path):
+        self.controls = path == control.PREFIX or path.startswith(f"{control.PREFIX}/")
         space = self._front.space
         if path == space or path.startswith(f"{space}/"):
             self._planned = self._front.plan(path[len(space):])

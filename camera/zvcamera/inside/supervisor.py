@@ -34,9 +34,9 @@ class Supervisor:
         self._server = AdminServer(f"{children.RUN_DIR}/supervisor.admin")
         self.programs = {name: children.daemon(name, self._log, scenario.PATH) for name in children.DAEMONS}
         allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
-        for child in (*control.programs(arguments, self._log),
-                      *web.servers(arguments.web_server, listener, arguments.control_program, self._log, allowed,
-                                   self._add_request)):
+        for child in (*web.servers(arguments.web_server, listener, arguments.control_program, self._log, allowed,
+                                   self._add_request),
+                      *control.programs(arguments, self._log)):  # ends first, and its followers hear of the end
             self.programs[child.name] = child
         self._entrance = self.programs.get("lighttpd")
         self._history = History(self._openings, lambda request: self._server.publish("requests_follow", request),

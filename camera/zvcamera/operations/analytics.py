@@ -3,6 +3,8 @@
 from ..admin import InvalidRequest
 from .operation import Parameter, operation
 
+_MOST = 1 << 40  # bytes of the file
+
 
 def _ask(link, action, **fields):
     return link.call("zvControlD", "analytics", action=action, **fields)
@@ -25,13 +27,13 @@ def off(link):
 
 
 @operation("analytics size", "PUT /analytics/size", "Make the file exactly this long, and collect no more",
-           Parameter("bytes", "number", low=0))
+           Parameter("bytes", "number", low=0, high=_MOST))
 def size(link, bytes):  # noqa: A002 - the parameter's name is that of the interface
     return _ask(link, "size", size=bytes)
 
 
 @operation("analytics limit", "PUT /analytics/limit", "Let collecting not grow the file beyond this",
-           Parameter("bytes", "number", low=0))
+           Parameter("bytes", "number", low=0, high=_MOST))
 def limit(link, bytes):  # noqa: A002
     return _ask(link, "limit", limit=bytes)
 

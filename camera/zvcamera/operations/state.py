@@ -1,7 +1,7 @@
 """The camera's state as zvControlD holds it: show, set, fail, unfail."""
 
 from ..admin import InvalidRequest
-from .operation import Parameter, operation
+from .operation import Parameter, nearest, operation
 
 _DAEMON = "zvControlD"
 ITEMS = ("recording", "ap_pairing_state", "model_number", "model_name", "firmware_version", "serial_number",
@@ -17,16 +17,24 @@ RESULT_CODES = {**{name: -number for number, name in enumerate(_CODES, 1)}, "ZV_
 _LOWEST = -(1 << 31)
 
 
+def _near(word):
+    """The nearest result code, when one is near."""
+    end = nearest(word, tuple(RESULT_CODES))
+    return end if end.startswith(": did you mean") else ""
+
+
 def _code(given):
     """A negative number, or the name of a result code, as a number."""
+    near = ""
     if isinstance(given, str):
         digits = given.removeprefix("-")
         if digits.isascii() and digits.isdecimal() and len(digits) <= 10:
             given = int(given)
         else:
+            near = "" if given in RESULT_CODES else _near(given)
             given = RESULT_CODES.get(given, given)
     if type(given) is not int or not _LOWEST <= given < 0:
-        raise InvalidRequest(f"code: must be a negative number or the name of a result code, not {given}")
+        raise InvalidRequest(f"code: must be a negative number or the name of a result code, not {given}{near}")
     return given
 
 
@@ -45,6 +53,7 @@ def set_item(link, item, value):
 @operation("fail", "PUT /state/{item}/failure", "Make an item, or something the camera does, fail with a result code",
            Parameter("item", choices=FAILING),
            Parameter("code", "value", help="a negative number, or a name such as ZV_ERR_NAK",
+                     rows=tuple((name, str(number)) for name, number in RESULT_CODES.items()),
                      candidates=lambda link: RESULT_CODES))
 def fail(link, item, code):
     return {"failures": link.call(_DAEMON, "fail", item=item, code=_code(code))}

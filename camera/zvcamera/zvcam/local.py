@@ -5,7 +5,6 @@ Described as the operations on a camera are, but known to the command line alone
 
 import contextlib
 import os
-import subprocess
 import sys
 import time
 
@@ -54,6 +53,8 @@ def _clock(seconds):
 def _check(_link, file):
     document = values.read_document(file)  # what the daemons say of a file that is no JSON is less
     path = values.path_of(file)
+    import subprocess  # takes its time, and is needed here only
+
     for daemon in _DAEMONS:
         try:
             done = subprocess.run([os.path.join(PROGRAMS, daemon), "--check", path], capture_output=True, text=True,

@@ -13,8 +13,8 @@ namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
-using zvtest::AdminClient;
 using ::testing::HasSubstr;
+using zvtest::AdminClient;
 
 // A server in a thread of its own, with an operation that doubles, one that fails and a subscription.
 class AdminServerTest : public testing::Test {

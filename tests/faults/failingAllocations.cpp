@@ -1,0 +1,110 @@
+// Preloaded into the control program: lets one allocation fail, or all from one on, and counts them.
+//
+//   ZV_FAIL_ALLOCATION   N: the Nth fails; N+: it and all later ones
+//   ZV_ALLOCATIONS       file for their number, written when the program ends
+//
+// What the loader allocates before there is an environment is not counted.
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+extern "C" {
+// The C library's own, under the names that it exports for a library like this one.
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t number, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+}
+
+namespace {
+
+unsigned long count = 0;
+unsigned long failing = 0;
+bool forGood = false;
+bool ready = false;
+
+bool readEnvironment() {
+    if (environ == nullptr) {
+        return false;
+    }
+    if (const char* const given = std::getenv("ZV_FAIL_ALLOCATION"); given != nullptr) {
+        char* end = nullptr;
+        failing = std::strtoul(given, &end, 10);
+        forGood = *end == '+';
+    }
+    return true;
+}
+
+bool fails() {
+    ready = ready || readEnvironment();
+    if (!ready) {
+        return false;
+    }
+    ++count;
+    const bool failed = failing != 0 && (count == failing || (forGood && count > failing));
+    if (failed) {
+        errno = ENOMEM;
+    }
+    return failed;
+}
+
+const char* countFile = nullptr;
+
+// What the program starts shall have all its memory.
+__attribute__((constructor)) void hide() {
+    countFile = std::getenv("ZV_ALLOCATIONS");
+    ready = ready || readEnvironment();
+    unsetenv("LD_PRELOAD");
+    unsetenv("ZV_FAIL_ALLOCATION");
+    unsetenv("ZV_ALLOCATIONS");
+}
+
+__attribute__((destructor)) void tell() {
+    if (countFile == nullptr) {
+        return;
+    }
+    char text[32];
+    const int length = std::snprintf(text, sizeof text, "%lu", count);
+    const int file = open(countFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file >= 0 && write(file, text, static_cast<std::size_t>(length)) != length) {
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) {
+    return fails() ? nullptr : __libc_malloc(size);
+}
+
+void* calloc(std::size_t number, std::size_t size) {
+    return fails() ? nullptr : __libc_calloc(number, size);
+}
+
+void* realloc(void* memory, std::size_t size) {
+    return fails() ? nullptr : __libc_realloc(memory, size);
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+    return fails() ? nullptr : __libc_memalign(alignment, size);
+}
+
+void* memalign(std::size_t alignment, std::size_t size) {
+    return fails() ? nullptr : __libc_memalign(alignment, size);
+}
+
+int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
+    void* const given = fails() ? nullptr : __libc_memalign(alignment, size);
+    if (given == nullptr) {
+        return ENOMEM;
+    }
+    *memory = given;
+    return 0;
+}
+}
