@@ -69,7 +69,10 @@ def _chosen(records, lines, program):
 
 
 def _news(link):
-    """Yields whenever there are more records. It only tells so: the log itself has them in order, none twice."""
+    """Yields first when no record can be missed any more, then whenever there are more.
+
+    It only tells so: the log itself has them in order, none twice.
+    """
     try:
         subscription = link.subscribe("supervisor", "log_follow")
     except Unreachable:
@@ -78,6 +81,7 @@ def _news(link):
         while True:
             yield time.sleep(0.2)
     with subscription:
+        yield []
         while True:
             select.select([subscription], [], [])
             yield subscription.events()
@@ -95,7 +99,7 @@ def log(link, since, lines, program):
 def follow_log(link, since, lines, program):
     with contextlib.closing(_news(link)) as news:
         while True:
+            next(news)
             answer = link.call("supervisor", "log", since=since)
             yield from _chosen(answer["records"], lines, program)
             since, lines = answer["next"], None
-            next(news)
