@@ -50,8 +50,8 @@ def show(link, since, messages):
 def follow(link):
     with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
         while True:
+            yield from subscription.events()  # the first may have come with the answer
             select.select([subscription], [], [])
-            yield from subscription.events()
 
 
 @operation("requests clear", "DELETE /requests", "Forget the requests so far instead", options=("--clear",))
