@@ -220,7 +220,7 @@ PARTS = {
             (faults, "emulated", "arm", "release")),
     "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
                (build, "release"), (faults, "all", "release")),
-    "faults-larger": ("the same with the loader's calls in each kind of request; belongs to no size, since it takes long",
+    "faults-larger": ("the same, with the loader's calls in each kind of request; belongs to no size: it takes long",
                       (build, "release"), (faults, "larger", "release")),
     "soak": ("ten thousand requests to a camera in which things go wrong; what stays behind, and how long they take",
              (build, "release"), (soak, "release", "10000")),
@@ -235,8 +235,8 @@ SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 
 def main():
-    table = "\n".join(f"  {name:<12}{steps[0]}" for name, steps in PARTS.items())
-    sizes = "\n".join(f"  {name:<12}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
+    table = "\n".join(f"  {name:<15}{steps[0]}" for name, steps in PARTS.items())
+    sizes = "\n".join(f"  {name:<15}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
     parser = argparse.ArgumentParser(prog="./test", description=__doc__, epilog=f"parts:\n{table}\n\nsizes:\n{sizes}",
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N",
