@@ -296,7 +296,7 @@ std::string nested(std::size_t depth) {
 TEST(ZvBleD, RequestsNestedTooDeepAreRefused) {
     DaemonProcess daemon("zvBleD");
     for (const char* op : {"fault_add", "ble_set", "device_set", "whitelist_set", "pairing_end"}) {
-        EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n",
+        EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"kind\":\"invalid\",\"ok\":false}\n",
                   rawAnswer("{\"op\":\"" + std::string(op) + "\",\"x\":" + nested(32000) + "}\n"));
     }
     EXPECT_EQ(0, daemon.end(SIGTERM));
