@@ -1,6 +1,6 @@
 // Preloaded into the control program: lets one allocation fail, or all from one on, and counts them.
 //
-//   ZV_FAIL_ALLOCATION   N: the Nth fails; N+: it and all later ones
+//   ZV_FAIL_ALLOCATION   N: the Nth fails; N+: it and all later ones; N:M+: the Nth, and all from the Mth on
 //   ZV_ALLOCATIONS       file for their number, written when the program ends
 //
 // What the loader allocates before there is an environment is not counted.
@@ -23,8 +23,8 @@ void* __libc_memalign(std::size_t alignment, std::size_t size);
 namespace {
 
 unsigned long count = 0;
-unsigned long failing = 0;
-bool forGood = false;
+unsigned long failing = 0;     // this one; 0: none
+unsigned long failingFrom = 0; // these; 0: none
 bool ready = false;
 
 bool readEnvironment() {
@@ -33,8 +33,9 @@ bool readEnvironment() {
     }
     if (const char* const given = std::getenv("ZV_FAIL_ALLOCATION"); given != nullptr) {
         char* end = nullptr;
-        failing = std::strtoul(given, &end, 10);
-        forGood = *end == '+';
+        const unsigned long first = std::strtoul(given, &end, 10);
+        failing = first;
+        failingFrom = *end == '+' ? first : *end == ':' ? std::strtoul(end + 1, &end, 10) : 0;
     }
     return true;
 }
@@ -45,7 +46,7 @@ bool fails() {
         return false;
     }
     ++count;
-    const bool failed = failing != 0 && (count == failing || (forGood && count > failing));
+    const bool failed = count == failing || (failingFrom != 0 && count >= failingFrom);
     if (failed) {
         errno = ENOMEM;
     }
