@@ -12,12 +12,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// The C library's own, by the names that it exports for a library like this one.
 extern "C" {
-// The C library's own, under the names that it exports for a library like this one.
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t number, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
+void* ownMalloc(std::size_t size) asm("__libc_malloc");
+void* ownCalloc(std::size_t number, std::size_t size) asm("__libc_calloc");
+void* ownRealloc(void* memory, std::size_t size) asm("__libc_realloc");
+void* ownMemalign(std::size_t alignment, std::size_t size) asm("__libc_memalign");
 }
 
 namespace {
@@ -81,27 +81,27 @@ __attribute__((destructor)) void tell() {
 extern "C" {
 
 void* malloc(std::size_t size) {
-    return fails() ? nullptr : __libc_malloc(size);
+    return fails() ? nullptr : ownMalloc(size);
 }
 
 void* calloc(std::size_t number, std::size_t size) {
-    return fails() ? nullptr : __libc_calloc(number, size);
+    return fails() ? nullptr : ownCalloc(number, size);
 }
 
 void* realloc(void* memory, std::size_t size) {
-    return fails() ? nullptr : __libc_realloc(memory, size);
+    return fails() ? nullptr : ownRealloc(memory, size);
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
+    return fails() ? nullptr : ownMemalign(alignment, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
+    return fails() ? nullptr : ownMemalign(alignment, size);
 }
 
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-    void* const given = fails() ? nullptr : __libc_memalign(alignment, size);
+    void* const given = fails() ? nullptr : ownMemalign(alignment, size);
     if (given == nullptr) {
         return ENOMEM;
     }
