@@ -17,7 +17,7 @@ inline constexpr const char* control = "/run/zarvo/zvControlD.sock";
 inline constexpr const char* admin = "/run/zarvo/zvControlD.admin";
 
 inline Json ask(const char* op, const Json& arguments = Json::object()) {
-    return AdminClient(admin).call(op, arguments, std::chrono::seconds(30)); // generous to a loaded machine
+    return zvtest::AdminClient(admin).call(op, arguments, std::chrono::seconds(30)); // generous to a loaded machine
 }
 
 inline std::string refusal(const char* op, const Json& arguments = Json::object()) {
