@@ -277,3 +277,30 @@ TEST_F(OpenLink, AReplyIsWaitedForUntil15SecondsAfterTheCallToTheMicrosecond) {
     EXPECT_GE(micros(after.tv_sec + 15, after.tv_usec), given);
     EXPECT_EQ(0, lastDeadline.tv_nsec % 1000);
 }
+
+// A program that was started without standard input has the queues there.
+TEST_F(ClosedLink, Descriptor0IsAnOpenQueue) {
+    QueuePeer peer;
+    peer.reply({1, 2, 3});
+    peer.reply({4, 5});
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    ASSERT_EQ(0, ble_interface_open());
+    EXPECT_EQ(0, replyQueue->descriptor);
+    std::uint16_t length = 1500;
+    EXPECT_EQ(0, ble_send_receive(&byte_, 1, &length));
+    EXPECT_EQ(3, length);
+
+    const int moved = dup(replyQueue->descriptor);
+    dup2(requestQueue->descriptor, STDIN_FILENO);
+    close(requestQueue->descriptor);
+    replyQueue->descriptor = moved;
+    requestQueue->descriptor = STDIN_FILENO;
+    length = 1500;
+    EXPECT_EQ(0, ble_send_receive(&byte_, 1, &length));
+    EXPECT_EQ(2, length);
+    EXPECT_EQ(0, ble_interface_close());
+    dup2(input, STDIN_FILENO);
+    close(input);
+    EXPECT_THAT(logged(), IsEmpty());
+}

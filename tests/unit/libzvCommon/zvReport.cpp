@@ -11,6 +11,7 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <sys/mman.h>
 #include <syslog.h>
 
@@ -35,6 +36,8 @@ std::FILE* opened = nullptr;
 
 // Whether there are no pages for a long report.
 bool withoutPages = false;
+// The pages that reports have got and not given back, and their sizes.
+std::map<void*, std::size_t> pages;
 
 // A report that is longer than the stack's room for it, and its text.
 const std::string longName = "/" + std::string(3000, 'x');
@@ -56,10 +59,23 @@ int __real_fclose(std::FILE* file);
 int __wrap_fclose(std::FILE* file);
 void* __real_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset);
 void* __wrap_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset);
+int __real_munmap(void* address, std::size_t size);
+int __wrap_munmap(void* address, std::size_t size);
+}
+
+int __wrap_munmap(void* address, std::size_t size) {
+    if (pages.count(address) != 0 && pages[address] == size) {
+        pages.erase(address);
+    }
+    return __real_munmap(address, size);
 }
 
 void* __wrap_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
-    return withoutPages ? MAP_FAILED : __real_mmap64(address, size, protection, flags, file, offset);
+    void* const found = withoutPages ? MAP_FAILED : __real_mmap64(address, size, protection, flags, file, offset);
+    if (found != MAP_FAILED) {
+        pages[found] = size;
+    }
+    return found;
 }
 
 std::FILE* __wrap_fopen64(const char* path, const char* mode) {
@@ -232,4 +248,13 @@ TEST(LongReport, IsCutTo1023CharactersWithoutPagesForIt) {
     EXPECT_EQ("@" + longBody.substr(0, 1023), withoutTimes(all.ended.out));
     EXPECT_EQ("@" + longBody.substr(0, 1023), withoutTimes(all.file));
     EXPECT_EQ(std::vector<std::string>{longBody.substr(0, 1023)}, texts(all));
+}
+
+TEST(LongReport, GivesItsPagesBack) {
+    const Ended ended = inChild([] {
+        g_debug_level = 16;
+        reportLong();
+        EXPECT_TRUE(pages.empty());
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
 }
