@@ -8,8 +8,10 @@ extern "C" [[noreturn]] void __real__exit(int status);
 
 extern "C" [[noreturn]] void __wrap__exit(int status) {
     // A test may have forbidden to write, and looks at what is on standard error.
-    const rlimit any{RLIM_INFINITY, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &any);
+    rlimit size{};
+    getrlimit(RLIMIT_FSIZE, &size);
+    size.rlim_cur = size.rlim_max;
+    setrlimit(RLIMIT_FSIZE, &size);
     dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
     static_cast<void>(__llvm_profile_write_file());
     __real__exit(status);

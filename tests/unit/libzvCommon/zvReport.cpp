@@ -258,3 +258,14 @@ TEST(LongReport, GivesItsPagesBack) {
     });
     EXPECT_EQ(0, ended.status) << ended.out;
 }
+
+TEST(LongReport, LeavesNoDescriptorOpen) {
+    const Ended ended = inChild([] {
+        g_debug_level = 16 | toFile;
+        const int before = dup(STDOUT_FILENO);
+        close(before);
+        reportLong();
+        EXPECT_EQ(before, dup(STDOUT_FILENO));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
+}

@@ -13,8 +13,8 @@ namespace zvcamera {
 namespace {
 
 using std::chrono::milliseconds;
-using zvtest::AdminClient;
 using ::testing::HasSubstr;
+using zvtest::AdminClient;
 
 // A server in a thread of its own, with an operation that doubles, one that fails and a subscription.
 class AdminServerTest : public testing::Test {
@@ -96,6 +96,11 @@ TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
     EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n", answerAt(32000));
     EXPECT_EQ("{\"ok\":true,\"result\":6}\n",
               raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1)); // a text is no nesting
+}
+
+TEST_F(AdminServerTest, AnOperationIsNamedByAText) {
+    const std::string answer = "{\"error\":\"a request is an object with the text \\\"op\\\"\",\"ok\":false}\n";
+    EXPECT_EQ(answer + answer + answer, raw("{\"op\":5}\n{\"o\":\"double\"}\n[\"op\"]\n", 3));
 }
 
 TEST_F(AdminServerTest, ALineTooLongEndsTheConnection) {
