@@ -110,7 +110,8 @@ TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
 }
 
 TEST_F(AdminServerTest, AnOperationIsNamedByAText) {
-    const std::string answer = "{\"error\":\"a request is an object with the text \\\"op\\\"\",\"ok\":false}\n";
+    const std::string answer =
+        "{\"error\":\"a request is an object with the text \\\"op\\\"\",\"kind\":\"invalid\",\"ok\":false}\n";
     EXPECT_EQ(answer + answer + answer, raw("{\"op\":5}\n{\"o\":\"double\"}\n[\"op\"]\n", 3));
 }
 
