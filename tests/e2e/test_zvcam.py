@@ -329,6 +329,19 @@ def test_http_goes_wrong_on_demand(camera):
     assert " 418 " in done(camera, "requests") and "[http:1]" in done(camera, "requests")
 
 
+def test_bash_completes(build_dir):
+    script = '''
+eval "$(zvcam completion bash)"
+complete() { COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); COMPREPLY=(); _zvcam_completion zvcam; echo "${COMPREPLY[@]}"; }
+complete zvcam ble dev
+complete zvcam fault add scan m
+complete zvcam set re
+'''
+    shown = subprocess.run(["bash", "-c", script], capture_output=True, text=True, check=False, timeout=60,
+                           env={"PATH": f"{build_dir}:{os.environ['PATH']}"})
+    assert (shown.stdout, shown.stderr) == ("device\nmissing\nrecording\n", "")
+
+
 def test_is_started_from_any_folder_and_by_a_link(camera, tmp_path):
     link = tmp_path / "zvcam"
     link.symlink_to(os.path.join(camera.build_dir, "zvcam"))
