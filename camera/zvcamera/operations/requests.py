@@ -38,9 +38,12 @@ def _with_messages(link, requests):
 
 @operation("requests", "GET /requests", "Show the HTTP requests that the camera has got",
            Parameter("since", "number", "from the one with this number on", 0, "--since", low=0),
+           Parameter("lines", "number", "the last ones alone of those that are kept", None, "--lines", "-n", low=0),
            Parameter("messages", "flag", "each with its messages on the queues", False, "--messages"), text=_all_text)
-def show(link, since, messages):
+def show(link, since, lines, messages):
     answer = link.call(_SUPERVISOR, "requests", since=since)
+    if lines is not None:
+        answer["requests"] = answer["requests"][max(0, len(answer["requests"]) - lines):]
     return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
 
 
