@@ -130,9 +130,13 @@ def lint(session, _name, *tests):
     return tidy.run(ROOT, "release", session.jobs, tests=bool(tests)) == 0
 
 
+def _junit(name):
+    return os.path.join(RESULTS, re.sub(r"[^\w-]+", "-", name) + ".xml")
+
+
 def _tests(session, name, *command):
     """Runs a command that ends with the option for a JUnit file; shows its output only when something is wrong."""
-    junit = os.path.join(RESULTS, re.sub(r"[^\w-]+", "-", name) + ".xml")
+    junit = _junit(name)
     if os.path.exists(junit):
         os.remove(junit)
     done = subprocess.run([*command, junit], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -163,6 +167,42 @@ def end_to_end(session, name, marks, gateway, daemons=None):
                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
 
 
+# Kinds of requests whose disturbances stand for those of the others: one or two for each module.
+_SAMPLE = ("-k", "unknown or description or pair_status or whitelist_list or execute_start or analytics_get")
+_DISTURBED = {
+    "all": (),
+    "larger": ("--larger",),
+    "static": (*_SAMPLE, "-m", "not preloading"),
+    "emulated": (*_SAMPLE, "-m", "not native"),
+}
+
+
+def faults(session, name, which, gateway, daemons=None):
+    """Disturbs requests to the gateway of a preset, with the daemons of the same or another one."""
+    right = _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
+                   os.path.join(ROOT, "tests", "faults"), "-n", str(3 * session.jobs), *_DISTURBED[which],
+                   f"--build-dir={os.path.join(ROOT, 'build', daemons or gateway)}",
+                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
+    sums = {}
+    for each in xml.etree.ElementTree.parse(_junit(name)).iter("property"):
+        sums[each.get("name")] = sums.get(each.get("name"), 0) + int(each.get("value"))
+    print("   " + ", ".join(f"{number} {what}" for what, number in sums.items()), flush=True)
+    return right
+
+
+def soak(_session, _name, preset, requests):
+    return subprocess.run([os.path.join(ROOT, "bench", "soak"), "--requests", requests,
+                           "--build-dir", os.path.join(ROOT, "build", preset)], check=False).returncode == 0
+
+
+def fuzzing(_session, _name, minutes):
+    return subprocess.run([os.path.join(ROOT, "fuzz", "run"), minutes], check=False).returncode == 0
+
+
+def coverage(_session, _name):
+    return subprocess.run([os.path.join(ROOT, "scripts", "coverage")], check=False).returncode == 0
+
+
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
@@ -178,25 +218,35 @@ PARTS = {
              (build, "asan"), (unit_tests, "asan"), (end_to_end, "gateway and not slow or memory", "asan")),
     "standalone": ("unit tests, end-to-end tests and packages of the stand-alone shape",
                    (build, "release"), (build, "standalone"), (unit_tests, "standalone"),
-                   (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone")),
+                   (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone"),
+                   (faults, "static", "standalone", "release")),
     "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
             (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin"),
             (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
-            (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release")),
+            (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release"),
+            (faults, "emulated", "arm", "release")),
+    "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
+               (build, "release"), (faults, "all", "release")),
+    "faults-larger": ("the same, with the loader's calls in each kind of request; belongs to no size: it takes long",
+                      (build, "release"), (faults, "larger", "release")),
+    "soak": ("ten thousand requests to a camera in which things go wrong; what stays behind, and how long they take",
+             (build, "release"), (soak, "release", "10000")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
+    "coverage": ("what the unit tests and the journal run of the sources", (coverage,)),
+    "fuzz": ("a minute of looking for inputs that break something", (build, "fuzz", "fuzzers"), (fuzzing, "1")),
     "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),
     "lint-tests": ("clang-tidy, with them; belongs to no size, since it takes long",
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "asan", "standalone", "arm", "bench", "lint")
+REST = ("thorough", "asan", "standalone", "arm", "faults", "soak", "bench", "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 
 def main():
-    table = "\n".join(f"  {name:<12}{steps[0]}" for name, steps in PARTS.items())
-    sizes = "\n".join(f"  {name:<12}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
+    table = "\n".join(f"  {name:<15}{steps[0]}" for name, steps in PARTS.items())
+    sizes = "\n".join(f"  {name:<15}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
     parser = argparse.ArgumentParser(prog="./test", description=__doc__, epilog=f"parts:\n{table}\n\nsizes:\n{sizes}",
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N",

@@ -1,5 +1,7 @@
 #include "zvLog.h"
 
+#include "zvLogLimit.h"
+
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -53,5 +55,6 @@ void zvUtilKlogMsgLevel(int level, int line, const char* file, const char* fmt, 
         text[end] = ' ';
         text[end + 1] = '\0';
     }
+    const zv::LogLimit limit;
     syslog(LOG_ERR, "%s", text);
 }

@@ -2,6 +2,7 @@
 
 #include "writeAll.h"
 #include "zvLog.h"
+#include "zvLogLimit.h"
 
 #include <cstdarg>
 #include <cstddef>
@@ -107,6 +108,7 @@ void report(const char* fmt, ...) {
     if ((g_debug_level & reportToFile) != 0) {
         appendToFile(text.timed());
     }
+    const LogLimit limit;
     openlog(nullptr, LOG_CONS | LOG_PERROR, LOG_USER);
     syslog(LOG_DEBUG, "%s", text.body());
     closelog();

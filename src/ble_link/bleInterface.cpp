@@ -4,8 +4,11 @@
 #include "bleLink.h"
 #include "bleLog.h"
 #include "bleQueue.h"
+#include "orphanQueues.h"
+#include "replyQueueGuard.h"
 #include "zvErrno.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -38,7 +41,7 @@ BleQueue* allocateQueue() {
     return queue;
 }
 
-int nameReplyQueue() {
+int nameReplyQueue(pid_t& process) {
     auto* name = static_cast<char*>(std::malloc(nameSize));
     if (name == nullptr) {
         // Fixed: readers of the log tell this failure from that of a queue's record by its text.
@@ -48,19 +51,41 @@ int nameReplyQueue() {
     // Without the barrier, the compiler makes one calloc of both calls, and memory that malloc refuses is not noticed.
     asm volatile("" : : "r"(name) : "memory");
     std::memset(name, 0, nameSize);
-    std::snprintf(name, nameSize - 1, "/to_ZVCC%d", static_cast<int>(getpid()));
+    process = getpid();
+    std::snprintf(name, nameSize - 1, "%s%d", replyQueueFamily, static_cast<int>(process));
     replyQueue->name = name;
     return ZV_OK;
 }
 
-int createReplyQueue() {
+bool makeReplyQueue() {
+    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, replyQueueMode, &replyQueue->attributes);
+    return replyQueue->descriptor != queueNotOpen;
+}
+
+// Requests that were killed may have left so many queues behind that the system has no room for another one.
+void makeReplyQueueInTheirPlace() {
+    if (errno != EMFILE && errno != ENOSPC) {
+        return;
+    }
+    if (const int removed = removeOrphanQueues(); removed > 0) {
+        BLE_LOG(UTIL_LOG_WARN, "Removed reply queues of processes that are gone: %d", removed);
+    }
+    // Also when there were none: another request may have removed them just before.
+    makeReplyQueue();
+}
+
+int createReplyQueue(pid_t process) {
+    guardReplyQueue(replyQueue->name, process);
     // An earlier process with the same id may have left its queue behind.
     mq_unlink(replyQueue->name);
     replyQueue->attributes = {};
     replyQueue->attributes.mq_maxmsg = replyQueueMessages;
     replyQueue->attributes.mq_msgsize = BLE_MSG_SIZE;
-    replyQueue->descriptor = mq_open(replyQueue->name, O_RDONLY | O_CREAT, replyQueueMode, &replyQueue->attributes);
+    if (!makeReplyQueue()) {
+        makeReplyQueueInTheirPlace();
+    }
     if (replyQueue->descriptor == queueNotOpen) {
+        releaseReplyQueue();
         BLE_LOG(UTIL_LOG_ERROR, "Failed to create rx queue");
         return ZV_ERR;
     }
@@ -86,10 +111,11 @@ int openQueues() {
         return ZV_ERR_OUTOFMEM;
     }
     requestQueue->name = networkQueue;
-    if (const int result = nameReplyQueue(); result != ZV_OK) {
+    pid_t process = 0;
+    if (const int result = nameReplyQueue(process); result != ZV_OK) {
         return result;
     }
-    if (const int result = createReplyQueue(); result != ZV_OK) {
+    if (const int result = createReplyQueue(process); result != ZV_OK) {
         return result;
     }
     return openRequestQueue();
@@ -120,6 +146,7 @@ int removeReplyQueue() {
     if (result != 0) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed to unlink rx queue");
     }
+    releaseReplyQueue();
     replyQueueElement.setData(nullptr, 0);
     std::free(const_cast<char*>(replyQueue->name));
     return result;

@@ -5,6 +5,9 @@
 
 inline constexpr mqd_t queueNotOpen = -1;
 
+// A reply queue's name is this and its process's id in decimal digits.
+inline constexpr char replyQueueFamily[] = "/to_ZVCC";
+
 struct BleQueue {
     mqd_t descriptor;
     mq_attr attributes; // of the reply queue only

@@ -1,7 +1,7 @@
 #include "analyticsFile.h"
 
 #include "openForReading.h"
-#include "writeAll.h"
+#include "writeAnswer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -85,6 +85,6 @@ int sendAnalytics(int descriptor, std::FILE* source, std::int32_t limit) {
     return copyPieces(
         source, limit, pieces, [&direct] { return direct > 0 ? (--direct, analyticsBlockSize) : sizeof pieces; },
         [descriptor](const char* piece, std::size_t length) {
-            static_cast<void>(zv::writeAll(descriptor, {piece, length}));
+            static_cast<void>(writePart(descriptor, {piece, length}));
         });
 }

@@ -45,11 +45,11 @@ int answerNoContent(int line) {
 }
 
 // Fixed: clients and web servers know the header in this form, two fields in one line and no status.
-void sendHeader(std::int32_t size) {
+bool sendHeader(std::int32_t size) {
     char header[headerSize];
     std::snprintf(header, sizeof header, "%s %d %s application/octet-stream\r\n\r\n", "Content-Length: ", size,
                   "Content-Type: ");
-    writeOutput(header);
+    return writeOutput(header);
 }
 
 int answerFile(const char* path) {
@@ -64,9 +64,10 @@ int answerFile(const char* path) {
     if (seekAnalyticsStart(file.get()) != 0) {
         return answerNoContent(lineSeekStart);
     }
-    sendHeader(size);
-    // No more than was announced: the daemon may append to the file meanwhile.
-    sendAnalytics(STDOUT_FILENO, file.get(), size);
+    if (sendHeader(size)) { // bytes without a header would pass for a header themselves
+        // No more than was announced: the daemon may append to the file meanwhile.
+        sendAnalytics(STDOUT_FILENO, file.get(), size);
+    }
     return ZV_ERR_RESPONSE_ALREADY_SENT;
 }
 

@@ -10,7 +10,7 @@
  * Streams the analytics file to standard output, as one header line and the file's bytes. The result:
  *
  *   ZV_ERR_RESPONSE_ALREADY_SENT: an answer has been printed, one of
- *     the file
+ *     the file; no byte of it when standard output has refused the header
  *     403 "busy" while the camera records
  *     204 "no content" when the file cannot be opened or has no readable size
  *   ZV_ERR: the recording state cannot be read; nothing printed

@@ -4,8 +4,9 @@
  * Every handler takes the request's query text (null counts as empty), the response buffer (null: the answer is
  * composed and dropped) and the buffer's size in bytes. On success it leaves a zero-terminated JSON text in the buffer,
  * or nothing when it has no answer; on failure the buffer is untouched. Results are codes of zvErrno.h: 0, -1 (the
- * daemon refused or did not answer, its reply was malformed, the answer did not fit) or -3 (a parameter is missing or
- * unusable).
+ * daemon refused or did not answer, its reply was malformed, the answer did not fit), -3 (a parameter is missing or
+ * unusable), or -2 when memory runs out; a list that it runs out for gives -1. No handler throws: an exception would
+ * pass through the dispatcher, and the link would stay open.
  *
  * Fixed: never -4; clients expect 500, not 400, for a bad parameter too.
  *

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <string>
 
 namespace {
@@ -56,7 +57,7 @@ int getConfiguration(const char* query, char* response, int responseSize) {
 
 } // namespace
 
-int ble_configure(const char* params, char* response, int responseSize) {
+int ble_configure(const char* params, char* response, int responseSize) try {
     const char* const query = queryText(params);
     std::string value;
     if (parseParam(query, "auto_connect=", value) != 0) {
@@ -67,9 +68,11 @@ int ble_configure(const char* params, char* response, int responseSize) {
         return ZV_ERR_INVALID_PARAM;
     }
     return getConfiguration(query, response, responseSize);
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }
 
-int ble_scan(const char* params, char*, int) {
+int ble_scan(const char* params, char*, int) try {
     std::string value;
     if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
@@ -84,4 +87,6 @@ int ble_scan(const char* params, char*, int) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_scan p=%d command failed", scan);
     }
     return result;
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <string>
 
 namespace {
@@ -73,15 +74,19 @@ int pair(BleCommand command, const char* complaint, const char* params) {
 
 } // namespace
 
-int ble_pair_start(const char* params, char*, int) {
+int ble_pair_start(const char* params, char*, int) try {
     return pair(BleCommand::PairStart, "ble_pair_start %s command failed", params);
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }
 
-int ble_pair_cancel(const char* params, char*, int) {
+int ble_pair_cancel(const char* params, char*, int) try {
     return pair(BleCommand::PairCancel, "ble_pair_cancel %s command failed", params);
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }
 
-int ble_pair_status(const char*, char* response, int responseSize) {
+int ble_pair_status(const char*, char* response, int responseSize) try {
     std::uint8_t data[] = {codeOf(BleCommand::PairStatus)};
     std::uint16_t length = 0;
     const int result = exchangeForData(serialiseCommand(data), length);
@@ -96,4 +101,6 @@ int ble_pair_status(const char*, char* response, int responseSize) {
     char text[32];
     std::snprintf(text, sizeof text, "\n{\"pairing_status\":%u}\n", ble_msg_buffer[0]);
     return writeResponse(text, response, responseSize);
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }

@@ -9,6 +9,7 @@
 #include "zvErrno.h"
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 namespace {
@@ -66,7 +67,7 @@ int ble_pairing_available(const char*, char*, int) {
     return ZV_OK;
 }
 
-int ble_pairing_phase(const char* params, char*, int) {
+int ble_pairing_phase(const char* params, char*, int) try {
     std::string value;
     if (const int result = readRequired(params, "p=", value); result != ZV_OK) {
         return result;
@@ -81,4 +82,6 @@ int ble_pairing_phase(const char* params, char*, int) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_pairing_phase p=%d command failed", phase);
     }
     return result;
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
 
 namespace {
@@ -87,7 +88,7 @@ int readBlock(const char* params, ConfigureBlock& block) {
 
 } // namespace
 
-int ble_whitelist_configure(const char* params, char*, int) {
+int ble_whitelist_configure(const char* params, char*, int) try {
     ConfigureBlock block{codeOf(BleCommand::WhitelistConfigure)};
     if (const int result = readBlock(params, block); result != ZV_OK) {
         return result;
@@ -97,4 +98,6 @@ int ble_whitelist_configure(const char* params, char*, int) {
         BLE_LOG(UTIL_LOG_ERROR, "ble_whitelist_configure %s command failed", shownQuery(params));
     }
     return result;
+} catch (const std::exception&) {
+    return ZV_ERR_OUTOFMEM;
 }

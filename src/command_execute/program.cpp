@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -28,6 +29,8 @@ constexpr const char* whitelisted = "zvStream";
 
 constexpr int pathSize = 50;
 constexpr int commandSize = 1024;
+
+constexpr int statusNotRun = 127; // of the shell
 
 constexpr std::chrono::milliseconds stopPause{50}; // between the two signals
 
@@ -65,10 +68,16 @@ void keepStatusOfShell() {
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
 }
 
-int runShell(const char* command) {
+// False with errno when the shell could not be run: the result is -1 then, or, where the C library has no process for
+// the shell, the status of one that has ended with 127. A shell that ran gives this status too, for a command that it
+// did not find; but then no error number has been set.
+bool runShell(const char* command) {
     keepDescriptorsFromPrograms();
     keepStatusOfShell();
-    return std::system(command); // NOLINT(cert-env33-c): running a shell command is what the request asks for
+    errno = 0;
+    const int status = std::system(command); // NOLINT(cert-env33-c): running a shell command is what is asked for
+    const bool failed = errno != 0 && errno != EINTR; // a wait that was interrupted goes on
+    return status != -1 && !(failed && WIFEXITED(status) && WEXITSTATUS(status) == statusNotRun);
 }
 
 } // namespace
@@ -106,7 +115,7 @@ int stopProg(const char* program, std::ostream& stream) {
     static_cast<void>(runShell(command));
     std::this_thread::sleep_for(stopPause);
     std::snprintf(command, sizeof command, "killall -9 %s", whitelisted);
-    if (runShell(command) == -1) {
+    if (!runShell(command)) {
         return failShell(stream, errno, command, "stopProg", lineStopShell);
     }
     return 0;
@@ -119,7 +128,7 @@ int startProg(const char* program, const char* arguments, std::ostream& stream) 
     char command[commandSize];
     std::snprintf(command, sizeof command, "/usr/local/zarvo/bin/zvStream %s < /dev/null > /dev/null 2>&1 &",
                   arguments == nullptr ? "" : arguments);
-    if (runShell(command) == -1) {
+    if (!runShell(command)) {
         return failShell(stream, errno, command, "startProg", lineStartShell);
     }
     return 0;

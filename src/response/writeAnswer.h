@@ -8,14 +8,22 @@
 #include <string_view>
 
 /*
- * Writes to standard output, behind what has been printed through stdio: reports of the support library, for example.
- * Failures are not looked at. Logs nothing.
+ * Writes a part of an answer to a descriptor. False when the descriptor refuses it; the first error number is kept for
+ * takeOutputError. Logs nothing.
  */
-void writeOutput(std::string_view text);
+bool writePart(int descriptor, std::string_view part);
+
+/*
+ * The same to standard output, behind what has been printed through stdio: reports of the support library, for example.
+ */
+bool writeOutput(std::string_view text);
+
+/* The error number of the first part that was refused, which is forgotten then; 0 when none was. */
+int takeOutputError();
 
 /*
  * Writes the answer that was composed in a stream to standard output. False, and nothing written, when memory ran out
  * while it was composed. True otherwise, also when the stream is bad for another reason, or standard output refuses
- * the answer. Logs nothing.
+ * the answer (takeOutputError tells this). Logs nothing.
  */
 bool writeAnswer(AnswerStream& stream);

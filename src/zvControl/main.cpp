@@ -1,5 +1,7 @@
+#include "standardDescriptors.h"
 #include "zvControl.h"
 
 int main() {
+    openStandardDescriptors();
     return zvControlMain();
 }

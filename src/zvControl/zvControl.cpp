@@ -100,9 +100,7 @@ int serve(AnswerStream& stream, const char* path, const char* params) {
     return ending;
 }
 
-} // namespace
-
-int zvControlMain() try {
+int serveRequest() {
     watchMemory();
     AnswerStream stream;
     zvUtilSetLogLevel(UTIL_LOG_TRACE);
@@ -115,6 +113,21 @@ int zvControlMain() try {
         return writeAnswer(stream) ? ZV_OK : ZV_ERR_OUTOFMEM;
     }
     return serve(stream, path, params);
+}
+
+// The result does not tell it: it stays the request's.
+void logOutputError() {
+    if (const int error = takeOutputError(); error != 0) {
+        ZV_LOG_AT(UTIL_LOG_ERROR, __LINE__, logSource, "Failed to write the answer: %s\n", std::strerror(error));
+    }
+}
+
+} // namespace
+
+int zvControlMain() try {
+    const int result = serveRequest();
+    logOutputError();
+    return result;
 } catch (...) {
-    return ZV_ERR_OUTOFMEM; // what is open ends with the process
+    return ZV_ERR_OUTOFMEM; // what is open ends with the process, and takes the reply queue along
 }

@@ -17,6 +17,8 @@
  *     else answered with 500
  *   memory that runs out: ZV_ERR_OUTOFMEM; nothing on standard output
  *
+ * An answer that standard output refuses is one error line in the log and changes no result.
+ *
  * To be called once per process. Logs under the source name "zvControl" and raises the log level to 6.
  */
 int zvControlMain();

@@ -1,6 +1,7 @@
 """The program's entry: by HTTP, and with a bare environment."""
 
 import json
+import time
 
 import house
 import pytest
@@ -87,6 +88,20 @@ def test_control_daemon_that_stands_still_is_given_up(camera):
         done = camera.request("/command/ble/pairing_available", timeout=30)
     assert (done.status, done.stdout) == (255, b"")
     assert errors == ["Error[-1] opening the daemon interface\n"]
+
+
+@pytest.mark.parametrize(("server", "status", "text"), [
+    ("lighttpd", 500, b"<h1>500 Internal Server Error</h1>"),
+    pytest.param("nginx", 502, b"no response received", marks=pytest.mark.thorough),
+    pytest.param("busybox", 500, b"no answer\n", marks=pytest.mark.thorough)])
+def test_web_server_answers_for_a_control_daemon_that_stands_still(make_camera, server, status, text):
+    camera = make_camera(web_server=server)
+    with camera.stopped("zvControlD"):
+        start = time.monotonic()
+        answer = camera.get("/command/ble/pairing_available")
+        passed = time.monotonic() - start
+    assert (answer.status, text in answer.body) == (status, True)
+    assert 4.9 < passed < 12
 
 
 def test_failing_close_leaves_the_answer(camera):

@@ -4,6 +4,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -188,8 +189,71 @@ def test_an_absent_ble_daemon_is_told_at_once(camera):
         assert time.monotonic() - start < 3
 
 
+# Sends a signal to a request once its reply queue is there. Prints how the request ended.
+END_BY = """
+import os, subprocess, sys, time
+running = subprocess.Popen([sys.argv[2]], env={"PATH_INFO": "/command/ble/pair/status"}, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL)
+queue = f"/dev/mqueue/to_ZVCC{running.pid}"
+end = time.monotonic() + 10
+while not os.path.exists(queue) and time.monotonic() < end:
+    time.sleep(0.01)
+running.send_signal(int(sys.argv[1]))
+print(running.wait())
+"""
+
+
+def _end_by(camera, number):
+    done = camera.run(["/usr/bin/python3", "-c", END_BY, str(int(number)), "/usr/local/zarvo/bin/zvControl-cgi-bin"])
+    return int(done.stdout)
+
+
+@pytest.mark.every_build
+def test_a_request_that_is_ended_takes_its_queue_along(camera):
+    with camera.stopped("zvBleD"):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
+            assert _end_by(camera, number) == -number
+            assert camera.reply_queues() == []
+    assert json.loads(camera.get("/command/ble/pair/status").body) == {"pairing_status": 0}
+
+
+# Makes queues, each of one message of one byte, until there is room for no more, and removes two.
+_FILL = """
+import ctypes, os
+class Attributes(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_long) for name in ("flags", "most", "size", "now", "a", "b", "c", "d")]
+rt = ctypes.CDLL("librt.so.1")
+count = 0
+while rt.mq_open(b"/other-%d" % count, os.O_CREAT | os.O_RDWR, 0o600, ctypes.byref(Attributes(0, 1, 1))) >= 0:
+    count += 1
+for number in (0, 1):
+    os.unlink(f"/dev/mqueue/other-{number}")
+print(count)
+"""
+
+
+def test_queues_of_killed_requests_make_room(camera):
+    """The queue file system has room for two more: both go to requests that are killed. Queues of others stay."""
+    kill = ["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"]
+    others = int(camera.run(["/usr/bin/python3", "-c", _FILL]).stdout) - 2
+    assert others > 200
+    with camera.stopped("zvBleD"):
+        for _ in range(2):
+            camera.run(kill, {"PATH_INFO": "/command/ble/pair/status"})
+    assert len(camera.reply_queues()) == 2
+    with camera.new_lines() as lines:
+        assert camera.get("/command/ble/pair/status").status == 200
+    assert camera.reply_queues() == []
+    assert len([name for name in camera.queues() if name.startswith("other-")]) == others
+    camera.run(["/bin/sh", "-c", "rm /dev/mqueue/other-*"])
+    assert [(line.level, line.message) for line in lines if line.level != "DEBUG"] == \
+        [("WARN", "Removed reply queues of processes that are gone: 2")]
+
+
 def test_a_request_that_is_killed_disturbs_no_other(camera):
-    """The queue of a killed request stays until a request runs under the same process id. The daemons skip it."""
+    """The queue of a killed request stays until a request finds no room, or runs under the same process id. The daemons
+    skip it.
+    """
     with camera.stopped("zvBleD"):
         done = camera.run(["/usr/bin/timeout", "-s", "KILL", "1", "/usr/local/zarvo/bin/zvControl-cgi-bin"],
                           {"PATH_INFO": "/command/ble/pair/status"})

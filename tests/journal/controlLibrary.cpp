@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <new>
 #include <ostream>
 #include <string>
 
@@ -127,8 +128,12 @@ void http_print_error_response_ex(std::ostream& stream, const char* path, const 
     mark(stream, "<error>", "http_print_error_response_ex");
 }
 
-// Finds real parameters; nothing is decoded.
+// Finds real parameters; nothing is decoded. A number in the script stands for a lack of memory.
 int parseParam(const char* params, const char* key, std::string& value) {
+    if (script::next("parseParam")) {
+        record("parseParam(", quoted(params), ", ", quoted(key), ", value) throws");
+        throw std::bad_alloc();
+    }
     const std::string query = "&" + std::string(params == nullptr ? "" : params);
     const std::size_t found = query.find("&" + std::string(key));
     const int result = found == std::string::npos ? 0 : 1;

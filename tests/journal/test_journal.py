@@ -260,6 +260,22 @@ def test_sending_decides_when_nobody_knows_of_room(build, request_of):
         result=0, answer=EMPTY))
 
 
+@pytest.mark.parametrize(("command", "query", "handler", "key"), [
+    ("pairing_phase", "p=1", "handler2", "p="), ("configure", "", "handler3", "auto_connect="),
+    ("scan", "p=1", "handler4", "p="), ("pair/start", "device=1", "handler6", "address_type="),
+    ("pair/cancel", "device=1", "handler7", "address_type="),
+    ("whitelist/configure", "device=1&remove=1", "handler10", "device=")])
+def test_handler_that_lacks_memory_closes_the_link(build, request_of, command, query, handler, key):
+    path = "/command/ble/" + command
+    run = request_of(path, query, parseParam=[1])
+    check(build, run, request(
+        path, query, LINK_OPENED, f"""
+        {handler}("{query}", response, 4096) ...
+        parseParam("{query}", "{key}", value) throws
+        {handler} = -2
+        """, LINK_CLOSED, result=-2, answer=failure(path, query, -2)), status=254)
+
+
 def test_reply_without_response(build, request_of):
     path = "/command/ble/pair/status"
     run = request_of(path, "", mq_timedreceive=[message(3, (65, b"BL"))])

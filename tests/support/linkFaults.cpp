@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <ctime>
@@ -37,8 +39,12 @@ namespace faults {
 
 int failingAllocation = 0;
 std::string unopenableQueue;
+int unopenableTimes = INT_MAX;
+int unopenableError = EACCES;
 std::string unclosableQueue;
 bool unlinkFails = false;
+int signalAfterCreating = 0;
+int signalAfterRemoving = 0;
 int clockOffset = 0;
 std::atomic<int> monotonicOffset{0};
 
@@ -67,6 +73,12 @@ private:
 std::vector<void*>& blocks() {
     static std::vector<void*> all;
     return all;
+}
+
+void raiseIfAny(int signal) {
+    if (signal != 0) {
+        std::raise(signal);
+    }
 }
 
 std::map<mqd_t, std::string>& names() {
@@ -148,12 +160,15 @@ extern "C" mqd_t __wrap_mq_open(const char* name, int flags, ...) {
         va_end(arguments);
     }
     if (!armed) {
-        return __real_mq_open(name, flags, call.mode, &call.attributes);
+        const mqd_t queue = __real_mq_open(name, flags, call.mode, &call.attributes);
+        raiseIfAny((flags & O_CREAT) != 0 ? signalAfterCreating : 0);
+        return queue;
     }
     const Pause pause;
     opens.push_back(call);
-    if (unopenableQueue == name) {
-        errno = EACCES;
+    if (unopenableQueue == name && unopenableTimes > 0) {
+        --unopenableTimes;
+        errno = unopenableError;
         return -1;
     }
     const mqd_t queue = __real_mq_open(name, flags, call.mode, &call.attributes);
@@ -178,6 +193,7 @@ extern "C" int __wrap_mq_close(mqd_t queue) {
 extern "C" int __wrap_mq_unlink(const char* name) {
     const int result = __real_mq_unlink(name);
     if (!armed) {
+        raiseIfAny(signalAfterRemoving);
         return result;
     }
     const Pause pause;

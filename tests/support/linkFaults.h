@@ -20,12 +20,17 @@ struct OpenCall {
 
 // Number of the allocation of the opening that fails, from 1; 0 for none.
 extern int failingAllocation;
-// A queue of this name cannot be opened; empty for none.
+// A queue of this name cannot be opened, so many times, for this reason; an empty name for none.
 extern std::string unopenableQueue;
+extern int unopenableTimes;
+extern int unopenableError;
 // Closing a descriptor of the queue of this name fails, although it is closed; empty for none.
 extern std::string unclosableQueue;
 // Removing a queue fails, although it is removed.
 extern bool unlinkFails;
+// A signal that comes just after a queue has been created, or removed; 0 for none. Also while nothing is armed.
+extern int signalAfterCreating;
+extern int signalAfterRemoving;
 // Seconds added to the time of day, which moves deadlines.
 extern int clockOffset;
 // Seconds added to the monotonic time. The peer may move it while it answers.

@@ -29,6 +29,7 @@ _INNER = _SOCKETS.format("")
 _PROXY = b"PROXY TCP4 127.0.0.1 127.0.0.1 1 1\r\n"
 _SHELL = 'if [ -n "$LISTEN_FDS" ]; then export LISTEN_PID=$$; fi; exec /usr/sbin/lighttpd -D -f "$1"'
 _BACKLOG = 1024
+_PATIENCE = 5.0
 
 
 def _answers(path, before=b""):
@@ -157,6 +158,7 @@ class Entrance:
         if way == "front":
             self._front.ask("accept")
         if way == "direct":
+            self._set_aside(self._public)
             self._public = self._make_public()
             self._public.start()
         elif before == "direct":
@@ -172,15 +174,21 @@ class Entrance:
 
     def _leave(self, child):
         """Lets lighttpd end with its last request. Returns when it accepts no more connections."""
-        self._leaving = [one for one in self._leaving if one.running() or one.misdeeds]
         if not child.running():
             return
-        self._leaving.append(child)
-        accepted = f"/proc/{child.pid}/fd/{self._listener.fileno()}"
+        listener = f"fd/{self._listener.fileno()}"
+        accepts = f"/proc/{child.pid}/{listener}"
+        deadline = time.monotonic() + _PATIENCE
         child.tell_to_end(signal.SIGINT)
         with contextlib.suppress(OSError):
-            while os.readlink(accepted) == os.readlink(f"/proc/self/fd/{self._listener.fileno()}"):
+            while os.readlink(accepts) == os.readlink(f"/proc/self/{listener}"):
+                if time.monotonic() > deadline:
+                    child.stop_and_wait(signal.SIGKILL)
                 time.sleep(0.001)
+
+    def _set_aside(self, child):
+        """Remembers a program that runs on to its end, or has misbehaved; forgets those that have ended well before."""
+        self._leaving = [one for one in self._leaving if one.running() or one.misdeeds] + [child]
 
     def _close(self):
         with contextlib.suppress(OSError):
@@ -206,7 +214,9 @@ class Entrance:
         try:
             return self._front.ask(op, **fields)
         except AdminError:
-            self._leaving.append(self._front.child)  # it has ended, or hangs; with it go its rules
+            self._set_aside(self._front.child)  # it has ended, or hangs; with it go its rules
+            if not self._front.ended:
+                self._front.stop()
             self._front = None
             return None
 

@@ -15,14 +15,17 @@ _PATIENCE = 10.0
 
 
 class FrontLink:
-    """Starts the front and asks it. on_request, on_spent: functions, called with what it tells; by a thread."""
+    """Starts the front and asks it. ended: whether it has gone.
+
+    on_request, on_spent: functions, called with what it tells; by a thread.
+    """
 
     def __init__(self, listener, upstream, space, secret, log, *, on_request, on_spent):
         self._on_request = on_request
         self._on_spent = on_spent
         self._answers = queue.Queue()
         self._lock = threading.Lock()
-        self._ended = False
+        self.ended = False
         self._control, theirs = socket.socketpair()
         words = [sys.executable, "-m", "zvcamera.inside.front", str(listener.fileno()), str(theirs.fileno()), upstream,
                  space, secret]
@@ -36,7 +39,7 @@ class FrontLink:
         with self._lock:
             try:
                 self._control.sendall(json.dumps({"op": op, **fields}).encode() + b"\n")
-                answer = None if self._ended else self._answers.get(timeout=_PATIENCE)
+                answer = None if self.ended else self._answers.get(timeout=_PATIENCE)
             except (OSError, queue.Empty):
                 answer = None
         if answer is None:
@@ -55,7 +58,7 @@ class FrontLink:
                     threading.Thread(target=self._on_spent, daemon=True).start()
                 else:
                     self._answers.put(told)
-        self._ended = True
+        self.ended = True
         self._answers.put(None)
         self._on_spent()
 

@@ -3,6 +3,7 @@
 #include "bleTest.h"
 
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -22,6 +23,15 @@ bool queueExists(const std::string& name) {
     return true;
 }
 
+void makeQueue(const std::string& name) {
+    mq_attr attributes{};
+    attributes.mq_maxmsg = 1;
+    attributes.mq_msgsize = 16;
+    const mqd_t queue = mq_open(name.c_str(), O_RDONLY | O_CREAT | O_EXCL, 0600, &attributes);
+    ASSERT_LE(0, queue) << name;
+    mq_close(queue);
+}
+
 // A closed link, with a peer when a test asks for one.
 class BleInterface : public testing::Test {
 protected:
@@ -30,6 +40,8 @@ protected:
         faults::disarm();
         faults::failingAllocation = 0;
         faults::unopenableQueue.clear();
+        faults::unopenableTimes = INT_MAX;
+        faults::unopenableError = EACCES;
         faults::unclosableQueue.clear();
         faults::unlinkFails = false;
     }
@@ -167,6 +179,54 @@ TEST_F(BleInterface, ReplyQueueThatCannotBeCreatedKeepsItsName) {
     EXPECT_EQ(1U, faults::unfreed());
     faults::freeUnfreed();
     expectClosed();
+}
+
+TEST_F(BleInterface, QueuesOfProcessesThatAreGoneMakeRoomForTheReplyQueue) {
+    havePeer();
+    for (const int error : {EMFILE, ENOSPC}) {
+        const std::string orphan = "/to_ZVCC2147483647"; // no process has this id
+        makeQueue(orphan);
+        faults::unopenableQueue = replyQueue_;
+        faults::unopenableTimes = 1;
+        faults::unopenableError = error;
+        EXPECT_EQ(0, watchedOpen());
+        EXPECT_FALSE(queueExists(orphan));
+        EXPECT_TRUE(queueExists(replyQueue_));
+        EXPECT_THAT(logged(), ElementsAre(warning("Removed reply queues of processes that are gone: 1")));
+        EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_, orphan));
+        EXPECT_EQ(0, watchedClose());
+    }
+}
+
+TEST_F(BleInterface, ReplyQueueIsTriedOnceMoreAlsoWhenAnotherRequestHasMadeTheRoom) {
+    havePeer();
+    faults::unopenableQueue = replyQueue_;
+    faults::unopenableTimes = 1;
+    faults::unopenableError = EMFILE;
+    EXPECT_EQ(0, watchedOpen());
+    EXPECT_THAT(logged(), IsEmpty());
+    EXPECT_EQ(0, watchedClose());
+}
+
+TEST_F(BleInterface, ReplyQueueForWhichThereIsStillNoRoomFails) {
+    havePeer();
+    faults::unopenableQueue = replyQueue_;
+    faults::unopenableError = ENOSPC;
+    EXPECT_EQ(-1, watchedOpen());
+    EXPECT_EQ(2U, faults::opens.size());
+    EXPECT_THAT(logged(), ElementsAre("Failed to create rx queue"));
+    faults::freeUnfreed();
+    expectClosed();
+}
+
+TEST_F(BleInterface, ReplyQueueThatIsRefusedForAnotherReasonLeavesOtherQueuesAlone) {
+    havePeer();
+    makeQueue("/to_ZVCC2147483647");
+    faults::unopenableQueue = replyQueue_;
+    EXPECT_EQ(-1, watchedOpen());
+    EXPECT_EQ(1U, faults::opens.size());
+    EXPECT_EQ(0, mq_unlink("/to_ZVCC2147483647"));
+    faults::freeUnfreed();
 }
 
 TEST_F(BleInterface, AbsentNetworkDaemonTakesTheReplyQueueAwayAgain) {

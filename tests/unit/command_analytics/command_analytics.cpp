@@ -5,6 +5,7 @@
 #include "scarceMemory.h"
 #include "syslogCapture.h"
 #include "wrappedWrite.h"
+#include "writeAnswer.h"
 #include "zvLog.h"
 
 #include <algorithm>
@@ -171,6 +172,31 @@ TEST_F(CommandAnalytics, CompletesWritesThatWerePartialOrInterrupted) {
     writeFile("0123456789");
     wrappedWrite().script = {{10, 0}, {0, EINTR}, {60, 0}, {3, 0}, {0, EINTR}};
     EXPECT_EQ("Content-Length:  10 Content-Type:  application/octet-stream\r\n\r\n0123456789", get().output);
+}
+
+TEST_F(CommandAnalytics, SendsNoByteOfTheFileBehindAHeaderThatWasRefused) {
+    writeFile("0123456789");
+    for (const std::size_t taken : {0U, 10U}) {
+        wrappedWrite().sizes.clear();
+        wrappedWrite().script = {{taken, taken == 0 ? EIO : 0}};
+        if (taken > 0) {
+            wrappedWrite().script.push_back({0, EIO});
+        }
+        const Answered answered = get();
+        EXPECT_EQ(-18, answered.result);
+        EXPECT_EQ(std::string("Content-Length:").substr(0, taken), answered.output);
+        EXPECT_EQ(EIO, takeOutputError());
+    }
+}
+
+TEST_F(CommandAnalytics, RefusedBytesOfTheFileAreNoted) {
+    writeFile(std::string(2000, 'x'));
+    wrappedWrite().script = {{100, 0}, {0, ENOSPC}};
+    const Answered answered = get();
+    EXPECT_EQ(-18, answered.result);
+    EXPECT_EQ("Content-Length:  2000 Content-Type:  application/octet-stream\r\n\r\n" + std::string(976, 'x'),
+              answered.output);
+    EXPECT_EQ(ENOSPC, takeOutputError());
 }
 
 TEST_F(CommandAnalytics, MemoryDoesNotGrowWithTheFile) {

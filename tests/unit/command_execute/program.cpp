@@ -3,8 +3,11 @@
 #include "installation.h"
 #include "wrappedSystem.h"
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -281,6 +284,67 @@ TEST(StopProg, IgnoresAShellThatCannotSendTheFirstSignal) {
     wrappedSystem().failing = 1;
     EXPECT_EQ(0, stopProg("zvStream", stream));
     EXPECT_EQ(2U, wrappedSystem().commands.size());
+}
+
+// The C library gives the status of a shell that has ended with 127 when it has no process for the shell.
+TEST(StopProg, FailsWithoutAProcessForTheShell) {
+    for (const int error : {EAGAIN, ENOMEM}) {
+        std::stringstream stream;
+        wrappedSystem() = {};
+        wrappedSystem().failing = 2;
+        wrappedSystem().status = 127 << 8;
+        wrappedSystem().error = error;
+        EXPECT_EQ(-1, stopProg("zvStream", stream));
+        EXPECT_EQ(
+            failure("start: system errno " + std::to_string(error) + " cmd 'killall -9 zvStream'", "stopProg", 348),
+            stream.str());
+    }
+}
+
+TEST(StopProg, StatusOfKillallIsNoFailure) {
+    for (const int status : {1 << 8, 126 << 8, 127 << 8, SIGKILL}) {
+        std::stringstream stream;
+        wrappedSystem() = {};
+        wrappedSystem().failing = 2;
+        wrappedSystem().status = status;
+        wrappedSystem().error = 0;
+        errno = EAGAIN; // from before
+        EXPECT_EQ(0, stopProg("zvStream", stream));
+        EXPECT_EQ("", stream.str());
+    }
+}
+
+TEST(StopProg, KillallThatDoesNotExistIsNoFailure) {
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", "/nowhere", 1);
+    std::stringstream stream;
+    EXPECT_EQ(0, stopProg("zvStream", stream));
+    EXPECT_EQ("", stream.str());
+    setenv("PATH", path.c_str(), 1);
+}
+
+TEST(StartProg, FailsWithoutAProcessForTheShell) {
+    for (const int error : {EAGAIN, ENOMEM}) {
+        std::stringstream stream;
+        wrappedSystem() = {};
+        wrappedSystem().failing = 1;
+        wrappedSystem().status = 127 << 8;
+        wrappedSystem().error = error;
+        EXPECT_EQ(-1, startProg("zvStream", "-x", stream));
+        EXPECT_EQ(failure("start: system errno " + std::to_string(error) +
+                              " cmd '/usr/local/zarvo/bin/zvStream -x < /dev/null > /dev/null 2>&1 &'",
+                          "startProg", 388),
+                  stream.str());
+    }
+}
+
+TEST(StartProg, StatusOfAShellThatRanIsNoFailure) {
+    std::filesystem::remove("/usr/local/zarvo/bin/zvStream"); // the shell would wait for it
+    std::stringstream stream;
+    errno = EAGAIN; // from before
+    EXPECT_EQ(0, startProg("zvStream", "; no-such-command #", stream));
+    EXPECT_EQ(0, startProg("zvStream", "; exit 1 #", stream));
+    EXPECT_EQ("", stream.str());
 }
 
 TEST(StartProg, WhitelistIsComparedExactly) {

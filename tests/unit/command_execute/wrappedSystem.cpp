@@ -22,8 +22,8 @@ int __wrap_system(const char* command) {
     wrapped.commands.emplace_back(command);
     wrapped.moments.push_back(std::chrono::steady_clock::now());
     if (static_cast<int>(wrapped.commands.size()) == wrapped.failing) {
-        errno = ENOMEM;
-        return -1;
+        errno = wrapped.error != 0 ? wrapped.error : errno;
+        return wrapped.status;
     }
     return __real_system(command);
 }

@@ -54,7 +54,7 @@ TEST(WriteAnswer, WritesBehindWhatWasPrinted) {
     std::printf("printed ");
     EXPECT_TRUE(writeAnswer(stream));
     std::printf("first ");
-    writeOutput("second");
+    EXPECT_TRUE(writeOutput("second"));
     EXPECT_EQ("printed answerfirst second", output.text());
 }
 
@@ -79,6 +79,20 @@ TEST(WriteAnswer, SucceedsAlsoWhenStandardOutputRefuses) {
     const Answered answered = answer(stream);
     EXPECT_TRUE(answered.written);
     EXPECT_EQ("", answered.output);
+    EXPECT_EQ(EIO, takeOutputError());
+}
+
+TEST(WriteAnswer, TheFirstRefusalIsKeptUntilItIsTaken) {
+    EXPECT_EQ(0, takeOutputError());
+    const zvtest::OutputCapture output(STDOUT_FILENO);
+    EXPECT_TRUE(writeOutput("first "));
+    wrappedWrite().script = {{0, ENOSPC}, {2, 0}, {0, EIO}};
+    EXPECT_FALSE(writeOutput("lost "));
+    EXPECT_FALSE(writePart(STDOUT_FILENO, "half"));
+    EXPECT_TRUE(writePart(STDOUT_FILENO, " last"));
+    EXPECT_EQ("first ha last", output.text());
+    EXPECT_EQ(ENOSPC, takeOutputError());
+    EXPECT_EQ(0, takeOutputError());
 }
 
 } // namespace

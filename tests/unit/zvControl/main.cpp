@@ -5,10 +5,17 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -48,6 +55,51 @@ TEST(Program, WithoutTheControlDaemonSaysNothingAndEndsWithTheCodesLow8Bits) {
 TEST(Program, RunsWithoutASystemLog) {
     EXPECT_EQ(255, runProgram(name, {}, {"PATH_INFO=/execute"}).status);
 }
+
+// A descriptor that is closed while one lives, and in the programs that are started meanwhile.
+class ClosedDescriptor {
+public:
+    explicit ClosedDescriptor(int descriptor)
+        : descriptor_(descriptor),
+          saved_(fcntl(descriptor, F_DUPFD_CLOEXEC, 10)) {
+        close(descriptor_);
+    }
+    ~ClosedDescriptor() {
+        dup2(saved_, descriptor_);
+        close(saved_);
+    }
+    ClosedDescriptor(const ClosedDescriptor&) = delete;
+    ClosedDescriptor& operator=(const ClosedDescriptor&) = delete;
+
+private:
+    int descriptor_;
+    int saved_;
+};
+
+// A system log that nobody reads, with no room for another line.
+class FullLog {
+public:
+    FullLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, "/dev/log");
+        unlink(address.sun_path);
+        EXPECT_EQ(0, bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+        const int out = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        while (sendto(out, "x", 1, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 1) {
+        }
+        close(out);
+    }
+    ~FullLog() {
+        close(socket_);
+        unlink("/dev/log");
+    }
+    FullLog(const FullLog&) = delete;
+    FullLog& operator=(const FullLog&) = delete;
+
+private:
+    int socket_;
+};
 
 // The real control daemon of a camera whose identity the test knows.
 class ProgramWithDaemon : public testing::Test {
@@ -135,6 +187,33 @@ TEST_F(ProgramWithDaemon, ClearsTheAnalytics) {
     const Finished program = runProgram(name, {}, {"PATH_INFO=/analytics/clear"});
     EXPECT_EQ(0, program.status);
     EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}", program.output);
+}
+
+TEST_F(ProgramWithDaemon, AnswersAlsoWhenNobodyReadsTheLog) {
+    const FullLog log;
+    const Finished program = runProgram(name, {}, {"PATH_INFO=/command/ble/pairing_available"});
+    EXPECT_EQ(0, program.status);
+    EXPECT_EQ("Status: 200 OK\r\nContent-Type: application/json\r\n\r\n{}", program.output);
+}
+
+// The number of a closed descriptor would be that of the connection to the log or to the control daemon.
+TEST_F(ProgramWithDaemon, AnswersNobodyElseWhenItsDescriptorsAreClosed) {
+    zvtest::SyslogCapture log;
+    const std::vector<std::vector<int>> sets = {{STDOUT_FILENO}, {STDIN_FILENO, STDOUT_FILENO}, {0, 1, 2}};
+    for (const std::vector<int>& closed : sets) {
+        int status = -1;
+        {
+            std::deque<ClosedDescriptor> descriptors;
+            for (const int descriptor : closed) {
+                descriptors.emplace_back(descriptor);
+            }
+            status = zvtest::waitFor(zvtest::startProgram(name, {}, {"PATH_INFO=/nowhere"}));
+        }
+        EXPECT_EQ(236, status);
+        EXPECT_THAT(log.texts(),
+                    ElementsAre("UTIL_LOG_DEBUG:Executing zvControl-cgi-bin path[/nowhere] params[(null)]\n"
+                                " @zvControl:100"));
+    }
 }
 
 TEST_F(ProgramWithDaemon, TakesAQueryOf100Kilobytes) {

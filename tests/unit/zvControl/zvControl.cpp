@@ -5,6 +5,7 @@
 #include "serving.h"
 #include "syslogCapture.h"
 #include "wrappedWrite.h"
+#include "writeAnswer.h"
 #include "zvLog.h"
 
 #include <cerrno>
@@ -19,6 +20,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::MatchesRegex;
 using testing::StartsWith;
 using zvtest::fakeHandlers;
 using zvtest::fakePlatform;
@@ -303,6 +305,33 @@ TEST(ZvControl, AnAnswerThatCannotBeWrittenChangesNothingElse) {
     EXPECT_EQ(0, served.result);
     EXPECT_EQ("<succ", served.output);
     EXPECT_EQ("close", fakePlatform().calls.back());
+}
+
+TEST(ZvControl, AnAnswerThatCannotBeWrittenIsOneErrorLine) {
+    zvtest::SyslogCapture log;
+    answerWith(0, "{}");
+    wrappedWrite().script = {{5, 0}, {0, EIO}};
+    serve("/x", nullptr);
+    const auto lines = log.texts();
+    ASSERT_EQ(2U, lines.size());
+    EXPECT_THAT(lines[1],
+                MatchesRegex("UTIL_LOG_ERROR:Failed to write the answer: Input/output error\n @zvControl:[0-9]+"));
+    serve("/x", nullptr);
+    EXPECT_THAT(log.texts(), ElementsAre(StartsWith("UTIL_LOG_DEBUG:Executing")));
+}
+
+TEST(ZvControl, ADescriptionOrAHandlersOwnAnswerThatCannotBeWrittenIsAnErrorLineToo) {
+    zvtest::SyslogCapture log;
+    wrappedWrite().script = {{0, EPIPE}};
+    fakePlatform().getterResults["model_number"] = -7;
+    EXPECT_EQ(0, serve("", nullptr).result);
+    EXPECT_THAT(log.texts(),
+                Contains(StartsWith("UTIL_LOG_ERROR:Failed to write the answer: Broken pipe\n @zvControl:")));
+    wrappedWrite().script = {{0, ENOSPC}};
+    fakePlatform().serve = [](const char*, const char*, char*, int) { return writeOutput("own answer") ? 0 : -18; };
+    EXPECT_EQ(-18, serve("/x", nullptr).result);
+    EXPECT_THAT(log.texts(), Contains(StartsWith(
+                                 "UTIL_LOG_ERROR:Failed to write the answer: No space left on device\n @zvControl:")));
 }
 
 TEST(ZvControl, TakesPathAndQueryOf100Kilobytes) {

@@ -1,0 +1,14 @@
+// Takes the reply queue along when the process ends while the link is open: a queue outlives its process otherwise.
+#pragma once
+
+#include <sys/types.h>
+
+// From now on the queue of this name is removed when SIGTERM, SIGINT, SIGHUP or SIGPIPE ends the process, which then
+// ends by the signal as ever, and when the process calls exit. Called before the queue is created, so that no moment is
+// left out. A signal that is ignored or has a handler stays as it is. Only the process of this id removes the queue,
+// not a child of it. The name must live until the guard is released.
+void guardReplyQueue(const char* name, pid_t owner);
+
+// Called when the queue has been removed, or was not created: gives the signals their default action again. Nothing
+// when no queue is guarded.
+void releaseReplyQueue();

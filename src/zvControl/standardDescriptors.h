@@ -1,0 +1,10 @@
+/*
+ * The descriptors that every program counts on: standard input, output and error.
+ */
+#pragma once
+
+/*
+ * Opens the null device for those of the three that are closed. Otherwise the next file or socket would get the number,
+ * and an answer would go there. To be called before anything is opened. Logs nothing.
+ */
+void openStandardDescriptors();
