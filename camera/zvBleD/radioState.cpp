@@ -51,7 +51,11 @@ void setUpRadio(Radio& radio, const Json& ble) {
         if (radio.findDevice(device.address) != nullptr) {
             throw JsonError(where + ".address: a device with this address stands before");
         }
-        radio.setDevice(std::move(device));
+        try {
+            radio.setDevice(std::move(device));
+        } catch (const Refusal& error) {
+            throw JsonError(where + ": " + error.what());
+        }
     });
     std::vector<Slot> slots = readSlots(reader, "whitelist");
     if (slots.size() > radio.settings.whitelistSlots) {

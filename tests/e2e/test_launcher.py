@@ -66,7 +66,7 @@ from zvcamera.inside.collector import Collector
 def sink(record):
     if record["text"] == "first":
         raise ValueError("no such thing")
-log = Collector(sink, sys.argv[1])
+log = Collector([sink], sys.argv[1])
 out = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
 for text in (b"first", b"second"):
     out.sendto(b"<13>x: " + text, sys.argv[1])

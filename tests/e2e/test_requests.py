@@ -171,7 +171,7 @@ def test_a_follower_that_does_not_read_holds_nobody_up(camera):
     (b'{"op":"status","more":1}', "more: unknown key"),
     (b'{"op":"stop"}', "daemon: missing"),
     (b'{"op":"stop","daemon":"zvFooD"}',
-     "unknown daemon zvFooD: one of zvControlD, zvNetD, zvBleD, control, lighttpd"),
+     "unknown daemon zvFooD: one of zvControlD, zvNetD, zvBleD, lighttpd, control"),
     (b'{"op":"run","argv":[1]}', "argv, env: must hold texts"),
     (b'{"op":"run","argv":["/bin/true"],"stdin":"?"}', "stdin: must be base64"),
     (b'{"op":"load","scenario":[]}', "scenario: must be an object"),

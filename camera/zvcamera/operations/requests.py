@@ -1,6 +1,5 @@
 """The HTTP requests that the camera has got, as the supervisor has kept them."""
 
-import select
 import time
 
 from ..messages import record
@@ -50,7 +49,7 @@ def show(link, since, messages):
 def follow(link):
     with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
         while True:
-            select.select([subscription], [], [])
+            subscription.wait()
             yield from subscription.events()
 
 

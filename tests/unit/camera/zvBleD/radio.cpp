@@ -323,7 +323,7 @@ TEST(Radio, HoldsNoMoreDevicesThanAListCan) {
     }
     Device more;
     more.address = {0, 1};
-    EXPECT_THROW(radio.setDevice(more), JsonError);
+    EXPECT_THROW(radio.setDevice(more), Refusal);
     more.address = {7};
     more.name = "changed";
     radio.setDevice(more);

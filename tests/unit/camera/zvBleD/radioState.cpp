@@ -3,6 +3,7 @@
 #include "faults.h"
 #include "scenario.h"
 
+#include <cstdio>
 #include <dirent.h>
 #include <gtest/gtest.h>
 
@@ -63,6 +64,17 @@ TEST(RadioState, NamesWhatIsWrong) {
         errorOf((R"({"devices":[{"address":"000000000001","uuid128":["00112233445566778899aabbccddeeff"],"name":")" +
                  longName + "\"}]}")
                     .c_str()));
+}
+
+TEST(RadioState, MoreDevicesThanAListCanHaveAreNamedByTheirPlace) {
+    std::string devices;
+    for (int i = 0; i < 256; ++i) {
+        char device[64];
+        std::snprintf(device, sizeof device, R"(%s{"address":"%012x"})", i == 0 ? "" : ",", i);
+        devices += device;
+    }
+    EXPECT_EQ("ble.devices[255]: more than the 255 devices that a list can have",
+              errorOf((R"({"devices":[)" + devices + "]}").c_str()));
 }
 
 TEST(RadioState, EveryScenarioOfTheCameraIsReadable) {

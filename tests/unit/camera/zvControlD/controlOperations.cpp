@@ -122,7 +122,7 @@ TEST(ControlOperations, ValuesNestedTooDeepAreRefused) {
     ASSERT_EQ(static_cast<ssize_t>(line.size()), send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL));
     char answer[256];
     const ssize_t length = recv(fd.get(), answer, sizeof answer, 0);
-    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"ok\":false}\n",
+    EXPECT_EQ("{\"error\":\"nested deeper than 16\",\"kind\":\"invalid\",\"ok\":false}\n",
               std::string(answer, static_cast<std::size_t>(std::max<ssize_t>(length, 0))));
     EXPECT_EQ(0, daemon.end(SIGTERM));
 }
