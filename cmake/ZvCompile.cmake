@@ -17,6 +17,15 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
 endif()
 target_compile_definitions(zv_compile INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 
+# Both are clang's own: by the first, the programs of fuzz/ learn which way an input took; by the second,
+# scripts/coverage counts.
+if(ZV_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(ZV_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping -fcoverage-mcdc)
+  add_link_options(-fprofile-instr-generate)
+endif()
 if(ZV_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)

@@ -34,6 +34,10 @@ function(zv_unit_test name)
   if(ZV_STANDALONE)
     target_link_options(${name} PRIVATE -static)
   endif()
+  if(ZV_COVERAGE)
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support/coverageExit.cpp)
+    target_link_options(${name} PRIVATE LINKER:--wrap=_exit)
+  endif()
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests
     CROSSCOMPILING_EMULATOR "${ZV_TEST_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")

@@ -195,6 +195,14 @@ def soak(_session, _name, preset, requests):
                            "--build-dir", os.path.join(ROOT, "build", preset)], check=False).returncode == 0
 
 
+def fuzzing(_session, _name, minutes):
+    return subprocess.run([os.path.join(ROOT, "fuzz", "run"), minutes], check=False).returncode == 0
+
+
+def coverage(_session, _name):
+    return subprocess.run([os.path.join(ROOT, "scripts", "coverage")], check=False).returncode == 0
+
+
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
@@ -220,23 +228,25 @@ PARTS = {
             (faults, "emulated", "arm", "release")),
     "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
                (build, "release"), (faults, "all", "release")),
-    "faults-larger": ("the same with the loader's calls in each kind of request; belongs to no size, since it takes long",
+    "faults-larger": ("the same, with the loader's calls in each kind of request; belongs to no size: it takes long",
                       (build, "release"), (faults, "larger", "release")),
     "soak": ("ten thousand requests to a camera in which things go wrong; what stays behind, and how long they take",
              (build, "release"), (soak, "release", "10000")),
     "bench": ("that bench/run measures what it says", (build, "release"), (end_to_end, "bench", "release")),
+    "coverage": ("what the unit tests and the journal run of the sources", (coverage,)),
+    "fuzz": ("a minute of looking for inputs that break something", (build, "fuzz", "fuzzers"), (fuzzing, "1")),
     "lint": ("clang-tidy, without the sources of tests", (build, "release"), (lint,)),
     "lint-tests": ("clang-tidy, with them; belongs to no size, since it takes long",
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "asan", "standalone", "arm", "faults", "soak", "bench", "lint")
+REST = ("thorough", "asan", "standalone", "arm", "faults", "soak", "bench", "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 
 def main():
-    table = "\n".join(f"  {name:<12}{steps[0]}" for name, steps in PARTS.items())
-    sizes = "\n".join(f"  {name:<12}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
+    table = "\n".join(f"  {name:<15}{steps[0]}" for name, steps in PARTS.items())
+    sizes = "\n".join(f"  {name:<15}{' '.join(parts)}" for name, parts in {"(none)": DEFAULT, **SIZES}.items())
     parser = argparse.ArgumentParser(prog="./test", description=__doc__, epilog=f"parts:\n{table}\n\nsizes:\n{sizes}",
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N",

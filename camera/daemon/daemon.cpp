@@ -2,7 +2,6 @@
 
 #include "log.h"
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 
@@ -29,19 +28,11 @@ int checkScenario(const std::string& path, const DaemonProgram& program) {
 int daemonMain(int argc, char** argv, const DaemonProgram& program) {
     const char* name = program.name;
     DaemonOptions options;
-    std::string checked;
-    CLI::App app("A daemon of the simulated camera.", name);
-    app.add_option("--check", checked, "Only read this scenario, and say what is wrong with it");
-    app.add_option("--scenario", options.scenarioFile, "Scenario file (JSON)");
-    app.add_option("--run-dir", options.runDir, "Folder of the daemons' sockets")->capture_default_str();
-    app.add_option("--storage", options.storage, "The camera's storage")->capture_default_str();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+    if (const std::optional<int> end = readOptions(argc, argv, name, options)) {
+        return *end;
     }
-    if (app.count("--check") > 0) {
-        return checkScenario(checked, program);
+    if (options.checked) {
+        return checkScenario(*options.checked, program);
     }
     openLog(name);
     try {

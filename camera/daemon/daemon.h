@@ -1,6 +1,7 @@
 // What the programs of the camera's daemons have in common: options, log, ending.
 #pragma once
 
+#include "daemonOptions.h"
 #include "eventLoop.h"
 #include "scenario.h"
 
@@ -8,14 +9,6 @@
 #include <string>
 
 namespace zvcamera {
-
-struct DaemonOptions {
-    std::string scenarioFile;            // --scenario FILE; empty: all defaults
-    std::string runDir = "/run/zarvo";   // --run-dir DIR
-    std::string storage = "/tmp/fuse_d"; // --storage DIR
-
-    std::string adminSocket(const std::string& daemon) const { return runDir + "/" + daemon + ".admin"; }
-};
 
 // What a daemon's program does.
 struct DaemonProgram {

@@ -2,6 +2,7 @@
 
 import json
 import os
+import select
 import socket
 
 
@@ -66,19 +67,30 @@ class Subscription:
     kept: what the answer to the subscribing operation holds, for example the records so far.
     """
 
-    def __init__(self, path, op, timeout=30.0):
+    def __init__(self, path, op, /, timeout=30.0, **fields):
         self._path = path
         self._input = b""
         try:
             self._connection = connect(path, timeout)
-            self._connection.sendall(json.dumps({"op": op}).encode() + b"\n")
+        except OSError as error:
+            raise Unreachable(f"{os.path.basename(path)}: {error}") from error
+        try:
+            self.kept = self._begin(op, fields)
+        except BaseException:
+            self.close()
+            raise
+        self._connection.setblocking(False)
+
+    def _begin(self, op, fields):
+        """What the answer holds; events may have come behind it already."""
+        try:
+            self._connection.sendall(json.dumps({"op": op, **fields}).encode() + b"\n")
             while b"\n" not in self._input:
                 self._receive()
         except OSError as error:
-            raise Unreachable(f"{os.path.basename(path)}: {error}") from error
-        self._connection.setblocking(False)
+            raise Unreachable(f"{os.path.basename(self._path)}: {error}") from error
         line, _, self._input = self._input.partition(b"\n")
-        self.kept = _result(path, line)
+        return _result(self._path, line)
 
     def __enter__(self):
         return self
@@ -98,13 +110,20 @@ class Subscription:
             raise Unreachable(f"{os.path.basename(self._path)}: the program has ended")
         self._input += more
 
+    def wait(self):
+        """Waits until events have arrived, or the program has ended. select() alone misses those that came at once."""
+        if b"\n" not in self._input:
+            select.select([self._connection], [], [])
+
     def events(self):
-        """The data of the events that have arrived; does not wait. Raises Unreachable when the program has ended."""
+        """The data of the events that have arrived; does not wait. Raises Unreachable when the program has ended and
+        all events have been returned."""
         try:
             self._receive()
         except BlockingIOError:
             pass
-        except OSError as error:
-            raise Unreachable(f"{os.path.basename(self._path)}: {error}") from error
+        except (OSError, Unreachable) as error:
+            if b"\n" not in self._input:
+                raise Unreachable(f"{os.path.basename(self._path)}: the program has ended") from error
         *lines, self._input = self._input.split(b"\n")
         return [event["data"] for event in map(json.loads, lines) if "event" in event]

@@ -165,6 +165,7 @@ class Camera:
                                    stage=self._folder.stage, network=self._network, fuse_d=self.storage,
                                    scenario=self._scenario, more=self._more)
         # bwrap reads its options from a file in memory, which keeps process lists readable.
+        sandbox.lift_limits()
         rules = wall.filter_program(tracing=self._tracing)
         options = os.memfd_create("options")
         os.write(options, b"".join(word.encode() + b"\0" for word in view))

@@ -56,11 +56,11 @@ class Link:
         self.missing += missing
         return results
 
-    def subscribe(self, program, op):
+    def subscribe(self, program, op, **fields):
         """A Subscription to what a program publishes under an operation."""
         path = self._socket(program)
         try:
-            return admin.Subscription(path, op)
+            return admin.Subscription(path, op, **fields)
         except Unreachable as error:
             raise Unreachable(self._why(program, error.__cause__)) from error
 

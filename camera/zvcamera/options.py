@@ -1,10 +1,9 @@
 """The command line of ./run: its options, and what of them can be found wrong before anything is built."""
 
 import argparse
-import json
 import os
 
-from . import sandbox
+from . import sandbox, scenario_file
 from .camera import SOURCE_DIR, CameraError, listen
 from .inside import guard
 from .version import version
@@ -12,7 +11,6 @@ from .version import version
 COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
 NAME = os.path.basename(COMMAND)
 _DEFAULT_SCENARIO = os.path.join(SOURCE_DIR, "camera", "scenarios", "default.json")
-_MOST_SCENARIO = 4 << 20
 
 
 def _port(text):
@@ -87,23 +85,12 @@ def parse(argv):
     return arguments
 
 
-def _check_scenario(path):
-    try:
-        with open(path, encoding="utf-8-sig") as text:
-            document = json.loads(text.read(_MOST_SCENARIO + 1))
-    except FileNotFoundError as error:
-        raise CameraError(f"{path} does not exist") from error
-    except OSError as error:
-        raise CameraError(f"{path} cannot be read: {error.strerror}") from error
-    except (ValueError, RecursionError) as error:
-        raise CameraError(f"{path} is no JSON document: {error}") from error
-    if not isinstance(document, dict):
-        raise CameraError(f"{path} is a JSON document, but no object")
-
-
-def check(arguments):
-    """Raises CameraError for what would be wrong after the build, too."""
-    _check_scenario(os.path.abspath(arguments.scenario))
+def check(arguments, build_dir):
+    """Raises CameraError for what would be wrong after the build, too. build_dir: the folder of the programs."""
+    scenario = os.path.abspath(arguments.scenario)
+    scenario_file.check_text(scenario)
+    if arguments.build_dir or scenario_file.is_built(build_dir):
+        scenario_file.check_meaning(scenario, build_dir)
     if not arguments.check:
         try:
             listen(arguments.port).close()

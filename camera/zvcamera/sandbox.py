@@ -8,10 +8,12 @@
 - The kernel refuses them what a camera never needs (wall.py).
 """
 
+import contextlib
 import functools
 import os
 import pathlib
 import pwd
+import resource
 import shutil
 import stat
 
@@ -53,6 +55,17 @@ def give(path):
     """Makes a file or folder that of the user as whom the camera's programs run."""
     if _changes_user():
         os.chown(path, user(), user(), follow_symlinks=False)
+
+
+def lift_limits():
+    """Lifts the limit of this process, and so of the cameras that it starts, on bytes in message queues.
+
+    The kernel counts them by user, and all cameras that root starts have the same one: they would take the room from
+    each other.
+    """
+    if _changes_user():
+        with contextlib.suppress(OSError, ValueError):
+            resource.setrlimit(resource.RLIMIT_MSGQUEUE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
 
 
 def command(words):

@@ -6,7 +6,7 @@ import subprocess
 import sys
 import time
 
-from . import check, machine, options, serving
+from . import check, machine, options, scenario_file, serving
 from .camera import SOURCE_DIR, Camera, CameraError
 from .options import NAME
 from .ready_file import ReadyFile
@@ -70,11 +70,12 @@ def _end(number, _frame):
 
 def _run(arguments):
     build_dir = arguments.build_dir or os.path.join(_build_root(), "release")
-    options.check(arguments)
+    options.check(arguments, build_dir)
     ready = ReadyFile(arguments.ready_file)
     machine.check()
     if not arguments.build_dir and not _build():
         return 1
+    scenario_file.check_meaning(os.path.abspath(arguments.scenario), build_dir)
     if arguments.check:
         return check.run(build_dir)
     # The standard output of --exec is the command's.

@@ -67,7 +67,8 @@ class FakePrograms:
         self._servers.append(server)
 
     def close(self):
-        for server in self._servers:
+        while self._servers:
+            server = self._servers.pop()
             server.shutdown()
             server.server_close()
 

@@ -109,11 +109,17 @@ def test_quiet_camera_says_no_more_than_where_it_is(open_path, build_dir):
 
 
 def test_quiet_camera_tells_why_it_does_not_start(open_path, build_dir):
-    scenario = open_path / "scenario.json"
-    scenario.write_text('{"identity": {"no_such_thing": 1}}')
-    done = run(open_path, build_dir, "--quiet", "--port", "0", "--scenario", scenario)
+    programs = open_path / "build"
+    programs.mkdir()
+    for name in os.listdir(build_dir):
+        if name != "zvNetD":
+            (programs / name).symlink_to(os.path.join(build_dir, name))
+    (programs / "zvNetD").write_text("#!/bin/sh\necho this is wrong; exit 1\n")
+    (programs / "zvNetD").chmod(0o755)
+    done = run(open_path, programs, "--quiet", "--port", "0")
     assert done.returncode == 1
-    assert "no_such_thing" in done.stdout + done.stderr
+    assert "zvNetD: this is wrong\n" in done.stdout
+    assert "run: the camera does not start: zvNetD ended with status 1 while starting\n" in done.stderr
 
 
 def test_check_has_a_camera_of_its_own(open_path, build_dir):

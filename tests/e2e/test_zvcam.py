@@ -280,6 +280,68 @@ def test_prints_and_follows_the_log(camera):
     assert process.returncode == 130
 
 
+def test_goes_on_to_another_scenario_and_back(camera, tmp_path):
+    assert re.fullmatch(r"done in \d+ ms\n", done(camera, "load", "whitelist50"))
+    assert len(radio(camera, "whitelist")["slots"]) == 50
+    assert done(camera, "scenario").startswith("whitelist50\n{")
+    wrong = tmp_path / "wrong.json"
+    wrong.write_text('{"ble": {"devices": [{"address": "112233445566", "rssi": 500}]}}')
+    problem = f"zvcam: {wrong}: ble.devices[0].rssi: must be a whole number from -127 to 20\n"
+    for words in (("load",), ("check",)):
+        assert ask(camera, *words, str(wrong)) == (2, "", problem)
+        assert ask(camera, *words, "wrong.json", cwd=tmp_path) == (2, "", problem.replace(f"{tmp_path}/", ""))
+    wrong.write_text('{"faults": [{"command": "/*", "fault": "late", "ms": -1}]}')
+    assert ask(camera, "check", str(wrong))[::2] == (
+        2, f"zvcam: {wrong}: faults[0].ms: must be a whole number from 0 to 600000\n")
+    done(camera, "ble", "whitelist", "clear")
+    done(camera, "fault", "add", "scan", "missing")
+    done(camera, "reset")
+    assert len(radio(camera, "whitelist")["slots"]) == 50
+    assert done(camera, "fault") == ""
+    assert done(camera, "check", "moving") == "moving: right\n"
+
+
+def test_tells_the_requests_and_their_messages(camera):
+    camera.get("/command/ble/configure")
+    camera.get("/nothing_here?a=b")
+    lines = done(camera, "requests").splitlines()
+    assert [line.split(maxsplit=6)[6] for line in lines[1:]] == [
+        "GET /control/command/ble/configure", "GET /control/nothing_here?a=b"]
+    first, second = (json.loads(line) for line in done(camera, "requests", "--json").splitlines())
+    assert (first["status"], second["status"], second["number"]) == (200, 400, first["number"] + 1)
+    told = done(camera, "requests", "--messages").splitlines()
+    assert [" config_get" in line for line in told] == [False, False, True, True, True, True, False]
+    trace = done(camera, "trace", "-b", "--request", str(first["number"]))
+    assert trace.count("\n") == 4 == trace.count(f"  request {first['number']}\n")
+    assert done(camera, "trace", "-b", "--request", str(second["number"])) == ""
+    assert done(camera, "requests", "-n", "1").splitlines()[1:] == lines[2:]
+    assert done(camera, "requests", "--clear") == done(camera, "requests") == ""
+
+
+def test_http_goes_wrong_on_demand(camera):
+    assert done(camera, "fault", "add", "/command/ble/configure", "status", "418", "--body", "x", "--count", "1"
+                ) == "added\n  http:1\n"
+    assert done(camera, "fault") == (
+        "http:1  /command/ble/configure  status  status=418  body=x  type=text/plain  skip 0, left 1, hits 0\n")
+    answer = camera.get("/command/ble/configure")
+    assert (answer.status, answer.body) == (418, b"x")
+    assert camera.get("/command/ble/configure").status == 200
+    assert " 418 " in done(camera, "requests") and "[http:1]" in done(camera, "requests")
+
+
+def test_bash_completes(build_dir):
+    script = '''
+eval "$(zvcam completion bash)"
+complete() { COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); COMPREPLY=(); _zvcam_completion zvcam; echo "${COMPREPLY[@]}"; }
+complete zvcam ble dev
+complete zvcam fault add scan m
+complete zvcam set re
+'''
+    shown = subprocess.run(["bash", "-c", script], capture_output=True, text=True, check=False, timeout=60,
+                           env={"PATH": f"{build_dir}:{os.environ['PATH']}"})
+    assert (shown.stdout, shown.stderr) == ("device\nmissing\nrecording\n", "")
+
+
 def test_is_started_from_any_folder_and_by_a_link(camera, tmp_path):
     link = tmp_path / "zvcam"
     link.symlink_to(os.path.join(camera.build_dir, "zvcam"))

@@ -115,10 +115,12 @@ def timed_kills(seconds, steps):
 
 
 def failing_allocations(count, preload):
+    """Each once, each and all later ones, and these where the first one has failed, too: it is the reserve by which
+    C++ tells the lack of memory."""
     for number in range(1, count + 1):
-        for ever in ("", "+"):
-            yield disturbed(rule=f"allocation {number}{ever}", call="malloc", loading=False,
-                            environment=preload(ZV_FAIL_ALLOCATION=f"{number}{ever}"))
+        for rule in (f"{number}", f"{number}+", *([f"1:{number}+"] if number > 1 else [])):
+            yield disturbed(rule=f"allocation {rule}", call="malloc", loading=False,
+                            environment=preload(ZV_FAIL_ALLOCATION=rule))
 
 
 # Judgement

@@ -1,6 +1,6 @@
 // Preloaded into the control program: lets one allocation fail, or all from one on, and counts them.
 //
-//   ZV_FAIL_ALLOCATION   N: the Nth fails; N+: it and all later ones
+//   ZV_FAIL_ALLOCATION   N: the Nth fails; N+: it and all later ones; N:M+: the Nth, and all from the Mth on
 //   ZV_ALLOCATIONS       file for their number, written when the program ends
 //
 // What the loader allocates before there is an environment is not counted.
@@ -12,19 +12,19 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// The C library's own, by the names that it exports for a library like this one.
 extern "C" {
-// The C library's own, under the names that it exports for a library like this one.
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t number, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
+void* ownMalloc(std::size_t size) asm("__libc_malloc");
+void* ownCalloc(std::size_t number, std::size_t size) asm("__libc_calloc");
+void* ownRealloc(void* memory, std::size_t size) asm("__libc_realloc");
+void* ownMemalign(std::size_t alignment, std::size_t size) asm("__libc_memalign");
 }
 
 namespace {
 
 unsigned long count = 0;
-unsigned long failing = 0;
-bool forGood = false;
+unsigned long failing = 0;     // this one; 0: none
+unsigned long failingFrom = 0; // these; 0: none
 bool ready = false;
 
 bool readEnvironment() {
@@ -33,8 +33,9 @@ bool readEnvironment() {
     }
     if (const char* const given = std::getenv("ZV_FAIL_ALLOCATION"); given != nullptr) {
         char* end = nullptr;
-        failing = std::strtoul(given, &end, 10);
-        forGood = *end == '+';
+        const unsigned long first = std::strtoul(given, &end, 10);
+        failing = first;
+        failingFrom = *end == '+' ? first : *end == ':' ? std::strtoul(end + 1, &end, 10) : 0;
     }
     return true;
 }
@@ -45,7 +46,7 @@ bool fails() {
         return false;
     }
     ++count;
-    const bool failed = failing != 0 && (count == failing || (forGood && count > failing));
+    const bool failed = count == failing || (failingFrom != 0 && count >= failingFrom);
     if (failed) {
         errno = ENOMEM;
     }
@@ -80,27 +81,27 @@ __attribute__((destructor)) void tell() {
 extern "C" {
 
 void* malloc(std::size_t size) {
-    return fails() ? nullptr : __libc_malloc(size);
+    return fails() ? nullptr : ownMalloc(size);
 }
 
 void* calloc(std::size_t number, std::size_t size) {
-    return fails() ? nullptr : __libc_calloc(number, size);
+    return fails() ? nullptr : ownCalloc(number, size);
 }
 
 void* realloc(void* memory, std::size_t size) {
-    return fails() ? nullptr : __libc_realloc(memory, size);
+    return fails() ? nullptr : ownRealloc(memory, size);
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
+    return fails() ? nullptr : ownMemalign(alignment, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
+    return fails() ? nullptr : ownMemalign(alignment, size);
 }
 
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-    void* const given = fails() ? nullptr : __libc_memalign(alignment, size);
+    void* const given = fails() ? nullptr : ownMemalign(alignment, size);
     if (given == nullptr) {
         return ENOMEM;
     }

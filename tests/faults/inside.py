@@ -64,10 +64,11 @@ def streams():
     return [pid for pid, name in children().items() if name == "zvStream"]
 
 
-def end_streams():
+def all_ended():
+    """Whether nothing runs any more. Ends streaming programs: a shell that has lost its request may still start one."""
     for pid in streams():
         os.kill(pid, signal.SIGKILL)
-    wait_until(lambda: not streams())
+    return not children()
 
 
 def start_stream():
@@ -164,8 +165,7 @@ class Requests:
 
     def _left(self):
         """What the request has left behind. Takes it away."""
-        end_streams()
-        wait_until(lambda: not children())
+        wait_until(all_ended)
         left = {"processes": list(children().values()), "queues": sorted(queues()),
                 "files": sorted(files() - self._files)}
         for pid in children():

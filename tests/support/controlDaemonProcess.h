@@ -40,7 +40,9 @@ public:
     }
     ~ControlDaemonProcess() {
         if (pid_ > 0) {
-            kill(pid_, SIGKILL);
+            // It ends like any daemon, also when a test has stopped it.
+            kill(pid_, SIGTERM);
+            kill(pid_, SIGCONT);
             waitpid(pid_, nullptr, 0);
         }
     }

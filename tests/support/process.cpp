@@ -46,6 +46,10 @@ pid_t startProgram(const std::string& name, const std::vector<std::string>& argu
     words.push_back(programPath(name));
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = environment;
+    // A program of a coverage build puts its counts beside this one's.
+    if (const char* const counts = std::getenv("LLVM_PROFILE_FILE"); counts != nullptr) {
+        variables.push_back(std::string("LLVM_PROFILE_FILE=") + counts);
+    }
     std::fflush(nullptr);
     pid_t process = -1;
     const int error =

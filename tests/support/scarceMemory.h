@@ -9,10 +9,11 @@ namespace zvtest {
 
 inline constexpr std::size_t unlimitedMemory = std::numeric_limits<std::size_t>::max();
 
-// The most bytes that one call of operator new gives.
-inline std::size_t memoryLimit = unlimitedMemory;
+// The most bytes that one call of operator new gives in this thread.
+inline thread_local std::size_t memoryLimit = unlimitedMemory;
 
-// While one lives, operator new throws std::bad_alloc for more than `most` bytes at a time.
+// While one lives, operator new throws std::bad_alloc in this thread for more than `most` bytes at a time. A peer or a
+// log in a thread of its own has all the memory that it needs.
 class ScarceMemory {
 public:
     explicit ScarceMemory(std::size_t most);

@@ -22,6 +22,22 @@ _CYCLE = 50_000  # requests after which all that can go wrong goes wrong again
 _LATE = ("late", {"ms": 20})
 _FAULTS = (_LATE, ("refused", {}), ("category", {}), ("no_response", {}), ("truncated", {}), ("short", {}),
            ("garbage", {}), ("extra", {}), ("list_id", {}), ("index", {}), ("too_many", {}))
+_ENDING = 2.0  # seconds for which requests are ended
+_END_SOME = r"""
+import os, signal, sys, time
+ended, end = 0, time.monotonic() + float(sys.argv[1])
+while time.monotonic() < end:
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            if open(f"/proc/{pid}/comm").read().startswith("zvControl-cgi-"):
+                os.kill(int(pid), signal.SIGTERM)
+                ended += 1
+                break
+        except OSError:
+            pass
+    time.sleep(0.02)
+print(ended)
+"""
 _STILL = 2.0  # seconds for which a daemon stands still: less than anybody's patience
 _HANG = {"zvControlD": 7.0, "zvBleD": 17.0}  # more than the gateway's patience with it
 
@@ -32,6 +48,7 @@ class Soak:
         self._say = say
         self._chance = random.Random(1)
         self._rounds = 0
+        self._ended = 0
         self.wrong = []
         self.asked = 0
 
@@ -91,6 +108,15 @@ class Soak:
         time.sleep(seconds)
         self._camera.program(name, "cont")
 
+    async def end_requests(self, count):
+        """Every now and then a request is ended, by SIGTERM."""
+        def end_some():
+            done = self._camera.run(["/usr/bin/python3", "-S", "-c", _END_SOME, str(_ENDING)])
+            self._ended = int(done.stdout)
+        await self.round("requests are ended", count, may_fail=True, meanwhile=lambda: self._in_thread(end_some))
+        if not self._ended:
+            self.wrong.append("no request was there to be ended")
+
     async def stand_still(self, count):
         """Each daemon stands still for a while; the answers come late, but are right."""
         await self.round("daemons stand still", count, meanwhile=lambda: self._one_by_one(self._hold))
@@ -105,6 +131,7 @@ class Soak:
         await self.round("calm", 2 * part)
         await self.faults(part)
         await self.restarts(part)
+        await self.end_requests(part)
         await self.stand_still(part)
         await self.round("more clients", max(part, _MORE), _MORE)
         await self.round("many clients", max(part, _MANY), _MANY, may_fail=True)  # more than there are reply queues
@@ -114,7 +141,7 @@ class Soak:
 
     async def all_of_it(self, requests):
         cycles = max(3, requests // _CYCLE)
-        part = max(100, requests // cycles // 8)
+        part = max(100, requests // cycles // 9)
         for name, seconds in _HANG.items():
             await self.hang(name, seconds)
         # The first cycle fills what has a bound: traces, and the memory that programs keep for the next time.

@@ -26,8 +26,8 @@ class ClosableLink(Link):
         self._sockets = []
         self._closed = False
 
-    def subscribe(self, program, op):
-        subscription = super().subscribe(program, op)
+    def subscribe(self, program, op, **fields):
+        subscription = super().subscribe(program, op, **fields)
         with self._lock:
             if self._closed:
                 subscription.close()

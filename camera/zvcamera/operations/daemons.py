@@ -1,7 +1,5 @@
 """The camera's programs, and what they say. By way of the supervisor."""
 
-import contextlib
-import select
 import time
 
 from ..admin import AdminError, InvalidRequest, Unreachable
@@ -68,25 +66,6 @@ def _chosen(records, lines, program):
     return kept if lines is None else kept[max(0, len(kept) - lines):]
 
 
-def _news(link):
-    """Yields first when no record can be missed any more, then whenever there are more.
-
-    It only tells so: the log itself has them in order, none twice.
-    """
-    try:
-        subscription = link.subscribe("supervisor", "log_follow")
-    except Unreachable:
-        raise
-    except AdminError:
-        while True:
-            yield time.sleep(0.2)
-    with subscription:
-        yield []
-        while True:
-            select.select([subscription], [], [])
-            yield subscription.events()
-
-
 @operation("log", "GET /log", "Print the log of the camera's programs", _SINCE, _LINES, _PROGRAM,
            text=lambda answer: "".join(map(_record_text, answer["records"])))
 def log(link, since, lines, program):
@@ -97,9 +76,8 @@ def log(link, since, lines, program):
 @operation("log follow", "GET /log/events", "Go on with the lines to come", _SINCE, _LINES, _PROGRAM,
            text=_record_text, follows=True, options=("--follow", "-f"))
 def follow_log(link, since, lines, program):
-    with contextlib.closing(_news(link)) as news:
+    with link.subscribe("supervisor", "log_follow", since=since) as subscription:
+        yield from _chosen(subscription.kept["records"], lines, program)
         while True:
-            next(news)
-            answer = link.call("supervisor", "log", since=since)
-            yield from _chosen(answer["records"], lines, program)
-            since, lines = answer["next"], None
+            subscription.wait()
+            yield from _chosen(subscription.events(), None, program)

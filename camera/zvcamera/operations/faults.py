@@ -1,6 +1,6 @@
 """Replies and answers that go wrong on demand: rules of zvBleD (ble:N), of zvNetD (net:N) and of HTTP (http:N)."""
 
-from ..admin import AdminError, InvalidRequest
+from ..admin import InvalidRequest
 from ..messages import protocol
 from ..messages.quote import printable
 from . import fault_kinds
@@ -58,16 +58,6 @@ def add(link, command, fault, value, count, skip, **more):
     return {"added": [_names(program, result["id"]) for program, result in added.items()]}
 
 
-def _of_all(link, op):
-    """An operation of all that keep rules; a supervisor without rules for HTTP does not know it."""
-    try:
-        return link.call_each(_KEEPERS.values(), op)
-    except AdminError as error:
-        if "unknown op" not in str(error):
-            raise
-        return link.call_each(("zvBleD", "zvNetD"), op)
-
-
 def _text(rules):
     lines = []
     for rule in rules:
@@ -78,7 +68,7 @@ def _text(rules):
 
 @operation("fault list", "GET /faults", "List the rules, and how often each has hit", text=_text, alone=True)
 def rules(link):
-    kept = _of_all(link, "fault_list")
+    kept = link.call_each(_KEEPERS.values(), "fault_list")
     return [{**rule, "id": _names(program, rule["id"])} for program, own in kept.items() for rule in own]
 
 
@@ -94,4 +84,4 @@ def remove(link, id):  # noqa: A002 - the parameter's name is that of the interf
 
 @operation("fault clear", "DELETE /faults", "Remove all rules")
 def clear(link):
-    _of_all(link, "fault_clear")
+    link.call_each(_KEEPERS.values(), "fault_clear")

@@ -1,6 +1,5 @@
 """The HTTP requests that the camera has got, as the supervisor has kept them."""
 
-import select
 import time
 
 from ..messages import record
@@ -39,9 +38,12 @@ def _with_messages(link, requests):
 
 @operation("requests", "GET /requests", "Show the HTTP requests that the camera has got",
            Parameter("since", "number", "from the one with this number on", 0, "--since", low=0),
+           Parameter("lines", "number", "the last ones alone of those that are kept", None, "--lines", "-n", low=0),
            Parameter("messages", "flag", "each with its messages on the queues", False, "--messages"), text=_all_text)
-def show(link, since, messages):
+def show(link, since, lines, messages):
     answer = link.call(_SUPERVISOR, "requests", since=since)
+    if lines is not None:
+        answer["requests"] = answer["requests"][max(0, len(answer["requests"]) - lines):]
     return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
 
 
@@ -50,8 +52,8 @@ def show(link, since, messages):
 def follow(link):
     with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
         while True:
-            yield from subscription.events()  # the first may have come with the answer
-            select.select([subscription], [], [])
+            subscription.wait()
+            yield from subscription.events()
 
 
 @operation("requests clear", "DELETE /requests", "Forget the requests so far instead", options=("--clear",))

@@ -41,13 +41,25 @@ def table(rows):
 def _list_text(cameras):
     if not cameras:
         return "no camera runs\n"
-    shown = [(str(each["port"]), printable(each["scenario"] or "-"), _clock(each["since"]), str(each["pid"] or "-"),
+    shown = [(str(each["port"]), _scenario_text(each["scenario"]), _clock(each["since"]), str(each["pid"] or "-"),
               each["address"]) for each in cameras]
     return table([("PORT", "SCENARIO", "SINCE", "PID", "ADDRESS"), *shown])
 
 
+def _scenario_text(name):
+    """What comes with the camera goes by its name."""
+    folder, file = os.path.split(name or "-")
+    return file.removesuffix(".json") if folder == values.SCENARIOS else printable(name or "-")
+
+
 def _clock(seconds):
     return "-" if seconds is None else time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(seconds))
+
+
+def _program(name):
+    """A daemon's program, or where it is for another processor, the script that starts it in the emulator."""
+    script = os.path.join(PROGRAMS, "runnable", name)
+    return script if os.path.exists(script) else os.path.join(PROGRAMS, name)
 
 
 def _check(_link, file):
@@ -57,10 +69,10 @@ def _check(_link, file):
 
     for daemon in _DAEMONS:
         try:
-            done = subprocess.run([os.path.join(PROGRAMS, daemon), "--check", path], capture_output=True, text=True,
+            done = subprocess.run([_program(daemon), "--check", path], capture_output=True, text=True,
                                   errors="replace", check=False)
         except OSError as error:
-            raise AdminError(f"{os.path.join(PROGRAMS, daemon)}: {error.strerror}") from error
+            raise AdminError(f"{_program(daemon)}: {error.strerror}") from error
         if done.returncode != 0:
             lines = (done.stderr or done.stdout).strip().splitlines() or [f"{daemon} refuses it"]
             told = lines[-1].removeprefix(f"{daemon}: ").removeprefix(f"{path}: ")

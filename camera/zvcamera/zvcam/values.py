@@ -5,6 +5,7 @@ import os
 import re
 
 from ..admin import InvalidRequest
+from ..operations.operation import nearest
 
 _NUMBER = re.compile(r"[+-]?[0-9]{1,18}")
 _FRACTION = re.compile(r"[+-]?(?:[0-9]{1,9}(?:\.[0-9]{0,18})?|\.[0-9]{1,18})")
@@ -74,6 +75,9 @@ def read_document(word):
         if len(data) > _LARGEST:
             raise InvalidRequest(f"{word}: larger than a scenario may be")
         return json.loads(data.decode("utf-8-sig"))
+    except FileNotFoundError as error:
+        near = "" if os.sep in word or "." in word else f", and no scenario of this name{nearest(word, scenarios())}"
+        raise InvalidRequest(f"{word}: {error.strerror}{near}") from error
     except OSError as error:
         raise InvalidRequest(f"{word}: {error.strerror}") from error
     except json.JSONDecodeError as error:

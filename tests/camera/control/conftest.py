@@ -69,7 +69,7 @@ class Served:
         self._loop = asyncio.new_event_loop()
         self._ended = asyncio.Event()
         self._thread = threading.Thread(target=self._loop.run_until_complete, args=(
-            server.serve(str(folder), self._listener, names, self._ended),))
+            server.serve(str(folder), self._listener, names, self._ended),), daemon=True)
         self._thread.start()
 
     def connection(self):

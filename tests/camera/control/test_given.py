@@ -25,7 +25,8 @@ def test_values_of_a_query_are_of_the_parameters_kind(calls, query, values):
     assert of("kinds", query=query) == values
 
 
-@pytest.mark.parametrize("query", ["count=1&count=2", "text=%ff", "&".join(f"a{number}=" for number in range(101))])
+@pytest.mark.parametrize("query", ["count=1&count=2", "text=%ff", "&".join(f"a{number}=" for number in range(101))],
+                         ids=["twice", "no text", "many"])
 def test_queries_that_are_wrong(calls, query):
     with pytest.raises(InvalidRequest):
         of("kinds", query=query)
@@ -38,7 +39,7 @@ def test_a_body_is_an_object(calls):
 
 @pytest.mark.parametrize("body", [b"[]", b"1", b"null", b"{", b'{"a": NaN}', b'{"a": -Infinity}', b'{"a": "\xff"}',
                                   b'{"a": "\\ud800"}', b"[" * 100_000, b'{"a": ' + b"9" * 5000 + b"}", b"\0",
-                                  '{"a": 1}'.encode("utf-16")])
+                                  '{"a": 1}'.encode("utf-16")], ids=lambda body: body[:8].hex())
 def test_bodies_that_are_wrong(calls, body):
     with pytest.raises(InvalidRequest) as error:
         of("kinds_set", body=body)

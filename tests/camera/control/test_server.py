@@ -117,7 +117,7 @@ def test_the_listing_tells_all_operations(calls, served):
 def test_slow_operations_hold_nobody_up(calls, served):
     go_on = threading.Event()
     calls.result = lambda: go_on.wait(20)
-    slow = [threading.Thread(target=served.ask, args=("GET", "/simulator/kinds")) for _ in range(8)]
+    slow = [threading.Thread(target=served.ask, args=("GET", "/simulator/kinds"), daemon=True) for _ in range(8)]
     for each in slow:
         each.start()
     while len(calls.made) < 8:
@@ -134,7 +134,7 @@ def test_requests_at_once_are_bounded(calls, served, monkeypatch):
     monkeypatch.setattr(server, "MOST_AT_ONCE", 1)
     go_on = threading.Event()
     calls.result = lambda: go_on.wait(20)
-    slow = threading.Thread(target=served.ask, args=("GET", "/simulator/kinds"))
+    slow = threading.Thread(target=served.ask, args=("GET", "/simulator/kinds"), daemon=True)
     slow.start()
     while not calls.made:
         time.sleep(0.01)

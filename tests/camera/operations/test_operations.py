@@ -1,7 +1,10 @@
 """What each operation asks of which program: its requests, with fake programs."""
 
+import itertools
+import os
+
 import pytest
-from zvcamera.admin import AdminError, InvalidRequest
+from zvcamera.admin import AdminError, InvalidRequest, Unreachable
 
 ADDRESS = "112233445566"
 RADIO = {"devices": [{"address": ADDRESS}], "scan": {"running": False}, "pairing": {"status": 0},
@@ -141,6 +144,19 @@ def test_queues_are_counted(programs, link):
     programs.serve("zvNetD", queue={"answered": 1}, backlog=5)
     programs.serve("zvBleD", queue={"answered": 2})
     assert link.queue() == {"zvNetD": {"answered": 1, "backlog": 5}, "zvBleD": {"answered": 2}}
+
+
+def test_the_log_is_followed(programs, link):
+    kept, later = [{"source": name, "text": "1"} for name in "ab"], [{"source": name, "text": "2"} for name in "ab"]
+    programs.serve("supervisor", log_follow=lambda since: {"records": kept[since:], "next": 2}, events=later)
+    for given, texts in (({}, ["a1", "b1", "a2"]), ({"since": 1}, ["b1", "a2"]), ({"program": "b"}, ["b1", "b2"]),
+                         ({"lines": 1}, ["b1", "a2", "b2"]), ({"lines": 0, "program": "a"}, ["a2"])):
+        followed = link.log_follow(**given)
+        assert [each["source"] + each["text"] for each in itertools.islice(followed, len(texts))] == texts
+    with pytest.raises(Unreachable, match="^supervisor does not run"):
+        programs.close()
+        os.remove(os.path.join(programs.run_dir, "supervisor.admin"))
+        next(link.log_follow())
 
 
 def test_the_log_is_chosen_from(programs, link):

@@ -35,6 +35,12 @@ def test_each_with_its_messages(programs, link):
     assert [[each["micros"] for each in one["messages"]] for one in found] == [[1_000_000], [5_000_000, 5_000_001]]
 
 
+def test_the_last_of_them(programs, link):
+    programs.serve("supervisor", requests={"requests": [request(1), request(2), request(3)], "next": 4})
+    assert [[each["number"] for each in link.requests(lines=lines)["requests"]] for lines in (0, 2, 9)] == [
+        [], [2, 3], [1, 2, 3]]
+
+
 def test_those_to_come(programs, link):
     programs.serve("supervisor", requests_follow={"requests": [], "next": 1}, events=[request(1), request(2)])
     assert [each["number"] for each in itertools.islice(link.requests_follow(), 2)] == [1, 2]

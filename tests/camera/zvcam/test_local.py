@@ -30,6 +30,13 @@ def test_lists_the_cameras_that_run(zvcam, programs):
          "scenario": "moving", "since": 1795230000.0}]
 
 
+def test_a_scenario_that_comes_with_the_camera_is_listed_by_its_name():
+    listed = {"port": 1, "since": None, "pid": None, "address": "a"}
+    paths = (os.path.join(local.values.SCENARIOS, "moving.json"), "/else/where\n.json", None)
+    lines = local._list_text([{**listed, "scenario": path} for path in paths]).splitlines()
+    assert [line.split()[1] for line in lines[1:]] == ["moving", "/else/where\\n.json", "-"]
+
+
 def test_a_camera_that_tells_no_scenario_is_listed(zvcam, programs):
     programs.serve("supervisor")
     os.makedirs(os.path.join(find.base(), "8080"), mode=0o700)
@@ -71,6 +78,8 @@ def test_checks_a_scenario_by_the_daemons_own_eyes(zvcam, daemons, monkeypatch):
     assert zvcam("check", "wrong.json") == (
         2, "", "zvcam: wrong.json: ble.devices[2].rssi: must be a whole number from -127 to 20\n")
     assert zvcam("check", "missing.json") == (2, "", "zvcam: missing.json: No such file or directory\n")
+    assert zvcam("check", "mving") == (
+        2, "", "zvcam: mving: No such file or directory, and no scenario of this name: did you mean moving?\n")
     assert zvcam("check", "empty") == (0, "empty: right\n", "")
     os.remove(daemons / "zvBleD")
     assert zvcam("check", "good.json") == (1, "", f"zvcam: {daemons}/zvBleD: No such file or directory\n")

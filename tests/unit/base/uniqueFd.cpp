@@ -70,3 +70,12 @@ TEST(UniqueFd, MovesToOneOwner) {
     EXPECT_EQ(second, owner.get());
     EXPECT_TRUE(isOpen(second));
 }
+
+TEST(UniqueFd, KeepsWhatIsMovedToItself) {
+    const int fd = openOne();
+    zv::UniqueFd owner(fd);
+    zv::UniqueFd& same = owner;
+    owner = std::move(same);
+    EXPECT_EQ(fd, owner.get());
+    EXPECT_TRUE(isOpen(fd));
+}

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <string>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 
@@ -104,6 +106,53 @@ TEST(WriteAll, WaitsForAFullNonBlockingPipe) {
     reader.join();
     EXPECT_EQ(received.size(), text.size());
     EXPECT_GT(wrappedWrite().sizes.size(), 1U);
+}
+
+// Interrupted again and again, until somebody reads.
+TEST(WriteAll, WaitsOnWhenASignalInterruptsTheWaiting) {
+    Pipe pipe;
+    ASSERT_EQ(0, fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK));
+    static volatile std::sig_atomic_t signals = 0;
+    struct sigaction counting {};
+    counting.sa_handler = [](int) { signals = signals + 1; };
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    std::string received;
+    std::thread reader([&] {
+        while (signals < 3) {
+            std::this_thread::yield();
+        }
+        received = pipe.drain();
+    });
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+    sigaction(SIGALRM, &counting, nullptr);
+    const itimerval often{{0, 2000}, {0, 2000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const std::string text(1 << 20, 'x');
+    const bool written = zv::writeAll(pipe.ends[1], text);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_TRUE(written);
+    pipe.closeWriter();
+    reader.join();
+    EXPECT_EQ(1048576U, received.size());
+}
+
+TEST(WriteAll, StopsWhenItCannotWaitForRoom) {
+    Pipe pipe;
+    wrappedWrite().script = {{4, 0}, {0, EAGAIN}};
+    rlimit before{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const rlimit none{0, before.rlim_max}; // poll refuses to look at any descriptor
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+    const bool written = zv::writeAll(pipe.ends[1], "0123456789");
+    const int error = errno;
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_FALSE(written);
+    EXPECT_EQ(EINVAL, error);
+    EXPECT_THAT(wrappedWrite().sizes, ElementsAre(10, 6));
 }
 
 } // namespace

@@ -36,6 +36,17 @@ TEST(BleElements, LengthOfATextIsTakenModulo65536) {
     }
 }
 
+TEST(BleElements, KeepNoCopyOfATextButPointToIt) {
+    const char text[] = "text";
+    for (MsgElement* const element : {&commandTagElement, &commandDataElement, &replyQueueElement, &destinationElement,
+                                      &networkDestinationElement}) {
+        setText(*element, text);
+        EXPECT_EQ(static_cast<const void*>(text), element->getData());
+        EXPECT_EQ(4, element->getLength());
+        element->setData(nullptr, 0);
+    }
+}
+
 TEST_F(ElementsOpen, OpeningFillsQueuesAndDestinations) {
     EXPECT_EQ(QueuePeer::replyQueueName(), textOf(replyQueueElement));
     EXPECT_EQ("/to_ble", textOf(destinationElement));

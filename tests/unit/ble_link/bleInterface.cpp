@@ -194,7 +194,7 @@ TEST_F(BleInterface, QueuesOfProcessesThatAreGoneMakeRoomForTheReplyQueue) {
         EXPECT_TRUE(queueExists(replyQueue_));
         EXPECT_THAT(logged(), ElementsAre(warning("Removed reply queues of processes that are gone: 1")));
         EXPECT_THAT(faults::unlinks, ElementsAre(replyQueue_, orphan));
-        EXPECT_EQ(0, ble_interface_close());
+        EXPECT_EQ(0, watchedClose());
     }
 }
 
@@ -205,7 +205,7 @@ TEST_F(BleInterface, ReplyQueueIsTriedOnceMoreAlsoWhenAnotherRequestHasMadeTheRo
     faults::unopenableError = EMFILE;
     EXPECT_EQ(0, watchedOpen());
     EXPECT_THAT(logged(), IsEmpty());
-    EXPECT_EQ(0, ble_interface_close());
+    EXPECT_EQ(0, watchedClose());
 }
 
 TEST_F(BleInterface, ReplyQueueForWhichThereIsStillNoRoomFails) {
@@ -225,7 +225,7 @@ TEST_F(BleInterface, ReplyQueueThatIsRefusedForAnotherReasonLeavesOtherQueuesAlo
     faults::unopenableQueue = replyQueue_;
     EXPECT_EQ(-1, watchedOpen());
     EXPECT_EQ(1U, faults::opens.size());
-    EXPECT_TRUE(queueExists("/to_ZVCC2147483647"));
+    EXPECT_EQ(0, mq_unlink("/to_ZVCC2147483647"));
     faults::freeUnfreed();
 }
 

@@ -1,5 +1,6 @@
 #include "bleLink.h"
 
+#include "bleQueue.h"
 #include "bleTest.h"
 
 #include <atomic>
@@ -18,6 +19,7 @@ namespace {
 std::vector<int> polls;     // the time limits that were given
 bool pollFindsRoom = false; // whether there is any or not
 itimerval timerWhilePolling = {};
+timespec lastDeadline = {};
 
 class ClosedLink : public testing::Test {
 protected:
@@ -55,6 +57,16 @@ class OpenLink : public BleTest {};
 } // namespace
 
 extern "C" int __real_poll(pollfd* waiting, nfds_t count, int timeout);
+// Where the time of a 32-bit processor is given 64 bits, the call has another name.
+#ifdef __USE_TIME_BITS64
+#define REAL_MQ_TIMEDRECEIVE __real___mq_timedreceive_time64
+#define WRAP_MQ_TIMEDRECEIVE __wrap___mq_timedreceive_time64
+#else
+#define REAL_MQ_TIMEDRECEIVE __real_mq_timedreceive
+#define WRAP_MQ_TIMEDRECEIVE __wrap_mq_timedreceive
+#endif
+extern "C" ssize_t REAL_MQ_TIMEDRECEIVE(mqd_t queue, char* buffer, std::size_t size, unsigned* priority,
+                                        const timespec* end);
 
 // Fifteen times as fast.
 extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
@@ -64,6 +76,13 @@ extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
     polls.push_back(timeout);
     getitimer(ITIMER_REAL, &timerWhilePolling);
     return pollFindsRoom ? 1 : __real_poll(waiting, count, timeout / 15);
+}
+
+// Keeps the time limit.
+extern "C" ssize_t WRAP_MQ_TIMEDRECEIVE(mqd_t queue, char* buffer, std::size_t size, unsigned* priority,
+                                        const timespec* end) {
+    lastDeadline = *end;
+    return REAL_MQ_TIMEDRECEIVE(queue, buffer, size, priority, end);
 }
 
 TEST_F(ClosedLink, SendingOnAClosedLink) {
@@ -216,4 +235,72 @@ TEST_F(OpenLink, RoomBelowTheQueuesMessageSize) {
     EXPECT_EQ(-1, ble_receive(ble_msg_buffer, &length));
     EXPECT_EQ(0, length);
     EXPECT_THAT(logged(), ElementsAre("Failed error:Message too long, timeout\n"));
+}
+
+// As the link stands while it is being opened.
+TEST_F(ClosedLink, QueuesThatAreNotOpenAreLikeAClosedLink) {
+    BleQueue queue{queueNotOpen, {}, nullptr};
+    requestQueue = &queue;
+    replyQueue = &queue;
+    const std::uint8_t byte = 0;
+    std::uint16_t length = 1500;
+    EXPECT_EQ(-1, ble_send(&byte, 1));
+    EXPECT_EQ(-3, ble_receive(ble_msg_buffer, &length));
+    requestQueue = nullptr;
+    replyQueue = nullptr;
+    EXPECT_EQ(1500, length);
+    EXPECT_THAT(logged(), ElementsAre("Failed, IF not open", "Failed, IF not open"));
+}
+
+TEST_F(ClosedLink, RequestQueueAloneIsAnOpenLink) {
+    BleQueue queue{queueNotOpen, {}, nullptr};
+    requestQueue = &queue;
+    EXPECT_EQ(-1, ble_interface_open());
+    EXPECT_EQ(&queue, requestQueue);
+    EXPECT_EQ(nullptr, replyQueue);
+    requestQueue = nullptr;
+    EXPECT_THAT(logged(), ElementsAre("Interface already open"));
+}
+
+// The limit is a moment of the clock, to the microsecond.
+TEST_F(OpenLink, AReplyIsWaitedForUntil15SecondsAfterTheCallToTheMicrosecond) {
+    hurry();
+    timeval before{};
+    gettimeofday(&before, nullptr);
+    std::uint16_t length = 1500;
+    EXPECT_EQ(-1, ble_receive(ble_msg_buffer, &length));
+    timeval after{};
+    gettimeofday(&after, nullptr);
+    const auto micros = [](long seconds, long parts) { return seconds * 1000000 + parts; };
+    const long given = micros(lastDeadline.tv_sec, lastDeadline.tv_nsec / 1000);
+    EXPECT_LE(micros(before.tv_sec + 15, before.tv_usec), given);
+    EXPECT_GE(micros(after.tv_sec + 15, after.tv_usec), given);
+    EXPECT_EQ(0, lastDeadline.tv_nsec % 1000);
+}
+
+// A program that was started without standard input has the queues there.
+TEST_F(ClosedLink, Descriptor0IsAnOpenQueue) {
+    QueuePeer peer;
+    peer.reply({1, 2, 3});
+    peer.reply({4, 5});
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    ASSERT_EQ(0, ble_interface_open());
+    EXPECT_EQ(0, replyQueue->descriptor);
+    std::uint16_t length = 1500;
+    EXPECT_EQ(0, ble_send_receive(&byte_, 1, &length));
+    EXPECT_EQ(3, length);
+
+    const int moved = dup(replyQueue->descriptor);
+    dup2(requestQueue->descriptor, STDIN_FILENO);
+    close(requestQueue->descriptor);
+    replyQueue->descriptor = moved;
+    requestQueue->descriptor = STDIN_FILENO;
+    length = 1500;
+    EXPECT_EQ(0, ble_send_receive(&byte_, 1, &length));
+    EXPECT_EQ(2, length);
+    EXPECT_EQ(0, ble_interface_close());
+    dup2(input, STDIN_FILENO);
+    close(input);
+    EXPECT_THAT(logged(), IsEmpty());
 }

@@ -23,6 +23,10 @@ using zvtest::wrappedWrite;
 
 constexpr const char* path = "/tmp/analytics.bin";
 
+// Whether the next calls of fdopen and ftello fail.
+bool streamFails = false;
+bool placeFails = false;
+
 std::string pattern(std::size_t size) {
     std::string bytes(size, '\0');
     for (std::size_t index = 0; index < size; ++index) {
@@ -92,6 +96,60 @@ struct Streams {
         return all;
     }
 };
+
+} // namespace
+
+// With file offsets of 64 bits, the second one bears the other name.
+extern "C" {
+std::FILE* __real_fdopen(int descriptor, const char* mode);
+off_t __real_ftello64(std::FILE* file);
+
+std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
+    return streamFails ? nullptr : __real_fdopen(descriptor, mode);
+}
+
+off_t __wrap_ftello64(std::FILE* file) {
+    return placeFails ? -1 : __real_ftello64(file);
+}
+}
+
+namespace {
+
+TEST(AnalyticsOpen, WithoutAStreamTheDescriptorIsClosedAgain) {
+    writeFile("abc");
+    const int before = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(before);
+    streamFails = true;
+    EXPECT_EQ(nullptr, openAnalytics(path));
+    streamFails = false;
+    const int after = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(after);
+    EXPECT_EQ(after, before); // the lowest one that is free
+}
+
+TEST(AnalyticsSeek, WithoutAPlaceThereIsNoSize) {
+    writeFile("abc");
+    std::FILE* const file = openAnalytics(path);
+    ASSERT_NE(nullptr, file);
+    std::int32_t size = 77;
+    placeFails = true;
+    EXPECT_EQ(-1, seekAnalyticsEnd(file, size));
+    placeFails = false;
+    EXPECT_EQ(77, size);
+    EXPECT_EQ(0, seekAnalyticsEnd(file, size));
+    EXPECT_EQ(3, size);
+    std::fclose(file);
+}
+
+TEST(AnalyticsSeek, AStreamWithoutADescriptorIsNoDirectory) {
+    char bytes[] = "abcd";
+    std::FILE* const file = fmemopen(bytes, 4, "rb");
+    ASSERT_NE(nullptr, file);
+    std::int32_t size = 77;
+    EXPECT_EQ(0, seekAnalyticsEnd(file, size));
+    EXPECT_EQ(4, size);
+    std::fclose(file);
+}
 
 TEST(AnalyticsCopy, CopiesInBlocksOfAtMost1024BytesAndReturns0) {
     Streams streams;

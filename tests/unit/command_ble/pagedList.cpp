@@ -2,6 +2,10 @@
 
 #include "listDaemon.h"
 
+#include <chrono>
+#include <ctime>
+#include <thread>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -330,6 +334,24 @@ TEST_F(PagedList, SlowDaemonIsGivenUpAfter60Seconds) {
     EXPECT_EQ(6U, sent().size());
     EXPECT_EQ(6U, collector_.first.size());
     EXPECT_THAT(logged(), ElementsAre("Failed to get the whole list within 60 seconds"));
+}
+
+// 59 seconds and a part of one, in which the clock's seconds go on by 60.
+TEST_F(PagedList, PartsOfASecondCount) {
+    timespec time{};
+    do {
+        clock_gettime(CLOCK_MONOTONIC, &time);
+    } while (time.tv_nsec < 900000000 || time.tv_nsec > 980000000);
+    peer_.replyWith([daemon = ListDaemon{9, 1, whitelistOf(2)}](const Bytes& request) {
+        if (dataOf(request)[1] == 0) {
+            faults::monotonicOffset += 59;
+            std::this_thread::sleep_for(std::chrono::milliseconds(120));
+        }
+        return daemon(request);
+    });
+    EXPECT_EQ(0, acquire());
+    EXPECT_EQ(2U, sent().size());
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(PagedList, ListThatIsCompleteAfter60SecondsIsDelivered) {

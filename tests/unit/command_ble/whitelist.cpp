@@ -1,5 +1,6 @@
 #include "command_ble.h"
 #include "listDaemon.h"
+#include "scarceMemory.h"
 
 #include <algorithm>
 
@@ -345,4 +346,28 @@ TEST_F(WhitelistDevice, NeedsRoomAndToleratesNoBuffer) {
     EXPECT_EQ("untouched", response());
     EXPECT_THAT(logged(), ElementsAre("Not enough room in buffer for response\n"));
     EXPECT_EQ(0, callWithoutBuffer(ble_whitelist_device, "address=1"));
+}
+
+TEST_F(WhitelistList, WithoutMemoryForItsDocument) {
+    peer_.replyWith(ListDaemon{1, 255, whitelistOf(30)});
+    int result = 0;
+    {
+        const zvtest::ScarceMemory scarce(1000);
+        result = call(ble_whitelist_list, "");
+    }
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("No memory for the list"));
+}
+
+TEST_F(WhitelistDevice, WithoutMemoryForItsDocument) {
+    peer_.replyWith(ListDaemon{1, 255, whitelistOf(1)});
+    int result = 0;
+    {
+        const zvtest::ScarceMemory scarce(40);
+        result = call(ble_whitelist_device, "address=000000000000");
+    }
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ("untouched", response());
+    EXPECT_THAT(logged(), ElementsAre("No memory for the list"));
 }

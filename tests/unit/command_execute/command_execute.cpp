@@ -175,4 +175,12 @@ TEST(CommandExecute, AQueryOf100KilobytesIsAnswered) {
               answer("p1=" + name + "&c1=start&a1=" + name));
 }
 
+// What has been carried out stays done: here, nothing.
+TEST(CommandExecute, WithoutMemoryForAllOfALaterFailureNoHalfOfItIsPrinted) {
+    const Answered answered = answerWithin(600, "p1=" + std::string(500, 'x') + "&c1=start");
+    EXPECT_EQ(-2, answered.result);
+    EXPECT_EQ("", answered.output);
+    EXPECT_THAT(wrappedSystem().commands, IsEmpty());
+}
+
 } // namespace

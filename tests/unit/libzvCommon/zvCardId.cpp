@@ -223,7 +223,9 @@ TEST(GetCardIDStr, FailedWriteKeepsTheNewIdentifierInTheBuffer) {
     const Ended ended = inChild([&] {
         dup2(err[1], STDERR_FILENO);
         std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit nothing{0, 0};
+        rlimit nothing{};
+        getrlimit(RLIMIT_FSIZE, &nothing);
+        nothing.rlim_cur = 0;
         setrlimit(RLIMIT_FSIZE, &nothing);
         drawn = {5};
         char out[32];

@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -18,6 +19,8 @@ using zvtest::SyslogCapture;
 // This thread's formatting calls and heap allocations; the thread that captures the log makes its own.
 static thread_local int formattings = 0;
 static thread_local int allocations = 0;
+// The format that cannot be formatted; null for none.
+static thread_local const char* failing = nullptr;
 
 // The library's formatting calls, under every name that a compiler may give them.
 extern "C" {
@@ -29,6 +32,9 @@ int __real_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args
 
 int __wrap_vsnprintf(char* text, std::size_t size, const char* fmt, va_list args) {
     ++formattings;
+    if (failing != nullptr && std::strcmp(fmt, failing) == 0) {
+        return -1;
+    }
     return __real_vsnprintf(text, size, fmt, args);
 }
 
@@ -231,6 +237,14 @@ TEST(ZvLog, MessageThatCannotBeFormattedShortensTheLine) {
     SyslogCapture log;
     zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "%ls", L"\x20AC"); // no such character in this locale
     EXPECT_EQ("UTIL_LOG_ERROR:", one(log));
+}
+
+TEST(ZvLog, SuffixThatCannotBeFormattedIsASingleBlank) {
+    SyslogCapture log;
+    failing = " @%s:%d";
+    zvUtilKlogMsgLevel(UTIL_LOG_ERROR, 12, "f", "x");
+    failing = nullptr;
+    EXPECT_EQ("UTIL_LOG_ERROR:x ", one(log));
 }
 
 TEST(ZvLog, KeepsTheFacilityOfTheProcess) {

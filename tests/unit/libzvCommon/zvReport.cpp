@@ -1,6 +1,7 @@
 // The assertion report, issued by a check that fails.
 #include "reports.h"
 #include "wrappedWrite.h"
+#include "zvMbox.h"
 #include "zvTlv.h"
 
 #include <cerrno>
@@ -10,6 +11,8 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
+#include <sys/mman.h>
 #include <syslog.h>
 
 using namespace zvtest;
@@ -31,6 +34,20 @@ void fail() {
 bool watched = false;
 std::FILE* opened = nullptr;
 
+// Whether there are no pages for a long report.
+bool withoutPages = false;
+// The pages that reports have got and not given back, and their sizes.
+std::map<void*, std::size_t> pages;
+
+// A report that is longer than the stack's room for it, and its text.
+const std::string longName = "/" + std::string(3000, 'x');
+const std::string longBody = "[   zvMbox_txopen:  76] mbox=" + longName + " errno=File name too long\n";
+
+void reportLong() {
+    zvMbox_attr mailbox;
+    EXPECT_EQ(-1, zvMbox_txopen(longName.c_str(), &mailbox));
+}
+
 } // namespace
 
 // Replace the C library's calls: the linker wraps them. With file offsets of 64 bits, the first one bears the other
@@ -40,6 +57,25 @@ std::FILE* __real_fopen64(const char* path, const char* mode);
 std::FILE* __wrap_fopen64(const char* path, const char* mode);
 int __real_fclose(std::FILE* file);
 int __wrap_fclose(std::FILE* file);
+void* __real_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset);
+void* __wrap_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset);
+int __real_munmap(void* address, std::size_t size);
+int __wrap_munmap(void* address, std::size_t size);
+}
+
+int __wrap_munmap(void* address, std::size_t size) {
+    if (pages.count(address) != 0 && pages[address] == size) {
+        pages.erase(address);
+    }
+    return __real_munmap(address, size);
+}
+
+void* __wrap_mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
+    void* const found = withoutPages ? MAP_FAILED : __real_mmap64(address, size, protection, flags, file, offset);
+    if (found != MAP_FAILED) {
+        pages[found] = size;
+    }
+    return found;
 }
 
 std::FILE* __wrap_fopen64(const char* path, const char* mode) {
@@ -193,4 +229,43 @@ TEST(AssertionReport, BearsTheLocalTime) {
     EXPECT_THAT(expected, testing::Contains(all.ended.out));
     EXPECT_THAT(expected, testing::Contains(all.file));
     EXPECT_EQ(std::vector<std::string>{body}, texts(all));
+}
+
+TEST(LongReport, IsWholeWhereverItGoes) {
+    const Reported all = reported(16 | toFile | toStdout, reportLong);
+    EXPECT_EQ(0, all.ended.status);
+    EXPECT_EQ("@" + longBody, withoutTimes(all.ended.out));
+    EXPECT_EQ("@" + longBody, withoutTimes(all.file));
+    EXPECT_EQ(std::vector<std::string>{longBody}, texts(all));
+}
+
+TEST(LongReport, IsCutTo1023CharactersWithoutPagesForIt) {
+    const Reported all = reported(16 | toFile | toStdout, [] {
+        withoutPages = true;
+        reportLong();
+    });
+    EXPECT_EQ(0, all.ended.status);
+    EXPECT_EQ("@" + longBody.substr(0, 1023), withoutTimes(all.ended.out));
+    EXPECT_EQ("@" + longBody.substr(0, 1023), withoutTimes(all.file));
+    EXPECT_EQ(std::vector<std::string>{longBody.substr(0, 1023)}, texts(all));
+}
+
+TEST(LongReport, GivesItsPagesBack) {
+    const Ended ended = inChild([] {
+        g_debug_level = 16;
+        reportLong();
+        EXPECT_TRUE(pages.empty());
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
+}
+
+TEST(LongReport, LeavesNoDescriptorOpen) {
+    const Ended ended = inChild([] {
+        g_debug_level = 16 | toFile;
+        const int before = dup(STDOUT_FILENO);
+        close(before);
+        reportLong();
+        EXPECT_EQ(before, dup(STDOUT_FILENO));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
 }

@@ -1,5 +1,6 @@
 #include "zvText.h"
 
+#include <clocale>
 #include <gtest/gtest.h>
 
 TEST(ZvText, PiecesFollowEachOtherAndAreCountedBeyondTheBuffer) {
@@ -28,4 +29,16 @@ TEST(ZvText, ResultStopsAtTheLargestNumber) {
     EXPECT_EQ(2147483647, zv::Text::resultOf(0x80000000));
     EXPECT_EQ(2147483647, zv::Text::resultOf(0x100000000));
     EXPECT_EQ(2147483647, zv::Text::resultOf(UINT64_MAX));
+}
+
+TEST(ZvText, PiecesThatAreEmptyOrCannotBeFormattedCountNothing) {
+    std::setlocale(LC_ALL, "C");
+    char buffer[6] = {};
+    zv::Text text(buffer, sizeof buffer);
+    text.put("%s", "ab");
+    text.put("%s", "");
+    text.put("%ls", L"\x20AC"); // no such character in this locale
+    EXPECT_EQ(2, text.length());
+    text.put("%s", "c");
+    EXPECT_STREQ("abc", buffer);
 }

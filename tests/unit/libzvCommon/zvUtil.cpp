@@ -117,6 +117,7 @@ TEST(DaemonInit, ChildLeadsASessionInTheRootWithoutMask) {
     ASSERT_STRNE("/", before);
     const Daemon daemon = daemonize();
     EXPECT_EQ(0, daemon.seen.result);
+    EXPECT_NE(getpid(), daemon.seen.parent); // it is the starter's child that goes on, not the starter
     EXPECT_EQ(daemon.seen.process, daemon.seen.session);
     EXPECT_NE(getsid(0), daemon.seen.session);
     EXPECT_EQ(0U, daemon.seen.mask);

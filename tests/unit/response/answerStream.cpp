@@ -3,6 +3,7 @@
 #include "scarceMemory.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <string>
 
 namespace {
@@ -89,6 +90,27 @@ TEST(AnswerStream, TakesAPartOfItsOwnText) {
     replaceText(stream, textOf(stream).substr(0, 6));
     stream << ",";
     EXPECT_EQ("{\"a\":1,", textOf(stream));
+}
+
+// A closed library may have set a handler of its own, which makes room or gives up.
+TEST(AnswerStream, TheProgramsOwnHandlerForLackOfMemoryIsAskedToo) {
+    static int asked = 0;
+    const std::new_handler before = std::set_new_handler([] {
+        ++asked;
+        throw std::bad_alloc();
+    });
+    watchMemory();
+    watchMemory(); // again: it must not take itself for the program's
+    AnswerStream stream;
+    {
+        const zvtest::ScarceMemory scarce(600);
+        stream << std::string(400, 'a') << std::string(400, 'b');
+    }
+    EXPECT_TRUE(lacksMemory(stream));
+    EXPECT_EQ(1, asked);
+    std::set_new_handler(before);
+    watchMemory();
+    EXPECT_FALSE(stream.good());
 }
 
 } // namespace

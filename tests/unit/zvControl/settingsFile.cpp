@@ -2,9 +2,11 @@
 
 #include "descriptionTest.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -12,6 +14,23 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 class DescribedSettings : public DescriptionTest {};
+
+// So many reads are interrupted from now on.
+int interruptions = 0;
+
+} // namespace
+
+extern "C" ssize_t __real_read(int descriptor, void* block, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* block, std::size_t size) {
+    if (interruptions > 0) {
+        --interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    return __real_read(descriptor, block, size);
+}
+
+namespace {
 
 TEST_F(DescribedSettings, AModelWithoutSettingsFileFallsBackToThoseOfModel13) {
     writeSettings("abru", "{\"a\":1}");
@@ -121,6 +140,14 @@ TEST_F(DescribedSettings, EndlessSettingsAnswerTheSameError) {
               "camera_description_output_json|331>",
               describe());
     EXPECT_EQ(-10, result_);
+}
+
+TEST_F(DescribedSettings, AnInterruptedReadIsRepeated) {
+    writeSettings("tessilon", "{\"a\":1}\n");
+    interruptions = 3;
+    EXPECT_EQ("<success header>\n{\"a\":1" + info("12"), describe());
+    EXPECT_EQ(0, result_);
+    EXPECT_EQ(0, interruptions);
 }
 
 } // namespace

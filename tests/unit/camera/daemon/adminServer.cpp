@@ -109,6 +109,12 @@ TEST_F(AdminServerTest, RequestsAreNestedNoDeeperThanTheLimit) {
               raw("{\"op\":\"double\",\"n\":3,\"x\":\"" + std::string(40, '[') + "\"}\n", 1)); // a text is no nesting
 }
 
+TEST_F(AdminServerTest, AnOperationIsNamedByAText) {
+    const std::string answer =
+        "{\"error\":\"a request is an object with the text \\\"op\\\"\",\"kind\":\"invalid\",\"ok\":false}\n";
+    EXPECT_EQ(answer + answer + answer, raw("{\"op\":5}\n{\"o\":\"double\"}\n[\"op\"]\n", 3));
+}
+
 TEST_F(AdminServerTest, ALineTooLongEndsTheConnection) {
     EXPECT_EQ("{\"error\":\"request line too long\",\"kind\":\"invalid\",\"ok\":false}\n",
               raw(std::string(AdminServer::lineLimit + 20000, 'x'), 2));

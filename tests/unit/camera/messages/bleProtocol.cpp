@@ -13,5 +13,17 @@ TEST(BleProtocol, CommandsAreKnownByCodeAndName) {
     EXPECT_EQ(nullptr, findCommand(std::string_view("11")));
 }
 
+TEST(BleProtocol, EveryStatusHasItsWords) {
+    const char* const expected[] = {"ok",        "unknown command", "bad parameters", "busy",
+                                    "not found", "no room",         "unreachable",    "unknown status"};
+    for (std::uint8_t status = 0; status < 8; ++status) {
+        EXPECT_STREQ(expected[status], toText(static_cast<Status>(status)));
+    }
+    const char* const pairing[] = {"idle", "pairing", "paired", "failed", "cancelled", "timed out", "unknown status"};
+    for (std::uint8_t status = 0; status < 7; ++status) {
+        EXPECT_STREQ(pairing[status], toText(static_cast<PairingStatus>(status)));
+    }
+}
+
 } // namespace
 } // namespace zvcamera

@@ -73,5 +73,24 @@ TEST(JsonReader, AnErrorOfTheParserIsToldWithoutItsClass) {
     EXPECT_EQ("[json.exception", plainText(std::runtime_error("[json.exception")));
 }
 
+TEST(JsonReader, FlagsAreTrueFalse1Or0AndNothingElse) {
+    const Json json = Json::parse(R"({"yes":true,"no":false,"one":1,"zero":0,"two":2,"part":1.5,"text":"true"})");
+    JsonReader reader(json, "");
+    bool value = false;
+    for (const auto& [key, expected] : {std::pair{"yes", true}, {"no", false}, {"one", true}, {"zero", false}}) {
+        EXPECT_TRUE(reader.flag(key, value));
+        EXPECT_EQ(expected, value) << key;
+    }
+    for (const char* key : {"two", "part", "text"}) {
+        EXPECT_THROW(reader.flag(key, value), JsonError) << key;
+    }
+}
+
+TEST(JsonReader, AnArrayIsNothingElse) {
+    const Json json{{"list", 5}};
+    JsonReader reader(json, "");
+    EXPECT_THROW(reader.array("list", [](const Json&, const std::string&) {}), JsonError);
+}
+
 } // namespace
 } // namespace zvcamera

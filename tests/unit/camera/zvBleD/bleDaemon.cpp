@@ -293,6 +293,35 @@ std::string nested(std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
 }
 
+TEST(ZvBleD, EveryEndOfAPairingByHand) {
+    DaemonProcess daemon("zvBleD", scenario);
+    Client client;
+    daemon.call("ble_set", {{"settings", {{"pairing_ms", 60000}}}});
+    for (const auto& [outcome, status] : {std::pair{"success", 2}, {"failure", 3}, {"cancel", 4}, {"timeout", 5}}) {
+        daemon.call("pairing_start", {{"address", "a1b2c3d4e5f6"}, {"address_type", 1}});
+        EXPECT_EQ(byteReply(1), client.ask({9}));
+        daemon.call("pairing_end", {{"outcome", outcome}});
+        EXPECT_EQ(byteReply(static_cast<std::uint8_t>(status)), client.ask({9})) << outcome;
+    }
+    daemon.call("pairing_start", {{"address", "a1b2c3d4e5f6"}, {"address_type", 1}});
+    EXPECT_THROW(daemon.call("pairing_end", {{"outcome", "idle"}}), std::runtime_error);
+    EXPECT_EQ(byteReply(1), client.ask({9}));
+}
+
+TEST(ZvBleD, ASlotByHandKeepsWhatIsNotNamedAndNeedsRoom) {
+    DaemonProcess daemon("zvBleD", scenario);
+    Client client;
+    daemon.call("whitelist_set", {{"slot", {{"address", "000000000001"}, {"auto_connect", 1}}}});
+    const Bytes kept = client.page({6, 0, 255});
+    EXPECT_EQ((Bytes{0x01, 0, 0, 0, 0, 0, 0x50, 0, 10, 3, 'O', 'l', 'd'}), Bytes(kept.begin() + 5, kept.begin() + 18));
+    daemon.call("ble_set", {{"settings", {{"whitelist_slots", 1}}}});
+    EXPECT_THROW(daemon.call("whitelist_set", {{"slot", {{"address", "000000000002"}}}}), std::runtime_error);
+    daemon.call("whitelist_set", {{"slot", {{"address", "000000000001"}, {"in_use", false}}}});
+    EXPECT_EQ(0, client.page({6, 0, 255})[11] & 0x40);
+    daemon.call("whitelist_set", {{"slot", {{"address", "000000000002"}}}});
+    EXPECT_EQ(2, client.page({6, 0, 255})[5]);
+}
+
 TEST(ZvBleD, RequestsNestedTooDeepAreRefused) {
     DaemonProcess daemon("zvBleD");
     for (const char* op : {"fault_add", "ble_set", "device_set", "whitelist_set", "pairing_end"}) {

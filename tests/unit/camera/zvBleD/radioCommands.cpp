@@ -48,6 +48,20 @@ TEST_F(Commands, UnknownCodesAndWrongSizesAreRefused) {
     EXPECT_EQ(1, radio_.autoConnect);
 }
 
+TEST_F(Commands, OnlyListsAreRebuilt) {
+    const std::uint8_t scan = radio_.scan().listId;
+    const std::uint8_t whitelist = radio_.whitelist.listId();
+    for (const char* command : {"config_get", "PD", ""}) {
+        rebuildList(radio_, command, 3);
+        EXPECT_EQ(scan, radio_.scan().listId);
+        EXPECT_EQ(whitelist, radio_.whitelist.listId());
+    }
+    rebuildList(radio_, "scan_list", 3);
+    rebuildList(radio_, "whitelist_list", 4);
+    EXPECT_EQ(3, radio_.scan().listId - scan);
+    EXPECT_EQ(4, radio_.whitelist.listId() - whitelist);
+}
+
 TEST_F(Commands, ScanStartsWithAModeAndStopsWithZero) {
     EXPECT_EQ(ok(), run({1, 2}));
     EXPECT_TRUE(radio_.scan().running);

@@ -108,5 +108,23 @@ TEST(WhitelistFile, AFolderThatCannotBeMadeIsAnError) {
     EXPECT_THROW(saveWhitelist("/proc/none/file", {}), std::system_error);
 }
 
+TEST(WhitelistFile, NamesAndListsHaveTheirLimits) {
+    const auto slotNamed = [](std::size_t length) {
+        return R"({"slots":[{"address":"000000000001","name":")" + std::string(length, 'n') + R"("}]})";
+    };
+    EXPECT_EQ("", errorOf(slotNamed(31)));
+    EXPECT_EQ(std::string(path) + ": slots[0].name: longer than the 31 bytes that a slot holds",
+              errorOf(slotNamed(32)));
+    const auto slots = [](int count) {
+        std::string text = "null";
+        for (int i = 1; i < count; ++i) {
+            text += ",null";
+        }
+        return "{\"slots\":[" + text + "]}";
+    };
+    EXPECT_EQ("", errorOf(slots(255)));
+    EXPECT_EQ(std::string(path) + ": slots: more than the 255 slots that a list can have", errorOf(slots(256)));
+}
+
 } // namespace
 } // namespace zvcamera

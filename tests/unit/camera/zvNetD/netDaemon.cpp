@@ -227,7 +227,7 @@ TEST(ZvNetD, TracesWhatComesAndGoes) {
     const zvcamera::Json in = follower.nextEvent(milliseconds(5000));
     EXPECT_EQ("in", in.at("direction"));
     EXPECT_EQ(net, in.at("queue"));
-    EXPECT_EQ(zvcamera::toHex(message), in.at("hex"));
+    EXPECT_EQ(zvcamera::toHex(message), in.at("hex").get<std::string>());
     const zvcamera::Json out = follower.nextEvent(milliseconds(5000));
     EXPECT_EQ("out", out.at("direction"));
     EXPECT_EQ("/to_ble", out.at("queue"));
