@@ -79,6 +79,7 @@ class AdminServer:
         self._path = path
         self._operations = {}
         self._clients = set()
+        self._followed = set()  # what anybody has followed so far
         self._lock = threading.Lock()
 
     def on(self, op, act):
@@ -91,6 +92,7 @@ class AdminServer:
             def begin(result):
                 with self._lock:
                     client.follow(op)
+                    self._followed.add(op)
                     client.queue(_line({"ok": True, "result": result}))
             act(request, begin)
             return _ANSWERED
@@ -99,10 +101,12 @@ class AdminServer:
     def followed(self, op):
         """Whether anybody follows the operation."""
         with self._lock:
-            return any(op in client.follows for client in self._clients)
+            return op in self._followed and any(op in client.follows for client in self._clients)
 
     def publish(self, op, data):
         with self._lock:
+            if op not in self._followed:
+                return
             followers = [client for client in self._clients if op in client.follows]
             if followers:
                 line = _line({"event": op, "data": data})

@@ -26,6 +26,8 @@ def _plain(match):
 
 
 def _unescaped(text):
+    if "\\" not in text:
+        return text
     return _ESCAPE.sub(_plain, text.encode(errors="backslashreplace")).decode(errors="backslashreplace")
 
 
