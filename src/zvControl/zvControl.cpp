@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string_view>
 
 namespace {
@@ -122,9 +123,15 @@ void logOutputError() {
     }
 }
 
+// Where there is no memory for an exception either, C++ calls this. Ending by exit takes the reply queue along.
+[[noreturn]] void endWithoutMemory() {
+    std::exit(ZV_ERR_OUTOFMEM);
+}
+
 } // namespace
 
 int zvControlMain() try {
+    std::set_terminate(endWithoutMemory);
     const int result = serveRequest();
     logOutputError();
     return result;
