@@ -44,7 +44,7 @@ std::optional<Bytes> responseOf(const Bytes& message) {
 // The room for the data (2 bytes), flags (1: trace, 2: data take the reply's own place), the reply.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
-    const std::uint16_t room = input.number() % (BLE_MSG_SIZE + 1);
+    const auto room = static_cast<std::uint16_t>(input.number() % (BLE_MSG_SIZE + 1));
     const std::uint8_t flags = input.byte();
     Bytes reply = input.bytes(BLE_MSG_SIZE);
     g_logLevel = (flags & 1) != 0 ? UTIL_LOG_TRACE : UTIL_LOG_ERROR;
