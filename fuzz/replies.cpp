@@ -16,7 +16,7 @@ constexpr std::size_t header = 4;
 
 // The data of a reply's response element; nothing when the message is malformed or is no reply.
 std::optional<Bytes> responseOf(const Bytes& message) {
-    const std::size_t total = message.size() < header ? 0 : message[0] * 256U + message[1];
+    const std::size_t total = message.size() < header ? 0 : static_cast<std::size_t>(message[0]) * 256 + message[1];
     if (total < header || total > message.size() || message[3] != 3) {
         return std::nullopt;
     }
@@ -25,7 +25,7 @@ std::optional<Bytes> responseOf(const Bytes& message) {
         if (total - at < header) {
             return std::nullopt;
         }
-        const std::size_t length = message[at + 1] * 256U + message[at + 2];
+        const std::size_t length = static_cast<std::size_t>(message[at + 1]) * 256 + message[at + 2];
         const std::size_t end = at + header + length;
         if (end > total || (message[at + 3] == 238 && at + header != total)) {
             return std::nullopt;
