@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     answering = false;
     require(result == -18, "the answer has been sent");
     std::for_each(commands.begin(), commands.end(), checkCommand);
-    require(commands.size() <= 3U * maximumEntries, "the number of shell commands");
+    require(commands.size() <= std::size_t{3} * maximumEntries, "the number of shell commands");
     const bool done = output == "Content-type: application/json\nStatus: 200\n\n{\"status\":\"0\"}\n\n";
     require(done || output.rfind("Content-type: application/json\nStatus: 400\n\n{\n\"status\":\"", 0) == 0,
             "an answer");

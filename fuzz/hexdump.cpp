@@ -39,7 +39,9 @@ std::string dumpOf(const Bytes& bytes, std::size_t lead, std::uint32_t label, co
         }
         all += skipped ? "...\n" : "";
         skipped = false;
-        all += prefix + printed("%08X", label + static_cast<std::uint32_t>(start)) + "  " + digits + characters + "\n";
+        all += prefix;
+        all += printed("%08X", label + static_cast<std::uint32_t>(start)) + "  ";
+        all += digits + characters + "\n";
     }
     return all;
 }

@@ -16,7 +16,7 @@ constexpr std::size_t header = 4;
 
 // The data of a reply's response element; nothing when the message is malformed or is no reply.
 std::optional<Bytes> responseOf(const Bytes& message) {
-    const std::size_t total = message.size() < header ? 0 : message[0] * 256U + message[1];
+    const std::size_t total = message.size() < header ? 0 : static_cast<std::size_t>(message[0]) * 256 + message[1];
     if (total < header || total > message.size() || message[3] != 3) {
         return std::nullopt;
     }
@@ -25,7 +25,7 @@ std::optional<Bytes> responseOf(const Bytes& message) {
         if (total - at < header) {
             return std::nullopt;
         }
-        const std::size_t length = message[at + 1] * 256U + message[at + 2];
+        const std::size_t length = static_cast<std::size_t>(message[at + 1]) * 256 + message[at + 2];
         const std::size_t end = at + header + length;
         if (end > total || (message[at + 3] == 238 && at + header != total)) {
             return std::nullopt;
@@ -44,7 +44,7 @@ std::optional<Bytes> responseOf(const Bytes& message) {
 // The room for the data (2 bytes), flags (1: trace, 2: data take the reply's own place), the reply.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
-    const std::uint16_t room = input.number() % (BLE_MSG_SIZE + 1);
+    const auto room = static_cast<std::uint16_t>(input.number() % (BLE_MSG_SIZE + 1));
     const std::uint8_t flags = input.byte();
     Bytes reply = input.bytes(BLE_MSG_SIZE);
     g_logLevel = (flags & 1) != 0 ? UTIL_LOG_TRACE : UTIL_LOG_ERROR;

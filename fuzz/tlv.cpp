@@ -15,9 +15,14 @@ using zvfuzz::require;
 
 constexpr std::size_t header = 4;
 
+// The length of the data of an element.
+std::size_t lengthAt(const Bytes& bytes, std::size_t at) {
+    return static_cast<std::size_t>(bytes[at + 1]) * 256 + bytes[at + 2];
+}
+
 // Where the first element with the tag begins, as the bytes say; nothing when none lies inside the total length.
 std::optional<std::size_t> elementAt(const Bytes& bytes, std::size_t total, std::uint8_t tag) {
-    for (std::size_t at = header; at + header <= total; at += header + bytes[at + 1] * 256U + bytes[at + 2]) {
+    for (std::size_t at = header; at + header <= total; at += header + lengthAt(bytes, at)) {
         if (bytes[at + 3] == tag) {
             return at;
         }
@@ -31,7 +36,7 @@ int validated(const Bytes& bytes, std::size_t total) {
     }
     std::size_t at = header;
     while (at + header <= total) {
-        const std::size_t next = at + header + bytes[at + 1] * 256U + bytes[at + 2];
+        const std::size_t next = at + header + lengthAt(bytes, at);
         if (bytes[at + 3] == ZVTLV_TAIL) {
             return next == total && at + header == total ? 0 : -1;
         }
@@ -49,7 +54,7 @@ int validated(const Bytes& bytes, std::size_t total) {
 void checkFind(Bytes& bytes, std::size_t total, std::uint8_t tag, std::size_t room) {
     const auto at = elementAt(bytes, total, tag);
     require(tlv_find(bytes.data(), tag) == (at ? bytes.data() + *at : nullptr), "an element is found where it stands");
-    const std::size_t length = at ? bytes[*at + 1] * 256U + bytes[*at + 2] : 0;
+    const std::size_t length = at ? lengthAt(bytes, *at) : 0;
     const bool whole = at && *at + header + length <= total && length < room;
     Bytes copy(room);
     require(sntlv_find(copy.data(), static_cast<std::uint32_t>(room), tag, bytes.data()) ==
@@ -66,18 +71,18 @@ void checkAnyBytes(Input& input) {
     if (bytes.size() < header) {
         return;
     }
-    const std::size_t claimed = bytes[0] * 256U + bytes[1];
+    const std::size_t claimed = static_cast<std::size_t>(bytes[0]) * 256 + bytes[1];
     if (claimed > bytes.size() && claimed < 0x8000) {
         bytes[0] = static_cast<std::uint8_t>(bytes.size() >> 8);
         bytes[1] = static_cast<std::uint8_t>(bytes.size());
     }
     bytes.shrink_to_fit();
-    const std::size_t named = bytes[0] * 256U + bytes[1];
+    const std::size_t named = static_cast<std::size_t>(bytes[0]) * 256 + bytes[1];
     const std::size_t total = named < 0x8000 ? named : 0;
     require(tlv_validate(bytes.data()) == validated(bytes, total), "the verdict on a message");
     checkFind(bytes, total, tag, room);
     if (const auto at = elementAt(bytes, total, tag)) {
-        const std::size_t length = std::min<std::size_t>(bytes[*at + 1] * 256U + bytes[*at + 2], total - *at - header);
+        const std::size_t length = std::min<std::size_t>(lengthAt(bytes, *at), total - *at - header);
         Bytes expected = bytes;
         expected[*at] = 'W';
         std::fill_n(expected.begin() + static_cast<std::ptrdiff_t>(*at + header), length, std::uint8_t{0});
@@ -159,7 +164,7 @@ void removeStep(Bytes& buffer, Bytes& model, std::size_t last) {
 }
 
 void checkSteps(Input& input) {
-    Bytes buffer(input.byte() * 8U + 2 * header);
+    Bytes buffer(std::size_t{input.byte()} * 8 + 2 * header);
     const std::uint8_t type = input.byte();
     Bytes model{0, 4, 0, type};
     std::vector<std::size_t> starts;

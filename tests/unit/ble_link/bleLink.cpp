@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/time.h>
@@ -302,5 +303,13 @@ TEST_F(ClosedLink, Descriptor0IsAnOpenQueue) {
     EXPECT_EQ(0, ble_interface_close());
     dup2(input, STDIN_FILENO);
     close(input);
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClosedLink, ClosingARequestQueueThatIsNotOpenIsNoFailure) {
+    requestQueue = static_cast<BleQueue*>(std::malloc(sizeof(BleQueue)));
+    requestQueue->descriptor = queueNotOpen;
+    EXPECT_EQ(0, ble_interface_close());
+    EXPECT_EQ(nullptr, requestQueue);
     EXPECT_THAT(logged(), IsEmpty());
 }

@@ -48,3 +48,12 @@ TEST_F(Exchange, LongestRequestThatFitsIsSent) {
     EXPECT_THAT(logged(), ElementsAre("Failed"));
     EXPECT_EQ(1U, peer_.requestCount());
 }
+
+TEST_F(Exchange, DataHaveTheWholeBufferWhateverTheLengthWas) {
+    peer_.reply(replyOf(0, {7, 8, 9}));
+    std::uint8_t data[] = {5};
+    std::uint16_t length = 0;
+    EXPECT_EQ(0, exchangeForData(serialiseCommand(data), length));
+    EXPECT_EQ(3, length);
+    EXPECT_EQ(Bytes({7, 8, 9}), Bytes(ble_msg_buffer, ble_msg_buffer + 3));
+}

@@ -127,6 +127,31 @@ TEST(AnalyticsOpen, WithoutAStreamTheDescriptorIsClosedAgain) {
     EXPECT_EQ(after, before); // the lowest one that is free
 }
 
+// A program that was started without standard input has the file there.
+TEST(AnalyticsOpen, Descriptor0IsAFileLikeAnyOther) {
+    writeFile("abc");
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    std::FILE* const file = openAnalytics(path);
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ(0, fileno(file));
+    std::fclose(file);
+    dup2(input, STDIN_FILENO);
+    close(input);
+}
+
+// This one can be sought in: only that it is a directory tells.
+TEST(AnalyticsSeek, ADirectoryThatCanBeSoughtInHasNoSize) {
+    std::FILE* const file = openAnalytics("/proc");
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ(0, fseeko(file, 0, SEEK_END));
+    EXPECT_LE(0, ftello(file));
+    std::int32_t size = 77;
+    EXPECT_EQ(-1, seekAnalyticsEnd(file, size));
+    EXPECT_EQ(77, size);
+    std::fclose(file);
+}
+
 TEST(AnalyticsSeek, WithoutAPlaceThereIsNoSize) {
     writeFile("abc");
     std::FILE* const file = openAnalytics(path);
