@@ -36,8 +36,9 @@ def done(camera, *words):
 
 @contextlib.contextmanager
 def following(camera, *words):
-    """Starts the tool with words that follow something. A shell in the background starts its programs with SIGINT ignored;
-    "env" undoes that.
+    """Starts the tool with words that follow something.
+
+    A shell in the background starts its programs with SIGINT ignored; "env" undoes that.
     """
     command = ["/usr/bin/env", "--default-signal=INT", os.path.join(camera.build_dir, "zvcam"), "--run-dir",
                camera.run_dir, *words]
