@@ -11,8 +11,10 @@ commands of commands.py.
 
 import argparse
 import os
+import signal
 import socket
 import sys
+import time
 
 from .. import admin
 from ..control import child as control
@@ -23,6 +25,9 @@ from .commands import Commands
 from .history import MARK, History
 from .reports import Reports
 from .scenario import Scenario
+
+# Seconds in which the web server passes on what control over HTTP has said at its end.
+_PASSING_ON = 0.1
 
 
 class Supervisor:
@@ -63,7 +68,10 @@ class Supervisor:
     def stop(self):
         """Ends the programs and returns their misdeeds."""
         for child in reversed(self.programs.values()):
+            was_followed = child.name == control.NAME and child.running()
             child.stop_and_wait()
+            if was_followed:
+                time.sleep(_PASSING_ON)
         if self._entrance:
             self._entrance.end()
         self._log.since(0)
@@ -119,6 +127,9 @@ def main():
     parser.add_argument("--no-control", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
+    for number in (signal.SIGINT, signal.SIGHUP):
+        # A shell in the background and nohup start programs with these ignored. The camera's programs are to have them.
+        signal.signal(number, signal.SIG_DFL)
 
     reports = Reports()
     supervisor = Supervisor(arguments, listener, reports)
