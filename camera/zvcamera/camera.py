@@ -6,12 +6,12 @@ import http.client
 import json
 import os
 import shutil
-import socket
 import subprocess
 import threading
 import time
 
 from . import admin, namespace, sandbox, storage, wall
+from . import port as ports
 from .folder import CameraFolder, FolderError
 from .inside import web
 
@@ -45,15 +45,10 @@ class Answer:
 
 def listen(port):
     """A socket that takes connections to 127.0.0.1:port; raises CameraError when the port cannot be had."""
-    listener = socket.socket()
-    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     try:
-        listener.bind(("127.0.0.1", port))
-        listener.listen(1024)
+        return ports.listen(port)
     except OSError as error:
-        listener.close()
         raise CameraError(f"port {port} of 127.0.0.1 cannot be used: {error.strerror}") from error
-    return listener
 
 
 class Camera:

@@ -104,6 +104,9 @@ except PermissionError as error:
     (429, "0, 0, 0, 0, 0", "Operation not permitted"),                      # move_mount
     (430, "0, 0", "Operation not permitted"),                               # fsopen
     (442, "0, 0, 0, 0, 0", "Operation not permitted"),                      # mount_setattr
+    (438, "-1, 0, 0", "Operation not permitted"),                           # pidfd_getfd
+    (440, "-1, 0, 0, 0, 0", "Operation not permitted"),                     # process_madvise
+    (467, '-100, b"/tmp", 0, 0, 0', "Operation not permitted"),             # open_tree_attr
 ])
 def test_new_calls_are_no_way_around(walled, number, arguments, answer):
     assert python(walled, f'open("/tmp/fuse_d/a", "w").close()\nprint(call({number}, {arguments}))') == f"{answer}\n"
@@ -196,6 +199,29 @@ except OSError as error:
     print(error.strerror)
 """)
     assert answer == "Connection refused\n"
+
+
+@pytest.mark.parametrize("kind", ["AF_VSOCK", "AF_PACKET", "AF_ALG", "AF_TIPC", "AF_BLUETOOTH"])
+def test_there_are_no_sockets_but_those_of_the_network(walled, kind):
+    """A socket of AF_VSOCK would lead from a virtual machine to its host, whatever network the camera has."""
+    assert python(walled, f"""
+import socket
+for high in (0, 1 << 32):
+    print(call({{"x86_64": 41}}.get(platform.machine(), 198), ctypes.c_long(high + socket.{kind}), socket.SOCK_STREAM, 0))
+""") == "Operation not permitted\n" * 2
+
+
+def test_no_data_go_out_before_a_connection_is_accepted(walled, neighbour):
+    assert python(walled, f"""
+import socket
+for act in (lambda one: one.sendto(b"x", socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
+            lambda one: one.sendmsg([b"x"], [], socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
+            lambda one: one.setsockopt(socket.IPPROTO_TCP, 30, 1), lambda one: one.setsockopt(socket.IPPROTO_TCP, 34, 1)):
+    try:
+        act(socket.socket())
+    except OSError as error:
+        print(error.strerror)
+""") == "Operation not permitted\n" * 4
 
 
 # Storage
