@@ -92,6 +92,7 @@ PYTHON_TESTED_ELSEWHERE = {
     "operations/ble_text.py": "tests/e2e/test_zvcam.py",
     # Inside the camera.
     "inside/children.py": "tests/e2e/test_launcher.py",
+    "inside/confine.py": "tests/e2e/test_wall.py",
     "inside/collector.py": "tests/e2e/test_launcher.py",
     "inside/guard.py": "tests/e2e/test_wall.py",
     "inside/gateways.py": "tests/e2e/test_reset.py",

@@ -169,6 +169,8 @@ class Camera:
             ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
              "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
         line += self._allowed
+        if self._network == "own" and not ports.is_shielded(listener):
+            line.append("--refuse-connections")
         if not self._control:
             line.append("--no-control")
         if self._on_record:

@@ -3,8 +3,11 @@
 The socket belongs to the machine's network, and the camera's programs hold it: `execute` lets a client do with it what
 they could. Taken from the web server, shut down and connected anew, it would lead to any service of this machine. So
 the kernel drops what arrives at the socket, and at the connections that it has accepted, unless a client sends it here.
+
+Some kernels let root alone set such a filter. They have Landlock: inside/confine.py.
 """
 
+import contextlib
 import ctypes
 import socket
 import struct
@@ -17,6 +20,8 @@ _LOAD_WORD, _LOAD_HALF, _LOAD_BYTE = 0x20, 0x28, 0x30
 _AND, _IF_EQUAL, _IF_BIT, _RETURN = 0x54, 0x15, 0x45, 0x06
 _IP_HEADER = 0xFFF00000  # offsets from here on count from the IP header, others from the TCP header
 _ATTACH_FILTER, _LOCK_FILTER = 26, 44
+_ROOM = 1024  # bytes for the instructions
+_LOOPBACK = b"lo\0"
 
 _SYN, _RST, _ACK = 0x02, 0x04, 0x10
 _PASS, _DROP = 0xFFFFFFFF, 0
@@ -36,13 +41,29 @@ def _instructions(port):
         (_RETURN, 0, 0, _PASS))
 
 
-def _shield(listener):
-    """Sets the filter for good: nobody can take it away, and accepted connections have it, too."""
+def _attach(listener):
     instructions = _instructions(listener.getsockname()[1])
     program = ctypes.create_string_buffer(b"".join(struct.pack("=HBBI", *each) for each in instructions))
     listener.setsockopt(socket.SOL_SOCKET, _ATTACH_FILTER,
                         struct.pack("HP", len(instructions), ctypes.addressof(program)))
+
+
+def _shield(listener):
+    """Keeps the socket to the loopback device and to its filter for good: nobody can undo that without root's rights, and
+    accepted connections have both, too."""
+    with contextlib.suppress(PermissionError):  # kernels before 5.7
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, _LOOPBACK)
+    with contextlib.suppress(PermissionError):
+        _attach(listener)
     listener.setsockopt(socket.SOL_SOCKET, _LOCK_FILTER, 1)
+
+
+def is_shielded(listener):
+    """Whether the socket has the filter."""
+    try:
+        return listener.getsockopt(socket.SOL_SOCKET, _ATTACH_FILTER, _ROOM) != b""  # that option tells the filter, too
+    except OSError:
+        return False
 
 
 def listen(port):

@@ -8,9 +8,11 @@ import struct
 
 import pytest
 
+from zvcamera import port
 from zvcamera.camera import listen
 
 _DETACH_FILTER, _ATTACH_FILTER = 27, 26
+needs_filter = pytest.mark.skipif(os.getuid() != 0, reason="some kernels let root alone set the filter")
 
 
 @pytest.fixture
@@ -73,6 +75,7 @@ def _knock(one, address):
     _disconnect(one)
 
 
+@needs_filter
 def test_it_leads_to_no_service_of_the_machine(listener, neighbour, closed):
     """It does not even tell where one is."""
     listener.shutdown(socket.SHUT_RDWR)
@@ -80,6 +83,7 @@ def test_it_leads_to_no_service_of_the_machine(listener, neighbour, closed):
         _knock(listener, address)
 
 
+@needs_filter
 def test_nor_does_a_connection_that_it_has_accepted(listener, neighbour, closed):
     client, served = _accepted(listener)
     with client, served:
@@ -88,6 +92,7 @@ def test_nor_does_a_connection_that_it_has_accepted(listener, neighbour, closed)
             _knock(served, address)
 
 
+@needs_filter
 def test_it_cannot_serve_at_another_port(listener):
     listener.shutdown(socket.SHUT_RDWR)
     listener.bind(("0.0.0.0", 0))
@@ -96,6 +101,18 @@ def test_it_cannot_serve_at_another_port(listener):
         _knock(client, ("127.0.0.1", listener.getsockname()[1]))
 
 
+def test_it_stays_at_the_loopback_device(listener):
+    assert listener.getsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, 16) == b"lo\0"
+
+
+@needs_filter
+def test_who_has_the_filter(listener):
+    client, served = _accepted(listener)
+    with client, served:
+        assert [port.is_shielded(one) for one in (listener, served, client)] == [True, True, False]
+
+
+@needs_filter
 def test_the_filter_stays(listener):
     with pytest.raises(PermissionError):
         listener.setsockopt(socket.SOL_SOCKET, _DETACH_FILTER, 0)

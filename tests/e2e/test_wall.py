@@ -13,7 +13,7 @@ import urllib.parse
 import house
 import pytest
 
-from zvcamera import sandbox
+from zvcamera import port, sandbox
 
 # Linux's numbers of calls that Python has no name for, as every processor of the tests has them.
 _CALLS = r"""
@@ -179,6 +179,59 @@ def test_the_camera_reaches_nothing_but_itself(walled, neighbour):
     done = walled.run(["/usr/bin/python3", "-c", _KNOCK, str(neighbour)])
     assert done.stdout.decode() == "Connection refused\n"
     assert run(walled, "cat /proc/net/dev")[1].count(":") == 1  # the loopback interface
+
+
+# Comes into a program that the supervisor hands the listening socket, and connects it anew.
+_STOLEN = """
+import os, socket, sys
+if "zvcamera.inside.front" in sys.orig_argv:
+    try:
+        stolen = socket.socket(fileno=os.dup(int(sys.orig_argv[3])))
+        stolen.shutdown(socket.SHUT_RDWR)
+        stolen.settimeout(1)
+        stolen.connect(("127.0.0.1", PORT))
+        told = "reached"
+    except OSError:
+        told = "refused"
+    with open("/tmp/told", "w") as file:
+        file.write(told)
+"""
+_STEAL = """
+import json, os, socket, sys, time
+folder = "/tmp/.local/lib/python%d.%d/site-packages" % sys.version_info[:2]
+os.makedirs(folder)
+for name, text in (("stolen.pth", "import stolen"), ("stolen.py", sys.argv[1])):
+    with open(folder + "/" + name, "w") as file:
+        print(text, file=file)
+with socket.socket(socket.AF_UNIX) as supervisor:
+    supervisor.connect("/run/zarvo/supervisor.admin")
+    supervisor.sendall(json.dumps({"op": "fault_add", "command": "/x", "fault": "status"}).encode() + b"\\n")
+    supervisor.recv(1000)
+for _ in range(500):
+    if os.path.exists("/tmp/told") and os.path.getsize("/tmp/told"):
+        break
+    time.sleep(0.02)
+print(open("/tmp/told").read())
+"""
+
+
+def test_the_listening_socket_leads_nowhere(build_dir, neighbour):
+    """It belongs to the machine's network. Where its filter is for root alone, Landlock does the filter's work."""
+    with house.TestCamera(build_dir) as camera:
+        done = camera.run(["/usr/bin/python3", "-c", _STEAL, _STOLEN.replace("PORT", str(neighbour))])
+    assert done.stdout.decode() == "refused\n", done.stderr.decode()
+
+
+def test_where_the_socket_has_no_filter_connections_are_refused(build_dir, neighbour, monkeypatch):
+    monkeypatch.setattr(port, "is_shielded", lambda listener: False)
+    with house.TestCamera(build_dir) as camera:
+        done = camera.run(["/usr/bin/python3", "-c", _KNOCK, str(neighbour)])
+        said = [record["text"] for record in camera.log()[0] if record["source"] == "supervisor"]
+        assert camera.get("/command/ble/pairing_available").status == 200
+    if said:
+        assert "this kernel has no means" in said[0]  # neither filter nor Landlock
+    else:
+        assert done.stdout.decode() == "Permission denied\n"
 
 
 def test_the_machines_network_for_who_asks_for_it(make_camera, neighbour):
