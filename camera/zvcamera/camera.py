@@ -10,7 +10,7 @@ import subprocess
 import threading
 import time
 
-from . import admin, namespace, sandbox, storage, wall
+from . import admin, namespace, sandbox, storage, told, wall
 from . import port as ports
 from .folder import CameraFolder, FolderError
 from .inside import web
@@ -91,6 +91,7 @@ class Camera:
         self._folder = None
         self._process = None
         self._reader = None
+        self._complainer = None
         self._first_word = threading.Event()
         self._failure = None
         self.misdeeds = None
@@ -180,12 +181,15 @@ class Camera:
         if self._control_program:
             line += ["--control-program", self._control_program]
         # An empty environment: bwrap itself is process 1 of the camera, and what it was started with can be read there.
-        self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True,
-                                         env={}, pass_fds=(options, rules, listener.fileno(), self._folder.life_line))
+        self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                         start_new_session=True, env={}, pass_fds=(
+                                             options, rules, listener.fileno(), self._folder.life_line))
         for descriptor in (options, rules):
             os.close(descriptor)
         self._reader = threading.Thread(target=self._read_reports, daemon=True)
-        self._reader.start()
+        self._complainer = threading.Thread(target=told.pass_complaints_on, args=(self._process.stderr,), daemon=True)
+        for thread in (self._reader, self._complainer):
+            thread.start()
 
     @staticmethod
     def _bwrap():
@@ -195,14 +199,14 @@ class Camera:
         return path
 
     def _read_reports(self):
-        for line in self._process.stdout:
-            report = json.loads(line)
-            if "log" in report:
-                self._on_record(report["log"])
-            elif "ended" in report:
-                self.misdeeds = report["ended"]
+        for kind, value in told.reports(self._process.stdout):
+            if kind == "log":
+                if self._on_record:
+                    self._on_record(value)
+            elif kind == "ended":
+                self.misdeeds = value
             else:
-                self._failure = report.get("failed")
+                self._failure = value if kind == "failed" else None
                 self._first_word.set()
 
     def running(self):
@@ -218,8 +222,9 @@ class Camera:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.wait()
-        self._reader.join()
-        self._process.stdout.close()
+        for thread, stream in ((self._reader, self._process.stdout), (self._complainer, self._process.stderr)):
+            thread.join()
+            stream.close()
         self._folder.release()
         self._process = None
         if self.misdeeds is None:

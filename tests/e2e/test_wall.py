@@ -158,6 +158,43 @@ with Camera(sys.argv[1], gateway_dir=sys.argv[2]) as camera:
     assert "secret-of-the-starter" not in done.stdout
 
 
+# Prints what the standard streams of the camera's programs lead to, and says something on the supervisor's standard error.
+_STREAMS = """
+import os
+for process in filter(str.isdecimal, os.listdir("/proc")):
+    for number in "012":
+        try:
+            print(os.readlink("/proc/" + process + "/fd/" + number))
+        except OSError:
+            pass
+try:
+    with open("/proc/2/fd/2", "w") as errors:
+        errors.write(chr(27) + "]0;title" + chr(7) + "\\n")
+except OSError:
+    pass
+"""
+
+
+def test_standard_error_of_the_starter_stays_outside(build_dir, open_path):
+    """Behind it are a terminal, or a file of the machine. Whoever has the descriptor opens it anew, and reads the file."""
+    program = """
+import sys
+from zvcamera.camera import Camera
+with Camera(sys.argv[1], gateway_dir=sys.argv[2]) as camera:
+    sys.stdout.buffer.write(camera.run(["/usr/bin/python3", "-c", sys.argv[3]]).stdout)
+"""
+    with open(open_path / "said", "w+b") as said:
+        done = subprocess.run(
+            [sys.executable, "-c", program, build_dir, house.TestCamera.default_gateway_dir, _STREAMS], stderr=said,
+            env=dict(os.environ, PYTHONPATH=os.path.join(house.ROOT, "camera")), stdout=subprocess.PIPE, text=True,
+            timeout=60, check=True)
+        said.seek(0)
+        assert said.read() in (b"", b"\\x1b]0;title\\x07\n")  # as root's camera, and as an ordinary user's
+    streams = done.stdout.splitlines()
+    assert len(streams) > 10
+    assert [each for each in streams if not each.startswith(("pipe:", "socket:", "/dev/null"))] == []
+
+
 @pytest.fixture
 def neighbour():
     """A server on the machine's loopback address, as developers have them running."""
