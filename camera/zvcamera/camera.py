@@ -1,7 +1,6 @@
 """The simulated camera as an object: start it, ask it, stop it."""
 
 import base64
-import errno
 import http.client
 import json
 import os
@@ -148,12 +147,11 @@ class Camera:
         if not self._given_storage:
             return None
         try:
-            os.makedirs(self._given_storage, mode=0o700, exist_ok=True)
-            storage.make_private(self._given_storage)
+            path = storage.make(self._given_storage)
+            storage.make_private(path)
         except OSError as error:
-            reason = os.strerror(errno.ENOTDIR) if isinstance(error, FileExistsError) else error.strerror
-            raise CameraError(f"{self._given_storage} cannot be the storage: {reason}") from error
-        return self._given_storage
+            raise CameraError(f"{self._given_storage} cannot be the storage: {error.strerror}") from error
+        return path
 
     def _launch(self, listener):
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
