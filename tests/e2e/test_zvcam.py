@@ -345,15 +345,20 @@ def test_http_goes_wrong_on_demand(camera):
 
 def test_bash_completes(build_dir):
     script = '''
+cd /
 eval "$(zvcam completion bash)"
+compopt() { echo "$@"; }
 complete() { COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); COMPREPLY=(); _zvcam_completion zvcam; echo "${COMPREPLY[@]}"; }
 complete zvcam ble dev
 complete zvcam fault add scan m
 complete zvcam set re
+complete zvcam ble set se
+complete zvcam fault add /
+complete zvcam fault add "*"
 '''
     shown = subprocess.run(["bash", "-c", script], capture_output=True, text=True, check=False, timeout=60,
                            env={"PATH": f"{build_dir}:{os.environ['PATH']}"})
-    assert (shown.stdout, shown.stderr) == ("device\nmissing\nrecording\n", "")
+    assert (shown.stdout, shown.stderr) == ("device\nmissing\nrecording\n-o nospace\nseed=\n/\\*\n\\*\n", "")
 
 
 def test_is_started_from_any_folder_and_by_a_link(camera, tmp_path):

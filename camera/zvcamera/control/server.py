@@ -125,7 +125,8 @@ class Control:
     def _do(self, operation, keywords):
         """In a thread: the result as a text of JSON, and the programs that were not there to take part."""
         link = Link(self._run_dir)
-        text = json.dumps(operation.act(link, **keywords))
+        result = operation.act(link, **keywords)
+        text = json.dumps({} if result is None else result)
         if len(text) > MOST_ANSWER:
             raise _Answer(500, f"the answer would have {len(text)} bytes, {MOST_ANSWER} at most: ask for less of it")
         return text, [line.replace("\n", " ") for line in link.missing]

@@ -10,12 +10,12 @@ def _ask(link, action, **fields):
     return link.call("zvControlD", "analytics", action=action, **fields)
 
 
-@operation("analytics status", "GET /analytics", "Show all about it", alone=True)
+@operation("analytics status", "GET /analytics", "Show all about the file", alone=True)
 def status(link):
     return _ask(link, "status")
 
 
-@operation("analytics on", "POST /analytics/on", "Collect: append a record again and again",
+@operation("analytics on", "POST /analytics/on", "Collect: append a record to the file again and again",
            Parameter("interval_ms", "number", "milliseconds between records, 10 to 3600000", None, "--interval-ms"))
 def on(link, interval_ms):
     return _ask(link, "on", **({} if interval_ms is None else {"interval_ms": interval_ms}))
@@ -38,7 +38,7 @@ def limit(link, bytes):  # noqa: A002
     return _ask(link, "limit", limit=bytes)
 
 
-@operation("analytics append", "POST /analytics/records", "Append records, or bytes",
+@operation("analytics append", "POST /analytics/records", "Append records, or bytes, to the file",
            Parameter("records", "number", "how many; 1 when nothing is given", None, low=0),
            Parameter("hex", "hex", "these bytes instead, two digits each", None, "--hex"))
 def append(link, records, hex):  # noqa: A002
@@ -49,7 +49,7 @@ def append(link, records, hex):  # noqa: A002
     return _ask(link, "append", hex=hex)
 
 
-@operation("analytics clear", "POST /analytics/clear", "Clear it, as a client's request does")
+@operation("analytics clear", "POST /analytics/clear", "Clear the file, as a client's request does")
 def clear(link):
     return _ask(link, "clear")
 

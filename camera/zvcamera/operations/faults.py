@@ -44,7 +44,8 @@ def _rule(command, fault, value, options):
                      "below the control space, such as /command/ble/scan or /*",
                      candidates=lambda link: (*fault_kinds.commands(), "/*")),
            Parameter("fault", rows=fault_kinds.rows(),
-                     candidates=lambda link: [kind.name for kind in (*fault_kinds.MESSAGES, *fault_kinds.HTTP)]),
+                     candidates=lambda link: dict.fromkeys(
+                         kind.name for kind in (*fault_kinds.MESSAGES, *fault_kinds.HTTP))),
            Parameter("value", "value", "the fault's own; each has a default", None),
            Parameter("count", "number", "replies to hit; 0: all", 0, "--count", low=0, high=_MOST),
            Parameter("skip", "number", "replies to let pass first", 0, "--skip", low=0, high=_MOST),

@@ -47,7 +47,7 @@ def show(link, since, lines, messages):
     return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
 
 
-@operation("requests follow", "GET /requests/events", "Go on with those to come, until interrupted",
+@operation("requests follow", "GET /requests/events", "Go on with the requests to come, until interrupted",
            text=request_text, follows=True, options=("--follow", "-f"))
 def follow(link):
     with link.subscribe(_SUPERVISOR, "requests_follow") as subscription:
@@ -56,6 +56,6 @@ def follow(link):
             yield from subscription.events()
 
 
-@operation("requests clear", "DELETE /requests", "Forget the requests so far instead", options=("--clear",))
+@operation("requests clear", "DELETE /requests", "Forget the requests so far", options=("--clear",))
 def clear(link):
     return link.call(_SUPERVISOR, "requests_clear")

@@ -33,17 +33,18 @@ def _ask(link, op, **fields):
     return link.call("supervisor", op, timeout=_PATIENCE, **fields)
 
 
-@operation("stream", "GET /stream", "Show what runs of it, and what its log says", text=_text)
+@operation("stream", "GET /stream", "Show what runs of the streaming program, and what its log says", text=_text)
 def show(link):
     return _ask(link, "stream")
 
 
-@operation("stream start", "POST /stream/start", "Start it, once more if it runs; what follows are its arguments",
+@operation("stream start", "POST /stream/start",
+           "Start the streaming program, once more if it runs; what follows are its arguments",
            Parameter("arguments", "words", "as they stand: no word is taken for an option", ()), text=_text)
 def start(link, arguments):
     return _ask(link, "stream_start", arguments=list(arguments))
 
 
-@operation("stream stop", "POST /stream/stop", "Stop it, all of it that runs", text=_text)
+@operation("stream stop", "POST /stream/stop", "Stop the streaming program, all of it that runs", text=_text)
 def stop(link):
     return _ask(link, "stream_stop")

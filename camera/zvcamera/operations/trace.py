@@ -108,7 +108,7 @@ class _Followed:
             subscription.close()
 
 
-@operation("trace follow", "GET /trace/events", "Go on with what comes, until interrupted", _COMMAND, _DAEMON,
+@operation("trace follow", "GET /trace/events", "Go on with the messages to come, until interrupted", _COMMAND, _DAEMON,
            text=record.full, brief=record.brief, follows=True, options=("--follow", "-f"))
 def follow(link, command, daemon):
     name = _canonical(command)
@@ -121,6 +121,6 @@ def follow(link, command, daemon):
             records = followed.arrived() + followed.connect_missing()
 
 
-@operation("trace clear", "DELETE /trace", "Forget the messages so far instead", options=("--clear",))
+@operation("trace clear", "DELETE /trace", "Forget the messages so far", options=("--clear",))
 def clear(link):
     link.call_each(QUEUE_DAEMONS, "trace_clear")

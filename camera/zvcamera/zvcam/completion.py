@@ -6,13 +6,33 @@ from . import values
 from .settings import ChosenLink
 
 VARIABLE = "_ZVCAM_COMPLETE"
+# click's own lets the shell expand a proposal such as *, puts a blank behind "key=", and looks for a bash of its own.
+_BASH = """\
+_zvcam_completion() {
+    local IFS=$'\\n' type value
+    while IFS=, read -r type value; do
+        case $type in
+        file)
+            COMPREPLY=()
+            compopt -o default ;;
+        plain)
+            [[ $value != *= ]] || compopt -o nospace
+            printf -v value %q "$value"
+            COMPREPLY+=("$value") ;;
+        esac
+    done < <(env COMP_WORDS="${COMP_WORDS[*]}" COMP_CWORD="$COMP_CWORD" _ZVCAM_COMPLETE=bash_complete "$1")
+}
+
+complete -o nosort -F _zvcam_completion zvcam
+"""
 
 
 def script(shell):
     """What a shell has to read to complete zvcam."""
+    if shell == "bash":
+        return _BASH
     kind = shell_completion.get_completion_class(shell)
-    # Not that of bash: it looks for a bash of its own, to check its version.
-    return shell_completion.ShellComplete.source(kind(None, {}, "zvcam", VARIABLE))
+    return kind(None, {}, "zvcam", VARIABLE).source()
 
 
 def answer(command, instruction, **arguments):

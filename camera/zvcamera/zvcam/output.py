@@ -116,7 +116,7 @@ def show(operation, result, *, as_json, brief=False, by_line=False, path=None):
         for event in result:
             write(f"{to_line(event)}\n" if as_json else _ended(text(event)))
     elif as_json:
-        items = _items(result) if by_line else [{} if result is None else result]
+        items = _items(result) if by_line and result is not None else [{} if result is None else result]
         write("".join(f"{to_line(item)}\n" for item in items))
     elif result is not None:
         write(_ended(text(result)))

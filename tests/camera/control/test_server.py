@@ -20,6 +20,11 @@ def test_the_result_is_the_body(calls, served):
     assert calls.made == [{"count": 3, "share": 1, "whole": False, "words": (), "keys": None, "text": "x"}]
 
 
+def test_no_result_is_an_empty_object(calls, served):
+    calls.result = None
+    assert served.ask("POST", "/simulator/kinds", {})[:2] == (200, {})
+
+
 def test_head_is_get_without_body(calls, served):
     status, document, fields = served.ask("HEAD", "/simulator/item/a")
     assert (status, document, fields["Content-Length"]) == (200, None, str(len('{"done": true}\n')))

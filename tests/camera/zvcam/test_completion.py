@@ -34,6 +34,7 @@ def test_items_faults_keys_and_choices(proposed):
     assert proposed("fail", "recording", "ZV_ERR_NAK") == ["ZV_ERR_NAK", "ZV_ERR_NAK_OFF"]
     assert proposed("fault", "add", "scan") == ["scan", "scan_list"]
     assert proposed("fault", "add", "scan", "m") == ["missing"]
+    assert proposed("fault", "add", "scan", "la") == ["late"]
     assert proposed("ble", "set", "scan") == ["scan_page=", "scan_ms="]
     assert proposed("trace", "--daemon", "zvB") == ["zvBleD"]
     assert proposed("check", "whitelist50-") == ["whitelist50-", "whitelist50-sparse"]  # first: files, by the shell

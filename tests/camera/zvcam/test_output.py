@@ -58,6 +58,7 @@ def test_records_are_lines_of_json(capsys, tmp_path):
     assert _shown(capsys, _operation(), records, as_json=True, by_line=True) == lines
     assert _shown(capsys, _operation(), {"next": 3, "records": records}, as_json=True, by_line=True) == lines
     assert _shown(capsys, _operation(follows=True), iter(records), as_json=True) == lines
+    assert _shown(capsys, _operation(), None, as_json=True, by_line=True) == "{}\n"
     assert _shown(capsys, _operation(), records, path=str(tmp_path / "file")) == ""
     assert (tmp_path / "file").read_text() == lines
     with pytest.raises(AdminError, match="^/nowhere/file: cannot be written$"):
