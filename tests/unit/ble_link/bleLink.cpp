@@ -331,8 +331,8 @@ TEST_F(OpenLink, AReplyIsWaitedForUntil15SecondsAfterTheCallToTheMicrosecond) {
     EXPECT_EQ(-1, ble_receive(ble_msg_buffer, &length));
     timeval after{};
     gettimeofday(&after, nullptr);
-    const auto micros = [](long seconds, long parts) { return seconds * 1000000 + parts; };
-    const long given = micros(lastDeadline.tv_sec, lastDeadline.tv_nsec / 1000);
+    const auto micros = [](std::int64_t seconds, std::int64_t parts) { return seconds * 1000000 + parts; };
+    const std::int64_t given = micros(lastDeadline.tv_sec, lastDeadline.tv_nsec / 1000);
     EXPECT_LE(micros(before.tv_sec + 15, before.tv_usec), given);
     EXPECT_GE(micros(after.tv_sec + 15, after.tv_usec), given);
     EXPECT_EQ(0, lastDeadline.tv_nsec % 1000);
