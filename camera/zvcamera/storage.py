@@ -60,7 +60,7 @@ def _is_the_systems(path):
     return path in _SYSTEM or any(f"{path}/".startswith(f"{folder}/") for folder in _SYSTEM_BELOW)
 
 
-def _refuse_shared(path, found):
+def refuse_shared(path, found):
     """Raises OSError for a folder that is more than a storage: closing it would shut others out of their own files."""
     shared = found.st_mode & (stat.S_ISVTX | stat.S_IWOTH) or path == os.path.expanduser("~") or _is_the_systems(path)
     if shared or found.st_uid not in (os.getuid(), sandbox.user()):
@@ -96,7 +96,7 @@ def make_private(path):
         if os.readlink(f"/proc/self/fd/{folder}") != path:
             _refuse("something on the way to it has changed meanwhile")
         found = os.fstat(folder)
-        _refuse_shared(path, found)
+        refuse_shared(path, found)
         os.fchmod(folder, 0o700)
         if found.st_uid == os.getuid():
             sandbox.give(".", folder)
