@@ -380,7 +380,7 @@ _OPTIONS = "The camera answers no OPTIONS: pages of other sites may not use it. 
     (["Host: 127.0.0.1.evil.example"], _HOST), (["Host: 10.0.0.1"], _HOST),
     (["Origin: http://evil.example"], _ORIGIN), (["Origin: null"], _ORIGIN), (["Origin: https://127.0.0.1:{port}"], _ORIGIN),
     (["Origin: http://127.0.0.1:{port}.evil.example"], _ORIGIN), (["Origin: http://127.0.0.1:1"], _ORIGIN),
-    (["Sec-Fetch-Site: cross-site"], _SITE)])
+    (["Sec-Fetch-Site: cross-site"], _SITE), (["Sec-Fetch-Site: same-site"], _SITE), (["Sec-Fetch-Site: x"], _SITE)])
 def test_a_foreign_page_is_refused(walled, fields, body):
     with walled.new_lines() as lines:
         assert _ask(walled, *[field.format(port=walled.port) for field in fields]) == (403, body)
@@ -420,4 +420,6 @@ def test_names_and_origins_that_are_allowed(make_camera):
     assert _ask(camera, "Host: camera.test:80") == (200, "{}")
     assert _ask(camera, "Host: cameraX.test")[0] == 403
     assert _ask(camera, "Origin: http://localhost:3000", "Sec-Fetch-Site: cross-site") == (200, "{}")
+    assert _ask(camera, "Origin: http://localhost:3000", "Sec-Fetch-Site: same-site") == (200, "{}")
     assert _ask(camera, "Origin: http://localhost:3001", "Sec-Fetch-Site: cross-site")[0] == 403
+    assert _ask(camera, "Sec-Fetch-Site: same-site")[0] == 403
