@@ -17,7 +17,8 @@ _MOST_LINKS = 40
 # The machine's own: these folders, and those with all that is below.
 _SYSTEM = ("/", "/home", "/media", "/mnt", "/opt", "/root", "/run", "/srv", "/tmp", "/var", "/var/cache", "/var/lib",
            "/var/log", "/var/spool", "/var/tmp")
-_SYSTEM_BELOW = ("/bin", "/boot", "/dev", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/sbin", "/sys", "/usr")
+_SYSTEM_BELOW = ("/bin", "/boot", "/dev", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/sbin", "/sys",
+                 "/usr")
 
 
 def _refuse(reason):
@@ -89,8 +90,10 @@ def _give_all(folder):
 
 
 def make_private(path):
-    """Closes the folder (a path without symbolic links) to all other users (mode 0700) and gives it, and root's files in
-    it, to the camera's user."""
+    """Closes the folder to all other users (mode 0700) and gives it, and root's files in it, to the camera's user.
+
+    path: as make() returns it, without symbolic links.
+    """
     folder = os.open(path, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW | os.O_CLOEXEC)
     try:
         if os.readlink(f"/proc/self/fd/{folder}") != path:
