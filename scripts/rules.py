@@ -72,7 +72,6 @@ PYTHON_TESTED_ELSEWHERE = {
     "camera.py": "tests/e2e/test_launcher.py",
     "check.py": "tests/e2e/test_run.py",
     "command.py": "tests/e2e/test_exec.py",
-    "folder.py": "tests/e2e/test_launcher.py",
     "namespace.py": "tests/e2e/test_launcher.py",
     "options.py": "tests/e2e/test_first_run.py",
     "machine.py": "tests/e2e/test_first_run.py",

@@ -220,9 +220,11 @@ class Camera:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.wait()
-        for thread, stream in ((self._reader, self._process.stdout), (self._complainer, self._process.stderr)):
-            thread.join()
-            stream.close()
+        self._reader.join()
+        self._process.stdout.close()
+        self._complainer.join(5)  # it hangs where nobody reads standard error
+        if not self._complainer.is_alive():
+            self._process.stderr.close()
         self._folder.release()
         self._process = None
         if self.misdeeds is None:

@@ -11,13 +11,16 @@ launcher.
 import contextlib
 import fcntl
 import os
-import shutil
 import signal
 import subprocess
 import tempfile
 import time
 
 from . import find, sandbox
+
+
+# Commands in the camera may have closed folders to their own user.
+_REMOVE = 'rm -rf -- "$1" 2>/dev/null || { chmod -R u+rwx -- "$1"; rm -rf -- "$1"; } 2>/dev/null'
 
 
 class FolderError(Exception):
@@ -58,7 +61,7 @@ def _try_claim(path):
         fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         if not fresh:
             # Nobody holds the lock: a camera left the folder behind when its janitor was killed too.
-            shutil.rmtree(path)
+            subprocess.run(["/bin/sh", "-c", _REMOVE, "zvcam-janitor", path], check=False)
             raise BlockingIOError
     except BlockingIOError:
         os.close(lock)
@@ -107,7 +110,7 @@ class CameraFolder:
         os.set_inheritable(self.life_line, False)
         # The janitor inherits the lock, so nobody can claim the folder before it is removed. It also inherits the
         # blocked signals, so it does its work even when everything else is told to end.
-        script = 'cat >/dev/null; rm -f -- "$3"; rm -rf -- "$1"; rmdir -- "$2" "${3%/*}" 2>/dev/null; :'
+        script = f'cat >/dev/null; rm -f -- "$3"; {_REMOVE}; rmdir -- "$2" "${{3%/*}}" 2>/dev/null; :'
         record = find.leave_record(self._port, self.run) or "/nonexistent/record"
         self._janitor = subprocess.Popen(
             ["/bin/sh", "-c", script, "zvcam-janitor", self.path, os.path.dirname(self.path), record],

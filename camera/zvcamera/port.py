@@ -49,8 +49,8 @@ def _attach(listener):
 
 
 def _shield(listener):
-    """Keeps the socket to the loopback device and to its filter for good: nobody can undo that without root's rights, and
-    accepted connections have both, too."""
+    """Keeps the socket to the loopback device and to its filter for good: nobody can undo that without root's rights.
+    Accepted connections have both, too."""
     with contextlib.suppress(PermissionError):  # kernels before 5.7
         listener.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, _LOOPBACK)
     with contextlib.suppress(PermissionError):

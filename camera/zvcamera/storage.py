@@ -17,7 +17,8 @@ _MOST_LINKS = 40
 # The machine's own: these folders, and those with all that is below.
 _SYSTEM = ("/", "/home", "/media", "/mnt", "/opt", "/root", "/run", "/srv", "/tmp", "/var", "/var/cache", "/var/lib",
            "/var/log", "/var/spool", "/var/tmp")
-_SYSTEM_BELOW = ("/bin", "/boot", "/dev", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/sbin", "/sys", "/usr")
+_SYSTEM_BELOW = ("/bin", "/boot", "/dev", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/sbin", "/sys",
+                 "/usr")
 
 
 def _refuse(reason):
@@ -60,7 +61,7 @@ def _is_the_systems(path):
     return path in _SYSTEM or any(f"{path}/".startswith(f"{folder}/") for folder in _SYSTEM_BELOW)
 
 
-def _refuse_shared(path, found):
+def refuse_shared(path, found):
     """Raises OSError for a folder that is more than a storage: closing it would shut others out of their own files."""
     shared = found.st_mode & (stat.S_ISVTX | stat.S_IWOTH) or path == os.path.expanduser("~") or _is_the_systems(path)
     if shared or found.st_uid not in (os.getuid(), sandbox.user()):
@@ -89,14 +90,16 @@ def _give_all(folder):
 
 
 def make_private(path):
-    """Closes the folder (a path without symbolic links) to all other users (mode 0700) and gives it, and root's files in
-    it, to the camera's user."""
+    """Closes the folder to all other users (mode 0700) and gives it, and root's files in it, to the camera's user.
+
+    path: as make() returns it, without symbolic links.
+    """
     folder = os.open(path, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW | os.O_CLOEXEC)
     try:
         if os.readlink(f"/proc/self/fd/{folder}") != path:
             _refuse("something on the way to it has changed meanwhile")
         found = os.fstat(folder)
-        _refuse_shared(path, found)
+        refuse_shared(path, found)
         os.fchmod(folder, 0o700)
         if found.st_uid == os.getuid():
             sandbox.give(".", folder)

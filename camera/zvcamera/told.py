@@ -53,7 +53,7 @@ def _report(line):
 
 
 def reports(stream):
-    """Yields the reports in a binary stream, until it ends: pairs of "log", "ready", "failed" or "ended", and a value."""
+    """Yields the reports in a binary stream until it ends: pairs of "log", "ready", "failed" or "ended" and a value."""
     while line := stream.readline(_LONGEST):
         report = _report(line)
         if report:

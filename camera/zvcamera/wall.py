@@ -35,8 +35,8 @@ _FCHMODAT2 = 452  # newer than the library's names, as are the next two
 _PIDFD_GETFD = 438  # descriptors of others
 _OPEN_TREE_ATTR = 467
 _TMPFILE = 0o20000000  # the bit of O_TMPFILE beside O_DIRECTORY
-# Kinds of sockets: beside those of the network, a file and the kernel's lists, none is needed. Some of the others know no
-# network namespaces, as the one that leads out of a virtual machine to its host.
+# Kinds of sockets: beside those of the network, a file and the kernel's lists, none is needed. Some of the others know
+# no network namespaces, as the one that leads out of a virtual machine to its host.
 _LAST_KIND = socket.AF_NETLINK
 _KINDS = (socket.AF_UNIX, socket.AF_INET, socket.AF_INET6, socket.AF_NETLINK)
 # Data that go out before the other side has accepted: the filter of the camera's port could not hold them back.

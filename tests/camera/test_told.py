@@ -22,8 +22,8 @@ def test_reports():
 
 
 @pytest.mark.parametrize("line", [
-    b"", b"{", b"[]", b"null", b"\xff", b"[" * 100_000, {}, {"ready": 1}, {"failed": None}, {"failed": ["x"]}, {"ended": 5},
-    {"ended": [1]}, {"ended": "x"}, {"log": []}, {"log": {}},
+    b"", b"{", b"[]", b"null", b"\xff", b"[" * 100_000, {}, {"ready": 1}, {"failed": None}, {"failed": ["x"]},
+    {"ended": 5}, {"ended": [1]}, {"ended": "x"}, {"log": []}, {"log": {}},
     *({"log": {**RECORD, name: value}} for name, value in (
         ("pid", "\x1b]0;x\x07"), ("pid", 1.5), ("pid", True), ("priority", []), ("time", "now"), ("time", -1),
         ("time", float("nan")), ("time", float("inf")), ("time", 1e300), ("source", None), ("text", 7)))])

@@ -158,7 +158,7 @@ with Camera(sys.argv[1], gateway_dir=sys.argv[2]) as camera:
     assert "secret-of-the-starter" not in done.stdout
 
 
-# Prints what the standard streams of the camera's programs lead to, and says something on the supervisor's standard error.
+# Prints what the standard streams of the camera's programs lead to, and writes to the supervisor's standard error.
 _STREAMS = """
 import os
 for process in filter(str.isdecimal, os.listdir("/proc")):
@@ -176,7 +176,7 @@ except OSError:
 
 
 def test_standard_error_of_the_starter_stays_outside(build_dir, open_path):
-    """Behind it are a terminal, or a file of the machine. Whoever has the descriptor opens it anew, and reads the file."""
+    """Behind it are a terminal, or a file of the machine, which whoever has the descriptor opens anew and reads."""
     program = """
 import sys
 from zvcamera.camera import Camera
@@ -296,8 +296,9 @@ def test_there_are_no_sockets_but_those_of_the_network(walled, kind):
     """A socket of AF_VSOCK would lead from a virtual machine to its host, whatever network the camera has."""
     assert python(walled, f"""
 import socket
+number = {{"x86_64": 41}}.get(platform.machine(), 198)
 for high in (0, 1 << 32):
-    print(call({{"x86_64": 41}}.get(platform.machine(), 198), ctypes.c_long(high + socket.{kind}), socket.SOCK_STREAM, 0))
+    print(call(number, ctypes.c_long(high + socket.{kind}), socket.SOCK_STREAM, 0))
 """) == "Operation not permitted\n" * 2
 
 
@@ -306,7 +307,8 @@ def test_no_data_go_out_before_a_connection_is_accepted(walled, neighbour):
 import socket
 for act in (lambda one: one.sendto(b"x", socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
             lambda one: one.sendmsg([b"x"], [], socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
-            lambda one: one.setsockopt(socket.IPPROTO_TCP, 30, 1), lambda one: one.setsockopt(socket.IPPROTO_TCP, 34, 1)):
+            lambda one: one.setsockopt(socket.IPPROTO_TCP, 30, 1),
+            lambda one: one.setsockopt(socket.IPPROTO_TCP, 34, 1)):
     try:
         act(socket.socket())
     except OSError as error:
@@ -380,7 +382,7 @@ _OPTIONS = "The camera answers no OPTIONS: pages of other sites may not use it. 
     (["Host: 127.0.0.1.evil.example"], _HOST), (["Host: 10.0.0.1"], _HOST),
     (["Origin: http://evil.example"], _ORIGIN), (["Origin: null"], _ORIGIN), (["Origin: https://127.0.0.1:{port}"], _ORIGIN),
     (["Origin: http://127.0.0.1:{port}.evil.example"], _ORIGIN), (["Origin: http://127.0.0.1:1"], _ORIGIN),
-    (["Sec-Fetch-Site: cross-site"], _SITE)])
+    (["Sec-Fetch-Site: cross-site"], _SITE), (["Sec-Fetch-Site: same-site"], _SITE), (["Sec-Fetch-Site: x"], _SITE)])
 def test_a_foreign_page_is_refused(walled, fields, body):
     with walled.new_lines() as lines:
         assert _ask(walled, *[field.format(port=walled.port) for field in fields]) == (403, body)
@@ -420,4 +422,6 @@ def test_names_and_origins_that_are_allowed(make_camera):
     assert _ask(camera, "Host: camera.test:80") == (200, "{}")
     assert _ask(camera, "Host: cameraX.test")[0] == 403
     assert _ask(camera, "Origin: http://localhost:3000", "Sec-Fetch-Site: cross-site") == (200, "{}")
+    assert _ask(camera, "Origin: http://localhost:3000", "Sec-Fetch-Site: same-site") == (200, "{}")
     assert _ask(camera, "Origin: http://localhost:3001", "Sec-Fetch-Site: cross-site")[0] == 403
+    assert _ask(camera, "Sec-Fetch-Site: same-site")[0] == 403

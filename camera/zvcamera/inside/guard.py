@@ -62,7 +62,7 @@ def configuration(port, hosts, origins, folder):
         '$HTTP["url"] !~ "^/simulator(/|$)" {\n'
         'mimetype.assign = (".html" => "text/plain; charset=utf-8")\n'
         f'{allowed}$HTTP["request-method"] == "OPTIONS" {{\n{_refuse("options", folder)}}}\n'
-        f'$REQUEST_HEADER["Sec-Fetch-Site"] == "cross-site" {{\n{_refuse("site", folder)}}}\n{end}'
+        f'$REQUEST_HEADER["Sec-Fetch-Site"] !~ "^(same-origin|none)?$" {{\n{_refuse("site", folder)}}}\n{end}'
         f'$REQUEST_HEADER["Origin"] !~ "^({known_origins})?$" {{\n{_refuse("origin", folder)}}}\n'
         f'$HTTP["host"] !~ "^(({known_hosts})(:[0-9]+)?)?$" {{\n{_refuse("host", folder)}}}\n'
         "}\n")
