@@ -79,7 +79,6 @@ PYTHON_TESTED_ELSEWHERE = {
     "ready_file.py": "tests/e2e/test_exec.py",
     "sandbox.py": "tests/e2e/test_wall.py",
     "serving.py": "tests/e2e/test_exec.py",
-    "storage.py": "tests/e2e/test_wall.py",
     "testing.py": "tests/e2e/test_ci_page.py",
     "terminal.py": "tests/e2e/test_run.py",
     "version.py": "tests/camera/zvcam/test_main.py",
@@ -92,6 +91,7 @@ PYTHON_TESTED_ELSEWHERE = {
     "operations/ble_text.py": "tests/e2e/test_zvcam.py",
     # Inside the camera.
     "inside/children.py": "tests/e2e/test_launcher.py",
+    "inside/confine.py": "tests/e2e/test_wall.py",
     "inside/collector.py": "tests/e2e/test_launcher.py",
     "inside/guard.py": "tests/e2e/test_wall.py",
     "inside/gateways.py": "tests/e2e/test_reset.py",

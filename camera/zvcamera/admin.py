@@ -1,9 +1,13 @@
 """Client of the admin sockets of the camera's programs: one JSON object a line, over a Unix stream socket."""
 
+import errno
 import json
 import os
 import select
 import socket
+import stat
+
+_LONGEST = 256 << 20  # bytes of an answer; a camera's whole log is less
 
 
 class AdminError(Exception):
@@ -18,20 +22,28 @@ class Unreachable(AdminError):
     """There is no such program, or it does not answer."""
 
 
-def connect(path, timeout):
-    """Connects to the socket at path, however long the path is (the kernel takes 107 bytes)."""
-    folder = os.open(os.path.dirname(path) or ".", os.O_PATH | os.O_DIRECTORY)
+def _connected(descriptor, timeout):
+    """A connection to the socket that an O_PATH descriptor stands for."""
+    if not stat.S_ISSOCK(os.fstat(descriptor).st_mode):
+        raise ConnectionRefusedError(errno.ECONNREFUSED, os.strerror(errno.ECONNREFUSED))
+    connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    connection.settimeout(timeout)
     try:
-        connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        connection.settimeout(timeout)
-        try:
-            connection.connect(f"/proc/self/fd/{folder}/{os.path.basename(path)}")
-        except BaseException:
-            connection.close()
-            raise
-        return connection
+        connection.connect(f"/proc/self/fd/{descriptor}")
+    except BaseException:
+        connection.close()
+        raise
+    return connection
+
+
+def connect(path, timeout):
+    """Connects to the socket at path, however long the path is (the kernel takes 107 bytes). A symbolic link is no
+    socket: the camera's programs may put one there, that leads to another service of the machine."""
+    descriptor = os.open(path, os.O_PATH | os.O_NOFOLLOW)
+    try:
+        return _connected(descriptor, timeout)
     finally:
-        os.close(folder)
+        os.close(descriptor)
 
 
 def _result(path, line):
@@ -55,7 +67,7 @@ def ask(path, op, /, timeout=30.0, **fields):
         with connect(path, timeout) as connection:
             connection.sendall(request)
             with connection.makefile("rb") as answers:
-                line = answers.readline()
+                line = answers.readline(_LONGEST)
     except OSError as error:
         raise Unreachable(f"{os.path.basename(path)}: {error}") from error
     return _result(path, line)
@@ -87,6 +99,8 @@ class Subscription:
             self._connection.sendall(json.dumps({"op": op, **fields}).encode() + b"\n")
             while b"\n" not in self._input:
                 self._receive()
+                if len(self._input) > _LONGEST:
+                    raise Unreachable(f"{os.path.basename(self._path)}: what it says is no answer")
         except OSError as error:
             raise Unreachable(f"{os.path.basename(self._path)}: {error}") from error
         line, _, self._input = self._input.partition(b"\n")

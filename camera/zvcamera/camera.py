@@ -1,17 +1,16 @@
 """The simulated camera as an object: start it, ask it, stop it."""
 
 import base64
-import errno
 import http.client
 import json
 import os
 import shutil
-import socket
 import subprocess
 import threading
 import time
 
-from . import admin, namespace, sandbox, storage, wall
+from . import admin, namespace, sandbox, storage, told, wall
+from . import port as ports
 from .folder import CameraFolder, FolderError
 from .inside import web
 
@@ -45,15 +44,10 @@ class Answer:
 
 def listen(port):
     """A socket that takes connections to 127.0.0.1:port; raises CameraError when the port cannot be had."""
-    listener = socket.socket()
-    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     try:
-        listener.bind(("127.0.0.1", port))
-        listener.listen(1024)
+        return ports.listen(port)
     except OSError as error:
-        listener.close()
         raise CameraError(f"port {port} of 127.0.0.1 cannot be used: {error.strerror}") from error
-    return listener
 
 
 class Camera:
@@ -96,6 +90,7 @@ class Camera:
         self._folder = None
         self._process = None
         self._reader = None
+        self._complainer = None
         self._first_word = threading.Event()
         self._failure = None
         self.misdeeds = None
@@ -152,12 +147,11 @@ class Camera:
         if not self._given_storage:
             return None
         try:
-            os.makedirs(self._given_storage, mode=0o700, exist_ok=True)
-            storage.make_private(self._given_storage)
+            path = storage.make(self._given_storage)
+            storage.make_private(path)
         except OSError as error:
-            reason = os.strerror(errno.ENOTDIR) if isinstance(error, FileExistsError) else error.strerror
-            raise CameraError(f"{self._given_storage} cannot be the storage: {reason}") from error
-        return self._given_storage
+            raise CameraError(f"{self._given_storage} cannot be the storage: {error.strerror}") from error
+        return path
 
     def _launch(self, listener):
         view = namespace.arguments(build_dir=self.build_dir, gateway_dir=self.gateway_dir,
@@ -174,6 +168,8 @@ class Camera:
             ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
              "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
         line += self._allowed
+        if self._network == "own" and not ports.is_shielded(listener):
+            line.append("--refuse-connections")
         if not self._control:
             line.append("--no-control")
         if self._on_record:
@@ -183,12 +179,15 @@ class Camera:
         if self._control_program:
             line += ["--control-program", self._control_program]
         # An empty environment: bwrap itself is process 1 of the camera, and what it was started with can be read there.
-        self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True,
-                                         env={}, pass_fds=(options, rules, listener.fileno(), self._folder.life_line))
+        self._process = subprocess.Popen(line, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                         start_new_session=True, env={}, pass_fds=(
+                                             options, rules, listener.fileno(), self._folder.life_line))
         for descriptor in (options, rules):
             os.close(descriptor)
         self._reader = threading.Thread(target=self._read_reports, daemon=True)
-        self._reader.start()
+        self._complainer = threading.Thread(target=told.pass_complaints_on, args=(self._process.stderr,), daemon=True)
+        for thread in (self._reader, self._complainer):
+            thread.start()
 
     @staticmethod
     def _bwrap():
@@ -198,14 +197,14 @@ class Camera:
         return path
 
     def _read_reports(self):
-        for line in self._process.stdout:
-            report = json.loads(line)
-            if "log" in report:
-                self._on_record(report["log"])
-            elif "ended" in report:
-                self.misdeeds = report["ended"]
+        for kind, value in told.reports(self._process.stdout):
+            if kind == "log":
+                if self._on_record:
+                    self._on_record(value)
+            elif kind == "ended":
+                self.misdeeds = value
             else:
-                self._failure = report.get("failed")
+                self._failure = value if kind == "failed" else None
                 self._first_word.set()
 
     def running(self):
@@ -221,8 +220,9 @@ class Camera:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.wait()
-        self._reader.join()
-        self._process.stdout.close()
+        for thread, stream in ((self._reader, self._process.stdout), (self._complainer, self._process.stderr)):
+            thread.join()
+            stream.close()
         self._folder.release()
         self._process = None
         if self.misdeeds is None:

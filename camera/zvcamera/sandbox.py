@@ -51,10 +51,11 @@ def _changes_user():
     return user() != os.getuid()
 
 
-def give(path):
-    """Makes a file or folder that of the user as whom the camera's programs run."""
+def give(path, folder=None):
+    """Makes a file or folder that of the user as whom the camera's programs run. folder: the descriptor of the one that
+    the path counts from."""
     if _changes_user():
-        os.chown(path, user(), user(), follow_symlinks=False)
+        os.chown(path, user(), user(), dir_fd=folder, follow_symlinks=False)
 
 
 def lift_limits():

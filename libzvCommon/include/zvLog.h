@@ -55,8 +55,8 @@ void zvUtilSetLogLevel(unsigned level);
  * Does not check g_logLevel: the caller does so before the call (ZV_LOG_AT). Level name, colon and message are cut to
  * 349 characters. A suffix that does not fit behind them is replaced by one blank. No line end is added or removed.
  * Needs no heap. A line that syslog does not take within 250 ms is lost without notice, and lines of the next minute
- * after 2 ms. The first line gives SIGURG a handler that does nothing, which stays; where the process has one of its
- * own, that one stays, and a line waits as long as syslog does.
+ * after 2 ms. The first line gives SIGURG a handler that does nothing, which stays; while the process has one of its
+ * own, set before or later, that one stays, and a line waits as long as syslog does.
  */
 #ifdef __GNUC__
 __attribute__((format(printf, 4, 5)))

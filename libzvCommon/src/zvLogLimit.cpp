@@ -32,22 +32,17 @@ bool hasHandler(const struct sigaction& action) {
     return (action.sa_flags & SA_SIGINFO) != 0 || (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
 }
 
-// Not restored: other threads may be waiting for the log as well. False when the process handles the signal itself.
-bool setHandler() {
-    struct sigaction interrupting {};
-    struct sigaction before {};
-    interrupting.sa_handler = countInterruption; // without SA_RESTART: the interrupted call fails
-    sigaction(interruption, &interrupting, &before);
-    const bool foreign = hasHandler(before) && before.sa_handler != countInterruption;
-    if (foreign) {
-        sigaction(interruption, &before, nullptr);
-    }
-    return !foreign;
-}
-
+// Sets the handler where there is none. Not restored: other threads may be waiting for the log as well. False when the
+// process handles the signal itself, which it may begin to do at any time.
 bool canInterrupt() {
-    static const bool can = setHandler();
-    return can;
+    struct sigaction now {};
+    sigaction(interruption, nullptr, &now);
+    if (hasHandler(now)) {
+        return now.sa_handler == countInterruption;
+    }
+    struct sigaction interrupting {};
+    interrupting.sa_handler = countInterruption; // without SA_RESTART: the interrupted call fails
+    return sigaction(interruption, &interrupting, nullptr) == 0;
 }
 
 long now() {

@@ -10,8 +10,8 @@ namespace zv {
 // is absent, is treated as ever. Neither allocates nor logs.
 //
 // A timer interrupts the waiting thread by SIGURG, which this process ignores otherwise. Its handler is set with the
-// first line and stays; it does nothing. Where the process has a handler of its own for SIGURG, or can have no timer,
-// the wait has no limit.
+// first line and stays; it does nothing. While the process has a handler of its own for SIGURG, whenever that came, and
+// where it can have no timer, the wait has no limit.
 class LogLimit {
 public:
     LogLimit();

@@ -31,20 +31,40 @@ timespec deadline() {
     return end;
 }
 
+constexpr itimerval noTimer{};
+
+// Changes whether this thread takes the timer's signal, and returns whether it was blocked before.
+bool setAlarmBlocked(bool blocked) {
+    sigset_t set;
+    sigset_t before;
+    sigemptyset(&before);
+    sigemptyset(&set);
+    sigaddset(&set, SIGALRM);
+    pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, &before);
+    return sigismember(&before, SIGALRM) == 1;
+}
+
 // Interrupts mq_send, which waits without a limit of its own when another process takes the room that poll has seen.
+// A closed library's own timer stands still meanwhile, so that each signal meets the handler that it is meant for.
 class SendLimit {
 public:
     SendLimit() {
+        setitimer(ITIMER_REAL, &noTimer, &timerBefore_);
         struct sigaction interrupting {};
         interrupting.sa_handler = [](int) {};
         sigaction(SIGALRM, &interrupting, &actionBefore_);
+        wasBlocked_ = setAlarmBlocked(false); // a web server may hand it down blocked
         // Repeated, since the first signal may come just before mq_send begins to wait.
         const itimerval limit{{sendLimitRepeatSeconds, 0}, {sendLimitSeconds, 0}};
-        setitimer(ITIMER_REAL, &limit, &timerBefore_);
+        setitimer(ITIMER_REAL, &limit, nullptr);
     }
     ~SendLimit() {
-        setitimer(ITIMER_REAL, &timerBefore_, nullptr);
+        setitimer(ITIMER_REAL, &noTimer, nullptr);
+        if (wasBlocked_) {
+            setAlarmBlocked(true);
+        }
         sigaction(SIGALRM, &actionBefore_, nullptr);
+        setitimer(ITIMER_REAL, &timerBefore_, nullptr);
     }
     SendLimit(const SendLimit&) = delete;
     SendLimit& operator=(const SendLimit&) = delete;
@@ -52,6 +72,7 @@ public:
 private:
     struct sigaction actionBefore_ {};
     itimerval timerBefore_{};
+    bool wasBlocked_ = false;
 };
 
 // False when the queue stays full until the time limit. Whatever else fails, mq_send reports.

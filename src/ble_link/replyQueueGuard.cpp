@@ -59,11 +59,18 @@ void takeSignals() {
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
+// A closed library may have set an action of its own since the signals were taken.
+bool isGuarding(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == removeAndEnd;
+}
+
 void giveSignalsBack() {
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
     for (std::size_t i = 0; i < std::size(endingSignals); ++i) {
-        if (taken[i]) {
+        if (taken[i] && isGuarding(endingSignals[i])) {
             sigaction(endingSignals[i], &standard, nullptr);
         }
     }

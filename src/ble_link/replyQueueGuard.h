@@ -9,6 +9,6 @@
 // not a child of it. The name must live until the guard is released.
 void guardReplyQueue(const char* name, pid_t owner);
 
-// Called when the queue has been removed, or was not created: gives the signals their default action again. Nothing
-// when no queue is guarded.
+// Called when the queue has been removed, or was not created: gives the signals their default action again, unless they
+// have got another action meanwhile. Nothing when no queue is guarded.
 void releaseReplyQueue();

@@ -63,9 +63,19 @@ void keepDescriptorsFromPrograms() {
 }
 
 // A web server may hand SIGCHLD down ignored. The kernel would then keep no status of the shell, and system would
-// report a shell that ran as one that could not be run.
+// report a shell that ran as one that could not be run. A handler, which is a closed library's, stays.
 void keepStatusOfShell() {
-    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
+    struct sigaction action {};
+    sigaction(SIGCHLD, nullptr, &action);
+    const bool ignored = action.sa_handler == SIG_IGN;
+    if (!ignored && (action.sa_flags & SA_NOCLDWAIT) == 0) {
+        return;
+    }
+    if (ignored) {
+        action.sa_handler = SIG_DFL;
+    }
+    action.sa_flags &= ~SA_NOCLDWAIT;
+    sigaction(SIGCHLD, &action, nullptr);
 }
 
 // False with errno when the shell could not be run: the result is -1 then, or, where the C library has no process for

@@ -14,8 +14,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cxxabi.h>
 #include <exception>
+#include <new>
 #include <string_view>
+#include <typeinfo>
 
 namespace {
 
@@ -123,15 +126,33 @@ void logOutputError() {
     }
 }
 
-// Where there is no memory for an exception either, C++ calls this. Ending by exit takes the reply queue along.
+std::terminate_handler terminateBefore = nullptr;
+
+// True also when there is no exception: C++ has had no memory for it.
+bool endsForLackOfMemory() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    return type == nullptr || *type == typeid(std::bad_alloc);
+}
+
+// Where there is no memory for an exception either, C++ calls this. Ending by exit takes the reply queue along. What
+// else nobody catches comes from a closed library, which may have a handler of its own for it.
 [[noreturn]] void endWithoutMemory() {
-    std::exit(ZV_ERR_OUTOFMEM);
+    if (endsForLackOfMemory()) {
+        std::exit(ZV_ERR_OUTOFMEM);
+    }
+    terminateBefore();
+    std::abort();
+}
+
+void watchTermination() {
+    const std::terminate_handler before = std::set_terminate(endWithoutMemory);
+    terminateBefore = before == endWithoutMemory ? terminateBefore : before;
 }
 
 } // namespace
 
 int zvControlMain() try {
-    std::set_terminate(endWithoutMemory);
+    watchTermination();
     const int result = serveRequest();
     logOutputError();
     return result;

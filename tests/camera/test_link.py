@@ -4,6 +4,7 @@ import os
 import socket
 
 import pytest
+from zvcamera import admin
 from zvcamera.admin import AdminError, InvalidRequest, Unreachable
 
 
@@ -26,6 +27,28 @@ def test_says_who_is_not_there(programs, link):
     with pytest.raises(Unreachable) as caught:
         link.subscribe("zvBleD", "trace_follow")
     assert str(caught.value) == f"zvBleD does not run in {programs.run_dir}: No such file or directory"
+
+
+def test_a_link_in_the_place_of_a_socket_is_not_followed(programs, link, tmp_path):
+    """A program of the camera has put it there: it leads to another service of the machine."""
+    with socket.socket(socket.AF_UNIX) as service:
+        service.bind(str(tmp_path / "service"))
+        service.listen()
+        service.setblocking(False)
+        os.symlink(tmp_path / "service", os.path.join(programs.run_dir, "zvBleD.admin"))
+        for ask in (link.call, link.subscribe):
+            with pytest.raises(Unreachable, match=": Connection refused$"):
+                ask("zvBleD", "ble")
+        with pytest.raises(BlockingIOError):
+            service.accept()
+
+
+def test_an_answer_without_end_is_none(programs, link, monkeypatch):
+    monkeypatch.setattr(admin, "_LONGEST", 1000)
+    programs.serve("zvBleD", ble="x" * 2000, trace_follow="x" * 2000)
+    for ask, op in ((link.call, "ble"), (link.subscribe, "trace_follow")):
+        with pytest.raises(Unreachable, match="^zvBleD does not answer$"):
+            ask("zvBleD", op)
 
 
 @pytest.mark.parametrize("answer", [None, b"", b"\n", b"nonsense\n", b"5\n", b"[" * 100000 + b"\n", b"\xff\n"])

@@ -54,7 +54,7 @@ def test_both_empty_paths_and_the_query_does_not_matter(shared_camera):
 def test_every_model_has_its_settings(camera):
     shown = {}
     for number in range(256):
-        camera.tool("set", "model_number", str(number))
+        camera.admin("zvControlD", "set", item="model_number", value=str(number))
         answer = camera.get("")
         assert answer.status == 200
         document = answer.json()

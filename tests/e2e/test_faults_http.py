@@ -125,6 +125,7 @@ def test_the_gateway_is_past_its_time(served):
 
 
 @pytest.mark.slow
+@pytest.mark.thorough
 def test_a_gateway_that_is_really_past_its_time_is_answered_alike(served, make_camera, open_path):
     wrapper = open_path / "wrapper"
     wrapper.write_text("#!/bin/sh\nexec sleep 200\n")

@@ -13,7 +13,7 @@ import urllib.parse
 import house
 import pytest
 
-from zvcamera import sandbox
+from zvcamera import port, sandbox
 
 # Linux's numbers of calls that Python has no name for, as every processor of the tests has them.
 _CALLS = r"""
@@ -104,6 +104,9 @@ except PermissionError as error:
     (429, "0, 0, 0, 0, 0", "Operation not permitted"),                      # move_mount
     (430, "0, 0", "Operation not permitted"),                               # fsopen
     (442, "0, 0, 0, 0, 0", "Operation not permitted"),                      # mount_setattr
+    (438, "-1, 0, 0", "Operation not permitted"),                           # pidfd_getfd
+    (440, "-1, 0, 0, 0, 0", "Operation not permitted"),                     # process_madvise
+    (467, '-100, b"/tmp", 0, 0, 0', "Operation not permitted"),             # open_tree_attr
 ])
 def test_new_calls_are_no_way_around(walled, number, arguments, answer):
     assert python(walled, f'open("/tmp/fuse_d/a", "w").close()\nprint(call({number}, {arguments}))') == f"{answer}\n"
@@ -155,6 +158,43 @@ with Camera(sys.argv[1], gateway_dir=sys.argv[2]) as camera:
     assert "secret-of-the-starter" not in done.stdout
 
 
+# Prints what the standard streams of the camera's programs lead to, and says something on the supervisor's standard error.
+_STREAMS = """
+import os
+for process in filter(str.isdecimal, os.listdir("/proc")):
+    for number in "012":
+        try:
+            print(os.readlink("/proc/" + process + "/fd/" + number))
+        except OSError:
+            pass
+try:
+    with open("/proc/2/fd/2", "w") as errors:
+        errors.write(chr(27) + "]0;title" + chr(7) + "\\n")
+except OSError:
+    pass
+"""
+
+
+def test_standard_error_of_the_starter_stays_outside(build_dir, open_path):
+    """Behind it are a terminal, or a file of the machine. Whoever has the descriptor opens it anew, and reads the file."""
+    program = """
+import sys
+from zvcamera.camera import Camera
+with Camera(sys.argv[1], gateway_dir=sys.argv[2]) as camera:
+    sys.stdout.buffer.write(camera.run(["/usr/bin/python3", "-c", sys.argv[3]]).stdout)
+"""
+    with open(open_path / "said", "w+b") as said:
+        done = subprocess.run(
+            [sys.executable, "-c", program, build_dir, house.TestCamera.default_gateway_dir, _STREAMS], stderr=said,
+            env=dict(os.environ, PYTHONPATH=os.path.join(house.ROOT, "camera")), stdout=subprocess.PIPE, text=True,
+            timeout=60, check=True)
+        said.seek(0)
+        assert said.read() in (b"", b"\\x1b]0;title\\x07\n")  # as root's camera, and as an ordinary user's
+    streams = done.stdout.splitlines()
+    assert len(streams) > 10
+    assert [each for each in streams if not each.startswith(("pipe:", "socket:", "/dev/null"))] == []
+
+
 @pytest.fixture
 def neighbour():
     """A server on the machine's loopback address, as developers have them running."""
@@ -178,6 +218,59 @@ def test_the_camera_reaches_nothing_but_itself(walled, neighbour):
     assert run(walled, "cat /proc/net/dev")[1].count(":") == 1  # the loopback interface
 
 
+# Comes into a program that the supervisor hands the listening socket, and connects it anew.
+_STOLEN = """
+import os, socket, sys
+if "zvcamera.inside.front" in sys.orig_argv:
+    try:
+        stolen = socket.socket(fileno=os.dup(int(sys.orig_argv[3])))
+        stolen.shutdown(socket.SHUT_RDWR)
+        stolen.settimeout(1)
+        stolen.connect(("127.0.0.1", PORT))
+        told = "reached"
+    except OSError:
+        told = "refused"
+    with open("/tmp/told", "w") as file:
+        file.write(told)
+"""
+_STEAL = """
+import json, os, socket, sys, time
+folder = "/tmp/.local/lib/python%d.%d/site-packages" % sys.version_info[:2]
+os.makedirs(folder)
+for name, text in (("stolen.pth", "import stolen"), ("stolen.py", sys.argv[1])):
+    with open(folder + "/" + name, "w") as file:
+        print(text, file=file)
+with socket.socket(socket.AF_UNIX) as supervisor:
+    supervisor.connect("/run/zarvo/supervisor.admin")
+    supervisor.sendall(json.dumps({"op": "fault_add", "command": "/x", "fault": "status"}).encode() + b"\\n")
+    supervisor.recv(1000)
+for _ in range(500):
+    if os.path.exists("/tmp/told") and os.path.getsize("/tmp/told"):
+        break
+    time.sleep(0.02)
+print(open("/tmp/told").read())
+"""
+
+
+def test_the_listening_socket_leads_nowhere(build_dir, neighbour):
+    """It belongs to the machine's network. Where its filter is for root alone, Landlock does the filter's work."""
+    with house.TestCamera(build_dir) as camera:
+        done = camera.run(["/usr/bin/python3", "-c", _STEAL, _STOLEN.replace("PORT", str(neighbour))])
+    assert done.stdout.decode() == "refused\n", done.stderr.decode()
+
+
+def test_where_the_socket_has_no_filter_connections_are_refused(build_dir, neighbour, monkeypatch):
+    monkeypatch.setattr(port, "is_shielded", lambda listener: False)
+    with house.TestCamera(build_dir) as camera:
+        done = camera.run(["/usr/bin/python3", "-c", _KNOCK, str(neighbour)])
+        said = [record["text"] for record in camera.log()[0] if record["source"] == "supervisor"]
+        assert camera.get("/command/ble/pairing_available").status == 200
+    if said:
+        assert "this kernel has no means" in said[0]  # neither filter nor Landlock
+    else:
+        assert done.stdout.decode() == "Permission denied\n"
+
+
 def test_the_machines_network_for_who_asks_for_it(make_camera, neighbour):
     done = make_camera(network="host").run(["/usr/bin/python3", "-c", _KNOCK, str(neighbour)])
     assert done.stdout.decode() == "reached\n"
@@ -196,6 +289,29 @@ except OSError as error:
     print(error.strerror)
 """)
     assert answer == "Connection refused\n"
+
+
+@pytest.mark.parametrize("kind", ["AF_VSOCK", "AF_PACKET", "AF_ALG", "AF_TIPC", "AF_BLUETOOTH"])
+def test_there_are_no_sockets_but_those_of_the_network(walled, kind):
+    """A socket of AF_VSOCK would lead from a virtual machine to its host, whatever network the camera has."""
+    assert python(walled, f"""
+import socket
+for high in (0, 1 << 32):
+    print(call({{"x86_64": 41}}.get(platform.machine(), 198), ctypes.c_long(high + socket.{kind}), socket.SOCK_STREAM, 0))
+""") == "Operation not permitted\n" * 2
+
+
+def test_no_data_go_out_before_a_connection_is_accepted(walled, neighbour):
+    assert python(walled, f"""
+import socket
+for act in (lambda one: one.sendto(b"x", socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
+            lambda one: one.sendmsg([b"x"], [], socket.MSG_FASTOPEN, ("127.0.0.1", {neighbour})),
+            lambda one: one.setsockopt(socket.IPPROTO_TCP, 30, 1), lambda one: one.setsockopt(socket.IPPROTO_TCP, 34, 1)):
+    try:
+        act(socket.socket())
+    except OSError as error:
+        print(error.strerror)
+""") == "Operation not permitted\n" * 4
 
 
 # Storage

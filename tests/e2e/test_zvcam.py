@@ -1,5 +1,6 @@
 """zvcam, the camera's tool, against a camera that runs: what it changes, and what it shows."""
 
+import contextlib
 import json
 import os
 import re
@@ -31,6 +32,21 @@ def done(camera, *words):
     status, out, err = ask(camera, *words)
     assert (status, err) == (0, "")
     return out
+
+
+@contextlib.contextmanager
+def following(camera, *words):
+    """Starts the tool with words that follow something.
+
+    A shell in the background starts its programs with SIGINT ignored; "env" undoes that.
+    """
+    command = ["/usr/bin/env", "--default-signal=INT", os.path.join(camera.build_dir, "zvcam"), "--run-dir",
+               camera.run_dir, *words]
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+        try:
+            yield process
+        finally:
+            process.kill()
 
 
 def radio(camera, part):
@@ -212,8 +228,7 @@ def test_a_trace_file_is_decoded_to_what_the_trace_shows(camera, tmp_path):
 
 
 def test_a_trace_is_followed_until_it_is_interrupted(camera):
-    with subprocess.Popen([os.path.join(camera.build_dir, "zvcam"), "--run-dir", camera.run_dir, "trace", "-f", "-b"],
-                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+    with following(camera, "trace", "-f", "-b") as process:
         camera.get("/command/ble/configure")
         lines = [process.stdout.readline() for _ in range(4)]
         process.send_signal(signal.SIGINT)
@@ -270,8 +285,7 @@ def test_prints_and_follows_the_log(camera):
     assert done(camera, "log", "-n", "1").splitlines() == lines[-1:]
     own = done(camera, "log", "--program", "zvControl-cgi-bin").splitlines()
     assert own == [line for line in lines if line.split()[1] == "zvControl-cgi-bin:"] != []
-    with subprocess.Popen([os.path.join(camera.build_dir, "zvcam"), "--run-dir", camera.run_dir, "log", "-f", "-n", "0",
-                           "--program", "zvControl-cgi-bin"], stdout=subprocess.PIPE, text=True) as process:
+    with following(camera, "log", "-f", "-n", "0", "--program", "zvControl-cgi-bin") as process:
         time.sleep(0.5)  # what is logged before the tool has connected is left out
         camera.get("/nothing_else")
         assert "nothing_else" in process.stdout.readline()

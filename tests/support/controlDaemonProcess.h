@@ -40,9 +40,10 @@ public:
     }
     ~ControlDaemonProcess() {
         if (pid_ > 0) {
-            // It ends like any daemon, also when a test has stopped it.
-            kill(pid_, SIGTERM);
+            // It ends like any daemon, also when a test has stopped it. SIGCONT goes first: behind SIGTERM it could
+            // undo the stop by which a sanitizer checks for leaks at the end, and the check would wait for ever.
             kill(pid_, SIGCONT);
+            kill(pid_, SIGTERM);
             waitpid(pid_, nullptr, 0);
         }
     }

@@ -2,6 +2,7 @@
 
     python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE [--scenario-name NAME]]
                                           [--control-program FILE] [--web-server NAME] [--report-log] [--no-control]
+                                          [--refuse-connections]
                                           [--allow-host NAME]... [--cors ORIGIN]...
 
 It ends when its standard input ends. It writes JSON lines to standard output: {"ready": true}, {"failed": text} and, at
@@ -11,18 +12,23 @@ commands of commands.py.
 
 import argparse
 import os
+import signal
 import socket
 import sys
+import time
 
 from .. import admin
 from ..control import child as control
-from . import children, entrance, guard, scenario, web
+from . import children, confine, entrance, guard, scenario, web
 from .admin_server import AdminServer
 from .collector import Collector
 from .commands import Commands
 from .history import MARK, History
 from .reports import Reports
 from .scenario import Scenario
+
+# Seconds in which the web server passes on what control over HTTP has said at its end.
+_PASSING_ON = 0.1
 
 
 class Supervisor:
@@ -47,6 +53,9 @@ class Supervisor:
         Commands(self._server, log=self._log, programs=self.programs, history=self._history, scenario=self._scenario,
                  entrance=self._entrance, settle=self._settle)
 
+    def warn(self, text):
+        self._log.add("supervisor", text, priority=4)
+
     def start(self):
         self._scenario.prepare()
         daemons = [self.programs[name] for name in children.DAEMONS]
@@ -63,7 +72,10 @@ class Supervisor:
     def stop(self):
         """Ends the programs and returns their misdeeds."""
         for child in reversed(self.programs.values()):
+            was_followed = child.name == control.NAME and child.running()
             child.stop_and_wait()
+            if was_followed:
+                time.sleep(_PASSING_ON)
         if self._entrance:
             self._entrance.end()
         self._log.since(0)
@@ -117,12 +129,19 @@ def main():
     parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")
     parser.add_argument("--no-control", action="store_true")
+    parser.add_argument("--refuse-connections", action="store_true")
     arguments = parser.parse_args()
     listener = _listener(arguments.listen_fd)
+    for number in (signal.SIGINT, signal.SIGHUP):
+        # A shell in the background and nohup start programs with these ignored. The camera's programs are to have them.
+        signal.signal(number, signal.SIG_DFL)
+    unconfined = arguments.refuse_connections and not confine.refuse_connections()
 
     reports = Reports()
     supervisor = Supervisor(arguments, listener, reports)
     try:
+        if unconfined:
+            supervisor.warn("this kernel has no means to keep the camera's programs from services on 127.0.0.1")
         supervisor.start()
         reports.send(ready=True)
         while os.read(0, 4096):

@@ -1,5 +1,9 @@
 """Texts of others, for a terminal."""
 
+import re
+
+_ACTING = re.compile(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]")  # all control characters but line end and tab
+
 
 def quote(text):
     """A text (bytes, or str for its UTF-8) between quotes, with everything that is not printing ASCII as \\xNN."""
@@ -16,6 +20,11 @@ def _quoted(byte):
 def printable(text):
     """A text with its control characters as \\xNN, a line end as \\n: nothing of it acts on the terminal."""
     return text if text.isprintable() else "".join(map(_shown, text))
+
+
+def printable_lines(text):
+    """The same of a text of several lines, whose line ends and tabs stay."""
+    return "".join(each if each in "\n\t" else _shown(each) for each in text) if _ACTING.search(text) else text
 
 
 def _shown(character):

@@ -23,7 +23,8 @@ _DAEMONS = ("zvControlD", "zvNetD", "zvBleD")
 
 def _scenario_name(run_dir):
     with contextlib.suppress(AdminError, TypeError, KeyError):
-        return Link(run_dir).call("supervisor", "scenario", timeout=2.0)["name"]
+        name = Link(run_dir).call("supervisor", "scenario", timeout=2.0)["name"]
+        return name if isinstance(name, str) else None
     return None
 
 

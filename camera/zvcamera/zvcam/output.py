@@ -2,18 +2,21 @@
 
 import json
 import os
+import re
 import signal
 import sys
 
 from ..admin import AdminError
-from ..messages.quote import printable
+from ..messages.quote import printable, printable_lines
 
+_CONTROLS = re.compile(r"[\x7f-\x9f]")
 REFUSED, INVALID, UNREACHABLE, INTERRUPTED = 1, 2, 3, 130
 
 
 def to_line(value):
-    """A value as one line of JSON."""
-    return json.dumps(value, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
+    """A value as one line of JSON. JSON itself leaves some control characters as they are."""
+    line = json.dumps(value, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
+    return _CONTROLS.sub(lambda match: f"\\u{ord(match[0]):04x}", line)
 
 
 def _scalar(value):
@@ -87,6 +90,8 @@ def _items(result):
 
 
 def _ended(text):
+    """A text for people: what programs of the camera have said in it cannot act on the terminal."""
+    text = printable_lines(text)
     return f"{text}\n" if text and not text.endswith("\n") else text
 
 

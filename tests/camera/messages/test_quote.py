@@ -1,7 +1,7 @@
 """Texts of others for a terminal."""
 
 import pytest
-from zvcamera.messages.quote import printable, quote
+from zvcamera.messages.quote import printable, printable_lines, quote
 
 
 @pytest.mark.parametrize("text", ["", " a\\n\"~", "ä \u00a0 € 📷", "\udcc2"])
@@ -18,6 +18,10 @@ def test_text_stays_as_it_is(text):
 ])
 def test_control_characters_become_numbers(text, shown):
     assert printable(text) == shown
+
+
+def test_lines_stay_lines():
+    assert printable_lines("ä\ta\r\n\x1b[2J\x9b\n") == "ä\ta\\x0d\n\\x1b[2J\\x9b\n"
 
 
 @pytest.mark.parametrize("text, shown", [

@@ -37,6 +37,13 @@ def test_a_scenario_that_comes_with_the_camera_is_listed_by_its_name():
     assert [line.split()[1] for line in lines[1:]] == ["moving", "/else/where\\n.json", "-"]
 
 
+def test_a_camera_that_tells_nonsense_hides_no_other(zvcam, programs):
+    programs.serve("supervisor", scenario={"name": {"no": "text"}})
+    find.leave_record(8080, programs.run_dir)
+    status, out, _ = zvcam("list")
+    assert (status, out.splitlines()[1].split()[:2]) == (0, ["8080", "-"])
+
+
 def test_a_camera_that_tells_no_scenario_is_listed(zvcam, programs):
     programs.serve("supervisor")
     os.makedirs(os.path.join(find.base(), "8080"), mode=0o700)

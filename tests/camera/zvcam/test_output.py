@@ -46,6 +46,12 @@ def test_a_result_is_shown_in_its_own_words(capsys):
     assert _shown(capsys, _operation(), None, as_json=True) == "{}\n"
 
 
+def test_nothing_that_is_shown_acts_on_the_terminal(capsys):
+    evil = {"a": "\x1b]0;x\x07\x9b2J\x7f"}
+    assert _shown(capsys, _operation(text=lambda result: f"{result['a']}\n"), evil) == "\\x1b]0;x\\x07\\x9b2J\\x7f\n"
+    assert _shown(capsys, _operation(), evil, as_json=True) == '{"a":"\\u001b]0;x\\u0007\\u009b2J\\u007f"}\n'
+
+
 def test_records_are_lines_of_json(capsys, tmp_path):
     records = [{"n": 1}, {"n": 2}]
     lines = '{"n":1}\n{"n":2}\n'

@@ -22,6 +22,11 @@ bool pollFindsRoom = false; // whether there is any or not
 itimerval timerWhilePolling = {};
 timespec lastDeadline = {};
 
+// A timer of this many seconds goes off as soon as it is set.
+constexpr time_t dueTimer = 100;
+bool dueTimerGoesOff = false;
+volatile std::sig_atomic_t alarms = 0;
+
 class ClosedLink : public testing::Test {
 protected:
     ClosedLink() { g_logLevel = UTIL_LOG_INFO; }
@@ -62,12 +67,26 @@ extern "C" int __real_poll(pollfd* waiting, nfds_t count, int timeout);
 #ifdef __USE_TIME_BITS64
 #define REAL_MQ_TIMEDRECEIVE __real___mq_timedreceive_time64
 #define WRAP_MQ_TIMEDRECEIVE __wrap___mq_timedreceive_time64
+#define REAL_SETITIMER __real___setitimer64
+#define WRAP_SETITIMER __wrap___setitimer64
 #else
 #define REAL_MQ_TIMEDRECEIVE __real_mq_timedreceive
 #define WRAP_MQ_TIMEDRECEIVE __wrap_mq_timedreceive
+#define REAL_SETITIMER __real_setitimer
+#define WRAP_SETITIMER __wrap_setitimer
 #endif
 extern "C" ssize_t REAL_MQ_TIMEDRECEIVE(mqd_t queue, char* buffer, std::size_t size, unsigned* priority,
                                         const timespec* end);
+
+extern "C" int REAL_SETITIMER(__itimer_which_t timer, const itimerval* value, itimerval* before);
+
+extern "C" int WRAP_SETITIMER(__itimer_which_t timer, const itimerval* value, itimerval* before) {
+    const int result = REAL_SETITIMER(timer, value, before);
+    if (dueTimerGoesOff && value->it_value.tv_sec >= dueTimer - 1) { // the rest of its time is a little less
+        std::raise(SIGALRM);
+    }
+    return result;
+}
 
 // Fifteen times as fast.
 extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
@@ -158,8 +177,48 @@ TEST_F(ClosedLink, RoomThatAnotherProcessTakesIsNotWaitedForWithoutEnd) {
     removeQueue();
 }
 
+TEST_F(ClosedLink, BlockedTimerSignalEndsTheWaitTooAndStaysBlocked) {
+    fillQueue();
+    pollFindsRoom = true;
+    std::signal(SIGALRM, SIG_IGN);
+    sigset_t set;
+    sigset_t now;
+    sigemptyset(&set);
+    sigaddset(&set, SIGALRM);
+    std::atomic<bool> sent{false};
+    std::thread clock([&sent, sender = pthread_self()] {
+        for (int i = 0; !sent; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            if (i >= 10) {
+                pthread_kill(sender, SIGALRM);
+            }
+        }
+    });
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    EXPECT_EQ(-1, ble_send(&byte_, 1));
+    sent = true;
+    clock.join();
+    pthread_sigmask(SIG_UNBLOCK, &set, &now);
+    EXPECT_EQ(1, sigismember(&now, SIGALRM));
+    EXPECT_THAT(logged(), ElementsAre("Failed"));
+    removeQueue();
+}
+
+TEST_F(OpenLink, SendingKeepsTheSignalOfATimerForItsOwnHandler) {
+    const itimerval before{{0, 0}, {dueTimer, 0}};
+    const itimerval none{};
+    setitimer(ITIMER_REAL, &before, nullptr);
+    std::signal(SIGALRM, [](int) { alarms = alarms + 1; });
+    dueTimerGoesOff = true;
+    EXPECT_EQ(0, ble_send(Bytes{1}.data(), 1));
+    dueTimerGoesOff = false;
+    EXPECT_EQ(1, alarms);
+    setitimer(ITIMER_REAL, &none, nullptr);
+    std::signal(SIGALRM, SIG_DFL);
+}
+
 TEST_F(OpenLink, SendingLeavesTimerAndSignalAsTheyWere) {
-    const itimerval before{{0, 0}, {100, 0}};
+    const itimerval before{{0, 0}, {dueTimer, 0}};
     setitimer(ITIMER_REAL, &before, nullptr);
     std::signal(SIGALRM, SIG_IGN);
     EXPECT_EQ(0, ble_send(Bytes{1}.data(), 1));
@@ -272,8 +331,8 @@ TEST_F(OpenLink, AReplyIsWaitedForUntil15SecondsAfterTheCallToTheMicrosecond) {
     EXPECT_EQ(-1, ble_receive(ble_msg_buffer, &length));
     timeval after{};
     gettimeofday(&after, nullptr);
-    const auto micros = [](long seconds, long parts) { return seconds * 1000000 + parts; };
-    const long given = micros(lastDeadline.tv_sec, lastDeadline.tv_nsec / 1000);
+    const auto micros = [](std::int64_t seconds, std::int64_t parts) { return seconds * 1000000 + parts; };
+    const std::int64_t given = micros(lastDeadline.tv_sec, lastDeadline.tv_nsec / 1000);
     EXPECT_LE(micros(before.tv_sec + 15, before.tv_usec), given);
     EXPECT_GE(micros(after.tv_sec + 15, after.tv_usec), given);
     EXPECT_EQ(0, lastDeadline.tv_nsec % 1000);

@@ -146,6 +146,21 @@ TEST_F(ReplyQueueGuard, HandlerOfTheProcessStays) {
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }
 
+TEST_F(ReplyQueueGuard, ActionThatIsSetWhileTheLinkIsOpenStays) {
+    const auto ended = inChild([] {
+        EXPECT_EQ(0, ble_interface_open());
+        std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGHUP, [](int) { handled = handled + 1; });
+        EXPECT_EQ(0, ble_interface_close());
+        std::raise(SIGPIPE);
+        std::raise(SIGHUP);
+        EXPECT_EQ(1, handled);
+        EXPECT_TRUE(hasDefaultAction(SIGTERM));
+        EXPECT_TRUE(hasDefaultAction(SIGINT));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+}
+
 TEST_F(ReplyQueueGuard, BlockedSignalStaysBlocked) {
     const auto ended = inChild([] {
         sigset_t term;

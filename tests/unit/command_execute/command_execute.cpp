@@ -122,6 +122,19 @@ TEST(CommandExecute, AShellThatRanIsNoFailureWhenSigchldWasHandedDownIgnored) {
     EXPECT_THAT(Installation::journal(4), Contains("start [-x]"));
 }
 
+TEST(CommandExecute, AHandlerOfSigchldStaysAndTheStatusOfTheShellIsKept) {
+    const Installation installation;
+    for (const int flags : {0, SA_NOCLDWAIT}) {
+        const auto handler = [](int) {};
+        struct sigaction action {};
+        action.sa_handler = handler;
+        action.sa_flags = flags;
+        EXPECT_EQ(0, sigaction(SIGCHLD, &action, nullptr));
+        EXPECT_EQ(success, answer("p1=zvStream&c1=restart"));
+        EXPECT_EQ(static_cast<void (*)(int)>(handler), std::signal(SIGCHLD, SIG_DFL));
+    }
+}
+
 struct Answered {
     int result;
     std::string output;

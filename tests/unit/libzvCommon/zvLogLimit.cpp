@@ -266,3 +266,43 @@ TEST(ZvLogLimit, LeavesSignalsAsTheyAre) {
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
     EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_ERROR:x @f:1"));
 }
+
+TEST(ZvLogLimit, LeavesAHandlerAloneThatIsSetLater) {
+    const Ended ended = withinPatience([] {
+        static volatile std::sig_atomic_t handled = 0;
+        StalledLog log;
+        logLine("first");
+        const auto handler = [](int) { handled = handled + 1; };
+        std::signal(SIGURG, handler);
+        StalledLog::fill();
+        std::vector<std::string> lines;
+        std::thread reader([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than the limit
+            lines = log.read();
+        });
+        logLine("waits");
+        reader.join();
+        for (std::string& line : log.read()) {
+            lines.push_back(line);
+        }
+        EXPECT_THAT(lines, ElementsAre("UTIL_LOG_ERROR:first @f:1", "UTIL_LOG_ERROR:waits @f:1"));
+        EXPECT_EQ(0, handled);
+        EXPECT_EQ(static_cast<void (*)(int)>(handler), std::signal(SIGURG, SIG_DFL));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+}
+
+TEST(ZvLogLimit, HoldsAgainOnceAHandlerOfTheProcessIsGone) {
+    for (const auto action : {SIG_DFL, SIG_IGN}) {
+        const Ended ended = withinPatience([action] {
+            std::signal(SIGURG, [](int) {});
+            StalledLog log;
+            logLine("first");
+            std::signal(SIGURG, action);
+            StalledLog::fill();
+            timeOf(2);
+            EXPECT_THAT(log.read(), ElementsAre("UTIL_LOG_ERROR:first @f:1"));
+        });
+        EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+    }
+}

@@ -2,6 +2,7 @@
 #include "tlvOracle.h"
 #include "zvTlv.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -128,5 +129,17 @@ TEST(ZvTlvEdits, RandomSequencesMatchTheModel) {
         if (HasFatalFailure()) {
             return;
         }
+    }
+}
+
+TEST(ZvTlv, NumbersAreWrittenNoFurtherThanTheirLength) {
+    for (const std::uint32_t length : {1U, 2U, 3U, 5U, 6U, 7U}) {
+        std::uint8_t buffer[64];
+        std::fill(std::begin(buffer), std::end(buffer), std::uint8_t{0xA5});
+        sntlv_msg_init(buffer, sizeof buffer, 1);
+        EXPECT_EQ(static_cast<int>(length + 4),
+                  sntlv_add_dat(buffer, sizeof buffer - 4, 66, length, 0x01020304, 0x05060708));
+        EXPECT_NE(0xA5, buffer[8 + length - 1]);
+        EXPECT_EQ(0xA5, buffer[8 + length]) << length;
     }
 }

@@ -1,10 +1,14 @@
 // What the program answers when memory runs out.
 #include "buildRevision.h"
+#include "child.h"
 #include "descriptionTest.h"
 #include "fakePlatform.h"
 #include "serving.h"
 
+#include <exception>
 #include <gmock/gmock.h>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <unistd.h>
 
@@ -96,6 +100,32 @@ TEST(ZvControlMemory, WhateverMemoryThereIsTheDescriptionIsAnsweredWholeOrNotAtA
     }
     EXPECT_GT(answered, 0);
     EXPECT_LT(answered, 500);
+}
+
+// A function that lets nothing out, like a destructor of a closed library.
+void callClosed(void (*function)()) noexcept {
+    function();
+}
+
+// How a program ends that serves a request with a library of such a function, and with that library's own handler.
+zvtest::Ended endWith(void (*function)()) {
+    return zvtest::inChild([function] {
+        std::set_terminate([] { _exit(7); });
+        fakePlatform().serve = [function](const char*, const char*, char*, int) {
+            callClosed(function);
+            return 0;
+        };
+        serve("/x", nullptr);
+    });
+}
+
+TEST(ZvControlMemory, LackOfMemoryThatNobodyCatchesEndsTheProgramByItsCode) {
+    EXPECT_EQ(254, endWith([] { throw std::bad_alloc(); }).status);
+    EXPECT_EQ(254, endWith([] { std::terminate(); }).status); // as for an exception that there is no memory for
+}
+
+TEST(ZvControlMemory, AnotherExceptionThatNobodyCatchesIsTheLibrarysOwn) {
+    EXPECT_EQ(7, endWith([] { throw std::runtime_error("closed"); }).status);
 }
 
 } // namespace
