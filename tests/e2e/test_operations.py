@@ -34,6 +34,13 @@ def asked(camera, _link):
     assert camera.get(ASK).status == 200
 
 
+def logged(camera, link):
+    """A line of the log takes its time to arrive."""
+    link.set(item="model_name", value="logged")
+    camera.wait_for(lambda: any("logged" in each["text"] for each in
+                                link.log(program="zvControlD", lines=1)["records"]))
+
+
 def first(name, /, **given):
     """Something that has to be done before."""
     return lambda _camera, link: getattr(link, name)(**given)
@@ -100,8 +107,8 @@ EXAMPLES = {
     "daemon_kill": ({"name": "zvNetD"}, None, "daemon_status"),
     "daemon_term": ({"name": "zvNetD"}, None, "daemon_status"),
     "daemon_start": ({"name": "zvNetD"}, first("daemon_term", name="zvNetD"), "daemon_status"),
-    "log": ({"program": "zvControlD", "lines": 1}, first("set", item="model_name", value="logged"), None),
-    "log_follow": ({"program": "zvControlD", "lines": 1}, first("set", item="model_name", value="logged"), None),
+    "log": ({"program": "zvControlD", "lines": 1}, logged, None),
+    "log_follow": ({"program": "zvControlD", "lines": 1}, logged, None),
     "stream": ({}, first("stream_start", arguments=["-x", "a b"]), "stream"),
     "stream_start": ({"arguments": ["-x", "--port", "a b"]}, None, "stream"),
     "stream_stop": ({}, first("stream_start"), "stream"),

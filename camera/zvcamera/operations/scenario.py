@@ -25,7 +25,8 @@ def reset(link):
 
 
 @operation("load", "PUT /scenario", "On to another scenario; a wrong one changes nothing",
-           Parameter("scenario", "document", "the scenario, a file"),
+           Parameter("scenario", "document",
+                     "the scenario; on the command line a file, or the name of one that comes with the camera"),
            Parameter("name", help="what errors and `scenario` call it", default="scenario", option="--name"),
            text=_done_text)
 def load(link, scenario, name):  # noqa: A002 - the parameter's name is the interface
