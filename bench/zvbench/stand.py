@@ -60,7 +60,7 @@ def _installed():
 
 
 def camera(program=CAMERA_SHAPE, **more):
-    """Returns a camera whose web server starts program. The camera also holds all the others. bench_spawn traces them."""
+    """Returns a camera whose web server starts program. The camera also holds all the others, which may be traced."""
     folder = _installed()
     files = [(os.path.join(folder, name), f"{_PLACE}/{name}") for name in sorted(os.listdir(folder))]
     return Camera(RELEASE, control_program=program, more=files, tracing=True, **more)
