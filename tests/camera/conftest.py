@@ -13,6 +13,17 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 sys.path.insert(0, os.path.join(ROOT, "camera"))
 
 
+def pytest_configure(config):
+    config.addinivalue_line("markers", "root: what root alone can try; an ordinary user's run leaves it out")
+
+
+def pytest_collection_modifyitems(config, items):
+    left_out = [item for item in items if os.getuid() != 0 and item.get_closest_marker("root")]
+    if left_out:
+        config.hook.pytest_deselected(items=left_out)
+        items[:] = [item for item in items if item not in left_out]
+
+
 class Refusal(Exception):
     """Makes a fake program refuse: its answer tells the text and, if given, the kind."""
 

@@ -12,7 +12,7 @@ from zvcamera import port
 from zvcamera.camera import listen
 
 _DETACH_FILTER, _ATTACH_FILTER = 27, 26
-needs_filter = pytest.mark.skipif(os.getuid() != 0, reason="some kernels let root alone set the filter")
+needs_filter = pytest.mark.root  # some kernels let root alone set the filter
 
 
 @pytest.fixture
