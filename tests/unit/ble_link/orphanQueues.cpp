@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
+#include <optional>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@ extern "C" int __wrap_kill(pid_t process, int signal);
 namespace {
 
 bool listable = true;
-pid_t foreignProcess = 0; // another user's: the system lets nobody signal it
+std::optional<pid_t> foreignProcess; // another user's: the system lets nobody signal it
 
 void makeQueue(const std::string& name) {
     mq_attr attributes{};
@@ -99,7 +100,7 @@ TEST(OrphanQueues, ThatOfAnotherUsersProcessStays) {
     makeQueue("/to_ZVCC2147483647");
     foreignProcess = 2147483647;
     EXPECT_EQ(0, removeOrphanQueues());
-    foreignProcess = 0;
+    foreignProcess.reset();
     EXPECT_TRUE(takeQueue("/to_ZVCC2147483647"));
 }
 
