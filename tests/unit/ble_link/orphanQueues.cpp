@@ -1,9 +1,14 @@
 #include "orphanQueues.h"
 
+#include "linkFaults.h"
+
+#include <cerrno>
+#include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
+#include <optional>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,10 +16,13 @@
 
 extern "C" DIR* __real_opendir(const char* path);
 extern "C" DIR* __wrap_opendir(const char* path);
+extern "C" int __real_kill(pid_t process, int signal);
+extern "C" int __wrap_kill(pid_t process, int signal);
 
 namespace {
 
 bool listable = true;
+std::optional<pid_t> foreignProcess; // another user's: the system lets nobody signal it
 
 void makeQueue(const std::string& name) {
     mq_attr attributes{};
@@ -53,6 +61,14 @@ DIR* __wrap_opendir(const char* path) {
     return listable ? __real_opendir(path) : nullptr;
 }
 
+int __wrap_kill(pid_t process, int signal) {
+    if (process == foreignProcess) {
+        errno = EPERM;
+        return -1;
+    }
+    return __real_kill(process, signal);
+}
+
 TEST(OrphanQueues, ThoseOfProcessesThatAreGoneAreRemoved) {
     const std::vector<std::string> orphans = {"/to_ZVCC" + goneProcess(), "/to_ZVCC" + goneProcess(),
                                               "/to_ZVCC2147483647"};
@@ -78,6 +94,24 @@ TEST(OrphanQueues, ThoseOfProcessesThatExistStay) {
         EXPECT_TRUE(takeQueue(name)) << name;
     }
     waitpid(ended, nullptr, 0);
+}
+
+TEST(OrphanQueues, ThatOfAnotherUsersProcessStays) {
+    makeQueue("/to_ZVCC2147483647");
+    foreignProcess = 2147483647;
+    EXPECT_EQ(0, removeOrphanQueues());
+    foreignProcess.reset();
+    EXPECT_TRUE(takeQueue("/to_ZVCC2147483647"));
+}
+
+TEST(OrphanQueues, OneThatCannotBeRemovedIsNotCounted) {
+    makeQueue("/to_ZVCC2147483647");
+    faults::unlinkFails = true;
+    faults::arm();
+    const int removed = removeOrphanQueues();
+    faults::disarm();
+    faults::unlinkFails = false;
+    EXPECT_EQ(0, removed);
 }
 
 TEST(OrphanQueues, OtherNamesStay) {

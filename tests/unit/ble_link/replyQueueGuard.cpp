@@ -146,6 +146,26 @@ TEST_F(ReplyQueueGuard, HandlerOfTheProcessStays) {
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }
 
+// The system hands such a handler more than the signal's number.
+TEST_F(ReplyQueueGuard, HandlerThatIsToldMoreStays) {
+    const auto ended = inChild([] {
+        struct sigaction telling {};
+        telling.sa_sigaction = [](int, siginfo_t*, void*) { handled = handled + 1; };
+        telling.sa_flags = SA_SIGINFO;
+        sigaction(SIGTERM, &telling, nullptr);
+        EXPECT_EQ(0, ble_interface_open());
+        std::raise(SIGTERM);
+        EXPECT_EQ(1, handled);
+        sigaction(SIGINT, &telling, nullptr); // while the link is open
+        EXPECT_EQ(0, ble_interface_close());
+        std::raise(SIGTERM);
+        std::raise(SIGINT);
+        EXPECT_EQ(3, handled);
+        EXPECT_TRUE(hasDefaultAction(SIGHUP));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+}
+
 TEST_F(ReplyQueueGuard, ActionThatIsSetWhileTheLinkIsOpenStays) {
     const auto ended = inChild([] {
         EXPECT_EQ(0, ble_interface_open());
@@ -178,6 +198,24 @@ TEST_F(ReplyQueueGuard, BlockedSignalStaysBlocked) {
         }
         sigpending(&now);
         EXPECT_EQ(1, sigismember(&now, SIGTERM));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+}
+
+TEST_F(ReplyQueueGuard, HandlerRemovesTheQueueAndRaisesItsSignalAgain) {
+    const auto ended = inChild([] {
+        EXPECT_EQ(0, ble_interface_open());
+        for (const int signal : endingSignals) {
+            struct sigaction action {};
+            sigaction(signal, nullptr, &action);
+            EXPECT_EQ(SA_RESETHAND, action.sa_flags & SA_RESETHAND);
+            sigprocmask(SIG_BLOCK, &action.sa_mask, nullptr); // as it is while the handler runs
+            action.sa_handler(signal);
+            sigset_t pending;
+            sigpending(&pending);
+            EXPECT_EQ(1, sigismember(&pending, signal));
+            EXPECT_THAT(replyQueues(), IsEmpty());
+        }
     });
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }

@@ -301,6 +301,28 @@ TEST(StopProg, FailsWithoutAProcessForTheShell) {
     }
 }
 
+// The C library leaves it behind when a signal comes while it waits for the shell, which it goes on to do.
+TEST(StopProg, WaitThatWasInterruptedIsNoFailure) {
+    std::stringstream stream;
+    wrappedSystem().failing = 2;
+    wrappedSystem().status = 127 << 8;
+    wrappedSystem().error = EINTR;
+    EXPECT_EQ(0, stopProg("zvStream", stream));
+    EXPECT_EQ("", stream.str());
+}
+
+TEST(StopProg, ErrorNumberOfAShellThatRanIsNoFailure) {
+    for (const int status : {0, 1 << 8, 126 << 8, SIGKILL}) {
+        std::stringstream stream;
+        wrappedSystem() = {};
+        wrappedSystem().failing = 2;
+        wrappedSystem().status = status;
+        wrappedSystem().error = ENOMEM;
+        EXPECT_EQ(0, stopProg("zvStream", stream));
+        EXPECT_EQ("", stream.str());
+    }
+}
+
 TEST(StopProg, StatusOfKillallIsNoFailure) {
     for (const int status : {1 << 8, 126 << 8, 127 << 8, SIGKILL}) {
         std::stringstream stream;

@@ -8,8 +8,10 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -26,6 +28,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr unsigned patience = 30; // seconds after which a test counts as waiting for ever
+
+time_t clockOffset = 0; // how many seconds the library's clock is ahead
 
 sockaddr_un logAddress() {
     sockaddr_un address{};
@@ -100,12 +104,40 @@ Ended withinPatience(Piece piece) {
 
 } // namespace
 
+// Where the time of a 32-bit processor is given 64 bits, the call has another name.
+#ifdef __USE_TIME_BITS64
+#define REAL_CLOCK_GETTIME __real___clock_gettime64
+#define WRAP_CLOCK_GETTIME __wrap___clock_gettime64
+#else
+#define REAL_CLOCK_GETTIME __real_clock_gettime
+#define WRAP_CLOCK_GETTIME __wrap_clock_gettime
+#endif
+extern "C" int REAL_CLOCK_GETTIME(clockid_t clock, timespec* time);
+
+extern "C" int WRAP_CLOCK_GETTIME(clockid_t clock, timespec* time) {
+    const int result = REAL_CLOCK_GETTIME(clock, time);
+    time->tv_sec += clockOffset;
+    return result;
+}
+
 TEST(ZvLogLimit, LineIsLostAfterAWaitThatLaterLinesDoNotRepeat) {
     const Ended ended = withinPatience([] {
         StalledLog log;
         StalledLog::fill();
         EXPECT_LE(std::chrono::milliseconds(250), timeOf(1));
         EXPECT_GT(std::chrono::seconds(20), timeOf(100)); // 250 ms each would be more
+        EXPECT_THAT(log.read(), ElementsAre());
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+}
+
+TEST(ZvLogLimit, LineAMinuteAfterALossWaitsAsLongAsTheFirst) {
+    const Ended ended = withinPatience([] {
+        StalledLog log;
+        StalledLog::fill();
+        EXPECT_LE(std::chrono::milliseconds(250), timeOf(1));
+        clockOffset = 60;
+        EXPECT_LE(std::chrono::milliseconds(250), timeOf(1));
         EXPECT_THAT(log.read(), ElementsAre());
     });
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
@@ -305,4 +337,45 @@ TEST(ZvLogLimit, HoldsAgainOnceAHandlerOfTheProcessIsGone) {
         });
         EXPECT_EQ(0, ended.status) << ended.out << ended.err;
     }
+}
+
+// The system hands such a handler more than the signal's number.
+TEST(ZvLogLimit, LeavesAHandlerAloneThatIsToldMore) {
+    Child child([] {
+        struct sigaction telling {};
+        telling.sa_sigaction = [](int, siginfo_t*, void*) {};
+        telling.sa_flags = SA_SIGINFO;
+        sigaction(SIGURG, &telling, nullptr);
+        logLine("x");
+        struct sigaction now {};
+        sigaction(SIGURG, nullptr, &now);
+        EXPECT_EQ(telling.sa_sigaction, now.sa_sigaction);
+        EXPECT_EQ(SA_SIGINFO, now.sa_flags & SA_SIGINFO);
+    });
+    SyslogCapture log;
+    const Ended ended = child.run();
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+    EXPECT_THAT(log.texts(), ElementsAre("UTIL_LOG_ERROR:x @f:1"));
+}
+
+TEST(ZvLogLimit, WithoutATimerTheWaitHasNoLimit) {
+    const Ended ended = withinPatience([] {
+        const rlimit none{};
+        EXPECT_EQ(0, setrlimit(RLIMIT_SIGPENDING, &none));
+        StalledLog log;
+        logLine("first");
+        StalledLog::fill();
+        std::vector<std::string> lines;
+        std::thread reader([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than the limit
+            lines = log.read();
+        });
+        logLine("waits");
+        reader.join();
+        for (std::string& line : log.read()) {
+            lines.push_back(line);
+        }
+        EXPECT_THAT(lines, ElementsAre("UTIL_LOG_ERROR:first @f:1", "UTIL_LOG_ERROR:waits @f:1"));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }

@@ -2,6 +2,8 @@
 
 #include "child.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -9,7 +11,12 @@
 #include <system_error>
 #include <unistd.h>
 
+extern "C" int __real_open64(const char* path, int flags, ...);
+extern "C" int __wrap_open64(const char* path, int flags, mode_t mode);
+
 namespace {
+
+bool nullDeviceIsThere = true;
 
 std::string placeOf(int descriptor) {
     std::error_code error;
@@ -23,6 +30,14 @@ bool names(unsigned set, int descriptor) {
 }
 
 } // namespace
+
+int __wrap_open64(const char* path, int flags, mode_t mode) {
+    if (!nullDeviceIsThere && std::strcmp(path, "/dev/null") == 0) {
+        errno = ENOENT;
+        return -1;
+    }
+    return __real_open64(path, flags, mode);
+}
 
 TEST(StandardDescriptors, ThoseThatAreClosedGetTheNullDevice) {
     for (unsigned closed = 0; closed < 8; ++closed) {
@@ -48,4 +63,18 @@ TEST(StandardDescriptors, ThoseThatAreClosedGetTheNullDevice) {
         });
         EXPECT_EQ(0, ended.status) << closed;
     }
+}
+
+TEST(StandardDescriptors, WithoutANullDeviceAFolderThatRefusesOutputTakesThePlace) {
+    const auto ended = zvtest::inChild([] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        nullDeviceIsThere = false;
+        openStandardDescriptors();
+        nullDeviceIsThere = true;
+        EXPECT_EQ("/", placeOf(STDIN_FILENO));
+        EXPECT_EQ("/", placeOf(STDOUT_FILENO));
+        EXPECT_EQ(-1, write(STDOUT_FILENO, "x", 1));
+    });
+    EXPECT_EQ(0, ended.status) << ended.err;
 }
