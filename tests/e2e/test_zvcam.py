@@ -285,8 +285,8 @@ def test_prints_and_follows_the_log(camera):
     assert done(camera, "log", "-n", "1").splitlines() == lines[-1:]
     own = done(camera, "log", "--program", "zvControl-cgi-bin").splitlines()
     assert own == [line for line in lines if line.split()[1] == "zvControl-cgi-bin:"] != []
-    with following(camera, "log", "-f", "-n", "0", "--program", "zvControl-cgi-bin") as process:
-        time.sleep(0.5)  # what is logged before the tool has connected is left out
+    with following(camera, "log", "-f", "-n", "1", "--program", "zvControl-cgi-bin") as process:
+        assert process.stdout.readline() == f"{own[-1]}\n"  # so the tool has connected
         camera.get("/nothing_else")
         assert "nothing_else" in process.stdout.readline()
         process.send_signal(signal.SIGINT)
