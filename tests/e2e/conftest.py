@@ -33,6 +33,7 @@ MARKS = {
     "packages": "what is installed of each shape and for each processor",
     "porting": "how the gateway and libraries of the same processor fit together",
     "bench": "the measuring programs",
+    "root": "what root alone can try; an ordinary user's run leaves it out",
     "slow": "takes long, and is the same in every build",
 }
 
@@ -42,8 +43,12 @@ def pytest_configure(config):
         config.addinivalue_line("markers", f"{name}: {meaning}")
 
 
-def pytest_collection_modifyitems(items):
-    """What takes long is begun first."""
+def pytest_collection_modifyitems(config, items):
+    """What takes long is begun first. What root alone can try is left out for others."""
+    left_out = [item for item in items if os.getuid() != 0 and item.get_closest_marker("root")]
+    if left_out:
+        config.hook.pytest_deselected(items=left_out)
+        items[:] = [item for item in items if item not in left_out]
     items.sort(key=lambda item: not any(map(item.get_closest_marker, ("slow", "xdist_group"))))
 
 

@@ -37,6 +37,7 @@ def test_namespaces_that_cannot_be_made(open_path, build_dir):
     assert os.listdir(open_path) == []
 
 
+@pytest.mark.root
 def test_advice_for_root_in_a_container(open_path, build_dir):
     """As in a container, some rights are missing: with those of the advice, the camera runs."""
     usual = "-all,+chown,+dac_override,+fowner,+kill,+setgid,+setuid,+setpcap"
@@ -49,6 +50,7 @@ def test_advice_for_root_in_a_container(open_path, build_dir):
     assert run(open_path, build_dir, "--quiet", "--exec", "true", before=enough).returncode == 0
 
 
+@pytest.mark.root
 def test_advice_for_a_user_in_a_container(open_path, build_dir):
     """As in a container, a file of /proc is hidden: so a user namespace may have no /proc of its own."""
     os.chmod(open_path, 0o777)
