@@ -59,7 +59,7 @@ long longestWait() {
 // Changes whether this thread takes the interruption, and returns whether it was blocked before.
 bool setBlocked(bool blocked) {
     sigset_t set;
-    sigset_t before;
+    sigset_t before{};
     sigemptyset(&set);
     sigaddset(&set, interruption);
     pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, &before);

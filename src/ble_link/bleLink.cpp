@@ -36,7 +36,7 @@ constexpr itimerval noTimer{};
 // Changes whether this thread takes the timer's signal, and returns whether it was blocked before.
 bool setAlarmBlocked(bool blocked) {
     sigset_t set;
-    sigset_t before;
+    sigset_t before{};
     sigemptyset(&before);
     sigemptyset(&set);
     sigaddset(&set, SIGALRM);

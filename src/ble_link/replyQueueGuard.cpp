@@ -45,7 +45,7 @@ struct sigaction guardingAction() {
 
 void takeSignals() {
     const struct sigaction action = guardingAction();
-    sigset_t before;
+    sigset_t before{};
     // A signal that is ignored must not meet the handler before its action is put back.
     sigprocmask(SIG_BLOCK, &action.sa_mask, &before);
     for (std::size_t i = 0; i < std::size(endingSignals); ++i) {
