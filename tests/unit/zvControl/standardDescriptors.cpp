@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -22,6 +23,12 @@ std::string placeOf(int descriptor) {
     std::error_code error;
     const auto place = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
     return error ? "closed" : place.string();
+}
+
+// Which folder it is, an emulator with a root of its own tells differently.
+bool isFolder(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // Which of the three a set of bits names.
@@ -72,8 +79,8 @@ TEST(StandardDescriptors, WithoutANullDeviceAFolderThatRefusesOutputTakesThePlac
         nullDeviceIsThere = false;
         openStandardDescriptors();
         nullDeviceIsThere = true;
-        EXPECT_EQ("/", placeOf(STDIN_FILENO));
-        EXPECT_EQ("/", placeOf(STDOUT_FILENO));
+        EXPECT_TRUE(isFolder(STDIN_FILENO));
+        EXPECT_TRUE(isFolder(STDOUT_FILENO));
         EXPECT_EQ(-1, write(STDOUT_FILENO, "x", 1));
     });
     EXPECT_EQ(0, ended.status) << ended.err;
