@@ -26,6 +26,7 @@ install(TARGETS zvControlD zvNetD zvBleD zvStream RUNTIME DESTINATION bin COMPON
 install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
 install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
   PATTERN busybox-control ${executable})
+install(DIRECTORY ${PROJECT_BINARY_DIR}/contract DESTINATION share/camera COMPONENT camera)
 install(DIRECTORY camera/zvcamera DESTINATION share/camera COMPONENT camera
   PATTERN __pycache__ EXCLUDE)
 # Compiled once, for all users: nobody may write there, and zvcam starts in a third of the time. The files are the same
@@ -99,6 +100,7 @@ string(JOIN ", " CPACK_DEBIAN_CAMERA_PACKAGE_DEPENDS
   python3-aiohttp
   python3-click
   python3-seccomp
+  python3-yaml
   "python3 (>= 3.10)")
 set(CPACK_COMPONENT_CAMERA_DESCRIPTION
   "Simulated camera\n Daemons, settings, scenarios and a launcher (zvcamera) to develop and test against.")

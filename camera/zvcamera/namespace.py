@@ -53,10 +53,17 @@ def _program(build_dir, name):
             (os.path.realpath(os.path.join(scripts, "emulator")), f"{INSTALLATION}/target/emulator/{name}")]
 
 
+def _contract(build_dir, camera_dir):
+    """The folder of the contract for HTTP clients: made by a build, or installed."""
+    return next(filter(os.path.isdir, (os.path.join(folder, "contract") for folder in (build_dir, camera_dir))), None)
+
+
 def _house(build_dir, camera_dir, scenario):
     pairs = [(os.path.join(camera_dir, "zvcamera"), f"{HOUSE}/zvcamera"),
              (os.path.join(camera_dir, "web"), f"{HOUSE}/web"),
              (os.path.join(build_dir, "etc"), f"{HOUSE}/settings")]
+    if contract := _contract(build_dir, camera_dir):  # missing where nobody has built since it is there
+        pairs.append((contract, f"{HOUSE}/contract"))
     if scenario:
         pairs.append((scenario, f"{HOUSE}/scenario.json"))
     return pairs

@@ -17,7 +17,7 @@ from aiohttp import web
 
 from ..admin import AdminError, InvalidRequest, Unreachable
 from ..link import Link
-from . import events, given, guard, listing, routes
+from . import contract, events, given, guard, listing, routes
 
 MOST_BODY = 1 << 20
 MOST_ANSWER = 8 << 20
@@ -55,8 +55,8 @@ def _as_answer(error):
     return _Answer(500, "control over HTTP has failed; the camera's log says more")
 
 
-def _response(status, text, fields=None):
-    return web.Response(status=status, text=text + "\n", content_type="application/json",
+def _response(status, text, fields=None, kind="application/json"):
+    return web.Response(status=status, text=text + "\n", content_type=kind,
                         headers={**_FIELDS, **(fields or {})})
 
 
@@ -101,9 +101,11 @@ class Control:
 
     async def _find_and_act(self, request):
         path, _, query = request.raw_path.partition("?")
-        if routes.is_listing(path):
+        if routes.is_listing(path) or path in contract.PATHS:
             if request.method not in ("GET", "HEAD"):
                 raise routes.MethodNotAllowed(["GET", "HEAD"])
+            if path in contract.PATHS:
+                return _response(200, contract.text(path), kind=contract.PATHS[path])
             return _response(200, json.dumps(listing.listing(), indent=1))
         operation, in_path = routes.find(request.method, path)
         keywords = operation.check(given.of(operation, in_path, query, await _body(request)))
