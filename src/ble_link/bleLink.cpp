@@ -5,9 +5,10 @@
 #include "zvErrno.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
+#include <mqueue.h>
 #include <poll.h>
 #include <sys/time.h>
 #include <sys/types.h>
@@ -17,10 +18,8 @@ std::uint8_t ble_msg_buffer[BLE_MSG_SIZE];
 namespace {
 
 constexpr long nanosecondsPerMicrosecond = 1000;
-constexpr int millisecondsPerSecond = 1000;
-
-constexpr int sendLimitSeconds = BLE_REPLY_TIMEOUT_S + 1; // poll ends before
-constexpr int sendLimitRepeatSeconds = 1;
+constexpr long nanosecondsPerMillisecond = 1'000'000;
+constexpr std::int64_t millisecondsPerSecond = 1000;
 
 timespec deadline() {
     timeval now{};
@@ -31,59 +30,42 @@ timespec deadline() {
     return end;
 }
 
-constexpr itimerval noTimer{};
-
-// Changes whether this thread takes the timer's signal, and returns whether it was blocked before.
-bool setAlarmBlocked(bool blocked) {
-    sigset_t set;
-    sigset_t before{};
-    sigemptyset(&before);
-    sigemptyset(&set);
-    sigaddset(&set, SIGALRM);
-    pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, &before);
-    return sigismember(&before, SIGALRM) == 1;
+// A descriptor has flags of its own, so nobody else's sending changes. This fails for no queue alone, which mq_send
+// reports.
+void letSendingNotWait(mqd_t queue) {
+    mq_attr attributes{};
+    attributes.mq_flags = O_NONBLOCK;
+    static_cast<void>(mq_setattr(queue, &attributes, nullptr));
 }
 
-// Interrupts mq_send, which waits without a limit of its own when another process takes the room that poll has seen.
-// A closed library's own timer stands still meanwhile, so that each signal meets the handler that it is meant for.
-class SendLimit {
-public:
-    SendLimit() {
-        setitimer(ITIMER_REAL, &noTimer, &timerBefore_);
-        struct sigaction interrupting {};
-        interrupting.sa_handler = [](int) {};
-        sigaction(SIGALRM, &interrupting, &actionBefore_);
-        wasBlocked_ = setAlarmBlocked(false); // a web server may hand it down blocked
-        // Repeated, since the first signal may come just before mq_send begins to wait.
-        const itimerval limit{{sendLimitRepeatSeconds, 0}, {sendLimitSeconds, 0}};
-        setitimer(ITIMER_REAL, &limit, nullptr);
-    }
-    ~SendLimit() {
-        setitimer(ITIMER_REAL, &noTimer, nullptr);
-        if (wasBlocked_) {
-            setAlarmBlocked(true);
-        }
-        sigaction(SIGALRM, &actionBefore_, nullptr);
-        setitimer(ITIMER_REAL, &timerBefore_, nullptr);
-    }
-    SendLimit(const SendLimit&) = delete;
-    SendLimit& operator=(const SendLimit&) = delete;
+std::int64_t milliseconds() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * millisecondsPerSecond + time.tv_nsec / nanosecondsPerMillisecond;
+}
 
-private:
-    struct sigaction actionBefore_ {};
-    itimerval timerBefore_{};
-    bool wasBlocked_ = false;
-};
-
-// False when the queue stays full until the time limit. Whatever else fails, mq_send reports.
-bool waitForRoom(mqd_t queue) {
+// False when the queue stays full until then.
+bool waitForRoom(mqd_t queue, std::int64_t end) {
+    const std::int64_t left = end - milliseconds();
+    if (left <= 0) {
+        return false;
+    }
     pollfd waiting{queue, POLLOUT, 0};
-    return poll(&waiting, 1, BLE_REPLY_TIMEOUT_S * millisecondsPerSecond) != 0;
+    const int result = poll(&waiting, 1, static_cast<int>(left));
+    return (result > 0 && waiting.revents == POLLOUT) || (result < 0 && errno == EINTR);
 }
 
+// A daemon that hangs lets its queue run full, and another process may take the room that poll has seen. So sending
+// does not wait, and asks again until the time is over.
 bool send(mqd_t queue, const std::uint8_t* message, std::uint32_t length) {
-    const SendLimit limit;
-    return waitForRoom(queue) && mq_send(queue, reinterpret_cast<const char*>(message), length, 0) == 0;
+    letSendingNotWait(queue);
+    const std::int64_t end = milliseconds() + BLE_REPLY_TIMEOUT_S * millisecondsPerSecond;
+    while (mq_send(queue, reinterpret_cast<const char*>(message), length, 0) != 0) {
+        if (errno != EAGAIN || !waitForRoom(queue, end)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -97,7 +79,6 @@ int ble_send(const std::uint8_t* message, std::uint32_t length) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed, IF not open");
         return ZV_ERR;
     }
-    // A daemon that hangs lets its queue run full; the request must not wait for room for ever.
     if (!send(requestQueue->descriptor, message, length)) {
         BLE_LOG(UTIL_LOG_ERROR, "Failed");
         return ZV_ERR;

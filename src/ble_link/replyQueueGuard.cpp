@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstddef>
-#include <iterator>
 #include <mqueue.h>
 #include <unistd.h>
 
@@ -14,8 +12,6 @@ constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGPIPE};
 std::atomic<const char*> guardedName = nullptr;
 std::atomic<pid_t> guardingProcess = 0;
 static_assert(std::atomic<const char*>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
-
-bool taken[std::size(endingSignals)]; // the signals that have the guard's handler
 
 // A handler may call this: mq_unlink is no more than its system call, with neither locks nor memory of its own.
 void removeGuarded() {
@@ -48,32 +44,14 @@ void takeSignals() {
     sigset_t before{};
     // A signal that is ignored must not meet the handler before its action is put back.
     sigprocmask(SIG_BLOCK, &action.sa_mask, &before);
-    for (std::size_t i = 0; i < std::size(endingSignals); ++i) {
+    for (const int signal : endingSignals) {
         struct sigaction actionBefore {};
-        sigaction(endingSignals[i], &action, &actionBefore);
-        taken[i] = (actionBefore.sa_flags & SA_SIGINFO) == 0 && actionBefore.sa_handler == SIG_DFL;
-        if (!taken[i]) {
-            sigaction(endingSignals[i], &actionBefore, nullptr);
+        sigaction(signal, &action, &actionBefore);
+        if ((actionBefore.sa_flags & SA_SIGINFO) != 0 || actionBefore.sa_handler != SIG_DFL) {
+            sigaction(signal, &actionBefore, nullptr);
         }
     }
     sigprocmask(SIG_SETMASK, &before, nullptr);
-}
-
-// A closed library may have set an action of its own since the signals were taken.
-bool isGuarding(int signal) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == removeAndEnd;
-}
-
-void giveSignalsBack() {
-    struct sigaction standard {};
-    standard.sa_handler = SIG_DFL;
-    for (std::size_t i = 0; i < std::size(endingSignals); ++i) {
-        if (taken[i] && isGuarding(endingSignals[i])) {
-            sigaction(endingSignals[i], &standard, nullptr);
-        }
-    }
 }
 
 // A closed library may end the process while the link is open.
@@ -94,7 +72,5 @@ void guardReplyQueue(const char* name, pid_t owner) {
 }
 
 void releaseReplyQueue() {
-    if (guardedName.exchange(nullptr) != nullptr) {
-        giveSignalsBack();
-    }
+    guardedName = nullptr;
 }

@@ -133,7 +133,7 @@ def addressed(tag, data, length, size, to, name, let_go=()):
         MemStream(ble_msg_buffer, 1500).getLength() = {size}
         """, *let_go, f"""
         request.~Msg()
-        poll(1002, POLLOUT, 15000) = 1
+        mq_setattr(1002, O_NONBLOCK, null) = 0
         mq_send(1002, ble_msg_buffer, {size}, 0) = 0
         """)
 

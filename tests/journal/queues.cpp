@@ -20,6 +20,8 @@ namespace {
 constexpr mqd_t replyQueue = 1001;
 constexpr mqd_t requestQueue = 1002;
 
+constexpr int millisecondsPerSecond = 1000;
+
 std::string flagText(int flags) {
     const std::string text = (flags & O_ACCMODE) == O_RDONLY ? "O_RDONLY" : "O_WRONLY";
     const int rest = flags & ~(O_ACCMODE | O_CREAT);
@@ -75,8 +77,19 @@ int mq_unlink(const char* name) {
     return result;
 }
 
+int mq_setattr(mqd_t queue, const mq_attr* attributes, mq_attr* before) {
+    record("mq_setattr(", queue, ", ", attributes->mq_flags == O_NONBLOCK ? "O_NONBLOCK" : "other flags", ", ",
+           place(before), ") = 0");
+    return 0;
+}
+
+// A scripted -11 is a queue that is full.
 int mq_send(mqd_t queue, const char* message, std::size_t length, unsigned priority) {
-    const int result = answer("mq_send", 0, EBADF);
+    int result = answer("mq_send", 0, EBADF);
+    if (result == -EAGAIN) {
+        errno = EAGAIN;
+        result = -1;
+    }
     record("mq_send(", queue, ", ", place(message), ", ", length, ", ", priority, ") = ", result);
     return result;
 }
@@ -120,7 +133,9 @@ int poll(pollfd* waiting, nfds_t count, int timeout) {
     }
     const int result = answer("poll", 1, EINTR);
     first->revents = static_cast<short>(result == 1 ? first->events : 0);
-    record("poll(", first->fd, ", ", first->events == POLLOUT ? "POLLOUT" : "other events", ", ", timeout,
+    // A clock that runs shortens the time by a little.
+    const int limit = (timeout + millisecondsPerSecond - 1) / millisecondsPerSecond * millisecondsPerSecond;
+    record("poll(", first->fd, ", ", first->events == POLLOUT ? "POLLOUT" : "other events", ", ", limit,
            ") = ", result);
     return result;
 }

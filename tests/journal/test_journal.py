@@ -1,5 +1,7 @@
 """Which calls the program makes of its platform for each kind of request: their order, arguments and results."""
 
+import errno
+
 import pytest
 from pieces import (
     ACCEPTED, ELEMENTS_GONE, ELEMENTS_MADE, EMPTY, INTERFACE_OPENED, LINK_CLOSED, LINK_OPENED,
@@ -233,15 +235,19 @@ def test_request_that_is_not_sent(build, request_of):
         """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
 
 
+FULL = "mq_send(1002, ble_msg_buffer, 47, 0) = -1\npoll(1002, POLLOUT, 15000) = {}\n"
+SENT = "mq_send(1002, ble_msg_buffer, 47, 0) = 0\n"
+
+
 def test_queue_that_stays_full(build, request_of):
     path = "/command/ble/scan"
-    run = request_of(path, "p=1", poll=[0])
+    run = request_of(path, "p=1", mq_send=[-errno.EAGAIN], poll=[0])
     check(build, run, request(
         path, "p=1", LINK_OPENED, """
         handler4("p=1", response, 4096) ...
         parseParam("p=1", "p=", value) = 1 "1"
         """,
-        asked("01 01", 2, 47).replace("15000) = 1\nmq_send(1002, ble_msg_buffer, 47, 0) = 0\n", "15000) = 0\n"), """
+        asked("01 01", 2, 47).replace(SENT, FULL.format(0)), """
         syslog(3, "%s", "UTIL_LOG_ERROR:Failed @command_ble:LINE")
         """, parsed(1500, category=20), NOT_A_REPLY, """
         syslog(3, "%s", "UTIL_LOG_ERROR:ble_scan p=1 command failed @command_ble:LINE")
@@ -249,15 +255,16 @@ def test_queue_that_stays_full(build, request_of):
         """, LINK_CLOSED, result=-1, answer=failure(path, "p=1", -1)), status=255)
 
 
-def test_sending_decides_when_nobody_knows_of_room(build, request_of):
+def test_wait_for_room_that_is_interrupted(build, request_of):
     path = "/command/ble/scan"
-    run = request_of(path, "p=2", poll=[-1], mq_timedreceive=[reply(0)])
+    run = request_of(path, "p=2", mq_send=[-errno.EAGAIN, -errno.EAGAIN, 0], poll=[-1, 1],
+                     mq_timedreceive=[reply(0)])
     check(build, run, request(
         path, "p=2", LINK_OPENED, """
         handler4("p=2", response, 4096) ...
         parseParam("p=2", "p=", value) = 1 "2"
-        """, asked("01 02", 2, 47).replace("15000) = 1", "15000) = -1"), ACCEPTED, "handler4 = 0", LINK_CLOSED,
-        result=0, answer=EMPTY))
+        """, asked("01 02", 2, 47).replace(SENT, FULL.format(-1) + FULL.format(1) + SENT), ACCEPTED,
+        "handler4 = 0", LINK_CLOSED, result=0, answer=EMPTY))
 
 
 @pytest.mark.parametrize(("command", "query", "handler", "key"), [

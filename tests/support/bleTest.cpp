@@ -1,6 +1,8 @@
 #include "bleTest.h"
 
 #include <algorithm>
+#include <fcntl.h>
+#include <mqueue.h>
 #include <regex>
 
 namespace {
@@ -77,6 +79,15 @@ std::string warning(const std::string& text) {
 
 std::string debugLine(const std::string& text) {
     return "UTIL_LOG_DEBUG:" + text + " @command_ble";
+}
+
+void makeQueue(const std::string& name) {
+    mq_attr attributes{};
+    attributes.mq_maxmsg = 1;
+    attributes.mq_msgsize = 16;
+    const mqd_t queue = mq_open(name.c_str(), O_RDONLY | O_CREAT | O_EXCL, 0600, &attributes);
+    ASSERT_LE(0, queue) << name;
+    mq_close(queue);
 }
 
 BleTest::BleTest(long peersMessageSize) : peer_(peersMessageSize), buffer_(roomyBuffer + behindBuffer, filling) {

@@ -42,6 +42,9 @@ std::vector<std::string> linesOf(SyslogCapture& log);
 std::string warning(const std::string& text);
 std::string debugLine(const std::string& text);
 
+// An empty queue, as a process that is gone leaves it. Closed again.
+void makeQueue(const std::string& name);
+
 // The category failure that an exchange without a reply leads to.
 inline const std::string noReply = "Message from zvControlD was not CAT_CGI_BP_RSP, actual (20)\n";
 // The log line after a send that failed: what stands in the buffer is the request itself.

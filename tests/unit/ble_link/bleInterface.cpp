@@ -23,15 +23,6 @@ bool queueExists(const std::string& name) {
     return true;
 }
 
-void makeQueue(const std::string& name) {
-    mq_attr attributes{};
-    attributes.mq_maxmsg = 1;
-    attributes.mq_msgsize = 16;
-    const mqd_t queue = mq_open(name.c_str(), O_RDONLY | O_CREAT | O_EXCL, 0600, &attributes);
-    ASSERT_LE(0, queue) << name;
-    mq_close(queue);
-}
-
 // A closed link, with a peer when a test asks for one.
 class BleInterface : public testing::Test {
 protected:

@@ -3,34 +3,41 @@
 #include "bleQueue.h"
 #include "bleTest.h"
 
-#include <atomic>
+#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/time.h>
 #include <thread>
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Gt;
 using testing::IsEmpty;
+using testing::Le;
+using testing::SizeIs;
 
 namespace {
 
-std::vector<int> polls;     // the time limits that were given
-bool pollFindsRoom = false; // whether there is any or not
-itimerval timerWhilePolling = {};
+std::vector<int> polls; // the time limits that were given
 timespec lastDeadline = {};
 
-// A timer of this many seconds goes off as soon as it is set.
-constexpr time_t dueTimer = 100;
-bool dueTimerGoesOff = false;
-volatile std::sig_atomic_t alarms = 0;
+// What poll says of a queue, and the time that it takes for that.
+struct PollAnswer {
+    int result;
+    short found;
+    int error;
+    int seconds;
+};
+std::vector<PollAnswer> pollAnswers; // of the next calls; poll itself answers the others
 
 class ClosedLink : public testing::Test {
 protected:
     ClosedLink() { g_logLevel = UTIL_LOG_INFO; }
-    ~ClosedLink() override { pollFindsRoom = false; }
+    ~ClosedLink() override {
+        pollAnswers.clear();
+        faults::monotonicOffset = 0;
+    }
 
     // Opens the link to a queue that nobody reads, and fills it.
     void fillQueue() {
@@ -67,26 +74,12 @@ extern "C" int __real_poll(pollfd* waiting, nfds_t count, int timeout);
 #ifdef __USE_TIME_BITS64
 #define REAL_MQ_TIMEDRECEIVE __real___mq_timedreceive_time64
 #define WRAP_MQ_TIMEDRECEIVE __wrap___mq_timedreceive_time64
-#define REAL_SETITIMER __real___setitimer64
-#define WRAP_SETITIMER __wrap___setitimer64
 #else
 #define REAL_MQ_TIMEDRECEIVE __real_mq_timedreceive
 #define WRAP_MQ_TIMEDRECEIVE __wrap_mq_timedreceive
-#define REAL_SETITIMER __real_setitimer
-#define WRAP_SETITIMER __wrap_setitimer
 #endif
 extern "C" ssize_t REAL_MQ_TIMEDRECEIVE(mqd_t queue, char* buffer, std::size_t size, unsigned* priority,
                                         const timespec* end);
-
-extern "C" int REAL_SETITIMER(__itimer_which_t timer, const itimerval* value, itimerval* before);
-
-extern "C" int WRAP_SETITIMER(__itimer_which_t timer, const itimerval* value, itimerval* before) {
-    const int result = REAL_SETITIMER(timer, value, before);
-    if (dueTimerGoesOff && value->it_value.tv_sec >= dueTimer - 1) { // the rest of its time is a little less
-        std::raise(SIGALRM);
-    }
-    return result;
-}
 
 // Fifteen times as fast.
 extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
@@ -94,8 +87,15 @@ extern "C" int __wrap_poll(pollfd* waiting, nfds_t count, int timeout) {
         return __real_poll(waiting, count, timeout);
     }
     polls.push_back(timeout);
-    getitimer(ITIMER_REAL, &timerWhilePolling);
-    return pollFindsRoom ? 1 : __real_poll(waiting, count, timeout / 15);
+    if (pollAnswers.empty()) {
+        return __real_poll(waiting, count, timeout / 15);
+    }
+    const PollAnswer answer = pollAnswers.front();
+    pollAnswers.erase(pollAnswers.begin());
+    faults::monotonicOffset += answer.seconds;
+    waiting->revents = answer.found;
+    errno = answer.error;
+    return answer.result;
 }
 
 // Keeps the time limit.
@@ -136,7 +136,7 @@ TEST_F(ClosedLink, FullQueueIsGivenUpAtTheTimeLimit) {
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_LE(std::chrono::milliseconds(900), waited);
     EXPECT_GE(std::chrono::seconds(10), waited);
-    EXPECT_THAT(polls, ElementsAre(15000));
+    EXPECT_THAT(polls, ElementsAre(AllOf(Gt(14000), Le(15000))));
     EXPECT_THAT(logged(), ElementsAre("Failed"));
     removeQueue();
 }
@@ -156,77 +156,55 @@ TEST_F(ClosedLink, RoomThatComesBeforeTheTimeLimitIsUsed) {
 
 TEST_F(ClosedLink, RoomThatAnotherProcessTakesIsNotWaitedForWithoutEnd) {
     fillQueue();
-    pollFindsRoom = true;
-    std::atomic<bool> sent{false};
-    std::thread clock([&sent, sender = pthread_self()] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        while (!sent) { // as the timer does
-            pthread_kill(sender, SIGALRM);
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    });
-    // What the timer's signal finds when nothing is sent any more.
-    std::signal(SIGALRM, SIG_IGN);
+    const PollAnswer roomAfterFiveSeconds{1, POLLOUT, 0, 5};
+    pollAnswers = {roomAfterFiveSeconds, roomAfterFiveSeconds, roomAfterFiveSeconds};
     EXPECT_EQ(-1, ble_send(&byte_, 1));
-    sent = true;
-    clock.join();
+    EXPECT_THAT(polls, ElementsAre(AllOf(Gt(14000), Le(15000)), AllOf(Gt(9000), Le(10000)), AllOf(Gt(4000), Le(5000))));
     EXPECT_THAT(logged(), ElementsAre("Failed"));
-    EXPECT_EQ(1, timerWhilePolling.it_interval.tv_sec);
-    EXPECT_LE(15, timerWhilePolling.it_value.tv_sec);
-    EXPECT_GE(16, timerWhilePolling.it_value.tv_sec);
     removeQueue();
 }
 
-TEST_F(ClosedLink, BlockedTimerSignalEndsTheWaitTooAndStaysBlocked) {
+TEST_F(ClosedLink, RoomAtTheLastMomentIsUsed) {
     fillQueue();
-    pollFindsRoom = true;
-    std::signal(SIGALRM, SIG_IGN);
-    sigset_t set;
-    sigset_t now;
-    sigemptyset(&set);
-    sigaddset(&set, SIGALRM);
-    std::atomic<bool> sent{false};
-    std::thread clock([&sent, sender = pthread_self()] {
-        for (int i = 0; !sent; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            if (i >= 10) {
-                pthread_kill(sender, SIGALRM);
-            }
-        }
+    pollAnswers = {{1, POLLOUT, 0, 14}};
+    std::thread daemon([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        char message[2048];
+        EXPECT_EQ(1, mq_receive(queue_, message, sizeof message, nullptr));
     });
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    EXPECT_EQ(0, ble_send(&byte_, 1));
+    daemon.join();
+    EXPECT_THAT(logged(), IsEmpty());
+    removeQueue();
+}
+
+TEST_F(ClosedLink, SignalOfALibraryEndsNoWait) {
+    fillQueue();
+    pollAnswers = {{-1, 0, EINTR, 14}};
     EXPECT_EQ(-1, ble_send(&byte_, 1));
-    sent = true;
-    clock.join();
-    pthread_sigmask(SIG_UNBLOCK, &set, &now);
-    EXPECT_EQ(1, sigismember(&now, SIGALRM));
+    EXPECT_THAT(polls, ElementsAre(AllOf(Gt(14000), Le(15000)), AllOf(Gt(0), Le(1000))));
     EXPECT_THAT(logged(), ElementsAre("Failed"));
     removeQueue();
 }
 
-TEST_F(OpenLink, SendingKeepsTheSignalOfATimerForItsOwnHandler) {
-    const itimerval before{{0, 0}, {dueTimer, 0}};
-    const itimerval none{};
-    setitimer(ITIMER_REAL, &before, nullptr);
-    std::signal(SIGALRM, [](int) { alarms = alarms + 1; });
-    dueTimerGoesOff = true;
-    EXPECT_EQ(0, ble_send(Bytes{1}.data(), 1));
-    dueTimerGoesOff = false;
-    EXPECT_EQ(1, alarms);
-    setitimer(ITIMER_REAL, &none, nullptr);
-    std::signal(SIGALRM, SIG_DFL);
+TEST_F(ClosedLink, WaitThatFailsIsNotTriedAgain) {
+    const PollAnswer answers[] = {{-1, 0, ENOMEM, 0}, {1, POLLNVAL, 0, 0}, {1, POLLERR, 0, 0}};
+    for (const PollAnswer& answer : answers) {
+        fillQueue();
+        pollAnswers = {answer};
+        EXPECT_EQ(-1, ble_send(&byte_, 1));
+        EXPECT_THAT(polls, SizeIs(1));
+        removeQueue();
+    }
+    EXPECT_THAT(logged(), ElementsAre("Failed", "Failed", "Failed"));
 }
 
-TEST_F(OpenLink, SendingLeavesTimerAndSignalAsTheyWere) {
-    const itimerval before{{0, 0}, {dueTimer, 0}};
-    setitimer(ITIMER_REAL, &before, nullptr);
-    std::signal(SIGALRM, SIG_IGN);
-    EXPECT_EQ(0, ble_send(Bytes{1}.data(), 1));
-    itimerval after{};
-    getitimer(ITIMER_REAL, &after);
-    EXPECT_EQ(0, after.it_interval.tv_sec);
-    EXPECT_LE(90, after.it_value.tv_sec);
-    EXPECT_EQ(SIG_IGN, std::signal(SIGALRM, SIG_DFL));
+TEST_F(ClosedLink, SendingChangesNoDescriptorButItsOwn) {
+    fillQueue();
+    mq_attr attributes{};
+    EXPECT_EQ(0, mq_getattr(queue_, &attributes));
+    EXPECT_EQ(0, attributes.mq_flags);
+    removeQueue();
 }
 
 TEST_F(OpenLink, SentBytesReachTheNetworkDaemonAsTheyAre) {

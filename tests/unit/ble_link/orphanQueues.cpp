@@ -1,5 +1,6 @@
 #include "orphanQueues.h"
 
+#include "bleTest.h"
 #include "linkFaults.h"
 
 #include <cerrno>
@@ -23,15 +24,6 @@ namespace {
 
 bool listable = true;
 std::optional<pid_t> foreignProcess; // another user's: the system lets nobody signal it
-
-void makeQueue(const std::string& name) {
-    mq_attr attributes{};
-    attributes.mq_maxmsg = 1;
-    attributes.mq_msgsize = 16;
-    const mqd_t queue = mq_open(name.c_str(), O_RDONLY | O_CREAT | O_EXCL, 0600, &attributes);
-    ASSERT_LE(0, queue) << name;
-    mq_close(queue);
-}
 
 // Removes a queue, and tells whether it was there.
 bool takeQueue(const std::string& name) {

@@ -161,7 +161,6 @@ TEST_F(ReplyQueueGuard, HandlerThatIsToldMoreStays) {
         std::raise(SIGTERM);
         std::raise(SIGINT);
         EXPECT_EQ(3, handled);
-        EXPECT_TRUE(hasDefaultAction(SIGHUP));
     });
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }
@@ -175,8 +174,6 @@ TEST_F(ReplyQueueGuard, ActionThatIsSetWhileTheLinkIsOpenStays) {
         std::raise(SIGPIPE);
         std::raise(SIGHUP);
         EXPECT_EQ(1, handled);
-        EXPECT_TRUE(hasDefaultAction(SIGTERM));
-        EXPECT_TRUE(hasDefaultAction(SIGINT));
     });
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }
@@ -220,27 +217,45 @@ TEST_F(ReplyQueueGuard, HandlerRemovesTheQueueAndRaisesItsSignalAgain) {
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
 }
 
-TEST_F(ReplyQueueGuard, ClosedLinkHasTheDefaultActionsAgain) {
-    const auto ended = inChild([] {
-        EXPECT_EQ(0, ble_interface_open());
-        EXPECT_EQ(0, ble_interface_close());
-        EXPECT_TRUE(std::all_of(std::begin(endingSignals), std::end(endingSignals), hasDefaultAction));
-    });
-    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+TEST_F(ReplyQueueGuard, SignalAfterTheCloseEndsTheProcessAndRemovesNothing) {
+    for (const int signal : endingSignals) {
+        const auto ended = inChild([signal] {
+            EXPECT_EQ(0, ble_interface_open());
+            EXPECT_EQ(0, ble_interface_close());
+            makeQueue(QueuePeer::replyQueueName());
+            std::raise(signal);
+        });
+        EXPECT_EQ(-signal, ended.status) << ended.out << ended.err;
+        const auto left = replyQueues();
+        EXPECT_THAT(left, SizeIs(1));
+        std::for_each(left.begin(), left.end(), [](const std::string& name) { mq_unlink(name.c_str()); });
+    }
 }
 
-TEST_F(ReplyQueueGuard, LinkThatDoesNotOpenHasTheDefaultActionsAgain) {
-    const auto ended = inChild([] {
-        for (const std::string& queue : {std::string("/to_zvnet"), QueuePeer::replyQueueName()}) {
+TEST_F(ReplyQueueGuard, SignalAfterALinkThatDidNotOpenEndsTheProcess) {
+    for (const std::string& queue : {std::string("/to_zvnet"), QueuePeer::replyQueueName()}) {
+        const auto ended = inChild([&queue] {
             faults::unopenableQueue = queue;
             faults::arm();
             EXPECT_EQ(-1, ble_interface_open());
             faults::disarm();
-            EXPECT_TRUE(std::all_of(std::begin(endingSignals), std::end(endingSignals), hasDefaultAction)) << queue;
             faults::freeUnfreed();
-        }
+            std::raise(SIGTERM);
+        });
+        EXPECT_EQ(-SIGTERM, ended.status) << ended.out << ended.err;
+    }
+}
+
+TEST_F(ReplyQueueGuard, LinkThatIsOpenedAgainIsGuardedAgain) {
+    const auto ended = inChild([] {
+        EXPECT_EQ(0, ble_interface_open());
+        EXPECT_EQ(0, ble_interface_close());
+        EXPECT_EQ(0, ble_interface_open());
+        EXPECT_THAT(replyQueues(), SizeIs(1));
+        std::raise(SIGTERM);
     });
-    EXPECT_EQ(0, ended.status) << ended.out << ended.err;
+    EXPECT_EQ(-SIGTERM, ended.status) << ended.out << ended.err;
+    EXPECT_THAT(replyQueues(), IsEmpty());
 }
 
 TEST_F(ReplyQueueGuard, ChildRemovesNothing) {
