@@ -138,12 +138,4 @@ Json toJson(const FaultRule& rule) {
     return json;
 }
 
-std::string faultParameter(const std::string& fault) {
-    const FaultKind* kind = findFaultKind(fault);
-    if (kind == nullptr) {
-        throw JsonError("no such fault: " + fault);
-    }
-    return kind->parameter.key == nullptr ? "" : kind->parameter.key;
-}
-
 } // namespace zvcamera

@@ -37,7 +37,5 @@ FaultRule readFaultRule(const Json& rule, const std::string& where);
 // Reads the rules of a scenario, without those for a path of HTTP, which no daemon sees. Throws JsonError.
 std::vector<FaultRule> readFaultRules(const Json& rules);
 Json toJson(const FaultRule& rule);
-// The key of a fault's parameter ("ms"); empty when it takes none. Throws JsonError when there is no such fault.
-std::string faultParameter(const std::string& fault);
 
 } // namespace zvcamera

@@ -56,7 +56,8 @@ void BleDaemon::handle(const QueueRequest& request) {
         saveFile();
     }
     if (result.status != Status::Ok) {
-        logInfo("%s: BLE command %d: %s", ownQueue, request.data.empty() ? -1 : request.data[0], toText(result.status));
+        logInfo("%s: BLE command %d: %s", ownQueue, request.data.empty() ? -1 : request.data[0],
+                planned.refused() ? "refused by a fault" : toText(result.status));
     }
     service_.reply(request, planned, result.status, result.data);
 }

@@ -223,6 +223,14 @@ TEST(ZvBleD, SpoilsRepliesOnDemand) {
     EXPECT_EQ(byteReply(1), client.ask({10}));
 }
 
+TEST(ZvBleD, RefusalByAFaultIsLoggedAsOne) {
+    SyslogCapture log;
+    DaemonProcess daemon("zvBleD", R"({"faults":[{"command":"config_get","fault":"refused","status":3}]})");
+    EXPECT_EQ(statusReply(3), Client().ask({10}));
+    EXPECT_EQ(0, daemon.end(SIGTERM));
+    EXPECT_THAT(log.texts(), testing::Contains(testing::HasSubstr("/to_ble: BLE command 10: refused by a fault")));
+}
+
 TEST(ZvBleD, ToolAndClientsAgreeOnAListIdThatAFaultHasChanged) {
     DaemonProcess daemon("zvBleD", R"({"ble":{"devices":[{"address":"000000000001","found_after_ms":0}],
         "whitelist":[{"address":"000000000001"},{"address":"000000000002"}]},
