@@ -42,6 +42,13 @@ bool hasDefaultAction(int signal) {
     return action.sa_handler == SIG_DFL;
 }
 
+// A child that a signal ends tells nothing of what failed in it.
+void raiseUnlessFailed(int signal) {
+    if (!testing::Test::HasFailure()) {
+        std::raise(signal);
+    }
+}
+
 volatile std::sig_atomic_t handled = 0;
 
 // A network daemon's queue that nobody reads, in which the children find room.
@@ -72,9 +79,7 @@ TEST_F(ReplyQueueGuard, SignalRemovesTheQueueAndEndsTheProcess) {
         const auto ended = inChild([signal] {
             EXPECT_EQ(0, ble_interface_open());
             EXPECT_THAT(replyQueues(), ElementsAre(QueuePeer::replyQueueName()));
-            if (!testing::Test::HasFailure()) {
-                std::raise(signal);
-            }
+            raiseUnlessFailed(signal);
         });
         EXPECT_EQ(-signal, ended.status) << ended.out << ended.err;
         EXPECT_THAT(replyQueues(), IsEmpty());
@@ -223,7 +228,7 @@ TEST_F(ReplyQueueGuard, SignalAfterTheCloseEndsTheProcessAndRemovesNothing) {
             EXPECT_EQ(0, ble_interface_open());
             EXPECT_EQ(0, ble_interface_close());
             makeQueue(QueuePeer::replyQueueName());
-            std::raise(signal);
+            raiseUnlessFailed(signal);
         });
         EXPECT_EQ(-signal, ended.status) << ended.out << ended.err;
         const auto left = replyQueues();
@@ -233,14 +238,15 @@ TEST_F(ReplyQueueGuard, SignalAfterTheCloseEndsTheProcessAndRemovesNothing) {
 }
 
 TEST_F(ReplyQueueGuard, SignalAfterALinkThatDidNotOpenEndsTheProcess) {
-    for (const std::string& queue : {std::string("/to_zvnet"), QueuePeer::replyQueueName()}) {
-        const auto ended = inChild([&queue] {
-            faults::unopenableQueue = queue;
+    for (const bool reply : {false, true}) {
+        const auto ended = inChild([reply] {
+            faults::unopenableQueue = reply ? QueuePeer::replyQueueName() : "/to_zvnet";
             faults::arm();
             EXPECT_EQ(-1, ble_interface_open());
             faults::disarm();
             faults::freeUnfreed();
-            std::raise(SIGTERM);
+            EXPECT_THAT(replyQueues(), IsEmpty());
+            raiseUnlessFailed(SIGTERM);
         });
         EXPECT_EQ(-SIGTERM, ended.status) << ended.out << ended.err;
     }
@@ -252,7 +258,7 @@ TEST_F(ReplyQueueGuard, LinkThatIsOpenedAgainIsGuardedAgain) {
         EXPECT_EQ(0, ble_interface_close());
         EXPECT_EQ(0, ble_interface_open());
         EXPECT_THAT(replyQueues(), SizeIs(1));
-        std::raise(SIGTERM);
+        raiseUnlessFailed(SIGTERM);
     });
     EXPECT_EQ(-SIGTERM, ended.status) << ended.out << ended.err;
     EXPECT_THAT(replyQueues(), IsEmpty());
