@@ -1,5 +1,6 @@
 #include "bleRequest.h"
 
+#include "bleElements.h"
 #include "bleTest.h"
 
 using testing::ElementsAre;
@@ -23,6 +24,12 @@ TEST_F(Exchange, LengthIsNothingWithoutAReply) {
     hurry();
     std::uint8_t data[] = {5, 6};
     EXPECT_EQ(0, exchange(serialiseCommand(data)));
+}
+
+TEST_F(Exchange, DataThatAreSentAreLetGoOf) {
+    std::uint8_t data[] = {5, 6};
+    EXPECT_FALSE(serialiseCommand(data).empty());
+    EXPECT_EQ(nullptr, commandDataElement.getData());
 }
 
 TEST_F(Exchange, RequestThatDoesNotFitHasNoLength) {
