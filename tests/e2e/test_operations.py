@@ -53,7 +53,13 @@ def both(*steps):
     return act
 
 
-# Name in Python: parameters, what is done before, and the operation that shows what has changed.
+def newest(link):
+    """Numbers of requests never begin anew."""
+    return {"number": link.requests()["requests"][-1]["number"]}
+
+
+# Name in Python: parameters (or a function that tells them), what is done before, and the operation that shows what has
+# changed.
 EXAMPLES = {
     "show": ({"item": "model_number"}, first("set", item="model_number", value="7"), "show"),
     "set": ({"item": "recording", "value": "1"}, None, "show"),
@@ -92,14 +98,17 @@ EXAMPLES = {
                   "fault_list"),
     "fault_list": ({}, first("fault_add", command="/*", fault="status", body="{}", type="application/json"),
                    "fault_list"),
+    "fault_kinds": ({}, None, None),
     "fault_remove": ({"id": "ble:1"}, first("fault_add", command="*", fault="refused"), "fault_list"),
     "fault_clear": ({}, first("fault_add", command="*", fault="refused"), "fault_list"),
     "trace": ({"command": "pair_status", "daemon": "zvBleD"}, asked, "trace"),
     "trace_follow": ({"command": "9", "daemon": "zvBleD"}, None, None),
     "trace_clear": ({}, asked, "trace"),
     "requests": ({"since": 0, "lines": 1, "messages": True}, both(asked, asked), "requests"),
+    "request": (newest, asked, None),
     "requests_follow": ({}, None, None),
     "requests_clear": ({}, asked, "requests"),
+    "message": ({"hex": "000e0003000002450000000000ee", "command": "pair_status"}, None, None),
     "queue": ({}, asked, "queue"),
     "daemon_status": ({}, first("daemon_term", name="zvNetD"), "daemon_status"),
     "daemon_stop": ({"name": "zvNetD"}, None, "daemon_status"),
@@ -113,11 +122,14 @@ EXAMPLES = {
     "stream_start": ({"arguments": ["-x", "--port", "a b"]}, None, "stream"),
     "stream_stop": ({}, first("stream_start"), "stream"),
     "scenario": ({}, None, "scenario"),
+    "scenario_list": ({}, None, None),
     "reset": ({}, first("set", item="recording", value="1"), "show"),
     "load": ({"scenario": {"state": {"recording": 1}}, "name": "other"}, None, "scenario"),
 }
 # What is another one each time: times, process numbers, and the bytes that hold one.
-CHANGING = {"micros", "ms", "time", "seen_ms", "now_ms", "next", "pid", "hex", "queue", "number", "request"}
+CHANGING = {"micros", "ms", "time", "seen_ms", "now_ms", "next", "pid", "hex", "queue", "number", "request", "opened"}
+# Lines that arrive in their own time.
+LINES = {"request": "log"}
 # On the command line these print their records alone, one a line.
 BY_LINE = {"trace", "requests", "log"}
 
@@ -269,7 +281,10 @@ def _performed(camera, link, way, operation):
     link.load(scenario=SCENARIO, name="example")
     if before:
         before(camera, link)
+    given = given(link) if callable(given) else given
     result = _first_event(camera, way, operation, given) if operation.follows else way.perform(operation, given)
+    if name_of_lines := LINES.get(operation.name):
+        assert {each["source"] for each in result.pop(name_of_lines)} <= {"zvControl-cgi-bin", "lighttpd", "zvBleD"}
     return _steady(result), _steady(getattr(link, shows)() if shows else None)
 
 

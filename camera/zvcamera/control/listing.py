@@ -17,6 +17,8 @@ def _parameter(operation, parameter):
         told["default"] = parameter.default
     if parameter.choices:
         told["choices"] = list(parameter.choices)
+    if parameter.rows:
+        told["rows"] = [{"word": word, "meaning": meaning} for word, meaning in parameter.rows if word and meaning]
     told.update({name: value for name, value in (("low", parameter.low), ("high", parameter.high))
                  if value is not None})
     return told

@@ -4,7 +4,9 @@ A record is a dict: time (seconds since the epoch), source (identifier of the pr
 (syslog's severity, or None for standard error) and text.
 """
 
+import bisect
 import itertools
+import operator
 import os
 import re
 import secrets
@@ -19,6 +21,8 @@ _KEPT = 200_000
 # Anybody in the camera may send anything, so the pattern limits the digits of a number.
 _SYSLOG = re.compile(r"<(\d{1,3})>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?(?:([^\s\[:]+)(?:\[(\d{1,10})\])?: ?)?(.*)",
                      re.ASCII | re.DOTALL)
+
+_time_of = operator.itemgetter("time")
 
 
 class Collector:
@@ -41,8 +45,8 @@ class Collector:
         threading.Thread(target=self._receive, daemon=True).start()
 
     def add(self, source, text, pid=None, priority=None):
-        record = {"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text}
         with self._changed:
+            record = {"time": time.time(), "source": source, "pid": pid, "priority": priority, "text": text}
             self._records.append(record)
             if len(self._records) > _KEPT:
                 cut = _KEPT // 10
@@ -75,6 +79,13 @@ class Collector:
             if then:
                 then(*found)
             return found
+
+    def between(self, first, last):
+        """The records from one time to another, in seconds since the epoch, ends included."""
+        self.synchronise()
+        with self._changed:
+            return self._records[bisect.bisect_left(self._records, first, key=_time_of):
+                                 bisect.bisect_right(self._records, last, key=_time_of)]
 
     def synchronise(self):
         """Returns when every line that was sent before has been taken."""

@@ -4,6 +4,7 @@ status                                the state of each program
 stop, cont, kill, term, start         act on a program, given by its name
 run                                   runs a command, with the given environment and nothing else in it
 log, log_follow                       the log records from a number on
+log_between                           those from one time to another
 requests, requests_follow, _clear     the HTTP requests from a number on (history.py)
 fault_add, _list, _remove, _clear      rules for answers of HTTP that go wrong (http_rules.py)
 scenario, reset, load                 the scenario in use, back to it, on to another one (scenario.py)
@@ -101,6 +102,8 @@ class Commands:
             records, following = self._log.since(*take(request, {"since": int}, {"since": 0}), then and answer)
             return {"records": records, "next": following}
         self._server.on("log", since)
+        self._server.on("log_between", lambda request: self._log.between(
+            *take(request, {"first": float, "last": float})))
         self._server.on_follow("log_follow", since)
         self._log.sinks.append(lambda record: self._server.publish("log_follow", record))
 

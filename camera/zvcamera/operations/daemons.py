@@ -44,7 +44,8 @@ for _op, _help in _DOES:
     _register(_op, _help)
 
 
-def _record_text(record):
+def record_text(record):
+    """A log record in a line."""
     clock = ""
     if "time" in record:
         millis = int(record["time"] * 1000)
@@ -67,14 +68,14 @@ def _chosen(records, lines, program):
 
 
 @operation("log", "GET /log", "Print the log of the camera's programs", _SINCE, _LINES, _PROGRAM,
-           text=lambda answer: "".join(map(_record_text, answer["records"])))
+           text=lambda answer: "".join(map(record_text, answer["records"])))
 def log(link, since, lines, program):
     answer = link.call("supervisor", "log", since=since)
     return {**answer, "records": _chosen(answer["records"], lines, program)}
 
 
 @operation("log follow", "GET /log/events", "Go on with the lines to come", _SINCE, _LINES, _PROGRAM,
-           text=_record_text, follows=True, options=("--follow", "-f"))
+           text=record_text, follows=True, options=("--follow", "-f"))
 def follow_log(link, since, lines, program):
     with link.subscribe("supervisor", "log_follow", since=since) as subscription:
         yield from _chosen(subscription.kept["records"], lines, program)

@@ -48,6 +48,9 @@ HTTP = (
     Kind("status", "status", "STATUS", "an answer of the server's with this status, 503"),
 )
 
+# Of HTTP, where a rule may stand: any path below the control space, or all that begin alike.
+PATHS = ("/*", "/command/*", "/command/ble/scan")
+
 
 def is_path(command):
     return command.startswith("/")

@@ -1,5 +1,7 @@
 """Replies and answers that go wrong on demand: rules of zvBleD (ble:N), of zvNetD (net:N) and of HTTP (http:N)."""
 
+import dataclasses
+
 from ..admin import InvalidRequest
 from ..messages import protocol
 from ..messages.quote import printable
@@ -67,10 +69,22 @@ def _text(rules):
     return "".join(f"{printable(line)}\n" for line in lines)
 
 
+def _kind_line(row):
+    return f"{row[0]:<22}{row[1]}".rstrip() + "\n"
+
+
 @operation("fault list", "GET /faults", "List the rules, and how often each has hit", text=_text, alone=True)
 def rules(link):
     kept = link.call_each(_KEEPERS.values(), "fault_list")
     return [{**rule, "id": _names(program, rule["id"])} for program, own in kept.items() for rule in own]
+
+
+@operation("fault kinds", "GET /faults/kinds", "List the faults that rules can name, and for which commands",
+           text=lambda kinds: "".join(map(_kind_line, fault_kinds.rows())))
+def kinds(link):
+    return {group: {"commands": list(commands), "faults": [dataclasses.asdict(kind) for kind in kinds]}
+            for group, commands, kinds in (("messages", fault_kinds.commands(), fault_kinds.MESSAGES),
+                                           ("http", fault_kinds.PATHS, fault_kinds.HTTP))}
 
 
 @operation("fault remove", "DELETE /faults/{id}", "Remove a rule",

@@ -1,13 +1,16 @@
 """The HTTP requests that the camera has got, as the supervisor has kept them."""
 
+import contextlib
 import time
 
+from ..admin import AdminError
 from ..messages import record
 from ..messages.quote import printable
-from . import trace
+from . import daemons, trace
 from .operation import Parameter, operation
 
 _SUPERVISOR = "supervisor"
+_LOG_SLACK = 0.005  # seconds that a line may take to the log
 _HEAD = "NUMBER  TIME             PID  STATUS     BYTES        MS  REQUEST\n"
 
 
@@ -45,6 +48,42 @@ def show(link, since, lines, messages):
     if lines is not None:
         answer["requests"] = answer["requests"][max(0, len(answer["requests"]) - lines):]
     return {**answer, "requests": _with_messages(link, answer["requests"])} if messages else answer
+
+
+def _window(request):
+    """When the request began and ended, in seconds, with what the clocks may differ by."""
+    return request["time"] - trace.SLACK, request["time"] + request["ms"] / 1000 + trace.SLACK
+
+
+def _opened(link, request):
+    """When its gateway opened the interface of zvControlD, in microseconds; None when nobody knows."""
+    first, last = _window(request)
+    with contextlib.suppress(AdminError):
+        return next((each["micros"] for each in link.call("zvControlD", "openings")
+                     if each["pid"] == request["pid"] and first <= each["micros"] / 1e6 <= last), None)
+    return None
+
+
+def _logged(link, request):
+    """What the programs logged meanwhile: lines of other requests, when several are under way at once, too."""
+    last = request["time"] + request["ms"] / 1000 + _LOG_SLACK
+    return link.call(_SUPERVISOR, "log_between", first=request["time"], last=last)
+
+
+def _whole_text(request):
+    own = {**request, "messages": ()}
+    return (f"{_HEAD}{request_text(own)}\n{''.join(map(record.full, request['messages']))}\n"
+            f"{''.join(map(daemons.record_text, request['log']))}")
+
+
+@operation("request", "GET /requests/{number}", "Show one request: its messages, and what was logged meanwhile",
+           Parameter("number", "number", "as `requests` counts them", low=1), text=_whole_text)
+def one(link, number):
+    kept = link.call(_SUPERVISOR, "requests", since=number)["requests"]
+    found = next((each for each in kept if each["number"] == number), None)
+    if found is None:
+        raise AdminError(f"no request {number} is kept")
+    return {**_with_messages(link, [found])[0], "opened": _opened(link, found), "log": _logged(link, found)}
 
 
 @operation("requests follow", "GET /requests/events", "Go on with the requests to come, until interrupted",

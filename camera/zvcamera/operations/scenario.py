@@ -1,8 +1,12 @@
 """The scenario in use: which it is, back to it, on to another one."""
 
+import json
+import os
+
 from ..messages.quote import printable
 from .operation import Parameter, operation
 
+EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scenarios")
 _SUPERVISOR = "supervisor"
 _PATIENCE = 30.0  # seconds; it takes some 20 milliseconds
 
@@ -15,6 +19,19 @@ def _done_text(result):
            text=lambda result: f"{printable(result['name'] or 'none: all defaults')}\n{result['text'].rstrip()}\n")
 def scenario(link):
     return link.call(_SUPERVISOR, "scenario")
+
+
+def _example(name):
+    with open(os.path.join(EXAMPLES, f"{name}.json"), encoding="utf-8") as file:
+        document = json.load(file)
+    return {"name": name, "description": document.get("description", ""), "scenario": document}
+
+
+@operation("scenario list", "GET /scenarios", "List the scenarios that come with the camera, each with its document",
+           options=("--list",),
+           text=lambda found: "".join(f"{each['name']:<20}{each['description']}\n" for each in found))
+def examples(link):
+    return [_example(file.removesuffix(".json")) for file in sorted(os.listdir(EXAMPLES)) if file.endswith(".json")]
 
 
 @operation("reset", "POST /reset",

@@ -4,12 +4,12 @@ import contextlib
 import select
 
 from ..admin import AdminError, InvalidRequest, Unreachable
-from ..messages import protocol, record
+from ..messages import explain, protocol, record
 from ..messages.protocol import QUEUE_DAEMONS
 from .operation import Parameter, operation, unknown
 
 _RECONNECT = 0.5  # seconds between two attempts to reach a daemon that has ended
-_SLACK = 0.05  # seconds that the clocks of web server and daemons may differ by
+SLACK = 0.05  # seconds that the clocks of web server and daemons may differ by
 
 _COMMANDS = (*(command.name for command in protocol.COMMANDS), *protocol.PAIRING_STATE_COMMANDS)
 _COMMAND = Parameter("command", help="messages of this command alone, by name or code", default=None,
@@ -50,7 +50,7 @@ def kept(link, programs=QUEUE_DAEMONS):
     for each in records:
         moment = each["micros"] / 1e6
         for request in by_process.get(each.get("pid"), ()) if each.get("pid") is not None else ():
-            if request["time"] - _SLACK <= moment <= request["time"] + request["ms"] / 1000 + _SLACK:
+            if request["time"] - SLACK <= moment <= request["time"] + request["ms"] / 1000 + SLACK:
                 each["request"] = request["number"]
     return _by_time(records)
 
@@ -124,3 +124,18 @@ def follow(link, command, daemon):
 @operation("trace clear", "DELETE /trace", "Forget the messages so far", options=("--clear",))
 def clear(link):
     link.call_each(QUEUE_DAEMONS, "trace_clear")
+
+
+def _message_text(told):
+    return f"{told['summary']}\n" + "".join(
+        f"    {each['offset']:04d}  {'  ' * each['depth']}{each['name']}: {each['value']}\n" for each in told["fields"])
+
+
+@operation("message", "GET /message", "Show the bytes of a message, field by field",
+           Parameter("hex", "hex", "the bytes, two digits each"),
+           Parameter("command", help="of a reply: the command that it answers", default="", option="--command",
+                     candidates=lambda link: _COMMANDS), text=_message_text)
+def message(link, hex, command):  # noqa: A002 - the parameter's name is that of the trace
+    data, name = bytes.fromhex(hex), _canonical(command) if command else ""
+    return {"bytes": len(data), "summary": explain.summarize(data, name),
+            "fields": [field._asdict() for field in explain.explain(data, name)]}

@@ -3,6 +3,7 @@
 import itertools
 
 import pytest
+from zvcamera import operations
 from zvcamera.admin import InvalidRequest, Unreachable
 from zvcamera.operations import faults
 
@@ -88,3 +89,13 @@ def test_those_that_run_are_reached_and_others_named(programs, link):
     assert keeper.rules == []
     with pytest.raises(Unreachable, match="^zvNetD does not run"):
         link.fault_add(command="PD", fault="late")  # its only keeper
+
+
+def test_the_kinds_that_rules_can_name(link):
+    kinds = link.fault_kinds()
+    assert sorted(kinds) == ["http", "messages"]
+    assert kinds["messages"]["commands"][0] == "scan" and kinds["http"]["commands"][0] == "/*"
+    assert kinds["http"]["faults"][4] == {
+        "name": "cut", "key": "bytes", "value": "BYTES",
+        "meaning": "the first bytes of the body, half of it, then the connection is closed"}
+    assert operations.find("fault_kinds").text(kinds).startswith("late MS or MS-MS      the reply after this time")

@@ -2,6 +2,9 @@
 
 import itertools
 
+import pytest
+from zvcamera import operations
+from zvcamera.admin import AdminError
 from zvcamera.operations import requests
 
 
@@ -33,6 +36,36 @@ def test_each_with_its_messages(programs, link):
     programs.serve("zvBleD", trace=[record(5_000_001)])
     found = link.requests(messages=True)["requests"]
     assert [[each["micros"] for each in one["messages"]] for one in found] == [[1_000_000], [5_000_000, 5_000_001]]
+
+
+def test_one_with_all_that_is_known(programs, link):
+    lines = [{"time": 5.001, "source": "zvBleD", "pid": None, "priority": 6, "text": "scan mode 1"}]
+    programs.serve("supervisor", requests={"requests": [request(2, time=5.0), request(3, time=9.0)], "next": 4},
+                   log_between=lines)
+    programs.serve("zvControlD", openings=[{"pid": 52, "port": 1, "micros": 1_000_000},
+                                           {"pid": 51, "port": 2, "micros": 5_000_100},
+                                           {"pid": 52, "port": 3, "micros": 5_000_200}])
+    programs.serve("zvNetD", trace=[record(5_000_300), record(9_000_000)])
+    programs.serve("zvBleD", trace=[])
+    found = link.request(number=2)
+    assert (found["number"], found["opened"], found["log"]) == (2, 5_000_200, lines)
+    assert [each["micros"] for each in found["messages"]] == [5_000_300]
+    assert programs.asked["supervisor"][-1] == {"op": "log_between", "first": 5.0, "last": 5.0 + 0.00306 + 0.005}
+    text = operations.find("request").text(found)
+    assert "GET /control/x\n" in text and "1970-01-01T00:00:05.001Z  zvBleD: scan mode 1\n" in text
+
+
+def test_one_without_its_daemons(programs, link):
+    programs.serve("supervisor", requests={"requests": [request(2)], "next": 3}, log_between=[])
+    programs.serve("zvNetD", trace=[])
+    found = link.request(number=2)
+    assert (found["opened"], found["messages"], found["log"]) == (None, [], [])
+
+
+def test_one_that_is_not_kept(programs, link):
+    programs.serve("supervisor", requests=lambda since: {"requests": [request(3)], "next": 4})
+    with pytest.raises(AdminError, match="^no request 2 is kept$"):
+        link.request(number=2)
 
 
 def test_the_last_of_them(programs, link):

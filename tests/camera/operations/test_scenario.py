@@ -23,6 +23,15 @@ def test_what_people_read():
     assert operations.find("scenario").text({"name": None, "text": "{}"}) == "none: all defaults\n{}\n"
 
 
+def test_those_that_come_with_the_camera(link):
+    found = {each["name"]: each for each in link.scenario_list()}
+    assert sorted(found) == ["crowded", "default", "empty", "faulty", "moving", "pairing-fails", "whitelist50",
+                             "whitelist50-sparse"]
+    assert found["empty"]["description"] == "Nothing in the air, nothing in the whitelist."
+    assert len(found["default"]["scenario"]["ble"]["devices"]) == 7
+    assert operations.find("scenario_list").text([found["empty"]]).startswith("empty               Nothing in the air")
+
+
 def test_a_wrong_scenario_is_invalid(programs, link):
     def refuse(**_):
         raise programs.Refusal("a.json: bel: unknown key", "invalid")

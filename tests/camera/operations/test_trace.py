@@ -3,6 +3,7 @@
 import itertools
 
 import pytest
+from zvcamera import operations
 from zvcamera.admin import InvalidRequest, Unreachable
 
 
@@ -59,3 +60,14 @@ def test_a_trace_is_followed(programs, link):
 def test_nobody_to_follow_is_said(link):
     with pytest.raises(Unreachable, match="^no daemon to follow$"):
         next(link.trace_follow())
+
+
+def test_the_bytes_of_a_message_in_words(link):
+    told = link.message(hex="000e0003000002450002000000ee", command="9")
+    assert (told["bytes"], told["summary"]) == (14, "reply to pair_status, status 0 (ok)")
+    assert told["fields"][4] == {"offset": 9, "depth": 1, "name": "pairing status", "value": "2 (paired)"}
+    assert operations.find("message").text(told).splitlines()[:2] == [
+        "reply to pair_status, status 0 (ok)", "    0000  total length: 14"]
+    assert link.message(hex="")["summary"].startswith("malformed: ")
+    with pytest.raises(InvalidRequest, match="^unknown command scann: did you mean scan?"):
+        link.message(hex="00", command="scann")
