@@ -24,7 +24,7 @@ endif()
 
 install(TARGETS zvControlD zvNetD zvBleD zvStream RUNTIME DESTINATION bin COMPONENT camera)
 install(DIRECTORY camera/settings/ DESTINATION etc COMPONENT camera FILES_MATCHING PATTERN settings.json)
-install(DIRECTORY camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
+install(DIRECTORY camera/page camera/scenarios camera/web DESTINATION share/camera COMPONENT camera
   PATTERN busybox-control ${executable})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/contract DESTINATION share/camera COMPONENT camera)
 install(DIRECTORY camera/zvcamera DESTINATION share/camera COMPONENT camera

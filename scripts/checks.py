@@ -208,12 +208,13 @@ PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
     "unit": ("unit tests", (build, "release"), (unit_tests, "release"), (modules,)),
     "e2e": ("end-to-end tests of every URI and of ./run, behind lighttpd",
-            (build, "release"), (end_to_end, "not thorough and not bench", "release")),
+            (build, "release"), (end_to_end, "not thorough and not bench and not page", "release")),
     "quick": ("format, unit tests and some end-to-end tests",
               (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (modules,),
               (end_to_end, "quick", "release")),
     "thorough": ("end-to-end tests of the other web servers, of installation and packages, and with valgrind",
                  (build, "release"), (end_to_end, "thorough", "release")),
+    "page": ("the simulated camera's page, in a browser", (build, "release"), (end_to_end, "page", "release")),
     "asan": ("unit and end-to-end tests with AddressSanitizer and UndefinedBehaviorSanitizer",
              (build, "asan"), (unit_tests, "asan"), (end_to_end, "gateway and not slow or memory", "asan")),
     "standalone": ("unit tests, end-to-end tests and packages of the stand-alone shape",
@@ -240,7 +241,7 @@ PARTS = {
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "asan", "standalone", "arm", "faults", "soak", "bench", "coverage", "fuzz", "lint")
+REST = ("thorough", "page", "asan", "standalone", "arm", "faults", "soak", "bench", "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 

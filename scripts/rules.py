@@ -48,6 +48,9 @@ PYTHON_MAY_USE = {
 }
 FACES = ("zvcam", "control")
 
+# The page that the simulated camera serves.
+PAGE = "camera/page"
+
 # Sources whose test has another name, and why a test of their own name would be empty.
 TESTED_ELSEWHERE = {
     # The programs as a whole.
@@ -114,6 +117,9 @@ _LITERAL = r"""(?:-?\d[\w'.]*|"(?:[^"\\]|\\.)*"|true|false|nullptr|std::nullopt|
 _LATE_LITERAL = re.compile(rf"\b(?:EXPECT|ASSERT)_(?:EQ|NE|STREQ|STRNE)\((?!\s*{_LITERAL}\s*,)"
                            rf"[^,()]*(?:\([^()]*\)[^,()]*)*,\s*{_LITERAL}\)")
 _BARE_INTEGER = re.compile(r"(?<![\w:.>])u?int(?:8|16|32|64)_t\b")
+# What makes markup or code of a text, and addresses beyond the camera (but for the name of SVG).
+_MARKUP = re.compile(r"\b(?:innerHTML|outerHTML|insertAdjacentHTML|document\.write|eval|Function|DOMParser)\b"
+                     r"|javascript:|https?://(?!www\.w3\.org/2000/svg\b)|[ \"]on[a-z]+=|style=")
 _INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 
 
@@ -144,6 +150,8 @@ def file_name(name):
         yield f"{name}:1: a C++ file is named in lowerCamelCase, after what it holds"
     if ending == ".py" and not _SNAKE.match(stem):
         yield f"{name}:1: a Python file is named in snake_case"
+    if ending in (".js", ".css", ".html") and name.startswith(f"{PAGE}/") and not _LOWER_CAMEL.match(stem):
+        yield f"{name}:1: a file of the page is named in lowerCamelCase, after what it holds"
     if ending == ".cmake" and name.startswith("cmake/Zv") and not _UPPER_CAMEL.match(stem):
         yield f"{name}:1: a CMake module is named in UpperCamelCase"
 
@@ -181,6 +189,12 @@ def columns(name, text):
         prose = not (fenced or line.startswith(("|", "    ", "<"))) if name.endswith(".md") else "://" not in line
         if len(line) > COLUMNS and prose:
             yield f"{name}:{number}: {len(line)} columns, {COLUMNS} at most"
+
+
+def page_texts(name, text):
+    """The camera's texts are never markup, and the page loads nothing from elsewhere."""
+    for match in _MARKUP.finditer(text):
+        yield f"{name}:{_line(text, match.start())}: no {match[0].strip()} in the page; modules/dom.js makes its nodes"
 
 
 def _room(name):
@@ -290,8 +304,10 @@ def findings(names, files):
             yield from integers(name, code)
             yield from oddities(name, text)
             yield from uses(name, text, headers)
-        elif name.endswith((".py", ".md", ".cmake")) or os.path.basename(name) == "CMakeLists.txt":
+        elif name.endswith((".py", ".md", ".cmake", ".js", ".css")) or os.path.basename(name) == "CMakeLists.txt":
             yield from columns(name, _text(name))
+        if name.startswith(f"{PAGE}/"):
+            yield from page_texts(name, _text(name))
         if name.startswith(f"{PYTHON_ROOM}/") and name.endswith(".py"):
             yield from python_uses(name, _text(name))
     yield from shared_headers(files)

@@ -107,6 +107,11 @@ class Camera:
         return f"http://127.0.0.1:{self.port}{self._space}"
 
     @property
+    def page(self):
+        """The address of the page for people, or None where it is left out with the control that it needs."""
+        return f"http://127.0.0.1:{self.port}/" if self._control and self.web_server != "busybox" else None
+
+    @property
     def run_dir(self):
         """The camera's sockets, as the machine sees them."""
         return self._folder.run

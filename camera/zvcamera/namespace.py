@@ -61,6 +61,7 @@ def _contract(build_dir, camera_dir):
 def _house(build_dir, camera_dir, scenario):
     pairs = [(os.path.join(camera_dir, "zvcamera"), f"{HOUSE}/zvcamera"),
              (os.path.join(camera_dir, "web"), f"{HOUSE}/web"),
+             (os.path.join(camera_dir, "page"), f"{HOUSE}/page"),
              (os.path.join(camera_dir, "scenarios"), f"{HOUSE}/scenarios"),
              (os.path.join(build_dir, "etc"), f"{HOUSE}/settings")]
     if contract := _contract(build_dir, camera_dir):  # missing where nobody has built since it is there

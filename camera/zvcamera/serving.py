@@ -45,6 +45,7 @@ class Log:
 
 def _greet(camera, quiet):
     lines = "" if quiet else "Log lines follow. "
+    page = f"Look at it in a browser: {camera.page}\n" if camera.page else ""
     tool = os.path.relpath(namespace.find(camera.build_dir, "zvcam"))
     print(f"""
 The camera answers at {camera.url}
@@ -54,7 +55,7 @@ The camera answers at {camera.url}
     curl -i {camera.url}/nothing_here
     curl {camera.url}
 
-State and faults: {tool} --port {camera.port} --help
+{page}State and faults: {tool} --port {camera.port} --help
 {lines}Ctrl-C ends the camera.
 """, flush=True)
 

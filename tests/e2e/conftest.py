@@ -32,6 +32,7 @@ MARKS = {
     "memory": "each kind of request under the eyes of valgrind or of a sanitizer",
     "packages": "what is installed of each shape and for each processor",
     "porting": "how the gateway and libraries of the same processor fit together",
+    "page": "the simulated camera's page, in a browser",
     "bench": "the measuring programs",
     "root": "what root alone can try; an ordinary user's run leaves it out",
     "slow": "takes long, and is the same in every build",

@@ -52,7 +52,8 @@ def test_the_listing_names_operations_that_answer(served):
     status, document = ask(served, "GET", "/simulator")
     assert status == 200
     for operation in document["operations"]:
-        if operation["method"] == "GET" and not operation["events"] and "{" not in operation["path"]:
+        needs = any(parameter["required"] for parameter in operation["parameters"])
+        if operation["method"] == "GET" and not operation["events"] and not needs:
             assert ask(served, "GET", operation["path"])[0] == 200, operation
 
 

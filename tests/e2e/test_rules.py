@@ -33,6 +33,15 @@ def test_file_name(wrong, right):
     assert list(rules.file_name(right)) == []
 
 
+@pytest.mark.parametrize("wrong", ['place.innerHTML = name;', '<a href="http://camera.example/">', '<p style="x">',
+                                   '<p onclick="x">', "new Function(name)"])
+def test_the_page_makes_no_markup_of_texts(wrong):
+    found = list(rules.page_texts("camera/page/x.js", f"\n{wrong}\n"))
+    assert [line.split(": ")[0] for line in found] == ["camera/page/x.js:2"]
+    right = 'const SVG = "http://www.w3.org/2000/svg"; source.onopen = evaluate; node("p", {on: {click}}, html);'
+    assert list(rules.page_texts("camera/page/x.js", right)) == []
+
+
 def test_every_source_lies_in_a_room():
     assert list(rules.has_room("camera/zvNewD/newDaemon.cpp")) == [
         "camera/zvNewD/newDaemon.cpp:1: lies in no room of MAY_USE in scripts/rules.py"]

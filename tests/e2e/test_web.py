@@ -67,8 +67,10 @@ def test_path_is_decoded(shared_camera):
     house.assert_empty(shared_camera.get(f"{BLE}/pairing%5favailable"))
 
 
-def test_only_the_control_space_is_served(shared_camera):
-    for path in (b"/", b"/control2", b"/controlx/execute", b"/usr/bin/id", b"/control/../etc/localtime"):
+def test_nothing_but_the_control_space_and_the_page_is_served(shared_camera):
+    for path in (b"/index.html", b"/page", b"/page/", b"/page/index.html", b"/page/modules", b"/page/modules/",
+                 b"/page/../scenarios/default.json", b"/page/modules/../../web/nginx.conf", b"/page/modules/none.js",
+                 b"/control2", b"/controlx/execute", b"/usr/bin/id", b"/control/../etc/localtime"):
         assert _raw(shared_camera, b"GET %s HTTP/1.0\r\n\r\n" % path).startswith((b"HTTP/1.0 404", b"HTTP/1.0 403"))
 
 

@@ -11,7 +11,8 @@ import secrets
 import threading
 
 KEPT = 1000
-_SILENT = "/simulator"  # the control of the camera itself is no request to the camera
+# The simulation's own: its page, and what that asks for, are no requests to the camera.
+_SILENT = re.compile(r"/|/simulator(?:/.*)?|/page/.*|/openapi\.(?:json|yaml)", re.DOTALL)
 _ESCAPE = re.compile(rb"\\(x[0-9A-Fa-f]{2}|.)", re.DOTALL)
 _NAMED = {b"b": b"\b", b"n": b"\n", b"r": b"\r", b"t": b"\t", b"v": b"\v", b"f": b"\f"}
 
@@ -32,7 +33,7 @@ def _unescaped(text):
 
 
 def _is_silent(uri):
-    return uri == _SILENT or uri.startswith(f"{_SILENT}/")
+    return _SILENT.fullmatch(uri) is not None
 
 
 class History:

@@ -46,10 +46,17 @@ def test_numbers_that_are_none_are_zero(history):
     assert history.take("\t" * 7) == "-  0 0.0 ms"
 
 
-@pytest.mark.parametrize("uri", ["/probe", "/simulator", "/simulator/faults"])
+@pytest.mark.parametrize("uri", ["/probe", "/simulator", "/simulator/faults", "/", "/page/modules/main.js",
+                                 "/openapi.json", "/simulator/%0a"])
 def test_requests_that_are_not_for_the_camera(history, uri):
     assert history.take(_line(uri)) is None
     assert history.since(0) == {"requests": [], "next": 1}
+
+
+@pytest.mark.parametrize("uri", ["/control", "/control/", "/pages", "/page", "/openapi.jsonx", "/simulators"])
+def test_requests_that_look_alike(history, uri):
+    history.take(_line(uri))
+    assert [each["uri"] for each in history.since(0)["requests"]] == [uri]
 
 
 def test_the_process_is_that_of_port_and_time(history):

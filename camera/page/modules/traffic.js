@@ -1,0 +1,70 @@
+// The HTTP requests and the messages of the queues, as they come: the last thousand of each.
+import {ask} from "./control.js";
+import {followEvents} from "./events.js";
+
+const KEPT = 1000;
+const PERIOD = 250; // milliseconds between two looks at what has come
+
+// An ordered collection of the newest ones, each once.
+class Kept {
+  constructor(key) {
+    this.key = key;
+    this.items = new Map();
+    this.hears = [];
+    this.timer = null;
+  }
+
+  add(item) {
+    this.items.set(this.key(item), item);
+    if (this.items.size > KEPT) {
+      this.items.delete(this.items.keys().next().value);
+    }
+    this.tellSoon();
+  }
+
+  clear() {
+    this.items.clear();
+    this.tellSoon();
+  }
+
+  // The newest first.
+  newest(count, fits = () => true) {
+    const found = [...this.items.values()].filter(fits);
+    return found.slice(-count).reverse();
+  }
+
+  tellSoon() {
+    this.timer ??= setTimeout(() => {
+      this.timer = null;
+      this.hears.forEach((hear) => hear());
+    }, PERIOD);
+  }
+}
+
+export const requests = new Kept((each) => each.number);
+export const messages = new Kept((each) => `${each.daemon} ${each.number} ${each.micros}`);
+const streams = [];
+
+async function catchUp() {
+  try {
+    const told = await ask("GET", "/simulator/requests");
+    const later = requests.newest(KEPT, (each) => each.number >= told.next).reverse();
+    requests.clear();
+    [...told.requests, ...later].forEach((each) => requests.add(each));
+  } catch {
+    // The events end, too, and begin anew when the camera is there again.
+  }
+}
+
+// Begins to follow both.
+export function followTraffic() {
+  streams.push(followEvents("/simulator/requests/events", catchUp, (each) => requests.add(each)),
+    followEvents("/simulator/trace/events", () => messages.clear(), (each) => messages.add(each)));
+}
+
+// What was known is of no use any more: the camera has begun anew.
+export function forgetTraffic() {
+  requests.clear();
+  messages.clear();
+  streams.forEach((each) => each.restart());
+}
