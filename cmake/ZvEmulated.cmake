@@ -5,7 +5,7 @@
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   list(GET CMAKE_CROSSCOMPILING_EMULATOR 0 ZV_EMULATOR)
   find_program(ZV_EMULATOR_PATH ${ZV_EMULATOR} REQUIRED)
-  foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD)
+  foreach(name zvControl-cgi-bin zvControl-scgi zvStream zvControlD zvNetD zvBleD)
     file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/emulated/${name} @ONLY CONTENT [[#!/bin/sh
 exec /usr/local/zarvo/target/emulator/@name@ -L @ZV_TARGET_ROOT@ /usr/local/zarvo/target/bin/@name@ "$@"
 ]])
@@ -19,7 +19,7 @@ endif()
 set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
   set(ZV_RUNNABLE_DIR ${CMAKE_BINARY_DIR}/runnable)
-  foreach(name zvControl-cgi-bin zvStream zvControlD zvNetD zvBleD)
+  foreach(name zvControl-cgi-bin zvControl-scgi zvStream zvControlD zvNetD zvBleD)
     file(CONFIGURE OUTPUT ${ZV_RUNNABLE_DIR}/${name} @ONLY CONTENT [[#!/bin/sh
 exec @ZV_EMULATOR_PATH@ -L @ZV_TARGET_ROOT@ "${0%/*}/../@name@" "$@"
 ]])

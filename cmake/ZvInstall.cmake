@@ -1,6 +1,6 @@
 # The installation has four components. cpack makes a Debian package of each, in packages/ of the build folder:
 #
-#   gateway       the control program and web server snippets
+#   gateway       the control program, the resident one, web server snippets, files for init programs
 #   platform      replacements of the closed libraries, for cameras without the maker's
 #   camera        the simulated camera
 #   development   headers, libzvCommon
@@ -13,8 +13,9 @@ endif()
 # Not USE_SOURCE_PERMISSIONS: the sources have the permissions that the umask left when they were fetched.
 set(executable PERMISSIONS ${ZV_EXECUTABLE})
 
-install(TARGETS zvControl-cgi-bin RUNTIME DESTINATION bin COMPONENT gateway)
+install(TARGETS zvControl-cgi-bin zvControl-scgi RUNTIME DESTINATION bin COMPONENT gateway)
 install(DIRECTORY camera/web/snippets/ DESTINATION share/web COMPONENT gateway PATTERN busybox-control ${executable})
+install(DIRECTORY camera/init/ DESTINATION share/init COMPONENT gateway)
 
 set(components gateway camera development)
 if(NOT ZV_STANDALONE)
@@ -68,7 +69,7 @@ set(runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway)
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION
-  "Control gateway of the camera\n CGI program that answers the control URL space.")
+  "Control gateway of the camera\n CGI program that answers the control URL space, and the same as a resident program.")
 if(ZV_STANDALONE)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME zvcontrol-gateway-standalone)
   set(CPACK_DEBIAN_GATEWAY_PACKAGE_PROVIDES zvcontrol-gateway)

@@ -27,6 +27,7 @@ MAY_USE = {
     "src/command_ble": ("src/ble_link", "libzvCommon", "platform/include", "base"),
     "src/command_execute": ("src/response", "libzvCommon", "platform/include", "base"),
     "src/response": ("base",),
+    "src/scgi": ("src/zvControl", "src/response", "libzvCommon", "base"),
     "src/zvControl": ("src", "libzvCommon", "platform/include", "base"),
     "camera/messages": ("libzvCommon", "base"),
     "camera/daemon": ("camera/messages", "libzvCommon", "base"),
