@@ -222,7 +222,7 @@ PARTS = {
                    (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone"),
                    (faults, "static", "standalone", "release")),
     "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
-            (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin"),
+            (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin", "zvControl-scgi"),
             (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
             (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release"),

@@ -14,8 +14,9 @@ from zvcamera.camera import SOURCE_DIR, CameraError
 from . import measures, stand
 
 # Each: a preset and its targets. Only the table of sizes needs the ARM programs.
-_BUILDS = (("release", "simulated_camera", "bench"), ("standalone", "zvControl-cgi-bin"),
-           ("arm", "zvControl-cgi-bin", "zvCtrlD", "csi"), ("arm-standalone", "zvControl-cgi-bin"))
+_BUILDS = (("release", "simulated_camera", "bench"), ("standalone", "zvControl-cgi-bin", "zvControl-scgi"),
+           ("arm", "zvControl-cgi-bin", "zvControl-scgi", "zvCtrlD", "csi"),
+           ("arm-standalone", "zvControl-cgi-bin", "zvControl-scgi"))
 
 
 def _table(heading, columns, rows):

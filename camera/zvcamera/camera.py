@@ -56,6 +56,8 @@ class Camera:
     scenario: file that the daemons read; None for their defaults.
     storage: folder to use as the camera's storage. It is made when it is missing, and it stays. Without storage, the
         camera's storage is removed with the camera.
+    gateway: how the web server asks the gateway: "cgi" starts the control program for each request, "scgi" connects to
+        the resident one. busybox knows CGI alone.
     control_program: what the web server starts instead of the control program (for example a wrapper of it).
     web_server: lighttpd, nginx or busybox.
     gateway_dir: build folder of the control program and its libraries, when it is not that of the daemons.
@@ -69,8 +71,8 @@ class Camera:
     """
 
     def __init__(self, build_dir, *, port=0, scenario=None, storage=None, control_program=None,
-                 web_server="lighttpd", gateway_dir=None, more=(), on_record=None, network="own", tracing=False,
-                 allow_hosts=(), cors_origins=(), control=True):
+                 web_server="lighttpd", gateway="cgi", gateway_dir=None, more=(), on_record=None, network="own",
+                 tracing=False, allow_hosts=(), cors_origins=(), control=True):
         self.build_dir = os.path.abspath(build_dir)
         self.gateway_dir = os.path.abspath(gateway_dir or build_dir)
         self.port = port
@@ -80,6 +82,7 @@ class Camera:
         self._control_program = control_program
         self.web_server = web_server
         self._space = web.URL_SPACES[web_server]
+        self.gateway = gateway
         self._more = tuple(more)
         self._on_record = on_record
         self._network = "host" if web_server == "busybox" else network  # busybox opens the port itself
@@ -142,7 +145,9 @@ class Camera:
             raise CameraError(f"the camera does not start: {failure}")
 
     def _check_files(self):
-        programs = [namespace.find(self.gateway_dir if name == namespace.CONTROL_PROGRAM else self.build_dir, name)
+        if (self.web_server, self.gateway) == ("busybox", "scgi"):
+            raise CameraError("busybox has no SCGI: gateway must be cgi")
+        programs = [namespace.find(self.gateway_dir if name in namespace.GATEWAY_PROGRAMS else self.build_dir, name)
                     for name in namespace.PROGRAMS]
         for path in programs + ([self._scenario] if self._scenario else []):
             if not os.path.exists(path):
@@ -171,7 +176,7 @@ class Camera:
         os.lseek(options, 0, os.SEEK_SET)
         line = [self._bwrap(), "--args", str(options), "--seccomp", str(rules), "--", *sandbox.command(
             ["/bin/sh", "-c", 'cd "$0" && exec /usr/bin/python3 -m zvcamera.inside.supervisor "$@"', namespace.HOUSE,
-             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server])]
+             "--listen-fd", str(listener.fileno()), "--web-server", self.web_server, "--gateway", self.gateway])]
         line += self._allowed
         if self._network == "own" and not ports.is_shielded(listener):
             line.append("--refuse-connections")

@@ -160,9 +160,9 @@ def _check_row(camera, uri, status, is_right, patience):
     return right
 
 
-def run(build_dir):
+def run(build_dir, gateway="cgi"):
     """Returns 0 when every answer is right and no program of the camera has misbehaved."""
-    camera = Camera(build_dir, scenario=_SCENARIO)
+    camera = Camera(build_dir, scenario=_SCENARIO, gateway=gateway)
     wrong = 0
     try:
         camera.start()

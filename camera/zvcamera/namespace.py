@@ -7,7 +7,9 @@ from . import sandbox
 
 INSTALLATION = "/usr/local/zarvo"
 CONTROL_PROGRAM = "zvControl-cgi-bin"
-PROGRAMS = (CONTROL_PROGRAM, "zvStream", "zvControlD", "zvNetD", "zvBleD")
+RESIDENT_PROGRAM = "zvControl-scgi"
+GATEWAY_PROGRAMS = (CONTROL_PROGRAM, RESIDENT_PROGRAM)
+PROGRAMS = (*GATEWAY_PROGRAMS, "zvStream", "zvControlD", "zvNetD", "zvBleD")
 LIBRARIES = ("libzvCtrlD.so", "libcsi.so")  # missing where they are linked into the program
 HOUSE = "/opt/zvcamera"  # the files of the simulation that are not the camera's own
 
@@ -29,10 +31,10 @@ def find(build_dir, name):
 
 
 def _installation(build_dir, gateway_dir):
-    """The daemons of build_dir, and the control program of gateway_dir with the libraries that it needs."""
+    """The daemons of build_dir, and the gateway's programs of gateway_dir with the libraries that they need."""
     pairs = []
     for name in PROGRAMS:
-        pairs += _program(gateway_dir if name == CONTROL_PROGRAM else build_dir, name)
+        pairs += _program(gateway_dir if name in GATEWAY_PROGRAMS else build_dir, name)
     place = f"{INSTALLATION}/target/lib" if emulated(gateway_dir) else f"{INSTALLATION}/lib"
     libraries = [(find(gateway_dir, name), f"{place}/{name}") for name in LIBRARIES]
     return pairs + [pair for pair in libraries if os.path.exists(pair[0])]

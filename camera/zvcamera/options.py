@@ -5,7 +5,7 @@ import os
 
 from . import sandbox, scenario_file
 from .camera import SOURCE_DIR, CameraError, listen
-from .inside import guard
+from .inside import gateways, guard
 from .version import version
 
 COMMAND = os.environ.get("ZVCAMERA_COMMAND", "./run")  # the name that the user has called
@@ -64,6 +64,9 @@ def _parser():
                         help="answer under this host name, too; may be repeated")
     parser.add_argument("--cors", action="append", default=[], type=_origin, metavar="ORIGIN",
                         help="let pages of this origin (http://localhost:3000) use the gateway; may be repeated")
+    parser.add_argument("--gateway", choices=gateways.KINDS, default="cgi",
+                        help="how the web server asks the gateway: starts it for each request (cgi, the default), or "
+                             "connects to the resident program (scgi)")
     parser.add_argument("--network", choices=sandbox.NETWORKS, default="own",
                         help="what the camera's programs reach: nothing but themselves (own, the default), or the "
                              "machine's network (host)")

@@ -77,12 +77,12 @@ def _run(arguments):
         return 1
     scenario_file.check_meaning(os.path.abspath(arguments.scenario), build_dir)
     if arguments.check:
-        return check.run(build_dir)
+        return check.run(build_dir, arguments.gateway)
     # The standard output of --exec is the command's.
     stream = sys.stdout if arguments.exec is None else sys.stderr
     log = serving.Log(lambda record: _print_record(record, stream), arguments.quiet)
     camera = Camera(build_dir, port=arguments.port, scenario=arguments.scenario, storage=arguments.storage,
-                    on_record=log.take, network=arguments.network,
+                    on_record=log.take, network=arguments.network, gateway=arguments.gateway,
                     allow_hosts=arguments.allow_host, cors_origins=arguments.cors, control=not arguments.no_control)
     return serving.serve(camera, log, ready, arguments)
 

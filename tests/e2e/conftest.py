@@ -20,6 +20,8 @@ SANITIZER_REPORT = re.compile(r"(Address|Leak|UndefinedBehavior)Sanitizer|: runt
 def pytest_addoption(parser):
     parser.addoption("--build-dir", default=os.path.join(ROOT, "build", "release"),
                      help="build folder whose programs are tested")
+    parser.addoption("--gateway", choices=("cgi", "scgi"), default="cgi",
+                     help="how the web server asks the gateway, where a test does not say")
     parser.addoption("--gateway-dir", help="build folder of the control program, when it is another one")
 
 
@@ -63,6 +65,13 @@ def gateway_dir(request, build_dir):
     """Build folder of the control program. Every camera of the tests takes the program from there."""
     house.TestCamera.default_gateway_dir = os.path.abspath(request.config.getoption("--gateway-dir") or build_dir)
     return house.TestCamera.default_gateway_dir
+
+
+@pytest.fixture(scope="session", autouse=True)
+def gateway(request):
+    """How the web server of every camera asks the gateway, unless its test says it."""
+    house.TestCamera.default_gateway = request.config.getoption("--gateway")
+    return house.TestCamera.default_gateway
 
 
 @pytest.fixture(scope="session")

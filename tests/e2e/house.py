@@ -8,10 +8,11 @@ import subprocess
 
 from zvcamera.camera import SOURCE_DIR as ROOT
 from zvcamera.camera import Camera, CameraError
-from zvcamera.namespace import LIBRARIES, PROGRAMS
+from zvcamera.namespace import INSTALLATION, LIBRARIES, PROGRAMS, RESIDENT_PROGRAM
 
 __all__ = ["CameraError", "LIBRARIES", "PROGRAMS", "ROOT"]
 ORDINARY_USER = 65534
+RESIDENT = f"{INSTALLATION}/bin/{RESIDENT_PROGRAM}"
 
 EMPTY = b"{}"
 _LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
@@ -35,11 +36,25 @@ class TestCamera(Camera):
 
     __test__ = False
     default_gateway_dir = None
+    default_gateway = "cgi"
 
     def __init__(self, build_dir, **options):
         self.records = []
         super().__init__(build_dir, on_record=self.records.append,
                          **{"gateway_dir": self.default_gateway_dir, "tracing": is_sanitized(build_dir), **options})
+        # A program of the test's own, and a web server that knows CGI alone, are asked by CGI.
+        if not {"control_program", "gateway"} & set(options) and self.web_server != "busybox":
+            self.gateway = self.default_gateway
+
+    def request(self, path=None, query=None, timeout=60.0, **more):
+        """Runs one request alone, as the web server would, in the way in which this camera's web server asks."""
+        if self.gateway == "cgi":
+            return super().request(path, query, timeout, **more)
+        variables = {**more, **{name: value for name, value in (("PATH_INFO", path), ("QUERY_STRING", query))
+                                if value is not None}}
+        with open(os.path.join(os.path.dirname(__file__), "resident_request.py"), encoding="utf-8") as source:
+            return self.run(["/usr/bin/python3", "-c", source.read(), RESIDENT, *map("=".join, variables.items())],
+                            timeout=timeout)
 
     def tool(self, *words):
         """Runs the camera's tool as a user would, and returns its output."""
@@ -47,6 +62,10 @@ class TestCamera(Camera):
                               capture_output=True, text=True, check=False, timeout=60)
         assert done.returncode == 0, done.stdout + done.stderr
         return done.stdout
+
+    def gateways(self):
+        """Numbers of the processes that serve requests, by the name that the kernel shows of them."""
+        return self.run(["/usr/bin/pgrep", "-x", "zvControl-cgi-b"]).stdout.split()
 
     @contextlib.contextmanager
     def new_lines(self):

@@ -96,6 +96,8 @@ def test_control_daemon_that_stands_still_is_given_up(camera):
     pytest.param("busybox", 500, b"no answer\n", marks=pytest.mark.thorough)])
 def test_web_server_answers_for_a_control_daemon_that_stands_still(make_camera, server, status, text):
     camera = make_camera(web_server=server)
+    if (server, camera.gateway) == ("nginx", "scgi"):
+        text = b"<h1>502 Bad Gateway</h1>"  # nginx's own: nobody stands between it and the program
     with camera.stopped("zvControlD"):
         start = time.monotonic()
         answer = camera.get("/command/ble/pairing_available")

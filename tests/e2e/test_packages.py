@@ -16,7 +16,9 @@ import pytest
 pytestmark = [pytest.mark.thorough, pytest.mark.packages, pytest.mark.xdist_group("installation")]
 
 PREFIX = "usr/local/zarvo"
-GATEWAY = {"bin/zvControl-cgi-bin", "share/web/busybox-control", "share/web/lighttpd.conf", "share/web/nginx.conf"}
+GATEWAY = {"bin/zvControl-cgi-bin", "bin/zvControl-scgi", "share/web/busybox-control",
+           *(f"share/web/{server}{way}.conf" for server in ("lighttpd", "nginx") for way in ("", "-scgi")),
+           *(f"share/init/zvcontrol-scgi.{kind}" for kind in ("inittab", "service", "socket"))}
 PLATFORM = {"lib/libzvCtrlD.so", "lib/libcsi.so"}
 PROGRAMS = {"bin/zvControlD", "bin/zvNetD", "bin/zvBleD", "bin/zvStream", "bin/zvcam", "bin/zvcamera"}
 

@@ -89,14 +89,14 @@ def test_slow_clients_hold_nobody_up(camera):
     idle = [socket.create_connection(("127.0.0.1", camera.port), 30) for _ in range(8)]
     for connection in idle:
         connection.sendall(b"GET /control/analytics/get HTTP/1.0\r\n\r\n")
-    camera.wait_for(lambda: len(camera.run(["/bin/pidof", "zvControl-cgi-bin"]).stdout.split()) == len(idle))
+    camera.wait_for(lambda: len(camera.gateways()) == len(idle))
     start = time.monotonic()
     house.assert_empty(camera.get(f"{BLE}/pairing_available"))
     assert len(camera.get("/analytics/get").body) == 64 << 20
     assert time.monotonic() - start < 20
     for connection in idle:
         connection.close()
-    camera.wait_for(lambda: camera.run(["/bin/pidof", "zvControl-cgi-bin"]).stdout == b"", patience=30)
+    camera.wait_for(lambda: not camera.gateways(), patience=30)
 
 
 def test_without_control_daemon_the_web_server_answers_for_itself(camera):

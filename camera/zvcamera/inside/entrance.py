@@ -16,6 +16,7 @@ import threading
 import time
 
 from ..admin import AdminError
+from . import gateways
 from .arguments import take
 from .children import Child
 from .front_link import FrontLink
@@ -47,18 +48,18 @@ def _answers(path, before=b""):
 class Entrance:
     """Acts as a Child does: it is the program `lighttpd` of the camera.
 
-    configuration: lighttpd's. add_request: takes what the front tells of a request.
+    gateway: a gateways.Gateway. configuration: lighttpd's. add_request: takes what the front tells of a request.
     """
 
     name = "lighttpd"
 
-    def __init__(self, listener, program, space, log, *, configuration, add_request):
+    def __init__(self, listener, gateway, space, log, *, configuration, add_request):
         self._listener = listener
         self._address = listener.getsockname()
         self._space = space
         self._log = log
         self._configuration = configuration
-        self._program = program
+        self._gateway = gateway
         self._add_request = add_request
         self._secret = f"/{secrets.token_hex(16)}"
         self._lock = threading.RLock()
@@ -136,7 +137,8 @@ class Entrance:
 
     def _environment(self, way, address, **more):
         return dict(os.environ, ZV_WAY=way, ZV_ADDRESS=address, ZV_PORT=str(self._address[1]),
-                    ZV_CONTROL_PROGRAM=self._program, **more)
+                    ZV_CONTROL_PROGRAM=self._gateway.program, ZV_GATEWAY_SOCKET=gateways.SOCKET,
+                    ZV_SNIPPET=self._gateway.snippet(self.name), **more)
 
     def _child(self, environment, ready, pass_fds):
         # On SIGTERM, lighttpd ends with 0 or 1, depending on where the signal meets its event loop.

@@ -1,7 +1,8 @@
 """Runs inside the camera's namespaces. Starts and watches the camera's programs, collects their log, serves commands.
 
     python3 -m zvcamera.inside.supervisor --listen-fd N [--scenario FILE [--scenario-name NAME]]
-                                          [--control-program FILE] [--web-server NAME] [--report-log] [--no-control]
+                                          [--control-program FILE] [--web-server NAME] [--gateway NAME]
+                                          [--report-log] [--no-control]
                                           [--refuse-connections]
                                           [--allow-host NAME]... [--cors ORIGIN]...
 
@@ -19,7 +20,7 @@ import time
 
 from .. import admin
 from ..control import child as control
-from . import children, confine, entrance, guard, scenario, web
+from . import children, confine, entrance, gateways, guard, scenario, web
 from .admin_server import AdminServer
 from .collector import Collector
 from .commands import Commands
@@ -40,8 +41,9 @@ class Supervisor:
         self._server = AdminServer(f"{children.RUN_DIR}/supervisor.admin")
         self.programs = {name: children.daemon(name, self._log, scenario.PATH) for name in children.DAEMONS}
         allowed = guard.Allowed(tuple(arguments.allow_host), tuple(arguments.cors))
-        for child in (*web.servers(arguments.web_server, listener, arguments.control_program, self._log, allowed,
-                                   self._add_request),
+        gateway = gateways.Gateway(arguments.gateway, arguments.control_program)
+        for child in (*gateway.programs(self._log),
+                      *web.servers(arguments.web_server, listener, gateway, self._log, allowed, self._add_request),
                       *control.programs(arguments, self._log)):  # ends first, and its followers hear of the end
             self.programs[child.name] = child
         self._entrance = self.programs.get("lighttpd")
@@ -125,6 +127,7 @@ def main():
     parser.add_argument("--scenario-name")
     parser.add_argument("--control-program", default="/usr/local/zarvo/bin/zvControl-cgi-bin")
     parser.add_argument("--web-server", choices=web.URL_SPACES, default="lighttpd")
+    parser.add_argument("--gateway", choices=gateways.KINDS, default="cgi")
     parser.add_argument("--allow-host", action="append", default=[])
     parser.add_argument("--cors", action="append", default=[])
     parser.add_argument("--report-log", action="store_true")

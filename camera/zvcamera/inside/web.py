@@ -6,7 +6,7 @@ import signal
 import socket
 import subprocess
 
-from . import guard
+from . import gateways, guard
 from .children import Child
 from .entrance import Entrance
 
@@ -46,7 +46,7 @@ def _serves(make_connection):
     return ready
 
 
-def _lighttpd(listener, program, log, allowed, add_request):
+def _lighttpd(listener, gateway, log, allowed, add_request):
     """Takes over the listening socket that the launcher has opened, as descriptor 3."""
     port = listener.getsockname()[1]
     os.makedirs(_FOLDER, exist_ok=True)
@@ -56,7 +56,7 @@ def _lighttpd(listener, program, log, allowed, add_request):
     os.makedirs(f"{_FOLDER}/lighttpd.d", exist_ok=True)
     with open(f"{_FOLDER}/lighttpd.d/cors.conf", "w", encoding="ascii") as file:
         file.write(guard.cors_configuration(allowed.origins, _FOLDER))
-    return [Entrance(listener, program, URL_SPACES["lighttpd"], log,
+    return [Entrance(listener, gateway, URL_SPACES["lighttpd"], log,
                      configuration=f"{_CONFIGURATIONS}/lighttpd.conf", add_request=add_request)]
 
 
@@ -69,13 +69,14 @@ def _spend_process_ids():
     subprocess.run(["/bin/sh", "-c", "for number in $(seq 64); do (:); done"], check=True)
 
 
-def _nginx(listener, program, log, _allowed, _add_request):
+def _nginx(listener, gateway, log, _allowed, _add_request):
     """Takes over the listening socket as nginx does when one version of it hands the socket to the next."""
     _spend_process_ids()
     os.makedirs(_FOLDER, exist_ok=True)
     with open(f"{_CONFIGURATIONS}/nginx.conf", encoding="ascii") as template:
         text = template.read()
-    for name, value in (("port", str(listener.getsockname()[1])), ("program", program),
+    for name, value in (("port", str(listener.getsockname()[1])), ("program", gateway.program),
+                        ("socket", gateways.SOCKET), ("snippet", gateway.snippet("nginx")),
                         ("snippets", os.path.abspath(f"{_CONFIGURATIONS}/snippets"))):
         text = text.replace(f"@{name}@", value)
     with open(f"{_FOLDER}/nginx.conf", "w", encoding="ascii") as configuration:
@@ -89,7 +90,7 @@ def _nginx(listener, program, log, _allowed, _add_request):
                   environment=dict(os.environ, NGINX=f"{listener.fileno()};"))]
 
 
-def _busybox(listener, program, log, _allowed, _add_request):
+def _busybox(listener, gateway, log, _allowed, _add_request):
     """Opens a socket of its own: the launcher's is closed first, and the camera is in the machine's network."""
     address, port = listener.getsockname()
     os.makedirs(f"{_FOLDER}/cgi-bin", exist_ok=True)
@@ -98,17 +99,18 @@ def _busybox(listener, program, log, _allowed, _add_request):
 
     return [Child("httpd", ["/bin/busybox", "httpd", "-f", "-p", f"{address}:{port}", "-h", _FOLDER], log,
                   ready=_serves(lambda: http.client.HTTPConnection(address, port, timeout=2)),
-                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=program),
+                  environment=dict(os.environ, ZV_CONTROL_PROGRAM=gateway.program),
                   good_ends=(-signal.SIGTERM,))]
 
 
 _MAKERS = {"lighttpd": _lighttpd, "nginx": _nginx, "busybox": _busybox}
 
 
-def servers(kind, listener, program, log, allowed, add_request):
+def servers(kind, listener, gateway, log, allowed, add_request):
     """Returns the programs of a kind of web server, in starting order. They take over the listening socket.
 
+    gateway: a gateways.Gateway.
     allowed: hosts and origins that may use the camera beside its own (a guard.Allowed); lighttpd alone looks at them.
     add_request: takes what lighttpd's front tells of a request; the others have none.
     """
-    return _MAKERS[kind](listener, program, log, allowed, add_request)
+    return _MAKERS[kind](listener, gateway, log, allowed, add_request)
