@@ -158,8 +158,9 @@ def modules(session, name):
 
 def end_to_end(session, name, marks, gateway, daemons=None):
     """Tests that pytest's marks select, with the gateway of a preset and the daemons of the same or another one."""
-    # Measurements want the machine for themselves; the others wait rather than work.
-    side_by_side = [] if marks == "bench" else ["-n", str(3 * session.jobs), "--dist=loadgroup"]
+    # Measurements want the machine for themselves, and a browser works; the others wait rather than work.
+    number = session.jobs if marks == "page" else 3 * session.jobs
+    side_by_side = [] if marks == "bench" else ["-n", str(number), "--dist=loadgroup"]
     # The tests come first: an option that pytest learns from them, with a blank in its value, would pass for a test.
     return _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
                   os.path.join(ROOT, "tests", "e2e"), "-m", marks, *side_by_side,

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import re
 import tempfile
 import time
 
@@ -64,12 +65,11 @@ class Browser:
         return self.driver.execute_script(script, *arguments)
 
     def module(self, name, expression, *arguments):
-        """The value of an expression with what a module exports; the arguments are `given`."""
-        told = self.driver.execute_async_script(
-            "const [given, done] = arguments; import(`/page/modules/" + name + ".js`).then((module) => {"
-            f"const {{{expression.split('(')[0]}}} = module; return {expression}; }}).then(done, (error) => "
-            "done(`failed: ${error}`));", arguments)
-        return told
+        """The value of a call of what a module exports; the argument is `given`."""
+        function = re.match(r"\w+", expression)[0]
+        return self.driver.execute_async_script(
+            f"const [given, done] = arguments; import('/page/modules/{name}.js').then(({{{function}}}) => {expression})"
+            ".then(done, (error) => done(`failed: ${error}`))", *arguments)
 
     def wait(self, condition, what="it"):
         deadline = time.monotonic() + PATIENCE

@@ -105,6 +105,15 @@ def shared_camera(build_dir):
     yield from _serve(build_dir)
 
 
+@pytest.fixture(scope="session")
+def session_browser():
+    """One browser for all tests of the page."""
+    import browser  # Selenium takes its time
+
+    with browser.browser() as started:
+        yield started
+
+
 @pytest.fixture
 def camera(build_dir):
     """A fresh camera for each test."""

@@ -6,50 +6,10 @@ import subprocess
 import urllib.request
 import xml.etree.ElementTree
 
-import browser as browsers
 import pytest
-from zvcamera.link import Link
+from page_fixtures import NEAR, WHEEL, browser, link, page  # noqa: F401
 
 BLE = "/command/ble"
-NEAR, STRAP, WHEEL, MOUNT = "a1b2c3d4e5f6", "0c1d2e3f4a5b", "58a1b2c3d4e5", "7c8d9eaf0b1c"
-SCENARIO = {
-    "description": "For tests of the page.",
-    "analytics": {"collect": False},
-    "ble": {"pairing_ms": 300, "connect_ms": 600_000,
-            "devices": [{"address": NEAR, "name": "Remote One", "rssi": -48, "found_after_ms": 0, "address_type": 1},
-                        {"address": STRAP, "name": "Heart Strap", "rssi": -63, "found_after_ms": 0}],
-            "whitelist": [{"address": WHEEL, "name": "Wheel Sensor"}, None]},
-}
-
-
-@pytest.fixture(scope="module")
-def module_browser():
-    with browsers.browser() as browser:
-        yield browser
-
-
-@pytest.fixture
-def browser(module_browser):
-    """The browser; at the end of the test its console holds nothing but what the test has expected."""
-    module_browser.size(browsers.WIDE)
-    module_browser.expected = []
-    yield module_browser
-    assert module_browser.console() == []
-    module_browser.driver.get("about:blank")
-
-
-@pytest.fixture
-def link(shared_camera):
-    link = Link(shared_camera.run_dir)
-    link.load(scenario=SCENARIO, name="page")
-    return link
-
-
-@pytest.fixture
-def page(browser, shared_camera, link):  # noqa: ARG001 - the scenario is loaded first
-    browser.open(shared_camera)
-    browser.one("#state li")
-    return browser
 
 
 def programs(link):
@@ -124,6 +84,15 @@ def test_the_streaming_program_and_the_analytics(page, link):
     page.fill("#analytics input[name=records]", "2")
     page.click("#analytics form:nth-of-type(1) button")
     page.wait(lambda: link.analytics_status()["size"] > 2500)
+    page.fill("#analytics input[name=limit]", "7000")
+    page.click("#analytics form:nth-of-type(3) button")
+    page.wait(lambda: link.analytics_status()["limit"] == 7000)
+    page.run("document.querySelector('#analytics select').value = 'keep'")
+    page.click("#analytics form:nth-of-type(4) button")
+    page.wait(lambda: link.analytics_status()["on_clear"] == "keep")
+    page.run("document.querySelector('#analytics select').value = 'empty'")
+    page.click("#analytics form:nth-of-type(4) button")
+    page.wait(lambda: link.analytics_status()["on_clear"] == "empty")
     page.click("#analytics .buttons button:nth-of-type(3)")
     page.wait(lambda: link.analytics_status()["size"] == 0)
     page.click("#analytics .buttons button:nth-of-type(1)")
@@ -253,6 +222,7 @@ def test_what_no_parser_reads_and_what_is_cut_off_is_shown_as_it_came(page, link
     page.expected.append("/control")
     link.set(item="ap_ssid", value='quote " here')
     link.fault_add(command="/command/ble/pair/status", fault="cut", value=5)
+    link.fault_add(command="/command/ble/pair/status", fault="slow", value=20)  # a browser may forget what comes last
     page.go("ask")
     first = ".operation:first-child"
     page.one(first)
@@ -269,6 +239,7 @@ def test_what_no_parser_reads_and_what_is_cut_off_is_shown_as_it_came(page, link
     page.click(f"{cut} button[type=submit]")
     page.click(f"{cut} .buttons button[type=button]:not([hidden])")
     page.wait_for_text(f"{cut} .badge.bad", "given up")
+    link.reset()  # ends the gateway, which still waits
 
 
 @pytest.mark.page

@@ -1,7 +1,9 @@
 // The file of analytics that the camera collects.
 import {button, form} from "./act.js";
-import {labelled, node, Rows, say} from "./dom.js";
+import {labelled, node, options, Rows, say} from "./dom.js";
 import {follow} from "./live.js";
+
+const CLEARINGS = [["empty", "empties the file"], ["remove", "removes it"], ["keep", "keeps it as it is"]];
 
 function number(name, value, more = {}) {
   return node("input", {name, type: "number", min: "0", value, ...more});
@@ -25,7 +27,13 @@ export function showAnalytics(place) {
       labelled("Records", number("records", "1"))),
     form("Make it so long", "Set the size of the analytics",
       (data) => ["PUT", "/simulator/analytics/size", {bytes: Number(data.get("bytes"))}],
-      labelled("Bytes", number("bytes", "2500"))));
+      labelled("Bytes", number("bytes", "2500"))),
+    form("Set the limit", "Set the limit of the analytics",
+      (data) => ["PUT", "/simulator/analytics/limit", {bytes: Number(data.get("limit"))}],
+      labelled("Most bytes", number("limit", "1048576"))),
+    form("Apply", "Set what clearing the analytics does",
+      (data) => ["PUT", "/simulator/analytics/on-clear", {what: data.get("what")}],
+      labelled("Clearing", options(node("select", {name: "what"}), CLEARINGS))));
   place.append(card);
   const rows = new Rows(list, ([name]) => name, memberRow);
   follow("/simulator/analytics", card, (told) => rows.show(Object.entries(told)));

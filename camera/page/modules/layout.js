@@ -45,14 +45,15 @@ function around(told) {
   const first = Math.round(told.time * 1e6);
   const last = Math.round(first + told.ms * 1000);
   const query = told.query ? `?${told.query}` : "";
-  const events = [{micros: first, from: "client", to: "web server", text: `${told.method} ${told.uri}${query}`},
+  const asked = `${told.method} ${told.uri}${query}`;
+  const events = [{micros: first, from: "client", to: "web server", text: asked, title: asked},
                   {micros: last, from: "web server", to: "client", lost: told.status === 0,
                    text: told.status ? String(told.status) : "no answer"}];
   if (told.opened !== null) {
     events.push({micros: told.opened, from: "gateway", to: "zvControlD", text: "opens the interface"});
   }
   if (told.pid !== null) {
-    events.push({micros: first + 1, from: "web server", to: "gateway", text: `starts process ${told.pid}`},
+    events.push({micros: first + 1, from: "web server", to: "gateway", text: "the request"},
                 {micros: last - 1, from: "gateway", to: "web server", text: "its answer"});
   }
   return events;

@@ -5,10 +5,11 @@ import {followEvents} from "./events.js";
 const KEPT = 1000;
 const PERIOD = 250; // milliseconds between two looks at what has come
 
-// An ordered collection of the newest ones, each once.
+// The newest ones, each once. key(item): a text or number, another one for each. order(item): they come nearly so.
 class Kept {
-  constructor(key) {
+  constructor(key, order) {
     this.key = key;
+    this.order = order;
     this.items = new Map();
     this.hears = [];
     this.timer = null;
@@ -30,7 +31,7 @@ class Kept {
   // The newest first.
   newest(count, fits = () => true) {
     const found = [...this.items.values()].filter(fits);
-    return found.slice(-count).reverse();
+    return found.sort((one, other) => this.order(other) - this.order(one)).slice(0, count);
   }
 
   tellSoon() {
@@ -41,8 +42,8 @@ class Kept {
   }
 }
 
-export const requests = new Kept((each) => each.number);
-export const messages = new Kept((each) => `${each.daemon} ${each.number} ${each.micros}`);
+export const requests = new Kept((each) => each.number, (each) => each.number);
+export const messages = new Kept((each) => `${each.daemon} ${each.number} ${each.micros}`, (each) => each.micros);
 const streams = [];
 
 async function catchUp() {

@@ -29,6 +29,7 @@ function slotRow({address, key}) {
       connect.hidden = now.connected;
       disconnect.hidden = !now.connected;
       auto.dataset.value = String(now.auto_connect);
+      say(auto, now.auto_connect ? "Auto off" : "Auto on");
     },
   };
 }
