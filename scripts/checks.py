@@ -228,6 +228,13 @@ PARTS = {
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
             (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release"),
             (faults, "emulated", "arm", "release")),
+    "arm64": ("for 64-bit ARM: unit tests, and the end-to-end tests of what a processor can break, in both shapes",
+              (build, "release"), (build, "arm64"), (build, "arm64-standalone", "zvControl-cgi-bin", "zvControl-scgi"),
+              (unit_tests, "arm64"), (unit_tests, "arm64-standalone", "-R", "^standalone"),
+              (end_to_end, "every_build or packages or porting", "arm64"),
+              (end_to_end, "every_build", "arm64-standalone", "release")),
+    "clang": ("the gateway and its library alone, without the simulated camera, by clang: unit tests",
+              (build, "clang"), (unit_tests, "clang")),
     "faults": ("each system call and allocation of each kind of request fails, and each is killed everywhere",
                (build, "release"), (faults, "all", "release")),
     "faults-larger": ("the same, with the loader's calls in each kind of request; belongs to no size: it takes long",
@@ -242,7 +249,8 @@ PARTS = {
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "page", "asan", "standalone", "arm", "faults", "soak", "bench", "coverage", "fuzz", "lint")
+REST = ("thorough", "page", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench", "coverage", "fuzz",
+        "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 

@@ -7,6 +7,7 @@ since the names differ.
 
     python3 scripts/startup_order.py standalone          writes cmake/standalone/startup-x86_64.ld
     python3 scripts/startup_order.py arm-standalone      writes cmake/standalone/startup-armv7l.ld
+    python3 scripts/startup_order.py arm64-standalone    writes cmake/standalone/startup-aarch64.ld
 
 after `scripts/build` of the preset release, whose camera answers, and of the preset given. Build that one again then.
 """
@@ -24,7 +25,8 @@ from zvcamera.camera import Camera  # noqa: E402
 
 # Processor, as CMake calls it, and emulator.
 _PRESETS = {"standalone": ("x86_64", ["/usr/bin/qemu-x86_64", "-cpu", "max"]),
-            "arm-standalone": ("armv7l", ["/usr/bin/qemu-arm"])}
+            "arm-standalone": ("armv7l", ["/usr/bin/qemu-arm"]),
+            "arm64-standalone": ("aarch64", ["/usr/bin/qemu-aarch64"])}
 _PROGRAM = "/usr/local/zarvo/standalone/zvControl-cgi-bin"
 _REQUESTS = [("/command/ble/pair/status", ""), ("/command/ble/pairing_available", ""),
              ("/command/ble/whitelist/device", "address=ffffffffffff")]

@@ -16,7 +16,9 @@ from . import measures, stand
 # Each: a preset and its targets. Only the table of sizes needs the ARM programs.
 _BUILDS = (("release", "simulated_camera", "bench"), ("standalone", "zvControl-cgi-bin", "zvControl-scgi"),
            ("arm", "zvControl-cgi-bin", "zvControl-scgi", "zvCtrlD", "csi"),
-           ("arm-standalone", "zvControl-cgi-bin", "zvControl-scgi"))
+           ("arm-standalone", "zvControl-cgi-bin", "zvControl-scgi"),
+           ("arm64", "zvControl-cgi-bin", "zvControl-scgi", "zvCtrlD", "csi"),
+           ("arm64-standalone", "zvControl-cgi-bin", "zvControl-scgi"))
 
 
 def _table(heading, columns, rows):

@@ -209,7 +209,8 @@ def parts():
 def sizes():
     """Sizes of the programs and the libraries beside them, stripped."""
     builds = (("release", "strip", True), ("standalone", "strip", False), ("arm", "arm-linux-gnueabihf-strip", True),
-              ("arm-standalone", "arm-linux-gnueabihf-strip", False))
+              ("arm-standalone", "arm-linux-gnueabihf-strip", False), ("arm64", "aarch64-linux-gnu-strip", True),
+              ("arm64-standalone", "aarch64-linux-gnu-strip", False))
     rows = []
     with tempfile.TemporaryDirectory() as folder:
         for build, strip, libraries in builds:

@@ -2,6 +2,7 @@
 
 import concurrent.futures
 import contextlib
+import dataclasses
 import os
 import re
 import subprocess
@@ -18,9 +19,60 @@ EMPTY = b"{}"
 _LOG_LINE = re.compile(r"UTIL_LOG_([A-Z]+) *:(.*) @([^@\n]*):(\d+)", re.DOTALL)
 
 
-def is_sanitized(build_dir):
+def cached(build_dir, name):
+    """The value of a variable of CMake's cache; empty where there is none."""
     with open(os.path.join(build_dir, "CMakeCache.txt"), encoding="utf-8") as cache:
-        return "ZV_SANITIZE:BOOL=ON" in cache.read()
+        found = re.search(f"^{name}:[A-Z]+=(.*)$", cache.read(), re.MULTILINE)
+    return found[1] if found else ""
+
+
+def is_sanitized(build_dir):
+    return cached(build_dir, "ZV_SANITIZE") == "ON"
+
+
+@dataclasses.dataclass(frozen=True)
+class Processor:
+    """What the programs of a build folder run on.
+
+    debian, triplet: its names; cross: whether an emulator runs the programs here.
+    """
+
+    debian: str
+    triplet: str
+    bits: int
+    loader: str
+    emulator: str = ""
+
+    @property
+    def cross(self):
+        return bool(self.emulator)
+
+    @property
+    def tools(self):
+        """What stands before the names of compiler and binutils."""
+        return f"{self.triplet}-" if self.cross else ""
+
+    @property
+    def root(self):
+        """Where the cross compiler has the processor's libraries, in lib."""
+        return f"/usr/{self.triplet}"
+
+    def command(self, *words):
+        """The words that run a program here."""
+        return [self.emulator, "-L", self.root, *words] if self.cross else list(words)
+
+
+PROCESSORS = {
+    "arm-linux-gnueabihf-g++": Processor("armhf", "arm-linux-gnueabihf", 32, "/lib/ld-linux-armhf.so.3", "qemu-arm"),
+    "aarch64-linux-gnu-g++": Processor("arm64", "aarch64-linux-gnu", 64, "/lib/ld-linux-aarch64.so.1",
+                                       "qemu-aarch64"),
+}
+NATIVE = Processor("amd64", "x86_64-linux-gnu", 64, "/lib64/ld-linux-x86-64.so.2")
+
+
+def processor(build_dir):
+    """The processor that a build folder's compiler builds for."""
+    return PROCESSORS.get(os.path.basename(cached(build_dir, "CMAKE_CXX_COMPILER")), NATIVE)
 
 
 class Line:

@@ -71,7 +71,8 @@ def test_quick_run(open_path):
     assert list(_rows(done.stdout, "(e)")) == ["1 KiB", "1 MiB"]
     assert list(_rows(done.stdout, "(f)")) == [str(pages) for pages in range(1, 8)]
     presets = re.findall(r"^\| (\S+) \| zvControl-cgi-bin \| ([\d,]+) \|$", done.stdout, re.MULTILINE)
-    assert [name for name, _ in presets] == ["release", "standalone", "arm", "arm-standalone"]
+    assert [name for name, _ in presets] == [
+        "release", "standalone", "arm", "arm-standalone", "arm64", "arm64-standalone"]
     assert _number(dict(presets)["arm"]) <= 100_000
 
 

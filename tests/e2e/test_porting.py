@@ -34,8 +34,8 @@ class Fit:
     """A folder with libraries that stand for the maker's. Calling it runs the page's commands on them."""
 
     def __init__(self, build_dir, folder):
-        self.cross = os.path.isdir(os.path.join(build_dir, "emulated"))
-        self.tools = "arm-linux-gnueabihf-" if self.cross else ""
+        self.processor = house.processor(build_dir)
+        self.tools = self.processor.tools
         self.program = os.path.join(build_dir, "zvControl-cgi-bin")
         self.folder = folder
         self.maker = folder / "maker"
@@ -72,7 +72,7 @@ def test_same_processor(fit):
     assert files[0] == files[1] == files[2]
     assert (any("hard-float ABI" in line for line in files[0])
             == any("ABI_VFP_args" in line for line in files[0])
-            == fit.cross)
+            == (fit.processor.debian == "armhf"))
 
 
 def test_every_name_has_an_owner(fit):
@@ -122,7 +122,7 @@ def test_program_can_be_built_with_the_old_string_type(fit):
 def test_slots_of_the_messages(fit):
     table, *slots = fit("vtable for").splitlines()
     size = int(table.split()[1], 16)
-    assert size == 9 * (4 if fit.cross else 8)
+    assert size == 9 * fit.processor.bits // 8
     assert [re.search(r"Msg::(~?\w+)", slot)[1] for slot in slots] == \
         re.findall(r"`([~\w]+)`", re.search(r"and the slots are (.*?)\. ", page())[1])
     assert re.search(r"takes (\d+) bytes", page())[1] == "36"
@@ -131,7 +131,7 @@ def test_slots_of_the_messages(fit):
 def test_sizes_of_the_messages(fit):
     """The page has the sizes for 32-bit ARM; ./test arm checks them. On other processors they are no smaller."""
     sizes = re.search(r"`Msg` has (\d+) bytes, `MsgElement` (\d+) and `MemStream` (\d+)", page()).groups()
-    relation = "==" if fit.cross else ">="
+    relation = "==" if fit.processor.bits == 32 else ">="
     checks = "".join(f"static_assert(sizeof({name}) {relation} {size});\n"
                      for name, size in zip(("Msg", "MsgElement", "MemStream"), sizes))
     fit.make_library("sizes.so", '#include "zvCtrlD.h"\n' + checks, f"-I{house.ROOT}/platform/include")
@@ -139,17 +139,16 @@ def test_sizes_of_the_messages(fit):
 
 def test_loader_finds_everything(fit, build_dir):
     trace = block("LD_TRACE_LOADED_OBJECTS").strip()
-    root = "-L /usr/arm-linux-gnueabihf"
     here = fit.folder / "zvControl-cgi-bin"
     shutil.copy(fit.program, here)
     for name in house.LIBRARIES:
         shutil.copy(fit.maker / name, fit.folder)
 
     def loaded():
-        if not fit.cross:
+        if not fit.processor.cross:
             return run(trace.replace("/usr/local/zarvo/bin/zvControl-cgi-bin", str(here)), fit.folder)
         settings = " ".join(f"-E {word}" for word in trace.split()[:-1])
-        return run(f"qemu-arm {root} {settings} {here}", fit.folder)
+        return run(" ".join(fit.processor.command(settings, str(here))), fit.folder)
 
     assert f"libcsi.so => {fit.folder}/libcsi.so " in loaded()
     assert "not found" not in loaded() and "undefined" not in loaded()
@@ -183,7 +182,7 @@ def test_another_library_in_the_simulated_camera(make_camera, fit):
     place = re.search(r'more=\[\("/path/to/libcsi\.so", "([^"]*)"\)\]', page())[1]
     assert make_camera().get("/command/ble/pairing_available").status == 200
     other = make_camera(more=[(str(fit.maker / "libcsi.so"),
-                               place.replace("lib/", "target/lib/") if fit.cross else place)])
+                               place.replace("lib/", "target/lib/") if fit.processor.cross else place)])
     assert other.get("/command/ble/pairing_available").status == 500
 
 
@@ -198,7 +197,7 @@ def test_libraries_beside_the_program_and_programs_of_their_own(gateway_dir, fit
     run(commands, tmp_path)
     names = run(f"{fit.tools}nm -D --undefined-only libbeside.so", tmp_path).split()
     assert "zvUtilKlogMsgLevel" in names and "g_logLevel" in names
-    run("qemu-arm -L /usr/arm-linux-gnueabihf ./alone" if fit.cross else "./alone", tmp_path)
+    run(" ".join(fit.processor.command("./alone")), tmp_path)
 
 
 def test_build_commands_name_what_there_is(gateway_dir):
