@@ -30,3 +30,25 @@ if(ZV_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+
+# zv_harden(): what is built in this folder, and in those added from now on, is hardened as Debian hardens programs,
+# but for "bind now" (zv_bind_now). docs/hardening.md tells what each flag costs. Without optimisation, and with the
+# tools above, there is nothing to harden.
+set(ZV_HARDENED OFF)
+if(ZV_HARDENING AND CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$"
+    AND NOT (ZV_SANITIZE OR ZV_FUZZ OR ZV_COVERAGE))
+  set(ZV_HARDENED ON)
+endif()
+macro(zv_harden)
+  if(ZV_HARDENED)
+    add_compile_options(-Wformat-security -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    add_link_options(LINKER:-z,relro)
+  endif()
+endmacro()
+
+# zv_bind_now(TARGET): the program's names are looked up when it starts, all of them. For what starts once.
+function(zv_bind_now target)
+  if(ZV_HARDENED)
+    target_link_options(${target} PRIVATE LINKER:-z,now)
+  endif()
+endfunction()
