@@ -38,7 +38,8 @@ class _Parser(argparse.ArgumentParser):
         self.exit(2, f"{NAME}: {message.removeprefix('argument ')}\n")
 
 
-def _parser():
+def command_line():
+    """The parser, which also describes the options to completion and manual page."""
     parser = _Parser(
         prog=COMMAND, allow_abbrev=False,
         description="Brings up the simulated camera around the control gateway; ./run builds both before.")
@@ -74,7 +75,7 @@ def _parser():
 
 
 def parse(argv):
-    parser = _parser()
+    parser = command_line()
     arguments = parser.parse_args(argv)
     if arguments.check and (arguments.exec is not None or arguments.ready_file):
         parser.error("--check: brings up a camera of its own, for no --exec and no --ready-file")

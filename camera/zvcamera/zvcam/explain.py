@@ -1,7 +1,7 @@
 """What help lists about the arguments of a command."""
 
 
-def _meaning(parameter):
+def meaning(parameter):
     text = parameter.help
     if parameter.choices:
         listed = ", ".join(parameter.choices)
@@ -14,7 +14,7 @@ def _meaning(parameter):
 def write_arguments(parameters, formatter):
     """Writes a section of all positional arguments, and one of the rows of each that has some."""
     arguments = [each for each in parameters if not each.option]
-    rows = [(each.name, _meaning(each)) for each in arguments]
+    rows = [(each.name, meaning(each)) for each in arguments]
     if rows:
         with formatter.section("Arguments"):
             formatter.write_dl(rows)
