@@ -205,7 +205,8 @@ def _room(name):
 
 
 def has_room(name):
-    sources = name.endswith((".h", ".c", ".cpp")) and not name.startswith(("tests/", "bench/", "cmake/", "fuzz/"))
+    sources = name.endswith((".h", ".c", ".cpp")) and not name.startswith(
+        ("tests/", "bench/", "cmake/", "docs/", "fuzz/"))
     if sources and _room(name) is None:
         yield f"{name}:1: lies in no room of MAY_USE in scripts/rules.py"
 

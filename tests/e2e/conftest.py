@@ -11,8 +11,9 @@ import pytest
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "camera"))
 
-pytest.register_assert_rewrite("house")
+pytest.register_assert_rewrite("house", "packing")
 import house  # noqa: E402
+import packing  # noqa: E402
 
 SANITIZER_REPORT = re.compile(r"(Address|Leak|UndefinedBehavior)Sanitizer|: runtime error: ")
 
@@ -78,6 +79,24 @@ def gateway(request):
 def sanitized(build_dir):
     """Whether the programs carry sanitizers: they are slower then, and valgrind cannot run them."""
     return house.is_sanitized(build_dir)
+
+
+@pytest.fixture(scope="session")
+def processor(gateway_dir):
+    """The processor of the control program."""
+    return house.processor(gateway_dir)
+
+
+@pytest.fixture(scope="session")
+def standalone(gateway_dir):
+    """Whether the control program is the stand-alone one."""
+    return house.cached(gateway_dir, "ZV_STANDALONE") == "ON"
+
+
+@pytest.fixture(scope="session")
+def packages(gateway_dir, tmp_path_factory):
+    """Name -> Debian package."""
+    return packing.packed(gateway_dir, tmp_path_factory.mktemp("packages"))
 
 
 def _judge(camera, queues):

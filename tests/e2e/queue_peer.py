@@ -12,6 +12,8 @@ import sys
 
 LIBC = ctypes.CDLL(None, use_errno=True)
 LIMIT = 2048
+NAME = b"/to_zvnet"
+OPEN = []  # the name, once messages can come
 
 
 class Attributes(ctypes.Structure):
@@ -40,8 +42,9 @@ def reply_queue(message):
 
 def main():
     attributes = Attributes(0, 10, LIMIT, 0)
-    queue = checked(LIBC.mq_open(b"/to_zvnet", os.O_RDONLY | os.O_CREAT | os.O_EXCL, 0o664, ctypes.byref(attributes)),
-                    "mq_open of /to_zvnet")
+    queue = checked(LIBC.mq_open(NAME, os.O_RDONLY | os.O_CREAT | os.O_EXCL, 0o664, ctypes.byref(attributes)),
+                    f"mq_open of {NAME.decode()}")
+    OPEN.append(NAME)
     buffer = ctypes.create_string_buffer(LIMIT)
     for reply in sys.argv[1:]:
         length = checked(LIBC.mq_receive(queue, buffer, LIMIT, None), "mq_receive")
@@ -52,7 +55,7 @@ def main():
             back = checked(LIBC.mq_open(reply_queue(message), os.O_WRONLY), "mq_open of the reply queue")
             checked(LIBC.mq_send(back, data, len(data), 0), "mq_send")
             LIBC.mq_close(back)
-    LIBC.mq_unlink(b"/to_zvnet")
+    LIBC.mq_unlink(NAME)
 
 
 if __name__ == "__main__":
