@@ -35,7 +35,8 @@ set(runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 
 set(answers "It is a CGI program: a web server starts it once for each request to the\n\
 camera's control URL space. It asks the camera's daemons, over message\n\
-queues and through a library, and writes one answer.")
+queues and through a library, and writes one answer. The same is there as a\n\
+resident program, for web servers that speak SCGI.")
 # Both shapes have the program in the same place, so installing one removes the other.
 if(ZV_STANDALONE)
   zv_package(gateway zvcontrol-gateway-standalone net "control gateway of a networked camera, in one static program"
@@ -43,7 +44,7 @@ if(ZV_STANDALONE)
 daemon of zvcontrol-camera, or another one of the same protocol."
     RELATIONS PROVIDES "zvcontrol-gateway (= {version})" CONFLICTS zvcontrol-gateway REPLACES zvcontrol-gateway
       RECOMMENDS "psmisc | busybox" SUGGESTS httpd-cgi
-    PAGES zvControl-cgi-bin.8 BINARIES bin/zvControl-cgi-bin)
+    PAGES zvControl-cgi-bin.8 zvControl-scgi.8 BINARIES bin/zvControl-cgi-bin bin/zvControl-scgi)
 else()
   # Its two libraries may be the maker's, which belong to no package of ours: whoever packs those lets the package
   # provide zvcontrol-closed-libraries.
@@ -53,7 +54,7 @@ of the maker's provide zvcontrol-closed-libraries; zvcontrol-platform has\nrepla
     RELATIONS DEPENDS "${runtime}, zvcontrol-platform (= {version}) | zvcontrol-closed-libraries"
       CONFLICTS zvcontrol-gateway-standalone REPLACES zvcontrol-gateway-standalone
       RECOMMENDS "psmisc | busybox" SUGGESTS httpd-cgi
-    PAGES zvControl-cgi-bin.8 BINARIES bin/zvControl-cgi-bin)
+    PAGES zvControl-cgi-bin.8 zvControl-scgi.8 BINARIES bin/zvControl-cgi-bin bin/zvControl-scgi)
   zv_package(platform zvcontrol-platform libs "replacements of a networked camera's closed libraries"
     "The control gateway loads libzvCtrlD and libcsi. On a real camera they are\n\
 the maker's. These take their place where there are none: in the simulated\n\

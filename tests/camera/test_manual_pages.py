@@ -69,6 +69,13 @@ def test_zvcamera_has_a_paragraph_for_each_option_and_no_other():
     assert options_of(section("zvcamera.1", "OPTIONS")) == known
 
 
+def test_the_resident_program_s_page_has_its_options():
+    with open(os.path.join(ROOT, "src", "scgi", "scgiOptions.cpp"), encoding="utf-8") as file:
+        known = set(re.findall(r'name == "(--[a-z]+)"', file.read()))
+    assert {"--socket", "--children", "--help"} <= known
+    assert options_of(section("zvControl-scgi.8", "OPTIONS")) == known
+
+
 def test_the_generated_parts_are_up_to_date():
     for name in sorted(os.listdir(manual_pages.PAGES)):
         with open(os.path.join(manual_pages.PAGES, name), encoding="utf-8") as file:
@@ -108,7 +115,8 @@ def test_the_messages_page_has_the_header_s_tags():
     assert {name: number for number, name in told} == tags
 
 
-@pytest.mark.parametrize("name", ["zvcam.1", "zvcamera.1", "zvcamera-scenario.5", "zvControl-cgi-bin.8"])
+@pytest.mark.parametrize("name", [
+    "zvcam.1", "zvcamera.1", "zvcamera-scenario.5", "zvControl-cgi-bin.8", "zvControl-scgi.8"])
 def test_pages_refer_to_pages_that_exist(name):
     ours = {f"{each}({section})" for each, section in (
         page.removesuffix(".scd").rsplit(".", 1) for page in os.listdir(manual_pages.PAGES))}

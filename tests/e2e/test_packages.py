@@ -18,7 +18,7 @@ GATEWAY = {f"{PREFIX}/{name}" for name in (
 PLATFORM = {f"{PREFIX}/lib/libzvCtrlD.so", f"{PREFIX}/lib/libcsi.so"}
 PROGRAMS = {f"{PREFIX}/bin/{name}" for name in ("zvControlD", "zvNetD", "zvBleD", "zvStream", "zvcam", "zvcamera")}
 PAGES = {
-    "gateway": {"zvControl-cgi-bin.8"},
+    "gateway": {"zvControl-cgi-bin.8", "zvControl-scgi.8"},
     "platform": set(),
     "camera": {"zvcam.1", "zvcamera.1", "zvcamera-scenario.5"},
     "dev": {"libzvCommon.3", "zvErrno.3", "zvHexdump.3", "zvLog.3", "zvMbox.3", "zvModel.3", "zvMsg.3", "zvTlv.3",

@@ -125,11 +125,11 @@ def test_programs_are_hardened(packages, processor, standalone, tmp_path):
         run("dpkg-deb", "-x", str(package), str(tmp_path))
     binaries = [*(tmp_path / PREFIX / "bin").glob("zv[CNBS]*"), *(tmp_path / PREFIX / "lib").glob("*.so")]
     assert {path.name for path in binaries} == {
-        "zvControl-cgi-bin", "zvControlD", "zvNetD", "zvBleD", "zvStream"} | (
+        "zvControl-cgi-bin", "zvControl-scgi", "zvControlD", "zvNetD", "zvBleD", "zvStream"} | (
         set() if standalone else {"libzvCtrlD.so", "libcsi.so"})
     for path in binaries:
         found = features(processor, path)
-        static = standalone and path.name == "zvControl-cgi-bin"
+        static = standalone and path.name.startswith("zvControl-")
         expected = {"relro", "stack not executable"}
         if not static:
             expected |= {"position independent", "stack protector"}
