@@ -40,6 +40,7 @@ def test_the_page_s_commands_build_the_gateway_by_a_kit(tmp_path):
         "sh", "-e", "-c", commands, cwd=house.ROOT, env=environment)
     installed = paths(tmp_path / "root")
     program = "usr/local/zarvo/bin/zvControl-cgi-bin"
-    assert {name for name in installed if name.startswith("usr/local/zarvo/bin/")} == {program}
+    assert {name for name in installed if name.startswith("usr/local/zarvo/bin/")} == {
+        program, "usr/local/zarvo/bin/zvControl-scgi"}
     header = subprocess.run(["readelf", "-h", tmp_path / "root" / program], capture_output=True, text=True, check=True)
     assert "Machine:                           ARM\n" in header.stdout
