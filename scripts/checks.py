@@ -178,6 +178,18 @@ _DISTURBED = {
 }
 
 
+def npm_packages(_session, _name):
+    """What of npm the clients in the tests are made with; nothing is fetched when all of it is there."""
+    return subprocess.run([os.path.join(ROOT, "scripts", "setup"), "--npm"], check=False).returncode == 0
+
+
+def contract_coverage(_session, _name):
+    """What of the contract for HTTP clients the tests have just provoked."""
+    with open(os.path.join(RESULTS, "contract-coverage.txt"), encoding="utf-8") as table:
+        print(table.read(), end="", flush=True)
+    return True
+
+
 def faults(session, name, which, gateway, daemons=None):
     """Disturbs requests to the gateway of a preset, with the daemons of the same or another one."""
     right = _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
@@ -209,13 +221,15 @@ PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
     "unit": ("unit tests", (build, "release"), (unit_tests, "release"), (modules,)),
     "e2e": ("end-to-end tests of every URI and of ./run, behind lighttpd",
-            (build, "release"), (end_to_end, "not thorough and not bench and not page", "release")),
+            (build, "release"), (end_to_end, "not thorough and not bench and not page and not contract", "release")),
     "quick": ("format, unit tests and some end-to-end tests",
               (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (modules,),
               (end_to_end, "quick", "release")),
     "thorough": ("end-to-end tests of the other web servers, of installation and packages, and with valgrind",
                  (build, "release"), (end_to_end, "thorough", "release")),
     "page": ("the simulated camera's page, in a browser", (build, "release"), (end_to_end, "page", "release")),
+    "contract": ("that what docs/openapi.yaml documents happens and nothing else; its types, and clients made with it",
+                 (build, "release"), (npm_packages,), (end_to_end, "contract", "release"), (contract_coverage,)),
     "asan": ("unit and end-to-end tests with AddressSanitizer and UndefinedBehaviorSanitizer",
              (build, "asan"), (unit_tests, "asan"), (end_to_end, "gateway and not slow or memory", "asan")),
     "standalone": ("unit tests, end-to-end tests and packages of the stand-alone shape",
@@ -249,8 +263,8 @@ PARTS = {
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "page", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench", "coverage",
-        "fuzz", "lint")
+REST = ("thorough", "page", "contract", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench",
+        "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 

@@ -12,6 +12,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 sys.path.insert(0, os.path.join(ROOT, "camera"))
 
 pytest.register_assert_rewrite("house", "packing")
+import held  # noqa: E402
 import house  # noqa: E402
 import packing  # noqa: E402
 
@@ -38,11 +39,14 @@ MARKS = {
     "page": "the simulated camera's page, in a browser",
     "bench": "the measuring programs",
     "root": "what root alone can try; an ordinary user's run leaves it out",
+    "contract": "all that docs/openapi.yaml says, and what clients make of it",
+    "off_contract": "gets answers that docs/openapi.yaml does not have, on purpose; its argument says why",
     "slow": "takes long, and is the same in every build",
 }
 
 
 def pytest_configure(config):
+    held.install()
     for name, meaning in MARKS.items():
         config.addinivalue_line("markers", f"{name}: {meaning}")
 
@@ -97,14 +101,22 @@ def standalone(gateway_dir):
 def packages(gateway_dir, tmp_path_factory):
     """Name -> Debian package."""
     return packing.packed(gateway_dir, tmp_path_factory.mktemp("packages"))
+@pytest.fixture(autouse=True)
+def held_to_the_contract(request):
+    """Every answer that a test gets has to be one that clients are told of."""
+    held.findings.clear()
+    yield
+    if not request.node.get_closest_marker("off_contract"):
+        assert held.findings == []
 
 
 def _judge(camera, queues):
-    """Checks what a test has left behind: no misdeeds, no reply queues, no sanitizer reports."""
+    """Checks what a test has left behind: no misdeeds, no reply queues, no sanitizer reports, no unknown statuses."""
     records = camera.records
     assert camera.misdeeds == []
     assert [name for name in queues if name not in ("to_ble", "to_zvnet")] == []
     assert [record["text"] for record in records if SANITIZER_REPORT.search(record["text"])] == []
+    assert held.lines(records) == []
 
 
 def _serve(build_dir, **options):

@@ -1,22 +1,20 @@
-"""The contract for HTTP clients, docs/openapi.yaml, as the tests hold answers against it."""
+"""The contract for HTTP clients, docs/openapi.yaml, and how an answer is held against it."""
 
 import dataclasses
 import functools
 import json
 import os
+import posixpath
 import re
+import urllib.parse
 
 import jsonschema
 import yaml
 from zvcamera.camera import SOURCE_DIR
 
-SPACE = "/control"
 PATH = os.path.join(SOURCE_DIR, "docs", "openapi.yaml")
+SPACE = "/control"
 _JSON = "application/json"
-
-
-class Undocumented(AssertionError):
-    """An answer that the contract does not have."""
 
 
 @functools.cache
@@ -35,19 +33,17 @@ def resolved(node):
     return found
 
 
-@functools.cache
-def _schema(reference):
-    """A validator of the schema at a place of the document."""
-    return jsonschema.Draft202012Validator({"$ref": reference, "components": document()["components"]})
+def operations():
+    """Pairs of a path and its operation."""
+    return [(path, item["get"]) for path, item in document()["paths"].items()]
 
 
-def _validator(schema):
-    return jsonschema.Draft202012Validator({**schema, "components": document()["components"]})
+# Examples
 
 
 @dataclasses.dataclass(frozen=True)
 class Example:
-    """An answer as the contract shows it."""
+    """An answer as the contract shows it. path: "" for one of no operation. kind: its media type, or ""."""
 
     path: str
     status: str
@@ -57,6 +53,7 @@ class Example:
 
     @property
     def steps(self):
+        """The requests that come first: method, path and, for some, the JSON that is sent."""
         return self.told.get("x-before", ())
 
     @property
@@ -67,11 +64,6 @@ class Example:
 
     def __str__(self):
         return f"{self.path} {self.status} {self.name}"
-
-
-def operations():
-    """Pairs of a path and its operation."""
-    return [(path, item["get"]) for path, item in document()["paths"].items()]
 
 
 def _examples_of(path, responses):
@@ -85,11 +77,100 @@ def _examples_of(path, responses):
 
 
 def examples():
-    """All examples, each once: one of a shared response belongs to the first path that has it."""
-    seen = set()
+    """All examples. One of a response that several operations share comes once."""
+    found = {}
     for path, responses in (*((path, operation["responses"]) for path, operation in operations()),
                             ("", document()["x-other-paths"]["responses"])):
         for example in _examples_of(path, responses):
-            if id(example.told) not in seen:
-                seen.add(id(example.told))
-                yield example
+            found.setdefault(id(example.told), example)
+    return list(found.values())
+
+
+# Answers
+
+
+class Undocumented(Exception):
+    """The answer is none of those in the contract; the text says why."""
+
+
+def place(path):
+    """The path of the operation that a request's path leads to, as the web server reads it; "" for none.
+
+    None for a path that does not lead into the control URL space.
+    """
+    plain = urllib.parse.unquote(path, errors="surrogateescape")
+    resolved_path = posixpath.normpath(re.sub("/+", "/", plain)) + ("/" if plain.endswith(("/", "/.")) else "")
+    if resolved_path != SPACE and not resolved_path.startswith(SPACE + "/"):
+        return None
+    return operation(resolved_path)
+
+
+def operation(path):
+    """The path itself when it is one of an operation, else ""."""
+    return path if path in document()["paths"] else ""
+
+
+def _responses(path):
+    return document()["paths"][path]["get"]["responses"] if path else document()["x-other-paths"]["responses"]
+
+
+def is_documented(path, status, method="GET", server="lighttpd"):
+    """Whether an operation, or the web server in its place, answers with this status. path: see place()."""
+    status = str(status)
+    return (status in _responses(path) or status in document()["x-web-servers"][server]
+            or method == "OPTIONS" and status in document()["x-preflight"]["responses"])
+
+
+@functools.cache
+def _validator(path, status, kind, dropped):
+    contents = resolved(_responses(path)[status])["x-dropped-body" if dropped else "content"]
+    return jsonschema.Draft202012Validator({**contents[kind]["schema"], "components": document()["components"]})
+
+
+def _parsed(body):
+    try:
+        text = body.decode()
+    except UnicodeDecodeError:
+        text = body.decode("latin-1")  # bytes of the request or of a device, passed on as they are
+    return json.loads(text)
+
+
+def _check_json(body, media, validator):
+    if "x-body-pattern" in media and not re.fullmatch(media["x-body-pattern"], body.decode("latin-1")):
+        raise Undocumented(f"the body does not match x-body-pattern: {body!r}")
+    try:
+        found = _parsed(body)
+    except ValueError as error:
+        if "x-not-escaped" in media:
+            return
+        raise Undocumented(f"the body is no JSON: {body!r}") from error
+    wrong = next(validator.iter_errors(found), None)
+    if wrong:
+        raise Undocumented(f"{wrong.json_path}: {wrong.message}")
+
+
+def check(path, status, kind, body, *, method="GET", server="lighttpd"):
+    """Raises Undocumented for an answer that the contract does not have.
+
+    path: of the operation, see place(). kind: the media type, or "". server: who stands before the gateway; None for
+    what the gateway itself writes.
+    """
+    status = str(status)
+    kind = kind.partition(";")[0].strip().lower()
+    if method == "OPTIONS" and status in document()["x-preflight"]["responses"]:
+        return
+    if server and kind in document()["x-web-servers"][server].get(status, ()):
+        return
+    if status not in _responses(path):
+        raise Undocumented(f"status {status}")
+    response = resolved(_responses(path)[status])
+    if method == "HEAD" or status == "204" and not body:
+        return
+    dropped = not server and "x-dropped-body" in response
+    contents = response["x-dropped-body"] if dropped else response.get("content", {})
+    if not kind and response.get("x-without-content-type"):
+        return
+    if kind not in contents or not server and not kind.startswith("application/"):
+        raise Undocumented(f"status {status} with media type {kind or 'none'}")
+    if kind == _JSON:
+        _check_json(body, contents[kind], _validator(path, status, kind, dropped))

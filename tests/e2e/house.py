@@ -7,6 +7,7 @@ import os
 import re
 import subprocess
 
+import held
 from zvcamera.camera import SOURCE_DIR as ROOT
 from zvcamera.camera import Camera, CameraError
 from zvcamera.namespace import INSTALLATION, LIBRARIES, PROGRAMS, RESIDENT_PROGRAM
@@ -107,6 +108,19 @@ class TestCamera(Camera):
         with open(os.path.join(os.path.dirname(__file__), "resident_request.py"), encoding="utf-8") as source:
             return self.run(["/usr/bin/python3", "-c", source.read(), RESIDENT, *map("=".join, variables.items())],
                             timeout=timeout)
+
+    def start(self):
+        super().start()
+        held.servers[self.port] = self.web_server
+
+    def stop(self):
+        held.servers.pop(self.port, None)
+        super().stop()
+
+    def request(self, path=None, query=None, timeout=60.0, **more):
+        done = super().request(path, query, timeout, **more)
+        held.output(path or "", done.stdout)
+        return done
 
     def tool(self, *words):
         """Runs the camera's tool as a user would, and returns its output."""

@@ -15,6 +15,8 @@ from zvcamera.http_rules import Rules, read_rule
 BLE = "/command/ble"
 FREE = f"{BLE}/pairing_available"
 
+ruled = pytest.mark.off_contract("a rule answers whatever it is told to")
+
 
 def _add(camera, fault, command="/*", **more):
     return camera.admin("supervisor", "fault_add", command=command, fault=fault, **more)["id"]
@@ -71,6 +73,7 @@ def fresh(request):
         request.getfixturevalue("served").admin("supervisor", "load", scenario={})
 
 
+@ruled
 @pytest.mark.quick
 def test_a_status_of_ones_own(served):
     number = _add(served, "status", status=418, body="{\"tea\": 1}", type="application/json", count=2)
@@ -187,6 +190,7 @@ def test_times_are_drawn_by_the_seed(served):
             assert request["ms"] >= drawn.plan("/nothing")[0][1] * 1000 - 1
 
 
+@ruled
 def test_which_answers_a_rule_hits(served):
     _add(served, "status", command=f"{BLE}/scan", skip=1, count=1)
     assert [served.get(path).status for path in (f"{BLE}/scan/list", f"{BLE}/scan?p=0", f"{BLE}/scan?p=0",
@@ -196,6 +200,7 @@ def test_which_answers_a_rule_hits(served):
     assert _raw(served, b"GET /elsewhere HTTP/1.0\r\n\r\n").startswith(b"HTTP/1.0 404")
 
 
+@ruled
 def test_a_rule_hits_with_its_probability(served):
     def statuses():
         _add(served, "status", probability=0.5)
@@ -220,6 +225,7 @@ def test_several_rules_hit_one_answer(served):
     assert _faults(served) == [(500, "http:1 http:2 http:3")]
 
 
+@ruled
 def test_what_no_rule_is_for_passes_unchanged(served):
     served.admin("zvControlD", "analytics", action="size", size=3 << 20)
     queries = ("a=%20+%41%2f%2F", "%", "x" * 6000, "\\'~`{}^")
@@ -304,6 +310,7 @@ def test_a_running_request_ends_in_peace(served):
             for request in served.admin("supervisor", "requests")["requests"]] == [(200, False)]
 
 
+@ruled
 def test_a_camera_without_a_web_server_refuses(served):
     for rule in (None, "status"):
         if rule:
@@ -320,6 +327,7 @@ def test_a_camera_without_a_web_server_refuses(served):
     assert served.get("/other").status == 503
 
 
+@ruled
 def test_rules_are_added_while_there_is_no_web_server(served):
     served.program("lighttpd", "term")
     _add(served, "status", command="/other")
@@ -329,6 +337,7 @@ def test_rules_are_added_while_there_is_no_web_server(served):
     assert served.get("/other").status == 503
 
 
+@ruled
 def test_a_stopped_web_server_behind_the_front(served):
     _add(served, "status", command="/other")
     served.program("lighttpd", "stop")
@@ -349,6 +358,7 @@ def test_a_wrong_rule_changes_nothing(served):
     assert _rules(served) == []
 
 
+@ruled
 def test_clients_cannot_ask_for_the_inner_path(served):
     _add(served, "crashed", count=1)
     _get_raw(served)
@@ -382,6 +392,7 @@ def test_hostile_clients_do_not_stop_the_front(served):
     assert served.get("/silent2").status == 400
 
 
+@ruled
 def test_a_front_that_is_killed_gives_the_way_free(build_dir):
     with house.TestCamera(build_dir) as camera:
         _add(camera, "status", command="/other")
@@ -394,6 +405,7 @@ def test_a_front_that_is_killed_gives_the_way_free(build_dir):
     assert camera.misdeeds == ["front ended by itself, status -9"]
 
 
+@ruled
 def test_rules_for_paths_in_a_scenario(make_camera, open_path):
     scenario = open_path / "mine.json"
     scenario.write_text('{"faults": [{"command": "/x", "fault": "status", "count": 1},'

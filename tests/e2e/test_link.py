@@ -146,6 +146,7 @@ def _copy_for_others(build_dir, gateway_dir, target):
     _copy_programs(gateway_dir, target / "gateway")
     shutil.copytree(os.path.join(house.ROOT, "camera"), target / "camera")
     shutil.copytree(os.path.join(house.ROOT, "tests", "e2e"), target / "tests" / "e2e")
+    shutil.copytree(os.path.join(house.ROOT, "docs"), target / "docs")
 
 
 @pytest.mark.slow
