@@ -101,6 +101,8 @@ def standalone(gateway_dir):
 def packages(gateway_dir, tmp_path_factory):
     """Name -> Debian package."""
     return packing.packed(gateway_dir, tmp_path_factory.mktemp("packages"))
+
+
 @pytest.fixture(autouse=True)
 def held_to_the_contract(request):
     """Every answer that a test gets has to be one that clients are told of."""

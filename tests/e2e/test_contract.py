@@ -2,12 +2,18 @@
 
 import functools
 import json
+import os
+import sys
 
 import contract
+import house
 import pytest
 import yaml
 from provoked import ask
 from zvcamera.control import contract as of_control
+
+sys.path.insert(0, os.path.join(house.ROOT, "scripts"))
+import contract_page  # noqa: E402
 
 
 @pytest.mark.parametrize("server", ["lighttpd", pytest.param("nginx", marks=pytest.mark.thorough)])
@@ -27,3 +33,12 @@ def test_pages_of_other_sites_get_no_contract(shared_camera):
         answer = ask(shared_camera, "GET", path, fields={"Origin": "http://elsewhere.test"})
         assert answer.status == 403
         assert "access-control-allow-origin" not in answer.headers
+
+
+def test_documents_are_as_the_contracts_make_them():
+    """Otherwise scripts/contract_page.py writes them."""
+    for path, make in ((contract_page.SIMULATOR, lambda _: contract_page.simulator()),
+                       (contract_page.PAGE, contract_page.page)):
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        assert text == make(text)
