@@ -74,6 +74,15 @@ def install():
     _Connection().install()
 
 
+def undocumented(path, written):
+    """What of a whole answer that the gateway has written the contract does not have: a list of texts."""
+    before = len(findings)
+    output(path, written)
+    wrong = findings[before:]
+    del findings[before:]
+    return wrong
+
+
 def output(path, written):
     """Looks at what the gateway has written to its standard output. Nothing at all is an answer, too."""
     place = contract.operation(contract.SPACE + path)

@@ -1,5 +1,6 @@
 """Cameras whose requests are disturbed, from the build folder of --build-dir."""
 
+import base64
 import json
 import os
 import sys
@@ -8,12 +9,13 @@ import pytest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
-sys.path[:0] = [os.path.join(ROOT, "camera"), HERE]
+sys.path[:0] = [os.path.join(ROOT, "camera"), HERE, os.path.join(ROOT, "tests", "e2e")]
 
 from zvcamera import namespace  # noqa: E402
 from zvcamera.camera import Camera  # noqa: E402
 
 import disturbances  # noqa: E402
+import held  # noqa: E402
 from kinds import KINDS  # noqa: E402
 
 PRELOADED = "/opt/failing_allocations.so"
@@ -61,8 +63,14 @@ class Subject:
             results, reference = self.run(some)
             for case, result in zip(some, results):
                 found += [f"{self.kind.name}, {case['rule']}: {wrong}"
-                          for wrong in disturbances.wrongs(case, result, reference)]
+                          for wrong in (*disturbances.wrongs(case, result, reference), *self._undocumented(result))]
         return found
+
+    def _undocumented(self, result):
+        """What the contract for HTTP clients does not have of a failure that the request has told."""
+        output = base64.b64decode(result["stdout"])
+        told = disturbances.is_failure(output)
+        return held.undocumented(self._plan["environment"]["PATH_INFO"], output) if told else []
 
     def preload(self, **more):
         """The environment for a program with failing allocations, behind an emulator if need be."""

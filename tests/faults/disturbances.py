@@ -136,7 +136,7 @@ def _body(output):
     return (int(status[1]), body) if separator and status else None
 
 
-def _is_failure(output):
+def is_failure(output):
     """Whether this is a whole answer that tells a failure."""
     answer = _body(output)
     if not answer or answer[0] < 204 or answer[0] == 200:
@@ -155,7 +155,7 @@ def _answer_is_wrong(case, result, reference):
     """What is wrong with the answer, or None. A silent program lets the web server answer with a failure."""
     output, right = (base64.b64decode(each["stdout"]) for each in (result, reference))
     if output == right:
-        if not _is_failure(right):
+        if not is_failure(right):
             if result["effect"] is False:
                 return "says that it is done, but it is not"
             for message in _asked(reference["messages"]):
@@ -168,7 +168,7 @@ def _answer_is_wrong(case, result, reference):
         if case["loading"] or case["call"] in _MEMORY_CALLS + _TO_THE_CONTROL_DAEMON:
             return None
         return "no answer"
-    if _is_failure(output):
+    if is_failure(output):
         return None
     head, separator, _ = right.partition(b"\r\n\r\n")
     if head.startswith(b"Content-Length:") and right.startswith(output) and output.startswith(head + separator):
