@@ -31,6 +31,13 @@ def test_check_finds_nothing_wrong(zvcamera):
     assert done.returncode == 0
 
 
+def test_shows_its_page(zvcamera):
+    line = 'curl -s "http://127.0.0.1:$CAMERA_PORT/" "http://127.0.0.1:$CAMERA_PORT/page/modules/main.js"'
+    done = ask(zvcamera, "--quiet", "--exec", line)
+    assert done.stdout.startswith("<!doctype html>") and "// The page: its parts" in done.stdout
+    assert done.returncode == 0
+
+
 def test_calls_itself_by_its_name(zvcamera):
     assert ask(zvcamera, "--help").stdout.startswith("usage: zvcamera ")
     assert ask(zvcamera, "--port", "x").stdout == "zvcamera: --port: must be a whole number from 0 to 65535, not 'x'\n"

@@ -281,6 +281,20 @@ def test_faults_are_added_hit_and_cleared(page, link, shared_camera):
 
 
 @pytest.mark.page
+def test_a_camera_that_begins_anew_is_seen_anew(page, link, shared_camera):
+    """Also when somebody else resets it."""
+    shared_camera.get(f"{BLE}/pair/status")
+    page.go("requests")
+    page.wait(lambda: len(page.all("#request-list li")) == 1)
+    page.click("#requests details.card > summary")
+    page.wait(lambda: len(page.all("#message-list > li")) == 4)
+    link.reset()
+    page.wait(lambda: page.all("#request-list li") == [] and page.all("#message-list > li") == [])
+    shared_camera.get(f"{BLE}/pair/status")
+    page.wait(lambda: len(page.all("#request-list li")) == 1 and len(page.all("#message-list > li")) == 4)
+
+
+@pytest.mark.page
 def test_back_to_the_scenario_and_on_to_another(page, link, shared_camera):
     shared_camera.get(f"{BLE}/pair/status")
     link.set(item="recording", value="1")

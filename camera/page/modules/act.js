@@ -17,6 +17,11 @@ export function tell(text, bad = false) {
   }, SHOWN);
 }
 
+// Tells those who do not see it what has come into view.
+export function hear(text) {
+  document.getElementById("heard").textContent = printable(text);
+}
+
 // Fetches what is to be shown; returns null and tells it when that failed.
 export async function fetched(what, work) {
   try {

@@ -1,5 +1,5 @@
 // Every URI of the contract as a form.
-import {tell} from "./act.js";
+import {hear, tell} from "./act.js";
 import {send, showAnswer} from "./answer.js";
 import {contract} from "./contract.js";
 import {labelled, node, prose} from "./dom.js";
@@ -54,7 +54,7 @@ function copyButton(line) {
 
 function operationForm(operation, id) {
   const line = node("code", {class: "mono", tabindex: "0", "aria-label": "curl line"});
-  const place = node("div", {class: "answer", "aria-live": "polite"});
+  const place = node("div", {class: "answer"});
   const more = labelled("More, as it is", node("input", {name: "", class: "mono", autocomplete: "off",
                                                          spellcheck: "false", placeholder: "x=%zz&y"}));
   let running = null;
@@ -71,6 +71,7 @@ function operationForm(operation, id) {
       if (signal === running.signal) {
         stop.hidden = true;
         showAnswer(place, operation, path, came);
+        hear(`Answer: ${came.status || "none"}, ${came.bytes.length} bytes`);
       }
     },
   }}, node("div", {class: "grid"}, fields(operation, id), more),

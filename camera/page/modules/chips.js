@@ -1,6 +1,7 @@
 // How the camera stands, in the page's head.
 import {node, Rows, say} from "./dom.js";
 import {follow} from "./live.js";
+import {forgetTraffic} from "./traffic.js";
 
 const known = {};
 
@@ -37,6 +38,12 @@ function chips({state, programs, stream, faults}) {
   return found;
 }
 
+// Daemons that have begun anew number their messages from one, and have forgotten what they told before.
+function hasBegunAnew(before, now) {
+  return before !== undefined && ["zvNetD", "zvBleD"].some((name) => now[name]?.pid && before[name]?.pid
+    && now[name].pid !== before[name].pid);
+}
+
 export function showChips() {
   const place = document.getElementById("chips");
   const rows = new Rows(place, (each) => each.key, chipRow);
@@ -44,6 +51,9 @@ export function showChips() {
                  faults: "/simulator/faults"};
   for (const [name, path] of Object.entries(paths)) {
     follow(path, place, (told) => {
+      if (name === "programs" && hasBegunAnew(known.programs, told)) {
+        forgetTraffic();
+      }
       known[name] = told;
       rows.show(chips(known));
       if (name === "state") {

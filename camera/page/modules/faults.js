@@ -55,7 +55,7 @@ function addForm(kinds) {
   const known = node("datalist", {id: "fault-commands"});
   const fault = node("select", {name: "fault"});
   const value = labelled("Value", node("input", {name: "value", autocomplete: "off", class: "mono"}));
-  const meaning = node("p", {class: "help", "aria-live": "polite"});
+  const meaning = node("p", {class: "help", role: "status"});
   const ofStatus = [labelled("Body", node("input", {name: "body", autocomplete: "off"})),
                     labelled("Type of the body", node("input", {name: "type", placeholder: "application/json"}))];
   const kind = () => kinds[level.value].faults.find((each) => each.name === fault.value);

@@ -1,5 +1,5 @@
 // A message of the queues: its bytes, and every field of them in words, as the camera decodes them.
-import {fetched} from "./act.js";
+import {fetched, hear} from "./act.js";
 import {ask} from "./control.js";
 import {node} from "./dom.js";
 import {dump} from "./texts.js";
@@ -31,6 +31,7 @@ export async function showMessage(place, record) {
     node("details", {class: "bytes"}, node("summary", {}, "Bytes"),
       node("pre", {tabindex: "0", "aria-label": "Bytes of the message"}, dump(record.hex))));
   place.hidden = false;
+  hear(told.summary);
 }
 
 // A row that shows its message below itself, and hides it again.

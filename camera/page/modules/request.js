@@ -34,7 +34,7 @@ function mark(lines, events, chosen) {
 export function showOne(place, told) {
   const query = told.query ? `?${told.query}` : "";
   const plan = layout(told);
-  const message = node("div", {class: "decoded", id: "message", "aria-live": "polite"},
+  const message = node("div", {class: "decoded", id: "message"},
     node("p", {class: "empty"}, told.messages.length > 0 ? "Choose a message in the picture to read its bytes."
       : "No message was sent for this request."));
   const lines = told.log.map((each) => logRow(told, each));

@@ -8,7 +8,7 @@ import time
 
 import pytest
 from zvcamera.admin import AdminError, InvalidRequest, Unreachable
-from zvcamera.control import events, follower, server
+from zvcamera.control import events, follower, listing, server
 
 
 def test_the_result_is_the_body(calls, served):
@@ -117,6 +117,12 @@ def test_the_listing_tells_all_operations(calls, served):
         "high": 255}
     assert listed["GET", "/simulator/kinds/events"]["events"]
     assert len(document["operations"]) == 7
+
+
+def test_the_listing_names_the_keys_of_objects():
+    settings = next(each for each in listing.listing()["operations"] if each["name"] == "ble_set")["parameters"][0]
+    assert settings["kind"] == "pairs"
+    assert settings["rows"][1] == {"word": "seed", "meaning": "decides whatever varies"}
 
 
 def test_slow_operations_hold_nobody_up(calls, served):
