@@ -156,14 +156,19 @@ def modules(session, name):
                   os.path.join(ROOT, "tests", "camera"), "-n", str(session.jobs), "--junit-xml")
 
 
-def end_to_end(session, name, marks, gateway, daemons=None):
+def asked_resident(session, name, marks, gateway):
+    """End-to-end tests whose web server asks the resident program of a preset."""
+    return end_to_end(session, name, marks, gateway, "release", "--gateway=scgi")
+
+
+def end_to_end(session, name, marks, gateway, daemons=None, *options):
     """Tests that pytest's marks select, with the gateway of a preset and the daemons of the same or another one."""
     # Measurements want the machine for themselves, and a browser works; the others wait rather than work.
     number = session.jobs if marks == "page" else 3 * session.jobs
     side_by_side = [] if marks == "bench" else ["-n", str(number), "--dist=loadgroup"]
     # The tests come first: an option that pytest learns from them, with a blank in its value, would pass for a test.
     return _tests(session, name, "/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider",
-                  os.path.join(ROOT, "tests", "e2e"), "-m", marks, *side_by_side,
+                  os.path.join(ROOT, "tests", "e2e"), "-m", marks, *side_by_side, *options,
                   f"--build-dir={os.path.join(ROOT, 'build', daemons or gateway)}",
                   f"--gateway-dir={os.path.join(ROOT, 'build', gateway)}", "--junit-xml")
 
@@ -216,17 +221,26 @@ def coverage(_session, _name):
     return subprocess.run([os.path.join(ROOT, "scripts", "coverage")], check=False).returncode == 0
 
 
+GATEWAYS = ("zvControl-cgi-bin", "zvControl-scgi")
+
 # Name: what it is, and its steps.
 PARTS = {
     "format": ("layout of the sources, and the rules of the house", (layout,), (house_rules,)),
     "unit": ("unit tests", (build, "release"), (unit_tests, "release"), (modules,)),
     "e2e": ("end-to-end tests of every URI and of ./run, behind lighttpd",
-            (build, "release"), (end_to_end, "not thorough and not bench and not page and not contract", "release")),
+            (build, "release"),
+            (end_to_end, "not thorough and not bench and not page and not contract and not resident", "release")),
     "quick": ("format, unit tests and some end-to-end tests",
               (layout,), (house_rules,), (build, "release"), (unit_tests, "release"), (modules,),
               (end_to_end, "quick", "release")),
     "thorough": ("end-to-end tests of the other web servers, of installation and packages, and with valgrind",
                  (build, "release"), (end_to_end, "thorough", "release")),
+    "resident": ("the resident program: end-to-end tests of every URI that ask it, in both shapes, also for 32-bit ARM",
+                 (build, "release"), (build, "standalone", *GATEWAYS), (build, "arm", *GATEWAYS, "zvCtrlD", "csi"),
+                 (build, "arm-standalone", *GATEWAYS), (end_to_end, "resident", "release"),
+                 (asked_resident, "gateway and not slow", "release"),
+                 *((asked_resident, "every_build and gateway", shape) for shape in (
+                     "standalone", "arm", "arm-standalone"))),
     "page": ("the simulated camera's page, in a browser", (build, "release"), (end_to_end, "page", "release")),
     "contract": ("that what docs/openapi.yaml documents happens and nothing else; its types, and clients made with it",
                  (build, "release"), (npm_packages,), (end_to_end, "contract", "release"), (contract_coverage,)),
@@ -237,7 +251,7 @@ PARTS = {
                    (end_to_end, "every_build", "standalone", "release"), (end_to_end, "packages", "standalone"),
                    (faults, "static", "standalone", "release")),
     "arm": ("the same for 32-bit ARM in the emulator, in both shapes, with daemons of either processor",
-            (build, "release"), (build, "arm"), (build, "arm-standalone", "zvControl-cgi-bin", "zvControl-scgi"),
+            (build, "release"), (build, "arm"), (build, "arm-standalone", *GATEWAYS),
             (unit_tests, "arm"), (unit_tests, "arm-standalone", "-R", "^standalone"),
             (end_to_end, "gateway and not slow or packages or porting", "arm"),
             (end_to_end, "every_build", "arm", "release"), (end_to_end, "every_build", "arm-standalone", "release"),
@@ -263,7 +277,7 @@ PARTS = {
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "page", "contract", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench",
+REST = ("thorough", "resident", "page", "contract", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench",
         "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 

@@ -99,7 +99,7 @@ std::string ListeningSocket::bindTo(const ScgiOptions& options) {
 
 std::string ListeningSocket::inherit() {
     int descriptor = STDIN_FILENO;
-    if (numberIn("LISTEN_PID") == getpid()) {
+    if (const int process = numberIn("LISTEN_PID"); process > 0 && process == getpid()) {
         if (numberIn("LISTEN_FDS") != 1) {
             return "systemd has passed other than one socket";
         }

@@ -38,6 +38,7 @@ MARKS = {
     "porting": "how the gateway and libraries of the same processor fit together",
     "page": "the simulated camera's page, in a browser",
     "bench": "the measuring programs",
+    "resident": "the resident program, beside what each test asks it with --gateway scgi; not in ./test",
     "root": "what root alone can try; an ordinary user's run leaves it out",
     "contract": "all that docs/openapi.yaml says, and what clients make of it",
     "off_contract": "gets answers that docs/openapi.yaml does not have, on purpose; its argument says why",

@@ -105,7 +105,7 @@ class TestCamera(Camera):
             return super().request(path, query, timeout, **more)
         variables = {**more, **{name: value for name, value in (("PATH_INFO", path), ("QUERY_STRING", query))
                                 if value is not None}}
-        with open(os.path.join(os.path.dirname(__file__), "resident_request.py"), encoding="utf-8") as source:
+        with open(os.path.join(ROOT, "tests", "support", "resident_request.py"), encoding="utf-8") as source:
             return self.run(["/usr/bin/python3", "-c", source.read(), RESIDENT, *map("=".join, variables.items())],
                             timeout=timeout)
 

@@ -43,10 +43,10 @@ server.modules += ("mod_dirlisting", "mod_staticfile")
 """
 
 
-def blocks(chapter):
-    """Returns the fenced blocks of a chapter."""
-    with open(os.path.join(house.ROOT, "docs", "web-servers.md"), encoding="utf-8") as page:
-        text = re.search(rf"^## {chapter}\n(.*?)(?=^## |\Z)", page.read(), re.DOTALL | re.MULTILINE)[1]
+def blocks(chapter, name="web-servers", level=2):
+    """Returns the fenced blocks of a chapter of a page. level: of its heading."""
+    with open(os.path.join(house.ROOT, "docs", f"{name}.md"), encoding="utf-8") as page:
+        text = re.search(rf"^{'#' * level} {chapter}\n(.*?)(?=^##|\Z)", page.read(), re.DOTALL | re.MULTILINE)[1]
     return re.findall(r"^```\w*\n(.*?)^```", text, re.DOTALL | re.MULTILINE)
 
 

@@ -11,11 +11,14 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 def pytest_addoption(parser):
     parser.addoption("--build-dir", default=os.path.join(ROOT, "build", "release"),
                      help="build folder whose program is tested")
+    parser.addoption("--gateway", choices=("cgi", "scgi"), default="cgi",
+                     help="whether the control program or the resident one is asked")
 
 
 @pytest.fixture(scope="session")
 def build(request):
-    return recorder.Build(os.path.abspath(request.config.getoption("--build-dir")))
+    option = request.config.getoption
+    return recorder.Build(os.path.abspath(option("--build-dir")), option("--gateway"))
 
 
 @pytest.fixture

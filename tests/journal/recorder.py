@@ -7,12 +7,17 @@ the first time is in the journal. journal.h, script.h and the files that include
 """
 
 import difflib
+import io
 import os
 import re
 import subprocess
+import sys
 import tempfile
 import textwrap
 from types import SimpleNamespace
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "support"))
+import resident_request  # noqa: E402
 
 # Line numbers of these sources are no part of the interface, nor is the revision that was built.
 MASKS = ((r"@(command_ble|command_analytics):\d+", r"@\1:LINE"), (r"\b[0-9a-f]{40}\b", "REVISION"))
@@ -21,8 +26,9 @@ MASKS = ((r"@(command_ble|command_analytics):\d+", r"@\1:LINE"), (r"\b[0-9a-f]{4
 class Build:
     """The programs of a build folder."""
 
-    def __init__(self, folder):
-        self.program = os.path.join(folder, "zvControl-cgi-bin")
+    def __init__(self, folder, gateway="cgi"):
+        self.resident = gateway == "scgi"
+        self.program = os.path.join(folder, "zvControl-scgi" if self.resident else "zvControl-cgi-bin")
         self.libraries = [os.path.join(folder, name) for name in ("libzvCtrlD.so", "libcsi.so")]
         self.stand_in = os.path.join(folder, "tests", "zv_journal.so")
         # The sanitizer's runtime has to come first.
@@ -69,11 +75,24 @@ class Camera:
         environment = {"ASAN_OPTIONS": "detect_leaks=0",
                        "PATH_INFO": path, "QUERY_STRING": query, "LD_PRELOAD": self.build.preloaded,
                        "ZV_JOURNAL": journal, "ZV_JOURNAL_SCRIPT": script, "ZV_JOURNAL_ROOT": self.folder}
-        done = subprocess.run([self.build.program], env=environment, capture_output=True, check=False, timeout=20)
+        done = self._run({name: str(value) for name, value in environment.items()})
         text = journal.read_text()
         for pattern, mask in MASKS:
             text = re.sub(pattern, mask, text)
         return SimpleNamespace(journal=text, status=done.returncode, stdout=done.stdout, stderr=done.stderr.decode())
+
+
+    def _run(self, environment):
+        if not self.build.resident:
+            return subprocess.run([self.build.program], env=environment, capture_output=True, check=False, timeout=20)
+        # Of the program's own environment, nothing reaches the request, which brings along what is the journal's.
+        variables = [f"{name}={value}".encode() for name, value in environment.items() if name != "LD_PRELOAD"]
+        output = io.BytesIO()
+        with tempfile.TemporaryFile() as errors:
+            status = resident_request.serve_one(self.build.program, variables, output, stderr=errors,
+                                                env={**environment, "ZV_JOURNAL_FORKS": "1", "PATH_INFO": "/wrong"})
+            errors.seek(0)
+            return SimpleNamespace(returncode=status, stdout=output.getvalue(), stderr=errors.read())
 
 
 def lines(*pieces):

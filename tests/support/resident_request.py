@@ -1,4 +1,4 @@
-"""Runs in the camera: one request to a resident program of its own. Its output and status are those of the request.
+"""One request to a resident program of its own. Its output and status are those of the request.
 
     resident_request.py PROGRAM NAME=VALUE...
 
@@ -30,18 +30,21 @@ def children(pid):
         return [int(child) for child in listed.read().split()]
 
 
-def serve_one(program, variables, output):
-    """Returns the status of the process, negative for a signal; writes what it answers to output."""
+def serve_one(program, variables, output, **options):
+    """Returns the status of the process, negative for a signal; writes what it answers to output.
+
+    options: of subprocess.Popen, for the program.
+    """
     with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as listener:
         listener.bind(f"{folder}/socket")
         listener.listen()
         ctypes.CDLL(None).prctl(_SUBREAPER, 1, 0, 0, 0)
-        resident = subprocess.Popen([program], stdin=listener, stdout=subprocess.DEVNULL)
+        resident = subprocess.Popen([program], stdin=listener, stdout=subprocess.DEVNULL, **options)
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(f"{folder}/socket")
             while not (begun := children(resident.pid)):
                 if resident.poll() is not None:
-                    sys.exit(f"{program} ended with status {resident.returncode}")
+                    raise RuntimeError(f"{program} ended with status {resident.returncode}")
                 time.sleep(0.001)
             os.kill(resident.pid, signal.SIGKILL)
             resident.wait()
