@@ -51,6 +51,10 @@ def _measure(quick, say):
     say(_table(*measures.turns_with_hello(rounds)))
     say(_table(*measures.requests_per_second(seconds, repeats)))
     say(_table(*measures.analytics(file_sizes, 3 if quick else 5)))
+    say(_table(*measures.resident(rounds)))
+    say(_table(*measures.resident_memory()))
+    say(_table(*measures.fork_by_size(rounds)))
+    say(_table(*measures.arm_instructions()))
     say(_table(*measures.parts()))
     say(_table(*measures.sizes()))
 

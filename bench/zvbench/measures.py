@@ -10,10 +10,11 @@ import tempfile
 
 from . import stand
 from .stand import (ABSENT_DEVICE, AVAILABLE, CAMERA_SHAPE, CAT, DYNAMIC_C, DYNAMIC_CPP, EMPTY_CPP, EMPTY_ORDERED,
-                    NAMES, PYTHON, SHELL, STAND_ALONE, STATIC_C, STATUS)
+                    NAMES, PYTHON, RESIDENT_ALONE, RESIDENT_SHAPE, SHELL, STAND_ALONE, STATIC_C, STATUS)
 
 _FLOORS = (STATIC_C, DYNAMIC_C, EMPTY_CPP, DYNAMIC_CPP, SHELL, PYTHON)
 _GATEWAYS = (STAND_ALONE, CAMERA_SHAPE)
+_RESIDENT = (RESIDENT_ALONE, RESIDENT_SHAPE)
 
 
 def _first(path, start, separator):
@@ -107,7 +108,7 @@ def requests_per_second(seconds, repeats):
     They are loaded in turns, one at a time, so that a slow minute of the machine hits all of them alike. The table
     shows the load generator's own processor time, because it is part of every ratio.
     """
-    programs = (STATIC_C, DYNAMIC_C, SHELL, PYTHON, STAND_ALONE, CAMERA_SHAPE)
+    programs = (STATIC_C, DYNAMIC_C, SHELL, PYTHON, *_GATEWAYS, *_RESIDENT)
     rates, generator = {}, {}
     with contextlib.ExitStack() as cameras:
         running = {program: cameras.enter_context(stand.camera(program)) for program in programs}
@@ -158,7 +159,7 @@ def analytics(sizes, repeats):
         os.mkdir(f"{storage}/analytics")
         file = f"{storage}/analytics/analytics.bin"
         running = {program: cameras.enter_context(stand.camera(program, storage=storage))
-                   for program in (CAT, STAND_ALONE, CAMERA_SHAPE)}
+                   for program in (CAT, *_GATEWAYS, *_RESIDENT)}
         for size in sizes:
             _write_sparse(file, size)
             for program in running:
@@ -170,10 +171,10 @@ def analytics(sizes, repeats):
     median = {key: statistics.median(values) for key, values in times.items()}
     rows = [[_size(size), f"{median[CAT, size] * 1e3:.1f}"] +
             [f"{median[p, size] * 1e3:.1f} ({median[p, size] / median[CAT, size]:.2f})"
-             for p in (STAND_ALONE, CAMERA_SHAPE)]
+             for p in (*_GATEWAYS, *_RESIDENT)]
             for size in sizes]
     return ("(e) Analytics through lighttpd in milliseconds (ratio to cat)",
-            ["size", NAMES[CAT], NAMES[STAND_ALONE], NAMES[CAMERA_SHAPE]], rows)
+            ["size", NAMES[CAT], *(NAMES[p] for p in (*_GATEWAYS, *_RESIDENT))], rows)
 
 
 def whitelist(running, rounds):
@@ -196,6 +197,76 @@ def whitelist(running, rounds):
             ["pages", "devices", NAMES[STAND_ALONE], NAMES[CAMERA_SHAPE]], rows)
 
 
+def _alternately(first, second, rounds, turns=10):
+    """The medians of two measurements that take turns; each is a function of a number of rounds that returns times."""
+    times = [], []
+    for _ in range(turns):
+        for measured, measure in zip(times, (first, second)):
+            measured += measure(max(rounds // turns, 1))
+    return tuple(map(statistics.median, times))
+
+
+def resident(rounds):
+    """(h): the resident program and the control program of the same shape, in turns; and what "execute" takes."""
+    rows = []
+    for shape in _RESIDENT:
+        with stand.camera(shape) as running:
+            for request in (AVAILABLE, STATUS, ABSENT_DEVICE):
+                cgi, asked = _alternately(
+                    lambda n, request=request: stand.spawn(running, [CAMERA_SHAPE], request, n)[0]["us"],
+                    lambda n, request=request: stand.ask_resident(running, request, n), rounds)
+                rows.append([f"{NAMES[shape]}, {_name(request)}", f"{asked:.0f}", f"{cgi:.0f}", f"{asked / cgi:.2f}"])
+    with stand.camera(STAND_ALONE) as alone, stand.camera(CAMERA_SHAPE) as camera_shape, \
+            stand.camera(RESIDENT_ALONE) as resident_alone, stand.camera(RESIDENT_SHAPE) as resident_shape:
+        for shape, cgi, asked in ((RESIDENT_ALONE, alone, resident_alone),
+                                  (RESIDENT_SHAPE, camera_shape, resident_shape)):
+            path = "/execute?p1=zvStream&c1=stop"
+            cgi_time, time = _alternately(
+                *(lambda n, one=one: [stand.load(one, path, 1, 0, 16)["seconds"] * 1e6 for _ in range(n)]
+                  for one in (cgi, asked)), max(rounds // 10, 2), 2)
+            rows.append([f"{NAMES[shape]}, execute that stops, through lighttpd", f"{time:.0f}", f"{cgi_time:.0f}",
+                         f"{time / cgi_time:.2f}"])
+    return ("(h) Resident: from connecting to the end of the answer; CGI: from spawn to exit; medians in microseconds",
+            ["program", "resident", "CGI", "ratio"], rows)
+
+
+def resident_memory():
+    """(i): memory that no other process shares."""
+    rows = []
+    for shape in _RESIDENT:
+        with stand.camera(shape) as running:
+            running.get(STATUS[0])
+            program, child = stand.resident_memory(running)
+            rows.append([NAMES[shape], f"{program}", f"{child}"])
+    return ("(i) Memory of its own in KiB", ["program", "resident program", "process of a request"], rows)
+
+
+def fork_by_size(rounds):
+    """(j): a bare process that forks another one, which ends at once."""
+    sizes = [0, 1, 4, 16, 64]
+    with stand.camera() as running:
+        times = stand.forks(running, rounds, sizes)
+    return ("(j) A fork by the memory of the parent: medians in microseconds, until the child has ended",
+            ["memory in MiB", "median"], [[f"{size}", f"{statistics.median(each):.0f}"]
+                                          for size, each in zip(sizes, times)])
+
+
+def arm_instructions():
+    """(k): counted by the emulator."""
+    rows = []
+    for name, build in (("camera shape", "arm"), ("stand-alone", "arm-standalone")):
+        folder = os.path.join(stand.SOURCE_DIR, "build", build)
+        files = [(os.path.join(folder, file), f"/usr/local/zarvo/arm/{place}/{file}") for file, place in (
+            ("zvControl-cgi-bin", "bin"), ("zvControl-scgi", "bin"), ("libzvCtrlD.so", "lib"), ("libcsi.so", "lib"))
+            if os.path.exists(os.path.join(folder, file))]
+        with stand.camera(more=files) as running:
+            for request in (AVAILABLE, STATUS):
+                cgi, asked = stand.arm_instructions(running, request)
+                rows.append([f"{name}, {_name(request)}", f"{cgi:,}", f"{asked:,}", f"{asked / cgi:.3f}"])
+    return ("(k) Instructions of a request on 32-bit ARM, by the emulator's count",
+            ["gateway", "CGI", "resident", "ratio"], rows)
+
+
 def parts():
     """(g): medians of repetitions; a repetition is the mean of many turns. They show where work would pay."""
     program = os.path.join(stand.RELEASE, "bench", "bench_micro")
@@ -214,7 +285,7 @@ def sizes():
     rows = []
     with tempfile.TemporaryDirectory() as folder:
         for build, strip, libraries in builds:
-            for name in ("zvControl-cgi-bin", "libzvCtrlD.so", "libcsi.so")[:3 if libraries else 1]:
+            for name in ("zvControl-cgi-bin", "zvControl-scgi", "libzvCtrlD.so", "libcsi.so")[:4 if libraries else 2]:
                 program = os.path.join(stand.SOURCE_DIR, "build", build, name)
                 subprocess.run([strip, "-o", f"{folder}/stripped", program], check=True)
                 rows.append([build, name, f"{os.path.getsize(f'{folder}/stripped'):,}"])

@@ -67,9 +67,20 @@ def test_quick_run(open_path):
     assert counts["static C hello"] < counts["gateway, stand-alone, pairing_available"] < counts["dynamic C hello"]
     empty = counts["empty C++ main, same libraries in the gateway's order"]
     assert empty < counts["gateway, camera shape, pairing_available"] < counts["gateway, camera shape, pair/status"]
-    assert len(_rows(done.stdout, "(c)")) == 6
+    assert len(_rows(done.stdout, "(c)")) == 8
     assert list(_rows(done.stdout, "(e)")) == ["1 KiB", "1 MiB"]
     assert list(_rows(done.stdout, "(f)")) == [str(pages) for pages in range(1, 8)]
+    resident = _rows(done.stdout, "(h)")
+    assert len(resident) == 8
+    for row in resident.values():
+        assert abs(_number(row[2]) - _number(row[0]) / _number(row[1])) < 0.02
+    assert _number(resident["gateway, camera shape, resident, pair/status"][2]) < 0.7
+    own = _rows(done.stdout, "(i)")
+    assert len(own) == 2 and all(0 < _number(row[1]) <= 1024 for row in own.values())
+    assert list(_rows(done.stdout, "(j)")) == ["0", "1", "4", "16", "64"]
+    arm = _rows(done.stdout, "(k)")
+    assert len(arm) == 4
+    assert _number(arm["camera shape, pair/status"][0]) > 1_000_000 > 20 * _number(arm["camera shape, pair/status"][1])
     presets = re.findall(r"^\| (\S+) \| zvControl-cgi-bin \| ([\d,]+) \|$", done.stdout, re.MULTILINE)
     assert [name for name, _ in presets] == [
         "release", "standalone", "arm", "arm-standalone", "arm64", "arm64-standalone"]
@@ -174,6 +185,53 @@ def test_spawn_takes_no_failure_for_a_time(tools, open_path):
         assert _spawn(tools, *words).returncode == 2
 
 
+# bench_scgi, bench_fork
+
+@contextlib.contextmanager
+def _listener(path, answer):
+    """Gives every connection to a socket this answer."""
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(str(path))
+        listener.listen()
+
+        def serve():
+            with contextlib.suppress(OSError):
+                while True:
+                    with listener.accept()[0] as connection:
+                        connection.recv(4096)
+                        connection.sendall(answer)
+        threading.Thread(target=serve, daemon=True).start()
+        yield
+        listener.shutdown(socket.SHUT_RDWR)
+
+
+def _scgi(tools, *words):
+    return subprocess.run([os.path.join(tools, "bench_scgi"), *map(str, words)],
+                          capture_output=True, text=True, timeout=60, check=False)
+
+
+def test_scgi_takes_no_wrong_answer_for_a_time(tools, open_path):
+    path = open_path / "socket"
+    with _listener(path, b"right"):
+        done = _scgi(tools, 3, path, "right")
+        assert (done.returncode, len(json.loads(done.stdout))) == (0, 3)
+        done = _scgi(tools, 3, path, "wrong")
+        assert (done.returncode, done.stdout, done.stderr) == (1, "", "bench_scgi: answered 'right'\n")
+    assert _scgi(tools, 1, open_path / "absent", "right").returncode == 1
+    for words in ([], [1, path], ["x", path, "right"], [1, "x" * 108, "right"]):
+        assert _scgi(tools, *words).returncode == 2
+
+
+def test_fork_by_size(tools):
+    program = os.path.join(tools, "bench_fork")
+    done = subprocess.run([program, "5", "0", "32"], capture_output=True, text=True, timeout=60, check=True)
+    small, large = json.loads(done.stdout)
+    assert (len(small), len(large)) == (5, 5)
+    assert sorted(small)[2] < sorted(large)[2]
+    for words, status in ((["5"], 2), (["x", "1"], 2), (["1", "x"], 1)):
+        assert subprocess.run([program, *words], capture_output=True, check=False).returncode == status
+
+
 # bench_http
 
 @contextlib.contextmanager
@@ -275,7 +333,9 @@ def _stand(build_dir, program):
     ("open(running.storage + '/x', 'w').write('y'); "
      "measures._compare(running, '/analytics/get', running.storage + '/x')",
      "not the file's bytes"),
-], ids=["spawn", "instructions", "load", "analytics"])
+    ("stand.ask_resident(running, stand.STATUS, 1)", "MeasureError: bench_scgi: answered ''"),
+    ("stand.forks(running, 'x', [1])", "MeasureError: usage: bench_fork"),
+], ids=["spawn", "instructions", "load", "analytics", "resident", "fork"])
 def test_wrong_answers_are_not_measured(tools, build_dir, program, complaint):
     done = _stand(build_dir, program)
     assert done.returncode == 1
