@@ -277,8 +277,8 @@ PARTS = {
                    (build, "release"), (lint, "tests")),
 }
 DEFAULT = ("format", "unit", "e2e")
-REST = ("thorough", "resident", "page", "contract", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak", "bench",
-        "coverage", "fuzz", "lint")
+REST = ("thorough", "resident", "page", "contract", "asan", "standalone", "arm", "arm64", "clang", "faults", "soak",
+        "bench", "coverage", "fuzz", "lint")
 SIZES = {"all": DEFAULT + REST, "rest": REST}
 
 

@@ -86,7 +86,6 @@ std::string ListeningSocket::bindTo(const ScgiOptions& options) {
     path_ = options.socket;
     struct stat status {};
     static_cast<void>(isSocket(path, status));
-    device_ = status.st_dev;
     file_ = status.st_ino;
     if (lchown(path, options.user, options.group) != 0 || listen(made.get(), waitingMost) != 0) {
         std::string reason = failure(options.socket);
@@ -117,7 +116,7 @@ std::string ListeningSocket::inherit() {
 void ListeningSocket::close() {
     socket_.reset();
     struct stat status {};
-    if (!path_.empty() && isSocket(path_.c_str(), status) && status.st_dev == device_ && status.st_ino == file_) {
+    if (!path_.empty() && isSocket(path_.c_str(), status) && status.st_ino == file_) {
         unlink(path_.c_str());
     }
     path_.clear();

@@ -42,6 +42,5 @@ private:
 
     zv::UniqueFd socket_;
     std::string path_; // empty: not made here
-    dev_t device_ = 0;
     ino_t file_ = 0;
 };

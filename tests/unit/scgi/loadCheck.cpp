@@ -1,7 +1,7 @@
 // main.cpp has the tests with libraries that are really loaded.
 #include "loadCheck.h"
 
-#include "openFaults.h"
+#include "refusedCalls.h"
 #include "uniqueFd.h"
 
 #include <fcntl.h>

@@ -3,6 +3,7 @@
 #include "child.h"
 #include "scgiClient.h"
 #include "syslogCapture.h"
+#include "zvLog.h"
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -83,6 +84,15 @@ TEST(ScgiChild, LogsWhatItRefuses) {
     EXPECT_EQ(EXIT_FAILURE, serveScgiConnection(std::move(connection.child), tell));
     EXPECT_EQ("", zvtest::rest(connection.server));
     EXPECT_THAT(log.messages(), ElementsAre("Refused a request: it does not begin with a header\n"));
+}
+
+TEST(ScgiChild, LogsNothingBelowTheLevel) {
+    zvtest::SyslogCapture log;
+    zvUtilSetLogLevel(UTIL_LOG_FATAL);
+    Connection connection;
+    connection.server.reset();
+    EXPECT_EQ(EXIT_FAILURE, serveScgiConnection(std::move(connection.child), tell));
+    EXPECT_THAT(log.messages(), testing::IsEmpty());
 }
 
 TEST(ScgiChild, WaitsForALimitedTime) {
