@@ -60,7 +60,8 @@ const char* readBody(ScgiReader& reader, std::string_view first, std::size_t len
 
 // Takes what the web server still sends: it looks at the answer only then.
 const char* refuseBody(int connection, ScgiReader& reader) {
-    static_cast<void>(zv::writeAll(connection, "Status: 413 Content Too Large\r\n\r\n"));
+    static_cast<void>(zv::writeAll(connection, "Status: 413 Content Too Large\r\nContent-Type: text/html\r\n\r\n"
+                                               "<h1>413 Content Too Large</h1>\n"));
     shutdown(connection, SHUT_WR);
     char block[blockSize];
     while (reader.read(block) > 0) {

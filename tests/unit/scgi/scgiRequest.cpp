@@ -88,7 +88,8 @@ TEST(ScgiRequest, TakesABodyOfAMebibyte) {
 TEST(ScgiRequest, AnswersALongerBody) {
     const Received received(zvtest::scgiRequest({}, std::string((1U << 20) + 1, 'x')));
     EXPECT_STREQ("its body is too long", received.reason);
-    EXPECT_EQ("Status: 413 Content Too Large\r\n\r\n", received.answer);
+    EXPECT_EQ("Status: 413 Content Too Large\r\nContent-Type: text/html\r\n\r\n<h1>413 Content Too Large</h1>\n",
+              received.answer);
 }
 
 TEST(ScgiRequest, TakesALongHeader) {
