@@ -109,6 +109,11 @@ class TestCamera(Camera):
             return self.run(["/usr/bin/python3", "-c", source.read(), RESIDENT, *map("=".join, variables.items())],
                             timeout=timeout)
 
+    @property
+    def answers_by_a_script(self):
+        """Whether something else stands in the gateway's place, and answers whatever it likes."""
+        return self._control_program is not None
+
     def start(self):
         super().start()
         held.servers[self.port] = self.web_server
