@@ -11,6 +11,10 @@ target_compile_options(zv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversio
 if(ZV_WARNINGS_AS_ERRORS)
   target_compile_options(zv_compile INTERFACE -Werror)
 endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  # Part of -Wconversion for this compiler alone: it warns of the system's own constants, such as SA_RESETHAND.
+  target_compile_options(zv_compile INTERFACE -Wno-sign-conversion)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # A false alarm of this compiler: a literal joined with a std::string, optimised (its bug 105651).
   target_compile_options(zv_compile INTERFACE -Wno-restrict)

@@ -49,10 +49,12 @@ TEST(BleMessages, OverrideTheDestructorsAlone) {
 }
 
 TEST(BleMessages, AreDestroyedThroughMsg) {
-    std::unique_ptr<Msg> message = std::make_unique<BLECommandMsg>();
-    EXPECT_EQ(typeid(BLECommandMsg), typeid(*message));
-    message = std::make_unique<ZvNetMsg>();
-    EXPECT_EQ(typeid(ZvNetMsg), typeid(*message));
+    const std::unique_ptr<Msg> command = std::make_unique<BLECommandMsg>();
+    const Msg& ofCommand = *command;
+    EXPECT_EQ(typeid(BLECommandMsg), typeid(ofCommand));
+    const std::unique_ptr<Msg> net = std::make_unique<ZvNetMsg>();
+    const Msg& ofNet = *net;
+    EXPECT_EQ(typeid(ZvNetMsg), typeid(ofNet));
 }
 
 TEST(BleMessages, ElementTypes) {
