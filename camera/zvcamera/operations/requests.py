@@ -10,7 +10,7 @@ from . import daemons, trace
 from .operation import Parameter, operation
 
 _SUPERVISOR = "supervisor"
-_LOG_SLACK = 0.005  # seconds that a line may take to the log
+_LOG_SLACK = 1.0  # seconds that a line may take to the log
 _HEAD = "NUMBER  TIME             PID  STATUS     BYTES        MS  REQUEST\n"
 
 
@@ -65,9 +65,18 @@ def _opened(link, request):
 
 
 def _logged(link, request):
-    """What the programs logged meanwhile: lines of other requests, when several are under way at once, too."""
-    last = request["time"] + request["ms"] / 1000 + _LOG_SLACK
-    return link.call(_SUPERVISOR, "log_between", first=request["time"], last=last)
+    """What the programs logged meanwhile: lines of other requests, when several are under way at once, too.
+
+    Lines may take their time to the log, but they keep their order, and the web server's is the request's last.
+    """
+    end = request["time"] + request["ms"] / 1000
+    lines = link.call(_SUPERVISOR, "log_between", first=request["time"], last=end + _LOG_SLACK)
+    query = f"?{request['query']}" if request["query"] else ""
+    own = f"{request['method'] or '-'} {request['uri']}{query} {request['status']} {request['ms']:.1f} ms"
+    for place, each in enumerate(lines):
+        if each["source"] == "lighttpd" and each["text"].startswith(own):
+            return lines[:place + 1]
+    return [each for each in lines if each["time"] <= end]
 
 
 def _whole_text(request):

@@ -39,7 +39,9 @@ def test_each_with_its_messages(programs, link):
 
 
 def test_one_with_all_that_is_known(programs, link):
-    lines = [{"time": 5.001, "source": "zvBleD", "pid": None, "priority": 6, "text": "scan mode 1"}]
+    lines = [{"time": time, "source": source, "pid": None, "priority": 6, "text": text} for time, source, text in (
+        (5.001, "zvBleD", "scan mode 1"), (5.2, "lighttpd", "GET /control/x?p=1 200 3.1 ms"),
+        (5.3, "lighttpd", "GET /control/x 200 3.1 ms (http:1)"), (5.4, "zvBleD", "scan mode 0"))]
     programs.serve("supervisor", requests={"requests": [request(2, time=5.0), request(3, time=9.0)], "next": 4},
                    log_between=lines)
     programs.serve("zvControlD", openings=[{"pid": 52, "port": 1, "micros": 1_000_000},
@@ -48,18 +50,19 @@ def test_one_with_all_that_is_known(programs, link):
     programs.serve("zvNetD", trace=[record(5_000_300), record(9_000_000)])
     programs.serve("zvBleD", trace=[])
     found = link.request(number=2)
-    assert (found["number"], found["opened"], found["log"]) == (2, 5_000_200, lines)
+    assert (found["number"], found["opened"], found["log"]) == (2, 5_000_200, lines[:3])
     assert [each["micros"] for each in found["messages"]] == [5_000_300]
-    assert programs.asked["supervisor"][-1] == {"op": "log_between", "first": 5.0, "last": 5.0 + 0.00306 + 0.005}
+    assert programs.asked["supervisor"][-1] == {"op": "log_between", "first": 5.0, "last": 5.0 + 0.00306 + 1.0}
     text = operations.find("request").text(found)
     assert "GET /control/x\n" in text and "1970-01-01T00:00:05.001Z  zvBleD: scan mode 1\n" in text
 
 
-def test_one_without_its_daemons(programs, link):
-    programs.serve("supervisor", requests={"requests": [request(2)], "next": 3}, log_between=[])
+def test_one_without_its_daemons_and_its_line(programs, link):
+    lines = [{"time": 1000.251, "source": "a", "text": "1"}, {"time": 1000.3, "source": "a", "text": "2"}]
+    programs.serve("supervisor", requests={"requests": [request(2)], "next": 3}, log_between=lines)
     programs.serve("zvNetD", trace=[])
     found = link.request(number=2)
-    assert (found["opened"], found["messages"], found["log"]) == (None, [], [])
+    assert (found["opened"], found["messages"], found["log"]) == (None, [], lines[:1])
 
 
 def test_one_that_is_not_kept(programs, link):
