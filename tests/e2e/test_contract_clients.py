@@ -1,5 +1,6 @@
 """What clients make of the contract: a valid document, types that compile, and the programs of docs/clients.md."""
 
+import json
 import os
 import re
 import shutil
@@ -7,6 +8,7 @@ import subprocess
 
 import house
 import pytest
+import yaml
 
 pytestmark = pytest.mark.contract
 
@@ -44,6 +46,16 @@ def _node(program, *arguments, **more):
 def test_document_is_openapi(name):
     done = _node("@seriousme/openapi-schema-validator/bin/validate-api-cli.js", _document(name))
     assert (done.returncode, re.sub(r"\s", "", done.stdout)) == (0, '{"valid":true}'), done.stdout + done.stderr
+
+
+@pytest.mark.parametrize("name", DOCUMENTS)
+def test_readers_of_either_version_of_yaml_read_the_same(name):
+    """Words as `on` and numbers as 02e0 mean one thing in YAML 1.1, which Python reads, and another in 1.2."""
+    done = _run("node", "--input-type=module", "--eval", """
+        import { parse } from "yaml"; import { readFileSync } from "node:fs";
+        console.log(JSON.stringify(parse(readFileSync(process.argv[1], "utf8"))));""", _document(name), cwd=MODULES)
+    with open(_document(name), encoding="utf-8") as file:
+        assert json.loads(done.stdout) == yaml.load(file, yaml.CSafeLoader)
 
 
 def test_a_document_that_is_wrong_is_noticed(tmp_path):

@@ -2,6 +2,7 @@
 
 import os
 import re
+import shutil
 import signal
 import subprocess
 
@@ -122,9 +123,22 @@ def test_setup_knows_what_a_camera_needs(setup_where):
     assert setup_where(to_run + rest, "--check") == (0, "")
 
 
+@pytest.mark.parametrize(("commands", "missing"), [((), "nodejs"), (("node",), "npm"), (("node", "npm"), None)])
+def test_setup_takes_node_from_wherever_it_comes(open_path, commands, missing):
+    for name in ("sh", "sed", "tr", "dirname"):
+        (open_path / name).symlink_to(shutil.which(name))
+    for name in ("dpkg-query", "apt-get", *commands):
+        (open_path / name).write_text("#!/bin/sh\n")
+        (open_path / name).chmod(0o755)
+    done = subprocess.run(["/bin/sh", SETUP, "--check"], env={"PATH": str(open_path)}, capture_output=True, text=True,
+                          check=False)
+    assert (set(done.stderr.split()) & {"nodejs", "npm"}) == ({missing} if missing else set())
+    assert done.stderr.startswith("setup: missing packages: g++ ")
+
+
 def test_setup_explains_itself():
     done = subprocess.run([SETUP, "--help"], capture_output=True, text=True, check=False)
     assert (done.returncode, done.stderr) == (0, "")
-    for options in ("", "--run", "--check"):
+    for options in ("", "--run", "--npm", "--check"):
         assert re.search(rf"^  scripts/setup {options} +\S", done.stdout, re.MULTILINE)
     assert subprocess.run([SETUP, "--walk"], capture_output=True, check=False).returncode == 2
