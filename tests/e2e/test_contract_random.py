@@ -87,7 +87,7 @@ def test_only_documented_answers(make_camera):
     link = Link(camera.run_dir)
     seen = collections.Counter()
 
-    @hypothesis.settings(max_examples=150, deadline=None, database=None, print_blob=True,
+    @hypothesis.settings(max_examples=350, deadline=None, database=None, print_blob=True,
                          suppress_health_check=list(hypothesis.HealthCheck))
     @hypothesis.given(strategies.lists(_TROUBLES, max_size=3), strategies.lists(_REQUESTS, min_size=1, max_size=5))
     def ask_at_random(troubles, requests):
