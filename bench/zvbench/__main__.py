@@ -29,7 +29,7 @@ def _table(heading, columns, rows):
 def _arguments():
     parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
     parser.add_argument("--quick", action="store_true",
-                        help="few rounds and small files: shows within a minute that all of it works, and no more")
+                        help="few rounds and small files: shows within two minutes that all of it works, and no more")
     parser.add_argument("--output", metavar="FILE", help="write the tables to this file as well")
     arguments = parser.parse_args()
     if arguments.output:
