@@ -239,6 +239,8 @@ def test_what_no_parser_reads_and_what_is_cut_off_is_shown_as_it_came(page, link
     page.click(f"{cut} button[type=submit]")
     page.click(f"{cut} .buttons button[type=button]:not([hidden])")
     page.wait_for_text(f"{cut} .badge.bad", "given up")
+    assert page.texts(f"{cut} .answer > :not(.buttons)")[1:] == ["No body."]
+    assert "null" not in page.text(f"{cut} .answer")
     link.reset()  # ends the gateway, which still waits
 
 
@@ -360,6 +362,19 @@ def test_a_requests_picture_is_its_trace(page, link, shared_camera):
     assert "late" in page.text("#message .quiet")
     page.click("#message summary")
     assert page.text("#message pre").startswith(f"0000  {' '.join(reply['hex'][at:at + 2] for at in range(0, 32, 2))}")
+
+
+@pytest.mark.page
+def test_a_picture_without_a_daemons_messages_says_so(page, link, shared_camera):
+    shared_camera.get(f"{BLE}/pair/status")
+    number = link.requests()["requests"][-1]["number"]
+    with shared_camera.without("zvBleD"):
+        page.go(f"requests/{number}")
+        page.wait_for_text("#request .note", "Messages may be missing: zvBleD does not run")
+        assert len(page.all("svg.sequence g.message")) == 2
+    page.go("requests")
+    page.go(f"requests/{number}")
+    page.wait(lambda: page.all("#request .note") == [])
 
 
 @pytest.mark.page

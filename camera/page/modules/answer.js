@@ -98,6 +98,6 @@ export function showAnswer(place, operation, path, came) {
     node("p", {class: "buttons"}, pictureButton(path)),
     came.headers.length > 0 ? node("details", {open: true}, node("summary", {}, "Headers"),
       node("dl", {class: "pairs"}, came.headers.map(([name, value]) =>
-        node("div", {class: "pair"}, node("dt", {class: "mono"}, name), node("dd", {class: "mono"}, value))))) : null,
+        node("div", {class: "pair"}, node("dt", {class: "mono"}, name), node("dd", {class: "mono"}, value))))) : "",
     ...shownBody(came));
 }

@@ -35,8 +35,8 @@ async function send(method, path, body) {
   }
 }
 
-// The result of an operation: ask("PUT", "/simulator/state/recording", {value: "1"}). Throws a Failure.
-export async function ask(method, path, body) {
+// The result of an operation, and which programs could not take part in it: {document, missing}. Throws a Failure.
+export async function askWhole(method, path, body) {
   const answer = await send(method, path, ["POST", "PUT", "PATCH"].includes(method) ? body ?? {} : undefined);
   let document = null;
   try {
@@ -50,7 +50,12 @@ export async function ask(method, path, body) {
   if (!answer.ok) {
     throw new Failure(answer.status, document.error ?? `status ${answer.status}`);
   }
-  return document;
+  return {document, missing: answer.headers.get("X-Simulator-Missing") ?? ""};
+}
+
+// The result alone: ask("PUT", "/simulator/state/recording", {value: "1"}).
+export async function ask(method, path, body) {
+  return (await askWhole(method, path, body)).document;
 }
 
 // A path with its parameters: pathOf("/simulator/faults/{id}", {id: "ble:1"}).

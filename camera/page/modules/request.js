@@ -30,8 +30,8 @@ function mark(lines, events, chosen) {
   });
 }
 
-// told: what GET /simulator/requests/{number} answers.
-export function showOne(place, told) {
+// told: what GET /simulator/requests/{number} answers. missing: who could not be asked, and why.
+export function showOne(place, told, missing) {
   const query = told.query ? `?${told.query}` : "";
   const plan = layout(told);
   const message = node("div", {class: "decoded", id: "message"},
@@ -52,6 +52,7 @@ export function showOne(place, told) {
       + `${told.fault ? ` · hit by ${[told.fault].flat().join(", ")}` : ""}`),
     node("p", {class: "buttons"}, node("button", {type: "button", on: {click: () => save(picture, told.number)}},
       "Save the picture")),
+    missing ? node("p", {class: "note warn"}, `Messages may be missing: ${missing}.`) : "",
     node("div", {class: "picture", role: "group", "aria-label": "Who sent what to whom", tabindex: "0"}, picture),
     node("div", {class: "beside"}, message, node("div", {}, node("h4", {}, "Log lines"),
       lines.length > 0 ? node("ul", {class: "log plain", id: "request-log"}, lines)

@@ -1,6 +1,6 @@
 // The requests that the camera has got, and the messages behind them.
 import {button, fetched} from "./act.js";
-import {ask, pathOf} from "./control.js";
+import {askWhole, pathOf} from "./control.js";
 import {labelled, node, Rows} from "./dom.js";
 import {messageButton} from "./message.js";
 import {showOne} from "./request.js";
@@ -84,9 +84,9 @@ export function showRequests(place) {
     if (rest) {
       place.querySelector(`[data-number="${CSS.escape(rest)}"] a`)?.setAttribute("aria-current", "true");
       const path = pathOf("/simulator/requests/{number}", {number: rest});
-      const told = await fetched(`Request ${rest}`, () => ask("GET", path));
+      const told = await fetched(`Request ${rest}`, () => askWhole("GET", path));
       if (told) {
-        showOne(one, told);
+        showOne(one, told.document, told.missing);
         one.focus({preventScroll: true});
         one.scrollIntoView({block: "nearest"});
       }
