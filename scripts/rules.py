@@ -6,6 +6,7 @@ Prints a line for each finding ("FILE:LINE: what is wrong, and what would be rig
 about the whole tree (shared header names, tests that mirror the sources) are checked whatever files are named.
 """
 
+import ast
 import os
 import re
 import subprocess
@@ -268,6 +269,17 @@ def python_uses(name, text):
                 yield f"{name}:{_line(text, match.start())}: {room or 'what is in no room'} may not use {used}"
 
 
+def python_twice(name, text):
+    """Functions and classes that a later one of the same name and place hides. Decorators may want the name again."""
+    for block in ast.walk(ast.parse(text)):
+        seen = set()
+        for each in block.body if isinstance(block, (ast.Module, ast.ClassDef)) else ():
+            if isinstance(each, (ast.FunctionDef, ast.AsyncFunctionDef, ast.ClassDef)) and not each.decorator_list:
+                if each.name in seen:
+                    yield f"{name}:{each.lineno}: hides the {each.name} before it"
+                seen.add(each.name)
+
+
 def python_mirrored(files):
     """Modules of the camera's package without a test: tests/camera/[ROOM/]test_[ROOM_]NAME.py, or for what lies in no
     room tests/e2e/test_NAME.py, too."""
@@ -312,6 +324,8 @@ def findings(names, files):
             yield from page_texts(name, _text(name))
         if name.startswith(f"{PYTHON_ROOM}/") and name.endswith(".py"):
             yield from python_uses(name, _text(name))
+        if name.endswith(".py"):
+            yield from python_twice(name, _text(name))
     yield from shared_headers(files)
     yield from mirrored(files)
     yield from python_mirrored(files)

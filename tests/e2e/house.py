@@ -99,8 +99,7 @@ class TestCamera(Camera):
         if not {"control_program", "gateway"} & set(options) and self.web_server != "busybox":
             self.gateway = self.default_gateway
 
-    def request(self, path=None, query=None, timeout=60.0, **more):
-        """Runs one request alone, as the web server would, in the way in which this camera's web server asks."""
+    def _request(self, path, query, timeout, **more):
         if self.gateway == "cgi":
             return super().request(path, query, timeout, **more)
         variables = {**more, **{name: value for name, value in (("PATH_INFO", path), ("QUERY_STRING", query))
@@ -123,7 +122,8 @@ class TestCamera(Camera):
         super().stop()
 
     def request(self, path=None, query=None, timeout=60.0, **more):
-        done = super().request(path, query, timeout, **more)
+        """Runs one request alone, as the web server would, in the way in which this camera's web server asks."""
+        done = self._request(path, query, timeout, **more)
         held.output(path or "", done.stdout)
         return done
 

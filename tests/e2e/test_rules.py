@@ -79,6 +79,12 @@ def test_modules_of_the_camera_use_only_what_they_may():
         "camera/zvcamera/link.py:2: what is in no room may not use zvcam"]
 
 
+def test_a_function_hides_no_other():
+    text = "class A:\n    def ask(self): ...\n    def ask(self): ...\n    @property\n    def x(self): ...\n"
+    assert list(rules.python_twice("a.py", text + "    @x.setter\n    def x(self, x): ...\ndef ask(): ...\n")) == [
+        "a.py:3: hides the ask before it"]
+
+
 def test_modules_of_the_camera_have_tests_of_their_name(monkeypatch):
     monkeypatch.setattr(rules, "PYTHON_TESTED_ELSEWHERE", {"zvcam/b.py": "tests/e2e/test_x.py",
                                                            "gone.py": "tests/e2e/test_x.py"})
