@@ -2,13 +2,15 @@
 
 import collections
 import contextlib
+import os
 import urllib.parse
 
 import contract
 import held
+import house
 import hypothesis
 import pytest
-from hypothesis import strategies
+from hypothesis import configuration, strategies
 from provoked import ask
 from zvcamera.admin import AdminError
 from zvcamera.link import Link
@@ -16,6 +18,8 @@ from zvcamera.messages import protocol
 from zvcamera.operations import fault_kinds, state
 
 pytestmark = pytest.mark.contract
+
+configuration.set_hypothesis_home_dir(os.path.join(house.ROOT, "build", "hypothesis"))
 
 # Left out: a missing reply costs fifteen seconds, and one that comes late shows nothing else.
 _KINDS = [kind for kind in fault_kinds.MESSAGES if kind.name not in ("missing", "late")]
