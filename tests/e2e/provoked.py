@@ -66,6 +66,19 @@ def parameters():
             for parameter in operation.get("parameters", ())]
 
 
+def parameter_examples():
+    """The path of an operation, a parameter's name, the example's name and its value."""
+    return [(path, parameter["name"], name, told["value"]) for path, operation in contract.operations()
+            for parameter in map(contract.resolved, operation.get("parameters", ()))
+            for name, told in parameter.get("examples", {}).items()]
+
+
+def examples():
+    """Pairs of a path and an example, as text: an answer, or a parameter's value."""
+    return [*((example.path, str(example)) for example in contract.examples()),
+            *((path, f"{path}?{name}= {example}") for path, name, example, _ in parameter_examples())]
+
+
 def statuses():
     """Pairs of a path and a status; the path of what belongs to no operation is ""."""
     told = [*contract.operations(), ("", contract.document()["x-other-paths"])]
@@ -104,7 +117,7 @@ class Provoked:
             right = str(answer.status) == example.status and self._is_as_told(example, answer)
             self._expect(right, str(example), answer.status, answer.body)
             if right:
-                self.examples.add(str(example))
+                self.examples.add((example.path, str(example)))
 
     @staticmethod
     def _is_as_told(example, answer):
@@ -140,6 +153,10 @@ class Provoked:
             self._expect([value for value in fitting if codes[value] == -3] == [], path, name, codes)
             self._expect({codes[value] for value in (*wrong, *too_large)} == {-3}, path, name, codes)
             self.parameters.add((path, name))
+            for example, value in [told[2:] for told in parameter_examples() if told[:2] == (path, name)]:
+                code = self._code(f"{path}?{name}={value}{others}")
+                self._expect(code != -3, path, name, example, code)
+                self.examples.add((path, f"{path}?{name}= {example}"))
         for number in range(1, 17):
             before = "".join(f"p{each}=zvStream&c{each}=stop&" for each in range(1, number))
             for letter, (query, status) in _COMMANDS.items():
@@ -152,10 +169,8 @@ class Provoked:
 
     def table(self):
         """Lines of a table: for each operation, what is documented and what of it was provoked."""
-        names = {str(example): example.path for example in contract.examples()}
         lines = [("operation", "parameters", "statuses", "examples")]
-        kinds = ((parameters(), self.parameters), (statuses(), self.statuses),
-                 ([(path, name) for name, path in names.items()], {(names[name], name) for name in self.examples}))
+        kinds = ((parameters(), self.parameters), (statuses(), self.statuses), (examples(), self.examples))
         for path in (*(path for path, _ in contract.operations()), ""):
             counted = [(len(of), len(of & set(seen))) for of, seen in
                        (({pair for pair in told if pair[0] == path}, seen) for told, seen in kinds)]
@@ -165,7 +180,7 @@ class Provoked:
         return "".join(f"{name:<46}{one:>12}{two:>12}{three:>12}\n" for name, one, two, three in lines)
 
     def left_out(self):
-        documented = {*parameters(), *statuses(), *map(str, contract.examples())}
+        documented = {*parameters(), *statuses(), *examples()}
         return sorted(map(str, documented - self.parameters - self.statuses - self.examples))
 
 

@@ -6,7 +6,9 @@ import os
 import sys
 
 import contract
+import held
 import house
+import jsonschema
 import pytest
 import yaml
 from provoked import ask
@@ -42,3 +44,52 @@ def test_documents_are_as_the_contracts_make_them():
         with open(path, encoding="utf-8") as file:
             text = file.read()
         assert text == make(text)
+
+
+def test_a_preflight_has_the_documented_fields(make_camera):
+    camera = make_camera(cors_origins=["http://localhost:3000"])
+    answer = ask(camera, "OPTIONS", "/control/execute", fields={"Origin": "http://localhost:3000"})
+    (status, told), = contract.document()["x-preflight"]["responses"].items()
+    assert str(answer.status) == status
+    fields = {name.lower(): each["schema"] for name, each in told["headers"].items()}
+    assert set(fields) == {name for name in answer.headers if name == "vary" or name.startswith("access-control-")}
+    for name, schema in fields.items():
+        jsonschema.validate(answer.headers[name], schema)
+
+
+_STATUS = "/control/command/ble/pair/status"
+_FAILED = {"status": "/command/ble/pair/status", "zverr": -1, "_function": "main", "_line": 150,
+           "path": "/command/ble/pair/status", "query": ""}
+_UNREAD = {"status": "zvc_state_get_ap_ssid", "zverr": -17, "_function": "camera_description_output_json", "_line": 290,
+           "path": "", "query": ""}
+_OFF = {**_FAILED, "status": "/analytics/get", "zverr": -6, "path": "/analytics/get"}
+
+
+@pytest.mark.parametrize(("path", "right", "wrong"), [
+    (_STATUS, _FAILED, {"more": 1}), (_STATUS, _FAILED, {"zverr": -3.5}), (_STATUS, _FAILED, {"zverr": -5}),
+    (_STATUS, _FAILED, {"_line": 143}), (_STATUS, _FAILED, {"status": "failed"}), (_STATUS, _FAILED, {"query": None}),
+    ("/control", _UNREAD, {"_line": 281}), ("/control", _UNREAD, {"status": "zvc_state_get_camera"}),
+    ("/control/analytics/get", _OFF, {"zverr": -4}), ("/control/analytics/get", _OFF, {"zverr": -20})])
+def test_a_member_that_is_not_documented_is_noticed(path, right, wrong):
+    contract.check(path, 500, "application/json", json.dumps(right).encode())
+    with pytest.raises(contract.Undocumented):
+        contract.check(path, 500, "application/json", json.dumps({**right, **wrong}).encode())
+
+
+@pytest.mark.parametrize(("status", "kind", "body"), [
+    (200, "application/json", b'\n{"pairing_status": 0}\n'), (200, "application/json", b'\n{"pairing_status":256}\n'),
+    (200, "text/html", b""), (418, "application/json", b"{}"), (200, "", b'\n{"pairing_status":0}\n')])
+def test_an_answer_that_is_not_documented_is_noticed(status, kind, body):
+    contract.check(_STATUS, 200, "application/json", b'\n{"pairing_status":0}\n')
+    with pytest.raises(contract.Undocumented):
+        contract.check(_STATUS, status, kind, body)
+
+
+@pytest.mark.off_contract("a rule answers a status that nobody knows")
+def test_every_answer_of_a_test_is_held_against_the_contract(make_camera):
+    camera = make_camera()
+    assert camera.get("/command/ble/pair/status").status == 200
+    assert held.findings == []
+    camera.tool("fault", "add", "/command/ble/pair/status", "status", "418")
+    assert camera.get("/command/ble/pair/status").status == 418
+    assert held.findings == ["GET /control/command/ble/pair/status: status 418"]
