@@ -8,6 +8,7 @@ import http.client
 import json
 import os
 import re
+import subprocess
 import time
 
 import house
@@ -224,3 +225,18 @@ def test_a_body_reaches_nobody_else(resident):
         assert response.status == (413 if size > 1 << 20 else 400), size
         assert (b'"query":"a=1"' in body) == (size <= 1 << 20)
     connection.close()
+
+
+def run(build_dir, *options):
+    done = subprocess.run([os.path.join(house.ROOT, "run"), "--build-dir", build_dir, "--gateway", "scgi", *options],
+                          capture_output=True, text=True, check=False, timeout=120)
+    assert done.returncode == 0, done.stdout + done.stderr
+    return done.stdout
+
+
+def test_run_with_the_resident_program(build_dir):
+    command = 'curl -s "$CAMERA_URL/nothing?a=1"; echo; zvcam --json daemon'
+    answer, programs = run(build_dir, "--quiet", "--exec", command).splitlines()[0:2]
+    assert json.loads(answer)["query"] == "a=1"
+    assert NAME in programs
+    assert run(build_dir, "--check").splitlines()[-1].endswith(" requests, 0 wrong")
