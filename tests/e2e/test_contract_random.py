@@ -67,7 +67,7 @@ _TROUBLES = strategies.one_of(
     strategies.builds(lambda command, kind, value, count: ("fault_add", {
         "command": command, "fault": kind.name, "count": count, **({} if kind.key is None else {
             "value": "ff" * value if kind.key == "hex" else value})}),
-        strategies.sampled_from(_COMMANDS), strategies.sampled_from(_KINDS), strategies.integers(0, 90),
+        strategies.sampled_from(_COMMANDS), strategies.sampled_from(_KINDS), strategies.integers(1, 90),
         strategies.integers(0, 3)),
     strategies.builds(lambda item, code: ("fail", {"item": item, "code": code}),
                       strategies.sampled_from(state.FAILING), strategies.sampled_from(list(state.RESULT_CODES))),
