@@ -1,6 +1,7 @@
 #include "listeningSocket.h"
 
 #include "scgiOptions.h"
+#include "standardDescriptors.h"
 
 #include <cerrno>
 #include <charconv>
@@ -62,6 +63,16 @@ int optionOf(int socket, int option) {
     return getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
 }
 
+// Gives the socket another number, and each request's process a standard input to replace.
+zv::UniqueFd moveFromInput() {
+    zv::UniqueFd moved(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (moved.ok()) {
+        close(STDIN_FILENO);
+        static_cast<void>(openNothing()); // takes the number
+    }
+    return moved;
+}
+
 } // namespace
 
 std::string ListeningSocket::open(const ScgiOptions& options) {
@@ -109,17 +120,18 @@ std::string ListeningSocket::inherit() {
     }
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
-    socket_.reset(descriptor);
-    return "";
+    socket_ = descriptor == STDIN_FILENO ? moveFromInput() : zv::UniqueFd(descriptor);
+    return socket_.ok() ? "" : failure("the inherited socket");
 }
 
 void ListeningSocket::close() {
-    socket_.reset();
     struct stat status {};
+    // Before the socket is closed: nobody has put another in its place yet, and its file's number is not given again.
     if (!path_.empty() && isSocket(path_.c_str(), status) && status.st_ino == file_) {
         unlink(path_.c_str());
     }
     path_.clear();
+    socket_.reset();
 }
 
 void ListeningSocket::leave() {

@@ -23,7 +23,8 @@ public:
 
     /*
      * Opens the socket that the options name: at a path, in place of a socket that nobody listens at any more; or the
-     * one that was inherited: descriptor 3 from systemd (LISTEN_FDS), or standard input. Empty; or why there is none.
+     * one that was inherited: descriptor 3 from systemd (LISTEN_FDS), or standard input, which is then
+     * the null device. Empty; or why there is none.
      */
     std::string open(const ScgiOptions& options);
 

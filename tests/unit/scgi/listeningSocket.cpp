@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -150,8 +151,8 @@ std::string inherit(int descriptor, int kind = SOCK_STREAM, bool listening = tru
         const std::string reason = socket.open(ScgiOptions());
         std::printf("%s", reason.empty() ? ("descriptor " + std::to_string(socket.get())).c_str() : reason.c_str());
         if (reason.empty()) {
-            EXPECT_EQ(O_NONBLOCK, fcntl(descriptor, F_GETFL) & O_NONBLOCK);
-            EXPECT_EQ(FD_CLOEXEC, fcntl(descriptor, F_GETFD));
+            EXPECT_EQ(O_NONBLOCK, fcntl(socket.get(), F_GETFL) & O_NONBLOCK);
+            EXPECT_EQ(FD_CLOEXEC, fcntl(socket.get(), F_GETFD));
         }
         socket.close();
         EXPECT_TRUE(files::exists("/tmp/inherited"));
@@ -164,8 +165,39 @@ std::string inherit(int descriptor, int kind = SOCK_STREAM, bool listening = tru
 
 constexpr const char* none = "no socket is inherited that listens for connections; --socket PATH opens one";
 
-TEST(InheritedSocket, IsStandardInput) {
-    EXPECT_EQ("descriptor 0", inherit(STDIN_FILENO));
+// A child whose standard input is a listening socket.
+zvtest::Ended inheritAsInput(void (*look)(ListeningSocket& socket)) {
+    return zvtest::inChild([look] {
+        ListeningSocket listening;
+        EXPECT_EQ("", listening.open(at()));
+        dup2(listening.get(), STDIN_FILENO);
+        listening.leave();
+        ListeningSocket socket;
+        look(socket);
+    });
+}
+
+TEST(InheritedSocket, IsStandardInputAndLeavesItToRequests) {
+    const auto ended = inheritAsInput([](ListeningSocket& socket) {
+        EXPECT_EQ("", socket.open(ScgiOptions()));
+        EXPECT_LT(STDERR_FILENO, socket.get());
+        EXPECT_EQ(FD_CLOEXEC, fcntl(socket.get(), F_GETFD));
+        EXPECT_EQ(O_NONBLOCK, fcntl(socket.get(), F_GETFL) & O_NONBLOCK);
+        EXPECT_TRUE(zvtest::connectTo(path).ok());
+        EXPECT_EQ("/dev/null", files::read_symlink("/proc/self/fd/0"));
+        socket.close();
+        EXPECT_FALSE(zvtest::connectTo(path).ok());
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
+}
+
+TEST(InheritedSocket, NeedsADescriptor) {
+    const auto ended = inheritAsInput([](ListeningSocket& socket) {
+        const rlimit nothing{0, 0};
+        setrlimit(RLIMIT_NOFILE, &nothing);
+        EXPECT_EQ("the inherited socket: Invalid argument", socket.open(ScgiOptions()));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
 }
 
 TEST(InheritedSocket, IsOneOfConnections) {

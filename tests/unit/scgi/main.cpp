@@ -121,6 +121,7 @@ TEST_F(Resident, ServesTheSocketThatItInherits) {
     program_ = zvtest::startProgram(name, {}, {});
     dup2(input.get(), STDIN_FILENO);
     EXPECT_EQ(unknown, askScgi(path, scgiRequest({{"PATH_INFO", "/nowhere"}, {"QUERY_STRING", "a=1"}})));
+    EXPECT_EQ("/dev/null", files::read_symlink("/proc/" + std::to_string(program_) + "/fd/0"));
     EXPECT_EQ(0, end());
     EXPECT_TRUE(files::exists(path)); // it is the starter's
 }
