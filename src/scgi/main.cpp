@@ -28,13 +28,13 @@ void prepare() {
 
 int serveAll(const ScgiOptions& options) {
     ListeningSocket socket;
+    ScgiServer server(socket, options.children, serve);
     if (const std::string reason = socket.open(options); !reason.empty()) {
         reportScgi(reason);
         return EXIT_FAILURE;
     }
     prepare();
-    ScgiServer(socket, options.children, serve).run();
-    return EXIT_SUCCESS;
+    return server.run();
 }
 
 } // namespace

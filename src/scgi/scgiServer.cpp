@@ -19,22 +19,33 @@ namespace {
 
 constexpr int retryMilliseconds = 100;
 
-// Where this signal is ignored, children leave no status.
-void keepStatusOfChildren() {
+// Where SIGCHLD is ignored, children leave no status. SIGPIPE is for the children: systemd has it ignored.
+void takeDefaultActions() {
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &standard, nullptr);
+    sigaction(SIGPIPE, &standard, nullptr);
 }
 
-// Blocks the signals that the server waits for, and makes a descriptor that tells of them.
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
+}
+
+// Blocks the signals that the server waits for, and makes a descriptor that tells of them; -1 when there is none.
 int receiveSignals(sigset_t& before) {
     sigset_t set{};
     sigemptyset(&set);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) {
-        sigaddset(&set, signal);
+        if (!isIgnored(signal)) { // blocked, it would come nevertheless
+            sigaddset(&set, signal);
+        }
     }
+    const int descriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+    sigaddset(&set, SIGPIPE); // whoever reads the reports may end at any time
     sigprocmask(SIG_BLOCK, &set, &before);
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+    return descriptor;
 }
 
 } // namespace
@@ -44,15 +55,20 @@ ScgiServer::ScgiServer(ListeningSocket& socket, std::size_t most, int (*serve)(z
       most_(most),
       serve_(serve) {
     children_.reserve(most);
+    takeDefaultActions();
+    signals_.reset(receiveSignals(maskBefore_));
 }
 
-void ScgiServer::run() {
-    keepStatusOfChildren();
-    signals_.reset(receiveSignals(maskBefore_));
+int ScgiServer::run() {
+    if (!signals_.ok()) {
+        reportScgi("No descriptor for signals");
+        return EXIT_FAILURE;
+    }
     std::fflush(nullptr); // what a library has printed is not to be printed by each child again
     while (socket_.isOpen() || !children_.empty()) {
         wait();
     }
+    return EXIT_SUCCESS;
 }
 
 void ScgiServer::wait() {

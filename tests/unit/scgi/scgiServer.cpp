@@ -4,14 +4,17 @@
 #include "scgiClient.h"
 #include "scgiOptions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <deque>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -50,15 +53,24 @@ namespace {
 
 constexpr const char* path = "/tmp/gateway.sock";
 
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
+}
+
 std::string describeProcess() {
     sigset_t blocked{};
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    std::string signals;
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE}) {
+        signals += sigismember(&blocked, signal) == 1 ? 'b' : isIgnored(signal) ? 'i' : '-';
+    }
     int descriptors = 0;
     for (int descriptor = 0; descriptor < 64; ++descriptor) {
         descriptors += fcntl(descriptor, F_GETFD) >= 0 ? 1 : 0;
     }
-    return std::to_string(getpid()) + " " + std::to_string(getppid()) + " " +
-           (sigismember(&blocked, SIGTERM) ? "b" : "-") + (sigismember(&blocked, SIGCHLD) ? "b" : "-") + " " +
+    return std::to_string(getpid()) + " " + std::to_string(getppid()) + " " + signals + " " +
            std::to_string(descriptors);
 }
 
@@ -84,13 +96,15 @@ public:
         if (process_ == 0) {
             dup2(errors_, STDERR_FILENO);
             closefrom(STDERR_FILENO + 1);
+            signal(SIGINT, SIG_DFL); // a shell's job in the background has it ignored
             before();
             ListeningSocket socket;
+            ScgiServer server(socket, most, serve);
             ScgiOptions options;
             options.socket = path;
             const bool open = socket.open(options).empty();
-            ScgiServer(socket, most, serve).run();
-            _exit(open ? 0 : 1);
+            const int status = server.run();
+            _exit(open ? status : 2);
         }
         zvtest::waitForServer(path);
     }
@@ -122,10 +136,10 @@ private:
 
 // What a process tells of itself.
 struct Told {
-    explicit Told(const std::string& text) { std::istringstream(text) >> process >> parent >> blocked >> descriptors; }
+    explicit Told(const std::string& text) { std::istringstream(text) >> process >> parent >> signals >> descriptors; }
     int process = 0;
     int parent = 0;
-    std::string blocked;
+    std::string signals; // SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE: blocked, ignored, or as ever
     int descriptors = 0;
 };
 
@@ -146,7 +160,7 @@ TEST(ScgiServer, HasAProcessForEachConnection) {
 TEST(ScgiServer, LeavesItsProcessesTheirSignalsAndNoDescriptor) {
     const Server server;
     const Told told(zvtest::askScgi(path, "t"));
-    EXPECT_EQ("--", told.blocked);
+    EXPECT_EQ("-----", told.signals);
     EXPECT_EQ(4, told.descriptors); // the standard ones and the connection
     EXPECT_EQ("", server.errors());
 }
@@ -158,7 +172,26 @@ TEST(ScgiServer, LeavesBlockedWhatWasBlocked) {
         sigaddset(&set, SIGTERM);
         sigprocmask(SIG_BLOCK, &set, nullptr);
     });
-    EXPECT_EQ("b-", Told(zvtest::askScgi(path, "t")).blocked);
+    EXPECT_EQ("b----", Told(zvtest::askScgi(path, "t")).signals);
+}
+
+TEST(ScgiServer, StartsProcessesAsWebServersDo) {
+    const Server server(64, [] {
+        signal(SIGCHLD, SIG_IGN);
+        signal(SIGPIPE, SIG_IGN);
+    });
+    EXPECT_EQ("-----", Told(zvtest::askScgi(path, "t")).signals);
+}
+
+TEST(ScgiServer, LeavesIgnoredWhatWasIgnored) {
+    Server server(64, [] {
+        signal(SIGINT, SIG_IGN);
+        signal(SIGHUP, SIG_IGN);
+    });
+    kill(server.process(), SIGINT);
+    kill(server.process(), SIGHUP);
+    EXPECT_EQ("-ii--", Told(zvtest::askScgi(path, "t")).signals);
+    EXPECT_EQ(0, server.end(SIGTERM));
 }
 
 TEST(ScgiServer, HasAsManyProcessesAsItMay) {
@@ -190,6 +223,40 @@ TEST(ScgiServer, EndsWithItsLastProcess) {
         EXPECT_EQ(server.process(), Told(zvtest::rest(last)).parent);
         EXPECT_EQ(0, server.wait());
     }
+}
+
+TEST(ScgiServer, LeavesNoPathWhenItIsEndedBeforeItServes) {
+    const auto ended = zvtest::inChild([] {
+        ListeningSocket socket;
+        ScgiServer server(socket, 1, serve);
+        raise(SIGTERM);
+        ScgiOptions options;
+        options.socket = path;
+        EXPECT_EQ("", socket.open(options));
+        EXPECT_EQ(EXIT_SUCCESS, server.run());
+        EXPECT_FALSE(std::filesystem::exists(path));
+    });
+    EXPECT_EQ(0, ended.status) << ended.out;
+}
+
+TEST(ScgiServer, EndsAtOnceWithoutADescriptorForSignals) {
+    const auto ended = zvtest::inChild([] {
+        const rlimit none{3, 3}; // those there are
+        setrlimit(RLIMIT_NOFILE, &none);
+        ListeningSocket socket;
+        _exit(ScgiServer(socket, 1, serve).run());
+    });
+    EXPECT_EQ(EXIT_FAILURE, ended.status);
+    EXPECT_EQ("zvControl-scgi: No descriptor for signals\n", ended.err);
+}
+
+TEST(ScgiServer, OutlivesTheReaderOfItsReports) {
+    const auto ended = zvtest::inChild([] {
+        ListeningSocket socket;
+        const ScgiServer server(socket, 1, serve);
+        raise(SIGPIPE);
+    });
+    EXPECT_EQ(0, ended.status);
 }
 
 TEST(ScgiServer, ReportsAProcessThatASignalEnds) {
