@@ -11,8 +11,9 @@ ScgiReader::ScgiReader(int connection, milliseconds limit)
     : connection_(connection),
       end_(steady_clock::now() + limit) {}
 
+// The time is looked at before each piece: a stream that never pauses must end as well.
 std::size_t ScgiReader::read(std::span<char> room) {
-    for (;;) {
+    for (milliseconds left = timeLeft(); left > milliseconds::zero(); left = timeLeft()) {
         const ssize_t length = recv(connection_, room.data(), room.size(), MSG_DONTWAIT);
         if (length > 0) {
             return static_cast<std::size_t>(length);
@@ -25,20 +26,14 @@ std::size_t ScgiReader::read(std::span<char> room) {
             complaint_ = "its connection broke";
             return 0;
         }
-        if (!waitForMore()) {
-            complaint_ = "it took too long to arrive";
-            return 0;
-        }
+        // What interrupts the wait, and what it finds, the next look at the connection tells.
+        pollfd waiting{connection_, POLLIN, 0};
+        static_cast<void>(poll(&waiting, 1, static_cast<int>(left.count())));
     }
+    complaint_ = "it took too long to arrive";
+    return 0;
 }
 
-// False when the time is up. What interrupts the wait, and what it finds, the next look at the connection tells.
-bool ScgiReader::waitForMore() {
-    const auto left = std::chrono::ceil<milliseconds>(end_ - steady_clock::now());
-    if (left <= milliseconds::zero()) {
-        return false;
-    }
-    pollfd waiting{connection_, POLLIN, 0};
-    static_cast<void>(poll(&waiting, 1, static_cast<int>(left.count())));
-    return true;
+milliseconds ScgiReader::timeLeft() const {
+    return std::chrono::ceil<milliseconds>(end_ - steady_clock::now());
 }

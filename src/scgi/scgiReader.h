@@ -22,7 +22,7 @@ public:
     const char* complaint() const { return complaint_; }
 
 private:
-    bool waitForMore();
+    std::chrono::milliseconds timeLeft() const;
 
     int connection_;
     std::chrono::steady_clock::time_point end_;

@@ -82,6 +82,20 @@ TEST_F(ScgiReaderTest, TheTimeIsForAllOfIt) {
     EXPECT_GT(bytes, 1);
 }
 
+TEST_F(ScgiReaderTest, EndsAStreamThatNeverPauses) {
+    ScgiReader reader(here.get(), 100ms);
+    std::thread writer([this] {
+        const std::string block(65536, 'x');
+        while (send(there.get(), block.data(), block.size(), MSG_NOSIGNAL) > 0) {
+        }
+    });
+    while (reader.read(room) > 0) {
+    }
+    here.reset();
+    writer.join();
+    EXPECT_STREQ("it took too long to arrive", reader.complaint());
+}
+
 TEST_F(ScgiReaderTest, TellsABrokenConnection) {
     ScgiReader reader(-1, 10s);
     EXPECT_EQ(0U, reader.read(room));
