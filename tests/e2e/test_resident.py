@@ -79,7 +79,8 @@ def lines(camera):
 
 
 def held(camera):
-    """Its descriptors, and its own memory in KiB."""
+    """Its descriptors, and its own memory in KiB, when no process of a request shares it."""
+    camera.wait_for(lambda: not camera.gateways(), patience=20)
     script = 'ls /proc/$0/fd | wc -l; cat /proc/$0/smaps_rollup; cat /proc/$0/task/$0/children'
     told = camera.run(["/bin/sh", "-c", script, str(pid(camera))]).stdout.decode()
     private = sum(int(size) for size in re.findall(r"^Private_\w+: +(\d+)", told, re.MULTILINE))
@@ -116,7 +117,6 @@ def test_bad_connections_disturb_no_request(resident, record_property):
     print(f"{BAD} bad connections {made}; {len(times)} requests, {percentiles(times)}")
     record_property("requests beside bad connections", len(times))
     assert len(times) > 100
-    resident.wait_for(lambda: not resident.gateways(), patience=20)
     descriptors, private = held(resident)
     assert descriptors == before[0]
     assert private <= before[1] + 64
@@ -132,7 +132,6 @@ def test_thousands_of_requests_leave_nothing(resident):
     with concurrent.futures.ThreadPoolExecutor(16) as pool:
         times = list(pool.map(lambda number: ask(resident, number), range(MANY)))
     print(f"{MANY} requests, {percentiles(times)}; held before {before}, after {held(resident)}")
-    resident.wait_for(lambda: not resident.gateways())
     descriptors, private = held(resident)
     assert descriptors == before[0]
     assert private <= before[1] + 64
