@@ -191,18 +191,25 @@ def test_every_uri_is_a_form_and_answers(page, shared_camera, link):
 
 
 @pytest.mark.page
-def test_an_answer_is_shown_as_sent_and_as_parsed_with_its_curl_line(page, shared_camera):
+def test_an_answer_is_shown_as_sent_and_as_parsed_with_its_curl_line(page, link, shared_camera):
     page.go("ask")
     form = ".operation[data-path='/control/command/ble/whitelist/list']"
     page.one(form)
     page.run("document.querySelector(arguments[0]).open = true", form)
     page.fill(f"{form} input[name=p]", "0")
-    page.fill(f"{form} .field:last-child input", "x=%zz&y='")
+    page.fill(f"{form} .field:last-child input", "x=%zz&y='ä [1-3]")
     line = page.text(f"{form} .curl code")
-    assert line == (f"curl -i 'http://127.0.0.1:{shared_camera.port}/control/command/ble/whitelist/list"
-                    "?p=0&x=%zz&y='\\'''")
+    query = "p=0&x=%zz&y=%27%C3%A4%20[1-3]"
+    assert line == f"curl -g -i 'http://127.0.0.1:{shared_camera.port}/control/command/ble/whitelist/list?{query}'"
+    link.requests_clear()
     page.click(f"{form} button[type=submit]")
     page.one(f"{form} [data-status='200']")
+    number = link.requests()["requests"][-1]["number"]
+    assert [each["query"] for each in link.requests()["requests"]] == [query]
+    page.click(f"{form} .answer .buttons button")
+    page.wait_for_text("#request h3", f"Request {number}")
+    page.wait_for_text("#request .asked", query)
+    page.go("ask")
     body = shared_camera.get(f"{BLE}/whitelist/list?p=0").body.decode()
     assert page.run("return document.querySelector(arguments[0]).textContent", f"{form} [data-body=sent]") == body
     parsed = page.run("return document.querySelector(arguments[0]).textContent", f"{form} [data-body=parsed]")
@@ -213,8 +220,7 @@ def test_an_answer_is_shown_as_sent_and_as_parsed_with_its_curl_line(page, share
     assert "\n%" not in done.stdout
     page.click(f"{form} .curl button")
     page.wait_for_text("#told", "curl line is")
-    page.click(f"{form} .answer .buttons button")
-    page.wait_for_text("#request .asked", "?p=0&x=%zz&y='")
+    assert [each["query"] for each in link.requests()["requests"]] == [query, "p=0", query]
 
 
 @pytest.mark.page

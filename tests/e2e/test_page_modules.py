@@ -46,8 +46,16 @@ def test_the_line_of_a_graph(module):
 
 def test_the_path_of_a_request(module):
     for pairs, more, path in (([["p", ""]], "", "/x"), ([["p", "1 &"], ["q", "é"]], "", "/x?p=1%20%26&q=%C3%A9"),
-                              ([["p", "1"]], "a=%zz", "/x?p=1&a=%zz"), ([], "b", "/x?b")):
+                              ([["p", "1"]], "a=%zz", "/x?p=1&a=%zz"), ([], "b", "/x?b"),
+                              ([], "a b=\"'<>#ä[{&", "/x?a%20b=%22%27%3C%3E%23%C3%A4[{&")):
         assert module("ask", "pathWith('/x', ...given)", [pairs, more]) == path
+
+
+@pytest.mark.parametrize(("url", "line"), [
+    ("http://127.0.0.1/x?a=1", "curl -i 'http://127.0.0.1/x?a=1'"),
+    ("http://127.0.0.1/x?a=[1-3]{b,c}", "curl -g -i 'http://127.0.0.1/x?a=[1-3]{b,c}'")])
+def test_the_curl_line(module, url, line):
+    assert module("texts", "curlLine(given)", url) == line
 
 
 CONTRACT = {

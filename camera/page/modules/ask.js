@@ -7,12 +7,14 @@ import {curlLine} from "./texts.js";
 
 const SHOWN = 6; // parameters; what is beyond them opens on demand
 
-// The path of a request: names and texts that are given, and what was typed as it is.
+// The path of a request as it is sent: names and texts that are given, and what was typed as it is. Browsers encode
+// what may not stand in a path, and would leave out what follows "#".
 export function pathWith(path, pairs, more) {
   const query = pairs.filter(([, text]) => text !== "")
     .map(([name, text]) => `${name}=${encodeURIComponent(text)}`);
-  const all = [...query, ...more ? [more] : []].join("&");
-  return all ? `${path}?${all}` : path;
+  const all = [...query, ...more ? [more.replaceAll("#", "%23")] : []].join("&");
+  const sent = new URL(all ? `${path}?${all}` : path, location.origin);
+  return sent.pathname + sent.search;
 }
 
 function fieldOf(parameter, id) {

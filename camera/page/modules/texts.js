@@ -37,7 +37,7 @@ export function quoted(word) {
   return /^[\w@%+=:,./-]+$/.test(word) ? word : `'${word.replaceAll("'", "'\\''")}'`;
 }
 
-// The command that sends the same request.
+// The command that sends the same request. Without -g, curl reads brackets and braces as several addresses.
 export function curlLine(url) {
-  return `curl -i ${quoted(url)}`;
+  return `curl ${/[[\]{}]/.test(url) ? "-g " : ""}-i ${quoted(url)}`;
 }
