@@ -154,6 +154,11 @@ def test_a_camera_that_is_gone_comes_back(browser, build_dir, make_camera):
     with house.TestCamera(build_dir, scenario=f"{house.ROOT}/camera/scenarios/default.json") as first:
         browser.open(first, "air")
         browser.wait_for_text("#devices .name", "Heart Strap")
+        for _ in range(3):
+            first.get("/command/ble/whitelist/list")
+        browser.go("requests")
+        browser.wait(lambda: len(browser.all("#request-list li")) == 3)
+        browser.go("air")
         assert not browser.all("#gone")[0].is_displayed()
         browser.expected += ["ERR_", "/simulator/"]  # while it is gone, and while it comes
         port = first.port
@@ -166,6 +171,7 @@ def test_a_camera_that_is_gone_comes_back(browser, build_dir, make_camera):
     second.get("/command/ble/pair/status")
     browser.go("requests")
     browser.wait_for_text("#request-list", "/control/command/ble/pair/status")
+    browser.wait(lambda: browser.texts("#request-list .what") == ["GET /control/command/ble/pair/status"])
     assert json.loads(ask(second, "/simulator/requests")[1])["requests"][0]["number"] == 1
 
 

@@ -51,7 +51,7 @@ function requestCard() {
       requests.clear();
       return ["DELETE", "/simulator/requests"];
     })), empty, list);
-  const look = shows(new Rows(list, (each) => String(each.number), requestRow), empty, requests, card,
+  const look = shows(new Rows(list, (each) => `${each.number} ${each.time}`, requestRow), empty, requests, card,
     (each) => `${each.uri}?${each.query}`.includes(search.value));
   search.addEventListener("input", look);
   return {card, look};

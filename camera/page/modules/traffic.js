@@ -45,21 +45,31 @@ class Kept {
 export const requests = new Kept((each) => each.number, (each) => each.number);
 export const messages = new Kept((each) => `${each.daemon} ${each.number} ${each.micros}`, (each) => each.micros);
 const streams = [];
+let since = null; // requests that came while the camera is asked for those before
 
+// What was known before goes: another camera may have come to the port, and it counts from one, too.
 async function catchUp() {
+  const later = since = [];
   try {
     const told = await ask("GET", "/simulator/requests");
-    const later = requests.newest(KEPT, (each) => each.number >= told.next).reverse();
-    requests.clear();
-    [...told.requests, ...later].forEach((each) => requests.add(each));
+    if (since === later) {
+      since = null;
+      requests.clear();
+      [...told.requests, ...later.filter((each) => each.number >= told.next)].forEach((each) => requests.add(each));
+    }
   } catch {
     // The events end, too, and begin anew when the camera is there again.
   }
 }
 
+function takeRequest(request) {
+  since?.push(request);
+  requests.add(request);
+}
+
 // Begins to follow both.
 export function followTraffic() {
-  streams.push(followEvents("/simulator/requests/events", catchUp, (each) => requests.add(each)),
+  streams.push(followEvents("/simulator/requests/events", catchUp, takeRequest),
     followEvents("/simulator/trace/events", () => messages.clear(), (each) => messages.add(each)));
 }
 
