@@ -69,6 +69,30 @@ def test_what_is_not_up_to_date_says_so(page, shared_camera):
 
 
 @pytest.mark.page
+def test_what_is_not_complete_says_so(page, link, shared_camera):
+    """Nobody but the daemon knows its rules: without it, none are told."""
+    link.fault_add(command="scan", fault="late")
+    page.go("faults")
+    page.wait_for_text("#rules .name", "ble:1")
+    page.expected.append("/simulator/")
+    link.daemon_stop(name="zvBleD")
+    page.wait_for_text("#faults .note:not([hidden])", "Not complete: zvBleD does not answer.")
+    assert not any(each.is_displayed() for each in page.all("#faults .empty"))
+    link.daemon_cont(name="zvBleD")
+    page.wait(lambda: not page.all("#faults .note")[0].is_displayed())
+    page.wait_for_text("#rules .name", "ble:1")
+
+
+@pytest.mark.page
+def test_an_address_that_names_no_request_does_no_harm(page):
+    page.expected.append("/simulator/requests/")
+    for rest, told in (("%zz", 'must be a whole number, not "%zz"'), ("99999", "no request 99999 is kept")):
+        page.go(f"requests/{rest}")
+        page.wait_for_text("#told.bad", told)
+    assert page.text("#request h3") == "One request"
+
+
+@pytest.mark.page
 def test_the_streaming_program_and_the_analytics(page, link):
     page.fill("#stream input", "-x 7")
     page.click("#stream form button")

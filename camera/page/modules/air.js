@@ -9,8 +9,8 @@ export function showAir(place) {
   const radio = radioCard();
   const devices = node("ul", {class: "devices", id: "devices"});
   const slots = node("ol", {class: "slots", id: "slots", start: "0"});
-  const nothing = node("p", {class: "empty"}, "No device is in the air.");
-  const noSlot = node("p", {class: "empty"}, "The whitelist is empty.");
+  const nothing = node("p", {class: "empty", hidden: true}, "No device is in the air.");
+  const noSlot = node("p", {class: "empty", hidden: true}, "The whitelist is empty.");
   const count = node("span", {class: "count"});
   place.append(node("div", {class: "columns"},
     node("div", {class: "side"}, radio.node,

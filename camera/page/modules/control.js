@@ -35,7 +35,7 @@ async function send(method, path, body) {
   }
 }
 
-// The result of an operation, and which programs could not take part in it: {document, missing}. Throws a Failure.
+// The result of an operation, and why some programs took no part: {document, missing}. Throws a Failure.
 export async function askWhole(method, path, body) {
   const answer = await send(method, path, ["POST", "PUT", "PATCH"].includes(method) ? body ?? {} : undefined);
   let document = null;

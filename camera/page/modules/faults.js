@@ -91,16 +91,16 @@ function addForm(kinds) {
 }
 
 export async function showFaults(place) {
+  const kinds = await ask("GET", "/simulator/faults/kinds");
   const list = node("ul", {class: "items", id: "rules"});
-  const empty = node("p", {class: "empty"}, "Nothing goes wrong on purpose.");
+  const empty = node("p", {class: "empty", hidden: true}, "Nothing goes wrong on purpose.");
   const card = node("div", {class: "card"}, node("h3", {}, "Faults"), empty, list, node("p", {class: "buttons"},
     button("Clear all", "Clear all faults", () => ["DELETE", "/simulator/faults"])));
-  const add = node("div", {class: "card", id: "add-fault"}, node("h3", {}, "Add a fault"));
+  const add = node("div", {class: "card", id: "add-fault"}, node("h3", {}, "Add a fault"), addForm(kinds));
   place.append(node("div", {class: "columns even"}, node("div", {class: "side"}, card, add), await scenarioCard()));
   const rows = new Rows(list, (each) => each.id, ruleRow);
-  follow("/simulator/faults", card, (told) => {
+  follow("/simulator/faults", card, (told, missing) => {
     rows.show(told);
-    empty.hidden = told.length > 0;
+    empty.hidden = told.length > 0 || missing !== "";
   });
-  add.append(addForm(await ask("GET", "/simulator/faults/kinds")));
 }

@@ -1,6 +1,6 @@
 // What the page shows stays as the camera is: each resource is asked for once a second while somebody sees it.
-import {ask} from "./control.js";
-import {node, say} from "./dom.js";
+import {askWhole} from "./control.js";
+import {node, say, setClass} from "./dom.js";
 
 const PERIOD = 1000;
 const sources = new Map();
@@ -31,37 +31,40 @@ class Source {
 
   async once() {
     try {
-      const value = await ask("GET", this.path);
-      this.followers.forEach((each) => each.take(value));
+      const {document: told, missing} = await askWhole("GET", this.path);
+      this.followers.forEach((each) => each.take(told, missing));
     } catch (failure) {
       this.followers.forEach((each) => each.fail(failure));
     }
   }
 }
 
-// Calls take(value) with the document at a path again and again, while the place is seen. What fails is told in the
-// place, beside what was known last; a place that is silent only looks old.
+// Calls take(value, missing) with the document at a path again and again, while the place is seen; missing: why some
+// programs did not tell. What fails is told at the top of the place, above what was known last; a silent place only
+// looks old.
 export function follow(path, place, take, silent = false) {
   if (!sources.has(path)) {
     sources.set(path, new Source(path));
   }
   const note = node("p", {class: "note bad", hidden: true});
-  let placed = false;
+
+  function tell(text) {
+    if (text !== "" && !silent && !note.isConnected) {
+      place.firstElementChild.after(note);
+    }
+    say(note, text);
+    note.hidden = text === "";
+    setClass(place, "stale", text !== "");
+  }
+
   sources.get(path).followers.push({
     place,
-    take(value) {
-      note.hidden = true;
-      place.classList.remove("stale");
-      take(value);
+    take(value, missing) {
+      tell(missing ? `Not complete: ${missing}.` : "");
+      take(value, missing);
     },
     fail(failure) {
-      if (!placed && !silent) {
-        place.append(note);
-        placed = true;
-      }
-      say(note, `Not up to date: ${failure.message}.`);
-      note.hidden = false;
-      place.classList.add("stale");
+      tell(`Not up to date: ${failure.message}.`);
     },
   });
 }

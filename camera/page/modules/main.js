@@ -19,10 +19,10 @@ const views = {
     const columns = node("div", {class: "columns even"});
     const [left, right] = [node("div", {class: "side"}), node("div", {class: "side"})];
     columns.append(left, right);
+    await showCamera(left);
     showPrograms(right);
     showStream(right);
     showAnalytics(right);
-    await showCamera(left);
     place.append(columns);
   },
   air: showAir,
@@ -66,7 +66,7 @@ async function route() {
   document.title = `${document.querySelector(`#${chosen} h2`).textContent} · Simulated camera`;
   shown[chosen] ??= make(chosen);
   refresh();
-  (await shown[chosen])(decodeURIComponent(rest));
+  (await shown[chosen])(rest);
 }
 
 const gone = document.getElementById("gone");

@@ -9,6 +9,8 @@ export function decode(record) {
   return ask("GET", `/simulator/message?hex=${record.hex}${command}`);
 }
 
+const wanted = new WeakMap(); // place: the message that was chosen last
+
 function fieldRow(field) {
   return node("tr", {}, node("td", {class: "mono quiet"}, String(field.offset).padStart(4, "0")),
     node("td", {class: `depth-${field.depth}`}, field.name), node("td", {class: "mono"}, field.value));
@@ -16,8 +18,9 @@ function fieldRow(field) {
 
 // Shows a message, decoded, in a place.
 export async function showMessage(place, record) {
+  wanted.set(place, record);
   const told = await fetched("Decode the message", () => decode(record));
-  if (!told) {
+  if (!told || wanted.get(place) !== record) {
     return;
   }
   const way = `${record.daemon} ${record.direction === "in" ? "has read from" : "has written to"} ${record.queue}`;

@@ -85,7 +85,7 @@ export function showRequests(place) {
       place.querySelector(`[data-number="${CSS.escape(rest)}"] a`)?.setAttribute("aria-current", "true");
       const path = pathOf("/simulator/requests/{number}", {number: rest});
       const told = await fetched(`Request ${rest}`, () => askWhole("GET", path));
-      if (told) {
+      if (told && location.hash === `#requests/${rest}`) { // and not another one meanwhile
         showOne(one, told.document, told.missing);
         one.focus({preventScroll: true});
         one.scrollIntoView({block: "nearest"});
