@@ -130,6 +130,7 @@ def test_the_air_is_live(page, link):
     page.go("air")
     page.wait_for_text("#devices .name", "Heart Strap")
     page.wait_for_text(f"[data-address='{NEAR}'] .strength", "dBm")
+    assert page.all(f"[data-address='{NEAR}'] .newest")[0].get_attribute("d").endswith("h0")  # a dot
     page.wait(lambda: "L" in page.one(f"[data-address='{NEAR}'] .line").get_attribute("d"), "a line of two values")
     page.click("#radio li:nth-child(1) .buttons button:not([hidden])")
     page.wait_for_text("#scan-state", "scanning · 2 found")
@@ -166,6 +167,7 @@ def test_slots_connect_and_are_freed(page, link):
 
     page.go("air")
     page.wait_for_text("#slots .name", "Wheel Sensor")
+    assert page.texts("#slots .mono") == [f"slot 0 · {WHEEL}", "slot 1"]
     for number, holds in ((1, lambda: slot()["connected"]), (2, lambda: not slot()["connected"]),
                           (3, lambda: slot()["auto_connect"]), (4, lambda: not (slot() or {}).get("in_use"))):
         page.click(f"#slots li:first-child .buttons button:nth-of-type({number})")

@@ -136,6 +136,11 @@ def test_everything_is_done_by_keys(page, link, shared_camera):
     page.wait(lambda: link.show(item="recording") == 1)
     page.wait_for_text("#told[role=status]", "Switch Recording: done")
     assert focused(page) == "BUTTON Switch Recording"
+    page.run("document.querySelector('[data-program=zvNetD] [data-op=stop]').focus()")
+    for told, then in (("stopped", "BUTTON Continue zvNetD"), ("running", "BUTTON Stop zvNetD")):
+        press(page, ENTER)
+        page.wait(lambda told=told: link.daemon_status()["zvNetD"]["state"] == told)
+        page.wait(lambda then=then: focused(page) == then, then)
     page.run("document.querySelector('nav a[href=\"#requests\"]').focus()")
     press(page, ENTER)
     shared_camera.get("/command/ble/pair/status")

@@ -39,8 +39,9 @@ def test_a_dump_of_bytes(module):
 
 
 def test_the_line_of_a_graph(module):
-    assert module("graph", "lineOf(given)", [-100, -30]) == "M118.0 26.0L120.0 2.0"
-    assert module("graph", "lineOf(given)", [-65, None, -200]) == "M115.9 14.0M120.0 26.0"
+    assert module("graph", "lineOf(given)", [[1, -100], [0, -30]]) == "M118.0 26.0h0L120.0 2.0"
+    assert module("graph", "lineOf(given)", [[2, -65], [1, None], [0, -200]]) == "M116.0 14.0h0M120.0 26.0h0"
+    assert module("graph", "lineOf(given)", [[20, -65], [4, -65], [0, -65]]) == "M80.0 14.0h0M112.0 14.0h0L120.0 14.0"
     assert module("graph", "lineOf(given)", []) == ""
 
 

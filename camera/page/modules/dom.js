@@ -55,6 +55,15 @@ export function setClass(place, name, is) {
   }
 }
 
+// Hides a node or shows it. Who has just used it by keyboard goes on with the button that stands there instead.
+export function hide(place, is) {
+  const held = is && !place.hidden && place === document.activeElement;
+  place.hidden = is;
+  if (held) {
+    queueMicrotask(() => place.parentElement?.querySelector("button:not([hidden])")?.focus());
+  }
+}
+
 function word(part) {
   if (part.startsWith("`")) {
     return node("code", {}, part.slice(1, -1));

@@ -1,6 +1,6 @@
 // The camera's programs: which run, which stand still, which are gone.
 import {button} from "./act.js";
-import {node, Rows, say} from "./dom.js";
+import {hide, node, Rows, say} from "./dom.js";
 import {follow} from "./live.js";
 
 const STATES = {
@@ -31,7 +31,7 @@ function programRow({name}) {
       state.className = `badge ${kind}`;
       made.dataset.state = now.state;
       buttons.forEach((each) => {
-        each.hidden = !(ACTS[now.state] ?? []).includes(each.dataset.op);
+        hide(each, !(ACTS[now.state] ?? []).includes(each.dataset.op));
       });
       say(misdeeds, now.misdeeds.join("; "));
       misdeeds.hidden = now.misdeeds.length === 0;

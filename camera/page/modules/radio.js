@@ -1,6 +1,6 @@
 // The radio: its scan, its pairing, its own setting.
 import {button, form} from "./act.js";
-import {labelled, node, options, say} from "./dom.js";
+import {hide, labelled, node, options, say} from "./dom.js";
 
 export function radioCard() {
   const scan = node("span", {class: "badge", id: "scan-state"});
@@ -27,8 +27,8 @@ export function radioCard() {
       const {running, found, list_id: list} = told.scan;
       say(scan, `${running ? "scanning" : "not scanning"} · ${found.length} found · list ${list}`);
       scan.className = `badge ${running ? "good" : "quiet"}`;
-      start.hidden = running;
-      stop.hidden = !running;
+      hide(start, running);
+      hide(stop, !running);
       const {status, meaning, address, own_meaning: own, by_hand: told_by_hand} = told.pairing;
       say(pairing, `${meaning}${told_by_hand ? ` (told by hand: ${status})` : ""}`
         + `${own === "idle" ? "" : ` · ${address}`}`);

@@ -1,9 +1,10 @@
 // The slots of the whitelist, and the connections.
 import {button} from "./act.js";
-import {node, Rows, say, setClass} from "./dom.js";
+import {hide, node, Rows, say, setClass} from "./dom.js";
 
-function slotRow({address, key}) {
+function slotRow({address, number, key}) {
   const name = node("bdi", {class: "name"});
+  const place = node("span", {class: "mono quiet"});
   const badges = ["mitm", "auto", "connected"].map((text) =>
     node("span", {class: `badge ${text === "connected" ? "good" : "info"}`, hidden: true}, text));
   const path = `/simulator/ble/connections/${address}`;
@@ -15,19 +16,20 @@ function slotRow({address, key}) {
   const free = button("Free", `Free the slot of ${address}`, () => ["DELETE", slot]);
   const buttons = node("span", {class: "buttons"}, connect, disconnect, auto, free);
   const made = node("li", {class: "slot", "data-slot": key},
-    node("span", {class: "who"}, name, node("span", {class: "mono quiet"}, address)),
+    node("span", {class: "who"}, name, place),
     node("span", {class: "badges"}, badges), buttons);
   return {
     node: made,
     update(now) {
       say(name, now.in_use ? now.name || "(no name)" : "free");
+      say(place, now.in_use ? `slot ${number} · ${address}` : `slot ${number}`);
       setClass(made, "away", !now.in_use);
-      [now.mitm, now.auto_connect, now.connected].forEach((is, place) => {
-        badges[place].hidden = !(now.in_use && is);
+      [now.mitm, now.auto_connect, now.connected].forEach((is, badge) => {
+        badges[badge].hidden = !(now.in_use && is);
       });
       buttons.hidden = !now.in_use;
-      connect.hidden = now.connected;
-      disconnect.hidden = !now.connected;
+      hide(connect, now.connected);
+      hide(disconnect, !now.connected);
       auto.dataset.value = String(now.auto_connect);
       say(auto, now.auto_connect ? "Auto off" : "Auto on");
     },
@@ -37,5 +39,6 @@ function slotRow({address, key}) {
 // Returns a function that shows the whitelist of the radio's state.
 export function slotRows(place) {
   const rows = new Rows(place, (each) => each.key, slotRow);
-  return (told) => rows.show(told.whitelist.slots.map((each, number) => ({...each, key: `${number} ${each.address}`})));
+  return (told) => rows.show(told.whitelist.slots.map((each, number) =>
+    ({...each, number, key: `${number} ${each.address}`})));
 }
