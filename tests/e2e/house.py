@@ -64,16 +64,17 @@ class Processor:
 
 
 PROCESSORS = {
-    "arm-linux-gnueabihf-g++": Processor("armhf", "arm-linux-gnueabihf", 32, "/lib/ld-linux-armhf.so.3", "qemu-arm"),
-    "aarch64-linux-gnu-g++": Processor("arm64", "aarch64-linux-gnu", 64, "/lib/ld-linux-aarch64.so.1",
+    "arm-linux-gnueabihf.cmake": Processor("armhf", "arm-linux-gnueabihf", 32, "/lib/ld-linux-armhf.so.3", "qemu-arm"),
+    "aarch64-linux-gnu.cmake": Processor("arm64", "aarch64-linux-gnu", 64, "/lib/ld-linux-aarch64.so.1",
                                        "qemu-aarch64"),
 }
 NATIVE = Processor("amd64", "x86_64-linux-gnu", 64, "/lib64/ld-linux-x86-64.so.2")
 
 
 def processor(build_dir):
-    """The processor that a build folder's compiler builds for."""
-    return PROCESSORS.get(os.path.basename(cached(build_dir, "CMAKE_CXX_COMPILER")), NATIVE)
+    """The processor that a build folder's toolchain builds for."""
+    toolchain = os.path.basename(cached(build_dir, "CMAKE_TOOLCHAIN_FILE"))
+    return PROCESSORS[toolchain] if toolchain else NATIVE
 
 
 class Line:
