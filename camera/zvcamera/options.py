@@ -42,7 +42,8 @@ def command_line():
     """The parser, which also describes the options to completion and manual page."""
     parser = _Parser(
         prog=COMMAND, allow_abbrev=False,
-        description="Brings up the simulated camera around the control gateway; ./run builds both before.")
+        description="Brings up the simulated camera around the control gateway"
+                    + ("; builds both before." if COMMAND == "./run" else "."))
     parser.add_argument("--version", action="version", version=f"{NAME} {version()}")
     parser.add_argument("--check", action="store_true",
                         help="ask every URI of a camera on a free port, print one line each, end; "
@@ -50,7 +51,8 @@ def command_line():
     parser.add_argument("--port", type=_port, metavar="N",
                         help="port on 127.0.0.1 (default: $PORT or 8080; 0 takes a free one, the default of --exec)")
     parser.add_argument("--scenario", default=_DEFAULT_SCENARIO, metavar="FILE",
-                        help="identity, state and surroundings of the camera (default: camera/scenarios/default.json)")
+                        help="identity, state and surroundings of the camera (default: default.json of those that "
+                             "come with it)")
     parser.add_argument("--storage", metavar="DIR",
                         help="keep the camera's storage in this folder, made when it is not there")
     parser.add_argument("--build-dir", metavar="DIR", help="use the programs of this build folder; builds nothing")

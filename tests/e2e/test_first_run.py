@@ -26,6 +26,16 @@ def test_version(build_dir):
     assert (done.returncode, done.stdout, done.stderr) == (0, f"run {version}\n", "")
 
 
+def test_nothing_of_the_current_folder_runs(open_path, build_dir):
+    """In /tmp, say, anybody may have put modules that are named like the system's or like ours."""
+    for name in ("argparse.py", "sitecustomize.py", "zvcamera.py"):
+        (open_path / name).write_text("print('foreign')\n")
+    done = subprocess.run([RUN, "--build-dir", build_dir, "--port", "x"], cwd=open_path, capture_output=True, text=True,
+                          check=False)
+    assert (done.returncode, done.stdout, done.stderr) == (
+        2, "", "run: --port: must be a whole number from 0 to 65535, not 'x'\n")
+
+
 def test_namespaces_that_cannot_be_made(open_path, build_dir):
     """A user namespace of our own stands for the machine, whose setting forbids further ones."""
     forbidding = ["unshare", "--map-root-user", "sh", "-c",
