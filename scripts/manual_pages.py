@@ -25,6 +25,11 @@ def escaped(text):
     return re.sub(r"([\\*_`#<>\[\]|~])", r"\\\1", text)
 
 
+def _literal(text):
+    """A block whose lines stay as they are. (What follows a line's end that C ignores is not aligned here.)"""
+    return "```\n" + re.sub(r" *\\$", r" \\\\", text, flags=re.MULTILINE) + "\n```\n\n"
+
+
 def _bold(text):
     return f"*{escaped(text)}*"
 
@@ -117,7 +122,7 @@ def _paragraphs(comment):
     lines = [re.sub(r"^ \* ?", "", line).rstrip() for line in comment.strip(" *\n").split("\n")]
     for block in "\n".join(line.lstrip() if number == 0 else line for number, line in enumerate(lines)).split("\n\n"):
         for literal, part in _runs(block.split("\n")):
-            yield "```\n" + "\n".join(part) + "\n```\n\n" if literal else escaped("\n".join(part)) + "\n\n"
+            yield _literal("\n".join(part)) if literal else escaped("\n".join(part)) + "\n\n"
 
 
 def _runs(lines):
@@ -163,7 +168,7 @@ def _header(header):
     for comment, code in found:
         names = declared(code)
         title = ", ".join(names[:3]) + (", ..." if len(names) > 3 else "")
-        text += f"## {escaped(title)}\n\n```\n{code.rstrip()}\n```\n\n"
+        text += f"## {escaped(title)}\n\n" + _literal(code.rstrip())
         text += "".join(_paragraphs(comment)) if comment else ""
     return text
 

@@ -1,9 +1,9 @@
 /*
  * TLV message buffers: flat messages of tagged elements, built and edited in place in the caller's buffer.
  *
- * Message header, 4 bytes:   total length (2 bytes, header included), reserved 0, type
- * Element, 4 + n bytes:      reserved 0 ('W' when blanked), data length n (2 bytes), tag, data
- * Last element:              the end marker 00 00 00 EE
+ *   Message header, 4 bytes:   total length (2 bytes, header included), reserved 0, type
+ *   Element, 4 + n bytes:      reserved 0 ('W' when blanked), data length n (2 bytes), tag, data
+ *   Last element:              the end marker 00 00 00 EE
  *
  * Numbers are big-endian, whatever the processor. Elements follow each other without padding.
  *

@@ -2,6 +2,7 @@
 
 import os
 import re
+import subprocess
 import sys
 
 import pytest
@@ -98,6 +99,28 @@ def test_each_header_has_a_page_that_names_all_it_declares():
         assert names[1:] == [name for name in declared if name in wanted or name == "ZV_LOG_AT"]
         exported.update(names[1:])
     assert exported - {"ZV_LOG_AT"} == wanted
+
+
+@pytest.mark.parametrize("name", [name.removesuffix(".h") for name in sorted(os.listdir(manual_pages.HEADERS))])
+def test_a_header_s_lines_are_read_as_they_stand(name, tmp_path):
+    """Declarations and what is indented in comments: nothing is filled, and no backslash is lost."""
+    with open(os.path.join(manual_pages.PAGES, f"{name}.3.scd"), encoding="utf-8") as source:
+        (tmp_path / "page").write_bytes(subprocess.run(["scdoc"], stdin=source, capture_output=True, check=True).stdout)
+    shown = subprocess.run(["man", "--warnings", "-l", "page"], cwd=tmp_path, capture_output=True, text=True, check=True,
+                           env={**os.environ, "MANWIDTH": "150", "LC_ALL": "C.UTF-8"})
+    assert shown.stderr == ""
+    lines = {" ".join(line.split()) for line in shown.stdout.splitlines()}
+    with open(os.path.join(manual_pages.HEADERS, f"{name}.h"), encoding="utf-8") as header:
+        comments = re.findall(r"^ \*  +(\S.*)$", header.read(), re.MULTILINE)
+    code = [line for _, text in manual_pages.entries(f"{name}.h")[1] for line in text.splitlines()]
+    assert code and [line for line in (*code, *comments) if " ".join(line.split()) not in lines] == []
+
+
+def test_zvcam_s_exit_statuses():
+    from zvcamera.zvcam import output
+
+    assert re.findall(r"^(\d+)$", section("zvcam.1", "EXIT STATUS"), re.MULTILINE) == [
+        str(status) for status in (0, output.REFUSED, output.INVALID, output.UNREACHABLE, output.INTERRUPTED)]
 
 
 def test_the_gateway_s_page_has_its_uris():
