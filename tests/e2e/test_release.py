@@ -139,3 +139,69 @@ def _tree(folder, *, tag=None, changelog="\n## 1.0.0\n", change=False):
     ({"tag": "v1.0.0", "changelog": "# Changes\n"}, "release: CHANGELOG.md has no section 1.0.0\n")])
 def test_only_a_clean_tagged_tree_is_released(tmp_path, tree, said):
     assert _tree(tmp_path, **tree) == (1, said)
+
+
+# Stand for the checks and the builds. $fails is the one that does; the builds "make" the packages of the tests.
+STAND_INS = {
+    "scripts/setup": 'echo "setup $*" >>"$told"; [ "$fails" != setup ]',
+    "test": 'echo "test $*" >>"$told"; [ "$fails" != test ]',
+    "scripts/build": 'echo "build $*" >>"$told"; mkdir -p "build/$1"; [ "$fails" != "$1" ]',
+    "tools/cpack": '[ "$fails" != cpack ] && cp "$made"/*.deb "$2"',
+    "tools/lintian": 'for last; do [ -f "$last" ] && echo "lintian ${last##*/}" >>"$told"; done\n'
+                     '[ "$fails" = broken ] && exit 2; [ "$fails" != lintian ] || echo "W: something"',
+}
+CHECKED = ["setup --check", "test all"]
+BUILT = [f"build {preset} simulated_camera"
+         for preset in ("release", "standalone", "arm", "arm-standalone", "arm64", "arm64-standalone")]
+
+
+def _released(tree, folder, fails, *options):
+    """(status, what it complains of, what was called, what dist holds) of a release in which one step fails."""
+    for name, text in STAND_INS.items():
+        path = tree / name
+        path.parent.mkdir(exist_ok=True, parents=True)
+        path.write_text(f"#!/bin/sh\n{text}\n")
+        path.chmod(0o755)
+    shutil.copy(os.path.join(house.ROOT, "scripts", "release"), tree / "scripts")
+    git = ("git", "-c", "user.name=a", "-c", "user.email=a")
+    for words in (("init", "-q"), ("commit", "-q", "--allow-empty", "-m", "all")):
+        run(*git, *words, cwd=tree, env={name: text for name, text in os.environ.items() if not name.startswith("GIT_")})
+    told = tree / "told"
+    told.touch()
+    done = subprocess.run(
+        [tree / "scripts" / "release", "--any-revision", *options], capture_output=True, text=True, check=False, cwd=tree,
+        env={**os.environ, "PATH": f"{tree}/tools:{os.environ['PATH']}", "fails": fails, "told": str(told),
+             "made": str(folder)})
+    dist = tree / "dist"
+    return done.returncode, done.stderr, told.read_text().splitlines(), sorted(os.listdir(dist) if dist.exists() else ())
+
+
+@pytest.mark.parametrize(("fails", "said", "called"), [
+    ("setup", "setup ended with status 1", CHECKED[:1]),
+    ("test", "test ended with status 1", CHECKED),
+    ("arm64", "build ended with status 1", CHECKED + BUILT[:5]),
+    ("cpack", "cpack ended with status 1", CHECKED + BUILT[:1])])
+def test_nothing_is_released_when_a_step_fails(folder, tmp_path, fails, said, called):
+    assert _released(tmp_path, folder, fails) == (1, f"release: {said}\n", called, [])
+
+
+@pytest.mark.parametrize(("fails", "said"), [
+    ("lintian", "lintian finds\nW: something"), ("broken", "lintian ended with status 2")])
+def test_nothing_is_released_that_lintian_refuses(folder, packages, tmp_path, fails, said):
+    called = CHECKED + BUILT + [f"lintian {path.name}" for path in sorted(packages.values())]
+    assert _released(tmp_path, folder, fails) == (1, f"release: {said}\n", called, [])
+
+
+def test_a_release_has_all_in_one_folder(folder, packages, document, tmp_path):
+    version = field(packages["zvcontrol-dev"], "Version")
+    status, complaints, called, dist = _released(tmp_path, folder, "nothing", "--no-checks")
+    assert (status, complaints, dist) == (0, "", [version])
+    assert called[:7] == CHECKED[:1] + BUILT
+    released = tmp_path / "dist" / version
+    assert released.stat().st_mode & 0o777 == 0o755
+    assert sorted(os.listdir(released)) == sorted([*(path.name for path in packages.values()), "SHA256SUMS",
+                                                   f"zvcontrol-{version}.spdx.json"])
+    run("sha256sum", "--check", "--strict", "SHA256SUMS", cwd=released)
+    assert json.loads((released / f"zvcontrol-{version}.spdx.json").read_text())["files"] == document["files"]
+    again = _released(tmp_path, folder, "nothing", "--no-checks")
+    assert again[:2] == (1, f"release: {released} exists already\n")
