@@ -138,6 +138,14 @@ def test_programs_are_hardened(packages, processor, standalone, tmp_path):
         assert found == expected, path.name
 
 
+def test_what_programs_are_linked_of_is_hardened(gateway_dir, processor):
+    """Of a static program one cannot see it any more: whether its own code is, and not only that of the C library."""
+    for name in ("libzv_command_ble.a", "libzvCommon.a", "libzvCtrlD_static.a"):
+        called = run(f"{processor.tools}nm", "--undefined-only", os.path.join(gateway_dir, name)).split()
+        assert "__stack_chk_fail" in called, name
+        assert any(re.fullmatch(r"__(?!stack)\w+_chk", each) for each in called), name
+
+
 def features(processor, path):
     """What of hardening a program or library shows."""
     read = f"{processor.tools}readelf"
