@@ -1,8 +1,9 @@
 # zv_package_version(SOURCE BUILD RELEASE): sets, for the programs as the folder BUILD holds them,
 #
 #   ZV_PACKAGE_VERSION   1.2.0-1 for the revision that the tag v1.2.0 names, and where no repository tells a revision;
-#                        1.2.0+git20261121225743.9480302-1 for one between releases: above 1.2.0-1 and below 1.2.1-1,
-#                        and above what was built of an older revision
+#                        1.2.0+git261121225743.9480302-1 for one between releases: above 1.2.0-1 and below 1.2.1-1,
+#                        and above what was built of an older revision. Two digits of the year: the file name of the
+#                        longest package has to stay below 80 characters with the longest name of a processor.
 #   ZV_PACKAGE_TIME      when that revision was made, in seconds since 1970; without a repository $SOURCE_DATE_EPOCH,
 #                        else now
 #
@@ -15,7 +16,7 @@ function(zv_package_version source build release)
   set(git git -c safe.directory=* -C ${source})
   set(told 1)
   if(NOT revision MATCHES "^0+$")
-    execute_process(COMMAND ${CMAKE_COMMAND} -E env TZ=UTC0 ${git} log -1 --date=format-local:%Y%m%d%H%M%S
+    execute_process(COMMAND ${CMAKE_COMMAND} -E env TZ=UTC0 ${git} log -1 --date=format-local:%y%m%d%H%M%S
       --abbrev=7 "--format=%ct %cd.%h" ${revision}
       RESULT_VARIABLE told OUTPUT_VARIABLE answer OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
   endif()

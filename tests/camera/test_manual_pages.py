@@ -106,8 +106,8 @@ def test_a_header_s_lines_are_read_as_they_stand(name, tmp_path):
     """Declarations and what is indented in comments: nothing is filled, and no backslash is lost."""
     with open(os.path.join(manual_pages.PAGES, f"{name}.3.scd"), encoding="utf-8") as source:
         (tmp_path / "page").write_bytes(subprocess.run(["scdoc"], stdin=source, capture_output=True, check=True).stdout)
-    shown = subprocess.run(["man", "--warnings", "-l", "page"], cwd=tmp_path, capture_output=True, text=True, check=True,
-                           env={**os.environ, "MANWIDTH": "150", "LC_ALL": "C.UTF-8"})
+    shown = subprocess.run(["man", "--warnings", "-l", "page"], cwd=tmp_path, capture_output=True, text=True,
+                           check=True, env={**os.environ, "MANWIDTH": "150", "LC_ALL": "C.UTF-8"})
     assert shown.stderr == ""
     lines = {" ".join(line.split()) for line in shown.stdout.splitlines()}
     with open(os.path.join(manual_pages.HEADERS, f"{name}.h"), encoding="utf-8") as header:

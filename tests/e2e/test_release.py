@@ -164,16 +164,17 @@ def _released(tree, folder, fails, *options):
         path.chmod(0o755)
     shutil.copy(os.path.join(house.ROOT, "scripts", "release"), tree / "scripts")
     git = ("git", "-c", "user.name=a", "-c", "user.email=a")
+    environment = {name: text for name, text in os.environ.items() if not name.startswith("GIT_")}
     for words in (("init", "-q"), ("commit", "-q", "--allow-empty", "-m", "all")):
-        run(*git, *words, cwd=tree, env={name: text for name, text in os.environ.items() if not name.startswith("GIT_")})
+        run(*git, *words, cwd=tree, env=environment)
     told = tree / "told"
     told.touch()
     done = subprocess.run(
-        [tree / "scripts" / "release", "--any-revision", *options], capture_output=True, text=True, check=False, cwd=tree,
-        env={**os.environ, "PATH": f"{tree}/tools:{os.environ['PATH']}", "fails": fails, "told": str(told),
-             "made": str(folder)})
-    dist = tree / "dist"
-    return done.returncode, done.stderr, told.read_text().splitlines(), sorted(os.listdir(dist) if dist.exists() else ())
+        [tree / "scripts" / "release", "--any-revision", *options], cwd=tree, capture_output=True, text=True,
+        check=False, env={**os.environ, "PATH": f"{tree}/tools:{os.environ['PATH']}", "fails": fails, "told": str(told),
+                          "made": str(folder)})
+    held = os.listdir(tree / "dist") if (tree / "dist").exists() else []
+    return done.returncode, done.stderr, told.read_text().splitlines(), sorted(held)
 
 
 @pytest.mark.parametrize(("fails", "said", "called"), [
