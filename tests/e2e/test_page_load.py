@@ -142,8 +142,9 @@ import("/page/modules/traffic.js").then(({requests, messages}) => {
 def test_a_long_stay_costs_no_more_and_more(browser, shared_camera):
     """Of requests and messages, a thousand are kept: after that, neither the nodes nor the heap grow."""
     Link(shared_camera.run_dir).load(scenario=SCENARIO, name="much")
+    shared_camera.get("/command/ble/pair/status")
     browser.open(shared_camera, "requests")
-    browser.one("#requests input")
+    browser.wait(lambda: len(browser.all("#request-list li")) == 1)  # the page has been told what was before
     sizes = []
     for thousand in range(1, 7):
         browser.run(ADD, thousand * 1000)
