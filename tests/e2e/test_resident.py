@@ -79,11 +79,16 @@ def lines(camera):
 
 
 def held(camera):
-    """Its descriptors, and its own memory in KiB, when no process of a request shares it."""
-    camera.wait_for(lambda: not camera.gateways(), patience=20)
-    script = 'ls /proc/$0/fd | wc -l; cat /proc/$0/smaps_rollup; cat /proc/$0/task/$0/children'
-    told = camera.run(["/bin/sh", "-c", script, str(pid(camera))]).stdout.decode()
-    private = sum(int(size) for size in re.findall(r"^Private_\w+: +(\d+)", told, re.MULTILINE))
+    """Its descriptors, and the memory in KiB that it has written, when no process of a request shares it.
+
+    What it has only read of its files is shared with other cameras' programs, which come and go.
+    """
+    number = str(pid(camera))
+    children = ["/bin/cat", f"/proc/{number}/task/{number}/children"]
+    camera.wait_for(lambda: camera.run(children).stdout == b"", patience=20)
+    script = "ls /proc/$0/fd | wc -l; cat /proc/$0/smaps_rollup"
+    told = camera.run(["/bin/sh", "-c", script, number]).stdout.decode()
+    private = int(re.search(r"^Private_Dirty: +(\d+)", told, re.MULTILINE)[1])
     return int(told.split()[0]), private
 
 
