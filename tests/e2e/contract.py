@@ -1,4 +1,4 @@
-"""The contract for HTTP clients, docs/openapi.yaml, and how an answer is held against it."""
+"""The contracts for HTTP clients, docs/openapi.yaml and that of control, and how an answer is held against them."""
 
 import dataclasses
 import functools
@@ -11,6 +11,8 @@ import urllib.parse
 import jsonschema
 import yaml
 from zvcamera.camera import SOURCE_DIR
+from zvcamera.control import PREFIX
+from zvcamera.control import contract as of_control
 
 PATH = os.path.join(SOURCE_DIR, "docs", "openapi.yaml")
 SPACE = "/control"
@@ -174,3 +176,41 @@ def check(path, status, kind, body, *, method="GET", server="lighttpd"):
         raise Undocumented(f"status {status} with media type {kind or 'none'}")
     if kind == _JSON:
         _check_json(body, contents[kind], _validator(path, status, kind, dropped))
+
+
+# Control
+
+
+@functools.cache
+def _control():
+    """The contract of control; its paths with few placeholders stand first."""
+    told = of_control.contract()
+    paths = sorted(told["paths"].items(), key=lambda item: item[0].count("{"))
+    patterns = [(re.compile(re.sub(r"\\{\w+\\}", "[^/]+", re.escape(path))), item) for path, item in paths]
+    return {**told, "paths": patterns}
+
+
+def is_of_control(path):
+    """Whether the web server takes the path, as it was asked, for one of control: it decodes and shortens it before."""
+    meant = posixpath.normpath(urllib.parse.unquote(path))
+    return meant == PREFIX or meant.startswith(PREFIX + "/")
+
+
+def check_control(method, path, status, kind, body, server):
+    """As check(), for an answer of control over HTTP; path: as it was asked."""
+    kind = kind.partition(";")[0].strip().lower()
+    if method == "HEAD" or kind in document()["x-web-servers"][server].get(str(status), ()):
+        return
+    item = next((item for pattern, item in _control()["paths"] if pattern.fullmatch(path)), None)
+    told = (item.get(method.lower()) or {"responses": {"405": {"$ref": "#/components/responses/OtherMethod"}, **{
+        key: each for one in item.values() for key, each in one["responses"].items() if int(key) >= 400}}}
+        if item else _control()["x-other-paths"])["responses"]
+    if str(status) not in told:
+        raise Undocumented(f"status {status}")
+    response = told[str(status)]
+    if "$ref" in response:
+        response = _control()["components"]["responses"][response["$ref"].rpartition("/")[2]]
+    if kind not in response["content"]:
+        raise Undocumented(f"status {status} with media type {kind or 'none'}")
+    if status >= 400 and (list(found := json.loads(body)) != ["error"] or not isinstance(found["error"], str)):
+        raise Undocumented(f"{body!r}")

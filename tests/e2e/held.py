@@ -25,6 +25,13 @@ def _hold(what, place, *answer, **more):
         findings.append(f"{what}: {error}")
 
 
+def _hold_control(what, *answer):
+    try:
+        contract.check_control(*answer)
+    except contract.Undocumented as error:
+        findings.append(f"{what}: {error}")
+
+
 class _Response(http.client.HTTPResponse):
     """Is looked at when its body has been read to the end."""
 
@@ -40,8 +47,12 @@ class _Response(http.client.HTTPResponse):
         if self.asked and self.isclosed():
             port, method, path = self.asked
             self.asked = None
-            place = contract.place(path.partition("?")[0])
-            if place is not None:
+            plain = path.partition("?")[0]
+            place = contract.place(plain)
+            if contract.is_of_control(plain):
+                _hold_control(f"{method} {path}", method, plain, self.status, self.getheader("Content-Type", ""),
+                              self.seen, servers[port])
+            elif place is not None:
                 _hold(f"{method} {path}", place, self.status, self.getheader("Content-Type", ""), self.seen,
                       method=method, server=servers[port])
         return data

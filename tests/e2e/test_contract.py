@@ -93,3 +93,21 @@ def test_every_answer_of_a_test_is_held_against_the_contract(make_camera):
     camera.tool("fault", "add", "/command/ble/pair/status", "status", "418")
     assert camera.get("/command/ble/pair/status").status == 418
     assert held.findings == ["GET /control/command/ble/pair/status: status 418"]
+
+
+@pytest.mark.parametrize(("method", "path", "status", "kind", "body"), [
+    ("GET", "/simulator/state", 409, "application/json", b'{"error": "x", "more": 1}'),
+    ("GET", "/simulator/state", 409, "text/plain", b"x"), ("GET", "/simulator/state", 413, "application/json", b"{}"),
+    ("GET", "/simulator/nothing", 200, "application/json", b"{}"),
+    ("GET", "/simulator/scenario/x/y", 409, "application/json", b'{"error": "x"}')])
+def test_an_answer_of_control_that_is_not_documented_is_noticed(method, path, status, kind, body):
+    contract.check_control(method, "/simulator/state", 409, "application/json", b'{"error": "x"}', "lighttpd")
+    contract.check_control(method, "/simulator/nothing", 404, "application/json", b'{"error": "x"}', "lighttpd")
+    with pytest.raises(contract.Undocumented):
+        contract.check_control(method, path, status, kind, body, "lighttpd")
+
+
+def test_a_path_that_leads_out_of_control_is_not_its_own():
+    assert contract.is_of_control("/simulator/state/..%2Fx")
+    assert not contract.is_of_control("/simulator/requests/..%2F..")
+    assert not contract.is_of_control("/simulators")

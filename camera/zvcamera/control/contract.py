@@ -27,6 +27,7 @@ _TYPES = {
 _ERRORS = {
     400: ("Wrong", "The request is wrong in itself: an unknown name, a value of another kind or outside its range."),
     403: ("Elsewhere", "A page or a machine from elsewhere asks."),
+    404: ("NoOperation", "No operation has this path."),
     405: ("OtherMethod", "The path takes other methods; the field Allow tells which."),
     408: ("Slow", "The body took more than 10 seconds."),
     409: ("Refused", "The camera refuses: no such rule, busy, no free slot."),
@@ -38,6 +39,14 @@ _ERRORS = {
 }
 _OF_ALL = (400, 403, 405, 409, 500, 503)
 _OF_BODIES = (408, 411, 413, 415)
+_OF_OTHER_PATHS = (400, 403, 404, 503)
+
+_PART = {"206": {"description": "What the field Range asks for: the web server cuts an answer of 200.",
+                 "content": {"application/json": {"schema": {}}}}}
+
+
+def _errors(statuses):
+    return {str(status): {"$ref": f"#/components/responses/{_ERRORS[status][0]}"} for status in statuses}
 
 
 def _schema(parameter, in_body):
@@ -99,16 +108,15 @@ def _operation(operation):
         told["parameters"] = parameters
     if with_body:
         told["requestBody"] = _body(others)
-    errors = sorted((*_OF_ALL, *(_OF_BODIES if with_body else ())))
-    told["responses"] = {"200": _result(operation), **{
-        str(status): {"$ref": f"#/components/responses/{_ERRORS[status][0]}"} for status in errors}}
+    told["responses"] = {"200": _result(operation), **(_PART if operation.method == "GET" else {}),
+                         **_errors(sorted((*_OF_ALL, *(_OF_BODIES if with_body else ()))))}
     return told
 
 
 def _plain(operation_id, summary, kind):
     return {"get": {"operationId": operation_id, "tags": ["contract"], "summary": summary, "responses": {
-        "200": {"description": "As it is now.", "content": {kind: {"schema": {}}}},
-        **{str(status): {"$ref": f"#/components/responses/{_ERRORS[status][0]}"} for status in (403, 405)}}}}
+        "200": {"description": "As it is now.", "content": {kind: {"schema": {}}}}, **_PART,
+        **_errors((403, 405))}}}
 
 
 def contract():
@@ -127,6 +135,8 @@ def contract():
         "security": [],
         "tags": [{"name": name} for name in groups],
         "paths": paths,
+        "x-other-paths": {"description": f"Every path below `{PREFIX}` that stands not in this file.",
+                          "responses": _errors(_OF_OTHER_PATHS)},
         "components": {
             "responses": {name: {"description": meaning, "content": {
                 "application/json": {"schema": {"$ref": "#/components/schemas/Error"}}}}
