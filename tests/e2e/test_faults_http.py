@@ -306,6 +306,7 @@ def test_a_running_request_ends_in_peace(served):
     _add(served, "status", command="/other")
     running.join()
     assert answers == [200]
+    served.wait_for(lambda: served.admin("supervisor", "requests")["requests"])  # told behind the answer
     assert [(request["status"], request["pid"] is None)
             for request in served.admin("supervisor", "requests")["requests"]] == [(200, False)]
 
