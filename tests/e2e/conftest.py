@@ -30,7 +30,7 @@ def pytest_addoption(parser):
 # What is run when; scripts/checks.py chooses by these. A test without any of them is run by ./test.
 MARKS = {
     "quick": "after every edit, too",
-    "thorough": "not in ./test: other web servers, packages, valgrind",
+    "thorough": "not in ./test: other web servers, packages, valgrind, the pytest plugin",
     "gateway": "what the gateway does, whoever asks it",
     "every_build": "what a compiler, a processor or a way of linking can break",
     "memory": "each kind of request under the eyes of valgrind or of a sanitizer",

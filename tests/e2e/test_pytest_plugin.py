@@ -8,6 +8,8 @@ import subprocess
 import house
 import pytest
 
+pytestmark = pytest.mark.thorough
+
 
 @pytest.fixture
 def tests(open_path, build_dir):

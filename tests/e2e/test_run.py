@@ -312,6 +312,7 @@ def test_check(open_path, build_dir):
 
 
 @pytest.mark.slow
+@pytest.mark.thorough
 def test_check_notices_what_is_wrong(open_path, build_dir):
     """The control program gives the same answer to everything."""
     programs = open_path / "build"
