@@ -9,7 +9,7 @@ import socket
 
 import house
 import pytest
-from zvcamera.namespace import CONTROL_PROGRAM, emulated, find
+from zvcamera.namespace import CONTROL_PROGRAM, find
 
 pytestmark = pytest.mark.thorough
 
@@ -178,8 +178,12 @@ def digest(path):
         return hashlib.sha256(file.read()).hexdigest()
 
 
-def processor(path):
-    """Returns the word size of an ELF file in bits, and its machine number (40: ARM, 62: x86-64)."""
+# Word size in bits and machine number of programs.
+MACHINES = {"amd64": (64, 62), "armhf": (32, 40), "arm64": (64, 183)}
+
+
+def machine(path):
+    """Returns the word size of an ELF file in bits, and its machine number."""
     with open(path, "rb") as file:
         header = file.read(20)
     assert header[:4] == b"\x7fELF"
@@ -202,13 +206,13 @@ def test_web_server_starts_the_program_under_test(served, gateway_dir, build_dir
 
     program = find(gateway_dir, CONTROL_PROGRAM)
     assert digest(program) in mapped.values()
-    assert processor(program) == ((32, 40) if emulated(gateway_dir) else processor("/bin/true"))
+    assert machine(program) == MACHINES[house.processor(gateway_dir).debian]
     for daemon in ("zvControlD", "zvNetD", "zvBleD"):
         program = find(build_dir, daemon)
         (ancestors, mapped), = processes(served, daemon)
         assert ancestors[0] == state[daemon]["pid"]
         assert digest(program) in mapped.values()
-        assert processor(program) == ((32, 40) if emulated(build_dir) else processor("/bin/true"))
+        assert machine(program) == MACHINES[house.processor(build_dir).debian]
 
 
 def test_failing_command(served):
