@@ -30,8 +30,8 @@ timespec deadline() {
     return end;
 }
 
-// A descriptor has flags of its own, so nobody else's sending changes. This fails for no queue alone, which mq_send
-// reports.
+// A descriptor has flags of its own, so nobody else's sending changes. It fails only where there is
+// no queue, and mq_send reports that.
 void letSendingNotWait(mqd_t queue) {
     mq_attr attributes{};
     attributes.mq_flags = O_NONBLOCK;

@@ -102,6 +102,22 @@ Ended withinPatience(Piece piece) {
     });
 }
 
+// Fills the log and logs a line, which waits until somebody reads. All that the log has got then.
+std::vector<std::string> linesAroundAWait(StalledLog& log) {
+    StalledLog::fill();
+    std::vector<std::string> lines;
+    std::thread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than the limit
+        lines = log.read();
+    });
+    logLine("waits");
+    reader.join();
+    for (std::string& line : log.read()) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 } // namespace
 
 // Where the time of a 32-bit processor is given 64 bits, the call has another name.
@@ -306,17 +322,7 @@ TEST(ZvLogLimit, LeavesAHandlerAloneThatIsSetLater) {
         logLine("first");
         const auto handler = [](int) { handled = handled + 1; };
         std::signal(SIGURG, handler);
-        StalledLog::fill();
-        std::vector<std::string> lines;
-        std::thread reader([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than the limit
-            lines = log.read();
-        });
-        logLine("waits");
-        reader.join();
-        for (std::string& line : log.read()) {
-            lines.push_back(line);
-        }
+        const auto lines = linesAroundAWait(log);
         EXPECT_THAT(lines, ElementsAre("UTIL_LOG_ERROR:first @f:1", "UTIL_LOG_ERROR:waits @f:1"));
         EXPECT_EQ(0, handled);
         EXPECT_EQ(static_cast<void (*)(int)>(handler), std::signal(SIGURG, SIG_DFL));
@@ -364,17 +370,7 @@ TEST(ZvLogLimit, WithoutATimerTheWaitHasNoLimit) {
         EXPECT_EQ(0, setrlimit(RLIMIT_SIGPENDING, &none));
         StalledLog log;
         logLine("first");
-        StalledLog::fill();
-        std::vector<std::string> lines;
-        std::thread reader([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than the limit
-            lines = log.read();
-        });
-        logLine("waits");
-        reader.join();
-        for (std::string& line : log.read()) {
-            lines.push_back(line);
-        }
+        const auto lines = linesAroundAWait(log);
         EXPECT_THAT(lines, ElementsAre("UTIL_LOG_ERROR:first @f:1", "UTIL_LOG_ERROR:waits @f:1"));
     });
     EXPECT_EQ(0, ended.status) << ended.out << ended.err;
